@@ -1,0 +1,20 @@
+# One interface target that every target of this project links: warnings as errors, hardening, sanitizers.
+add_library(lumamon_options INTERFACE)
+
+target_compile_options(lumamon_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor
+  -Woverloaded-virtual -Wimplicit-fallthrough -Werror)
+
+# Text from bytes is a decision each time: no silent conversion between QString and char.
+target_compile_definitions(lumamon_options INTERFACE
+  QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS)
+
+if(LUMAMON_SANITIZERS)
+  target_compile_options(lumamon_options INTERFACE
+    -fsanitize=${LUMAMON_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+  target_link_options(lumamon_options INTERFACE -fsanitize=${LUMAMON_SANITIZERS})
+else()
+  target_compile_options(lumamon_options INTERFACE
+    -fstack-protector-strong $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+  target_link_options(lumamon_options INTERFACE -Wl,-z,relro,-z,now -Wl,--as-needed)
+endif()

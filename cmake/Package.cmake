@@ -1,0 +1,18 @@
+# `make package`: a Debian package that holds the bundle and nothing else.
+set(LUMAMON_INSTALL_FOLDER "/opt/Brennic" CACHE STRING "Where the package puts the bundle")
+install(DIRECTORY "${CMAKE_BINARY_DIR}/Brennic_Lumadoc_Diagnostics.app"
+  DESTINATION "${LUMAMON_INSTALL_FOLDER}" USE_SOURCE_PERMISSIONS)
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME brennic-lumadoc-diagnostics)
+set(CPACK_PACKAGE_VENDOR Brennic)
+set(CPACK_PACKAGE_CONTACT "Brennic support <lumadoc-support@brennic.example>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Gathers troubleshooting data about Lumadoc and sends it to support")
+set(CPACK_PACKAGING_INSTALL_PREFIX "/")
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "zip, ca-certificates")
+set(CPACK_SET_DESTDIR ON)
+include(CPack)

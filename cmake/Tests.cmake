@@ -1,0 +1,19 @@
+# lumamon_test(NAME SOURCES... [LIBRARIES ...] [PROPERTIES ...])
+# Test programs stand in a bundle of their own, since the program reads its identity from the bundle around it.
+# Every test runs in its own process, home and (where the machine allows it) process namespace.
+include(GoogleTest)
+
+function(lumamon_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;PROPERTIES" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE lumamon test_support ${ARG_LIBRARIES})
+  set_target_properties(${name} PROPERTIES
+    RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/UnitTests.app/Contents/Linux")
+  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60
+    PROPERTIES TIMEOUT 120 ${ARG_PROPERTIES})
+endfunction()
+
+set(BUNDLE_NAME "UnitTests")
+set(BUNDLE_IDENTIFIER "com.brennic.LumadocDiagnostics.UnitTests")
+configure_file("${CMAKE_SOURCE_DIR}/resources/Info.plist.in"
+  "${CMAKE_BINARY_DIR}/UnitTests.app/Contents/Info.plist" @ONLY)

@@ -1,0 +1,154 @@
+#include "app/AppDelegate.h"
+
+#include "app/CommandLineArguments.h"
+#include "app/TimeoutManager.h"
+#include "collection/Collectors.h"
+#include "collection/PListOperations.h"
+#include "discovery/DetailedInfo.h"
+#include "discovery/ProductDiscovery.h"
+#include "discovery/Workspace.h"
+#include "logging/Logging.h"
+#include "logging/PrintedList.h"
+#include "packaging/FilesPathDirectory.h"
+#include "packaging/SilentUpload.h"
+#include "platform/Applications.h"
+#include "platform/Bundle.h"
+#include "platform/Fatal.h"
+#include "platform/MainQueue.h"
+#include "platform/Text.h"
+
+#include <QCoreApplication>
+#include <cstdio>
+
+namespace {
+
+using namespace UtilityFunctions;
+
+const QString applicationName = QStringLiteral("Brennic_Lumadoc_Diagnostics");
+
+// Whether an older copy of this program runs. Of two that were started together each finds both, and one of them
+// must go on.
+bool isAnotherCopyRunning() {
+    const auto &bundle = platform::Bundle::main();
+    const auto identifier = bundle ? bundle->identifier() : std::nullopt;
+    if (!identifier)
+        platform::fatal("The main bundle has no identifier.");
+    for (const auto &application : platform::runningApplications()) {
+        if (application.bundleIdentifier == *identifier)
+            return application.processIdentifier != QCoreApplication::applicationPid();
+    }
+    return false;
+}
+
+void logAndTerminateAsSecondCopy() {
+    const QString hyphens(11, u'-');
+    if (Logger::NewLogFileLocation())
+        Logger::logInfo(hyphens + applicationName +
+                        QStringLiteral(" running instanace detected. Terminating the new instance with ") +
+                        printedList(QCoreApplication::arguments()) + u'.' + hyphens);
+    QCoreApplication::quit();
+}
+
+void logVersion() {
+    const auto version = platform::Bundle::main()->shortVersion();
+    if (!version)
+        return;
+    LumamonAppVersion = *version;
+    Logger::logInfo(applicationName + QStringLiteral(" App Version: ") + LumamonAppVersion);
+}
+
+// The installation that the command line names; false when it names none, or none that is there.
+bool chooseNamedProduct() {
+    using namespace CommandLineArguments;
+    const OptionalURL url = product && track ? IsFlavourValid(*product, *track) : std::nullopt;
+    if (!url) {
+        Logger::logError(QStringLiteral("Not Found Lumadoc form Commandline params."));
+        return false;
+    }
+    Logger::logInfo(QStringLiteral("Found Lumadoc from Commandline params: ") + platform::displayText(*url));
+    LumadocInstalledUrlUsed = url;
+    return true;
+}
+
+void chooseRunningOrInstalledProduct() {
+    LumadocRunningInstance.clear();
+    for (const QString &identifier : LumadocBundleIndentifiers) {
+        if (IsApplicationRunning(identifier))
+            LumadocRunningInstance.append(identifier);
+    }
+    SetLumadocRunningOrInstalledInstances(false);
+}
+
+void reportSilentUpload(const UploadResult &result) {
+    const bool failed = std::holds_alternative<UploadError>(result);
+    AppDelegate::KillApp(failed ? QStringLiteral("--------------Silent Upload failed, app terminated--------------")
+                                : QStringLiteral("--------------Silent Upload successful, app terminated--------------"));
+}
+
+} // namespace
+
+void AppDelegate::applicationDidFinishLaunching() {
+    if (isAnotherCopyRunning())
+        logAndTerminateAsSecondCopy();
+    else
+        launch();
+}
+
+void AppDelegate::launch() {
+    Logger::setupLogFile();
+    Logger::log(QStringLiteral("----------------------------Application Started----------------------------"),
+                platform::OSLogType::debug);
+    logVersion();
+    if (CreateOutputDirectories())
+        Logger::changeLogFileLocation();
+    else
+        Logger::logError(QStringLiteral("Application terminated"));
+    isOutputDirectoryCreated = true;
+    CommandLineArguments::parse(QCoreApplication::arguments());
+    if (IsSilentMode) {
+        constexpr auto timeout = std::chrono::seconds(300);
+        TimeoutManager::shared().runWithTimeout(timeout, [this] { runWithoutUI(); });
+    } else {
+        std::fputs("Brennic_Lumadoc_Diagnostics: there is no window in this version; start it with /silent.\n", stderr);
+        QCoreApplication::exit(EXIT_FAILURE);
+    }
+}
+
+void AppDelegate::KillApp(const QString &log) {
+    platform::onMainQueue([log] {
+        Logger::logInfo(log);
+        QCoreApplication::quit();
+    });
+}
+
+void AppDelegate::runWithoutUI() {
+    Logger::logInfo(QStringLiteral("Running without UI based on command-line parameter."));
+    if (!chooseNamedProduct())
+        chooseRunningOrInstalledProduct();
+    SetLumadocOrPellix();
+    SetUserFilesFolder();
+    PListOperations::GetLumaLogs(true);
+    GetCrashReports();
+    FilesPathDirectory::removeFilesFromDirectoryRecursively(tempTimeStampedURL.value_or(std::filesystem::path()),
+                                                            allowedExtensions);
+    Logger::logInfo(QStringLiteral("Total files removed based on allowed extensions: ") +
+                    QString::number(RemovedFilesCount));
+    Logger::logInfo(QStringLiteral("Log file will be copied and compressed after this point."));
+    CopyLumamonLogFile();
+    saveDetailedInfo();
+    // Without an archive there is nothing to send, and the program stays as it is: the product that started it
+    // finds it running and does not start it again.
+    if (!FilesPathDirectory::CompressOutputDirectory()) {
+        Logger::logError(QStringLiteral("unable to copy compressed file."));
+        return;
+    }
+    if (!compressedLogURL)
+        platform::fatal("The archive's location is not known after it was made.");
+    if (!FilesPathDirectory::isFileSizeValid(*compressedLogURL)) {
+        const QString tooLarge = QStringLiteral("Logs Size is large.");
+        Logger::logError(tooLarge);
+        KillApp(tooLarge);
+    }
+    // Also behind an archive that is too large: the end of the program is only scheduled then.
+    SilentUpload(reportSilentUpload);
+}

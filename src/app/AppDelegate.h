@@ -1,0 +1,20 @@
+// The launch sequence, the silent pipeline, and the way the program ends itself.
+//
+// Main thread, except `KillApp`.
+#pragma once
+
+#include <QString>
+
+class AppDelegate {
+public:
+    /// The launch sequence, run from the event loop once it has started: the one-instance rule, the log, the
+    /// workspace, the command line, and then the window or the silent pipeline.
+    void applicationDidFinishLaunching();
+
+    /// Logs `log` from a later turn of the main thread and ends the application then. Any thread; returns at once.
+    static void KillApp(const QString &log);
+
+private:
+    void launch();
+    void runWithoutUI();
+};

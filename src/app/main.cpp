@@ -1,0 +1,5 @@
+#include "app/LumamonApp.h"
+
+int main(int argumentCount, char **arguments) {
+    return LumamonApp::run(argumentCount, arguments);
+}

@@ -1,0 +1,100 @@
+#include "collection/Collectors.h"
+
+#include "collection/CopyOperations.h"
+#include "collection/FileSelection.h"
+#include "discovery/Constants.h"
+#include "discovery/RunState.h"
+#include "logging/Logging.h"
+#include "platform/Fatal.h"
+#include "platform/Text.h"
+
+namespace UtilityFunctions {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char CrashReporterPlistName[] = "com.brennic.crashreporter.plist";
+
+OptionalURL below(const OptionalURL &folder, const fs::path &name) {
+    return folder ? OptionalURL(*folder / name) : std::nullopt;
+}
+
+const fs::path &required(const OptionalURL &url, const char *otherwise) {
+    if (!url)
+        platform::fatal(otherwise);
+    return *url;
+}
+
+const fs::path &outputFolder() {
+    return required(tempOutputURL, "The output folder is not known when logs are collected.");
+}
+
+// A folder of the output. One that cannot be made is told once; the copies into it are tried all the same.
+fs::path madeFolder(const char *name) {
+    const fs::path folder = outputFolder() / name;
+    std::error_code error;
+    fs::create_directories(folder, error);
+    if (error)
+        Logger::logError(QStringLiteral("Error: ") + platform::description(error));
+    return folder;
+}
+
+} // namespace
+
+void GetCrashReports() {
+    constexpr int maxFileCount = 100;
+    constexpr std::int64_t maxFileSizeBytes = 1'048'576;
+    copyFilesContainingName(below(userLibraryURL, "Logs/DiagnosticReports"),
+                            below(tempOutputURL, "DiagnosticReports"), maxFileCount, maxFileSizeBytes,
+                            {QStringLiteral("lumacef")});
+}
+
+void CopyLumamonLogFile() {
+    if (!lumamonLogFileURL || !tempOutputURL) {
+        Logger::logInfo(LogConstants::LumamonLogNotFound);
+        return;
+    }
+    copyItem(lumamonLogFileURL, *tempOutputURL / lumamonLogFileURL->filename());
+}
+
+bool GetPropertyList() {
+    const QString identifier =
+        LumadocRunningInstance.isEmpty() ? LumadocInstalledInstance.value(0) : LumadocRunningInstance.first();
+    if (identifier.isEmpty())
+        return false;
+    const fs::path &source =
+        required(userLibraryPrefURL, "The preferences folder is not known when preferences are collected.");
+    const fs::path destination = outputFolder() / "PropertyList";
+    CopyFiles(source, destination, platform::pathFromText(identifier + QStringLiteral(".plist")));
+    CopyFiles(source, destination, CrashReporterPlistName);
+    return true;
+}
+
+bool GetLicensingLogs() {
+    const fs::path destination = madeFolder("LicensingLogs");
+    for (const char *name : {"lumaKWDLog.txt", "distKWDLog.txt", "KWD", "lumacef_low"})
+        copyItem(below(userLibraryURL, fs::path("Logs") / name), destination / name);
+    return true;
+}
+
+bool GetInstallLogs() {
+    const fs::path destination = madeFolder("InstallLogs");
+    for (const char *name : {"Lumadoc Update Helper QZ.log", "Lumadoc Updater QZ.log"})
+        copyItem(below(userLibraryURL, fs::path("Logs/Brennic") / name), destination / name);
+    copyItem(fs::path("/var/log/lumaUpdaterTools.log"), destination / "lumaUpdaterTools.log");
+    return true;
+}
+
+void GetXelLogs() {
+    if (!lumadocOrPellix)
+        platform::fatal("The edition is not known when messaging logs are collected.");
+    const QString message = *lumadocOrPellix == QStringLiteral("Lumadoc") ? QStringLiteral("Trellis-ProMessages")
+                                                                         : QStringLiteral("PellixMessages");
+    const QString source = QStringLiteral("Application Support/Brennic/Lumadoc/%1/%2").arg(flavour, message);
+    // The folder goes by the name of a licence file, as the support side expects it.
+    copyItem(below(userLibraryURL, platform::pathFromText(source)),
+             below(tempOutputURL, platform::pathFromText(QStringLiteral("XelLogs/") + message + QStringLiteral(".lic"))));
+}
+
+} // namespace UtilityFunctions

@@ -1,0 +1,20 @@
+// The two copy operations of the collectors. Each failure is one line of the log.
+//
+// Called by one thread at a time. Links are copied as links and never followed; copies are the user's alone.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+
+namespace UtilityFunctions {
+
+/// Copies a file, or a folder with all its contents, making the destination's parent folders. Never replaces
+/// anything: an existing destination is a failure. In a folder, pipes, sockets and devices are left out with
+/// one line for all of them, and an entry that cannot be read costs the result but not the rest.
+bool copyItem(const std::optional<std::filesystem::path> &at, const std::optional<std::filesystem::path> &to);
+
+/// Copies the file or folder `fileName` from one folder to another, which is made, replacing what stands there.
+void CopyFiles(const std::filesystem::path &sourceDirectory, const std::filesystem::path &destinationDirectory,
+               const std::filesystem::path &fileName);
+
+} // namespace UtilityFunctions

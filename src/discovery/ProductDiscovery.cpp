@@ -1,0 +1,207 @@
+#include "discovery/ProductDiscovery.h"
+
+#include "discovery/Constants.h"
+#include "logging/Logging.h"
+#include "platform/Applications.h"
+#include "platform/Bundle.h"
+#include "platform/Fatal.h"
+#include "platform/MainQueue.h"
+#include "platform/Process.h"
+#include "platform/Text.h"
+
+#include <QCoreApplication>
+
+namespace UtilityFunctions {
+
+namespace {
+
+using platform::displayText;
+
+const QString lumadocWord = QStringLiteral("Lumadoc");
+const QString pellixWord = QStringLiteral("Pellix");
+
+// Where the product keeps this program inside itself, by track.
+const QString embeddedAppPath = QStringLiteral(
+    "/Library/Application Support/Brennic/Lumadoc/%1/SupportFiles/Helpers/Brennic_Lumadoc_Diagnostics.app");
+
+// The track that a version text stands for: the first character of its last piece tells.
+std::optional<QString> flavourOfVersion(const QString &version) {
+    const QString lastPiece = version.section(u'.', -1);
+    if (lastPiece.startsWith(u'0'))
+        return QStringLiteral("Trunk");
+    if (lastPiece.startsWith(u'1'))
+        return QStringLiteral("Beta");
+    if (lastPiece.startsWith(u'2'))
+        return QStringLiteral("QZ");
+    return std::nullopt;
+}
+
+void logFlavour(const QString &version, const QString &track) {
+    Logger::logInfo(QStringLiteral("FlavourFromAppVersion:%1 flavour: %2").arg(version, track));
+}
+
+void addInstalledPaths(const QString &bundleIdentifier, std::vector<std::filesystem::path> &urls) {
+    for (const auto &url : platform::installedApplications(bundleIdentifier)) {
+        Logger::logInfo(QStringLiteral("App url for bundle: ") + bundleIdentifier + QStringLiteral(" is: ") +
+                        displayText(url));
+        urls.push_back(url);
+    }
+}
+
+} // namespace
+
+std::optional<AppVersion> GetFlavourFromAppVersion(const std::filesystem::path &url) {
+    const auto bundle = platform::Bundle::at(url);
+    const auto version = bundle ? bundle->shortVersion() : std::nullopt;
+    if (!version)
+        return std::nullopt;
+    return AppVersion{*version, flavourOfVersion(*version)};
+}
+
+void FlavourFromAppVersion(const std::filesystem::path &url) {
+    const auto found = GetFlavourFromAppVersion(url);
+    if (!found)
+        return;
+    flavour = found->flavour.value_or(QStringLiteral("Trunk"));
+    LumadocVersion = found->version;
+    LumadocInstalledUrlUsed = url;
+    logFlavour(LumadocVersion, flavour);
+}
+
+OptionalURL IsFlavourValid(const QString &product, const QString &track) {
+    const bool isLumadoc = product.compare(lumadocWord, Qt::CaseInsensitive) == 0;
+    if (!isLumadoc && product.compare(pellixWord, Qt::CaseInsensitive) != 0)
+        return std::nullopt;
+    const QString &identifier = isLumadoc ? LumadocBundleIdentifier : PellixBundleIdentifier;
+    for (const auto &url : platform::installedApplications(identifier)) {
+        const auto found = GetFlavourFromAppVersion(url);
+        if (!found || !found->flavour || found->flavour->compare(track, Qt::CaseInsensitive) != 0)
+            continue;
+        logFlavour(found->version, *found->flavour);
+        LumadocVersion = found->version;
+        flavour = *found->flavour;
+        (isLumadoc ? lumadocInstalledUrls : pellixInstalledUrls) = {url};
+        LumadocInstalledInstance = {identifier};
+        return url;
+    }
+    return std::nullopt;
+}
+
+void setLumadocInstalledPath() {
+    addInstalledPaths(LumadocBundleIdentifier, lumadocInstalledUrls);
+}
+
+void setPellixInstalledPath() {
+    addInstalledPaths(PellixBundleIdentifier, pellixInstalledUrls);
+}
+
+bool IsApplicationRunning(const QString &bundleIdentifier) {
+    for (const auto &application : platform::runningApplications()) {
+        if (application.bundleIdentifier != bundleIdentifier)
+            continue;
+        ProcessId = QString::number(application.processIdentifier);
+        Logger::logInfo(
+            QStringLiteral("Lumadoc running instance found for BundleIdentifier: %1").arg(bundleIdentifier));
+        FlavourFromAppVersion(application.bundlePath);
+        return true;
+    }
+    Logger::logWarning(
+        QStringLiteral("Lumadoc running instance not found for BundleIdentifier: %1").arg(bundleIdentifier));
+    return false;
+}
+
+void SetLumadocRunningOrInstalledInstances(bool displayAlert) {
+    if (!LumadocRunningInstance.isEmpty())
+        return;
+    Logger::logInfo(QStringLiteral("LumadocRunningInstance.isEmpty"));
+    setLumadocInstalledPath();
+    if (!lumadocInstalledUrls.empty()) {
+        Logger::logInfo(QStringLiteral("Lumadoc installation found."));
+        LumadocInstalledInstance.append(LumadocBundleIdentifier);
+        FlavourFromAppVersion(lumadocInstalledUrls.front());
+        return;
+    }
+    Logger::logInfo(QStringLiteral("lumadocInstalledUrls.isEmpty"));
+    setPellixInstalledPath();
+    if (!pellixInstalledUrls.empty()) {
+        Logger::logInfo(QStringLiteral("Pellix installation found."));
+        LumadocInstalledInstance.append(PellixBundleIdentifier);
+        FlavourFromAppVersion(pellixInstalledUrls.front());
+        return;
+    }
+    Logger::logInfo(QStringLiteral("pellixInstalledUrls.isEmpty"));
+    if (displayAlert)
+        UtilityFunctions::displayAlert(QStringLiteral("No Lumadoc installation detected"),
+                                       QStringLiteral("No Lumadoc installation found on this device. Please "
+                                                      "install Lumadoc and then start troubeshooting."),
+                                       QStringLiteral("OK"));
+}
+
+void SetLumadocOrPellix() {
+    const bool isLumadoc = LumadocRunningInstance.value(0) == LumadocBundleIdentifier ||
+                           LumadocInstalledInstance.value(0) == LumadocBundleIdentifier;
+    lumadocOrPellix = isLumadoc ? lumadocWord : pellixWord;
+    if (!tempOutputURL)
+        platform::fatal("The output folder is not known when the edition is chosen.");
+    *tempOutputURL /= platform::pathFromText(*lumadocOrPellix);
+    std::error_code error;
+    std::filesystem::create_directories(*tempOutputURL, error);
+    const QString line = QStringLiteral("Directory created: %1").arg(displayText(*tempOutputURL));
+    if (error)
+        Logger::logError(line);
+    else
+        Logger::logInfo(line);
+}
+
+bool IsMultipleInstance() {
+    if (LumadocRunningInstance.size() < 2)
+        return false;
+    displayAlert(QStringLiteral("Multiple instances of Lumadoc detected"),
+                 LabelConstants::MultipleLumadocRunningDesc, QStringLiteral("OK"));
+    return true;
+}
+
+void VerifyApplicationProcess() {
+    for (const auto &application : platform::runningApplications()) {
+        if (!LumadocBundleIndentifiers.contains(application.bundleIdentifier))
+            continue;
+        ProcessId = QString::number(application.processIdentifier);
+        Logger::logInfo(QStringLiteral("Lumadoc running instance verified. NewProcessId: %1").arg(ProcessId));
+        return;
+    }
+    Logger::logWarning(QStringLiteral("Lumadoc running instance not Verified. OldProcessId: %1").arg(ProcessId));
+}
+
+bool IsProcessRunning(const QString &processId) {
+    for (const auto &application : platform::runningApplications()) {
+        if (QString::number(application.processIdentifier) != processId)
+            continue;
+        Logger::logInfo(QStringLiteral("Lumadoc process is running. ProcessId: %1").arg(processId));
+        return true;
+    }
+    Logger::logWarning(QStringLiteral("Lumadoc process is not running. ProcessId: %1").arg(processId));
+    return false;
+}
+
+bool IsLumadocRestartRequired() {
+    if (LumadocRunningInstance.isEmpty() || flavour == QStringLiteral("Trunk") ||
+        flavour == QStringLiteral("Beta"))
+        return false;
+    const QString self = displayText(platform::executablePath(QCoreApplication::arguments()));
+    if (!LumadocInstalledUrlUsed || self.contains(displayText(*LumadocInstalledUrlUsed)) ||
+        self.contains(embeddedAppPath.arg(flavour))) {
+        Logger::logInfo(QStringLiteral("Dont show restart alert: invocation within consumer."));
+        return false;
+    }
+    Logger::logInfo(QStringLiteral("Show Restart Alert: standalone consumer detected."));
+    return true;
+}
+
+void displayAlert(const QString &title, const QString &message, const QString &buttonTitle) {
+    platform::onMainQueue([=] {
+        if (alertPresenter)
+            alertPresenter(title, message, buttonTitle);
+    });
+}
+
+} // namespace UtilityFunctions

@@ -1,0 +1,57 @@
+#include "discovery/Workspace.h"
+
+#include "discovery/Constants.h"
+#include "logging/Logging.h"
+#include "platform/Locations.h"
+#include "platform/Text.h"
+
+#include <QDateTime>
+
+namespace UtilityFunctions {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Makes a folder where nothing stands yet; `shownAs` is what the log calls it. False when it cannot be made.
+bool makeIfMissing(const fs::path &folder, const QString &shownAs) {
+    std::error_code error;
+    if (fs::exists(folder, error))
+        return true;
+    fs::create_directories(folder, error);
+    if (error)
+        return false;
+    Logger::logInfo(QStringLiteral("Directory created: %1").arg(shownAs));
+    return true;
+}
+
+} // namespace
+
+bool CreateOutputDirectories() {
+    const auto libraries = platform::userLibraryFolders();
+    if (libraries.empty())
+        return false;
+    const QString runStamp = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMddHHmmss"));
+    userLibraryURL = libraries.front();
+    userLibraryPrefURL = *userLibraryURL / "Preferences";
+    tempDirURL = *userLibraryURL / "LumadocDiagnostics";
+    Logger::logInfo(LogConstants::LumamonDirectory.arg(platform::displayText(*tempDirURL)));
+    tempSystemURL = *tempDirURL / "System";
+    tempTimeStampedURL = *tempDirURL / "Output" / platform::pathFromText(runStamp);
+    tempOutputURL = tempTimeStampedURL;
+    temptempURL = *tempDirURL / "temp";
+
+    const bool made = makeIfMissing(*tempOutputURL, platform::displayText(*tempOutputURL)) &&
+                      makeIfMissing(*tempDirURL, QStringLiteral("LumadocDiagnostics")) &&
+                      makeIfMissing(*tempSystemURL, QStringLiteral("System")) &&
+                      makeIfMissing(*temptempURL, QStringLiteral("temp"));
+    if (!made)
+        Logger::logError(QStringLiteral("Failed to create the initial directories."));
+    return made;
+}
+
+void SetUserFilesFolder() {
+    userFilesURL = tempOutputURL ? OptionalURL(*tempOutputURL / "UserFiles") : std::nullopt;
+}
+
+} // namespace UtilityFunctions

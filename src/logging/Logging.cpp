@@ -1,0 +1,110 @@
+#include "logging/Logging.h"
+
+#include "logging/LogFile.h"
+#include "logging/LogLocations.h"
+#include "logging/UserNameMask.h"
+#include "platform/Bundle.h"
+#include "platform/Fatal.h"
+#include "platform/Locations.h"
+#include "platform/Text.h"
+
+#include <cstdio>
+#include <ctime>
+
+namespace {
+
+LogFile &logFile() {
+    static LogFile file;
+    return file;
+}
+
+const QString &subsystem() {
+    static const QString identifier = [] {
+        const auto &bundle = platform::Bundle::main();
+        const auto name = bundle ? bundle->identifier() : std::nullopt;
+        if (!name)
+            platform::fatal("The main bundle has no identifier.");
+        return *name;
+    }();
+    return identifier;
+}
+
+// The present time as "2024-03-05 14:07:09 +0000".
+QByteArray timeStamp() {
+    const std::time_t now = std::time(nullptr);
+    struct tm parts {};
+    char text[32];
+    const std::size_t size = std::strftime(text, sizeof text, "%F %T +0000", ::gmtime_r(&now, &parts));
+    return QByteArray(text, static_cast<qsizetype>(size));
+}
+
+void report(const char *failure, const std::error_code &error) {
+    std::printf("%s%s\n", failure, error.message().c_str());
+    std::fflush(stdout);
+}
+
+void append(const QByteArray &label, const QString &message) {
+    const QByteArray line = label + timeStamp() + ": " + message.toUtf8() + '\n';
+    if (const auto error = logFile().append(line))
+        report("Failed to write to log file: ", error);
+}
+
+void appendLabelled(const char *label, platform::OSLogType type, const QString &message) {
+    const QString masked = maskedUserNames(message);
+    append(label, masked);
+    platform::SystemLog::send(subsystem(), QStringLiteral("MyApp"), type, QString::fromLatin1(label) + masked);
+}
+
+} // namespace
+
+void Logger::setupLogFile() {
+    const auto folders = platform::userCachesFolders();
+    if (folders.empty())
+        platform::fatal("The user has no caches folder.");
+    const auto folder = folders.front() / "Logs";
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error) {
+        report("Failed to create log directory: ", error);
+        return;
+    }
+    logFile().setPath(folder / ConstantsFolder::DebugOutputLogFile);
+}
+
+void Logger::log(const QString &message, platform::OSLogType type) {
+    append({}, message);
+    platform::SystemLog::send(subsystem(), QStringLiteral("MyApp"), type, message);
+}
+
+void Logger::logInfo(const QString &message) {
+    appendLabelled("INFO: ", platform::OSLogType::info, message);
+}
+
+// Warnings are told to the system log at info: nothing that this program warns of concerns the system.
+void Logger::logWarning(const QString &message) {
+    appendLabelled("WARNING: ", platform::OSLogType::info, message);
+}
+
+void Logger::logError(const QString &message) {
+    appendLabelled("ERROR: ", platform::OSLogType::error, message);
+}
+
+void Logger::changeLogFileLocation() {
+    const auto current = logFile().path();
+    if (!UtilityFunctions::tempSystemURL || !current)
+        return;
+    const auto moved = *UtilityFunctions::tempSystemURL / current->filename();
+    UtilityFunctions::lumamonLogFileURL = moved;
+    if (moved == *current)
+        return;
+    if (const auto error = logFile().moveTo(moved))
+        report("Failed to change log file location: ", error);
+}
+
+bool Logger::NewLogFileLocation() {
+    const auto folders = platform::userLibraryFolders();
+    if (folders.empty())
+        return false;
+    logFile().setPath(folders.front() / "LumadocDiagnostics" / "System" / ConstantsFolder::DebugOutputLogFile);
+    return true;
+}

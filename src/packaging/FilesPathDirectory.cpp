@@ -1,0 +1,161 @@
+#include "packaging/FilesPathDirectory.h"
+
+#include "collection/CopyOperations.h"
+#include "discovery/RunState.h"
+#include "logging/Logging.h"
+#include "packaging/EarlierArchives.h"
+#include "platform/Fatal.h"
+#include "platform/FileSystem.h"
+#include "platform/Process.h"
+#include "platform/Text.h"
+
+#include <vector>
+
+namespace FilesPathDirectory {
+
+namespace {
+
+namespace fs = std::filesystem;
+using platform::description;
+using platform::displayText;
+
+constexpr char zipProgram[] = "/usr/bin/zip";
+
+// A folder's entries as they are listed, read in full before any of them is touched; none on an error.
+std::vector<fs::directory_entry> listing(const fs::path &folder, std::error_code &error) {
+    std::vector<fs::directory_entry> entries;
+    fs::directory_iterator entry(folder, error);
+    for (const fs::directory_iterator end; !error && entry != end; entry.increment(error))
+        entries.push_back(*entry);
+    if (error)
+        entries.clear();
+    return entries;
+}
+
+// The extension without its dot; empty for a name that begins with its only dot or ends in one.
+QString extensionOf(const fs::path &path) {
+    return displayText(path.extension()).mid(1);
+}
+
+QString archiveName() {
+    const QString mode = UtilityFunctions::IsSilentMode ? QStringLiteral("cef") : QStringLiteral("abc");
+    return QStringLiteral("lumaMacLog_") + UtilityFunctions::UniqueId + u'_' + mode + QStringLiteral(".zip");
+}
+
+const fs::path &required(const std::optional<fs::path> &url) {
+    if (!url)
+        platform::fatal("The folders of the run are not known when its archive is in place.");
+    return *url;
+}
+
+} // namespace
+
+void removeFilesFromDirectoryRecursively(const fs::path &atPath, const QStringList &allowedExtensions) {
+    std::error_code error;
+    const auto entries = listing(atPath, error);
+    for (const fs::directory_entry &entry : entries) {
+        if (entry.symlink_status(error).type() == fs::file_type::directory) {
+            removeFilesFromDirectoryRecursively(entry.path(), allowedExtensions);
+            continue;
+        }
+        const QString extension = extensionOf(entry.path());
+        if (allowedExtensions.contains(u'.' + extension.toLower()))
+            continue;
+        const bool removed = fs::remove(entry.path(), error);
+        if (error)
+            break;
+        if (!removed) // It is gone already.
+            continue;
+        Logger::logInfo(QStringLiteral("Removed file with extension: ") + extension);
+        ++UtilityFunctions::RemovedFilesCount;
+    }
+    if (error)
+        Logger::logError(QStringLiteral("Error accessing directory: ") + displayText(atPath) + QStringLiteral(" - ") +
+                         description(error));
+}
+
+bool CommandLineCompression(const std::optional<fs::path> &directoryURL, const std::optional<fs::path> &zipFileURL) {
+    if (!directoryURL || !zipFileURL)
+        return false;
+    const fs::path parent = directoryURL->parent_path();
+    std::error_code error;
+    if (!fs::exists(parent, error)) {
+        Logger::logError(QStringLiteral("Output folder path doesn't exist: ") + displayText(parent));
+        return false;
+    }
+    const auto status = platform::runProgram({
+        .path = zipProgram,
+        .arguments = {"-r", "-q", zipFileURL->native(), directoryURL->filename().native(), "UserEmailFeedback.json",
+                      "DetailedInfo.json", "-x", ".DS_Store"},
+        .workingFolder = parent,
+        // zip takes options from here, and links go in as links: by itself it would follow them and pack files from
+        // outside the output.
+        .variables = {{"ZIPOPT", "-y"}},
+    });
+    if (status == 0)
+        Logger::logInfo(QStringLiteral("Directory compressed successfully."));
+    else
+        Logger::logError(QStringLiteral("Failed to compress the directory."));
+    return status.has_value();
+}
+
+bool CompressOutputDirectory() {
+    using namespace UtilityFunctions;
+    const QString name = archiveName();
+    const fs::path fileName = platform::pathFromText(name);
+    const OptionalURL zipURL = temptempURL ? OptionalURL(*temptempURL / fileName) : std::nullopt;
+    Logger::logInfo(QStringLiteral("Compressed File: ") + name);
+    if (!CommandLineCompression(tempOutputURL, zipURL))
+        return false;
+    const fs::path &runFolder = required(tempTimeStampedURL);
+    const fs::path &scratchFolder = required(temptempURL);
+    keepArchivesOfEarlierRuns(scratchFolder, fileName);
+    deleteContentsOfDirectory(runFolder);
+    CopyFiles(scratchFolder, runFolder, fileName);
+    tempOutputURL = runFolder;
+    deleteContentsOfDirectory(scratchFolder);
+    compressedLogURL = *tempOutputURL / fileName;
+    return true;
+}
+
+bool isFileSizeValid(const fs::path &url) {
+    constexpr double bytesPerMegabyte = 1'048'576;
+    constexpr double limitMegabytes = 100.0;
+    std::error_code error;
+    const auto attributes = platform::fileAttributes(url, error);
+    if (!attributes) {
+        Logger::logError(QStringLiteral("Error fetching file attributes: ") + description(error));
+        return false;
+    }
+    const double megabytes = static_cast<double>(attributes->sizeBytes) / bytesPerMegabyte;
+    Logger::logInfo(QStringLiteral("Compressed file size: ") + QString::number(megabytes, 'f', 3) +
+                    QStringLiteral(" mb"));
+    return megabytes < limitMegabytes;
+}
+
+void deleteContentsOfDirectory(const fs::path &url) {
+    std::error_code error;
+    const auto entries = listing(url, error);
+    for (const fs::directory_entry &entry : entries) {
+        fs::remove_all(entry.path(), error);
+        if (error)
+            break;
+        Logger::logInfo(QStringLiteral("Deleted: ") + displayText(entry.path().filename()));
+    }
+    if (error)
+        Logger::logError(QStringLiteral("Error while deleting contents of directory: ") + description(error));
+}
+
+void deleteDirectory(const fs::path &url) {
+    std::error_code error;
+    if (!fs::exists(fs::symlink_status(url, error)))
+        error = std::make_error_code(std::errc::no_such_file_or_directory);
+    else
+        fs::remove_all(url, error);
+    if (error)
+        Logger::logInfo(QStringLiteral("Error deleting directory: ") + description(error));
+    else
+        Logger::logInfo(QStringLiteral("Directory deleted successfully. Path: ") + displayText(url));
+}
+
+} // namespace FilesPathDirectory

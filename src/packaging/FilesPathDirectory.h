@@ -1,0 +1,36 @@
+// Turns the collected output into one archive, and cleans up around it.
+//
+// Blocks; called by one thread at a time. Nothing throws: a failure is a line of the log and the result told.
+// Links are judged by their own names and removed themselves; nothing is done to what they point at.
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <filesystem>
+#include <optional>
+
+namespace FilesPathDirectory {
+
+/// Removes every file below `atPath` whose extension is not allowed (each entry with its leading dot, lower case)
+/// and counts it in `UtilityFunctions::RemovedFilesCount`. A folder that fails is given up with one line.
+void removeFilesFromDirectoryRecursively(const std::filesystem::path &atPath, const QStringList &allowedExtensions);
+
+/// Runs zip over the folder, from its parent. True when zip was run, whatever came of it; false when it could not
+/// be, or when a location or the parent folder is missing.
+bool CommandLineCompression(const std::optional<std::filesystem::path> &directoryURL,
+                            const std::optional<std::filesystem::path> &zipFileURL);
+
+/// Replaces what was collected by its archive. True when zip was run; `UtilityFunctions::compressedLogURL` then
+/// names the archive.
+bool CompressOutputDirectory();
+
+/// Whether the file is smaller than the service takes: 100 MiB. False when that cannot be told.
+bool isFileSizeValid(const std::filesystem::path &url);
+
+/// Removes all entries of a folder; the first failure ends it with one line.
+void deleteContentsOfDirectory(const std::filesystem::path &url);
+
+/// Removes a folder and everything in it.
+void deleteDirectory(const std::filesystem::path &url);
+
+} // namespace FilesPathDirectory

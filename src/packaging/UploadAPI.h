@@ -1,0 +1,40 @@
+// Sends the archive to the support service, and turns the service's answer into success or failure.
+//
+// `upload` is called on the main thread; handlers and progress run on the upload's own thread.
+#pragma once
+
+#include "discovery/TextBinding.h"
+#include "packaging/UploadTask.h"
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+/// Receives the progress of one upload.
+class UploadTaskDelegate {
+public:
+    /// Shows whole percents from 1 to 99 in `UploadAPI::uploadProgress`; at the beginning and at the end writes the
+    /// text that stands there to the log. A total of 0 ends the process.
+    void urlSession(std::int64_t didSendBodyData, std::int64_t totalBytesSent, std::int64_t totalBytesExpectedToSend);
+};
+
+namespace UploadAPI {
+
+using CompletionHandler = std::function<void(const UploadResult &)>;
+
+/// The window's status line; none in silent mode.
+inline std::optional<TextBinding> uploadProgress;
+/// The latest upload; not cleared when it ends. Resetting it stops an upload without a call of its handler.
+inline std::shared_ptr<UploadTask> uploadTask;
+
+/// Where the maker's support service takes archives, from the bundle's "LumamonSupportHost".
+QByteArray endpoint();
+
+/// Starts the upload of `fileURL` and returns at once. The handler is called once, when it has ended; never without
+/// a location. An archive that cannot be opened ends the process.
+void upload(const std::optional<std::filesystem::path> &fileURL, CompletionHandler completionHandler);
+
+/// What the service's answer comes to: only status 200 with data is success.
+UploadResult handleResponse(const UploadResponse &response);
+
+} // namespace UploadAPI

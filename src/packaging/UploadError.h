@@ -1,0 +1,43 @@
+// What can go wrong with an upload, as the support desk knows it: a domain, a code and a sentence.
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <variant>
+
+struct UploadError {
+    QString domain;
+    int code = 0;
+    /// The sentence that came with the error; may be empty.
+    QString userInfoDescription;
+
+    /// That sentence, or one made from domain and code.
+    QString localizedDescription() const {
+        if (!userInfoDescription.isEmpty())
+            return userInfoDescription;
+        return QStringLiteral("The operation couldn’t be completed. (%1 error %2.)").arg(domain, QString::number(code));
+    }
+
+    friend bool operator==(const UploadError &, const UploadError &) = default;
+};
+
+/// The bytes of the service's answer, or why there are none.
+using UploadResult = std::variant<QByteArray, UploadError>;
+
+inline const QString UploadErrorDomain = QStringLiteral("com.brennic.LumadocDiagnostics.upload");
+inline const QString TransportErrorDomain = QStringLiteral("NSURLErrorDomain");
+
+/// Codes of `TransportErrorDomain`, the same on every system so that the support desk reads one table.
+namespace TransportErrorCode {
+inline constexpr int unknown = -1;
+inline constexpr int cancelled = -999;
+inline constexpr int timedOut = -1001;
+inline constexpr int cannotFindHost = -1003;
+inline constexpr int cannotConnectToHost = -1004;
+inline constexpr int connectionLost = -1005;
+inline constexpr int notConnectedToInternet = -1009;
+inline constexpr int secureConnectionFailed = -1200;
+inline constexpr int certificateExpired = -1201;
+inline constexpr int certificateUntrusted = -1202;
+inline constexpr int certificateNotYetValid = -1204;
+} // namespace TransportErrorCode

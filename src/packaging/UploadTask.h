@@ -1,0 +1,69 @@
+// One upload over HTTPS, on a thread of its own.
+//
+// Made, started, cancelled and destroyed by the main thread. The two callbacks run on the task's own thread, which is
+// the session's callback queue; the last of them is `finished`, called exactly once, unless the task is destroyed
+// first: that stops the transfer promptly and tells nobody.
+#pragma once
+
+#include "packaging/MultipartBody.h"
+#include "packaging/UploadError.h"
+#include "platform/FileDescriptor.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <thread>
+
+/// What came of a transfer. One that broke off behind its status line has a status, no data and an error.
+struct UploadResponse {
+    std::optional<int> statusCode;
+    std::optional<QByteArray> data;
+    std::optional<UploadError> error;
+};
+
+struct UploadRequest {
+    QByteArray url;
+    QByteArray contentType;
+    MultipartFrame frame;
+    platform::FileDescriptor archive;
+    std::uint64_t archiveBytes = 0;
+};
+
+/// How long a transfer may stand still, and how much of an answer is kept.
+struct UploadLimits {
+    /// Without a byte moving.
+    std::chrono::milliseconds idle = std::chrono::seconds(60);
+    /// From the first byte of the answer to its last: a server that trickles one must not hold the program.
+    std::chrono::milliseconds answer = std::chrono::minutes(5);
+    qsizetype answerBytes = qsizetype{1} << 20;
+};
+
+class UploadTask {
+public:
+    using Progress = std::function<void(std::int64_t bytesSent, std::int64_t totalSent, std::int64_t totalExpected)>;
+    using Finished = std::function<void(const UploadResponse &)>;
+
+    UploadTask(UploadRequest request, Progress progress, Finished finished, UploadLimits limits = {});
+    ~UploadTask();
+    UploadTask(const UploadTask &) = delete;
+    UploadTask &operator=(const UploadTask &) = delete;
+
+    /// Starts the transfer. Once.
+    void resume();
+    /// Ends the transfer with the cancellation error, unless it has ended already. Any thread.
+    void cancel();
+
+private:
+    void run();
+
+    UploadRequest m_request;
+    Progress m_progress;
+    Finished m_finished;
+    UploadLimits m_limits;
+    void *m_multi;
+    std::atomic<bool> m_cancelled = false;
+    std::atomic<bool> m_abandoned = false;
+    std::thread m_thread;
+};

@@ -1,0 +1,45 @@
+// An application bundle: the folder `X.app` with `Contents/Info.plist`, and what that file says.
+//
+// A value; any thread may use it. The main bundle is looked up once, on first use.
+#pragma once
+
+#include "platform/PropertyList.h"
+
+#include <QString>
+#include <filesystem>
+#include <optional>
+
+namespace platform {
+
+class Bundle {
+public:
+    /// The bundle around the running executable, found from the executable's real path; none when the
+    /// program does not stand in one.
+    static const std::optional<Bundle> &main();
+
+    /// The bundle at `path`; none when there is no readable dictionary in its `Contents/Info.plist`.
+    static std::optional<Bundle> at(const std::filesystem::path &path);
+
+    /// The nearest bundle that holds `path`; none when no folder above it is one.
+    static std::optional<Bundle> around(const std::filesystem::path &path);
+
+    const std::filesystem::path &path() const { return m_path; }
+
+    /// The value of an Info.plist key when it is a text, a Boolean.
+    std::optional<QString> text(const char *key) const;
+    std::optional<bool> flag(const char *key) const;
+
+    std::optional<QString> identifier() const { return text("CFBundleIdentifier"); }
+    std::optional<QString> shortVersion() const { return text("CFBundleShortVersionString"); }
+
+    /// Where this system keeps the bundle's main executable; none when the bundle names none.
+    std::optional<std::filesystem::path> executable() const;
+
+private:
+    Bundle(std::filesystem::path path, PropertyList info);
+
+    std::filesystem::path m_path;
+    PropertyList m_info;
+};
+
+} // namespace platform

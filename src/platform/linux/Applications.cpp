@@ -1,0 +1,165 @@
+#include "platform/Applications.h"
+
+#include "platform/Bundle.h"
+#include "platform/Environment.h"
+#include "platform/FileSystem.h"
+#include "platform/linux/DesktopEntry.h"
+
+#include <QByteArrayList>
+#include <algorithm>
+#include <charconv>
+#include <sys/stat.h>
+#include <tuple>
+#include <unistd.h>
+
+namespace platform {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Far larger than any desktop entry or process status line that means well.
+constexpr std::size_t entryLimitBytes = std::size_t{1} << 20;
+
+std::vector<fs::path> sortedEntries(const fs::path &folder) {
+    std::vector<fs::path> result;
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error))
+        result.push_back(entry->path());
+    std::sort(result.begin(), result.end());
+    return result;
+}
+
+// Gathers the bundles that bear one identifier, each once.
+class Gatherer {
+public:
+    explicit Gatherer(const QString &identifier)
+        : m_identifier(identifier) {}
+
+    void offer(const std::optional<Bundle> &bundle) {
+        if (!bundle || bundle->identifier() != m_identifier)
+            return;
+        std::error_code error;
+        const fs::path path = fs::canonical(bundle->path(), error);
+        if (!error && std::find(m_found.begin(), m_found.end(), path) == m_found.end())
+            m_found.push_back(path);
+    }
+
+    void offerBundlesIn(const fs::path &folder) {
+        for (const fs::path &path : sortedEntries(folder)) {
+            if (path.extension() == ".app")
+                offer(Bundle::at(path));
+        }
+    }
+
+    std::vector<fs::path> take() { return std::move(m_found); }
+
+private:
+    QString m_identifier;
+    std::vector<fs::path> m_found;
+};
+
+std::optional<Bundle> startedByEntry(const fs::path &entry) {
+    std::error_code error;
+    const auto content = readFile(entry, entryLimitBytes, error);
+    const auto program = content ? desktopEntryProgram(*content) : std::nullopt;
+    if (!program)
+        return std::nullopt;
+    const fs::path real = fs::canonical(*program, error);
+    return error ? std::nullopt : Bundle::around(real);
+}
+
+// A process's start in clock ticks since boot: field 22 of its status line, the 20th after the name, which is
+// in parentheses and may hold anything.
+std::uint64_t startTime(const fs::path &process) {
+    // Files of /proc have no size, so they are read as they come.
+    const QByteArray status = [&] {
+        std::unique_ptr<FILE, int (*)(FILE *)> file(std::fopen((process / "stat").c_str(), "re"), &std::fclose);
+        char text[1024];
+        const std::size_t size = file ? std::fread(text, 1, sizeof text, file.get()) : 0;
+        return QByteArray(text, static_cast<qsizetype>(size));
+    }();
+    return status.mid(status.lastIndexOf(')') + 2).split(' ').value(19).toULongLong();
+}
+
+// The running executable's path. The kernel marks one that was replaced on disk; it still counts.
+fs::path processExecutable(const fs::path &process) {
+    constexpr std::string_view replaced = " (deleted)";
+    std::error_code error;
+    std::string path = fs::read_symlink(process / "exe", error).native();
+    if (path.ends_with(replaced))
+        path.resize(path.size() - replaced.size());
+    return path;
+}
+
+} // namespace
+
+std::vector<RunningApplication> runningApplications() {
+    using Started = std::tuple<std::uint64_t, std::int64_t>;
+    std::vector<std::pair<Started, RunningApplication>> found;
+    std::error_code error;
+    for (fs::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
+        const std::string name = entry->path().filename().native();
+        std::int64_t processIdentifier = 0;
+        const auto parsed = std::from_chars(name.data(), name.data() + name.size(), processIdentifier);
+        struct stat status {};
+        if (parsed.ec != std::errc() || ::stat(entry->path().c_str(), &status) != 0 ||
+            status.st_uid != ::geteuid())
+            continue;
+        const fs::path executable = processExecutable(entry->path());
+        const auto bundle = Bundle::around(executable);
+        if (!bundle || bundle->executable() != executable)
+            continue;
+        found.emplace_back(Started(startTime(entry->path()), processIdentifier),
+                           RunningApplication{bundle->identifier().value_or(QString()), processIdentifier,
+                                              bundle->path()});
+    }
+    std::sort(found.begin(), found.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
+    std::vector<RunningApplication> result;
+    result.reserve(found.size());
+    for (auto &[started, application] : found)
+        result.push_back(std::move(application));
+    return result;
+}
+
+ApplicationRoots applicationRoots() {
+    ApplicationRoots roots;
+    const auto home = homeFolder();
+    if (const auto dataHome = environmentPath("XDG_DATA_HOME"))
+        roots.desktopEntries.push_back(*dataHome / "applications");
+    else if (home)
+        roots.desktopEntries.push_back(*home / ".local/share/applications");
+    const QByteArray dataFolders = qEnvironmentVariable("XDG_DATA_DIRS").toUtf8();
+    for (const QByteArray &folder :
+         (dataFolders.isEmpty() ? QByteArray("/usr/local/share:/usr/share") : dataFolders).split(':')) {
+        if (folder.startsWith('/'))
+            roots.desktopEntries.push_back(fs::path(folder.toStdString()) / "applications");
+    }
+    if (home)
+        roots.bundles.push_back(*home / "Applications");
+    roots.bundles.emplace_back("/Applications");
+    roots.nestedBundles.emplace_back("/opt");
+    return roots;
+}
+
+std::vector<fs::path> installedApplications(const QString &bundleIdentifier, const ApplicationRoots &roots) {
+    Gatherer gatherer(bundleIdentifier);
+    for (const fs::path &folder : roots.desktopEntries) {
+        for (const fs::path &path : sortedEntries(folder)) {
+            if (path.extension() == ".desktop")
+                gatherer.offer(startedByEntry(path));
+        }
+    }
+    for (const fs::path &folder : roots.bundles)
+        gatherer.offerBundlesIn(folder);
+    for (const fs::path &folder : roots.nestedBundles) {
+        gatherer.offerBundlesIn(folder);
+        for (const fs::path &inner : sortedEntries(folder)) {
+            if (inner.extension() != ".app")
+                gatherer.offerBundlesIn(inner);
+        }
+    }
+    return gatherer.take();
+}
+
+} // namespace platform

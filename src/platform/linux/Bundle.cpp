@@ -1,0 +1,56 @@
+#include "platform/Bundle.h"
+
+#include "platform/Text.h"
+
+namespace platform {
+
+namespace fs = std::filesystem;
+
+Bundle::Bundle(fs::path path, PropertyList info)
+    : m_path(std::move(path))
+    , m_info(std::move(info)) {}
+
+const std::optional<Bundle> &Bundle::main() {
+    static const std::optional<Bundle> bundle = [] {
+        std::error_code error;
+        const fs::path executable = fs::read_symlink("/proc/self/exe", error);
+        return error ? std::nullopt : around(executable);
+    }();
+    return bundle;
+}
+
+std::optional<Bundle> Bundle::at(const fs::path &path) {
+    auto info = PropertyList::load(path / "Contents" / "Info.plist");
+    if (!info || !info->isDictionary())
+        return std::nullopt;
+    return Bundle(path, std::move(*info));
+}
+
+std::optional<Bundle> Bundle::around(const fs::path &path) {
+    for (fs::path folder = path.parent_path(); folder.has_relative_path(); folder = folder.parent_path()) {
+        if (folder.extension() != ".app")
+            continue;
+        if (auto bundle = at(folder))
+            return bundle;
+    }
+    return std::nullopt;
+}
+
+std::optional<QString> Bundle::text(const char *key) const {
+    const auto value = m_info.value(key);
+    return value ? value->text() : std::nullopt;
+}
+
+std::optional<bool> Bundle::flag(const char *key) const {
+    const auto value = m_info.value(key);
+    return value ? value->flag() : std::nullopt;
+}
+
+std::optional<fs::path> Bundle::executable() const {
+    const auto name = text("CFBundleExecutable");
+    if (!name || name->isEmpty())
+        return std::nullopt;
+    return m_path / "Contents" / "Linux" / pathFromText(*name);
+}
+
+} // namespace platform

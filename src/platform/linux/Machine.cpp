@@ -1,0 +1,69 @@
+#include "platform/Machine.h"
+
+#include <ifaddrs.h>
+#include <memory>
+#include <net/if.h>
+#include <netpacket/packet.h>
+#include <pwd.h>
+#include <algorithm>
+#include <unistd.h>
+
+namespace platform {
+
+namespace {
+
+using Interfaces = std::unique_ptr<struct ifaddrs, decltype(&::freeifaddrs)>;
+
+Interfaces interfaces() {
+    struct ifaddrs *list = nullptr;
+    if (::getifaddrs(&list) != 0)
+        list = nullptr;
+    return {list, &::freeifaddrs};
+}
+
+bool hasFamily(const struct ifaddrs &entry, int family) {
+    return entry.ifa_addr != nullptr && entry.ifa_addr->sa_family == family;
+}
+
+QString addressText(const struct ifaddrs &entry) {
+    const auto *link = reinterpret_cast<const struct sockaddr_ll *>(entry.ifa_addr);
+    const auto *octets = reinterpret_cast<const char *>(link->sll_addr);
+    const QByteArray bytes(octets, std::min<qsizetype>(link->sll_halen, sizeof link->sll_addr));
+    if (bytes.count('\0') == bytes.size())
+        return {};
+    return QString::fromLatin1(bytes.toHex(':'));
+}
+
+} // namespace
+
+// The packet-family entries come one an interface, in the order in which the kernel numbers them.
+std::optional<std::vector<QString>> hardwareAddresses() {
+    const Interfaces list = interfaces();
+    if (!list)
+        return std::nullopt;
+    std::vector<QString> addresses;
+    for (const auto *entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
+        if (!hasFamily(*entry, AF_PACKET) || (entry->ifa_flags & IFF_LOOPBACK) != 0)
+            continue;
+        if (const QString text = addressText(*entry); !text.isEmpty())
+            addresses.push_back(text);
+    }
+    return addresses;
+}
+
+QString userName() {
+    const struct passwd *account = ::getpwuid(::geteuid());
+    return account == nullptr ? QString() : QString::fromUtf8(account->pw_name);
+}
+
+bool hasNetwork() {
+    const Interfaces list = interfaces();
+    for (const auto *entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
+        const bool addressed = hasFamily(*entry, AF_INET) || hasFamily(*entry, AF_INET6);
+        if (addressed && (entry->ifa_flags & IFF_UP) != 0 && (entry->ifa_flags & IFF_LOOPBACK) == 0)
+            return true;
+    }
+    return false;
+}
+
+} // namespace platform

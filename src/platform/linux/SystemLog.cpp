@@ -1,0 +1,94 @@
+#include "platform/SystemLog.h"
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <sys/syslog.h>
+#include <systemd/sd-journal.h>
+#include <thread>
+
+namespace platform {
+
+namespace {
+
+struct Line {
+    QString subsystem;
+    QString category;
+    OSLogType type;
+    QString text;
+};
+
+int priority(OSLogType type) {
+    switch (type) {
+    case OSLogType::debug: return LOG_DEBUG;
+    case OSLogType::error: return LOG_ERR;
+    case OSLogType::info: break;
+    }
+    return LOG_INFO;
+}
+
+void write(const Line &line) {
+    sd_journal_send("MESSAGE=%s", line.text.toUtf8().constData(), "PRIORITY=%d", priority(line.type),
+                    "SUBSYSTEM=%s", line.subsystem.toUtf8().constData(), "CATEGORY=%s",
+                    line.category.toUtf8().constData(), nullptr);
+}
+
+// Lines on their way to the journal. Never destroyed: its thread may be stuck in the journal when the process
+// ends, and must neither be waited for nor find its state gone.
+class Writer {
+public:
+    static Writer &shared() {
+        static Writer *const writer = new Writer;
+        return *writer;
+    }
+
+    void add(Line line) {
+        const std::lock_guard lock(m_mutex);
+        if (m_lines.size() >= SystemLog::queueLimit)
+            return;
+        m_lines.push_back(std::move(line));
+        if (m_idle)
+            m_changed.notify_all();
+    }
+
+    bool flush(std::chrono::milliseconds limit) {
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, limit, [this] { return m_lines.empty() && m_idle; });
+    }
+
+private:
+    Writer() { std::thread(&Writer::run, this).detach(); }
+
+    void run() {
+        std::unique_lock lock(m_mutex);
+        while (true) {
+            m_idle = true;
+            m_changed.notify_all();
+            m_changed.wait(lock, [this] { return !m_lines.empty(); });
+            m_idle = false;
+            std::deque<Line> lines;
+            lines.swap(m_lines);
+            lock.unlock();
+            for (const Line &line : lines)
+                write(line);
+            lock.lock();
+        }
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::deque<Line> m_lines;
+    bool m_idle = false;
+};
+
+} // namespace
+
+void SystemLog::send(const QString &subsystem, const QString &category, OSLogType type, const QString &text) {
+    Writer::shared().add({subsystem, category, type, text});
+}
+
+bool SystemLog::flush(std::chrono::milliseconds limit) {
+    return Writer::shared().flush(limit);
+}
+
+} // namespace platform

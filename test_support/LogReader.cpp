@@ -1,0 +1,30 @@
+#include "test_support/LogReader.h"
+
+#include "logging/LogLocations.h"
+#include "logging/Logging.h"
+#include "platform/Locations.h"
+#include "test_support/ScratchHome.h"
+
+#include <QRegularExpression>
+
+namespace test_support {
+
+QStringList logLines(const std::filesystem::path &file) {
+    static const QRegularExpression form(
+        QStringLiteral("^((?:INFO: |WARNING: |ERROR: )?)\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d \\+0000: (.*)$"));
+    QStringList lines = QString::fromUtf8(readFile(file)).split(u'\n');
+    if (lines.last().isEmpty())
+        lines.removeLast();
+    for (QString &line : lines) {
+        const auto match = form.match(line);
+        line = match.hasMatch() ? match.captured(1) + match.captured(2) : QStringLiteral("MALFORMED: ") + line;
+    }
+    return lines;
+}
+
+std::filesystem::path startLog() {
+    Logger::setupLogFile();
+    return platform::userCachesFolders().front() / "Logs" / ConstantsFolder::DebugOutputLogFile;
+}
+
+} // namespace test_support

@@ -1,0 +1,46 @@
+// A home folder of the test's own, empty and gone afterwards.
+#pragma once
+
+#include "test_support/ScopedEnvironment.h"
+
+#include <QByteArray>
+#include <filesystem>
+
+namespace test_support {
+
+/// A folder that removes itself.
+class ScratchFolder {
+public:
+    ScratchFolder();
+    ~ScratchFolder();
+    ScratchFolder(const ScratchFolder &) = delete;
+    ScratchFolder &operator=(const ScratchFolder &) = delete;
+
+    const std::filesystem::path &path() const { return m_path; }
+
+private:
+    std::filesystem::path m_path;
+};
+
+class ScratchHome {
+public:
+    /// The folder that HOME points at from now on; the XDG variables that could lead elsewhere are unset.
+    const std::filesystem::path &path() const { return m_folder.path(); }
+    /// The Library folder that the program will use in this home.
+    std::filesystem::path library() const { return path() / ".local/share/Library"; }
+    std::filesystem::path caches() const { return path() / ".cache"; }
+
+private:
+    ScratchFolder m_folder;
+    ScopedEnvironment m_home{"HOME", m_folder.path().native()};
+    ScopedEnvironment m_data{"XDG_DATA_HOME", std::nullopt};
+    ScopedEnvironment m_cache{"XDG_CACHE_HOME", std::nullopt};
+    ScopedEnvironment m_dataFolders{"XDG_DATA_DIRS", std::nullopt};
+};
+
+/// Writes a file, making its folders.
+void writeFile(const std::filesystem::path &path, const QByteArray &content);
+/// The whole content of a file; an empty array when it cannot be read.
+QByteArray readFile(const std::filesystem::path &path);
+
+} // namespace test_support
