@@ -4,54 +4,82 @@
 
 #include <cerrno>
 #include <fcntl.h>
-#include <limits>
 #include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace fs = std::filesystem;
 
 namespace {
+
+// A log is moved through memory. None that means well comes near.
+constexpr std::size_t moveLimitBytes = std::size_t{256} << 20;
 
 std::error_code systemError() {
     return {errno, std::generic_category()};
 }
 
-// One write, so that a line is whole whoever else writes to the file. A disk that fills up within a line
-// leaves the part that fitted.
-std::error_code appendTo(const platform::FileDescriptor &file, const QByteArray &bytes) {
-    while (true) {
-        const ssize_t written = ::write(file.get(), bytes.constData(), static_cast<std::size_t>(bytes.size()));
-        if (written == bytes.size())
-            return {};
-        if (written >= 0)
-            return std::make_error_code(std::errc::no_space_on_device);
-        if (errno != EINTR)
-            return systemError();
-    }
+// One write, so that a line is whole whoever else writes to the file. Gives how much of it there was room for.
+ssize_t writeOnce(const platform::FileDescriptor &file, const QByteArray &bytes, std::error_code &error) {
+    ssize_t written = 0;
+    do
+        written = ::write(file.get(), bytes.constData(), static_cast<std::size_t>(bytes.size()));
+    while (written < 0 && errno == EINTR);
+    if (written < 0)
+        error = systemError();
+    else if (written < bytes.size())
+        error = std::make_error_code(std::errc::no_space_on_device);
+    return written;
 }
 
-platform::FileDescriptor openExisting(const std::filesystem::path &path) {
-    return platform::FileDescriptor(
-        ::open(path.c_str(), O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+platform::FileDescriptor openForWriting(const fs::path &path, int ifMissing, std::error_code &error) {
+    constexpr int flags = O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
+    platform::FileDescriptor file(::open(path.c_str(), flags | ifMissing, S_IRUSR | S_IWUSR));
+    struct stat status {};
+    if (!file || ::fstat(file.get(), &status) != 0)
+        error = systemError();
+    else if (!S_ISREG(status.st_mode))
+        error = std::make_error_code(std::errc::invalid_argument);
+    return error ? platform::FileDescriptor() : std::move(file);
+}
+
+std::error_code appendToExisting(const fs::path &path, const std::optional<QByteArray> &lines) {
+    std::error_code error;
+    const auto file = openForWriting(path, 0, error);
+    if (file && lines)
+        writeOnce(file, '\n' + *lines, error);
+    return error;
 }
 
 } // namespace
 
-void LogFile::setPath(const std::filesystem::path &path) {
+void LogFile::setPath(const fs::path &path) {
     const std::lock_guard lock(m_mutex);
-    m_path = path;
-    m_file = {};
+    goOnAt(path);
 }
 
-std::optional<std::filesystem::path> LogFile::path() const {
+std::optional<fs::path> LogFile::path() const {
     const std::lock_guard lock(m_mutex);
     return m_path;
 }
 
+void LogFile::goOnAt(const fs::path &path) {
+    m_path = path;
+    m_file = {};
+    m_isLineOpen = false;
+}
+
 // Opening and closing the file for every line costs three times as much as the line. The open file serves as
-// long as it still has a name.
+// long as it is the one that bears the name.
 bool LogFile::openForAppending() {
-    struct stat status {};
-    if (m_file && ::fstat(m_file.get(), &status) == 0 && status.st_nlink > 0)
+    struct stat opened {};
+    struct stat named {};
+    if (m_file && ::fstat(m_file.get(), &opened) == 0 && ::lstat(m_path->c_str(), &named) == 0 &&
+        opened.st_dev == named.st_dev && opened.st_ino == named.st_ino)
         return true;
-    m_file = openExisting(*m_path);
+    m_isLineOpen = false;
+    std::error_code error;
+    m_file = openForWriting(*m_path, O_CREAT, error);
     return static_cast<bool>(m_file);
 }
 
@@ -59,34 +87,36 @@ std::error_code LogFile::append(const QByteArray &line) {
     const std::lock_guard lock(m_mutex);
     if (!m_path)
         return {};
-    if (openForAppending())
-        return appendTo(m_file, line);
     std::error_code error;
-    platform::writeFileAtomically(*m_path, line, platform::Replacement::privateFile, error);
+    if (!openForAppending()) {
+        platform::writeFileAtomically(*m_path, line, platform::Replacement::privateFile, error);
+        return error;
+    }
+    const ssize_t written = writeOnce(m_file, m_isLineOpen ? '\n' + line : line, error);
+    m_isLineOpen = written > 0 ? static_cast<bool>(error) : m_isLineOpen;
     return error;
 }
 
-std::error_code LogFile::moveTo(const std::filesystem::path &path) {
-    constexpr std::size_t unlimited = std::numeric_limits<qsizetype>::max();
+std::error_code LogFile::moveTo(const fs::path &path) {
     const std::lock_guard lock(m_mutex);
     std::error_code error;
-    const auto lines = platform::readFile(*m_path, unlimited, error);
-    std::error_code missing;
-    if (!std::filesystem::exists(path, missing)) {
-        if (!lines || !platform::writeFileAtomically(path, *lines, platform::Replacement::privateFile, error))
-            return error;
-    } else {
-        const auto existing = openExisting(path);
-        if (!existing)
-            return systemError();
-        if (lines) {
-            if ((error = appendTo(existing, '\n' + *lines)))
-                return error;
-        }
+    if (fs::equivalent(*m_path, path, error)) {
+        goOnAt(path);
+        return {};
     }
-    const std::filesystem::path old = *m_path;
-    m_path = path;
-    m_file = {};
-    std::filesystem::remove(old, error);
-    return error;
+    const auto lines = platform::readFile(*m_path, moveLimitBytes, error);
+    if (error == std::errc::file_too_large)
+        return error;
+    std::error_code failure;
+    if (fs::exists(path, failure))
+        failure = appendToExisting(path, lines);
+    else if (lines)
+        platform::writeFileAtomically(path, *lines, platform::Replacement::privateFile, failure);
+    else
+        failure = error;
+    if (failure)
+        return failure;
+    const fs::path old = *m_path;
+    goOnAt(path);
+    return ::unlink(old.c_str()) == 0 ? std::error_code() : systemError();
 }

@@ -22,13 +22,16 @@ public:
     std::error_code append(const QByteArray &line);
 
     /// Moves the lines so far to `path`, behind what stands there, and goes on there. On an error the lines
-    /// stay where they are and so does the log.
+    /// stay where they are and so does the log, unless only the removal of the old file failed.
     std::error_code moveTo(const std::filesystem::path &path);
 
 private:
     bool openForAppending();
+    void goOnAt(const std::filesystem::path &path);
 
     mutable std::mutex m_mutex;
     std::optional<std::filesystem::path> m_path;
     platform::FileDescriptor m_file;
+    /// Whether the disk was full in the middle of the last line.
+    bool m_isLineOpen = false;
 };

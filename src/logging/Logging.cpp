@@ -8,14 +8,17 @@
 #include "platform/Locations.h"
 #include "platform/Text.h"
 
-#include <cstdio>
 #include <ctime>
+#include <poll.h>
+#include <string>
+#include <unistd.h>
 
 namespace {
 
+// Never destroyed: other threads may log until the process has ended.
 LogFile &logFile() {
-    static LogFile file;
-    return file;
+    static LogFile *const file = new LogFile;
+    return *file;
 }
 
 const QString &subsystem() {
@@ -38,9 +41,12 @@ QByteArray timeStamp() {
     return QByteArray(text, static_cast<qsizetype>(size));
 }
 
+// Standard output may be a pipe that nobody reads: what does not fit there is dropped, not waited for.
 void report(const char *failure, const std::error_code &error) {
-    std::printf("%s%s\n", failure, error.message().c_str());
-    std::fflush(stdout);
+    const std::string line = failure + error.message() + '\n';
+    struct pollfd output = {STDOUT_FILENO, POLLOUT, 0};
+    if (::poll(&output, 1, 0) == 1 && (output.revents & POLLOUT) != 0)
+        (void)!::write(STDOUT_FILENO, line.data(), line.size());
 }
 
 void append(const QByteArray &label, const QString &message) {

@@ -32,7 +32,8 @@ public:
     std::optional<QString> identifier() const { return text("CFBundleIdentifier"); }
     std::optional<QString> shortVersion() const { return text("CFBundleShortVersionString"); }
 
-    /// Where this system keeps the bundle's main executable; none when the bundle names none.
+    /// Where this system keeps the bundle's main executable; none when the bundle names none
+    /// or, with a slash, one elsewhere.
     std::optional<std::filesystem::path> executable() const;
 
 private:

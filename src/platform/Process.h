@@ -22,6 +22,7 @@ struct Program {
     /// Absolute.
     std::filesystem::path path;
     std::vector<std::string> arguments;
+    /// Empty for this process's own.
     std::filesystem::path workingFolder;
     /// Set for the child on top of this process's own variables.
     std::vector<std::pair<std::string, std::string>> variables;

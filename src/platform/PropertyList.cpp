@@ -3,6 +3,7 @@
 #include "platform/FileSystem.h"
 #include "platform/PropertyListCheck.h"
 
+#include <QHash>
 #include <cstdlib>
 #include <locale.h>
 #include <plist/plist.h>
@@ -39,12 +40,46 @@ using CString = std::unique_ptr<char, FreeMemory>;
 
 bool equal(plist_t left, plist_t right);
 
+// Walks the entries of a container in their order; asking for one by its place or key can take time linear in
+// the size.
+class Entries {
+public:
+    explicit Entries(plist_t container)
+        : m_container(container)
+        , m_isDictionary(PLIST_IS_DICT(container)) {
+        void *iterator = nullptr;
+        if (m_isDictionary)
+            plist_dict_new_iter(container, &iterator);
+        else
+            plist_array_new_iter(container, &iterator);
+        m_iterator.reset(iterator);
+    }
+
+    /// The next entry; null after the last. The key is empty in an array.
+    plist_t next(QByteArray &key) {
+        plist_t value = nullptr;
+        char *name = nullptr;
+        if (m_isDictionary)
+            plist_dict_next_item(m_container, m_iterator.get(), &name, &value);
+        else
+            plist_array_next_item(m_container, m_iterator.get(), &value);
+        key = CString(name).get();
+        return value;
+    }
+
+private:
+    plist_t m_container;
+    bool m_isDictionary;
+    std::unique_ptr<void, FreeMemory> m_iterator;
+};
+
 bool equalArrays(plist_t left, plist_t right) {
-    const std::uint32_t size = plist_array_get_size(left);
-    if (plist_array_get_size(right) != size)
+    if (plist_array_get_size(left) != plist_array_get_size(right))
         return false;
-    for (std::uint32_t i = 0; i < size; ++i) {
-        if (!equal(plist_array_get_item(left, i), plist_array_get_item(right, i)))
+    Entries rightEntries(right);
+    QByteArray key;
+    for (Entries entries(left); plist_t value = entries.next(key);) {
+        if (!equal(value, rightEntries.next(key)))
             return false;
     }
     return true;
@@ -53,20 +88,16 @@ bool equalArrays(plist_t left, plist_t right) {
 bool equalDictionaries(plist_t left, plist_t right) {
     if (plist_dict_get_size(left) != plist_dict_get_size(right))
         return false;
-    plist_dict_iter rawIterator = nullptr;
-    plist_dict_new_iter(left, &rawIterator);
-    const std::unique_ptr<void, FreeMemory> iterator(rawIterator);
-    for (;;) {
-        char *rawKey = nullptr;
-        plist_t value = nullptr;
-        plist_dict_next_item(left, iterator.get(), &rawKey, &value);
-        const CString key(rawKey);
-        if (value == nullptr)
-            return true;
-        plist_t other = plist_dict_get_item(right, key.get());
+    QByteArray key;
+    QHash<QByteArray, plist_t> rightValues;
+    for (Entries entries(right); plist_t value = entries.next(key);)
+        rightValues.insert(key, value);
+    for (Entries entries(left); plist_t value = entries.next(key);) {
+        plist_t other = rightValues.value(key);
         if (other == nullptr || !equal(value, other))
             return false;
     }
+    return true;
 }
 
 bool equal(plist_t left, plist_t right) {
@@ -191,7 +222,6 @@ std::optional<PropertyList> PropertyList::parse(const QByteArray &bytes) {
 QByteArray PropertyList::serialized(PropertyListFormat format) const {
     if (!m_node)
         return {};
-    QByteArray bytes;
     char *buffer = nullptr;
     std::uint32_t size = 0;
     {
@@ -203,7 +233,7 @@ QByteArray PropertyList::serialized(PropertyListFormat format) const {
     }
     if (buffer == nullptr)
         return {};
-    bytes = QByteArray(buffer, static_cast<qsizetype>(size));
+    const QByteArray bytes(buffer, static_cast<qsizetype>(size));
     format == PropertyListFormat::binary ? plist_to_bin_free(buffer) : plist_to_xml_free(buffer);
     const auto written = parse(bytes);
     return written && *written == *this ? bytes : QByteArray();

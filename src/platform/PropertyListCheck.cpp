@@ -88,7 +88,7 @@ public:
         const auto known = m_distinct.size();
         m_distinct.insert(qHash(value, m_seed + std::size_t(type)));
         chain += m_distinct.size() - known;
-        m_lookups += chain;
+        m_lookups += chain * (1 + value.size() / 64);
         return m_lookups <= PropertyListLimits::lookups;
     }
 

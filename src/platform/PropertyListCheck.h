@@ -15,10 +15,10 @@ namespace platform {
 /// values; the limits keep the worst accepted list to moderate memory and time.
 struct PropertyListLimits {
     static constexpr std::size_t depth = 128;
-    static constexpr int nodes = 200'000;
+    static constexpr int nodes = 100'000;
     static constexpr qsizetype contentBytes = qsizetype{32} << 20;
-    /// Comparisons that looking up values in the library's hash table may take.
-    static constexpr qint64 lookups = 100'000'000;
+    /// Comparisons of up to 64 bytes that looking up values in the library's hash table may take.
+    static constexpr qint64 lookups = 20'000'000;
     /// Bytes that replacing the character references in XML texts may move.
     static constexpr qint64 movedBytes = qint64{2} << 30;
 };

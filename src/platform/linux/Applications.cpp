@@ -8,6 +8,8 @@
 #include <QByteArrayList>
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
+#include <memory>
 #include <sys/stat.h>
 #include <tuple>
 #include <unistd.h>
@@ -66,20 +68,37 @@ std::optional<Bundle> startedByEntry(const fs::path &entry) {
     if (!program)
         return std::nullopt;
     const fs::path real = fs::canonical(*program, error);
-    return error ? std::nullopt : Bundle::around(real);
+    if (error)
+        return std::nullopt;
+    // A bundle may be a link to a folder of another name.
+    auto bundle = Bundle::around(real);
+    return bundle ? std::move(bundle) : Bundle::around(*program);
+}
+
+// The beginning of a file of /proc. These have no size, so they are read as they come.
+QByteArray processText(const fs::path &file) {
+    const std::unique_ptr<FILE, int (*)(FILE *)> opened(std::fopen(file.c_str(), "re"), &std::fclose);
+    char text[2048];
+    const std::size_t size = opened ? std::fread(text, 1, sizeof text, opened.get()) : 0;
+    return QByteArray(text, static_cast<qsizetype>(size));
 }
 
 // A process's start in clock ticks since boot: field 22 of its status line, the 20th after the name, which is
-// in parentheses and may hold anything.
-std::uint64_t startTime(const fs::path &process) {
-    // Files of /proc have no size, so they are read as they come.
-    const QByteArray status = [&] {
-        std::unique_ptr<FILE, int (*)(FILE *)> file(std::fopen((process / "stat").c_str(), "re"), &std::fclose);
-        char text[1024];
-        const std::size_t size = file ? std::fread(text, 1, sizeof text, file.get()) : 0;
-        return QByteArray(text, static_cast<qsizetype>(size));
-    }();
-    return status.mid(status.lastIndexOf(')') + 2).split(' ').value(19).toULongLong();
+// in parentheses and may hold anything. None when the process has ended.
+std::optional<std::uint64_t> startTime(const fs::path &process) {
+    const QByteArray status = processText(process / "stat");
+    bool valid = false;
+    const std::uint64_t ticks = status.mid(status.lastIndexOf(')') + 2).split(' ').value(19).toULongLong(&valid);
+    return valid ? std::optional(ticks) : std::nullopt;
+}
+
+// The owner of a process's files in /proc is root, not its user, once it has changed users.
+bool runsAsThisUser(const fs::path &process) {
+    const QByteArray status = processText(process / "status");
+    const QByteArray key = "\nUid:";
+    const qsizetype line = status.indexOf(key);
+    const QByteArray users = line < 0 ? QByteArray() : status.mid(line + key.size(), 100).simplified();
+    return users.split(' ').value(1) == QByteArray::number(::geteuid());
 }
 
 // The running executable's path. The kernel marks one that was replaced on disk; it still counts.
@@ -87,9 +106,21 @@ fs::path processExecutable(const fs::path &process) {
     constexpr std::string_view replaced = " (deleted)";
     std::error_code error;
     std::string path = fs::read_symlink(process / "exe", error).native();
-    if (path.ends_with(replaced))
+    if (path.ends_with(replaced) && !fs::exists(path, error))
         path.resize(path.size() - replaced.size());
     return path;
+}
+
+// The process in this folder of /proc when it is the main program of a bundle and this user's.
+std::optional<RunningApplication> applicationOf(const fs::path &process, std::int64_t identifier) {
+    struct stat status {};
+    if (::stat(process.c_str(), &status) != 0 || status.st_uid != ::geteuid())
+        return std::nullopt;
+    const fs::path executable = processExecutable(process);
+    const auto bundle = Bundle::around(executable);
+    if (!bundle || bundle->executable() != executable || !runsAsThisUser(process))
+        return std::nullopt;
+    return RunningApplication{bundle->identifier().value_or(QString()), identifier, bundle->path()};
 }
 
 } // namespace
@@ -100,19 +131,13 @@ std::vector<RunningApplication> runningApplications() {
     std::error_code error;
     for (fs::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
         const std::string name = entry->path().filename().native();
-        std::int64_t processIdentifier = 0;
-        const auto parsed = std::from_chars(name.data(), name.data() + name.size(), processIdentifier);
-        struct stat status {};
-        if (parsed.ec != std::errc() || ::stat(entry->path().c_str(), &status) != 0 ||
-            status.st_uid != ::geteuid())
+        std::int64_t identifier = 0;
+        if (std::from_chars(name.data(), name.data() + name.size(), identifier).ec != std::errc())
             continue;
-        const fs::path executable = processExecutable(entry->path());
-        const auto bundle = Bundle::around(executable);
-        if (!bundle || bundle->executable() != executable)
-            continue;
-        found.emplace_back(Started(startTime(entry->path()), processIdentifier),
-                           RunningApplication{bundle->identifier().value_or(QString()), processIdentifier,
-                                              bundle->path()});
+        auto application = applicationOf(entry->path(), identifier);
+        const auto started = application ? startTime(entry->path()) : std::nullopt;
+        if (started)
+            found.emplace_back(Started(*started, identifier), std::move(*application));
     }
     std::sort(found.begin(), found.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
     std::vector<RunningApplication> result;
@@ -129,7 +154,7 @@ ApplicationRoots applicationRoots() {
         roots.desktopEntries.push_back(*dataHome / "applications");
     else if (home)
         roots.desktopEntries.push_back(*home / ".local/share/applications");
-    const QByteArray dataFolders = qEnvironmentVariable("XDG_DATA_DIRS").toUtf8();
+    const QByteArray dataFolders = qgetenv("XDG_DATA_DIRS");
     for (const QByteArray &folder :
          (dataFolders.isEmpty() ? QByteArray("/usr/local/share:/usr/share") : dataFolders).split(':')) {
         if (folder.startsWith('/'))

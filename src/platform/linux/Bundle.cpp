@@ -48,7 +48,7 @@ std::optional<bool> Bundle::flag(const char *key) const {
 
 std::optional<fs::path> Bundle::executable() const {
     const auto name = text("CFBundleExecutable");
-    if (!name || name->isEmpty())
+    if (!name || name->isEmpty() || name->contains(u'/'))
         return std::nullopt;
     return m_path / "Contents" / "Linux" / pathFromText(*name);
 }

@@ -30,7 +30,8 @@ QByteArray unescaped(const QByteArray &value) {
 }
 
 // The arguments of an Exec value: separated by blanks, double quotes around arguments that hold reserved
-// characters, a backslash before a quoted `"`, `` ` ``, `$` or `\`.
+// characters, a backslash before a quoted `"`, `` ` ``, `$` or `\`. Outside quotes, where the specification has no
+// backslash, launchers take it as a shell does.
 QByteArrayList arguments(const QByteArray &exec) {
     QByteArrayList result;
     QByteArray current;
@@ -41,8 +42,9 @@ QByteArrayList arguments(const QByteArray &exec) {
         if (c == '"') {
             quoted = !quoted;
             begun = true;
-        } else if (c == '\\' && quoted && i + 1 < exec.size()) {
+        } else if (c == '\\' && i + 1 < exec.size()) {
             current += exec[++i];
+            begun = true;
         } else if ((c == ' ' || c == '\t') && !quoted) {
             if (begun)
                 result += current;
@@ -62,11 +64,13 @@ QByteArrayList arguments(const QByteArray &exec) {
 QByteArray programName(const QByteArrayList &arguments) {
     qsizetype first = 0;
     if (arguments.value(0) == "env" || arguments.value(0).endsWith("/env")) {
+        const QByteArrayList optionsWithValue = {"-u", "--unset", "-C", "--chdir"};
         do
-            ++first;
+            first += optionsWithValue.contains(arguments.value(first)) ? 2 : 1;
         while (arguments.value(first).contains('=') || arguments.value(first).startsWith('-'));
     }
-    return arguments.value(first);
+    // A single percent sign begins a field code.
+    return arguments.value(first).replace("%%", "%");
 }
 
 } // namespace

@@ -10,7 +10,7 @@
 namespace platform {
 
 /// The program that the entry in these bytes starts, found through PATH when its name is not absolute; none
-/// when the entry is hidden, names none, or names one that is not there.
+/// when the entry is hidden, names none, or names one that PATH does not lead to.
 std::optional<std::filesystem::path> desktopEntryProgram(const QByteArray &entry);
 
 } // namespace platform

@@ -1,8 +1,10 @@
 #include "platform/Environment.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <pwd.h>
 #include <unistd.h>
+#include <vector>
 
 namespace platform {
 
@@ -13,13 +15,25 @@ std::optional<std::filesystem::path> environmentPath(const char *variable) {
     return std::filesystem::path(value);
 }
 
+std::optional<Account> account() {
+    std::vector<char> buffer(std::size_t{16} << 10);
+    struct passwd entry {};
+    struct passwd *found = nullptr;
+    while (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) == ERANGE &&
+           buffer.size() < (std::size_t{1} << 20))
+        buffer.resize(buffer.size() * 2);
+    if (found == nullptr)
+        return std::nullopt;
+    return Account{entry.pw_name, entry.pw_dir == nullptr ? "" : entry.pw_dir};
+}
+
 std::optional<std::filesystem::path> homeFolder() {
     if (const auto home = environmentPath("HOME"))
         return home;
-    const struct passwd *account = ::getpwuid(::geteuid());
-    if (account == nullptr || account->pw_dir == nullptr || account->pw_dir[0] != '/')
+    const auto user = account();
+    if (!user || !user->home.starts_with('/'))
         return std::nullopt;
-    return std::filesystem::path(account->pw_dir);
+    return std::filesystem::path(user->home);
 }
 
 } // namespace platform

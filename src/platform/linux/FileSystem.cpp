@@ -1,5 +1,6 @@
 #include "platform/FileSystem.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
@@ -19,18 +20,30 @@ std::error_code systemError() {
     return {errno, std::generic_category()};
 }
 
-// Opens a regular file and nothing else. Without O_NONBLOCK a pipe would wait here for a writer.
+bool isRegular(const struct stat &status, std::error_code &error) {
+    if (!S_ISREG(status.st_mode))
+        error = std::make_error_code(S_ISDIR(status.st_mode) ? std::errc::is_a_directory
+                                                             : std::errc::invalid_argument);
+    return S_ISREG(status.st_mode);
+}
+
+// Opens a regular file and nothing else. What a path leads to is looked at before it is opened: opening a pipe
+// lets go a writer that waits there, opening a device may start something. It is looked at again, and O_NONBLOCK
+// set, for what takes the file's place in between.
 FileDescriptor openRegular(const fs::path &path, struct stat &status, std::error_code &error) {
+    if (::stat(path.c_str(), &status) != 0) {
+        error = systemError();
+        return {};
+    }
+    if (!isRegular(status, error))
+        return {};
     FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
     if (!file || ::fstat(file.get(), &status) != 0) {
         error = systemError();
         return {};
     }
-    if (!S_ISREG(status.st_mode)) {
-        error = std::make_error_code(S_ISDIR(status.st_mode) ? std::errc::is_a_directory
-                                                             : std::errc::invalid_argument);
+    if (!isRegular(status, error))
         return {};
-    }
     return file;
 }
 

@@ -1,12 +1,12 @@
 #include "platform/Machine.h"
 
+#include "platform/Environment.h"
+
+#include <algorithm>
 #include <ifaddrs.h>
 #include <memory>
 #include <net/if.h>
 #include <netpacket/packet.h>
-#include <pwd.h>
-#include <algorithm>
-#include <unistd.h>
 
 namespace platform {
 
@@ -14,11 +14,12 @@ namespace {
 
 using Interfaces = std::unique_ptr<struct ifaddrs, decltype(&::freeifaddrs)>;
 
-Interfaces interfaces() {
+// None when the system gives no list, which is not the same as an empty one.
+std::optional<Interfaces> interfaces() {
     struct ifaddrs *list = nullptr;
     if (::getifaddrs(&list) != 0)
-        list = nullptr;
-    return {list, &::freeifaddrs};
+        return std::nullopt;
+    return Interfaces(list, &::freeifaddrs);
 }
 
 bool hasFamily(const struct ifaddrs &entry, int family) {
@@ -38,11 +39,11 @@ QString addressText(const struct ifaddrs &entry) {
 
 // The packet-family entries come one an interface, in the order in which the kernel numbers them.
 std::optional<std::vector<QString>> hardwareAddresses() {
-    const Interfaces list = interfaces();
+    const auto list = interfaces();
     if (!list)
         return std::nullopt;
     std::vector<QString> addresses;
-    for (const auto *entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
+    for (const auto *entry = list->get(); entry != nullptr; entry = entry->ifa_next) {
         if (!hasFamily(*entry, AF_PACKET) || (entry->ifa_flags & IFF_LOOPBACK) != 0)
             continue;
         if (const QString text = addressText(*entry); !text.isEmpty())
@@ -52,13 +53,15 @@ std::optional<std::vector<QString>> hardwareAddresses() {
 }
 
 QString userName() {
-    const struct passwd *account = ::getpwuid(::geteuid());
-    return account == nullptr ? QString() : QString::fromUtf8(account->pw_name);
+    const auto user = account();
+    return user ? QString::fromStdString(user->name) : QString();
 }
 
 bool hasNetwork() {
-    const Interfaces list = interfaces();
-    for (const auto *entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
+    const auto list = interfaces();
+    if (!list)
+        return false;
+    for (const auto *entry = list->get(); entry != nullptr; entry = entry->ifa_next) {
         const bool addressed = hasFamily(*entry, AF_INET) || hasFamily(*entry, AF_INET6);
         if (addressed && (entry->ifa_flags & IFF_UP) != 0 && (entry->ifa_flags & IFF_LOOPBACK) == 0)
             return true;

@@ -46,10 +46,12 @@ std::vector<std::string> childEnvironment(const Program &program) {
     std::signal(SIGPIPE, SIG_DFL);
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     const int null = ::open("/dev/null", O_RDWR);
-    const bool ready = ::getppid() == parent && ::dup2(null, STDIN_FILENO) >= 0 &&
-                       ::dup2(null, STDOUT_FILENO) >= 0 && ::dup2(null, STDERR_FILENO) >= 0 &&
-                       ::chdir(program.workingFolder.c_str()) == 0;
-    if (ready)
+    const bool silent = ::dup2(null, STDIN_FILENO) >= 0 && ::dup2(null, STDOUT_FILENO) >= 0 &&
+                        ::dup2(null, STDERR_FILENO) >= 0;
+    if (null > STDERR_FILENO)
+        ::close(null);
+    const bool placed = program.workingFolder.empty() || ::chdir(program.workingFolder.c_str()) == 0;
+    if (::getppid() == parent && silent && placed)
         ::execve(program.path.c_str(), arguments, environment);
     const char notStarted = 1;
     (void)!::write(failure, &notStarted, 1);

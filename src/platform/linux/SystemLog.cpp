@@ -1,9 +1,13 @@
+// Where in the source a line was sent from says nothing to who reads the journal.
+#define SD_JOURNAL_SUPPRESS_LOCATION
+
 #include "platform/SystemLog.h"
 
 #include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <sys/syslog.h>
+#include <system_error>
 #include <systemd/sd-journal.h>
 #include <thread>
 
@@ -57,7 +61,13 @@ public:
     }
 
 private:
-    Writer() { std::thread(&Writer::run, this).detach(); }
+    // A machine that has no thread left has no system log either.
+    Writer() {
+        try {
+            std::thread(&Writer::run, this).detach();
+        } catch (const std::system_error &) {
+        }
+    }
 
     void run() {
         std::unique_lock lock(m_mutex);

@@ -1,0 +1,28 @@
+// A journal of the test's own in the place of the machine's. It needs the namespaces of Isolation.h.
+#pragma once
+
+#include "platform/FileDescriptor.h"
+#include "test_support/SmallDisk.h"
+
+#include <QByteArray>
+#include <QMap>
+#include <optional>
+
+namespace test_support {
+
+class FakeJournal {
+public:
+    FakeJournal();
+
+    bool isListening() const { return m_isListening; }
+
+    /// The fields of the next entry, waiting a while for it; none when none comes.
+    std::optional<QMap<QByteArray, QByteArray>> next();
+
+private:
+    SmallDisk m_run{"/run", 1024};
+    platform::FileDescriptor m_socket;
+    bool m_isListening = false;
+};
+
+} // namespace test_support

@@ -1,0 +1,19 @@
+// What a folder holds, in a form that can be compared: a test tells by it that nothing has changed.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace test_support {
+
+/// Every entry below `folder`, by its path from there, with kind, permissions, owner, size, modification time, and
+/// content (or a link's target). `except` and what is below it is left out.
+std::map<std::string, std::string> treeOf(const std::filesystem::path &folder,
+                                          const std::filesystem::path &except = {});
+
+/// The entries at and below `folder` that somebody else than their owner may read, write or enter.
+std::vector<std::string> openToOthers(const std::filesystem::path &folder);
+
+} // namespace test_support

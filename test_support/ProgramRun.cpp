@@ -1,0 +1,159 @@
+#include "test_support/ProgramRun.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <grp.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace test_support {
+
+namespace {
+
+std::vector<char *> pointers(std::vector<std::string> &texts) {
+    std::vector<char *> result;
+    for (std::string &text : texts)
+        result.push_back(text.data());
+    result.push_back(nullptr);
+    return result;
+}
+
+std::vector<std::string> environmentOf(const ProgramOptions &options) {
+    std::vector<std::string> result;
+    for (char **entry = environ; *entry != nullptr; ++entry) {
+        const std::string_view text(*entry);
+        const auto names = [&](const auto &variable) { return text.starts_with(variable.first + "="); };
+        if (std::none_of(options.variables.begin(), options.variables.end(), names))
+            result.emplace_back(text);
+    }
+    for (const auto &[name, value] : options.variables) {
+        if (value)
+            result.push_back(name + "=" + *value);
+    }
+    return result;
+}
+
+// Between fork and exec: system calls only, since other threads may have held any lock.
+[[noreturn]] void becomeProgram(const ProgramOptions &options, char *const *arguments, char *const *environment,
+                                int output, int errors) {
+    ::umask(0);
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const int input = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    bool ready = ::dup2(input, STDIN_FILENO) >= 0 && ::dup2(output, STDOUT_FILENO) >= 0 &&
+                 ::dup2(errors, STDERR_FILENO) >= 0 && ::chdir(options.workingFolder.c_str()) == 0;
+    if (options.beforeStart != nullptr)
+        options.beforeStart();
+    if (options.user)
+        ready = ready && ::setgroups(0, nullptr) == 0 && ::setresgid(*options.user, *options.user, *options.user) == 0 &&
+                ::setresuid(*options.user, *options.user, *options.user) == 0;
+    if (options.streams == StandardStreams::closed) {
+        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+            ::close(stream);
+    }
+    if (ready)
+        ::execve(options.program.c_str(), arguments, environment);
+    ::_exit(127);
+}
+
+std::string contentOf(int file) {
+    struct stat status {};
+    ::fstat(file, &status);
+    std::string content(static_cast<std::size_t>(status.st_size), '\0');
+    const ssize_t count = ::pread(file, content.data(), content.size(), 0);
+    content.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+    return content;
+}
+
+// Whether a process has ended and only waits for its parent to ask how.
+bool hasEnded(const std::filesystem::path &process) {
+    std::ifstream file(process / "stat");
+    const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    const std::size_t name = text.rfind(") ");
+    return name == std::string::npos || text[name + 2] == 'Z' || text[name + 2] == 'X';
+}
+
+} // namespace
+
+std::ostream &operator<<(std::ostream &out, const ProgramEnd &end) {
+    return end.signal == 0 ? out << "status " << end.status : out << "signal " << end.signal;
+}
+
+ProgramRun::ProgramRun(const ProgramOptions &options)
+    : m_output(::memfd_create("output", MFD_CLOEXEC))
+    , m_errors(::memfd_create("errors", MFD_CLOEXEC)) {
+    std::vector<std::string> argumentTexts = options.arguments;
+    argumentTexts.insert(argumentTexts.begin(), options.name.empty() ? options.program.native() : options.name);
+    std::vector<std::string> environmentTexts = environmentOf(options);
+    const auto arguments = pointers(argumentTexts);
+    const auto environment = pointers(environmentTexts);
+    m_processId = ::fork();
+    if (m_processId == 0)
+        becomeProgram(options, arguments.data(), environment.data(), m_output, m_errors);
+    if (m_processId < 0)
+        std::abort();
+}
+
+ProgramRun::~ProgramRun() {
+    if (isRunning()) {
+        send(SIGKILL);
+        send(SIGCONT);
+        reap(0);
+    }
+    ::close(m_output);
+    ::close(m_errors);
+}
+
+void ProgramRun::reap(int options) {
+    int status = 0;
+    struct rusage usage {};
+    if (m_end || ::wait4(m_processId, &status, options, &usage) != m_processId)
+        return;
+    m_end = WIFSIGNALED(status) ? killedBy(WTERMSIG(status)) : exited(WEXITSTATUS(status));
+    m_peakMemoryBytes = static_cast<std::uint64_t>(usage.ru_maxrss) * 1024;
+}
+
+bool ProgramRun::isRunning() {
+    reap(WNOHANG);
+    return !m_end;
+}
+
+void ProgramRun::send(int signal) const {
+    if (!m_end)
+        ::kill(m_processId, signal);
+}
+
+std::optional<ProgramEnd> ProgramRun::waitForEnd(std::chrono::milliseconds limit) {
+    waitUntil([this] { return !isRunning(); }, limit);
+    return m_end;
+}
+
+std::string ProgramRun::standardOutput() const {
+    return contentOf(m_output);
+}
+
+std::string ProgramRun::standardError() const {
+    return contentOf(m_errors);
+}
+
+std::vector<pid_t> processesOf(const std::string &programName) {
+    std::vector<pid_t> found;
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
+        const int processId = std::atoi(entry->path().filename().c_str());
+        if (processId == 0 || hasEnded(entry->path()))
+            continue;
+        std::error_code gone;
+        if (std::filesystem::read_symlink(entry->path() / "exe", gone).filename() == programName)
+            found.push_back(processId);
+    }
+    return found;
+}
+
+} // namespace test_support

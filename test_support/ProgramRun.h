@@ -1,0 +1,99 @@
+// A program that a test runs as a user would start it, with what it prints and how it ends.
+//
+// The process is killed and reaped when its object goes, and killed when the thread that started it ends.
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <sys/types.h>
+#include <utility>
+#include <vector>
+
+namespace test_support {
+
+/// How a process ended: of its own, with a status, or by a signal.
+struct ProgramEnd {
+    int status = 0;
+    int signal = 0;
+
+    friend bool operator==(const ProgramEnd &, const ProgramEnd &) = default;
+};
+inline ProgramEnd exited(int status) { return {.status = status}; }
+inline ProgramEnd killedBy(int signal) { return {.signal = signal}; }
+std::ostream &operator<<(std::ostream &out, const ProgramEnd &end);
+
+enum class StandardStreams {
+    /// Input is empty, output and errors are kept for the test.
+    kept,
+    /// None of the three is open when the program starts.
+    closed,
+};
+
+struct ProgramOptions {
+    std::filesystem::path program;
+    std::vector<std::string> arguments = {};
+    /// The program's first argument; empty: its path.
+    std::string name = {};
+    /// Set, or unset, on top of the environment of the test.
+    std::vector<std::pair<std::string, std::optional<std::string>>> variables = {};
+    std::filesystem::path workingFolder = "/";
+    /// Another user, and the group of the same number.
+    std::optional<uid_t> user = std::nullopt;
+    StandardStreams streams = StandardStreams::kept;
+    /// Called in the new process before the program; may do system calls and nothing else.
+    void (*beforeStart)() = nullptr;
+};
+
+class ProgramRun {
+public:
+    /// Starts the program, with the most permissive file mode mask there is.
+    explicit ProgramRun(const ProgramOptions &options);
+    ~ProgramRun();
+    ProgramRun(const ProgramRun &) = delete;
+    ProgramRun &operator=(const ProgramRun &) = delete;
+
+    pid_t processId() const { return m_processId; }
+    bool isRunning();
+    void send(int signal) const;
+    /// None when the program still runs after `limit`.
+    std::optional<ProgramEnd> waitForEnd(std::chrono::milliseconds limit = std::chrono::seconds(30));
+
+    std::string standardOutput() const;
+    std::string standardError() const;
+    /// The most memory that it held at a time; known when it has ended.
+    std::uint64_t peakMemoryBytes() const { return m_peakMemoryBytes; }
+
+private:
+    void reap(int options);
+
+    pid_t m_processId = 0;
+    int m_output = -1;
+    int m_errors = -1;
+    std::optional<ProgramEnd> m_end;
+    std::uint64_t m_peakMemoryBytes = 0;
+};
+
+/// The processes, of those that a test can see, that run a program of this name and have not ended.
+std::vector<pid_t> processesOf(const std::string &programName);
+
+/// Waits until `condition` holds; false when `limit` passes first.
+template <typename Condition>
+bool waitUntil(Condition condition, std::chrono::milliseconds limit = std::chrono::seconds(10));
+
+} // namespace test_support
+
+#include <thread>
+
+template <typename Condition>
+bool test_support::waitUntil(Condition condition, std::chrono::milliseconds limit) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}

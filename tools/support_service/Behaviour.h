@@ -1,0 +1,81 @@
+// How the support service treats what it receives: well by default, or badly in one chosen way.
+//
+// Plain values; every field stands alone and they combine. Designated initializers read best:
+//     service.setBehaviour({.status = 503, .body = "Busy"});
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace support_service {
+
+/// What a new connection is offered as the service's certificate.
+enum class CertificateKind { good, wrongHost, expired, notYetValid, untrusted };
+
+/// What becomes of the TLS handshake of a new connection.
+enum class Handshake {
+    complete,
+    /// Answered with a fatal alert.
+    refuse,
+    /// Never answered; the connection stays open.
+    hang,
+};
+
+/// When the answer is sent.
+enum class AnswerTime {
+    afterBody,
+    /// As soon as the headers are in; the body is read to its end afterwards.
+    beforeBodyThenRead,
+    /// As soon as the headers are in; the connection is closed with the body unread.
+    beforeBodyThenClose,
+};
+
+/// How the answer ends.
+enum class AnswerEnding {
+    whole,
+    /// The connection is reset after the status line, after the headers, after half of the body.
+    resetAfterStatusLine,
+    resetAfterHeaders,
+    resetInBody,
+    /// The connection is closed, as TLS wants it, after half of the body.
+    closeInBody,
+    /// Nothing more is sent after the headers, and the connection stays open.
+    hangAfterHeaders,
+    /// Header lines, or body bytes, without end, as fast as they are taken.
+    endlessHeaders,
+    endlessBody,
+    /// One body byte each `trickleInterval`, without end.
+    trickle,
+};
+
+struct Behaviour {
+    // Reading the request's body.
+    /// Bytes per second; 0 is as fast as they come.
+    std::uint64_t readBytesPerSecond = 0;
+    /// After this many bytes of the body nothing more is read, and the connection stays open.
+    std::optional<std::uint64_t> stopReadingAfterBytes = std::nullopt;
+    /// After this many bytes of the body the connection is reset.
+    std::optional<std::uint64_t> resetAfterBytes = std::nullopt;
+
+    // Answering.
+    AnswerTime answerTime = AnswerTime::afterBody;
+    std::chrono::milliseconds waitBeforeAnswer{0};
+    /// No answer at all; the connection stays open.
+    bool neverAnswer = false;
+    int status = 200;
+    std::string body = "Received.";
+    /// A "Location" header, which makes a redirect of a status in the 300s.
+    std::optional<std::string> location = std::nullopt;
+    std::vector<std::pair<std::string, std::string>> headers = {};
+    AnswerEnding ending = AnswerEnding::whole;
+    std::chrono::milliseconds trickleInterval{50};
+
+    /// Uploads alone are answered as above: another path gets 404, another method 405. With this, all are.
+    bool anyRequest = false;
+};
+
+} // namespace support_service

@@ -1,0 +1,86 @@
+#include "UploadBody.h"
+
+#include <algorithm>
+
+namespace support_service {
+
+namespace {
+
+bool isUpperCaseUuid(std::string_view text) {
+    if (text.size() != 36)
+        return false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
+        const bool digit = (text[i] >= '0' && text[i] <= '9') || (text[i] >= 'A' && text[i] <= 'F');
+        if (dash ? text[i] != '-' : !digit)
+            return false;
+    }
+    return true;
+}
+
+/// Takes `expected` off the front of `text`; false when it does not stand there.
+bool take(std::string_view &text, std::string_view expected) {
+    if (!text.starts_with(expected))
+        return false;
+    text.remove_prefix(expected.size());
+    return true;
+}
+
+} // namespace
+
+std::optional<UploadBody> parseUploadBody(std::string_view contentType, std::string_view body,
+                                          std::string &problem) {
+    std::string_view boundary = contentType;
+    if (!take(boundary, "multipart/form-data; boundary=")) {
+        problem = "the content type is not multipart form data with a boundary";
+        return std::nullopt;
+    }
+    if (!isUpperCaseUuid(boundary)) {
+        problem = "the boundary is not a UUID in upper case";
+        return std::nullopt;
+    }
+
+    const std::string dashes = "--" + std::string(boundary);
+    std::string_view rest = body;
+    if (!take(rest, "\r\n" + dashes + "\r\n")) {
+        problem = "the body does not begin with a line break and the boundary";
+        return std::nullopt;
+    }
+    if (!take(rest, "Content-Disposition: form-data; name=\"file\"; filename=\"")) {
+        problem = "the part's disposition is not that of a file named \"file\"";
+        return std::nullopt;
+    }
+    const std::size_t quote = rest.find('"');
+    const std::string_view fileName = rest.substr(0, quote);
+    if (quote == std::string_view::npos || fileName.find_first_of("\r\n") != std::string_view::npos) {
+        problem = "the part's file name has no end";
+        return std::nullopt;
+    }
+    rest.remove_prefix(quote);
+    if (!take(rest, "\"\r\nContent-Type: application/octet-stream\r\n\r\n")) {
+        problem = "the file name is not followed by the content type application/octet-stream alone";
+        return std::nullopt;
+    }
+
+    UploadBody upload{std::string(fileName), rest, false};
+    const std::string closing = "\r\n" + dashes + "--\r\n";
+    if (rest.ends_with(closing)) {
+        upload.content.remove_suffix(closing.size());
+        upload.complete = true;
+    }
+    if (upload.content.find("\r\n" + dashes) != std::string_view::npos) {
+        problem = "what follows the archive is not the closing boundary alone";
+        return std::nullopt;
+    }
+    return upload;
+}
+
+std::string logIdFromFileName(std::string_view fileName) {
+    std::string_view rest = fileName;
+    if (!take(rest, "lumaMacLog_") || !rest.ends_with(".zip"))
+        return {};
+    const std::size_t underscore = rest.rfind('_');
+    return underscore == std::string_view::npos ? std::string() : std::string(rest.substr(0, underscore));
+}
+
+} // namespace support_service
