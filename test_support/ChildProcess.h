@@ -1,36 +1,33 @@
-// Programs that a test starts and that end with it.
+// Work that a test does in a copy of its own process.
 #pragma once
 
-#include <filesystem>
+#include <csignal>
 #include <functional>
-#include <string>
-#include <sys/types.h>
-#include <vector>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace test_support {
 
-class ChildProcess {
-public:
-    /// Starts a program and waits until it runs. `prepare` is called in the child first.
-    ChildProcess(const std::filesystem::path &program, const std::vector<std::string> &arguments,
-                 const std::function<void()> &prepare = [] {});
-    ChildProcess(ChildProcess &&other) noexcept;
-    ChildProcess(const ChildProcess &) = delete;
-    /// Kills it.
-    ~ChildProcess();
+/// Runs `work` in a child process, which ends with what it gives. The child dies with this process.
+inline pid_t startInChild(const std::function<int()> &work) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        ::_exit(work());
+    }
+    return child;
+}
 
-    /// Whether it could be started.
-    bool isStarted() const { return m_process > 0; }
-    pid_t processIdentifier() const { return m_process; }
+/// The exit status of a child process, waited for; 128 and the signal when it was killed.
+inline int statusOf(pid_t child) {
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
 
-private:
-    pid_t m_process = -1;
-};
-
-/// What `work` gives as exit status in a child process: 128 and the signal when it was killed.
-int statusInChild(const std::function<int()> &work);
-
-/// The state letter of a process, 'Z' when it has ended and was not waited for, blank when there is none.
-char processState(pid_t process);
+inline int statusInChild(const std::function<int()> &work) {
+    return statusOf(startInChild(work));
+}
 
 } // namespace test_support

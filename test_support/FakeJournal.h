@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/FileDescriptor.h"
-#include "test_support/SmallDisk.h"
+#include "test_support/Mounts.h"
 
 #include <QByteArray>
 #include <QMap>
@@ -20,7 +20,7 @@ public:
     std::optional<QMap<QByteArray, QByteArray>> next();
 
 private:
-    SmallDisk m_run{"/run", 1024};
+    Mount m_run = Mount::memory("/run", 1 << 20);
     platform::FileDescriptor m_socket;
     bool m_isListening = false;
 };

@@ -26,6 +26,7 @@ public:
         : m_output(folder / "output")
         , m_errors(folder / "errors") {
         std::vector<char *> arguments;
+        arguments.reserve(command.size() + 1);
         for (std::string &argument : command)
             arguments.push_back(argument.data());
         arguments.push_back(nullptr);

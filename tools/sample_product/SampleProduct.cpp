@@ -123,7 +123,7 @@ std::string trackOfVersion(const std::string &version) {
 }
 
 SampleProduct makeSampleBundle(const std::filesystem::path &home, const SampleProductOptions &options) {
-    const SampleProduct product = describe(home, options);
+    SampleProduct product = describe(home, options);
     writeBundle(product, options.version);
     if (options.desktopEntry)
         writeDesktopEntry(product);

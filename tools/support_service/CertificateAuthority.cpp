@@ -10,7 +10,7 @@ namespace support_service {
 
 namespace {
 
-constexpr long daySeconds = 24 * 60 * 60;
+constexpr long daySeconds = 24L * 60 * 60;
 
 void require(bool success, const char *what) {
     if (!success)

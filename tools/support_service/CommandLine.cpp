@@ -146,6 +146,7 @@ const std::map<std::string, OptionRule> rules = {
 
 CommandLine parseCommandLine(int count, char **arguments) {
     std::vector<option> options;
+    options.reserve(rules.size() + 1);
     for (const auto &[name, rule] : rules)
         options.push_back({name.c_str(), rule.takesValue ? required_argument : no_argument, nullptr, 0});
     options.push_back({nullptr, 0, nullptr, 0});

@@ -17,7 +17,7 @@ std::string headerLines(const Behaviour &behaviour, std::uint64_t contentBytes) 
     if (behaviour.answerTime != AnswerTime::beforeBodyThenRead)
         lines += "Connection: close\r\n";
     for (const auto &[name, value] : behaviour.headers)
-        lines += name + ": " + value + "\r\n";
+        lines.append(name).append(": ").append(value).append("\r\n");
     if (behaviour.location)
         lines += "Location: " + *behaviour.location + "\r\n";
     return lines;
@@ -72,7 +72,7 @@ void sendBrokenAnswer(Connection &connection, const Behaviour &behaviour, const 
         break;
     case AnswerEnding::endlessBody:
         connection.send(endlessHead);
-        sendForEver(connection, std::string(64 * 1024, 'x'));
+        sendForEver(connection, std::string(65'536, 'x'));
         break;
     case AnswerEnding::trickle:
         connection.send(endlessHead);

@@ -14,7 +14,7 @@ std::string sha256Hex(std::string_view bytes) {
 
     static constexpr char digits[] = "0123456789abcdef";
     std::string text;
-    text.reserve(size * 2);
+    text.reserve(std::size_t{size} * 2);
     for (unsigned int i = 0; i < size; ++i) {
         text += digits[digest[i] >> 4];
         text += digits[digest[i] & 15];

@@ -207,7 +207,7 @@ TEST(SupportServiceFaults, HangsInTheHandshake) {
 }
 
 TEST(SupportServiceFaults, EndsAtOnceWhateverItIsDoing) {
-    const Behaviour behaviours[] = {
+    const std::vector<Behaviour> behaviours = {
         {.readBytesPerSecond = 10},
         {.stopReadingAfterBytes = 1000},
         {.waitBeforeAnswer = 1h},

@@ -161,6 +161,7 @@ TEST(SupportService, RefusesAPortThatIsTaken) {
 TEST(SupportService, ServesManyAtOnce) {
     SupportService service;
     std::vector<std::thread> clients;
+    clients.reserve(8);
     std::atomic<int> good = 0;
     for (int i = 0; i < 8; ++i)
         clients.emplace_back([&, i] {

@@ -4,23 +4,25 @@
 #include "platform/Environment.h"
 #include "platform/Machine.h"
 #include "test_support/Isolation.h"
+#include "test_support/Mounts.h"
 #include "test_support/ScratchHome.h"
-#include "test_support/SmallDisk.h"
 
 #include <gmock/gmock.h>
+#include <string>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-using test_support::InPlaceOf;
 using test_support::ScopedEnvironment;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 class Locations : public testing::Test {
 protected:
+    void SetUp() override { ASSERT_TRUE(test_support::hasOwnNamespaces()); }
+
     test_support::ScratchHome home;
 };
 
@@ -28,8 +30,7 @@ protected:
 class AccountWithHome {
 public:
     explicit AccountWithHome(const std::string &home)
-        : m_database(databaseWith(home)) {}
-    bool stands() const { return m_database.isMounted(); }
+        : m_mount(test_support::Mount::over(databaseWith(home), "/etc/passwd")) {}
 
 private:
     fs::path databaseWith(const std::string &home) {
@@ -40,7 +41,7 @@ private:
     }
 
     test_support::ScratchFolder m_folder;
-    InPlaceOf m_database;
+    test_support::Mount m_mount;
     ScopedEnvironment m_variable{"HOME", std::nullopt};
 };
 
@@ -71,9 +72,7 @@ TEST_F(Locations, KeepBytesThatAreNotUtf8) {
 }
 
 TEST_F(Locations, TakeTheHomeFolderFromThePasswordDatabaseWhenHomeIsUnset) {
-    ASSERT_TRUE(test_support::hasOwnNamespaces());
     const AccountWithHome account("/home/tester");
-    ASSERT_TRUE(account.stands());
     EXPECT_EQ(platform::homeFolder(), fs::path("/home/tester"));
     EXPECT_THAT(platform::userLibraryFolders(), ElementsAre(fs::path("/home/tester/.local/share/Library")));
     EXPECT_THAT(platform::userCachesFolders(), ElementsAre(fs::path("/home/tester/.cache")));
@@ -81,14 +80,12 @@ TEST_F(Locations, TakeTheHomeFolderFromThePasswordDatabaseWhenHomeIsUnset) {
 
 TEST_F(Locations, TakeTheHomeFolderFromThePasswordDatabaseWhenHomeIsRelative) {
     const AccountWithHome account("/home/tester");
-    ASSERT_TRUE(account.stands());
     const ScopedEnvironment relative("HOME", "here");
     EXPECT_EQ(platform::homeFolder(), fs::path("/home/tester"));
 }
 
 TEST_F(Locations, AreNoneWithoutAnyHomeFolder) {
     const AccountWithHome account("");
-    ASSERT_TRUE(account.stands());
     EXPECT_EQ(platform::homeFolder(), std::nullopt);
     EXPECT_THAT(platform::userLibraryFolders(), IsEmpty());
     EXPECT_THAT(platform::userCachesFolders(), IsEmpty());
@@ -96,7 +93,6 @@ TEST_F(Locations, AreNoneWithoutAnyHomeFolder) {
 
 TEST_F(Locations, NeedNoHomeFolderWhenTheVariablesNameThem) {
     const AccountWithHome account("");
-    ASSERT_TRUE(account.stands());
     const ScopedEnvironment data("XDG_DATA_HOME", "/data");
     EXPECT_THAT(platform::userLibraryFolders(), ElementsAre(fs::path("/data/Library")));
 }
@@ -119,7 +115,6 @@ TEST_F(Locations, OfApplicationsFollowTheVariablesAndIgnoreRelativeValues) {
 
 TEST_F(Locations, OfApplicationsWithoutAHomeFolderAreTheMachines) {
     const AccountWithHome account("");
-    ASSERT_TRUE(account.stands());
     const auto roots = platform::applicationRoots();
     EXPECT_THAT(roots.desktopEntries, ElementsAre("/usr/local/share/applications", "/usr/share/applications"));
     EXPECT_THAT(roots.bundles, ElementsAre("/Applications"));
@@ -127,7 +122,6 @@ TEST_F(Locations, OfApplicationsWithoutAHomeFolderAreTheMachines) {
 
 TEST_F(Locations, LeaveTheUserNameToThePasswordDatabase) {
     const AccountWithHome account("/home/other");
-    ASSERT_TRUE(account.stands());
     const ScopedEnvironment name("USER", "impostor");
     EXPECT_EQ(platform::userName(), QStringLiteral("tester"));
 }

@@ -1,0 +1,57 @@
+# The commands of this project. Each installs what it needs and is missing (Debian), then says what it does.
+MAKEFLAGS += --no-print-directory
+.DEFAULT_GOAL := help
+MODE ?= silent
+JOBS ?= $(shell nproc)
+
+.PHONY: help run build test bench lint format sanitize package clean
+
+help:
+	@echo "make run        build, then a silent run against a loopback support service"
+	@echo "make test       build, then run every test"
+	@echo "make build      the shipped bundle, in build/release"
+	@echo "make bench      measure speed and memory"
+	@echo "make lint       clang-tidy, formatting and layers;  make format puts the formatting right"
+	@echo "make sanitize   every test under the address, undefined-behaviour and thread sanitizers"
+	@echo "make package    a Debian package in build/release"
+
+run: build
+	@scripts/demonstration build/release $(MODE)
+
+build:
+	@scripts/require-packages build
+	@scripts/build release Brennic_Lumadoc_Diagnostics support_service sample_product
+
+test:
+	@scripts/require-packages build test
+	@scripts/build release -DLUMAMON_TESTS=ON
+	@echo "== Running the tests"
+	@ctest --preset release --parallel $(JOBS) --quiet --output-log build/release/tests.log \
+	  || { scripts/show-failures build/release/tests.log; exit 1; }
+	@scripts/show-summary build/release/tests.log
+
+sanitize:
+	@scripts/require-packages build test
+	@for preset in asan tsan; do scripts/sanitize $$preset $(JOBS) || exit 1; done
+
+bench:
+	@scripts/require-packages build bench
+	@scripts/build release -DLUMAMON_BENCHMARKS=ON
+	@build/release/Bench.app/Contents/Linux/bench
+	@build/release/bench/bench_whole_run
+
+lint:
+	@scripts/require-packages build test bench lint
+	@scripts/lint
+
+format:
+	@scripts/require-packages lint
+	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
+
+package: build
+	@scripts/require-packages package
+	@cd build/release && cpack --config CPackConfig.cmake
+	@ls build/release/*.deb
+
+clean:
+	@rm -rf build

@@ -1,0 +1,21 @@
+// A program run to its end, and what it took.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+struct Measurement {
+    int exitStatus = 0;
+    std::chrono::duration<double> wall{};
+    /// The largest resident set of the program and of the programs that it ran.
+    std::uint64_t peakBytes = 0;
+    /// When the process was made.
+    std::chrono::system_clock::time_point started;
+};
+
+/// Runs `command` with these variables set, its output discarded.
+Measurement runMeasured(const std::vector<std::string> &command,
+                        const std::vector<std::pair<std::string, std::string>> &variables = {});

@@ -1,0 +1,213 @@
+#include "tests/SilentRun.h"
+
+#include "test_support/LogReader.h"
+
+#include <QStringList>
+#include <algorithm>
+#include <regex>
+
+namespace fs = std::filesystem;
+using test_support::ProgramEnd;
+using test_support::ProgramOptions;
+using test_support::ProgramRun;
+
+namespace {
+
+constexpr char started[] = "----------------------------Application Started----------------------------";
+constexpr char logName[] = "LumadocDiagnosticsDebugOutput.log";
+
+void replaceAll(std::string &text, const std::string &what, const std::string &with) {
+    for (std::size_t at = text.find(what); !what.empty() && at != std::string::npos;
+         at = text.find(what, at + with.size()))
+        text.replace(at, what.size(), with);
+}
+
+// The last run in the log, as it stands but for the time stamps.
+std::string lastRun(const fs::path &file) {
+    const QStringList lines = test_support::logLines(file);
+    const qsizetype first = std::max<qsizetype>(0, lines.lastIndexOf(QString::fromLatin1(started)));
+    std::string text;
+    for (const QString &line : lines.mid(first))
+        text += line.toStdString() + '\n';
+    return text;
+}
+
+std::string lastMatch(const std::string &text, const std::string &expression) {
+    const std::regex wanted(expression);
+    std::string found;
+    for (std::sregex_iterator match(text.begin(), text.end(), wanted), end; match != end; ++match)
+        found = (*match)[1];
+    return found;
+}
+
+} // namespace
+
+SilentRun::SilentRun()
+    : bundle(LUMAMON_SHIPPED_BUNDLE, home.path()) {
+    bundle.setText("LumamonSupportHost", service.host());
+    bundle.setText("CFBundleShortVersionString", "7.8.9");
+}
+
+sample_product::SampleProductOptions SilentRun::smallProduct() {
+    return {.logBytes = 60'000, .logFiles = 6, .messageBytes = 3000};
+}
+
+sample_product::SampleProduct SilentRun::install(const sample_product::SampleProductOptions &options) {
+    return sample_product::makeSampleProduct(home.path(), options);
+}
+
+ProgramOptions SilentRun::program(const std::vector<std::string> &arguments) const {
+    return {.program = bundle.executable(),
+            .arguments = arguments,
+            .variables = {{"SSL_CERT_FILE", service.certificateFile().native()},
+                          {"https_proxy", std::nullopt},
+                          {"HTTPS_PROXY", std::nullopt},
+                          {"all_proxy", std::nullopt},
+                          {"ALL_PROXY", std::nullopt},
+                          {"no_proxy", std::nullopt},
+                          {"NO_PROXY", std::nullopt}}};
+}
+
+std::unique_ptr<ProgramRun> SilentRun::start(const std::vector<std::string> &arguments) const {
+    return std::make_unique<ProgramRun>(program(arguments));
+}
+
+ProgramEnd SilentRun::run(const std::vector<std::string> &arguments) const {
+    return run(program(arguments));
+}
+
+ProgramEnd SilentRun::run(const ProgramOptions &options) const {
+    ProgramRun process(options);
+    const auto end = process.waitForEnd();
+    EXPECT_TRUE(end) << "the program does not end\n" << log();
+    EXPECT_EQ(process.standardOutput(), "");
+    EXPECT_EQ(process.standardError(), "");
+    return end.value_or(test_support::killedBy(0));
+}
+
+fs::path SilentRun::logFile() const {
+    return root() / "System" / logName;
+}
+
+fs::path SilentRun::firstLogFile() const {
+    return home.caches() / "Logs" / logName;
+}
+
+std::string SilentRun::log() const {
+    return log(logFile());
+}
+
+std::string SilentRun::log(const fs::path &file) const {
+    std::string text = lastRun(file);
+    const std::string runPath = lastMatch(text, "Directory created: (\\S+/Output/[0-9]{14})\n");
+    replaceAll(text, runPath, "RUN");
+    replaceAll(text, root().native(), "ROOT");
+    replaceAll(text, bundle.executable().native(), "PROGRAM");
+    replaceAll(text, home.path().native(), "~");
+    replaceAll(text, lastMatch(text, "lumaMacLog_([-0-9a-f]{36})_"), "LOGID");
+    return text;
+}
+
+std::string SilentRun::uploadLog() const {
+    std::string text = log();
+    const std::size_t size = text.find("INFO: Compressed file size: ");
+    if (size == std::string::npos)
+        return "no archive:\n" + text;
+    text.erase(0, text.find('\n', size) + 1);
+    replaceAll(text, "INFO: \n", "");
+    return text;
+}
+
+std::size_t SilentRun::lineCount() const {
+    return static_cast<std::size_t>(test_support::readFile(logFile()).count('\n'));
+}
+
+std::string SilentRun::logId() const {
+    return lastMatch(lastRun(logFile()), "Compressed File: lumaMacLog_([-0-9a-f]{36})_cef\\.zip\n");
+}
+
+fs::path SilentRun::runFolder() const {
+    const std::string stamp = lastMatch(lastRun(logFile()), "Directory created: \\S+/Output/([0-9]{14})[/\n]");
+    return stamp.empty() ? fs::path() : root() / "Output" / stamp;
+}
+
+fs::path SilentRun::archive() const {
+    return runFolder() / ("lumaMacLog_" + logId() + "_cef.zip");
+}
+
+std::vector<std::string> SilentRun::namesIn(const std::string &folder) const {
+    std::vector<std::string> names;
+    for (const auto &[name, description] : test_support::treeOf(root() / folder))
+        names.push_back(name);
+    return names;
+}
+
+std::map<std::string, test_support::ArchivedItem> SilentRun::received() const {
+    const auto receipts = service.receipts();
+    if (receipts.empty())
+        throw std::runtime_error("The service has received nothing");
+    return test_support::readArchive(receipts.back().archive);
+}
+
+const std::string collectedSmallProduct =
+    "----------------------------Application Started----------------------------\n"
+    "INFO: Brennic_Lumadoc_Diagnostics App Version: 7.8.9\n"
+    "INFO: LumadocDiagnostics Directory: ROOT\n"
+    "INFO: Directory created: RUN\n"
+    "INFO: Directory created: System\n"
+    "INFO: Directory created: temp\n"
+    "INFO: PROGRAM, /silent\n"
+    "INFO: Arguments: Silent Mode: Yes\n"
+    "INFO: Component Name: Not provided\n"
+    "INFO: product: Not provided\n"
+    "INFO: Track: Not provided\n"
+    "INFO: Running without UI based on command-line parameter.\n"
+    "ERROR: Not Found Lumadoc form Commandline params.\n"
+    "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.LumadocPE\n"
+    "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.Pelx\n"
+    "INFO: LumadocRunningInstance.isEmpty\n"
+    "INFO: App url for bundle: com.brennic.LumadocPE is: ~/Applications/Lumadoc.app\n"
+    "INFO: Lumadoc installation found.\n"
+    "INFO: FlavourFromAppVersion:10.003.20112 flavour: QZ\n"
+    "INFO: Directory created: RUN/Lumadoc\n"
+    "INFO: Total [\"lumacef\"] files found: 3. Copying: 3 of size 58 kb. MaxFileCopyCount: 100\n"
+    "INFO: Removed file with extension: bin\n"
+    "INFO: Total files removed based on allowed extensions: 1\n"
+    "INFO: Log file will be copied and compressed after this point.\n"
+    "INFO: File created and content written successfully.\n"
+    "INFO: Compressed File: lumaMacLog_LOGID_cef.zip\n"
+    "INFO: Directory compressed successfully.\n"
+    "INFO: Deleted: Lumadoc\n"
+    "INFO: File copied successfully.\n"
+    "INFO: Deleted: lumaMacLog_LOGID_cef.zip\n";
+
+const std::string sentWell = "INFO: Status Code: 200\n"
+                             "INFO: Response Data: Received.\n"
+                             "INFO: Directory deleted successfully. Path: RUN\n"
+                             "INFO: --------------Silent Upload successful, app terminated--------------\n";
+
+namespace {
+
+std::string failure(const char *domain, int code, const std::string &sentence, const std::string &reason) {
+    return "INFO: " + sentence + "\nERROR: Upload error code: " + std::to_string(code) +
+           "\nERROR: Upload error domain: " + domain + "\n" + reason +
+           "INFO: --------------Silent Upload failed, app terminated--------------\n";
+}
+
+std::string otherReason(const std::string &sentence) {
+    return "ERROR: Other network error: " + sentence + "\nERROR: userInfo: " + sentence + "\n";
+}
+
+} // namespace
+
+std::string transportFailure(int code, const std::string &sentence) {
+    constexpr int notConnected = -1009;
+    return failure("NSURLErrorDomain", code, sentence,
+                   code == notConnected ? "ERROR: No internet connection\n" : otherReason(sentence));
+}
+
+std::string answerFailure(int code, const std::string &sentence) {
+    std::string text = failure("com.brennic.LumadocDiagnostics.upload", code, sentence, otherReason(sentence));
+    // The server's own failure is told by its status alone.
+    return code == 1 ? text.substr(text.find('\n') + 1) : text;
+}

@@ -1,0 +1,77 @@
+// What the black-box tests of silent mode share: a copy of the shipped bundle that sends to a service of the test's
+// own, a home folder of the test's own, and a look at what a run leaves behind.
+#pragma once
+
+#include "sample_product/SampleProduct.h"
+#include "support_service/SupportService.h"
+#include "test_support/ArchiveReader.h"
+#include "test_support/FileTree.h"
+#include "test_support/Isolation.h"
+#include "test_support/Mounts.h"
+#include "test_support/ProgramRun.h"
+#include "test_support/ScratchBundle.h"
+#include "test_support/ScratchHome.h"
+
+#include <gmock/gmock.h>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+// For tests that mount something or see other processes of theirs only: on a machine where a test cannot have
+// namespaces of its own they would disturb it.
+#define REQUIRE_OWN_NAMESPACES()                                                                                       \
+    if (!test_support::hasOwnNamespaces())                                                                             \
+    GTEST_SKIP() << "this machine gives a test no namespaces of its own"
+
+class SilentRun : public testing::Test {
+protected:
+    SilentRun();
+
+    /// A product small enough for a quick run: 58 KiB of logs, three crash reports.
+    static sample_product::SampleProductOptions smallProduct();
+    sample_product::SampleProduct install(const sample_product::SampleProductOptions &options = smallProduct());
+
+    /// The copied program, trusting the service.
+    test_support::ProgramOptions program(const std::vector<std::string> &arguments = {"/silent"}) const;
+    std::unique_ptr<test_support::ProgramRun>
+    start(const std::vector<std::string> &arguments = {"/silent"}) const;
+    /// Runs it to its end, which must come, and must have printed nothing.
+    test_support::ProgramEnd run(const std::vector<std::string> &arguments = {"/silent"}) const;
+    test_support::ProgramEnd run(const test_support::ProgramOptions &options) const;
+
+    std::filesystem::path root() const { return home.library() / "LumadocDiagnostics"; }
+    std::filesystem::path logFile() const;
+    std::filesystem::path firstLogFile() const;
+
+    /// The lines of the last run in the log, without time stamps, with these words in the place of what differs from
+    /// run to run: ROOT (the program's folder), RUN (its run folder), LOGID, PROGRAM, and "~" for the home folder.
+    std::string log() const;
+    std::string log(const std::filesystem::path &file) const;
+    /// The part of it that tells of the upload: what follows the archive's size, without the progress lines.
+    std::string uploadLog() const;
+    /// The number of lines so far, over all runs.
+    std::size_t lineCount() const;
+
+    // Of the last run in the log; empty when it does not tell.
+    std::string logId() const;
+    std::filesystem::path runFolder() const;
+    std::filesystem::path archive() const;
+    /// The names below a folder of the program's, sorted.
+    std::vector<std::string> namesIn(const std::string &folder) const;
+    /// The archive as the service received it, in the last upload.
+    std::map<std::string, test_support::ArchivedItem> received() const;
+
+    test_support::ScratchHome home;
+    support_service::SupportService service;
+    test_support::ScratchBundle bundle;
+};
+
+/// What the log says of a run of the small product, installed as Lumadoc, from its start to its archive.
+extern const std::string collectedSmallProduct;
+/// What it says of an upload that went well, behind the progress.
+extern const std::string sentWell;
+/// What it says of an upload that failed with this code, which has this sentence, behind any status line.
+std::string transportFailure(int code, const std::string &sentence);
+/// The same for an answer that is none of success.
+std::string answerFailure(int code, const std::string &sentence);
