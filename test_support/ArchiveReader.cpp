@@ -55,7 +55,8 @@ std::string contentOf(std::string_view archive, std::string_view entry) {
     const std::size_t start = offset + localHeaderSize + number(header, 26, 2) + number(header, 28, 2);
     const std::string_view packed = part(archive, start, number(entry, 20, 4));
     std::string content = method == 0 ? std::string(packed) : inflated(packed, number(entry, 24, 4));
-    const auto actual = crc32(0, reinterpret_cast<const Bytef *>(content.data()), static_cast<uInt>(content.size()));
+    const auto actual =
+        crc32(0, reinterpret_cast<const Bytef *>(content.data()), static_cast<uInt>(content.size()));
     if (actual != checksum)
         throw std::runtime_error("An item of the archive has the wrong checksum");
     return content;

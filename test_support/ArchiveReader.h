@@ -18,8 +18,8 @@ struct ArchivedItem {
     bool isLink() const;
 };
 
-/// By name; folders end in "/". Throws std::runtime_error when the archive is damaged in any way: each item is
-/// unpacked and its checksum compared.
+/// By name; folders end in "/". Throws std::runtime_error when the archive is damaged in any way: each item
+/// is unpacked and its checksum compared.
 std::map<std::string, ArchivedItem> readArchive(const std::filesystem::path &archive);
 
 } // namespace test_support

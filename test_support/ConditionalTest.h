@@ -1,4 +1,5 @@
-// Tests of what a machine may be unable to show. They are there only where it is able to: none is passed over.
+// Tests of what a machine may be unable to show. They are there only where it is able to: none is passed
+// over.
 #pragma once
 
 #include <gtest/gtest.h>

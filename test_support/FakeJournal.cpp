@@ -39,12 +39,13 @@ FakeJournal::FakeJournal()
     struct sockaddr_un address {};
     address.sun_family = AF_UNIX;
     std::strcpy(address.sun_path, "/run/systemd/journal/socket");
-    m_isListening = ::bind(m_socket.get(), reinterpret_cast<struct sockaddr *>(&address), sizeof address) == 0;
+    m_isListening =
+        ::bind(m_socket.get(), reinterpret_cast<struct sockaddr *>(&address), sizeof address) == 0;
 }
 
-std::optional<QMap<QByteArray, QByteArray>> FakeJournal::next() {
+std::optional<QMap<QByteArray, QByteArray>> FakeJournal::next(std::chrono::milliseconds limit) {
     struct pollfd waiting = {m_socket.get(), POLLIN, 0};
-    if (::poll(&waiting, 1, 2000) != 1)
+    if (::poll(&waiting, 1, static_cast<int>(limit.count())) != 1)
         return std::nullopt;
     QByteArray entry(1 << 20, Qt::Uninitialized);
     const ssize_t size = ::recv(m_socket.get(), entry.data(), static_cast<std::size_t>(entry.size()), 0);

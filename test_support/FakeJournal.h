@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 #include <QMap>
+#include <chrono>
 #include <optional>
 
 namespace test_support {
@@ -16,8 +17,9 @@ public:
 
     bool isListening() const { return m_isListening; }
 
-    /// The fields of the next entry, waiting a while for it; none when none comes.
-    std::optional<QMap<QByteArray, QByteArray>> next();
+    /// The fields of the next entry; none when none comes within `limit`.
+    std::optional<QMap<QByteArray, QByteArray>>
+    next(std::chrono::milliseconds limit = std::chrono::seconds(2));
 
 private:
     Mount m_run = Mount::memory("/run", 1 << 20);

@@ -43,6 +43,23 @@ std::map<std::string, std::string> treeOf(const fs::path &folder, const fs::path
     return result;
 }
 
+std::vector<std::string> differences(const std::map<std::string, std::string> &before,
+                                     const std::map<std::string, std::string> &after) {
+    std::vector<std::string> result;
+    for (const auto &[path, description] : before) {
+        const auto found = after.find(path);
+        if (found == after.end())
+            result.push_back("gone: " + path);
+        else if (found->second != description)
+            result.push_back("changed: " + path + ": " + description + " -> " + found->second);
+    }
+    for (const auto &[path, description] : after) {
+        if (!before.contains(path))
+            result.push_back("new: " + path + ": " + description);
+    }
+    return result;
+}
+
 std::vector<std::string> openToOthers(const fs::path &folder) {
     std::vector<std::string> result;
     const auto check = [&](const fs::path &path) {

@@ -8,10 +8,15 @@
 
 namespace test_support {
 
-/// Every entry below `folder`, by its path from there, with kind, permissions, owner, size, modification time, and
-/// content (or a link's target). `except` and what is below it is left out.
+/// Every entry below `folder`, by its path from there, with kind, permissions, owner, size, modification
+/// time, and content (or a link's target). `except` and what is below it is left out.
 std::map<std::string, std::string> treeOf(const std::filesystem::path &folder,
                                           const std::filesystem::path &except = {});
+
+/// The paths at which two such trees differ, with what stands at each: short enough to be read in a test's
+/// output.
+std::vector<std::string> differences(const std::map<std::string, std::string> &before,
+                                     const std::map<std::string, std::string> &after);
 
 /// The entries at and below `folder` that somebody else than their owner may read, write or enter.
 std::vector<std::string> openToOthers(const std::filesystem::path &folder);

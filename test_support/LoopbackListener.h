@@ -1,7 +1,7 @@
 // Servers that a test needs beside the support service: one that does not speak TLS, and a proxy.
 //
-// They listen on 127.0.0.1, serve each connection in a thread of its own, and end with their objects, whatever they
-// are in the middle of.
+// They listen on 127.0.0.1, serve each connection in a thread of its own, and end with their objects,
+// whatever they are in the middle of.
 #pragma once
 
 #include <functional>

@@ -8,8 +8,8 @@ namespace test_support {
 
 namespace {
 
-void mountOrAbort(const char *source, const std::filesystem::path &target, const char *type, unsigned long flags,
-                  const char *data = nullptr) {
+void mountOrAbort(const char *source, const std::filesystem::path &target, const char *type,
+                  unsigned long flags, const char *data = nullptr) {
     if (::mount(source, target.c_str(), type, flags, data) == 0)
         return;
     std::perror(("Cannot mount on " + target.native()).c_str());

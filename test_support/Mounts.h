@@ -1,7 +1,8 @@
-// File systems that a test mounts where it needs a full disk, a read-only folder, or a file that is not there.
+// File systems that a test mounts where it needs a full disk, a read-only folder, or a file that is not
+// there.
 //
-// Only with `hasOwnNamespaces()`: the mounts are then nobody's business but the test's. Unmounted at the end of the
-// object's life.
+// Only with `hasOwnNamespaces()`: the mounts are then nobody's business but the test's. Unmounted at the end
+// of the object's life.
 #pragma once
 
 #include <cstdint>

@@ -49,7 +49,6 @@ void enterLonelyNetwork() {
     require(::ioctl(control, SIOCSIFADDR, &request) == 0);
     request.ifr_flags = IFF_UP | IFF_RUNNING;
     require(::ioctl(control, SIOCSIFFLAGS, &request) == 0);
-
 }
 
 bool hasNetworks() {
@@ -59,7 +58,8 @@ bool hasNetworks() {
         ::_exit(0);
     }
     int status = 0;
-    return child > 0 && ::waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    return child > 0 && ::waitpid(child, &status, 0) == child && WIFEXITED(status) &&
+           WEXITSTATUS(status) == 0;
 }
 
 } // namespace test_support

@@ -1,7 +1,7 @@
 // Networks that lead nowhere, for the process that enters them.
 //
-// Each is a function that does system calls alone, so that it can be called between fork and exec. They end the
-// process with status 126 when the machine does not let them.
+// Each is a function that does system calls alone, so that it can be called between fork and exec. They end
+// the process with status 126 when the machine does not let them.
 #pragma once
 
 namespace test_support {

@@ -41,8 +41,8 @@ std::vector<std::string> environmentOf(const ProgramOptions &options) {
 }
 
 // Between fork and exec: system calls only, since other threads may have held any lock.
-[[noreturn]] void becomeProgram(const ProgramOptions &options, char *const *arguments, char *const *environment,
-                                int output, int errors) {
+[[noreturn]] void becomeProgram(const ProgramOptions &options, char *const *arguments,
+                                char *const *environment, int output, int errors) {
     ::umask(0);
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     const int input = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
@@ -51,7 +51,8 @@ std::vector<std::string> environmentOf(const ProgramOptions &options) {
     if (options.beforeStart != nullptr)
         options.beforeStart();
     if (options.user)
-        ready = ready && ::setgroups(0, nullptr) == 0 && ::setresgid(*options.user, *options.user, *options.user) == 0 &&
+        ready = ready && ::setgroups(0, nullptr) == 0 &&
+                ::setresgid(*options.user, *options.user, *options.user) == 0 &&
                 ::setresuid(*options.user, *options.user, *options.user) == 0;
     if (options.streams == StandardStreams::closed) {
         for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
@@ -89,7 +90,8 @@ ProgramRun::ProgramRun(const ProgramOptions &options)
     : m_output(::memfd_create("output", MFD_CLOEXEC))
     , m_errors(::memfd_create("errors", MFD_CLOEXEC)) {
     std::vector<std::string> argumentTexts = options.arguments;
-    argumentTexts.insert(argumentTexts.begin(), options.name.empty() ? options.program.native() : options.name);
+    argumentTexts.insert(argumentTexts.begin(),
+                         options.name.empty() ? options.program.native() : options.name);
     std::vector<std::string> environmentTexts = environmentOf(options);
     const auto arguments = pointers(argumentTexts);
     const auto environment = pointers(environmentTexts);
@@ -145,7 +147,8 @@ std::string ProgramRun::standardError() const {
 std::vector<pid_t> processesOf(const std::string &programName) {
     std::vector<pid_t> found;
     std::error_code error;
-    for (std::filesystem::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
+    for (std::filesystem::directory_iterator entry("/proc", error), end; !error && entry != end;
+         entry.increment(error)) {
         const int processId = std::atoi(entry->path().filename().c_str());
         if (processId == 0 || hasEnded(entry->path()))
             continue;

@@ -21,8 +21,12 @@ struct ProgramEnd {
 
     friend bool operator==(const ProgramEnd &, const ProgramEnd &) = default;
 };
-inline ProgramEnd exited(int status) { return {.status = status}; }
-inline ProgramEnd killedBy(int signal) { return {.signal = signal}; }
+inline ProgramEnd exited(int status) {
+    return {.status = status};
+}
+inline ProgramEnd killedBy(int signal) {
+    return {.signal = signal};
+}
 std::ostream &operator<<(std::ostream &out, const ProgramEnd &end);
 
 enum class StandardStreams {

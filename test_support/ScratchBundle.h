@@ -1,5 +1,5 @@
-// A copy of the program's bundle that a test may alter: the program under test is the one that ships, only what its
-// bundle says of it differs.
+// A copy of the program's bundle that a test may alter: the program under test is the one that ships, only
+// what its bundle says of it differs.
 #pragma once
 
 #include <filesystem>

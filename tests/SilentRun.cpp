@@ -2,9 +2,9 @@
 
 #include "test_support/LogReader.h"
 
+#include <QRegularExpression>
 #include <QStringList>
 #include <algorithm>
-#include <regex>
 
 namespace fs = std::filesystem;
 using test_support::ProgramEnd;
@@ -32,12 +32,12 @@ std::string lastRun(const fs::path &file) {
     return text;
 }
 
-std::string lastMatch(const std::string &text, const std::string &expression) {
-    const std::regex wanted(expression);
-    std::string found;
-    for (std::sregex_iterator match(text.begin(), text.end(), wanted), end; match != end; ++match)
-        found = (*match)[1];
-    return found;
+std::string lastMatch(const std::string &text, const char *expression) {
+    const QRegularExpression wanted(QString::fromLatin1(expression));
+    QString found;
+    for (auto matches = wanted.globalMatch(QString::fromStdString(text)); matches.hasNext();)
+        found = matches.next().captured(1);
+    return found.toStdString();
 }
 
 } // namespace
@@ -85,6 +85,14 @@ ProgramEnd SilentRun::run(const ProgramOptions &options) const {
     return end.value_or(test_support::killedBy(0));
 }
 
+void SilentRun::expectItStays(ProgramRun &running, const fs::path &file) const {
+    const auto hasNoArchive = [&] { return log(file).ends_with("ERROR: unable to copy compressed file.\n"); };
+    EXPECT_TRUE(test_support::waitUntil(hasNoArchive, std::chrono::seconds(30))) << log(file);
+    EXPECT_FALSE(running.waitForEnd(std::chrono::milliseconds(300)));
+    EXPECT_EQ(running.standardOutput() + running.standardError(), "");
+    EXPECT_EQ(service.connections(), 0U);
+}
+
 fs::path SilentRun::logFile() const {
     return root() / "System" / logName;
 }
@@ -99,7 +107,7 @@ std::string SilentRun::log() const {
 
 std::string SilentRun::log(const fs::path &file) const {
     std::string text = lastRun(file);
-    const std::string runPath = lastMatch(text, "Directory created: (\\S+/Output/[0-9]{14})\n");
+    const std::string runPath = lastMatch(text, "Directory created: (\\S+/Output/[0-9]{14})[/\n]");
     replaceAll(text, runPath, "RUN");
     replaceAll(text, root().native(), "ROOT");
     replaceAll(text, bundle.executable().native(), "PROGRAM");
@@ -122,12 +130,26 @@ std::size_t SilentRun::lineCount() const {
     return static_cast<std::size_t>(test_support::readFile(logFile()).count('\n'));
 }
 
+std::map<std::string, std::string> SilentRun::outside() const {
+    fs::create_directories(root());
+    auto tree = test_support::treeOf(home.path(), root());
+    // The log begins in the caches folder and moves out of it.
+    std::erase_if(tree,
+                  [](const auto &entry) { return entry.first == ".cache" || entry.first == ".cache/Logs"; });
+    return tree;
+}
+
+void SilentRun::expectUnchanged(const std::map<std::string, std::string> &outsideBefore) const {
+    EXPECT_EQ(test_support::differences(outsideBefore, outside()), std::vector<std::string>());
+}
+
 std::string SilentRun::logId() const {
     return lastMatch(lastRun(logFile()), "Compressed File: lumaMacLog_([-0-9a-f]{36})_cef\\.zip\n");
 }
 
 fs::path SilentRun::runFolder() const {
-    const std::string stamp = lastMatch(lastRun(logFile()), "Directory created: \\S+/Output/([0-9]{14})[/\n]");
+    const std::string stamp =
+        lastMatch(lastRun(logFile()), "Directory created: \\S+/Output/([0-9]{14})[/\n]");
     return stamp.empty() ? fs::path() : root() / "Output" / stamp;
 }
 
@@ -136,10 +158,24 @@ fs::path SilentRun::archive() const {
 }
 
 std::vector<std::string> SilentRun::namesIn(const std::string &folder) const {
+    // What is there one moment may be gone the next.
     std::vector<std::string> names;
-    for (const auto &[name, description] : test_support::treeOf(root() / folder))
-        names.push_back(name);
+    std::error_code error;
+    fs::recursive_directory_iterator entry(root() / folder, error);
+    for (const fs::recursive_directory_iterator end; !error && entry != end; entry.increment(error))
+        names.push_back(entry->path().lexically_relative(root() / folder).native());
+    std::sort(names.begin(), names.end());
     return names;
+}
+
+void SilentRun::expectArchiveKept() const {
+    ASSERT_FALSE(service.receipts().empty());
+    EXPECT_TRUE(test_support::readFile(archive()) ==
+                test_support::readFile(service.receipts().back().archive));
+    EXPECT_GT(test_support::readArchive(archive()).size(), 2U);
+    EXPECT_EQ(namesIn("Output/" + runFolder().filename().native()),
+              std::vector<std::string>{archive().filename().native()});
+    EXPECT_EQ(namesIn("temp"), std::vector<std::string>());
 }
 
 std::map<std::string, test_support::ArchivedItem> SilentRun::received() const {
@@ -207,7 +243,8 @@ std::string transportFailure(int code, const std::string &sentence) {
 }
 
 std::string answerFailure(int code, const std::string &sentence) {
-    std::string text = failure("com.brennic.LumadocDiagnostics.upload", code, sentence, otherReason(sentence));
+    std::string text =
+        failure("com.brennic.LumadocDiagnostics.upload", code, sentence, otherReason(sentence));
     // The server's own failure is told by its status alone.
     return code == 1 ? text.substr(text.find('\n') + 1) : text;
 }

@@ -1,5 +1,5 @@
-// What the black-box tests of silent mode share: a copy of the shipped bundle that sends to a service of the test's
-// own, a home folder of the test's own, and a look at what a run leaves behind.
+// What the black-box tests of silent mode share: a copy of the shipped bundle that sends to a service of the
+// test's own, a home folder of the test's own, and a look at what a run leaves behind.
 #pragma once
 
 #include "sample_product/SampleProduct.h"
@@ -20,8 +20,8 @@
 
 // For tests that mount something or see other processes of theirs only: on a machine where a test cannot have
 // namespaces of its own they would disturb it.
-#define REQUIRE_OWN_NAMESPACES()                                                                                       \
-    if (!test_support::hasOwnNamespaces())                                                                             \
+#define REQUIRE_OWN_NAMESPACES()                                                                             \
+    if (!test_support::hasOwnNamespaces())                                                                   \
     GTEST_SKIP() << "this machine gives a test no namespaces of its own"
 
 class SilentRun : public testing::Test {
@@ -30,22 +30,28 @@ protected:
 
     /// A product small enough for a quick run: 58 KiB of logs, three crash reports.
     static sample_product::SampleProductOptions smallProduct();
-    sample_product::SampleProduct install(const sample_product::SampleProductOptions &options = smallProduct());
+    sample_product::SampleProduct
+    install(const sample_product::SampleProductOptions &options = smallProduct());
 
     /// The copied program, trusting the service.
     test_support::ProgramOptions program(const std::vector<std::string> &arguments = {"/silent"}) const;
-    std::unique_ptr<test_support::ProgramRun>
-    start(const std::vector<std::string> &arguments = {"/silent"}) const;
+    std::unique_ptr<test_support::ProgramRun> start(const std::vector<std::string> &arguments = {
+                                                        "/silent"}) const;
     /// Runs it to its end, which must come, and must have printed nothing.
     test_support::ProgramEnd run(const std::vector<std::string> &arguments = {"/silent"}) const;
     test_support::ProgramEnd run(const test_support::ProgramOptions &options) const;
+
+    /// It reaches the point at which it has no archive, and is alive afterwards; nothing can be seen or heard
+    /// of it.
+    void expectItStays(test_support::ProgramRun &running, const std::filesystem::path &file) const;
 
     std::filesystem::path root() const { return home.library() / "LumadocDiagnostics"; }
     std::filesystem::path logFile() const;
     std::filesystem::path firstLogFile() const;
 
-    /// The lines of the last run in the log, without time stamps, with these words in the place of what differs from
-    /// run to run: ROOT (the program's folder), RUN (its run folder), LOGID, PROGRAM, and "~" for the home folder.
+    /// The lines of the last run in the log, without time stamps, with these words in the place of what
+    /// differs from run to run: ROOT (the program's folder), RUN (its run folder), LOGID, PROGRAM, and "~"
+    /// for the home folder.
     std::string log() const;
     std::string log(const std::filesystem::path &file) const;
     /// The part of it that tells of the upload: what follows the archive's size, without the progress lines.
@@ -53,12 +59,19 @@ protected:
     /// The number of lines so far, over all runs.
     std::size_t lineCount() const;
 
+    /// Everything in the home folder that is none of the program's business. The program's folder is made
+    /// where it is missing, since that changes the folder around it.
+    std::map<std::string, std::string> outside() const;
+    void expectUnchanged(const std::map<std::string, std::string> &outsideBefore) const;
+
     // Of the last run in the log; empty when it does not tell.
     std::string logId() const;
     std::filesystem::path runFolder() const;
     std::filesystem::path archive() const;
     /// The names below a folder of the program's, sorted.
     std::vector<std::string> namesIn(const std::string &folder) const;
+    /// The last run's archive stands in its run folder alone, and is what the service received.
+    void expectArchiveKept() const;
     /// The archive as the service received it, in the last upload.
     std::map<std::string, test_support::ArchivedItem> received() const;
 

@@ -19,7 +19,8 @@ std::error_code systemError() {
     return {errno, std::generic_category()};
 }
 
-// One write, so that a line is whole whoever else writes to the file. Gives how much of it there was room for.
+// One write, so that a line is whole whoever else writes to the file. Gives how much of it there was room
+// for.
 ssize_t writeOnce(const platform::FileDescriptor &file, const QByteArray &bytes, std::error_code &error) {
     ssize_t written = 0;
     do

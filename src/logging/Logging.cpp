@@ -58,7 +58,8 @@ void append(const QByteArray &label, const QString &message) {
 void appendLabelled(const char *label, platform::OSLogType type, const QString &message) {
     const QString masked = maskedUserNames(message);
     append(label, masked);
-    platform::SystemLog::send(subsystem(), QStringLiteral("MyApp"), type, QString::fromLatin1(label) + masked);
+    platform::SystemLog::send(subsystem(), QStringLiteral("MyApp"), type,
+                              QString::fromLatin1(label) + masked);
 }
 
 } // namespace
@@ -111,6 +112,7 @@ bool Logger::NewLogFileLocation() {
     const auto folders = platform::userLibraryFolders();
     if (folders.empty())
         return false;
-    logFile().setPath(folders.front() / "LumadocDiagnostics" / "System" / ConstantsFolder::DebugOutputLogFile);
+    logFile().setPath(folders.front() / "LumadocDiagnostics" / "System" /
+                      ConstantsFolder::DebugOutputLogFile);
     return true;
 }

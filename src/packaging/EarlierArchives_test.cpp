@@ -17,7 +17,8 @@ protected:
     test_support::ScratchHome home;
     fs::path log = test_support::startLog();
     fs::path scratch = home.path() / "temp";
-    fs::path recovered = home.path() / "Output/Recovered";
+    fs::path runFolders = home.path() / "Output";
+    fs::path recovered = runFolders / "Recovered";
     fs::path own = "lumaMacLog_own_cef.zip";
     fs::path earlier = "lumaMacLog_earlier_cef.zip";
 };
@@ -25,7 +26,7 @@ protected:
 TEST_F(EarlierArchivesTest, AnArchiveThatStandsNowhereElseIsKept) {
     writeFile(scratch / earlier, "archive");
     writeFile(scratch / own, "own");
-    keepArchivesOfEarlierRuns(scratch, own);
+    keepArchivesOfEarlierRuns(scratch, runFolders, own);
     EXPECT_EQ(readFile(recovered / earlier), "archive");
     EXPECT_TRUE(fs::exists(scratch / own));
     EXPECT_EQ(test_support::logLines(log),
@@ -35,28 +36,35 @@ TEST_F(EarlierArchivesTest, AnArchiveThatStandsNowhereElseIsKept) {
 
 TEST_F(EarlierArchivesTest, OneThatIsWholeInItsRunFolderIsLeft) {
     writeFile(scratch / earlier, "archive");
-    writeFile(home.path() / "Output/20200101000000" / earlier, "archive");
-    keepArchivesOfEarlierRuns(scratch, own);
+    writeFile(runFolders / "20200101000000" / earlier, "archive");
+    keepArchivesOfEarlierRuns(scratch, runFolders, own);
     EXPECT_FALSE(fs::exists(recovered));
     EXPECT_FALSE(fs::exists(log));
 }
 
 TEST_F(EarlierArchivesTest, AnUnfinishedCopyInTheRunFolderDoesNotCount) {
     writeFile(scratch / earlier, "archive");
-    writeFile(home.path() / "Output/20200101000000" / earlier, "arch");
-    keepArchivesOfEarlierRuns(scratch, own);
+    writeFile(runFolders / "20200101000000" / earlier, "arch");
+    keepArchivesOfEarlierRuns(scratch, runFolders, own);
     EXPECT_EQ(readFile(recovered / earlier), "archive");
 }
 
 TEST_F(EarlierArchivesTest, WhatZipLeftUnfinishedIsNotKept) {
     writeFile(scratch / "ziAbCdEf", "part of an archive");
-    keepArchivesOfEarlierRuns(scratch, own);
+    keepArchivesOfEarlierRuns(scratch, runFolders, own);
     EXPECT_FALSE(fs::exists(recovered));
 }
 
 TEST_F(EarlierArchivesTest, AMissingScratchFolderIsNothing) {
-    keepArchivesOfEarlierRuns(scratch, own);
-    EXPECT_FALSE(fs::exists(home.path() / "Output"));
+    keepArchivesOfEarlierRuns(scratch, runFolders, own);
+    EXPECT_FALSE(fs::exists(runFolders));
+}
+
+TEST_F(EarlierArchivesTest, AnArchiveInASharedRunFolderIsKeptThoughItStandsInARunFolder) {
+    writeFile(runFolders / "20200101000000" / earlier, "archive");
+    keepArchivesOfEarlierRuns(runFolders / "20200101000000", runFolders, own);
+    EXPECT_EQ(readFile(recovered / earlier), "archive");
+    EXPECT_FALSE(fs::exists(runFolders / "20200101000000" / earlier));
 }
 
 } // namespace

@@ -32,6 +32,13 @@ std::vector<fs::directory_entry> listing(const fs::path &folder, std::error_code
     return entries;
 }
 
+// Whether the entry itself is a folder. The listing has told already: these two, unlike the entry's status, do not
+// ask the system again.
+bool isFolder(const fs::directory_entry &entry) {
+    std::error_code error;
+    return !entry.is_symlink(error) && entry.is_directory(error);
+}
+
 // The extension without its dot; empty for a name that begins with its only dot or ends in one.
 QString extensionOf(const fs::path &path) {
     return displayText(path.extension()).mid(1);
@@ -54,7 +61,7 @@ void removeFilesFromDirectoryRecursively(const fs::path &atPath, const QStringLi
     std::error_code error;
     const auto entries = listing(atPath, error);
     for (const fs::directory_entry &entry : entries) {
-        if (entry.symlink_status(error).type() == fs::file_type::directory) {
+        if (isFolder(entry)) {
             removeFilesFromDirectoryRecursively(entry.path(), allowedExtensions);
             continue;
         }
@@ -109,7 +116,8 @@ bool CompressOutputDirectory() {
         return false;
     const fs::path &runFolder = required(tempTimeStampedURL);
     const fs::path &scratchFolder = required(temptempURL);
-    keepArchivesOfEarlierRuns(scratchFolder, fileName);
+    for (const fs::path &folder : {scratchFolder, runFolder})
+        keepArchivesOfEarlierRuns(folder, runFolder.parent_path(), fileName);
     deleteContentsOfDirectory(runFolder);
     CopyFiles(scratchFolder, runFolder, fileName);
     tempOutputURL = runFolder;

@@ -26,6 +26,7 @@ int connectCode(long systemError) {
     switch (systemError) {
     case ENETUNREACH:
     case EHOSTUNREACH:
+    case EADDRNOTAVAIL: // No interface has an address to send from.
     case ENETDOWN: return TransportErrorCode::notConnectedToInternet;
     case ETIMEDOUT: return TransportErrorCode::timedOut;
     default: return TransportErrorCode::cannotConnectToHost;

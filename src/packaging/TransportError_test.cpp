@@ -38,6 +38,8 @@ INSTANTIATE_TEST_SUITE_P(
                     "This computer is not connected to the internet."},
         MappingCase{{.code = CURLE_COULDNT_CONNECT, .systemError = EHOSTUNREACH}, -1009,
                     "This computer is not connected to the internet."},
+        MappingCase{{.code = CURLE_COULDNT_CONNECT, .systemError = EADDRNOTAVAIL}, -1009,
+                    "This computer is not connected to the internet."},
         MappingCase{{.code = CURLE_SEND_ERROR}, -1005, "The connection to the support server was lost."},
         MappingCase{{.code = CURLE_RECV_ERROR}, -1005, "The connection to the support server was lost."},
         MappingCase{{.code = CURLE_GOT_NOTHING}, -1005, "The connection to the support server was lost."},

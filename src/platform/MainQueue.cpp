@@ -26,10 +26,8 @@ void runNext() {
 } // namespace
 
 void onMainQueue(std::function<void()> work) {
-    {
-        const std::lock_guard lock(mutex);
-        waiting.push_back(std::move(work));
-    }
+    const std::lock_guard lock(mutex);
+    waiting.push_back(std::move(work));
     QMetaObject::invokeMethod(QCoreApplication::instance(), runNext, Qt::QueuedConnection);
 }
 

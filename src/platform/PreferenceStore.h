@@ -1,6 +1,8 @@
 // The store that holds an application's preferences: here, the property-list file itself.
 //
-// Main thread. Writes keep the file's format, owner, mode and every other key, and replace it atomically.
+// Main thread, or one thread at a time. Writes keep the file's format, owner, mode and every other key, and
+// replace it atomically; a link stays, and what it leads to is replaced. Where writing the file anew would
+// change any value in it, or it cannot be read whole, it is not written at all.
 #pragma once
 
 #include "platform/PropertyList.h"

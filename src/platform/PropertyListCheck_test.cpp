@@ -141,7 +141,7 @@ TEST(PropertyListCheckTest, RejectsXmlThatIsNoPropertyList) {
         "<plist><true/></plist>",
         "<!DOCTYPE x><true/>",
         "<!ELEMENT x><true/>",
-        "<? \"?><array>\"?> <true/>",
+        "<? \"?><true/><? \"?>",
     };
     for (const QByteArray &body : bodies)
         EXPECT_FALSE(isSafePropertyList(xmlList(body))) << body.constData();
@@ -155,12 +155,14 @@ TEST(PropertyListCheckTest, RejectsXmlWithoutAPlainFrame) {
         "<true/>",
         "<plist/>",
         "<plist></plist>",
-        "<plists><true/></plists>",
+        "<plists><true/></plist>",
+        "<plist /><true/></plist>",
         "<plist><true/></plist>x",
         "<plist><true/></plist><plist><true/></plist>",
         "x<plist><true/></plist>",
         "<plist version=\"><true/></plist>",
         "<!DOCTYPE plist [ <!ENTITY a \"b\"> ]><plist><true/></plist>",
+        "<!DOCTYPE plist [ ]><plist><true/></plist>",
         "<!DOCTYPE \"><plist><true/></plist>",
         "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><plist><true/></plist>",
         QByteArray("<plist>\0<true/></plist>", 23),
@@ -269,9 +271,10 @@ TEST(PropertyListCheckTest, RejectsBinaryObjectsThatAreNone) {
         "213c00",                   // a real of two bytes
         "323f800000",               // a date of four bytes
         "4f",                       // no count
-        "4f4100",                   // a count that is no integer
+        "4f4000",                   // a count that is no integer
         "4f14" + QByteArray(32, '0'),
         "4f13ffffffffffffffff",
+        "5f13",
         "5f13ffffffffffffffff61",
         "6f138000000000000000",
         "6f137fffffffffffffff",
@@ -283,11 +286,13 @@ TEST(PropertyListCheckTest, RejectsBinaryObjectsThatAreNone) {
         "63006100000062",
         "61d83d", // half a character
         "61de00",
-        "870100000000000005", // more bytes than there are
+        "8700", // more bytes than there are
         "8f0000",
     };
     for (const QByteArray &object : hexadecimal)
-        EXPECT_FALSE(PropertyList::parse(binaryList({QByteArray::fromHex(object)}))) << object.constData();
+        EXPECT_FALSE(isSafePropertyList(binaryList({QByteArray::fromHex(object)}))) << object.constData();
+    // An identifier wider than 32 bits is well-formed; the library refuses it by itself.
+    EXPECT_FALSE(PropertyList::parse(binaryList({QByteArray::fromHex("870100000000000005")})));
 }
 
 TEST(PropertyListCheckTest, RejectsATrailerThatLiesAboutTheFile) {
@@ -313,6 +318,9 @@ TEST(PropertyListCheckTest, RejectsATrailerThatLiesAboutTheFile) {
              Trailer{.table = far - 3},
          })
         EXPECT_FALSE(isSafePropertyList(binaryList({"\x09"}, trailer)));
+    const QByteArray wideOffset = bigEndian(0, 1) + bigEndian(8, 8);
+    EXPECT_FALSE(
+        isSafePropertyList(binaryList({"\x09", wideOffset}, {.offsetSize = 9, .objects = 1, .table = 9})));
 }
 
 TEST(PropertyListCheckTest, RejectsOffsetsAndReferencesThatPointElsewhere) {
@@ -396,6 +404,16 @@ TEST(PropertyListCheckTest, TakesTheSameFingerprintForTheSameValuesOnly) {
     for (const QByteArray &body : different)
         seen.insert(fingerprint(body));
     EXPECT_EQ(seen.size(), different.size());
+}
+
+TEST(PropertyListCheckTest, ReadsBinaryIntegersAsTheNumbersTheyAre) {
+    const auto fingerprint = [](const char *object) {
+        return propertyListFingerprint(binaryList({QByteArray::fromHex(object)})).value();
+    };
+    EXPECT_EQ(fingerprint("10ff"), fingerprint("1300000000000000ff"));
+    EXPECT_EQ(fingerprint("10ff"), fingerprint("14000000000000000000000000000000ff"));
+    EXPECT_NE(fingerprint("13ffffffffffffffff"), fingerprint("140000000000000000ffffffffffffffff"));
+    EXPECT_EQ(fingerprint("13ffffffffffffffff"), fingerprint("14ffffffffffffffffffffffffffffffff"));
 }
 
 // What the library reads from a binary list and writes back as something else.

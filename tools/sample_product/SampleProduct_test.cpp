@@ -231,7 +231,9 @@ TEST_F(SampleProductTest, Runs) {
     EXPECT_TRUE(running.isRunning());
 
     const pid_t process = running.processId();
+    const auto start = std::chrono::steady_clock::now();
     running.stop();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1500));
     EXPECT_EQ(running.processId(), 0);
     EXPECT_FALSE(running.isRunning());
     EXPECT_EQ(kill(process, 0), -1);
@@ -264,6 +266,7 @@ TEST_F(SampleProductTest, EndsWithItsParent) {
         auto *running = new RunningProduct(product.executable);
         const pid_t process = running->processId();
         (void)!write(ends[1], &process, sizeof process);
+        usleep(300'000); // Until the product is past its start.
         kill(getpid(), SIGKILL);
     }
     pid_t process = 0;
@@ -279,6 +282,8 @@ TEST_F(SampleProductTest, EndsWithItsParent) {
         (void)fs::read_symlink(link, gone);
     }
     EXPECT_TRUE(gone);
+    if (!gone)
+        kill(process, SIGKILL);
 }
 
 TEST_F(SampleProductTest, ThrowsWhenTheProgramIsMissing) {
@@ -293,6 +298,14 @@ TEST(LogText, IsWholeLinesOfTheExactSize) {
             EXPECT_TRUE(made.empty() || made.back() == '\n');
         }
         EXPECT_EQ(LogText(7).make(TextKind::incompressible, bytes).size(), bytes);
+    }
+}
+
+TEST(LogText, CutsNoLine) {
+    for (const std::size_t bytes : {300U, 333U, 340U, 355U}) {
+        std::string made = LogText(7).make(TextKind::json, bytes);
+        made.erase(made.find_last_not_of(" \n") + 1);
+        EXPECT_TRUE(made.ends_with('}')) << made;
     }
 }
 

@@ -93,6 +93,8 @@ TEST_F(ArchiveListing, SurvivesEveryDamage) {
     EXPECT_EQ(problemOf(damaged(end + 12, "\xff\xff\xff\xff")), "the directory lies outside the archive");
     EXPECT_EQ(problemOf(damaged(end + 16, "\xff\xff\xff\x7f")), "the directory lies outside the archive");
     EXPECT_EQ(problemOf(damaged(whole.find("PK\1\2") + 28, "\xff\xff")), "the directory is damaged");
+    // The last entry's comment would reach past the directory.
+    EXPECT_EQ(problemOf(damaged(whole.rfind("PK\1\2") + 32, "\1")), "the directory is damaged");
     for (std::size_t at = 0; at < whole.size(); ++at)
         problemOf(damaged(at, "\xff"));
 }

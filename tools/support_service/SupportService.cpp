@@ -45,6 +45,12 @@ bool isUpload(const ReceivedRequest &request) {
     return request.method == "POST" && request.target == SupportService::uploadPath;
 }
 
+/// The library puts the connection's addresses among the headers.
+bool isAddedByTheLibrary(std::string_view header) {
+    return header == "REMOTE_ADDR" || header == "REMOTE_PORT" || header == "LOCAL_ADDR" ||
+           header == "LOCAL_PORT";
+}
+
 bool hasBody(const httplib::Request &request) {
     return request.has_header("Content-Length") || request.has_header("Transfer-Encoding");
 }
@@ -121,7 +127,10 @@ private:
 
     void begin(httplib::Request &request, Connection &connection) {
         ReceivedRequest noted{request.method, request.target};
-        noted.headers.assign(request.headers.begin(), request.headers.end());
+        for (const auto &[name, value] : request.headers) {
+            if (!isAddedByTheLibrary(name))
+                noted.headers.emplace_back(name, value);
+        }
         connection.requestIndex = received.begin(std::move(noted));
         // The library would take a multipart body apart, and its very bytes would be lost.
         request.headers.erase("Content-Type");

@@ -34,6 +34,7 @@ struct ReceivedRequest {
     std::string method;
     /// Path and query, as sent.
     std::string target;
+    /// Names as sent, values without the blanks around them; in the order of the names.
     std::vector<std::pair<std::string, std::string>> headers = {};
     /// The bytes of the body that were read; absent while it is being read, and without `keepBodies`.
     std::shared_ptr<const std::string> body = nullptr;

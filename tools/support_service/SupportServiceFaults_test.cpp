@@ -6,6 +6,9 @@
 #include <curl/curl.h>
 #include <future>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace support_service::test {
 
@@ -233,6 +236,44 @@ TEST(SupportServiceFaults, EndsAtOnceWhateverItIsDoing) {
         EXPECT_LT(std::chrono::steady_clock::now() - start, 2s);
         EXPECT_NE(answer.get().error, CURLE_OK);
     }
+}
+
+TEST(SupportServiceFaults, EndsAtOnceWhenAClientSaysNothing) {
+    int client = -1;
+    std::chrono::steady_clock::time_point start;
+    {
+        SupportService service;
+        client = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<std::uint16_t>(service.port()));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        ASSERT_EQ(connect(client, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+        while (service.connections() == 0)
+            std::this_thread::sleep_for(1ms);
+        std::this_thread::sleep_for(50ms);
+        start = std::chrono::steady_clock::now();
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 2s);
+    close(client);
+}
+
+TEST(SupportServiceFaults, EndsAtOnceWhenAClientTakesNothing) {
+    std::future<Answer> answer;
+    std::chrono::steady_clock::time_point start;
+    {
+        SupportService service;
+        service.setBehaviour({.ending = AnswerEnding::endlessBody});
+        answer = std::async(std::launch::async, [&] {
+            return call(service, uploadBody("data"), {.timeout = 3s, .pauseAnswer = true});
+        });
+        ASSERT_TRUE(service.waitForReceipts(1, 5s));
+        // Long enough to fill what the system holds between the two.
+        std::this_thread::sleep_for(500ms);
+        start = std::chrono::steady_clock::now();
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 2s);
+    EXPECT_NE(answer.get().error, CURLE_OK);
 }
 
 TEST(SupportServiceFaults, WaitsForWhatWillNotCome) {

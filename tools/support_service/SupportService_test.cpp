@@ -58,6 +58,10 @@ TEST(SupportService, KeepsTheRequestAsItCame) {
     EXPECT_EQ(requests[0].header("Content-Length"), std::to_string(body.size()));
     EXPECT_EQ(requests[0].header("Host"), service.host());
     EXPECT_EQ(requests[0].header("Content-Typ"), "");
+    std::vector<std::string> names;
+    for (const auto &[name, value] : requests[0].headers)
+        names.push_back(name);
+    EXPECT_EQ(names, (std::vector<std::string>{"Accept", "Content-Length", "Content-Type", "Host"}));
     ASSERT_NE(requests[0].body, nullptr);
     EXPECT_TRUE(*requests[0].body == body);
     EXPECT_TRUE(requests[0].finished);

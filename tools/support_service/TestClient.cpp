@@ -17,6 +17,7 @@ struct Source {
 struct Sink {
     std::string *text;
     std::size_t limit;
+    bool pause = false;
 };
 
 std::size_t give(char *to, std::size_t size, std::size_t count, void *state) {
@@ -35,6 +36,8 @@ int rewind(void *state, curl_off_t offset, int) {
 
 std::size_t take(const char *from, std::size_t size, std::size_t count, void *state) {
     const auto *sink = static_cast<Sink *>(state);
+    if (sink->pause)
+        return CURL_WRITEFUNC_PAUSE;
     if (sink->text->size() + size * count > sink->limit)
         return 0;
     sink->text->append(from, size * count);
@@ -78,7 +81,7 @@ Answer call(int port, std::string_view body, const Call &how) {
     const bool hasBody = how.method != "GET";
     Source source{body, body};
     Answer answer;
-    Sink bodySink{&answer.body, how.answerLimitBytes};
+    Sink bodySink{&answer.body, how.answerLimitBytes, how.pauseAnswer};
     Sink headerSink{&answer.headers, 1U << 20};
 
     curl_slist *lines = curl_slist_append(nullptr, ("Content-Type: " + contentType).c_str());

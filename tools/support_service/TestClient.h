@@ -41,6 +41,8 @@ struct Call {
     bool followRedirects = false;
     /// No more of the answer's body is taken than this.
     std::size_t answerLimitBytes = 1U << 20;
+    /// Takes nothing of the answer's body, and waits until the time is over.
+    bool pauseAnswer = false;
     /// Sends the body in chunks, without a length in advance.
     bool chunked = false;
 };

@@ -75,30 +75,21 @@ std::optional<Bundle> startedByEntry(const fs::path &entry) {
     return bundle ? std::move(bundle) : Bundle::around(*program);
 }
 
-// The beginning of a file of /proc. These have no size, so they are read as they come.
-QByteArray processText(const fs::path &file) {
-    const std::unique_ptr<FILE, int (*)(FILE *)> opened(std::fopen(file.c_str(), "re"), &std::fclose);
-    char text[2048];
-    const std::size_t size = opened ? std::fread(text, 1, sizeof text, opened.get()) : 0;
-    return QByteArray(text, static_cast<qsizetype>(size));
-}
-
 // A process's start in clock ticks since boot: field 22 of its status line, the 20th after the name, which is
 // in parentheses and may hold anything. None when the process has ended.
 std::optional<std::uint64_t> startTime(const fs::path &process) {
-    const QByteArray status = processText(process / "stat");
+    // Files of /proc have no size, so they are read as they come.
+    const QByteArray status = [&] {
+        const std::unique_ptr<FILE, int (*)(FILE *)> file(std::fopen((process / "stat").c_str(), "re"),
+                                                          &std::fclose);
+        char text[1024];
+        const std::size_t size = file ? std::fread(text, 1, sizeof text, file.get()) : 0;
+        return QByteArray(text, static_cast<qsizetype>(size));
+    }();
     bool valid = false;
-    const std::uint64_t ticks = status.mid(status.lastIndexOf(')') + 2).split(' ').value(19).toULongLong(&valid);
+    const std::uint64_t ticks =
+        status.mid(status.lastIndexOf(')') + 2).split(' ').value(19).toULongLong(&valid);
     return valid ? std::optional(ticks) : std::nullopt;
-}
-
-// The owner of a process's files in /proc is root, not its user, once it has changed users.
-bool runsAsThisUser(const fs::path &process) {
-    const QByteArray status = processText(process / "status");
-    const QByteArray key = "\nUid:";
-    const qsizetype line = status.indexOf(key);
-    const QByteArray users = line < 0 ? QByteArray() : status.mid(line + key.size(), 100).simplified();
-    return users.split(' ').value(1) == QByteArray::number(::geteuid());
 }
 
 // The running executable's path. The kernel marks one that was replaced on disk; it still counts.
@@ -118,7 +109,7 @@ std::optional<RunningApplication> applicationOf(const fs::path &process, std::in
         return std::nullopt;
     const fs::path executable = processExecutable(process);
     const auto bundle = Bundle::around(executable);
-    if (!bundle || bundle->executable() != executable || !runsAsThisUser(process))
+    if (!bundle || bundle->executable() != executable)
         return std::nullopt;
     return RunningApplication{bundle->identifier().value_or(QString()), identifier, bundle->path()};
 }

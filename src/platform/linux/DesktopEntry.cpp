@@ -18,20 +18,32 @@ QByteArray unescaped(const QByteArray &value) {
             continue;
         }
         switch (value[++i]) {
-        case 's': result += ' '; break;
-        case 'n': result += '\n'; break;
-        case 't': result += '\t'; break;
-        case 'r': result += '\r'; break;
-        case '\\': result += '\\'; break;
-        default: result += '\\'; result += value[i];
+        case 's':
+            result += ' ';
+            break;
+        case 'n':
+            result += '\n';
+            break;
+        case 't':
+            result += '\t';
+            break;
+        case 'r':
+            result += '\r';
+            break;
+        case '\\':
+            result += '\\';
+            break;
+        default:
+            result += '\\';
+            result += value[i];
         }
     }
     return result;
 }
 
 // The arguments of an Exec value: separated by blanks, double quotes around arguments that hold reserved
-// characters, a backslash before a quoted `"`, `` ` ``, `$` or `\`. Outside quotes, where the specification has no
-// backslash, launchers take it as a shell does.
+// characters, a backslash before a quoted `"`, `` ` ``, `$` or `\`. Outside quotes, where the specification
+// has no backslash, launchers take it as a shell does.
 QByteArrayList arguments(const QByteArray &exec) {
     QByteArrayList result;
     QByteArray current;
@@ -95,7 +107,8 @@ std::optional<std::filesystem::path> desktopEntryProgram(const QByteArray &entry
     const QByteArray name = programName(arguments(exec));
     if (name.startsWith('/'))
         return std::filesystem::path(name.toStdString());
-    const QString found = name.isEmpty() ? QString() : QStandardPaths::findExecutable(QString::fromUtf8(name));
+    const QString found =
+        name.isEmpty() ? QString() : QStandardPaths::findExecutable(QString::fromUtf8(name));
     if (found.isEmpty())
         return std::nullopt;
     return pathFromText(found);

@@ -27,9 +27,9 @@ bool isRegular(const struct stat &status, std::error_code &error) {
     return S_ISREG(status.st_mode);
 }
 
-// Opens a regular file and nothing else. What a path leads to is looked at before it is opened: opening a pipe
-// lets go a writer that waits there, opening a device may start something. It is looked at again, and O_NONBLOCK
-// set, for what takes the file's place in between.
+// Opens a regular file and nothing else. What a path leads to is looked at before it is opened: opening a
+// pipe lets go a writer that waits there, opening a device may start something. It is looked at again, and
+// O_NONBLOCK set, for what takes the file's place in between.
 FileDescriptor openRegular(const fs::path &path, struct stat &status, std::error_code &error) {
     if (::stat(path.c_str(), &status) != 0) {
         error = systemError();
@@ -120,7 +120,8 @@ std::optional<FileAttributes> fileAttributes(const fs::path &path, std::error_co
     attributes.sizeBytes = status.stx_size;
     if ((status.stx_mask & STATX_BTIME) != 0)
         attributes.creationDate = std::chrono::sys_time<std::chrono::nanoseconds>(
-            std::chrono::seconds(status.stx_btime.tv_sec) + std::chrono::nanoseconds(status.stx_btime.tv_nsec));
+            std::chrono::seconds(status.stx_btime.tv_sec) +
+            std::chrono::nanoseconds(status.stx_btime.tv_nsec));
     return attributes;
 }
 
@@ -165,7 +166,8 @@ bool writeFileAtomically(const fs::path &path, const QByteArray &content, Replac
                          std::error_code &error) {
     error.clear();
     struct stat existing {};
-    const bool takeOver = replacement == Replacement::keepOwnerAndMode && ::stat(path.c_str(), &existing) == 0;
+    const bool takeOver =
+        replacement == Replacement::keepOwnerAndMode && ::stat(path.c_str(), &existing) == 0;
     std::string beside = path.native() + ".XXXXXX";
     const FileDescriptor file(::mkostemp(beside.data(), O_CLOEXEC));
     if (!file) {

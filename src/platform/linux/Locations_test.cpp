@@ -116,7 +116,8 @@ TEST_F(Locations, OfApplicationsFollowTheVariablesAndIgnoreRelativeValues) {
 TEST_F(Locations, OfApplicationsWithoutAHomeFolderAreTheMachines) {
     const AccountWithHome account("");
     const auto roots = platform::applicationRoots();
-    EXPECT_THAT(roots.desktopEntries, ElementsAre("/usr/local/share/applications", "/usr/share/applications"));
+    EXPECT_THAT(roots.desktopEntries,
+                ElementsAre("/usr/local/share/applications", "/usr/share/applications"));
     EXPECT_THAT(roots.bundles, ElementsAre("/Applications"));
 }
 

@@ -4,16 +4,18 @@
 #include "test_support/ConditionalTest.h"
 
 #include <arpa/inet.h>
+#include <array>
 #include <cstring>
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <linux/if_arp.h>
 #include <linux/if_tun.h>
 #include <linux/sockios.h>
 #include <net/if.h>
+#include <net/if_arp.h>
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 
@@ -65,8 +67,8 @@ protected:
 TEST_F(Machine, GivesHardwareAddressesInTheKernelsOrderWhateverTheInterfacesAreCalled) {
     makeInterface("zeta", {0xa4, 0x83, 0xe7, 0x0b, 0x12, 0x9c});
     makeInterface("alpha", {0x02, 0x00, 0x00, 0xAB, 0xCD, 0xEF});
-    EXPECT_THAT(platform::hardwareAddresses(),
-                Optional(ElementsAre(QStringLiteral("a4:83:e7:0b:12:9c"), QStringLiteral("02:00:00:ab:cd:ef"))));
+    EXPECT_THAT(platform::hardwareAddresses(), Optional(ElementsAre(QStringLiteral("a4:83:e7:0b:12:9c"),
+                                                                    QStringLiteral("02:00:00:ab:cd:ef"))));
 }
 
 TEST_F(Machine, GivesEachInterfaceOnceHoweverManyNetworkAddressesItHas) {
@@ -93,7 +95,7 @@ TEST_F(Machine, HasANetworkOnceAnInterfaceIsUpAndHasAnAddress) {
     EXPECT_TRUE(platform::hasNetwork());
 }
 
-void dropsInterfacesWithoutAnAddress() {
+void hasNoHardwareAddress() {
     ASSERT_EQ(::unshare(CLONE_NEWNET), 0);
     const platform::FileDescriptor tunnel(::open("/dev/net/tun", O_RDWR | O_CLOEXEC));
     struct ifreq setting {};
@@ -102,8 +104,7 @@ void dropsInterfacesWithoutAnAddress() {
     ASSERT_EQ(::ioctl(tunnel.get(), TUNSETIFF, &setting), 0);
     EXPECT_THAT(platform::hardwareAddresses(), Optional(IsEmpty()));
 }
-const bool tunnelTested = test_support::registerTestIf(::access("/dev/net/tun", R_OK | W_OK) == 0, "Machine",
-                                                       "DropsInterfacesWithoutAnAddress",
-                                                       dropsInterfacesWithoutAnAddress);
+const bool tunnelTested = test_support::registerTestIf(::access("/dev/net/tun", R_OK | W_OK) == 0, "Tunnel",
+                                                       "HasNoHardwareAddress", hasNoHardwareAddress);
 
 } // namespace

@@ -207,6 +207,14 @@ TEST_F(PreferenceStoreTest, WritesNothingThatWouldBeTooLargeToRead) {
     expectRefusal(list);
 }
 
+TEST_F(PreferenceStoreTest, WritesNothingThatTheFormatCannotHold) {
+    const auto control = PropertyList::parse(xmlList("<string>&#1;</string>"));
+    ASSERT_TRUE(control);
+    EXPECT_FALSE(setPreferenceValue(file, "Trunk", *control));
+    EXPECT_FALSE(writePreferences(file, *control));
+    EXPECT_EQ(readFile(file), before);
+}
+
 class SmallDiskTest : public PreferenceStoreTest {
 protected:
     void SetUp() override {
@@ -219,10 +227,10 @@ protected:
 };
 
 TEST_F(SmallDiskTest, AFullDiskLeavesTheOldFile) {
-    writeFile(folder / "filler", QByteArray(60 * 1024, 'x'));
-    const QByteArray text = "\t<key>text</key>\n\t<string>" + QByteArray(8 * 1024, 'y') + "</string>\n";
+    writeFile(folder / "filler", QByteArray(61'440, 'x'));
+    const QByteArray text = "\t<key>text</key>\n\t<string>" + QByteArray(8'192, 'y') + "</string>\n";
     PropertyList large = *PropertyList::parse(before);
-    large.set("text", *PropertyList::parse(xmlList("<string>" + QByteArray(8 * 1024, 'y') + "</string>")));
+    large.set("text", *PropertyList::parse(xmlList("<string>" + QByteArray(8'192, 'y') + "</string>")));
     EXPECT_FALSE(writePreferences(file, large));
     EXPECT_FALSE(setPreferenceValue(file, "Trunk", large));
     EXPECT_EQ(readFile(file), before);

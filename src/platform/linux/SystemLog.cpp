@@ -3,10 +3,13 @@
 
 #include "platform/SystemLog.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <deque>
+#include <iterator>
 #include <mutex>
 #include <sys/syslog.h>
+#include <sys/uio.h>
 #include <system_error>
 #include <systemd/sd-journal.h>
 #include <thread>
@@ -24,17 +27,25 @@ struct Line {
 
 int priority(OSLogType type) {
     switch (type) {
-    case OSLogType::debug: return LOG_DEBUG;
-    case OSLogType::error: return LOG_ERR;
-    case OSLogType::info: break;
+    case OSLogType::debug:
+        return LOG_DEBUG;
+    case OSLogType::error:
+        return LOG_ERR;
+    case OSLogType::info:
+        break;
     }
     return LOG_INFO;
 }
 
 void write(const Line &line) {
-    sd_journal_send("MESSAGE=%s", line.text.toUtf8().constData(), "PRIORITY=%d", priority(line.type),
-                    "SUBSYSTEM=%s", line.subsystem.toUtf8().constData(), "CATEGORY=%s",
-                    line.category.toUtf8().constData(), nullptr);
+    const QByteArray fields[] = {
+        "MESSAGE=" + line.text.toUtf8(), "PRIORITY=" + QByteArray::number(priority(line.type)),
+        "SUBSYSTEM=" + line.subsystem.toUtf8(), "CATEGORY=" + line.category.toUtf8()};
+    struct iovec pieces[std::size(fields)];
+    std::transform(std::begin(fields), std::end(fields), std::begin(pieces), [](const QByteArray &field) {
+        return iovec{const_cast<char *>(field.constData()), static_cast<std::size_t>(field.size())};
+    });
+    sd_journal_sendv(pieces, std::size(pieces));
 }
 
 // Lines on their way to the journal. Never destroyed: its thread may be stuck in the journal when the process

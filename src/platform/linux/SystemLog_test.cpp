@@ -1,0 +1,148 @@
+#include "platform/SystemLog.h"
+
+#include "test_support/ChildProcess.h"
+#include "test_support/ConditionalTest.h"
+#include "test_support/FakeJournal.h"
+#include "test_support/Isolation.h"
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+
+namespace {
+
+using platform::OSLogType;
+using platform::SystemLog;
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+void send(OSLogType type, const QString &text) {
+    SystemLog::send(QStringLiteral("com.example.program"), QStringLiteral("MyApp"), type, text);
+}
+
+class Journal : public testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(test_support::hasOwnNamespaces());
+        journal.emplace();
+        ASSERT_TRUE(journal->isListening());
+    }
+
+    // The fields of the next entry that come from the program.
+    QMap<QByteArray, QByteArray> next() {
+        auto fields = journal->next().value_or(QMap<QByteArray, QByteArray>());
+        fields.remove("SYSLOG_IDENTIFIER");
+        return fields;
+    }
+
+    std::optional<test_support::FakeJournal> journal;
+};
+
+TEST_F(Journal, GetsTheTextItsPrioritySubsystemAndCategoryAndNothingElse) {
+    send(OSLogType::info, QStringLiteral("a line"));
+    EXPECT_EQ(next(), (QMap<QByteArray, QByteArray>{{"MESSAGE", "a line"},
+                                                    {"PRIORITY", "6"},
+                                                    {"SUBSYSTEM", "com.example.program"},
+                                                    {"CATEGORY", "MyApp"}}));
+}
+
+TEST_F(Journal, GetsDebugInfoAndErrorAsItsOwnPriorities) {
+    send(OSLogType::debug, QStringLiteral("1"));
+    send(OSLogType::info, QStringLiteral("2"));
+    send(OSLogType::error, QStringLiteral("3"));
+    EXPECT_EQ(next()["PRIORITY"], "7");
+    EXPECT_EQ(next()["PRIORITY"], "6");
+    EXPECT_EQ(next()["PRIORITY"], "3");
+}
+
+TEST_F(Journal, GetsTextAsItIs) {
+    const QStringList texts = {QStringLiteral("two\nlines\n"),
+                               QStringLiteral("PRIORITY=0\nMESSAGE=other"),
+                               QStringLiteral("%s %n %d"),
+                               QStringLiteral("Grüße 😀"),
+                               QString(),
+                               QString(100000, u'x')};
+    for (const QString &text : texts) {
+        send(OSLogType::info, text);
+        EXPECT_EQ(next()["MESSAGE"], text.toUtf8());
+    }
+}
+
+TEST_F(Journal, GetsLinesInOrder) {
+    for (int i = 0; i < 1000; ++i)
+        send(OSLogType::info, QString::number(i));
+    for (int i = 0; i < 1000; ++i)
+        ASSERT_EQ(next()["MESSAGE"], QByteArray::number(i));
+}
+
+TEST_F(Journal, HasEverythingOnceItIsFlushed) {
+    const QString text(100000, u'x');
+    for (int i = 0; i < 5; ++i)
+        send(OSLogType::info, text);
+    EXPECT_TRUE(SystemLog::flush(seconds(5)));
+    for (int i = 0; i < 5; ++i)
+        EXPECT_TRUE(journal->next(milliseconds(0))) << i;
+}
+
+TEST_F(Journal, ThatHasStoppedReadingHoldsNobodyUp) {
+    constexpr int sent = static_cast<int>(SystemLog::queueLimit) + 5000;
+    const auto start = Clock::now();
+    for (int i = 0; i < sent; ++i)
+        send(OSLogType::info, QString::number(i));
+    EXPECT_LT(Clock::now() - start, seconds(5));
+    const auto flushed = Clock::now();
+    EXPECT_FALSE(SystemLog::flush(milliseconds(200)));
+    EXPECT_GE(Clock::now() - flushed, milliseconds(200));
+    EXPECT_LT(Clock::now() - flushed, seconds(2));
+}
+
+TEST_F(Journal, ThatReadsAgainGetsTheLinesThatWaitedUpToTheLimit) {
+    constexpr int limit = static_cast<int>(SystemLog::queueLimit);
+    constexpr int early = limit / 2;
+    for (int i = 0; i < early; ++i)
+        send(OSLogType::info, QStringLiteral("early"));
+    for (int i = 0; i < 2 * limit; ++i)
+        send(OSLogType::info, QStringLiteral("late"));
+    QMap<QByteArray, int> received;
+    for (auto fields = journal->next(); fields; fields = journal->next())
+        ++received[fields->value("MESSAGE")];
+    // How many of the early ones were on their way already, and so left room for late ones, is chance.
+    EXPECT_EQ(received["early"], early);
+    EXPECT_GE(received["late"], limit - early);
+    EXPECT_LT(received["late"], 2 * limit);
+    EXPECT_TRUE(SystemLog::flush(seconds(5)));
+}
+
+TEST_F(Journal, ThatHasStoppedReadingDoesNotKeepTheProcess) {
+    EXPECT_EXIT(
+        {
+            for (int i = 0; i < 5000; ++i)
+                send(OSLogType::info, QStringLiteral("x"));
+            SystemLog::flush(milliseconds(50));
+            std::exit(3);
+        },
+        testing::ExitedWithCode(3), "");
+}
+
+TEST(NoJournal, DoesNoHarm) {
+    ASSERT_TRUE(test_support::hasOwnNamespaces());
+    const auto empty = test_support::Mount::memory("/run", 1 << 20);
+    send(OSLogType::error, QStringLiteral("nobody hears"));
+    EXPECT_TRUE(SystemLog::flush(seconds(5)));
+}
+
+// Root has no limit of threads.
+void losesLinesAndNothingElse() {
+    EXPECT_EQ(test_support::statusInChild([] {
+                  const struct rlimit none = {0, 0};
+                  if (::setresuid(65534, 65534, 65534) != 0 || ::setrlimit(RLIMIT_NPROC, &none) != 0)
+                      return 1;
+                  send(OSLogType::error, QStringLiteral("nobody hears"));
+                  return SystemLog::flush(milliseconds(50)) ? 2 : 0;
+              }),
+              0);
+}
+const bool threadsTested = test_support::registerTestIf(::geteuid() == 0, "NoThreads",
+                                                        "LosesLinesAndNothingElse", losesLinesAndNothingElse);
+
+} // namespace

@@ -1,0 +1,213 @@
+// The program is killed at a moment of its run and started again: the next run succeeds, nothing goes on
+// behind the killed one, and what that one had collected or packed is still there.
+#include "tests/SilentRun.h"
+
+#include <algorithm>
+#include <csignal>
+#include <functional>
+
+namespace fs = std::filesystem;
+using namespace test_support;
+
+namespace {
+
+using Archives = std::map<std::string, QByteArray>;
+
+class Kill : public SilentRun {
+protected:
+    // Another time zone gives the next run another run folder, however soon it comes.
+    ProgramOptions laterProgram() const {
+        auto options = program();
+        options.variables.emplace_back("TZ", "LATER-5");
+        return options;
+    }
+
+    // The archives that stand complete in the scratch folder.
+    Archives scratchArchives() const {
+        Archives found;
+        for (const std::string &name : namesIn("temp")) {
+            if (name.starts_with("lumaMacLog_") && name.ends_with(".zip"))
+                found[name] = readFile(root() / "temp" / name);
+        }
+        return found;
+    }
+
+    void killWhen(const std::function<bool()> &moment) { killWhen(moment, program()); }
+
+    void killWhen(const std::function<bool()> &moment, const ProgramOptions &options) {
+        ProgramRun running(options);
+        bool reached = false;
+        while (!reached && running.isRunning())
+            reached = moment();
+        // The last moments may be seen only when the program has ended by itself.
+        reached = reached || moment();
+        running.send(SIGKILL);
+        ASSERT_TRUE(reached) << "the program ended before: " << log();
+        running.waitForEnd();
+        EXPECT_TRUE(waitUntil([] { return processesOf("zip").empty(); }, std::chrono::seconds(1)));
+    }
+
+    // Looks at what a killed run has left, starts the next run, and looks again.
+    void expectTheNextRunSucceedsAndNothingIsLost() {
+        const fs::path folder = runFolder();
+        const bool hasFolder = !folder.empty() && fs::exists(folder);
+        const auto left = hasFolder ? treeOf(folder) : std::map<std::string, std::string>();
+        const Archives archives = scratchArchives();
+        const std::size_t receivedBefore = service.receipts().size();
+
+        EXPECT_EQ(run(laterProgram()), exited(0));
+        EXPECT_EQ(uploadLog(), sentWell);
+        EXPECT_EQ(received().size(), itemCount);
+        EXPECT_EQ(service.receipts().size(), receivedBefore + 1);
+        EXPECT_EQ(namesIn("temp"), std::vector<std::string>());
+
+        if (hasFolder) {
+            EXPECT_EQ(differences(left, treeOf(folder)), std::vector<std::string>());
+        }
+        for (const auto &[name, content] : archives) {
+            const bool isKept = readFile(root() / "Output/Recovered" / name) == content ||
+                                (hasFolder && readFile(folder / name) == content);
+            EXPECT_TRUE(isKept) << name << " is lost";
+        }
+    }
+
+    // Whether the last run's data stands somewhere: as files, or as an archive that can be read.
+    bool hasData() const {
+        const fs::path folder = runFolder();
+        if (fs::exists(folder / "Lumadoc/LumaLog/services/renderer-5.log"))
+            return true;
+        const std::string name = "lumaMacLog_" + logId() + "_cef.zip";
+        for (const fs::path &place : {folder, root() / "Output/Recovered", root() / "temp"}) {
+            if (fs::exists(place / name) && fs::file_size(place / name) > 0) {
+                try {
+                    return readArchive(place / name).size() == itemCount;
+                } catch (const std::runtime_error &) {
+                }
+            }
+        }
+        return false;
+    }
+
+    std::size_t itemCount = 15;
+};
+
+struct Moment {
+    std::string line;
+    // Whether the run has collected everything by then and nobody has received it yet.
+    bool hasCollected;
+};
+
+void PrintTo(const Moment &moment, std::ostream *out) {
+    *out << moment.line;
+}
+
+class KilledAt : public Kill, public testing::WithParamInterface<Moment> {};
+
+bool holds(const fs::path &file, const std::string &text) {
+    return readFile(file).contains(QByteArray::fromStdString(text));
+}
+
+} // namespace
+
+TEST_P(KilledAt, LosesNothing) {
+    install();
+    killWhen([this] {
+        const std::string line = ": " + GetParam().line;
+        return holds(firstLogFile(), line) || holds(logFile(), line);
+    });
+    if (GetParam().hasCollected) {
+        EXPECT_TRUE(hasData());
+    }
+    expectTheNextRunSucceedsAndNothingIsLost();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EachLine, KilledAt,
+    testing::Values(Moment{"----------------------------Application Started", false},
+                    Moment{"Brennic_Lumadoc_Diagnostics App Version: ", false},
+                    Moment{"LumadocDiagnostics Directory: ", false},
+                    Moment{"Directory created: System", false}, Moment{"Directory created: temp", false},
+                    Moment{"Arguments: Silent Mode: ", false}, Moment{"Component Name: ", false},
+                    Moment{"Track: ", false}, Moment{"Running without UI", false},
+                    Moment{"Not Found Lumadoc", false}, Moment{"Lumadoc running instance not found", false},
+                    Moment{"LumadocRunningInstance.isEmpty", false}, Moment{"App url for bundle", false},
+                    Moment{"Lumadoc installation found.", false}, Moment{"FlavourFromAppVersion:", false},
+                    Moment{"Total [\"lumacef\"]", true}, Moment{"Removed file with extension", true},
+                    Moment{"Total files removed", true}, Moment{"Log file will be copied", true},
+                    Moment{"File created and content written", true}, Moment{"Compressed File: ", true},
+                    Moment{"Directory compressed successfully.", true}, Moment{"Deleted: Lumadoc", true},
+                    Moment{"File copied successfully.", true}, Moment{"Deleted: lumaMacLog_", true},
+                    Moment{"Compressed file size: ", true}, Moment{"Status Code: ", false},
+                    Moment{"Response Data: ", false}, Moment{"Directory deleted successfully.", false}));
+
+TEST_F(Kill, WhileLogsAreCopied) {
+    const auto product = install({.logBytes = 400'000, .logFiles = 400});
+    const auto isPacked = [](const fs::directory_entry &entry) {
+        return entry.is_regular_file() && entry.path().has_extension() && entry.path().extension() != ".bin";
+    };
+    const fs::recursive_directory_iterator logs(product.logs);
+    itemCount = 10 + static_cast<std::size_t>(std::count_if(begin(logs), end(logs), isPacked));
+    killWhen([this] {
+        const fs::path folder = runFolder();
+        return !folder.empty() && fs::exists(folder / "Lumadoc/LumaLog/services");
+    });
+    EXPECT_FALSE(holds(logFile(), "Total [\"lumacef\"]"));
+    expectTheNextRunSucceedsAndNothingIsLost();
+}
+
+TEST_F(Kill, WhileZipWorks) {
+    install({.logBytes = 20'000'000, .logFiles = 6, .incompressible = true});
+    killWhen([] { return !processesOf("zip").empty(); });
+    EXPECT_FALSE(holds(logFile(), "Directory compressed successfully."));
+    EXPECT_TRUE(hasData());
+    expectTheNextRunSucceedsAndNothingIsLost();
+}
+
+TEST_F(Kill, BetweenTheArchiveAndItsPlace) {
+    install({.logBytes = 20'000'000, .logFiles = 6, .incompressible = true});
+    killWhen([this] { return holds(logFile(), "Deleted: Lumadoc"); });
+    EXPECT_TRUE(hasData());
+    expectTheNextRunSucceedsAndNothingIsLost();
+}
+
+TEST_F(Kill, TwiceInARow) {
+    install();
+    killWhen([this] { return holds(logFile(), "Directory compressed"); });
+    const auto first = treeOf(runFolder());
+    const fs::path firstFolder = runFolder();
+    auto options = program();
+    options.variables.emplace_back("TZ", "LATER-3");
+    killWhen([this] { return readFile(logFile()).count("Directory compressed") == 2; }, options);
+    expectTheNextRunSucceedsAndNothingIsLost();
+    EXPECT_EQ(differences(first, treeOf(firstFolder)), std::vector<std::string>());
+}
+
+// The program itself is not told: zip must end by what it was started with.
+TEST_F(Kill, ZipEndsWithTheProgram) {
+    install({.logBytes = 60'000'000, .logFiles = 6, .incompressible = true});
+    ProgramRun running(program());
+    ASSERT_TRUE(waitUntil([] { return !processesOf("zip").empty(); }));
+    const pid_t zip = processesOf("zip").front();
+    ::kill(zip, SIGSTOP);
+    running.send(SIGTERM);
+    EXPECT_EQ(running.waitForEnd(std::chrono::seconds(1)), killedBy(SIGTERM));
+    EXPECT_TRUE(waitUntil([] { return processesOf("zip").empty(); }, std::chrono::seconds(1)));
+}
+
+// Two runs within one second share a run folder; what the first one could not send must survive the second.
+TEST_F(Kill, AnArchiveThatCouldNotBeSentOutlivesARunInTheSameSecond) {
+    install();
+    fs::path first;
+    for (int attempt = 0; attempt < 10; ++attempt) {
+        service.setBehaviour({.status = 503}, 1);
+        ASSERT_EQ(run(), exited(0));
+        first = archive();
+        ASSERT_TRUE(fs::exists(first));
+        ASSERT_EQ(run(), exited(0));
+        if (runFolder() == first.parent_path())
+            break;
+    }
+    ASSERT_EQ(runFolder(), first.parent_path()) << "no two runs began in the same second";
+    EXPECT_EQ(uploadLog(), sentWell);
+    EXPECT_TRUE(fs::exists(first) || fs::exists(root() / "Output/Recovered" / first.filename()));
+}

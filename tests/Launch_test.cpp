@@ -1,0 +1,162 @@
+// How the program starts: alone or beside another copy, with and without a window, with arguments of every
+// kind.
+#include "tests/SilentRun.h"
+
+#include <csignal>
+
+namespace fs = std::filesystem;
+using namespace support_service;
+using namespace test_support;
+
+namespace {
+
+class Launch : public SilentRun {
+protected:
+    // Starts a copy that stays in its upload.
+    std::unique_ptr<ProgramRun> startAndHold() {
+        service.setBehaviour({.neverAnswer = true});
+        auto running = start();
+        EXPECT_TRUE(service.waitForReceipts(1, std::chrono::seconds(20)));
+        EXPECT_TRUE(waitUntil([this] { return log().ends_with("INFO: \n"); }));
+        return running;
+    }
+
+    static std::string detected(const std::string &arguments) {
+        return "INFO: -----------Brennic_Lumadoc_Diagnostics running instanace detected. Terminating the new "
+               "instance with [" +
+               arguments + "].-----------\n";
+    }
+
+    const std::string failed = "INFO: --------------Silent Upload failed, app terminated--------------\n";
+};
+
+std::string countOf(const std::string &line, const std::string &text) {
+    int count = 0;
+    for (std::size_t at = text.find(line); at != std::string::npos; at = text.find(line, at + 1))
+        ++count;
+    return std::to_string(count);
+}
+
+} // namespace
+
+TEST_F(Launch, ASecondCopyLeavesOneLineAndEnds) {
+    install();
+    const auto first = startAndHold();
+    const std::string before = log();
+    const auto filesBefore = namesIn("");
+    ProgramRun second(program({"/silent", "/product=\"a\\b\"", "/track=QZ"}));
+    EXPECT_EQ(second.waitForEnd(std::chrono::seconds(5)), exited(0));
+    EXPECT_EQ(second.standardOutput() + second.standardError(), "");
+    EXPECT_EQ(log(), before + detected(R"("PROGRAM", "/silent", "/product=\"a\\b\"", "/track=QZ")"));
+    EXPECT_EQ(namesIn(""), filesBefore);
+    EXPECT_TRUE(fs::is_empty(home.caches() / "Logs"));
+    EXPECT_TRUE(first->isRunning());
+}
+
+TEST_F(Launch, ASecondCopyWithAWindowEndsToo) {
+    install();
+    const auto first = startAndHold();
+    const std::string before = log();
+    EXPECT_EQ(run(std::vector<std::string>{}), exited(0));
+    EXPECT_EQ(log(), before + detected("\"PROGRAM\""));
+}
+
+TEST_F(Launch, ACopyInAnotherPlaceIsACopy) {
+    install();
+    const auto first = startAndHold();
+    const fs::path elsewhere = home.path() / "else\nwhere";
+    fs::create_directories(elsewhere);
+    const ScratchBundle other(bundle.path(), elsewhere);
+    const std::string before = log();
+    auto options = program();
+    options.program = other.executable();
+    EXPECT_EQ(run(options), exited(0));
+    EXPECT_EQ(log(), before + detected("\"~/else\\nwhere/Brennic_Lumadoc_Diagnostics.app/Contents/Linux/"
+                                       "Brennic_Lumadoc_Diagnostics\", \"/silent\""));
+}
+
+TEST_F(Launch, ACopyOfAnotherIdentifierIsNone) {
+    install();
+    const auto first = startAndHold();
+    fs::create_directories(home.path() / "other");
+    const ScratchBundle other(bundle.path(), home.path() / "other");
+    other.setText("CFBundleIdentifier", "com.brennic.Other");
+    service.setBehaviour({});
+    auto options = program();
+    options.program = other.executable();
+    EXPECT_EQ(run(options), exited(0));
+    EXPECT_EQ(service.receipts().size(), 2U);
+    EXPECT_TRUE(first->isRunning());
+}
+
+TEST_F(Launch, AStoppedCopyStillRuns) {
+    install();
+    const auto first = startAndHold();
+    first->send(SIGSTOP);
+    EXPECT_EQ(run(), exited(0));
+    EXPECT_THAT(log(), testing::EndsWith(detected("\"PROGRAM\", \"/silent\"")));
+}
+
+TEST_F(Launch, OfTwoAtTheSameMomentOneGoesOn) {
+    install();
+    service.setBehaviour({.waitBeforeAnswer = std::chrono::milliseconds(400), .status = 503});
+    for (std::size_t round = 1; round <= 3; ++round) {
+        const auto one = start();
+        const auto other = start();
+        EXPECT_EQ(one->waitForEnd(), exited(0));
+        EXPECT_EQ(other->waitForEnd(), exited(0));
+        EXPECT_EQ(service.receipts().size(), round);
+        EXPECT_THAT(log(), testing::EndsWith(failed));
+    }
+    const std::string whole = readFile(logFile()).toStdString();
+    EXPECT_EQ(countOf("Application Started", whole), "3");
+}
+
+TEST_F(Launch, WithAWindowItSaysThatThereIsNone) {
+    ProgramRun window(program({}));
+    EXPECT_EQ(window.waitForEnd(), exited(1));
+    EXPECT_EQ(window.standardOutput(), "");
+    EXPECT_EQ(window.standardError(),
+              "Brennic_Lumadoc_Diagnostics: there is no window in this version; start it with /silent.\n");
+    EXPECT_THAT(log(), testing::EndsWith("INFO: PROGRAM\n"
+                                         "INFO: Arguments: Silent Mode: No\n"
+                                         "INFO: Component Name: Not provided\n"
+                                         "INFO: product: Not provided\n"
+                                         "INFO: Track: Not provided\n"));
+    EXPECT_EQ(service.connections(), 0U);
+}
+
+TEST_F(Launch, ArgumentsAreReadAsTheyAreMeant) {
+    install();
+    EXPECT_EQ(run({" /SILENT\n", "/Component=One", "/component= Two ", "/product=", "--other", "/silent=no"}),
+              exited(0));
+    EXPECT_THAT(log(), testing::HasSubstr("INFO: Arguments: Silent Mode: Yes\n"
+                                          "INFO: Component Name:  two\n"
+                                          "INFO: product: \n"
+                                          "INFO: Track: Not provided\n"));
+}
+
+TEST_F(Launch, ABundleWithoutIdentifierIsFatal) {
+    bundle.removeText("CFBundleIdentifier");
+    ProgramRun running(program());
+    EXPECT_EQ(running.waitForEnd(), exited(1));
+    EXPECT_EQ(running.standardError(), "Brennic_Lumadoc_Diagnostics: The main bundle has no identifier.\n");
+    EXPECT_FALSE(fs::exists(root()));
+}
+
+TEST_F(Launch, ABundleWithoutVersionLogsNone) {
+    install();
+    bundle.removeText("CFBundleShortVersionString");
+    EXPECT_EQ(run(), exited(0));
+    EXPECT_THAT(log(), testing::StartsWith(
+                           "----------------------------Application Started----------------------------\n"
+                           "INFO: LumadocDiagnostics Directory: ROOT\n"));
+}
+
+TEST_F(Launch, TheFirstArgumentNeedNotBeAPath) {
+    install();
+    auto options = program();
+    options.name = "diagnostics";
+    EXPECT_EQ(run(options), exited(0));
+    EXPECT_THAT(log(), testing::HasSubstr("INFO: diagnostics, /silent\n"));
+}
