@@ -2,7 +2,8 @@
 MAKEFLAGS += --no-print-directory
 .DEFAULT_GOAL := help
 MODE ?= silent
-JOBS ?= $(shell nproc)
+# More tests than cores at a time: many of them wait.
+JOBS ?= $(shell expr $$(nproc) + 2)
 
 .PHONY: help run build test bench lint format sanitize package clean
 

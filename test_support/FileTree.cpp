@@ -46,16 +46,21 @@ std::map<std::string, std::string> treeOf(const fs::path &folder, const fs::path
 std::vector<std::string> differences(const std::map<std::string, std::string> &before,
                                      const std::map<std::string, std::string> &after) {
     std::vector<std::string> result;
+    const auto note = [&](const char *what, const std::string &path, const std::string &description) {
+        std::string line = what;
+        line.append(path).append(": ").append(description);
+        result.push_back(std::move(line));
+    };
     for (const auto &[path, description] : before) {
         const auto found = after.find(path);
         if (found == after.end())
-            result.push_back("gone: " + path);
+            note("gone: ", path, description);
         else if (found->second != description)
-            result.push_back("changed: " + path + ": " + description + " -> " + found->second);
+            note("changed: ", path, description + " -> " + found->second);
     }
     for (const auto &[path, description] : after) {
         if (!before.contains(path))
-            result.push_back("new: " + path + ": " + description);
+            note("new: ", path, description);
     }
     return result;
 }

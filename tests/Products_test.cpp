@@ -174,7 +174,9 @@ TEST_F(Products, TwoTracksOfOneEditionAreToldApartByTheCommandLine) {
         const std::string place = "Applications/" + one[2] + ".app";
         EXPECT_EQ(discovery(), flavour(one[3], one[4]) + "INFO: Found Lumadoc from Commandline params: ~/" +
                                    place + "\n" + intoLumadoc);
-        EXPECT_EQ(record(), "Lumadoc Lumadoc " + one[4] + " " + one[3] + " " + place);
+        std::string expected = "Lumadoc Lumadoc ";
+        expected.append(one[4]).append(" ").append(one[3]).append(" ").append(place);
+        EXPECT_EQ(record(), expected);
         EXPECT_TRUE(hasLogsOf("Lumadoc"));
     }
 }

@@ -104,9 +104,17 @@ TEST_F(Surroundings, WithoutAnyHomeItEndsWithOneLine) {
 TEST_F(Surroundings, ClosedStandardStreamsHarmNothing) {
     install();
     const auto before = outside();
+    service.setBehaviour({.waitBeforeAnswer = std::chrono::milliseconds(300)});
     auto options = program();
     options.streams = StandardStreams::closed;
-    EXPECT_EQ(run(options), exited(0));
+    ProgramRun running(options);
+    ASSERT_TRUE(service.waitForReceipts(1, std::chrono::seconds(20)));
+    // Whatever is meant for them must not end up in a file or a connection of the program's.
+    for (const char *stream : {"0", "1", "2"}) {
+        const fs::path link = "/proc/" + std::to_string(running.processId()) + "/fd/" + stream;
+        EXPECT_EQ(fs::read_symlink(link), "/dev/null");
+    }
+    EXPECT_EQ(running.waitForEnd(), exited(0));
     EXPECT_THAT(log(), testing::EndsWith("INFO: \n" + sentWell));
     EXPECT_EQ(received().size(), 15U);
     expectUnchanged(before);

@@ -7,7 +7,6 @@
 #include <csignal>
 #include <sys/socket.h>
 
-namespace fs = std::filesystem;
 using namespace support_service;
 using namespace test_support;
 

@@ -43,6 +43,11 @@ public:
     ~ProgramRun() {
         if (m_process == 0)
             return;
+        // Asked first, so that it can tidy up after itself.
+        kill(m_process, SIGTERM);
+        wait();
+        if (m_process == 0)
+            return;
         kill(m_process, SIGKILL);
         waitpid(m_process, nullptr, 0);
     }

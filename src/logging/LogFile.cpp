@@ -70,13 +70,11 @@ void LogFile::goOnAt(const fs::path &path) {
     m_isLineOpen = false;
 }
 
-// Opening and closing the file for every line costs three times as much as the line. The open file serves as
-// long as it is the one that bears the name.
+// Opening and closing the file for every line costs three times as much as the line. The open file serves as long
+// as it has a name.
 bool LogFile::openForAppending() {
-    struct stat opened {};
-    struct stat named {};
-    if (m_file && ::fstat(m_file.get(), &opened) == 0 && ::lstat(m_path->c_str(), &named) == 0 &&
-        opened.st_dev == named.st_dev && opened.st_ino == named.st_ino)
+    struct stat status {};
+    if (m_file && ::fstat(m_file.get(), &status) == 0 && status.st_nlink > 0)
         return true;
     m_isLineOpen = false;
     std::error_code error;

@@ -60,18 +60,15 @@ const fs::path &required(const std::optional<fs::path> &url) {
 void removeFilesFromDirectoryRecursively(const fs::path &atPath, const QStringList &allowedExtensions) {
     std::error_code error;
     const auto entries = listing(atPath, error);
-    for (const fs::directory_entry &entry : entries) {
-        if (isFolder(entry)) {
-            removeFilesFromDirectoryRecursively(entry.path(), allowedExtensions);
+    const auto folder = error ? platform::FileDescriptor() : platform::openFolder(atPath, error);
+    for (auto entry = entries.begin(); !error && entry != entries.end(); ++entry) {
+        if (isFolder(*entry)) {
+            removeFilesFromDirectoryRecursively(entry->path(), allowedExtensions);
             continue;
         }
-        const QString extension = extensionOf(entry.path());
-        if (allowedExtensions.contains(u'.' + extension.toLower()))
-            continue;
-        const bool removed = fs::remove(entry.path(), error);
-        if (error)
-            break;
-        if (!removed) // It is gone already.
+        const QString extension = extensionOf(entry->path());
+        if (allowedExtensions.contains(u'.' + extension.toLower()) ||
+            !platform::removeEntry(folder, entry->path().filename(), error))
             continue;
         Logger::logInfo(QStringLiteral("Removed file with extension: ") + extension);
         ++UtilityFunctions::RemovedFilesCount;

@@ -50,6 +50,13 @@ bool writeFileAtomically(const std::filesystem::path &path, const QByteArray &co
 bool copyRegularFile(const std::filesystem::path &source, const std::filesystem::path &destination,
                      std::error_code &error);
 
+/// Opens a folder for `removeEntry`; a link to one is not followed.
+FileDescriptor openFolder(const std::filesystem::path &path, std::error_code &error);
+
+/// Removes an entry of an open folder that is no folder itself: a link goes, not what it points at. False when it is
+/// not there, which is no error, or with `error` set. Faster than by a path, which is looked up anew each time.
+bool removeEntry(const FileDescriptor &folder, const std::filesystem::path &name, std::error_code &error);
+
 /// Gives `destination` the modification time of `source`, where both allow it.
 void copyModificationTime(const std::filesystem::path &source, const std::filesystem::path &destination);
 

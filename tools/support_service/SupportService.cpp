@@ -33,11 +33,14 @@ private:
     std::filesystem::path m_path;
 };
 
-Options completed(Options options, const std::filesystem::path &ownFolder) {
+/// Fills in the places that were left open, in a folder that is made when one is.
+Options completed(Options options, std::optional<TemporaryFolder> &ownFolder) {
+    if (options.store.empty() || options.certificateFile.empty())
+        ownFolder.emplace();
     if (options.store.empty())
-        options.store = ownFolder / "archives";
+        options.store = ownFolder->path() / "archives";
     if (options.certificateFile.empty())
-        options.certificateFile = ownFolder / "authority.pem";
+        options.certificateFile = ownFolder->path() / "authority.pem";
     return options;
 }
 
@@ -60,7 +63,7 @@ bool hasBody(const httplib::Request &request) {
 class SupportService::Implementation {
 public:
     explicit Implementation(Options wanted)
-        : options(completed(std::move(wanted), m_folder.path()))
+        : options(completed(std::move(wanted), m_folder))
         , received(options.store, options.keepBodies, options.onReceipt)
         , server([this](httplib::Request &request, Connection &connection) { begin(request, connection); }) {
         std::filesystem::create_directories(options.store);
@@ -89,7 +92,7 @@ public:
     }
 
 private:
-    TemporaryFolder m_folder;
+    std::optional<TemporaryFolder> m_folder;
     std::mutex m_mutex;
     Behaviour m_behaviour;
     std::deque<Behaviour> m_nextBehaviours;

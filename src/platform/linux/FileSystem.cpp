@@ -208,6 +208,23 @@ bool copyRegularFile(const fs::path &source, const fs::path &destination, std::e
     return true;
 }
 
+FileDescriptor openFolder(const fs::path &path, std::error_code &error) {
+    error.clear();
+    FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!folder)
+        error = systemError();
+    return folder;
+}
+
+bool removeEntry(const FileDescriptor &folder, const fs::path &name, std::error_code &error) {
+    error.clear();
+    if (::unlinkat(folder.get(), name.c_str(), 0) == 0)
+        return true;
+    if (errno != ENOENT)
+        error = systemError();
+    return false;
+}
+
 void copyModificationTime(const fs::path &source, const fs::path &destination) {
     struct stat status {};
     if (::lstat(source.c_str(), &status) != 0)

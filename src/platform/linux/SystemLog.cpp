@@ -62,13 +62,17 @@ public:
         if (m_lines.size() >= SystemLog::queueLimit)
             return;
         m_lines.push_back(std::move(line));
-        if (m_idle)
+        if (m_lines.size() == 1)
             m_changed.notify_all();
     }
 
     bool flush(std::chrono::milliseconds limit) {
         std::unique_lock lock(m_mutex);
-        return m_changed.wait_for(lock, limit, [this] { return m_lines.empty() && m_idle; });
+        ++m_flushes;
+        m_changed.notify_all();
+        const bool flushed = m_changed.wait_for(lock, limit, [this] { return m_lines.empty() && m_idle; });
+        --m_flushes;
+        return flushed;
     }
 
 private:
@@ -86,6 +90,8 @@ private:
             m_idle = true;
             m_changed.notify_all();
             m_changed.wait(lock, [this] { return !m_lines.empty(); });
+            // Lines come in bursts. Woken for each of them, this thread would take more time than they do.
+            m_changed.wait_for(lock, std::chrono::milliseconds(20), [this] { return m_flushes > 0; });
             m_idle = false;
             std::deque<Line> lines;
             lines.swap(m_lines);
@@ -100,6 +106,8 @@ private:
     std::condition_variable m_changed;
     std::deque<Line> m_lines;
     bool m_idle = false;
+    /// How many callers wait for the lines so far.
+    int m_flushes = 0;
 };
 
 } // namespace

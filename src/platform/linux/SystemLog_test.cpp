@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 #include <sys/resource.h>
+#include <thread>
 
 namespace {
 
@@ -76,12 +77,14 @@ TEST_F(Journal, GetsLinesInOrder) {
 }
 
 TEST_F(Journal, HasEverythingOnceItIsFlushed) {
-    const QString text(100000, u'x');
-    for (int i = 0; i < 5; ++i)
+    // So long that it takes a moment to be written, and flushed at different moments of that.
+    const QString text(1000000, u'x');
+    for (int i = 0; i < 40; ++i) {
         send(OSLogType::info, text);
-    EXPECT_TRUE(SystemLog::flush(seconds(5)));
-    for (int i = 0; i < 5; ++i)
+        std::this_thread::sleep_for(std::chrono::microseconds(20 * i));
+        EXPECT_TRUE(SystemLog::flush(seconds(5)));
         EXPECT_TRUE(journal->next(milliseconds(0))) << i;
+    }
 }
 
 TEST_F(Journal, ThatHasStoppedReadingHoldsNobodyUp) {
