@@ -27,7 +27,7 @@ test:
 	@scripts/require-packages build test
 	@scripts/build release -DLUMAMON_TESTS=ON
 	@echo "== Running the tests"
-	@ctest --preset release --parallel $(JOBS) --quiet --output-log build/release/tests.log \
+	@ctest --preset release --parallel $(JOBS) --quiet --output-log $(CURDIR)/build/release/tests.log \
 	  || { scripts/show-failures build/release/tests.log; exit 1; }
 	@scripts/show-summary build/release/tests.log
 

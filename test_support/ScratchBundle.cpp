@@ -2,8 +2,8 @@
 
 #include "test_support/ScratchHome.h"
 
+#include <QRegularExpression>
 #include <cstdlib>
-#include <regex>
 
 namespace test_support {
 
@@ -31,11 +31,12 @@ void ScratchBundle::removeText(const std::string &key) const {
 }
 
 void ScratchBundle::replaceText(const std::string &key, const std::string &replacement) const {
-    const std::string before = readFile(info()).toStdString();
-    const std::regex entry("<key>" + key + "</key>\\s*<string>[^<]*</string>");
-    if (!std::regex_search(before, entry))
+    QString text = QString::fromUtf8(readFile(info()));
+    const QRegularExpression entry(
+        QStringLiteral("<key>%1</key>\\s*<string>[^<]*</string>").arg(QString::fromStdString(key)));
+    if (!text.contains(entry))
         std::abort();
-    writeFile(info(), QByteArray::fromStdString(std::regex_replace(before, entry, replacement)));
+    writeFile(info(), text.replace(entry, QString::fromStdString(replacement)).toUtf8());
 }
 
 } // namespace test_support

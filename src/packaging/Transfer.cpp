@@ -1,6 +1,7 @@
 #include "packaging/Transfer.h"
 
 #include "platform/Machine.h"
+#include "platform/Sockets.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -30,6 +31,8 @@ Transfer::Transfer(const UploadRequest &request, const QByteArray &body, const U
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     // A name server that does not answer must not hold up a cancelled transfer.
     curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
+    curl_easy_setopt(easy, CURLOPT_SOCKOPTFUNCTION, &Transfer::onSocket);
+    curl_easy_setopt(easy, CURLOPT_SOCKOPTDATA, this);
     curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
     curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
     curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Transfer::onData);
@@ -37,6 +40,11 @@ Transfer::Transfer(const UploadRequest &request, const QByteArray &body, const U
     curl_easy_setopt(easy, CURLOPT_XFERINFOFUNCTION, &Transfer::onProgress);
     curl_easy_setopt(easy, CURLOPT_XFERINFODATA, this);
     curl_easy_setopt(easy, CURLOPT_NOPROGRESS, 0L);
+}
+
+int Transfer::onSocket(void *self, curl_socket_t socket, curlsocktype) {
+    static_cast<Transfer *>(self)->m_sockets.push_back(socket);
+    return CURL_SOCKOPT_OK;
 }
 
 std::size_t Transfer::onHeader(const char *, std::size_t size, std::size_t count, void *self) {
@@ -56,14 +64,24 @@ std::size_t Transfer::onData(const char *bytes, std::size_t size, std::size_t co
     return transfer.m_answerIsFull ? 0 : size * count;
 }
 
-int Transfer::onProgress(void *self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) {
-    auto &transfer = *static_cast<Transfer *>(self);
-    if (received + sent != transfer.m_moved) {
-        transfer.m_moved = received + sent;
-        transfer.m_lastMove = Clock::now();
-    }
-    transfer.reportSent(sent);
+int Transfer::onProgress(void *self, curl_off_t, curl_off_t, curl_off_t, curl_off_t sent) {
+    static_cast<Transfer *>(self)->reportSent(sent);
     return 0;
+}
+
+// The system's send buffers hold megabytes. A slow service takes minutes for them, in which libcurl sees nothing move.
+void Transfer::noteMove() {
+    curl_off_t sent = 0;
+    curl_off_t received = 0;
+    curl_easy_getinfo(m_easy.get(), CURLINFO_SIZE_UPLOAD_T, &sent);
+    curl_easy_getinfo(m_easy.get(), CURLINFO_SIZE_DOWNLOAD_T, &received);
+    std::size_t unsent = 0;
+    for (const curl_socket_t socket : m_sockets)
+        unsent += platform::unsentBytes(socket);
+    const std::pair<std::int64_t, std::size_t> moved(sent + received, unsent);
+    if (moved != m_moved)
+        m_lastMove = Clock::now();
+    m_moved = moved;
 }
 
 // One report for each whole percent that is reached, the first one for the first bytes.
@@ -83,6 +101,7 @@ UploadResponse Transfer::perform(CURLM *multi, const std::atomic<bool> &cancelle
         int running = 0;
         int queued = 0;
         curl_multi_perform(multi, &running);
+        noteMove();
         if (const CURLMsg *message = curl_multi_info_read(multi, &queued))
             response = ended(message->data.result);
         else if (cancelled)

@@ -8,6 +8,8 @@
 #include "packaging/UploadTask.h"
 
 #include <memory>
+#include <utility>
+#include <vector>
 
 class Transfer {
 public:
@@ -21,6 +23,7 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    static int onSocket(void *self, curl_socket_t socket, curlsocktype);
     static std::size_t onHeader(const char *bytes, std::size_t size, std::size_t count, void *self);
     static std::size_t onData(const char *bytes, std::size_t size, std::size_t count, void *self);
     static int onProgress(void *self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent);
@@ -29,6 +32,7 @@ private:
     void reportSent(std::int64_t sent);
     UploadResponse ended(CURLcode code) const;
     UploadResponse failed(const UploadError &error) const;
+    void noteMove();
     bool isOverdue() const;
 
     const UploadLimits &m_limits;
@@ -40,7 +44,10 @@ private:
     QByteArray m_answer;
     bool m_answerIsFull = false;
     std::int64_t m_sent = 0;
-    std::int64_t m_moved = 0;
+    /// Opened for this transfer; some may be closed again.
+    std::vector<curl_socket_t> m_sockets;
+    /// Where the bytes were at the last look: in libcurl's counts, and in the system's send buffers.
+    std::pair<std::int64_t, std::size_t> m_moved;
     Clock::time_point m_lastMove = Clock::now();
     std::optional<Clock::time_point> m_answerBegan;
 };

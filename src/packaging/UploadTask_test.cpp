@@ -188,6 +188,12 @@ TEST_F(UploadTaskTest, ASlowServiceThatKeepsReadingIsNotTimedOut) {
     EXPECT_EQ(upload(someBytes(6'000'000), {.idle = 900ms}).statusCode, 200);
 }
 
+TEST_F(UploadTaskTest, ASlowServiceIsNotTimedOutWhileTheSystemsBuffersDrain) {
+    // Small enough to fit whole into the buffers on the way, where libcurl does not see it any more.
+    service.setBehaviour({.readBytesPerSecond = 1'000'000});
+    EXPECT_EQ(upload(someBytes(3'000'000), {.idle = 1s}).statusCode, 200);
+}
+
 TEST_F(UploadTaskTest, ARefusedHandshakeIsATlsFailure) {
     service.setHandshake(support_service::Handshake::refuse);
     EXPECT_EQ(errorCode(upload("content")), TransportErrorCode::secureConnectionFailed);
