@@ -7,6 +7,7 @@ function(lumamon_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;PROPERTIES" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE lumamon test_support ${ARG_LIBRARIES})
+  target_precompile_headers(${name} REUSE_FROM test_support)
   set_target_properties(${name} PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/UnitTests.app/Contents/Linux")
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60

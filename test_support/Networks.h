@@ -11,7 +11,7 @@ void enterNoNetwork();
 /// One interface is up, and no route leads beyond its own network; whatever is sent into that is lost.
 void enterLonelyNetwork();
 
-/// Whether this machine lets a test have networks of its own.
-bool hasNetworks();
+/// Whether this machine lets a test enter that network.
+bool canEnter(void (*network)());
 
 } // namespace test_support

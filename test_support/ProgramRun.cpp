@@ -41,6 +41,11 @@ std::vector<std::string> environmentOf(const ProgramOptions &options) {
     return result;
 }
 
+bool becomeUser(uid_t user) {
+    return ::setgroups(0, nullptr) == 0 && ::setresgid(user, user, user) == 0 &&
+           ::setresuid(user, user, user) == 0;
+}
+
 // Between fork and exec: system calls only, since other threads may have held any lock.
 [[noreturn]] void becomeProgram(const ProgramOptions &options, char *const *arguments,
                                 char *const *environment, int output, int errors) {
@@ -52,9 +57,7 @@ std::vector<std::string> environmentOf(const ProgramOptions &options) {
     if (options.beforeStart != nullptr)
         options.beforeStart();
     if (options.user)
-        ready = ready && ::setgroups(0, nullptr) == 0 &&
-                ::setresgid(*options.user, *options.user, *options.user) == 0 &&
-                ::setresuid(*options.user, *options.user, *options.user) == 0;
+        ready = ready && becomeUser(*options.user);
     if (options.streams == StandardStreams::closed) {
         for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
             ::close(stream);
@@ -143,6 +146,14 @@ std::string ProgramRun::standardOutput() const {
 
 std::string ProgramRun::standardError() const {
     return contentOf(m_errors);
+}
+
+bool canRunAs(uid_t user) {
+    const pid_t child = ::fork();
+    if (child == 0)
+        ::_exit(becomeUser(user) ? 0 : 1);
+    int status = 0;
+    return child > 0 && ::waitpid(child, &status, 0) == child && status == 0;
 }
 
 std::vector<pid_t> processesOf(const std::string &programName) {

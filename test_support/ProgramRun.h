@@ -80,6 +80,9 @@ private:
     std::uint64_t m_peakMemoryBytes = 0;
 };
 
+/// Whether this process may start programs as that user.
+bool canRunAs(uid_t user);
+
 /// The processes, of those that a test can see, that run a program of this name and have not ended.
 std::vector<pid_t> processesOf(const std::string &programName);
 

@@ -172,8 +172,9 @@ TEST_F(Products, TwoTracksOfOneEditionAreToldApartByTheCommandLine) {
     for (const auto &one : wanted) {
         EXPECT_EQ(run({"/silent", one[0], one[1]}), exited(0));
         const std::string place = "Applications/" + one[2] + ".app";
-        EXPECT_EQ(discovery(), flavour(one[3], one[4]) + "INFO: Found Lumadoc from Commandline params: ~/" +
-                                   place + "\n" + intoLumadoc);
+        std::string found = flavour(one[3], one[4]);
+        found.append("INFO: Found Lumadoc from Commandline params: ~/").append(place).append("\n");
+        EXPECT_EQ(discovery(), found.append(intoLumadoc));
         std::string expected = "Lumadoc Lumadoc ";
         expected.append(one[4]).append(" ").append(one[3]).append(" ").append(place);
         EXPECT_EQ(record(), expected);

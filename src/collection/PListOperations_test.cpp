@@ -2,6 +2,7 @@
 
 #include "discovery/RunState.h"
 #include "test_support/LogReader.h"
+#include "test_support/PropertyLists.h"
 #include "test_support/ScratchHome.h"
 
 #include <cstdlib>
@@ -17,14 +18,7 @@ using platform::PropertyList;
 using platform::PropertyListFormat;
 using test_support::readFile;
 using test_support::writeFile;
-
-QByteArray xmlList(const QByteArray &value) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-           "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-           "<plist version=\"1.0\">\n" +
-           value + "\n</plist>\n";
-}
+using test_support::xmlList;
 
 QByteArray element(const QByteArray &tag, const QByteArray &content) {
     return content.isEmpty() ? "<" + tag + "/>\n" : "<" + tag + ">\n" + content + "</" + tag + ">\n";

@@ -1,6 +1,7 @@
 #include "platform/PropertyListCheck.h"
 
 #include "platform/PropertyList.h"
+#include "test_support/PropertyLists.h"
 
 #include <QList>
 #include <QSet>
@@ -15,14 +16,7 @@ using platform::isSafePropertyList;
 using platform::PropertyList;
 using platform::propertyListFingerprint;
 using platform::PropertyListLimits;
-
-QByteArray xmlList(const QByteArray &value) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-           "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-           "<plist version=\"1.0\">\n" +
-           value + "\n</plist>\n";
-}
+using test_support::xmlList;
 
 QByteArray bigEndian(quint64 value, int size) {
     QByteArray bytes(8, '\0');

@@ -2,6 +2,7 @@
 
 #include "platform/Process.h"
 #include "platform/PropertyListCheck.h"
+#include "test_support/PropertyLists.h"
 #include "test_support/ScopedEnvironment.h"
 #include "test_support/ScratchHome.h"
 
@@ -17,14 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 using platform::PropertyList;
 using platform::PropertyListFormat;
-
-QByteArray xmlList(const QByteArray &value) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-           "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-           "<plist version=\"1.0\">\n" +
-           value + "\n</plist>\n";
-}
+using test_support::xmlList;
 
 PropertyList fromXml(const QByteArray &value) {
     auto list = PropertyList::parse(xmlList(value));
@@ -216,8 +210,8 @@ TEST(PropertyListTest, ReadsNumbersAlikeInEveryLocale) {
                               .workingFolder = locales.path(),
                               .variables = {}});
     const test_support::ScopedEnvironment path("LOCPATH", locales.path().native());
-    if (made != 0 || std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr)
-        GTEST_SKIP() << "This machine cannot make a locale with a decimal comma.";
+    ASSERT_EQ(made, 0);
+    ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
     ASSERT_STREQ(std::localeconv()->decimal_point, ",");
     const QByteArray list = xmlList("<array>\n\t<real>1.5</real>\n</array>");
     EXPECT_TRUE(PropertyList::survivesRewriting(list));

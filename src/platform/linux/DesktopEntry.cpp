@@ -42,8 +42,8 @@ QByteArray unescaped(const QByteArray &value) {
 }
 
 // The arguments of an Exec value: separated by blanks, double quotes around arguments that hold reserved
-// characters, a backslash before a quoted `"`, `` ` ``, `$` or `\`. Outside quotes, where the specification
-// has no backslash, launchers take it as a shell does.
+// characters, a backslash before a quoted `"`, `` ` ``, `$` or `\`. Outside quotes, where that
+// standard has no backslash, launchers take it as a shell does.
 QByteArrayList arguments(const QByteArray &exec) {
     QByteArrayList result;
     QByteArray current;

@@ -1,6 +1,7 @@
 #include "platform/PreferenceStore.h"
 
 #include "test_support/Isolation.h"
+#include "test_support/PropertyLists.h"
 #include "test_support/ScratchHome.h"
 
 #include <gtest/gtest.h>
@@ -19,14 +20,7 @@ using platform::setPreferenceValue;
 using platform::writePreferences;
 using test_support::readFile;
 using test_support::writeFile;
-
-QByteArray xmlList(const QByteArray &value) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-           "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-           "<plist version=\"1.0\">\n" +
-           value + "\n</plist>\n";
-}
+using test_support::xmlList;
 
 std::vector<fs::path> entries(const fs::path &folder) {
     std::vector<fs::path> names;
