@@ -141,7 +141,8 @@ TEST_F(Trees, LinksArePackedAsLinks) {
 }
 
 TEST_F(Trees, NamesOfEveryKindArePacked) {
-    const std::vector<std::string> names = {
+    const QByteArray longest = QByteArray(251, 'n') + ".log";
+    const std::vector<const char *> names = {
         "not \xff\xfe utf8 \x80.log",
         "quote\" and ' and `date`.log",
         "line\nfeed.log",
@@ -159,17 +160,17 @@ TEST_F(Trees, NamesOfEveryKindArePacked) {
         "--.log",
         "DS_Store.log",
         ".hidden.log",
-        std::string(251, 'n') + ".log",
+        longest.constData(),
         "...log",
         "UPPER.LOG",
         "tab\t.log",
     };
     std::size_t packed = 15;
-    for (const std::string &name : names)
+    for (const std::string name : names)
         writeFile(logs / "names" / name, QByteArray::fromStdString("content of " + name));
     runAndExpect("INFO: Removed file with extension: \n");
     expectUsualFiles();
-    for (const std::string &name : names) {
+    for (const std::string name : names) {
         if (name == "-x")
             continue;
         EXPECT_EQ(item("names/" + name).content, "content of " + name);

@@ -11,9 +11,10 @@ namespace {
 
 class SampleProductProgram : public testing::Test {
 protected:
-    tools::ProgramRun run(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), SAMPLE_PRODUCT_PATH);
-        return {std::move(arguments), folder.path};
+    tools::ProgramRun run(const std::vector<std::string> &arguments) {
+        std::vector<std::string> command{SAMPLE_PRODUCT_PATH};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        return {std::move(command), folder.path};
     }
     std::string home() const { return folder.path / "home"; }
 
