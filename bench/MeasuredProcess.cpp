@@ -2,9 +2,22 @@
 
 #include <cstdlib>
 #include <fcntl.h>
-#include <sys/resource.h>
+#include <fstream>
 #include <sys/wait.h>
 #include <unistd.h>
+
+namespace {
+
+std::uint64_t highWaterMark(pid_t process) {
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("VmHWM:"))
+            return std::stoull(line.substr(6)) * 1024;
+    }
+    return 0;
+}
+
+} // namespace
 
 Measurement runMeasured(const std::vector<std::string> &command,
                         const std::vector<std::pair<std::string, std::string>> &variables) {
@@ -25,11 +38,16 @@ Measurement runMeasured(const std::vector<std::string> &command,
         ::execv(arguments.front(), arguments.data());
         ::_exit(127);
     }
+    // The last high-water mark of the program's own memory. The first ones, and what the system reports at
+    // the end, begin with the memory of this process, from which the program was forked.
+    constexpr useconds_t betweenLooks = 2000;
     int status = 0;
-    struct rusage usage {};
-    ::wait4(child, &status, 0, &usage);
+    while (::waitpid(child, &status, WNOHANG) == 0) {
+        if (const auto mark = highWaterMark(child); mark > 0)
+            result.peakBytes = mark;
+        ::usleep(betweenLooks);
+    }
     result.wall = std::chrono::steady_clock::now() - begin;
     result.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    result.peakBytes = static_cast<std::uint64_t>(usage.ru_maxrss) * 1024;
     return result;
 }

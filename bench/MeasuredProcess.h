@@ -10,7 +10,7 @@
 struct Measurement {
     int exitStatus = 0;
     std::chrono::duration<double> wall{};
-    /// The largest resident set of the program and of the programs that it ran.
+    /// The largest resident set of the program itself.
     std::uint64_t peakBytes = 0;
     /// When the process was made.
     std::chrono::system_clock::time_point started;

@@ -62,8 +62,8 @@ void bareWalk(benchmark::State &state) {
     }
 }
 
-// The folders to remove are all made before the first of them goes: ext4 is slow to make files where it has just
-// removed some.
+// The folders to remove are all made before the first of them goes: ext4 is slow to make files where it has
+// just removed some.
 fs::path folderToRemove() {
     static int next = [] {
         for (int i = 0; i < 2 * repetitions; ++i)
@@ -90,7 +90,8 @@ void bareRemoval(benchmark::State &state) {
 }
 
 void logLines(benchmark::State &state) {
-    const QString message = QStringLiteral("Directory created: /home/jdoe/.local/share/Library/LumadocDiagnostics/Output");
+    const QString message =
+        QStringLiteral("Directory created: /home/jdoe/.local/share/Library/LumadocDiagnostics/Output");
     for (auto _ : state)
         Logger::logInfo(message);
     state.SetItemsProcessed(state.iterations());
@@ -110,7 +111,10 @@ int main(int argumentCount, char **arguments) {
     slow(RegisterBenchmark("selection of 100000/bare", bareWalk));
     slow(RegisterBenchmark("pruning of 100000", pruning));
     slow(RegisterBenchmark("pruning of 100000/bare", bareRemoval));
-    RegisterBenchmark("labelled log lines", logLines)->Iterations(200'000)->Repetitions(repetitions)->UseRealTime();
+    RegisterBenchmark("labelled log lines", logLines)
+        ->Iterations(200'000)
+        ->Repetitions(repetitions)
+        ->UseRealTime();
 
     std::string inTurn = "--benchmark_enable_random_interleaving=true";
     std::vector<char *> options(arguments, arguments + argumentCount);

@@ -1,4 +1,5 @@
-// Prints, besides the usual table, the ratio of each operation to its yardstick: the benchmark of the same name with
+// Prints, besides the usual table, the ratio of each operation to its yardstick: the benchmark of the same
+// name with
 // "/bare" behind it, measured in turn with it in the same run.
 #pragma once
 

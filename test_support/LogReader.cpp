@@ -10,14 +10,15 @@
 namespace test_support {
 
 QStringList logLines(const std::filesystem::path &file) {
-    static const QRegularExpression form(
-        QStringLiteral("^((?:INFO: |WARNING: |ERROR: )?)\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d \\+0000: (.*)$"));
+    static const QRegularExpression form(QStringLiteral(
+        "^((?:INFO: |WARNING: |ERROR: )?)\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d \\+0000: (.*)$"));
     QStringList lines = QString::fromUtf8(readFile(file)).split(u'\n');
     if (lines.last().isEmpty())
         lines.removeLast();
     for (QString &line : lines) {
         const auto match = form.match(line);
-        line = match.hasMatch() ? match.captured(1) + match.captured(2) : QStringLiteral("MALFORMED: ") + line;
+        line =
+            match.hasMatch() ? match.captured(1) + match.captured(2) : QStringLiteral("MALFORMED: ") + line;
     }
     return lines;
 }

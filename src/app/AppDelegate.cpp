@@ -26,8 +26,8 @@ using namespace UtilityFunctions;
 
 const QString applicationName = QStringLiteral("Brennic_Lumadoc_Diagnostics");
 
-// Whether an older copy of this program runs. Of two that were started together each finds both, and one of them
-// must go on.
+// Whether an older copy of this program runs. Of two that were started together each finds both, and one of
+// them must go on.
 bool isAnotherCopyRunning() {
     const auto &bundle = platform::Bundle::main();
     const auto identifier = bundle ? bundle->identifier() : std::nullopt;
@@ -81,8 +81,9 @@ void chooseRunningOrInstalledProduct() {
 
 void reportSilentUpload(const UploadResult &result) {
     const bool failed = std::holds_alternative<UploadError>(result);
-    AppDelegate::KillApp(failed ? QStringLiteral("--------------Silent Upload failed, app terminated--------------")
-                                : QStringLiteral("--------------Silent Upload successful, app terminated--------------"));
+    AppDelegate::KillApp(
+        failed ? QStringLiteral("--------------Silent Upload failed, app terminated--------------")
+               : QStringLiteral("--------------Silent Upload successful, app terminated--------------"));
 }
 
 } // namespace
@@ -109,7 +110,9 @@ void AppDelegate::launch() {
         constexpr auto timeout = std::chrono::seconds(300);
         TimeoutManager::shared().runWithTimeout(timeout, [this] { runWithoutUI(); });
     } else {
-        std::fputs("Brennic_Lumadoc_Diagnostics: there is no window in this version; start it with /silent.\n", stderr);
+        std::fputs(
+            "Brennic_Lumadoc_Diagnostics: there is no window in this version; start it with /silent.\n",
+            stderr);
         QCoreApplication::exit(EXIT_FAILURE);
     }
 }
@@ -129,15 +132,15 @@ void AppDelegate::runWithoutUI() {
     SetUserFilesFolder();
     PListOperations::GetLumaLogs(true);
     GetCrashReports();
-    FilesPathDirectory::removeFilesFromDirectoryRecursively(tempTimeStampedURL.value_or(std::filesystem::path()),
-                                                            allowedExtensions);
+    FilesPathDirectory::removeFilesFromDirectoryRecursively(
+        tempTimeStampedURL.value_or(std::filesystem::path()), allowedExtensions);
     Logger::logInfo(QStringLiteral("Total files removed based on allowed extensions: ") +
                     QString::number(RemovedFilesCount));
     Logger::logInfo(QStringLiteral("Log file will be copied and compressed after this point."));
     CopyLumamonLogFile();
     saveDetailedInfo();
-    // Without an archive there is nothing to send, and the program stays as it is: the product that started it
-    // finds it running and does not start it again.
+    // Without an archive there is nothing to send, and the program stays as it is: the product that started
+    // it finds it running and does not start it again.
     if (!FilesPathDirectory::CompressOutputDirectory()) {
         Logger::logError(QStringLiteral("unable to copy compressed file."));
         return;

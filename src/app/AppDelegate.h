@@ -11,7 +11,8 @@ public:
     /// workspace, the command line, and then the window or the silent pipeline.
     void applicationDidFinishLaunching();
 
-    /// Logs `log` from a later turn of the main thread and ends the application then. Any thread; returns at once.
+    /// Logs `log` from a later turn of the main thread and ends the application then. Any thread; returns at
+    /// once.
     static void KillApp(const QString &log);
 
 private:

@@ -1,6 +1,7 @@
 // The command line: silent mode, and optionally the component, track and product that it names.
 //
-// Main thread, once, after the log has moved into the workspace: what is logged here belongs to the collected log.
+// Main thread, once, after the log has moved into the workspace: what is logged here belongs to the collected
+// log.
 #pragma once
 
 #include "discovery/RunState.h"
@@ -9,9 +10,9 @@
 
 namespace CommandLineArguments {
 
-/// Reads the whole argument list, the executable path included, into the values of RunState.h. Case and surrounding
-/// white space do not count, stored values are lower case, the last of several wins, an empty value is a value, and
-/// anything unknown is passed over.
+/// Reads the whole argument list, the executable path included, into the values of RunState.h. Case and
+/// surrounding white space do not count, stored values are lower case, the last of several wins, an empty
+/// value is a value, and anything unknown is passed over.
 void parse(const QStringList &arguments);
 
 } // namespace CommandLineArguments

@@ -32,10 +32,11 @@ TEST_F(CommandLineArgumentsTest, ExecutablePathAloneIsWindowModeWithNothingProvi
 }
 
 TEST_F(CommandLineArgumentsTest, AllOptionsAreReadInLowerCaseAndLogged) {
-    EXPECT_EQ(read({QStringLiteral("/SILENT"), QStringLiteral("/Product=Lumadoc"), QStringLiteral("/track=QZ "),
-                    QStringLiteral("\t/Component=Core Editor\n")}),
-              (QStringList{QStringLiteral("INFO: /opt/Program, /SILENT, /Product=Lumadoc, /track=QZ , \t/Component=Core "
-                                          "Editor"),
+    EXPECT_EQ(read({QStringLiteral("/SILENT"), QStringLiteral("/Product=Lumadoc"),
+                    QStringLiteral("/track=QZ "), QStringLiteral("\t/Component=Core Editor\n")}),
+              (QStringList{QStringLiteral(
+                               "INFO: /opt/Program, /SILENT, /Product=Lumadoc, /track=QZ , \t/Component=Core "
+                               "Editor"),
                            QStringLiteral("MALFORMED: "), QStringLiteral("INFO: Arguments: Silent Mode: Yes"),
                            QStringLiteral("INFO: Component Name: core editor"),
                            QStringLiteral("INFO: product: lumadoc"), QStringLiteral("INFO: Track: qz")}));

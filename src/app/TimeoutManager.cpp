@@ -56,7 +56,8 @@ TimeoutManager &TimeoutManager::shared() {
     return manager;
 }
 
-void TimeoutManager::runWithTimeout(std::chrono::duration<double> timeout, const std::function<void()> &task) {
+void TimeoutManager::runWithTimeout(std::chrono::duration<double> timeout,
+                                    const std::function<void()> &task) {
     const Watchdog watchdog(timeout);
     task();
 }

@@ -79,7 +79,8 @@ TEST_F(TimeoutManagerTest, ATaskStuckInAChildProcessLeavesNoChildBehind) {
     EXPECT_EQ(status, 1 << 8);
     const pid_t grandchild = test_support::readFile(mark).trimmed().toInt();
     ASSERT_GT(grandchild, 0);
-    for (int i = 0; i < 100 && ::access(("/proc/" + std::to_string(grandchild) + "/exe").c_str(), F_OK) == 0; ++i)
+    for (int i = 0; i < 100 && ::access(("/proc/" + std::to_string(grandchild) + "/exe").c_str(), F_OK) == 0;
+         ++i)
         std::this_thread::sleep_for(20ms);
     EXPECT_NE(::access(("/proc/" + std::to_string(grandchild) + "/exe").c_str(), F_OK), 0);
 }

@@ -89,12 +89,14 @@ bool GetInstallLogs() {
 void GetXelLogs() {
     if (!lumadocOrPellix)
         platform::fatal("The edition is not known when messaging logs are collected.");
-    const QString message = *lumadocOrPellix == QStringLiteral("Lumadoc") ? QStringLiteral("Trellis-ProMessages")
-                                                                         : QStringLiteral("PellixMessages");
+    const QString message = *lumadocOrPellix == QStringLiteral("Lumadoc")
+                                ? QStringLiteral("Trellis-ProMessages")
+                                : QStringLiteral("PellixMessages");
     const QString source = QStringLiteral("Application Support/Brennic/Lumadoc/%1/%2").arg(flavour, message);
     // The folder goes by the name of a licence file, as the support side expects it.
     copyItem(below(userLibraryURL, platform::pathFromText(source)),
-             below(tempOutputURL, platform::pathFromText(QStringLiteral("XelLogs/") + message + QStringLiteral(".lic"))));
+             below(tempOutputURL,
+                   platform::pathFromText(QStringLiteral("XelLogs/") + message + QStringLiteral(".lic"))));
 }
 
 } // namespace UtilityFunctions

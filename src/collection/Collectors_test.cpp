@@ -30,7 +30,8 @@ protected:
 };
 
 QString missing(const char *name) {
-    return QStringLiteral("ERROR: Error copying %1: No such file or directory").arg(QString::fromLatin1(name));
+    return QStringLiteral("ERROR: Error copying %1: No such file or directory")
+        .arg(QString::fromLatin1(name));
 }
 
 TEST_F(CollectorsTest, CrashReportsOfTheProductAreTaken) {
@@ -39,8 +40,9 @@ TEST_F(CollectorsTest, CrashReportsOfTheProductAreTaken) {
     GetCrashReports();
     EXPECT_EQ(readFile(out / "DiagnosticReports/Lumacef_1.ips"), "report");
     EXPECT_FALSE(fs::exists(out / "DiagnosticReports/Other_1.ips"));
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("INFO: Total [\"lumacef\"] files found: 1. Copying: 1 of size 0 "
-                                                        "kb. MaxFileCopyCount: 100")});
+    EXPECT_EQ(logLines(log),
+              QStringList{QStringLiteral("INFO: Total [\"lumacef\"] files found: 1. Copying: 1 of size 0 "
+                                         "kb. MaxFileCopyCount: 100")});
 }
 
 TEST_F(CollectorsTest, CrashReportsAreBoundedToOneMebibyte) {
@@ -83,9 +85,9 @@ TEST_F(CollectorsTest, PreferencesOfAnInstalledProductServeWhenNoneRuns) {
     writeFile(library / "Preferences/com.brennic.LumadocPE.plist", "lumadoc");
     EXPECT_TRUE(GetPropertyList());
     EXPECT_EQ(readFile(out / "PropertyList/com.brennic.LumadocPE.plist"), "lumadoc");
-    EXPECT_EQ(logLines(log),
-              (QStringList{copied,
-                           QStringLiteral("ERROR: Error while copying file: No such file or directory")}));
+    EXPECT_EQ(
+        logLines(log),
+        (QStringList{copied, QStringLiteral("ERROR: Error while copying file: No such file or directory")}));
 }
 
 TEST_F(CollectorsTest, PreferencesOfNobodyAreNotCopied) {
@@ -107,8 +109,8 @@ TEST_F(CollectorsTest, LicensingLogsAreFilesAndFolders) {
 TEST_F(CollectorsTest, MissingLicensingLogsAreOneLineEach) {
     EXPECT_TRUE(GetLicensingLogs());
     EXPECT_TRUE(fs::is_directory(out / "LicensingLogs"));
-    EXPECT_EQ(logLines(log), (QStringList{missing("lumaKWDLog.txt"), missing("distKWDLog.txt"), missing("KWD"),
-                                          missing("lumacef_low")}));
+    EXPECT_EQ(logLines(log), (QStringList{missing("lumaKWDLog.txt"), missing("distKWDLog.txt"),
+                                          missing("KWD"), missing("lumacef_low")}));
 }
 
 TEST_F(CollectorsTest, AFolderThatCannotBeMadeIsToldAndTheCopiesAreStillTried) {
@@ -145,7 +147,8 @@ TEST_F(CollectorsTest, MessagingLogsAreTakenByEditionAndTrackUnderALicenceName) 
     EXPECT_EQ(readFile(out / "XelLogs/PellixMessages.lic"), "pellix");
     lumadocOrPellix = QStringLiteral("lumadoc");
     GetXelLogs();
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("ERROR: Error copying PellixMessages.lic: File exists")});
+    EXPECT_EQ(logLines(log),
+              QStringList{QStringLiteral("ERROR: Error copying PellixMessages.lic: File exists")});
 }
 
 TEST_F(CollectorsTest, WhatMustBeKnownAndIsNotEndsTheProcess) {

@@ -14,9 +14,10 @@ namespace {
 std::error_code copyAnything(const fs::path &source, const fs::path &destination) {
     const TreeCopy copy = copyTree(source, destination);
     if (copy.skipped > 0)
-        Logger::logWarning(QStringLiteral("Not copied from %1: %2 pipes, sockets or devices, the first one being %3")
-                               .arg(platform::displayText(source.filename()), QString::number(copy.skipped),
-                                    platform::displayText(copy.firstSkipped)));
+        Logger::logWarning(
+            QStringLiteral("Not copied from %1: %2 pipes, sockets or devices, the first one being %3")
+                .arg(platform::displayText(source.filename()), QString::number(copy.skipped),
+                     platform::displayText(copy.firstSkipped)));
     return copy.error;
 }
 
@@ -38,7 +39,8 @@ bool copyItem(const std::optional<fs::path> &at, const std::optional<fs::path> &
     return false;
 }
 
-void CopyFiles(const fs::path &sourceDirectory, const fs::path &destinationDirectory, const fs::path &fileName) {
+void CopyFiles(const fs::path &sourceDirectory, const fs::path &destinationDirectory,
+               const fs::path &fileName) {
     const fs::path source = sourceDirectory / fileName;
     const fs::path destination = destinationDirectory / fileName;
     std::error_code error;
@@ -49,7 +51,8 @@ void CopyFiles(const fs::path &sourceDirectory, const fs::path &destinationDirec
     }
     fs::remove_all(destination, error);
     if (error) {
-        Logger::logError(QStringLiteral("Error while removing existing file: ") + platform::description(error));
+        Logger::logError(QStringLiteral("Error while removing existing file: ") +
+                         platform::description(error));
         return;
     }
     if ((error = copyAnything(source, destination)))

@@ -13,8 +13,9 @@ namespace UtilityFunctions {
 /// one line for all of them, and an entry that cannot be read costs the result but not the rest.
 bool copyItem(const std::optional<std::filesystem::path> &at, const std::optional<std::filesystem::path> &to);
 
-/// Copies the file or folder `fileName` from one folder to another, which is made, replacing what stands there.
-void CopyFiles(const std::filesystem::path &sourceDirectory, const std::filesystem::path &destinationDirectory,
-               const std::filesystem::path &fileName);
+/// Copies the file or folder `fileName` from one folder to another, which is made, replacing what stands
+/// there.
+void CopyFiles(const std::filesystem::path &sourceDirectory,
+               const std::filesystem::path &destinationDirectory, const std::filesystem::path &fileName);
 
 } // namespace UtilityFunctions

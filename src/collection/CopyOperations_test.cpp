@@ -12,8 +12,8 @@ namespace fs = std::filesystem;
 using test_support::logLines;
 using test_support::readFile;
 using test_support::writeFile;
-using UtilityFunctions::copyItem;
 using UtilityFunctions::CopyFiles;
+using UtilityFunctions::copyItem;
 
 class CopyOperationsTest : public testing::Test {
 protected:
@@ -48,7 +48,8 @@ TEST_F(CopyOperationsTest, CopyItemDoesNotMixFolders) {
 
 TEST_F(CopyOperationsTest, CopyItemTellsOfAMissingSource) {
     EXPECT_FALSE(copyItem(source, destination));
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("ERROR: Error copying copy: No such file or directory")});
+    EXPECT_EQ(logLines(log),
+              QStringList{QStringLiteral("ERROR: Error copying copy: No such file or directory")});
 }
 
 TEST_F(CopyOperationsTest, CopyItemTellsOfAParentThatCannotBeMade) {
@@ -72,8 +73,8 @@ TEST_F(CopyOperationsTest, CopyItemTellsOfPipesInAFolderWithOneLineAndSucceeds) 
     EXPECT_TRUE(copyItem(source, destination));
     EXPECT_EQ(readFile(destination / "file.log"), "content");
     ASSERT_EQ(logLines(log).size(), 1);
-    EXPECT_TRUE(logLines(log).first().startsWith(
-        QStringLiteral("WARNING: Not copied from source: 2 pipes, sockets or devices, the first one being ")));
+    EXPECT_TRUE(logLines(log).first().startsWith(QStringLiteral(
+        "WARNING: Not copied from source: 2 pipes, sockets or devices, the first one being ")));
 }
 
 TEST_F(CopyOperationsTest, CopyFilesCopiesOneNamedFile) {
@@ -103,21 +104,24 @@ TEST_F(CopyOperationsTest, CopyFilesReplacesALinkAndLeavesItsTarget) {
 TEST_F(CopyOperationsTest, CopyFilesTellsOfAFolderThatCannotBeMade) {
     writeFile(home.path() / "far", "a file");
     CopyFiles(source, destination, "name");
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("ERROR: Error while creating directory: Not a directory")});
+    EXPECT_EQ(logLines(log),
+              QStringList{QStringLiteral("ERROR: Error while creating directory: Not a directory")});
 }
 
 TEST_F(CopyOperationsTest, CopyFilesTellsOfAMissingSource) {
     CopyFiles(source, destination, "name");
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("ERROR: Error while copying file: No such file or directory")});
+    EXPECT_EQ(logLines(log),
+              QStringList{QStringLiteral("ERROR: Error while copying file: No such file or directory")});
 }
 
 TEST_F(CopyOperationsTest, CopyFilesTellsOfAnExistingFileThatCannotBeRemoved) {
     writeFile(source / "name", "new");
     writeFile(destination / "name", "old");
-    // Removing fails in a folder that is the root of a mounted file system or, as here, has become immutable to the
-    // user: a name of "." can be neither removed nor copied to.
+    // Removing fails in a folder that is the root of a mounted file system or, as here, has become immutable
+    // to the user: a name of "." can be neither removed nor copied to.
     CopyFiles(source, destination, ".");
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("ERROR: Error while removing existing file: Invalid argument")});
+    EXPECT_EQ(logLines(log),
+              QStringList{QStringLiteral("ERROR: Error while removing existing file: Invalid argument")});
 }
 
 } // namespace

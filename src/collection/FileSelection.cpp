@@ -69,16 +69,18 @@ bool isAscii(const std::string &text) {
 
 bool containsAnyName(const std::string &name, const QStringList &patterns) {
     const auto size = static_cast<qsizetype>(name.size());
-    const QString text = isAscii(name) ? QString::fromLatin1(name.data(), size) : QString::fromUtf8(name.data(), size);
+    const QString text =
+        isAscii(name) ? QString::fromLatin1(name.data(), size) : QString::fromUtf8(name.data(), size);
     return std::any_of(patterns.begin(), patterns.end(), [&](const QString &pattern) {
         return !pattern.isEmpty() && text.contains(pattern, Qt::CaseInsensitive);
     });
 }
 
 Selection selectNewest(std::vector<FileRecord> candidates, std::int64_t maxFileSizeBytes) {
-    std::stable_sort(candidates.begin(), candidates.end(), [](const FileRecord &left, const FileRecord &right) {
-        return left.creationDate > right.creationDate;
-    });
+    std::stable_sort(candidates.begin(), candidates.end(),
+                     [](const FileRecord &left, const FileRecord &right) {
+                         return left.creationDate > right.creationDate;
+                     });
     Selection selection;
     for (FileRecord &record : candidates) {
         std::uint64_t total = 0;
@@ -94,8 +96,9 @@ Selection selectNewest(std::vector<FileRecord> candidates, std::int64_t maxFileS
 
 namespace UtilityFunctions {
 
-bool copyFilesContainingName(const std::optional<fs::path> &sourceURL, const std::optional<fs::path> &destinationURL,
-                             int maxFileCount, std::int64_t maxFileSize, const QStringList &fileNames) {
+bool copyFilesContainingName(const std::optional<fs::path> &sourceURL,
+                             const std::optional<fs::path> &destinationURL, int maxFileCount,
+                             std::int64_t maxFileSize, const QStringList &fileNames) {
     if (!sourceURL || !destinationURL) {
         Logger::logWarning(QStringLiteral("Source or destination directory is nil."));
         return false;

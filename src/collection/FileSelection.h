@@ -31,9 +31,10 @@ Selection selectNewest(std::vector<FileRecord> candidates, std::int64_t maxFileS
 
 namespace UtilityFunctions {
 
-/// Copies the newest files of `sourceURL` whose names contain one of `fileNames`: together at most `maxFileSize`
-/// bytes, and no more after `maxFileCount` were copied (at least one is tried). False when a failure stopped the
-/// operation, with one line in the log; files copied before that stay. A missing source is no failure.
+/// Copies the newest files of `sourceURL` whose names contain one of `fileNames`: together at most
+/// `maxFileSize` bytes, and no more after `maxFileCount` were copied (at least one is tried). False when a
+/// failure stopped the operation, with one line in the log; files copied before that stay. A missing source
+/// is no failure.
 bool copyFilesContainingName(const std::optional<std::filesystem::path> &sourceURL,
                              const std::optional<std::filesystem::path> &destinationURL, int maxFileCount,
                              std::int64_t maxFileSize, const QStringList &fileNames);

@@ -46,8 +46,8 @@ TEST(Selection, AFileWithoutADateIsTheOldest) {
 }
 
 TEST(Selection, StopsAtTheFirstFileOverTheLimitAndTakesNoSmallerOneBehindIt) {
-    const auto selection =
-        selectNewest({record("a", 1s, 700'000), record("b", 2s, 400'000), record("c", 3s, 100'000)}, 1'048'576);
+    const auto selection = selectNewest(
+        {record("a", 1s, 700'000), record("b", 2s, 400'000), record("c", 3s, 100'000)}, 1'048'576);
     EXPECT_EQ(names(selection), Names{"a"});
     EXPECT_EQ(selection.totalBytes, 700'000U);
 }
@@ -91,7 +91,8 @@ TEST(NameMatch, AnEmptyPatternMatchesNothing) {
 class CopyFilesContainingNameTest : public testing::Test {
 protected:
     bool copy(int maxFileCount = 100, std::int64_t maxFileSize = 1'048'576) {
-        return copyFilesContainingName(source, destination, maxFileCount, maxFileSize, {QStringLiteral("lumacef")});
+        return copyFilesContainingName(source, destination, maxFileCount, maxFileSize,
+                                       {QStringLiteral("lumacef")});
     }
     // Files get their creation dates by being made one after the other.
     void make(const std::string &name, qsizetype size) {
@@ -122,8 +123,9 @@ TEST_F(CopyFilesContainingNameTest, CopiesTheNewestHundredOfManyAndCountsAllThat
     EXPECT_EQ(copied().size(), 100U);
     EXPECT_EQ(copied().back(), "Lumacef_1149.ips");
     EXPECT_FALSE(fs::exists(destination / "Lumacef_1000.ips"));
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("INFO: Total [\"lumacef\"] files found: 150. Copying: 100 of "
-                                                        "size 732 kb. MaxFileCopyCount: 100")});
+    EXPECT_EQ(logLines(log),
+              QStringList{QStringLiteral("INFO: Total [\"lumacef\"] files found: 150. Copying: 100 of "
+                                         "size 732 kb. MaxFileCopyCount: 100")});
 }
 
 TEST_F(CopyFilesContainingNameTest, StopsAtTheSizeLimit) {
@@ -138,8 +140,9 @@ TEST_F(CopyFilesContainingNameTest, WithoutAMatchNoFolderIsMadeAndTheSummaryStil
     make("other.ips", 1);
     EXPECT_TRUE(copy());
     EXPECT_FALSE(fs::exists(destination));
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("INFO: Total [\"lumacef\"] files found: 0. Copying: 0 of size "
-                                                        "0 kb. MaxFileCopyCount: 100")});
+    EXPECT_EQ(logLines(log),
+              QStringList{QStringLiteral("INFO: Total [\"lumacef\"] files found: 0. Copying: 0 of size "
+                                         "0 kb. MaxFileCopyCount: 100")});
 }
 
 TEST_F(CopyFilesContainingNameTest, ACountOfZeroStillLetsTheFirstOneThrough) {
@@ -147,8 +150,9 @@ TEST_F(CopyFilesContainingNameTest, ACountOfZeroStillLetsTheFirstOneThrough) {
     make("lumacef_2.ips", 1);
     EXPECT_TRUE(copy(0));
     EXPECT_EQ(copied(), Names{"lumacef_2.ips"});
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("INFO: Total [\"lumacef\"] files found: 2. Copying: 0 of size "
-                                                        "0 kb. MaxFileCopyCount: 0")});
+    EXPECT_EQ(logLines(log),
+              QStringList{QStringLiteral("INFO: Total [\"lumacef\"] files found: 2. Copying: 0 of size "
+                                         "0 kb. MaxFileCopyCount: 0")});
 }
 
 TEST_F(CopyFilesContainingNameTest, OnlySuccessfulCopiesCount) {
@@ -156,7 +160,8 @@ TEST_F(CopyFilesContainingNameTest, OnlySuccessfulCopiesCount) {
     ASSERT_EQ(::mkfifo((source / "lumacef_pipe.ips").c_str(), 0600), 0);
     EXPECT_TRUE(copy(1));
     EXPECT_EQ(copied(), Names{"lumacef_file.ips"});
-    EXPECT_EQ(logLines(log).last(), QStringLiteral("ERROR: Error copying lumacef_pipe.ips: Operation not supported"));
+    EXPECT_EQ(logLines(log).last(),
+              QStringLiteral("ERROR: Error copying lumacef_pipe.ips: Operation not supported"));
 }
 
 TEST_F(CopyFilesContainingNameTest, ReplacesWhatStandsAtTheDestination) {
@@ -189,14 +194,16 @@ TEST_F(CopyFilesContainingNameTest, AnUnsetLocationIsAWarning) {
 TEST_F(CopyFilesContainingNameTest, ASourceThatCannotBeListedIsOneError) {
     writeFile(source, "a file");
     EXPECT_FALSE(copy());
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("ERROR: Error while copying files: Not a directory")});
+    EXPECT_EQ(logLines(log),
+              QStringList{QStringLiteral("ERROR: Error while copying files: Not a directory")});
 }
 
 TEST_F(CopyFilesContainingNameTest, ADestinationThatCannotBeMadeIsOneError) {
     make("lumacef.ips", 1);
     writeFile(home.path() / "out", "a file");
     EXPECT_FALSE(copy());
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("ERROR: Error while copying files: Not a directory")});
+    EXPECT_EQ(logLines(log),
+              QStringList{QStringLiteral("ERROR: Error while copying files: Not a directory")});
 }
 
 } // namespace

@@ -15,6 +15,6 @@ struct TreeCopy {
     std::filesystem::path firstSkipped;
 };
 
-/// Copies `source` to `destination`, where nothing may stand. An entry of a folder that cannot be read is passed
-/// over; a destination that cannot be written ends the copying. What was copied by then stays.
+/// Copies `source` to `destination`, where nothing may stand. An entry of a folder that cannot be read is
+/// passed over; a destination that cannot be written ends the copying. What was copied by then stays.
 TreeCopy copyTree(const std::filesystem::path &source, const std::filesystem::path &destination);

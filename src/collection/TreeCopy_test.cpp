@@ -4,13 +4,13 @@
 #include "test_support/ScratchHome.h"
 
 #include <fcntl.h>
+#include <functional>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
-#include <functional>
 #include <unistd.h>
 
 namespace {
@@ -46,7 +46,8 @@ TEST_F(TreeCopyTest, CopiesAreTheUsersAloneAndKeepTheirTimes) {
     EXPECT_FALSE(copyTree(source, destination).error);
     constexpr auto others = fs::perms::group_all | fs::perms::others_all;
     EXPECT_EQ(fs::status(destination).permissions() & others, fs::perms::none);
-    EXPECT_EQ(fs::status(destination / "a.log").permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(fs::status(destination / "a.log").permissions(),
+              fs::perms::owner_read | fs::perms::owner_write);
     EXPECT_EQ(fs::last_write_time(destination / "a.log"), old);
     EXPECT_EQ(fs::last_write_time(destination), old);
 }

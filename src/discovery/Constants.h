@@ -24,7 +24,8 @@ namespace LabelConstants {
 inline const QString ApplicationDisplayName = QStringLiteral("Brennic Lumadoc Diagnostics");
 
 inline const QString MultipleLumadocRunningDesc =
-    QStringLiteral("Please ensure that only one Lumadoc app which needs troubleshooting is open, before running ") +
+    QStringLiteral(
+        "Please ensure that only one Lumadoc app which needs troubleshooting is open, before running ") +
     ApplicationDisplayName + QStringLiteral(".");
 
 } // namespace LabelConstants

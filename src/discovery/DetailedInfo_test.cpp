@@ -45,7 +45,8 @@ TEST_F(DetailedInfoTest, RecordsTheProductTheMachineAndThisProgram) {
                           {QStringLiteral("diagnostics_version"), QStringLiteral("1.0.0")},
                           {QStringLiteral("diagnostics_component"), QStringLiteral("editor \"core\"")},
                       }));
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("INFO: File created and content written successfully.")});
+    EXPECT_EQ(logLines(log),
+              QStringList{QStringLiteral("INFO: File created and content written successfully.")});
 }
 
 TEST_F(DetailedInfoTest, ARunWithoutAProductHasEmptyTexts) {
@@ -92,7 +93,8 @@ TEST(DetailedInfoCoding, AMissingKeyFails) {
 }
 
 TEST(DetailedInfoCoding, KeysAreFoundByTheirText) {
-    EXPECT_EQ(DetailedInfo::codingKey(QStringLiteral("lumadoc_product")), DetailedInfo::CodingKeys::lumadoc_product);
+    EXPECT_EQ(DetailedInfo::codingKey(QStringLiteral("lumadoc_product")),
+              DetailedInfo::CodingKeys::lumadoc_product);
     EXPECT_EQ(DetailedInfo::codingKey(QStringLiteral("diagnostics_component")),
               DetailedInfo::CodingKeys::diagnostics_component);
     EXPECT_FALSE(DetailedInfo::codingKey(QStringLiteral("diagnostics_other")));

@@ -9,8 +9,8 @@
 
 namespace UtilityFunctions {
 
-/// The first hardware address (empty when there is none), "_", and the user's login name; none when the system
-/// gives no list of interfaces.
+/// The first hardware address (empty when there is none), "_", and the user's login name; none when the
+/// system gives no list of interfaces.
 std::optional<QString> getUnitMachineString();
 
 /// The same from an interface list already read.

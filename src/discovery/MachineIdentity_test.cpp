@@ -21,15 +21,18 @@ TEST(MachineIdentity, WithoutAnyAddressTheUserStandsBehindTheUnderscore) {
 }
 
 TEST(MachineIdentity, DescribesThisMachineAndUser) {
-    EXPECT_EQ(*getUnitMachineString(), unitMachineString(*platform::hardwareAddresses(), platform::userName()));
+    EXPECT_EQ(*getUnitMachineString(),
+              unitMachineString(*platform::hardwareAddresses(), platform::userName()));
     EXPECT_FALSE(platform::userName().isEmpty());
 }
 
 TEST(MachineIdentity, HashIsSha512InLowerCaseHexadecimalAndStable) {
     const QString hash = getMachineHash();
     EXPECT_TRUE(QRegularExpression(QStringLiteral("^[0-9a-f]{128}$")).match(hash).hasMatch());
-    EXPECT_EQ(hash, QString::fromLatin1(
-                        QCryptographicHash::hash(getUnitMachineString()->toUtf8(), QCryptographicHash::Sha512).toHex()));
+    EXPECT_EQ(
+        hash,
+        QString::fromLatin1(
+            QCryptographicHash::hash(getUnitMachineString()->toUtf8(), QCryptographicHash::Sha512).toHex()));
     EXPECT_EQ(hash, getMachineHash());
 }
 

@@ -169,7 +169,8 @@ void VerifyApplicationProcess() {
         Logger::logInfo(QStringLiteral("Lumadoc running instance verified. NewProcessId: %1").arg(ProcessId));
         return;
     }
-    Logger::logWarning(QStringLiteral("Lumadoc running instance not Verified. OldProcessId: %1").arg(ProcessId));
+    Logger::logWarning(
+        QStringLiteral("Lumadoc running instance not Verified. OldProcessId: %1").arg(ProcessId));
 }
 
 bool IsProcessRunning(const QString &processId) {

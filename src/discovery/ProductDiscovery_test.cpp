@@ -61,12 +61,15 @@ TEST_P(FlavourTest, TheLastPiecesFirstCharacterTellsTheTrack) {
     EXPECT_EQ(LumadocVersion, QString::fromLatin1(GetParam().version));
     EXPECT_EQ(LumadocInstalledUrlUsed, product.bundle);
     EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral("INFO: FlavourFromAppVersion:%1 flavour: %2").arg(LumadocVersion, flavour)});
+              QStringList{
+                  QStringLiteral("INFO: FlavourFromAppVersion:%1 flavour: %2").arg(LumadocVersion, flavour)});
 }
 
 INSTANTIATE_TEST_SUITE_P(Versions, FlavourTest,
-                         testing::Values(VersionCase{"10.003.20112", "QZ", "QZ"}, VersionCase{"24.1.10", "Beta", "Beta"},
-                                         VersionCase{"24.002.0", "Trunk", "Trunk"}, VersionCase{"24.5.3", "none", "Trunk"},
+                         testing::Values(VersionCase{"10.003.20112", "QZ", "QZ"},
+                                         VersionCase{"24.1.10", "Beta", "Beta"},
+                                         VersionCase{"24.002.0", "Trunk", "Trunk"},
+                                         VersionCase{"24.5.3", "none", "Trunk"},
                                          VersionCase{"24.5.", "none", "Trunk"}, VersionCase{"2", "QZ", "QZ"},
                                          VersionCase{"x", "none", "Trunk"}));
 
@@ -95,7 +98,8 @@ TEST_F(DiscoveryTest, CommandLineProductAndTrackAreComparedIgnoringCase) {
     EXPECT_EQ(LumadocInstalledInstance, QStringList{LumadocBundleIdentifier});
     EXPECT_TRUE(pellixInstalledUrls.empty());
     EXPECT_FALSE(LumadocInstalledUrlUsed);
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("INFO: FlavourFromAppVersion:24.1.10 flavour: Beta")});
+    EXPECT_EQ(logLines(log),
+              QStringList{QStringLiteral("INFO: FlavourFromAppVersion:24.1.10 flavour: Beta")});
 }
 
 TEST_F(DiscoveryTest, CommandLineProductPellixSearchesOnlyTheFreeEdition) {
@@ -113,7 +117,8 @@ TEST_F(DiscoveryTest, UnmatchedProductOrTrackChangesNothing) {
         for (const char *track : {"", "trunk", "qz"})
             EXPECT_FALSE(IsFlavourValid(QString::fromLatin1(product), QString::fromLatin1(track)));
     }
-    EXPECT_TRUE(LumadocInstalledInstance.isEmpty() && lumadocInstalledUrls.empty() && LumadocVersion.isEmpty());
+    EXPECT_TRUE(LumadocInstalledInstance.isEmpty() && lumadocInstalledUrls.empty() &&
+                LumadocVersion.isEmpty());
     EXPECT_FALSE(fs::exists(log));
 }
 
@@ -125,7 +130,8 @@ TEST_F(DiscoveryTest, ListsEveryInstalledCopyOfAnEdition) {
     EXPECT_EQ(lumadocInstalledUrls, (std::vector{first.bundle, second.bundle}));
     EXPECT_TRUE(pellixInstalledUrls.empty());
     const QString line = QStringLiteral("INFO: App url for bundle: com.brennic.LumadocPE is: ");
-    EXPECT_EQ(logLines(log), (QStringList{line + displayText(first.bundle), line + displayText(second.bundle)}));
+    EXPECT_EQ(logLines(log),
+              (QStringList{line + displayText(first.bundle), line + displayText(second.bundle)}));
 }
 
 TEST_F(DiscoveryTest, ARunningEditionBecomesTheOneUnderDiagnosis) {
@@ -205,10 +211,11 @@ QStringList shownAlerts(const std::function<void()> &ask) {
 
 TEST_F(DiscoveryTest, NothingInstalledIsToldToTheUserOnlyWhenAsked) {
     EXPECT_EQ(shownAlerts([] { SetLumadocRunningOrInstalledInstances(true); }),
-              (QStringList{QStringLiteral("No Lumadoc installation detected"),
-                           QStringLiteral("No Lumadoc installation found on this device. Please install Lumadoc and "
-                                          "then start troubeshooting."),
-                           QStringLiteral("OK")}));
+              (QStringList{
+                  QStringLiteral("No Lumadoc installation detected"),
+                  QStringLiteral("No Lumadoc installation found on this device. Please install Lumadoc and "
+                                 "then start troubeshooting."),
+                  QStringLiteral("OK")}));
     EXPECT_EQ(logLines(log), (QStringList{QStringLiteral("INFO: LumadocRunningInstance.isEmpty"),
                                           QStringLiteral("INFO: lumadocInstalledUrls.isEmpty"),
                                           QStringLiteral("INFO: pellixInstalledUrls.isEmpty")}));
@@ -240,7 +247,8 @@ TEST_P(EditionTest, PaidEditionWinsWhereItStandsFirst) {
     EXPECT_EQ(*lumadocOrPellix, QString::fromLatin1(GetParam().edition));
     EXPECT_EQ(*tempOutputURL, *tempTimeStampedURL / GetParam().edition);
     EXPECT_TRUE(fs::is_directory(*tempOutputURL));
-    EXPECT_EQ(logLines(log).last(), QStringLiteral("INFO: Directory created: ") + displayText(*tempOutputURL));
+    EXPECT_EQ(logLines(log).last(),
+              QStringLiteral("INFO: Directory created: ") + displayText(*tempOutputURL));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -256,7 +264,8 @@ TEST_F(DiscoveryTest, AnEditionFolderThatCannotBeMadeIsAnErrorLineAndNoMore) {
     ASSERT_TRUE(CreateOutputDirectories());
     test_support::writeFile(*tempTimeStampedURL / "Pellix", "in the way");
     SetLumadocOrPellix();
-    EXPECT_EQ(logLines(log).last(), QStringLiteral("ERROR: Directory created: ") + displayText(*tempOutputURL));
+    EXPECT_EQ(logLines(log).last(),
+              QStringLiteral("ERROR: Directory created: ") + displayText(*tempOutputURL));
 }
 
 TEST_F(DiscoveryTest, ChoosingAnEditionWithoutAnOutputFolderEndsTheProcess) {
@@ -330,8 +339,9 @@ TEST_F(DiscoveryTest, RestartIsAdvisedToWhoRunsStandaloneOnTheQzTrack) {
     LumadocInstalledUrlUsed = "/opt/Lumadoc.app";
     EXPECT_TRUE(restartRequired("/opt/Diagnostics.app/Contents/Linux/Diagnostics"));
     EXPECT_FALSE(restartRequired("/opt/Lumadoc.app/Contents/Helpers/Diagnostics"));
-    EXPECT_FALSE(restartRequired("/home/jdoe/Library/Application Support/Brennic/Lumadoc/QZ/SupportFiles/Helpers/"
-                                 "Brennic_Lumadoc_Diagnostics.app/Contents/Linux/Brennic_Lumadoc_Diagnostics"));
+    EXPECT_FALSE(
+        restartRequired("/home/jdoe/Library/Application Support/Brennic/Lumadoc/QZ/SupportFiles/Helpers/"
+                        "Brennic_Lumadoc_Diagnostics.app/Contents/Linux/Brennic_Lumadoc_Diagnostics"));
     LumadocInstalledUrlUsed.reset();
     EXPECT_FALSE(restartRequired("/opt/Diagnostics.app/Contents/Linux/Diagnostics"));
     EXPECT_EQ(logLines(log), (QStringList{standalone, within, within, within}));

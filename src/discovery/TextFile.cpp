@@ -6,7 +6,8 @@
 
 namespace UtilityFunctions {
 
-// The empty file comes first: a place where no file can be made is told apart from one that cannot be written.
+// The empty file comes first: a place where no file can be made is told apart from one that cannot be
+// written.
 void CreateFile(const std::optional<std::filesystem::path> &fileURL, const QString &fileContent) {
     if (!fileURL || fileContent.isEmpty())
         return;

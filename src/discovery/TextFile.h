@@ -7,8 +7,8 @@
 
 namespace UtilityFunctions {
 
-/// Writes `fileContent` as UTF-8 to `fileURL`, replacing what stands there; the file is the user's alone. Does
-/// nothing without a location or without content. Success and failure are each one line of the log.
+/// Writes `fileContent` as UTF-8 to `fileURL`, replacing what stands there; the file is the user's alone.
+/// Does nothing without a location or without content. Success and failure are each one line of the log.
 void CreateFile(const std::optional<std::filesystem::path> &fileURL, const QString &fileContent);
 
 } // namespace UtilityFunctions

@@ -21,9 +21,11 @@ protected:
 
 TEST_F(TextFileTest, WritesTheTextForTheUserAlone) {
     CreateFile(file, QStringLiteral("grüße"));
-    EXPECT_EQ(test_support::readFile(file), "gr\xc3\xbc\xc3\x9f" "e");
+    EXPECT_EQ(test_support::readFile(file), "gr\xc3\xbc\xc3\x9f"
+                                            "e");
     EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("INFO: File created and content written successfully.")});
+    EXPECT_EQ(logLines(log),
+              QStringList{QStringLiteral("INFO: File created and content written successfully.")});
 }
 
 TEST_F(TextFileTest, ReplacesAnExistingFile) {

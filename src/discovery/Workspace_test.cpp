@@ -52,7 +52,8 @@ TEST_F(WorkspaceTest, NamesTheRunFolderByTheLocalTime) {
     const auto before = QDateTime::currentDateTime();
     ASSERT_TRUE(CreateOutputDirectories());
     const QString stamp = text(tempTimeStampedURL->filename());
-    EXPECT_TRUE(QRegularExpression(QStringLiteral("^\\d{14}$")).match(stamp).hasMatch()) << stamp.toStdString();
+    EXPECT_TRUE(QRegularExpression(QStringLiteral("^\\d{14}$")).match(stamp).hasMatch())
+        << stamp.toStdString();
     const auto made = QDateTime::fromString(stamp, QStringLiteral("yyyyMMddHHmmss"));
     EXPECT_LE(before.secsTo(made), 5);
     EXPECT_GE(before.secsTo(made), -1);
@@ -126,8 +127,9 @@ TEST(RunState, LogIdIsALowerCaseUuidThatStays) {
 
 TEST(RunState, AllowedExtensionsAreThe25InTheirOrder) {
     EXPECT_EQ(allowedExtensions.join(u' '),
-              QStringLiteral(".pml .dmp .zip .log .csv .plist .xml .reg .kwdlogcontrolconfig .txt .bat .lic .tmp .json "
-                             ".png .jpeg .jpg .pdf .docx .doc .xlsx .xls .ppt .pptx .ips"));
+              QStringLiteral(
+                  ".pml .dmp .zip .log .csv .plist .xml .reg .kwdlogcontrolconfig .txt .bat .lic .tmp .json "
+                  ".png .jpeg .jpg .pdf .docx .doc .xlsx .xls .ppt .pptx .ips"));
 }
 
 TEST(RunState, ProductIdentifiersHaveTheirLengthsAndOrder) {
@@ -149,9 +151,10 @@ TEST(RunState, StartsEmpty) {
 }
 
 TEST(Constants, TextsAreAsTheWindowAndTheLogShowThem) {
-    EXPECT_EQ(LabelConstants::MultipleLumadocRunningDesc,
-              QStringLiteral("Please ensure that only one Lumadoc app which needs troubleshooting is open, before "
-                             "running Brennic Lumadoc Diagnostics."));
+    EXPECT_EQ(
+        LabelConstants::MultipleLumadocRunningDesc,
+        QStringLiteral("Please ensure that only one Lumadoc app which needs troubleshooting is open, before "
+                       "running Brennic Lumadoc Diagnostics."));
     EXPECT_EQ(LogConstants::LumamonLogNotFound,
               QStringLiteral("Unable to find copy LumadocDiagnostics log file. "));
     EXPECT_EQ(ConstantsFolder::LumalogPath.arg(QStringLiteral("Trunk"), QStringLiteral("Lumadoc")),

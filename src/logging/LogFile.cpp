@@ -70,8 +70,8 @@ void LogFile::goOnAt(const fs::path &path) {
     m_isLineOpen = false;
 }
 
-// Opening and closing the file for every line costs three times as much as the line. The open file serves as long
-// as it has a name.
+// Opening and closing the file for every line costs three times as much as the line. The open file serves as
+// long as it has a name.
 bool LogFile::openForAppending() {
     struct stat status {};
     if (m_file && ::fstat(m_file.get(), &status) == 0 && status.st_nlink > 0)

@@ -32,8 +32,8 @@ std::vector<fs::directory_entry> listing(const fs::path &folder, std::error_code
     return entries;
 }
 
-// Whether the entry itself is a folder. The listing has told already: these two, unlike the entry's status, do not
-// ask the system again.
+// Whether the entry itself is a folder. The listing has told already: these two, unlike the entry's status,
+// do not ask the system again.
 bool isFolder(const fs::directory_entry &entry) {
     std::error_code error;
     return !entry.is_symlink(error) && entry.is_directory(error);
@@ -74,11 +74,12 @@ void removeFilesFromDirectoryRecursively(const fs::path &atPath, const QStringLi
         ++UtilityFunctions::RemovedFilesCount;
     }
     if (error)
-        Logger::logError(QStringLiteral("Error accessing directory: ") + displayText(atPath) + QStringLiteral(" - ") +
-                         description(error));
+        Logger::logError(QStringLiteral("Error accessing directory: ") + displayText(atPath) +
+                         QStringLiteral(" - ") + description(error));
 }
 
-bool CommandLineCompression(const std::optional<fs::path> &directoryURL, const std::optional<fs::path> &zipFileURL) {
+bool CommandLineCompression(const std::optional<fs::path> &directoryURL,
+                            const std::optional<fs::path> &zipFileURL) {
     if (!directoryURL || !zipFileURL)
         return false;
     const fs::path parent = directoryURL->parent_path();
@@ -89,11 +90,11 @@ bool CommandLineCompression(const std::optional<fs::path> &directoryURL, const s
     }
     const auto status = platform::runProgram({
         .path = zipProgram,
-        .arguments = {"-r", "-q", zipFileURL->native(), directoryURL->filename().native(), "UserEmailFeedback.json",
-                      "DetailedInfo.json", "-x", ".DS_Store"},
+        .arguments = {"-r", "-q", zipFileURL->native(), directoryURL->filename().native(),
+                      "UserEmailFeedback.json", "DetailedInfo.json", "-x", ".DS_Store"},
         .workingFolder = parent,
-        // zip takes options from here, and links go in as links: by itself it would follow them and pack files from
-        // outside the output.
+        // zip takes options from here, and links go in as links: by itself it would follow them and pack
+        // files from outside the output.
         .variables = {{"ZIPOPT", "-y"}},
     });
     if (status == 0)

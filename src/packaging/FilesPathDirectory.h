@@ -11,17 +11,19 @@
 
 namespace FilesPathDirectory {
 
-/// Removes every file below `atPath` whose extension is not allowed (each entry with its leading dot, lower case)
-/// and counts it in `UtilityFunctions::RemovedFilesCount`. A folder that fails is given up with one line.
-void removeFilesFromDirectoryRecursively(const std::filesystem::path &atPath, const QStringList &allowedExtensions);
+/// Removes every file below `atPath` whose extension is not allowed (each entry with its leading dot, lower
+/// case) and counts it in `UtilityFunctions::RemovedFilesCount`. A folder that fails is given up with one
+/// line.
+void removeFilesFromDirectoryRecursively(const std::filesystem::path &atPath,
+                                         const QStringList &allowedExtensions);
 
-/// Runs zip over the folder, from its parent. True when zip was run, whatever came of it; false when it could not
-/// be, or when a location or the parent folder is missing.
+/// Runs zip over the folder, from its parent. True when zip was run, whatever came of it; false when it could
+/// not be, or when a location or the parent folder is missing.
 bool CommandLineCompression(const std::optional<std::filesystem::path> &directoryURL,
                             const std::optional<std::filesystem::path> &zipFileURL);
 
-/// Replaces what was collected by its archive. True when zip was run; `UtilityFunctions::compressedLogURL` then
-/// names the archive.
+/// Replaces what was collected by its archive. True when zip was run; `UtilityFunctions::compressedLogURL`
+/// then names the archive.
 bool CompressOutputDirectory();
 
 /// Whether the file is smaller than the service takes: 100 MiB. False when that cannot be told.

@@ -24,7 +24,8 @@ QString text(const fs::path &path) {
 std::vector<std::string> archiveNames(const fs::path &archive) {
     std::string problem;
     std::vector<std::string> names;
-    for (const auto &entry : support_service::listArchive(archive, problem).value_or(std::vector<support_service::ArchiveEntry>()))
+    for (const auto &entry : support_service::listArchive(archive, problem)
+                                 .value_or(std::vector<support_service::ArchiveEntry>()))
         names.push_back(entry.name + (entry.isLink ? " (link)" : ""));
     return names;
 }
@@ -195,8 +196,8 @@ TEST_F(PackagingTest, TheArchiveTakesThePlaceOfWhatWasCollected) {
     EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
     EXPECT_TRUE(fs::is_empty(*temptempURL));
     const QString shown = QString::fromStdString(name);
-    EXPECT_THAT(logLines(log),
-                testing::AllOf(testing::SizeIs(6), testing::Contains(QStringLiteral("INFO: Deleted: left over"))));
+    EXPECT_THAT(logLines(log), testing::AllOf(testing::SizeIs(6),
+                                              testing::Contains(QStringLiteral("INFO: Deleted: left over"))));
     EXPECT_EQ(logLines(log).first(4), (QStringList{QStringLiteral("INFO: Compressed File: ") + shown,
                                                    QStringLiteral("INFO: Directory compressed successfully."),
                                                    QStringLiteral("INFO: Deleted: Pellix"),
@@ -227,7 +228,8 @@ TEST_F(PackagingTest, AFailingZipStillCountsAsSuccess) {
 
 TEST_F(PackagingTest, FoldersThatAreNotKnownOnceTheArchiveIsMadeEndTheProcess) {
     tempTimeStampedURL.reset();
-    EXPECT_EXIT(CompressOutputDirectory(), testing::ExitedWithCode(1), "The folders of the run are not known");
+    EXPECT_EXIT(CompressOutputDirectory(), testing::ExitedWithCode(1),
+                "The folders of the run are not known");
 }
 
 using SizeTest = FilesPathDirectoryTest;
@@ -248,8 +250,8 @@ TEST_F(SizeTest, AHundredMebibytesAreTooMuch) {
 
 TEST_F(SizeTest, AMissingFileIsAnError) {
     EXPECT_FALSE(isFileSizeValid(folder));
-    EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral("ERROR: Error fetching file attributes: No such file or directory")});
+    EXPECT_EQ(logLines(log), QStringList{QStringLiteral(
+                                 "ERROR: Error fetching file attributes: No such file or directory")});
 }
 
 using RemovingTest = FilesPathDirectoryTest;
@@ -263,8 +265,9 @@ TEST_F(RemovingTest, EmptyingAFolderKeepsIt) {
 
 TEST_F(RemovingTest, EmptyingAMissingFolderIsAnError) {
     deleteContentsOfDirectory(folder);
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral(
-                                 "ERROR: Error while deleting contents of directory: No such file or directory")});
+    EXPECT_EQ(logLines(log),
+              QStringList{QStringLiteral(
+                  "ERROR: Error while deleting contents of directory: No such file or directory")});
 }
 
 TEST_F(RemovingTest, RemovingAFolderTakesAllOfItAndNoTargetOfALink) {

@@ -4,8 +4,7 @@
 
 MultipartFrame multipartFrame(const QByteArray &boundary, const std::filesystem::path &fileName) {
     return {
-        .head = "\r\n--" + boundary +
-                "\r\nContent-Disposition: form-data; name=\"file\"; filename=\"" +
+        .head = "\r\n--" + boundary + "\r\nContent-Disposition: form-data; name=\"file\"; filename=\"" +
                 QByteArray::fromStdString(fileName.native()) +
                 "\"\r\nContent-Type: application/octet-stream\r\n\r\n",
         .tail = "\r\n--" + boundary + "--\r\n",

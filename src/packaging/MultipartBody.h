@@ -1,7 +1,7 @@
 // The body of the upload request.
 //
-// Format: multipart/form-data (RFC 7578) with one part named "file", opened by a line break, as the service has
-// always been sent it.
+// Format: multipart/form-data (RFC 7578) with one part named "file", opened by a line break, as the service
+// has always been sent it.
 #pragma once
 
 #include <QByteArray>

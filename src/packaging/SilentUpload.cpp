@@ -17,7 +17,8 @@ void logUploadError(const UploadError &error) {
     } else {
         Logger::logError(QStringLiteral("Other network error: ") + error.localizedDescription());
         const QString &text = error.userInfoDescription;
-        Logger::logError(QStringLiteral("userInfo: ") + (text.isEmpty() ? QStringLiteral("no userInfo") : text));
+        Logger::logError(QStringLiteral("userInfo: ") +
+                         (text.isEmpty() ? QStringLiteral("no userInfo") : text));
     }
 }
 

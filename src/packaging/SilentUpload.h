@@ -5,8 +5,9 @@
 
 namespace UtilityFunctions {
 
-/// Uploads the run's archive. After success the whole output is removed; after a failure it is kept, so that a later
-/// run can try again, and the error is told in the log. `completion` is called once, on the upload's thread.
+/// Uploads the run's archive. After success the whole output is removed; after a failure it is kept, so that
+/// a later run can try again, and the error is told in the log. `completion` is called once, on the upload's
+/// thread.
 void SilentUpload(UploadAPI::CompletionHandler completion);
 
 /// Tells the log what an upload failed of.

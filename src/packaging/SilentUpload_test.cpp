@@ -33,18 +33,20 @@ TEST_F(SilentUploadTest, AMissingNetworkIsToldAsSuch) {
 
 TEST_F(SilentUploadTest, AnyOtherErrorIsToldWithItsTexts) {
     logUploadError({QStringLiteral("domain"), 1, QStringLiteral("Internal Server Error.")});
-    EXPECT_EQ(logLines(log), (QStringList{QStringLiteral("ERROR: Upload error code: 1"),
-                                          QStringLiteral("ERROR: Upload error domain: domain"),
-                                          QStringLiteral("ERROR: Other network error: Internal Server Error."),
-                                          QStringLiteral("ERROR: userInfo: Internal Server Error.")}));
+    EXPECT_EQ(logLines(log),
+              (QStringList{QStringLiteral("ERROR: Upload error code: 1"),
+                           QStringLiteral("ERROR: Upload error domain: domain"),
+                           QStringLiteral("ERROR: Other network error: Internal Server Error."),
+                           QStringLiteral("ERROR: userInfo: Internal Server Error.")}));
 }
 
 TEST_F(SilentUploadTest, AnErrorWithoutATextHasNoUserInfo) {
     logUploadError({QStringLiteral("domain"), 7, {}});
     EXPECT_EQ(logLines(log).mid(2),
-              (QStringList{QStringLiteral("ERROR: Other network error: The operation couldn’t be completed. (domain "
-                                          "error 7.)"),
-                           QStringLiteral("ERROR: userInfo: no userInfo")}));
+              (QStringList{
+                  QStringLiteral("ERROR: Other network error: The operation couldn’t be completed. (domain "
+                                 "error 7.)"),
+                  QStringLiteral("ERROR: userInfo: no userInfo")}));
 }
 
 TEST_F(SilentUploadTest, WithoutAnArchiveNothingHappens) {

@@ -69,7 +69,8 @@ int Transfer::onProgress(void *self, curl_off_t, curl_off_t, curl_off_t, curl_of
     return 0;
 }
 
-// The system's send buffers hold megabytes. A slow service takes minutes for them, in which libcurl sees nothing move.
+// The system's send buffers hold megabytes. A slow service takes minutes for them, in which libcurl sees
+// nothing move.
 void Transfer::noteMove() {
     curl_off_t sent = 0;
     curl_off_t received = 0;

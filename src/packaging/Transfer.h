@@ -1,7 +1,8 @@
-// One HTTP exchange through libcurl: options, callbacks and limits. Used by one thread, that of its upload task.
+// One HTTP exchange through libcurl: options, callbacks and limits. Used by one thread, that of its upload
+// task.
 //
-// Redirects are followed as browsers do, to HTTPS only. Proxies come from the environment (https_proxy, no_proxy), the
-// certificates from the system or from SSL_CERT_FILE.
+// Redirects are followed as browsers do, to HTTPS only. Proxies come from the environment (https_proxy,
+// no_proxy), the certificates from the system or from SSL_CERT_FILE.
 #pragma once
 
 #include "packaging/TransportError.h"

@@ -43,7 +43,8 @@ QByteArray UploadAPI::endpoint() {
     return "https://" + host->toUtf8() + "/cr-apip-7.0.0/mac/log";
 }
 
-void UploadAPI::upload(const std::optional<std::filesystem::path> &fileURL, CompletionHandler completionHandler) {
+void UploadAPI::upload(const std::optional<std::filesystem::path> &fileURL,
+                       CompletionHandler completionHandler) {
     if (!fileURL)
         return;
     std::error_code error;
@@ -74,11 +75,14 @@ UploadResult UploadAPI::handleResponse(const UploadResponse &response) {
         if (response.data) {
             Logger::logInfo(QStringLiteral("Response Data: ") + decodedText(*response.data));
             switch (*response.statusCode) {
-            case 200: return *response.data;
+            case 200:
+                return *response.data;
             case 405:
             case 413:
-            case 500: return UploadError{UploadErrorDomain, 1, QStringLiteral("Internal Server Error.")};
-            default: break;
+            case 500:
+                return UploadError{UploadErrorDomain, 1, QStringLiteral("Internal Server Error.")};
+            default:
+                break;
             }
         }
     }

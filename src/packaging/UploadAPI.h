@@ -13,9 +13,10 @@
 /// Receives the progress of one upload.
 class UploadTaskDelegate {
 public:
-    /// Shows whole percents from 1 to 99 in `UploadAPI::uploadProgress`; at the beginning and at the end writes the
-    /// text that stands there to the log. A total of 0 ends the process.
-    void urlSession(std::int64_t didSendBodyData, std::int64_t totalBytesSent, std::int64_t totalBytesExpectedToSend);
+    /// Shows whole percents from 1 to 99 in `UploadAPI::uploadProgress`; at the beginning and at the end
+    /// writes the text that stands there to the log. A total of 0 ends the process.
+    void urlSession(std::int64_t didSendBodyData, std::int64_t totalBytesSent,
+                    std::int64_t totalBytesExpectedToSend);
 };
 
 namespace UploadAPI {
@@ -30,8 +31,8 @@ inline std::shared_ptr<UploadTask> uploadTask;
 /// Where the maker's support service takes archives, from the bundle's "LumamonSupportHost".
 QByteArray endpoint();
 
-/// Starts the upload of `fileURL` and returns at once. The handler is called once, when it has ended; never without
-/// a location. An archive that cannot be opened ends the process.
+/// Starts the upload of `fileURL` and returns at once. The handler is called once, when it has ended; never
+/// without a location. An archive that cannot be opened ends the process.
 void upload(const std::optional<std::filesystem::path> &fileURL, CompletionHandler completionHandler);
 
 /// What the service's answer comes to: only status 200 with data is success.

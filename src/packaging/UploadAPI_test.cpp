@@ -24,20 +24,20 @@ protected:
 
 TEST_F(UploadAPITest, Status200WithDataIsSuccess) {
     EXPECT_EQ(handleResponse({200, "thanks", std::nullopt}), UploadResult("thanks"));
-    EXPECT_EQ(logLines(log),
-              (QStringList{QStringLiteral("INFO: Status Code: 200"), QStringLiteral("INFO: Response Data: thanks")}));
+    EXPECT_EQ(logLines(log), (QStringList{QStringLiteral("INFO: Status Code: 200"),
+                                          QStringLiteral("INFO: Response Data: thanks")}));
 }
 
 TEST_F(UploadAPITest, Status200WithAnEmptyBodyIsSuccessWithEmptyData) {
     EXPECT_EQ(handleResponse({200, QByteArray(), std::nullopt}), UploadResult(QByteArray()));
-    EXPECT_EQ(logLines(log),
-              (QStringList{QStringLiteral("INFO: Status Code: 200"), QStringLiteral("INFO: Response Data: ")}));
+    EXPECT_EQ(logLines(log), (QStringList{QStringLiteral("INFO: Status Code: 200"),
+                                          QStringLiteral("INFO: Response Data: ")}));
 }
 
 TEST_F(UploadAPITest, Status200WithoutDataIsAnUnknownFailure) {
     EXPECT_EQ(handleResponse({200, std::nullopt, std::nullopt}), UploadResult(unknownError));
-    EXPECT_EQ(logLines(log),
-              (QStringList{QStringLiteral("INFO: Status Code: 200"), QStringLiteral("INFO: Unknown error occurred.")}));
+    EXPECT_EQ(logLines(log), (QStringList{QStringLiteral("INFO: Status Code: 200"),
+                                          QStringLiteral("INFO: Unknown error occurred.")}));
 }
 
 TEST_F(UploadAPITest, DataThatIsNoTextIsLoggedAsNothing) {
@@ -67,7 +67,8 @@ INSTANTIATE_TEST_SUITE_P(Statuses, OtherStatusTest, testing::Values(201, 204, 30
 TEST_F(UploadAPITest, ATransportErrorIsPassedOnAndDescribed) {
     const UploadError lost = transportError(TransportErrorCode::connectionLost);
     EXPECT_EQ(handleResponse({std::nullopt, std::nullopt, lost}), UploadResult(lost));
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("INFO: The connection to the support server was lost.")});
+    EXPECT_EQ(logLines(log),
+              QStringList{QStringLiteral("INFO: The connection to the support server was lost.")});
 }
 
 TEST_F(UploadAPITest, ATransferThatBrokeBehindItsStatusLineHasBoth) {
@@ -94,9 +95,12 @@ TEST_F(UploadAPITest, EndpointIsTheMakersHostOverHttps) {
 
 class ProgressTest : public UploadAPITest {
 protected:
-    void report(std::int64_t sent, std::int64_t expected) { UploadTaskDelegate().urlSession(1, sent, expected); }
+    void report(std::int64_t sent, std::int64_t expected) {
+        UploadTaskDelegate().urlSession(1, sent, expected);
+    }
     void bind() {
-        UploadAPI::uploadProgress = TextBinding{[this] { return label; }, [this](const QString &text) { label = text; }};
+        UploadAPI::uploadProgress =
+            TextBinding{[this] { return label; }, [this](const QString &text) { label = text; }};
     }
 
     QString label = QStringLiteral("before");
@@ -104,7 +108,8 @@ protected:
 
 TEST_F(ProgressTest, WholePercentsFromOneTo99AreShownAndNotLogged) {
     bind();
-    for (const auto &[sent, shown] : {std::pair(1, "Uploading 1%"), {42, "Uploading 42%"}, {99, "Uploading 99%"}}) {
+    for (const auto &[sent, shown] :
+         {std::pair(1, "Uploading 1%"), {42, "Uploading 42%"}, {99, "Uploading 99%"}}) {
         report(sent, 100);
         EXPECT_EQ(label, QString::fromLatin1(shown));
     }

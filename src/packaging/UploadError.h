@@ -15,7 +15,8 @@ struct UploadError {
     QString localizedDescription() const {
         if (!userInfoDescription.isEmpty())
             return userInfoDescription;
-        return QStringLiteral("The operation couldn’t be completed. (%1 error %2.)").arg(domain, QString::number(code));
+        return QStringLiteral("The operation couldn’t be completed. (%1 error %2.)")
+            .arg(domain, QString::number(code));
     }
 
     friend bool operator==(const UploadError &, const UploadError &) = default;

@@ -16,8 +16,8 @@ namespace {
     platform::fatal("The archive that was just made cannot be read.");
 }
 
-// The whole request body in one piece of memory: the archive is read to where it is sent from. In steps, so that a
-// task that is given up in the meantime stops.
+// The whole request body in one piece of memory: the archive is read to where it is sent from. In steps, so
+// that a task that is given up in the meantime stops.
 QByteArray readBody(const UploadRequest &request, const std::atomic<bool> &cancelled) {
     constexpr std::uint64_t stepBytes = std::uint64_t{4} << 20;
     const MultipartFrame &frame = request.frame;

@@ -1,8 +1,8 @@
 // One upload over HTTPS, on a thread of its own.
 //
-// Made, started, cancelled and destroyed by the main thread. The two callbacks run on the task's own thread, which is
-// the session's callback queue; the last of them is `finished`, called exactly once, unless the task is destroyed
-// first: that stops the transfer promptly and tells nobody.
+// Made, started, cancelled and destroyed by the main thread. The two callbacks run on the task's own thread,
+// which is the session's callback queue; the last of them is `finished`, called exactly once, unless the task
+// is destroyed first: that stops the transfer promptly and tells nobody.
 #pragma once
 
 #include "packaging/MultipartBody.h"
@@ -42,7 +42,8 @@ struct UploadLimits {
 
 class UploadTask {
 public:
-    using Progress = std::function<void(std::int64_t bytesSent, std::int64_t totalSent, std::int64_t totalExpected)>;
+    using Progress =
+        std::function<void(std::int64_t bytesSent, std::int64_t totalSent, std::int64_t totalExpected)>;
     using Finished = std::function<void(const UploadResponse &)>;
 
     UploadTask(UploadRequest request, Progress progress, Finished finished, UploadLimits limits = {});

@@ -98,7 +98,8 @@ TEST_F(UploadTaskTest, SendsTheBodyByteForByteAndNoHeaderOfItsOwnButTheType) {
     EXPECT_EQ(request.header("Content-Type"), "multipart/form-data; boundary=B");
     EXPECT_EQ(*request.body, (frame.head + content + frame.tail).toStdString());
     for (const auto &[name, value] : request.headers)
-        EXPECT_TRUE(name == "Host" || name == "Accept" || name == "Content-Type" || name == "Content-Length") << name;
+        EXPECT_TRUE(name == "Host" || name == "Accept" || name == "Content-Type" || name == "Content-Length")
+            << name;
 }
 
 TEST_F(UploadTaskTest, AnEmptyArchiveIsSentToo) {
@@ -141,7 +142,8 @@ TEST_F(UploadTaskTest, AnAnswerThatBreaksOffHasAStatusNoDataAndAnError) {
 }
 
 TEST_F(UploadTaskTest, AnEarlyAnswerIsTheAnswer) {
-    service.setBehaviour({.answerTime = support_service::AnswerTime::beforeBodyThenRead, .status = 413, .body = "big"});
+    service.setBehaviour(
+        {.answerTime = support_service::AnswerTime::beforeBodyThenRead, .status = 413, .body = "big"});
     const UploadResponse response = upload(someBytes(4'000'000));
     EXPECT_EQ(response.statusCode, 413);
     EXPECT_EQ(response.data, "big");
@@ -213,12 +215,12 @@ TEST_P(CertificateTest, ThatDoesNotHoldHasItsCodeAndNothingIsSent) {
     EXPECT_EQ(service.bodyBytes(), 0U);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Kinds, CertificateTest,
-    testing::Values(CertificateCase{support_service::CertificateKind::wrongHost, -1202},
-                    CertificateCase{support_service::CertificateKind::untrusted, -1202},
-                    CertificateCase{support_service::CertificateKind::expired, -1201},
-                    CertificateCase{support_service::CertificateKind::notYetValid, -1204}));
+INSTANTIATE_TEST_SUITE_P(Kinds, CertificateTest,
+                         testing::Values(CertificateCase{support_service::CertificateKind::wrongHost, -1202},
+                                         CertificateCase{support_service::CertificateKind::untrusted, -1202},
+                                         CertificateCase{support_service::CertificateKind::expired, -1201},
+                                         CertificateCase{support_service::CertificateKind::notYetValid,
+                                                         -1204}));
 
 TEST_F(UploadTaskTest, RedirectsThatKeepTheMethodSendTheBodyAgain) {
     service.setBehaviour({.status = 307, .location = "/cr-apip-7.0.0/mac/log"}, 1);
@@ -255,7 +257,8 @@ TEST_F(UploadTaskTest, ClosedPortCannotBeConnectedTo) {
     request.archive = platform::openRegularFile(home.path() / "archive.zip", request.archiveBytes, error);
     request.url = "https://127.0.0.1:1/";
     request.frame = multipartFrame("B", "archive.zip");
-    UploadTask refused(std::move(request), [](auto...) {}, [this](const auto &response) { finished.set_value(response); });
+    UploadTask refused(
+        std::move(request), [](auto...) {}, [this](const auto &response) { finished.set_value(response); });
     refused.resume();
     EXPECT_EQ(errorCode(waitForEnd()), TransportErrorCode::cannotConnectToHost);
 }

@@ -28,9 +28,10 @@ struct FileAttributes {
 /// The attributes of the entry itself; nothing with `error` set when they cannot be read.
 std::optional<FileAttributes> fileAttributes(const std::filesystem::path &path, std::error_code &error);
 
-/// Opens a regular file for reading and tells its size; an empty descriptor with `error` set when it is anything
-/// else (`invalid_argument`, `is_a_directory`) or cannot be opened. Never waits for a writer.
-FileDescriptor openRegularFile(const std::filesystem::path &path, std::uint64_t &sizeBytes, std::error_code &error);
+/// Opens a regular file for reading and tells its size; an empty descriptor with `error` set when it is
+/// anything else (`invalid_argument`, `is_a_directory`) or cannot be opened. Never waits for a writer.
+FileDescriptor openRegularFile(const std::filesystem::path &path, std::uint64_t &sizeBytes,
+                               std::error_code &error);
 
 /// The content of a regular file of at most `limitBytes`; nothing with `error` set when it is anything
 /// else (`invalid_argument`), larger (`file_too_large`) or unreadable. Never waits for a writer.
@@ -53,8 +54,9 @@ bool copyRegularFile(const std::filesystem::path &source, const std::filesystem:
 /// Opens a folder for `removeEntry`; a link to one is not followed.
 FileDescriptor openFolder(const std::filesystem::path &path, std::error_code &error);
 
-/// Removes an entry of an open folder that is no folder itself: a link goes, not what it points at. False when it is
-/// not there, which is no error, or with `error` set. Faster than by a path, which is looked up anew each time.
+/// Removes an entry of an open folder that is no folder itself: a link goes, not what it points at. False
+/// when it is not there, which is no error, or with `error` set. Faster than by a path, which is looked up
+/// anew each time.
 bool removeEntry(const FileDescriptor &folder, const std::filesystem::path &name, std::error_code &error);
 
 /// Gives `destination` the modification time of `source`, where both allow it.

@@ -30,14 +30,15 @@ bool isRegular(const struct stat &status, std::error_code &error) {
 // Opens a regular file and nothing else. What a path leads to is looked at before it is opened: opening a
 // pipe lets go a writer that waits there, opening a device may start something. It is looked at again, and
 // O_NONBLOCK set, for what takes the file's place in between.
-FileDescriptor openRegular(const fs::path &path, struct stat &status, std::error_code &error) {
+FileDescriptor openRegular(const fs::path &path, struct stat &status, std::error_code &error,
+                           int linkFlag = 0) {
     if (::stat(path.c_str(), &status) != 0) {
         error = systemError();
         return {};
     }
     if (!isRegular(status, error))
         return {};
-    FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+    FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | linkFlag));
     if (!file || ::fstat(file.get(), &status) != 0) {
         error = systemError();
         return {};
@@ -190,7 +191,7 @@ bool writeFileAtomically(const fs::path &path, const QByteArray &content, Replac
 bool copyRegularFile(const fs::path &source, const fs::path &destination, std::error_code &error) {
     error.clear();
     struct stat status {};
-    const FileDescriptor from = openRegular(source, status, error);
+    const FileDescriptor from = openRegular(source, status, error, O_NOFOLLOW);
     if (!from)
         return false;
     const FileDescriptor to(
