@@ -32,7 +32,7 @@ const fs::path &outputFolder() {
 
 // A folder of the output. One that cannot be made is told once; the copies into it are tried all the same.
 fs::path madeFolder(const char *name) {
-    const fs::path folder = outputFolder() / name;
+    fs::path folder = outputFolder() / name;
     std::error_code error;
     fs::create_directories(folder, error);
     if (error)
