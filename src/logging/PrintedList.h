@@ -1,18 +1,14 @@
 // The printed form of a list of texts.
 #pragma once
 
+#include "platform/PrintedText.h"
+
 #include <QStringList>
 
-/// `["one", "two"]`, with a backslash before quotation marks and backslashes and control characters escaped.
+/// `["one", "two"]`, each text as `printedText` gives it.
 inline QString printedList(const QStringList &texts) {
     QStringList quoted;
-    for (QString text : texts) {
-        text.replace(u'\\', QStringLiteral("\\\\"));
-        text.replace(u'"', QStringLiteral("\\\""));
-        text.replace(u'\n', QStringLiteral("\\n"));
-        text.replace(u'\r', QStringLiteral("\\r"));
-        text.replace(u'\t', QStringLiteral("\\t"));
-        quoted.append(u'"' + text + u'"');
-    }
+    for (const QString &text : texts)
+        quoted.append(platform::printedText(text));
     return u'[' + quoted.join(QStringLiteral(", ")) + u']';
 }

@@ -6,7 +6,7 @@
 #include "packaging/EarlierArchives.h"
 #include "platform/Fatal.h"
 #include "platform/FileSystem.h"
-#include "platform/Process.h"
+#include "platform/Program.h"
 #include "platform/Text.h"
 
 #include <vector>

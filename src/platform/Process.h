@@ -1,11 +1,8 @@
-// This process, and programs that it runs.
+// This process and its threads.
 #pragma once
 
 #include <QStringList>
 #include <filesystem>
-#include <optional>
-#include <string>
-#include <vector>
 
 namespace platform {
 
@@ -17,19 +14,7 @@ void prepareProcess();
 /// argument is not absolute.
 std::filesystem::path executablePath(const QStringList &arguments);
 
-/// A program to run. Arguments and variables are bytes, as the names on disk are that they may hold.
-struct Program {
-    /// Absolute.
-    std::filesystem::path path;
-    std::vector<std::string> arguments;
-    /// Empty for this process's own.
-    std::filesystem::path workingFolder;
-    /// Set for the child on top of this process's own variables.
-    std::vector<std::pair<std::string, std::string>> variables;
-};
-
-/// Runs a program to its end, with no input and its output discarded, and gives its exit status; none when
-/// it could not be started or was killed. The child dies with the thread that runs it. Blocks; any thread.
-std::optional<int> runProgram(const Program &program);
+/// Names the calling thread, as the system's tools show it. At most 15 characters.
+void nameThisThread(const char *name);
 
 } // namespace platform

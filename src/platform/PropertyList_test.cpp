@@ -1,6 +1,6 @@
 #include "platform/PropertyList.h"
 
-#include "platform/Process.h"
+#include "platform/Program.h"
 #include "platform/PropertyListCheck.h"
 #include "test_support/PropertyLists.h"
 #include "test_support/ScopedEnvironment.h"

@@ -1,0 +1,50 @@
+// Running one of this program's own commands through the platform's script runner, which can ask the user for
+// an administrator's rights.
+//
+// Blocks, also while the user is asked; any thread. What runs ends with `stopPrograms` (Program.h).
+#pragma once
+
+#include <QString>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+struct Script {
+    enum class Rights { user, administrator };
+
+    /// The command as a script, for a system that has a language for it; others take what follows.
+    QString text;
+    /// Absolute.
+    std::filesystem::path command;
+    std::vector<std::string> arguments;
+    /// As `Program::standardOutput`.
+    std::filesystem::path standardOutput;
+    Rights rights = Rights::user;
+};
+
+/// Why a script failed. The numbers are these on every system:
+///   -128                the user dismissed the request for rights, or the program is ending
+///   127                 the command, or what asks for the rights, is missing; the rights were refused; there
+///                       is nobody to ask for them
+///   126                 the command is there and cannot be run
+///   128 and the signal  the command was killed
+///   1                   the file for its output cannot be made
+/// and any other the exit status of the command.
+struct ScriptError {
+    int number = 0;
+    QString message;
+
+    /// On one line, with the keys that the support side knows from every system:
+    /// `["NSAppleScriptErrorMessage": "User canceled.", "NSAppleScriptErrorNumber": -128]`.
+    QString printedDescription() const;
+
+    friend bool operator==(const ScriptError &, const ScriptError &) = default;
+};
+
+/// Runs a script to its end; none when its command ended with status 0.
+std::optional<ScriptError> runScript(const Script &script);
+
+} // namespace platform

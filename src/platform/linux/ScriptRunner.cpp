@@ -1,0 +1,107 @@
+#include "platform/ScriptRunner.h"
+
+#include "platform/Program.h"
+#include "platform/Text.h"
+
+#include <QStringList>
+#include <csignal>
+#include <unistd.h>
+
+namespace platform {
+
+namespace {
+
+constexpr char elevator[] = "/usr/bin/pkexec";
+
+constexpr int userCanceled = -128;
+constexpr int commandNotFound = 127;
+constexpr int commandNotRunnable = 126;
+
+// As the elevator begins what it says of itself; behind it comes the reason.
+const QString elevatorFailure = QStringLiteral("Error executing command as another user: ");
+
+ScriptError notFound(const std::filesystem::path &path) {
+    return {commandNotFound, displayText(path) + QStringLiteral(": command not found")};
+}
+
+ScriptError notStarted(const ProgramOutcome &outcome, const Program &program) {
+    if (outcome.startErrorPath != program.path)
+        return {1,
+                displayText(outcome.startErrorPath) + QStringLiteral(": ") + description(outcome.startError)};
+    if (outcome.startError == std::errc::no_such_file_or_directory)
+        return notFound(program.path);
+    return {commandNotRunnable,
+            displayText(program.path) + QStringLiteral(": ") + description(outcome.startError)};
+}
+
+// The first lines that say something, short enough for a line of the log.
+QString beginning(const QByteArray &errorOutput) {
+    constexpr qsizetype lineLimit = 3;
+    constexpr qsizetype characterLimit = 400;
+    QStringList lines;
+    for (const QString &line : QString::fromUtf8(errorOutput).split(u'\n')) {
+        const QString trimmed = line.trimmed();
+        if (!trimmed.isEmpty() && lines.size() < lineLimit)
+            lines.append(trimmed);
+    }
+    return lines.join(u'\n').left(characterLimit);
+}
+
+// What the elevator says when it did not come to run the command; none when it did.
+std::optional<ScriptError> elevatorError(int status, const QString &said) {
+    if (status == commandNotRunnable && said.contains(QStringLiteral("Request dismissed")))
+        return ScriptError{userCanceled, QStringLiteral("User canceled.")};
+    if (status != commandNotFound)
+        return std::nullopt;
+    if (said.contains(elevatorFailure + QStringLiteral("Not authorized")))
+        return ScriptError{commandNotFound, QStringLiteral("The administrator's rights were refused.")};
+    if (said.contains(QStringLiteral("No authentication agent found")) ||
+        said.contains(QStringLiteral("Error creating textual authentication agent")))
+        return ScriptError{commandNotFound,
+                           QStringLiteral("There is no authentication agent to ask for an administrator's "
+                                          "rights.")};
+    return std::nullopt;
+}
+
+std::optional<ScriptError> errorOf(const ProgramOutcome &outcome, const Program &program, bool isElevated) {
+    if (outcome.startError)
+        return notStarted(outcome, program);
+    if (outcome.signal != 0)
+        return ScriptError{
+            128 + outcome.signal,
+            QStringLiteral("The command was killed by signal %1.").arg(QString::number(outcome.signal))};
+    if (!outcome.exitStatus)
+        return ScriptError{userCanceled,
+                           QStringLiteral("The command was stopped because the program is ending.")};
+    const int status = *outcome.exitStatus;
+    if (status == 0)
+        return std::nullopt;
+    const QString said = beginning(outcome.errorOutput);
+    if (isElevated) {
+        if (auto error = elevatorError(status, said))
+            return error;
+    }
+    return ScriptError{status,
+                       said.isEmpty() ? QStringLiteral("The command exited with a non-zero status.") : said};
+}
+
+} // namespace
+
+std::optional<ScriptError> runScript(const Script &script) {
+    const bool isElevated = script.rights == Script::Rights::administrator && ::geteuid() != 0;
+    Program program{.path = script.command,
+                    .arguments = script.arguments,
+                    .workingFolder = {},
+                    .variables = {},
+                    .standardOutput = script.standardOutput};
+    if (isElevated) {
+        // Nobody is asked for rights that would be of no use.
+        if (::access(script.command.c_str(), F_OK) != 0)
+            return notFound(script.command);
+        program.path = elevator;
+        program.arguments.insert(program.arguments.begin(), script.command.native());
+    }
+    return errorOf(outcomeOf(program), program, isElevated);
+}
+
+} // namespace platform
