@@ -16,9 +16,9 @@
 #include "platform/Fatal.h"
 #include "platform/MainQueue.h"
 #include "platform/Text.h"
+#include "ui/WindowFrontEnd.h"
 
 #include <QCoreApplication>
-#include <cstdio>
 
 namespace {
 
@@ -109,10 +109,7 @@ void AppDelegate::launch() {
     if (IsSilentMode) {
         constexpr auto timeout = std::chrono::seconds(300);
         TimeoutManager::shared().runWithTimeout(timeout, [this] { runWithoutUI(); });
-    } else {
-        std::fputs(
-            "Brennic_Lumadoc_Diagnostics: there is no window in this version; start it with /silent.\n",
-            stderr);
+    } else if (!m_window || !m_window->open()) {
         QCoreApplication::exit(EXIT_FAILURE);
     }
 }

@@ -5,8 +5,13 @@
 
 #include <QString>
 
+class WindowFrontEnd;
+
 class AppDelegate {
 public:
+    /// `window` is the front end of window mode; silent mode has none.
+    explicit AppDelegate(WindowFrontEnd *window = nullptr) : m_window(window) {}
+
     /// The launch sequence, run from the event loop once it has started: the one-instance rule, the log, the
     /// workspace, the command line, and then the window or the silent pipeline.
     void applicationDidFinishLaunching();
@@ -18,4 +23,6 @@ public:
 private:
     void launch();
     void runWithoutUI();
+
+    WindowFrontEnd *m_window;
 };

@@ -2,15 +2,24 @@
 
 #include "logging/Logging.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace CommandLineArguments {
 
 namespace {
 
+QString normalised(const QString &argument) {
+    return argument.toLower().trimmed();
+}
+
+bool isSilentSwitch(const QString &text) {
+    return text == QStringLiteral("/silent");
+}
+
 void parseOne(const QString &argument) {
-    const QString text = argument.toLower().trimmed();
-    if (text == QStringLiteral("/silent")) {
+    const QString text = normalised(argument);
+    if (isSilentSwitch(text)) {
         UtilityFunctions::IsSilentMode = true;
         return;
     }
@@ -32,6 +41,11 @@ void logValue(const QString &label, const std::optional<QString> &value) {
 }
 
 } // namespace
+
+bool asksForSilence(const QStringList &arguments) {
+    return std::ranges::any_of(arguments,
+                               [](const QString &argument) { return isSilentSwitch(normalised(argument)); });
+}
 
 void parse(const QStringList &arguments) {
     Logger::logInfo(arguments.join(QStringLiteral(", ")));

@@ -1,7 +1,7 @@
 // The command line: silent mode, and optionally the component, track and product that it names.
 //
-// Main thread, once, after the log has moved into the workspace: what is logged here belongs to the collected
-// log.
+// Main thread. `parse` runs once, after the log has moved into the workspace: what is logged there belongs to
+// the collected log.
 #pragma once
 
 #include "discovery/RunState.h"
@@ -9,6 +9,10 @@
 #include <QStringList>
 
 namespace CommandLineArguments {
+
+/// Whether the argument list asks for silent mode: `parse` will say the same, but what kind of application the
+/// process becomes is decided before there is a log. Any time.
+bool asksForSilence(const QStringList &arguments);
 
 /// Reads the whole argument list, the executable path included, into the values of RunState.h. Case and
 /// surrounding white space do not count, stored values are lower case, the last of several wins, an empty

@@ -1,0 +1,22 @@
+#include "ui/Alerts.h"
+
+void Alerts::present(const QString &title, const QString &message, const QString &buttonTitle) {
+    m_waiting.push_back({title, message, buttonTitle});
+    if (!m_isUp)
+        showFirst();
+}
+
+void Alerts::dismiss() {
+    m_isUp = false;
+    if (!m_waiting.empty())
+        showFirst();
+}
+
+void Alerts::showFirst() {
+    const Alert alert = m_waiting.front();
+    m_waiting.pop_front();
+    m_title = alert.title;
+    m_message = alert.message;
+    m_buttonTitle = alert.buttonTitle;
+    m_isUp = true;
+}

@@ -1,0 +1,10 @@
+#include "ui/Announcer.h"
+
+#include <QAccessible>
+
+void Announcer::announce(QObject *item) {
+    if (!QAccessible::isActive())
+        return;
+    QAccessibleEvent event(item, QAccessible::Alert);
+    QAccessible::updateAccessibility(&event);
+}

@@ -1,0 +1,17 @@
+// Tells a screen reader of a text that changes without the user's doing: the status line, an error.
+#pragma once
+
+#include <QObject>
+#include <QtQmlIntegration>
+
+class Announcer : public QObject {
+    Q_OBJECT
+    QML_ELEMENT
+    QML_SINGLETON
+
+public:
+    using QObject::QObject;
+
+    /// `item` has the role of an alert, and its name is what is to be read. Main thread.
+    Q_INVOKABLE static void announce(QObject *item);
+};

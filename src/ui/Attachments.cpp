@@ -1,0 +1,202 @@
+// Files that the user attaches: picked, measured, copied one in each turn of the main thread, counted, removed.
+#include "ui/ContentView.h"
+
+#include "collection/CopyOperations.h"
+#include "discovery/RunState.h"
+#include "logging/Logging.h"
+#include "platform/FilePanel.h"
+#include "platform/FileSystem.h"
+#include "platform/MainQueue.h"
+#include "platform/Text.h"
+
+#include <QPointer>
+
+namespace fs = std::filesystem;
+using UtilityFunctions::userFilesURL;
+
+namespace {
+
+constexpr qint64 limitBytes = 10'485'760;
+
+const QString missingFolder = QStringLiteral("userFilesURL is nil");
+
+// In the order in which the panel offers them.
+const QStringList attachableExtensions{
+    QStringLiteral("pdf"),  QStringLiteral("jpg"), QStringLiteral("jpeg"), QStringLiteral("png"),
+    QStringLiteral("doc"),  QStringLiteral("docx"), QStringLiteral("xls"), QStringLiteral("xlsx"),
+    QStringLiteral("ppt"), QStringLiteral("pptx")};
+
+// An entry without a size counts nothing.
+qint64 sizeBytesOf(const fs::path &file) {
+    std::error_code error;
+    const auto attributes = platform::fileAttributes(file, error);
+    return attributes ? static_cast<qint64>(attributes->sizeBytes) : 0;
+}
+
+// What the folder's entries come to; nothing when it cannot be listed.
+qint64 contentBytesOf(const fs::path &folder) {
+    qint64 sum = 0;
+    std::error_code error;
+    fs::directory_iterator entry(folder, error);
+    for (const fs::directory_iterator end; !error && entry != end; entry.increment(error))
+        sum += sizeBytesOf(entry->path());
+    return error ? 0 : sum;
+}
+
+} // namespace
+
+void ContentView::presentFilePicker() {
+    if (isFilePickerPresented)
+        return;
+    isFilePickerPresented = true;
+    platform::pickFiles(attachableExtensions, [view = QPointer(this)](const platform::PickedFiles &picked) {
+        if (!view)
+            return;
+        view->isFilePickerPresented = false;
+        if (const auto *failure = std::get_if<QString>(&picked))
+            Logger::logError(QStringLiteral("File selection error: ") + *failure);
+        else if (const auto &files = std::get<std::vector<fs::path>>(picked); !files.empty())
+            view->attach(files);
+    });
+}
+
+void ContentView::attach(const std::vector<fs::path> &files) {
+    if (!areFilesWithinSizeLimit(files, userFilesURL, limitBytes)) {
+        activeAlert = ActiveAlert::fileSize;
+        showAlert = true;
+        return;
+    }
+    auto queue = fileProcessingQueue.value();
+    queue.insert(queue.end(), files.begin(), files.end());
+    fileProcessingQueue = queue;
+    processNextFile();
+}
+
+bool ContentView::areFilesWithinSizeLimit(const std::vector<fs::path> &fileURLs,
+                                          const std::optional<fs::path> &destinationDirectory, qint64 limit) {
+    if (!destinationDirectory) {
+        Logger::logError(missingFolder);
+        return false;
+    }
+    const qint64 existing = contentBytesOf(*destinationDirectory);
+    qint64 selected = 0;
+    for (const fs::path &file : fileURLs)
+        selected += sizeBytesOf(file);
+    Logger::logInfo(QStringLiteral("Currently user selected files size: %1, existing user files size: %2, "
+                                   "limit in bytes: %3")
+                        .arg(selected)
+                        .arg(existing)
+                        .arg(limit));
+    return selected + existing <= limit;
+}
+
+void ContentView::processNextFile() {
+    m_isCopyScheduled = false;
+    if (!userFilesURL) {
+        Logger::logError(missingFolder);
+        return;
+    }
+    if (fileProcessingQueue.value().empty()) {
+        updateFileCount();
+        return;
+    }
+    const fs::path file = fileProcessingQueue.value().front();
+    std::error_code error;
+    if (fs::exists(fs::symlink_status(*userFilesURL / file.filename(), error))) {
+        currentFileToProcess = file;
+        fileExistsAlertMessage = QStringLiteral("File %1 already exists. Do you want to replace it?")
+                                     .arg(platform::displayText(file.filename()));
+        activeAlert = ActiveAlert::replaceFile;
+        showAlert = true;
+        return;
+    }
+    copyAttachment(file);
+    dropFirstInQueue();
+    continueCopying(std::chrono::milliseconds(0));
+}
+
+void ContentView::replaceFileAndContinue() {
+    if (currentFileToProcess.value() && userFilesURL)
+        copyAttachment(*currentFileToProcess.value());
+    else
+        Logger::logError(missingFolder);
+    dropFirstInQueue();
+    currentFileToProcess = std::nullopt;
+    // The alert closes before the next one may open.
+    continueCopying(std::chrono::milliseconds(500));
+}
+
+// A folder, a link or a pipe under a picked name, or a file that cannot be read any more, must not take the
+// place of what is attached already.
+void ContentView::copyAttachment(const fs::path &file) {
+    std::error_code error;
+    std::uint64_t sizeBytes = 0;
+    if (platform::openRegularFile(file, sizeBytes, error))
+        UtilityFunctions::CopyFiles(file.parent_path(), *userFilesURL, file.filename());
+    else
+        Logger::logError(QStringLiteral("Error while copying file: ") + platform::description(error));
+}
+
+void ContentView::dropFirstInQueue() {
+    auto queue = fileProcessingQueue.value();
+    if (!queue.empty())
+        queue.erase(queue.begin());
+    fileProcessingQueue = queue;
+}
+
+void ContentView::continueCopying(std::chrono::milliseconds delay) {
+    m_isCopyScheduled = true;
+    const auto next = [view = QPointer(this)] {
+        if (view && view->m_isCopyScheduled)
+            view->processNextFile();
+    };
+    if (delay.count() > 0)
+        platform::onMainQueueAfter(delay, next);
+    else
+        platform::onMainQueue(next);
+}
+
+void ContentView::finishCopying() {
+    while (m_isCopyScheduled)
+        processNextFile();
+}
+
+void ContentView::updateFileCount() {
+    if (!userFilesURL) {
+        Logger::logError(missingFolder);
+        return;
+    }
+    qint64 count = 0;
+    std::error_code error;
+    fs::directory_iterator entry(*userFilesURL, error);
+    for (const fs::directory_iterator end; !error && entry != end; entry.increment(error))
+        ++count;
+    if (error == std::errc::no_such_file_or_directory) {
+        filesCountInDestination = 0;
+    } else if (error) {
+        Logger::logError(QStringLiteral("Error reading contents of the destination directory: ") +
+                         platform::description(error));
+    } else {
+        filesCountInDestination = count;
+        Logger::logInfo(QStringLiteral("Total user files attached: ") + QString::number(count));
+    }
+}
+
+void ContentView::removeAllUserFiles() {
+    if (!userFilesURL) {
+        Logger::logError(missingFolder);
+        return;
+    }
+    std::error_code error;
+    if (!fs::exists(fs::symlink_status(*userFilesURL, error)))
+        error = std::make_error_code(std::errc::no_such_file_or_directory);
+    else
+        fs::remove_all(*userFilesURL, error);
+    if (error)
+        Logger::logError(QStringLiteral("Error listing files in destination directory: ") +
+                         platform::description(error));
+    else
+        Logger::logInfo(QStringLiteral("UserFiles directory removed with %1 files.")
+                            .arg(filesCountInDestination.value()));
+    updateFileCount();
+}

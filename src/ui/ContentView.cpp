@@ -1,0 +1,188 @@
+#include "ui/ContentView.h"
+
+#include "collection/PListOperations.h"
+#include "collection/ProcessExecution.h"
+#include "discovery/ProductDiscovery.h"
+#include "discovery/Workspace.h"
+#include "logging/Logging.h"
+#include "packaging/UploadAPI.h"
+#include "platform/Bundle.h"
+#include "platform/Desktop.h"
+#include "platform/MainQueue.h"
+#include "ui/MailLink.h"
+
+#include <QPointer>
+
+using namespace UtilityFunctions;
+
+ContentView::ContentView(QObject *parent)
+    : ContentViewState(parent),
+      m_status(std::make_shared<StatusText>([this](const QString &text) { logLabel = text; })),
+      m_statusNotifier(logLabel.addNotifier([this] { m_status->note(logLabel); })),
+      m_isFormFrozen(UtilityFunctions::ShareButtonPressed) {
+    m_status->note(logLabel);
+    m_isRunning.setBinding([this] {
+        const bool isCapturing = startButtonLabel.value() == Texts::stopDiagnostics && primaryButtonDisabled;
+        const bool isCompressing = logLabel.value() == Texts::compressingLogs && primaryButtonDisabled;
+        return isCapturing || isCompressing || startButtonLabel.value() == Texts::stopUpload;
+    });
+}
+
+ContentView::~ContentView() {
+    m_status->close();
+}
+
+QString ContentView::logId() const {
+    return UniqueId;
+}
+
+QString ContentView::supportEmail() const {
+    const auto &bundle = platform::Bundle::main();
+    return bundle ? bundle->text("LumamonSupportEmail").value_or(QString()) : QString();
+}
+
+void ContentView::primaryButtonPressed() {
+    ProcessExecution::labelTextBinding = m_status->binding();
+    UploadAPI::uploadProgress = m_status->binding();
+    platform::onMainQueue([view = QPointer(this)] {
+        if (view)
+            view->StartButtonPressed();
+    });
+}
+
+void ContentView::StartButtonPressed() {
+    const QString state = startButtonLabel;
+    if (state == Texts::startDiagnostics) {
+        if (!isOutputDirectoryCreated)
+            makeWorkspaceAnew();
+        StartMonitoring();
+    } else if (state == Texts::stopDiagnostics) {
+        StopMonitoring();
+    } else if (state == Texts::shareLogs) {
+        ShareButtonPressed();
+    } else if (state == Texts::stopUpload) {
+        StopShareButtonPressed();
+    }
+}
+
+// The window was closed and opened again in one process.
+void ContentView::makeWorkspaceAnew() {
+    Logger::log(QStringLiteral("--------------Application restarted without quitting--------------"),
+                platform::OSLogType::debug);
+    if (CreateOutputDirectories())
+        Logger::changeLogFileLocation();
+    else
+        Logger::logError(QStringLiteral("Application terminated"));
+    isOutputDirectoryCreated = true;
+}
+
+void ContentView::StartMonitoring() {
+    Logger::logInfo(QStringLiteral("Start diagnostics pressed. Advanced Log Checkbox: ") +
+                    (getSpinDump ? QStringLiteral("Yes") : QStringLiteral("No")));
+    LumadocRunningInstance.clear();
+    for (const QString &identifier : LumadocBundleIndentifiers) {
+        if (IsApplicationRunning(identifier))
+            LumadocRunningInstance.append(identifier);
+    }
+    if (IsMultipleInstance()) {
+        Logger::logInfo(QStringLiteral("Lumadoc multiple running instances."));
+        return;
+    }
+    SetLumadocRunningOrInstalledInstances(true);
+    SetLumadocOrPellix();
+    SetUserFilesFolder();
+    PListOperations::EnableLumaLogging(isLumaloggingEnabled);
+
+    advanceLogToggleDisabled = true;
+    startButtonLabel = Texts::stopDiagnostics;
+    logLabel = QStringLiteral(
+        "Please reproduce the steps that led to the issue and then select Stop diagnostics");
+    // Drawn inverted while the user reproduces the problem.
+    primaryButtonColor = QStringLiteral("PrimaryTextColor");
+    primaryButtonTextColor = QStringLiteral("BackgroundColor");
+
+    const bool isRestartRequired = IsLumadocRestartRequired();
+    Logger::logInfo(QStringLiteral("ShowRestartLumadocAlert: ") +
+                    (isRestartRequired ? QStringLiteral("true") : QStringLiteral("false")));
+    if (isRestartRequired)
+        displayAlert(QStringLiteral("Lumadoc restart required"),
+                     QStringLiteral("We suggest restarting Lumadoc immediately to gather detailed logs and "
+                                    "then perform the problematic steps."),
+                     QStringLiteral("OK"));
+}
+
+void ContentView::StopMonitoring() {
+    primaryButtonDisabled = true;
+    ProcessExecution::runTasksConcurrently(getInstalledApps, getSpinDump, isLumaloggingEnabled,
+                                           [view = QPointer(this)] {
+                                               if (view)
+                                                   view->captureCompleted();
+                                           });
+}
+
+void ContentView::captureCompleted() {
+    Logger::logInfo(QStringLiteral("Stop diagnostics Queue Completed."));
+    logLabel = QStringLiteral("Logging complete.");
+    startButtonLabel = Texts::shareLogs;
+    isLogEditorVisible = false;
+    isFeedbackLayoutVisible = true;
+    primaryButtonColor = QStringLiteral("PrimaryColor");
+    primaryButtonTextColor = QStringLiteral("white");
+    isLogLabelVisible = false;
+    isLoggingCompleteVisible = true;
+    if (!isStandaloneVersion)
+        return;
+    // The standalone build ends at the Log ID and offers no upload.
+    logLabel = QString();
+    startButtonLabel = Texts::close;
+    thickBorderButtonStyle = true;
+    isCloseLayoutVisible = true;
+    isFeedbackEmailLayoutDisabled = true;
+}
+
+void ContentView::mailToTrigger(const QString &email) {
+    if (const auto link = mailLink(email, UniqueId, feedbackText, emailText))
+        platform::openLink(*link);
+}
+
+void ContentView::viewLogs() {
+    if (tempTimeStampedURL)
+        platform::revealFolder(*tempTimeStampedURL);
+}
+
+void ContentView::copyLogId() {
+    platform::setPasteboardText(UniqueId);
+    CopyText = Texts::idCopied;
+    platform::onMainQueueAfter(std::chrono::seconds(5), [view = QPointer(this)] {
+        if (view)
+            view->CopyText = Texts::copyId;
+    });
+}
+
+void ContentView::close() {
+    Q_EMIT closeRequested();
+}
+
+void ContentView::disappear() {
+    Logger::logInfo(
+        QStringLiteral("--------------onDisappear triggered, application closed-------------- \n\n"));
+    isOutputDirectoryCreated = false;
+}
+
+void ContentView::changeSpinDump(bool on) {
+    if (getSpinDump == on)
+        return;
+    getSpinDump = on;
+    if (on)
+        captureDetails = getInstalledApps ? Texts::advancedLogsWithApps : Texts::advancedLogs;
+    else
+        captureDetails = Texts::basicLogs;
+}
+
+// Does not look at the other toggle: the list has two columns from the first change on.
+void ContentView::changeInstalledApps(bool on) {
+    if (getInstalledApps == on)
+        return;
+    getInstalledApps = on;
+    captureDetails = on ? Texts::advancedLogsWithApps : Texts::advancedLogs;
+}

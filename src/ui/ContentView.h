@@ -1,0 +1,111 @@
+// The one window of window mode: it walks the user through a diagnostics run. Every step calls the operations
+// of the collection and the packaging, and moves the window's own fields.
+//
+// Main thread. The views send what the user does to the slots below; nothing else changes the fields.
+#pragma once
+
+#include "packaging/UploadError.h"
+#include "ui/ContentViewState.h"
+#include "ui/StatusText.h"
+
+#include <functional>
+
+class ContentView : public ContentViewState {
+    Q_OBJECT
+    QML_ELEMENT
+    Q_PROPERTY(QString logId READ logId CONSTANT)
+    Q_PROPERTY(QString supportEmail READ supportEmail CONSTANT)
+    Q_PROPERTY(bool isFormFrozen READ isFormFrozen BINDABLE isFormFrozenBinding)
+    Q_PROPERTY(bool isRunning READ isRunning BINDABLE isRunningBinding)
+
+public:
+    explicit ContentView(QObject *parent = nullptr);
+    ~ContentView() override;
+
+    QString logId() const;
+    QString supportEmail() const;
+
+    /// Whether the archive was started, which fixes the form for the life of the process.
+    bool isFormFrozen() const { return m_isFormFrozen; }
+    QBindable<bool> isFormFrozenBinding() { return {&m_isFormFrozen}; }
+
+    /// Whether a capture, a compression or an upload is under way.
+    bool isRunning() const { return m_isRunning; }
+    QBindable<bool> isRunningBinding() { return {&m_isRunning}; }
+
+    /// A press of the primary button; what it does follows in a later turn of the main thread.
+    Q_INVOKABLE void primaryButtonPressed();
+
+    // The steps, by the caption that the primary button has.
+    void StartButtonPressed();
+    void StartMonitoring();
+    void StopMonitoring();
+    void ShareButtonPressed();
+    void StopShareButtonPressed();
+
+    /// What the upload came to.
+    void startUpload(const UploadResult &result);
+
+    /// Opens the user's mail program with a prepared message to `email`.
+    Q_INVOKABLE void mailToTrigger(const QString &email);
+
+    /// Shows the run folder in the file browser.
+    Q_INVOKABLE void viewLogs();
+
+    /// Puts the Log ID on the pasteboard, and says so for five seconds.
+    Q_INVOKABLE void copyLogId();
+
+    /// Ends the program.
+    Q_INVOKABLE void close();
+
+    /// The window is gone: a later start in this process makes a new workspace.
+    Q_INVOKABLE void disappear();
+
+    // Advanced logs: each change also rewrites the list of what is collected.
+    Q_INVOKABLE void changeSpinDump(bool on);
+    Q_INVOKABLE void changeInstalledApps(bool on);
+
+    // The form: each takes a box's whole text as it is after an edit, and applies the box's rules to it.
+    Q_INVOKABLE void changeFeedback(const QString &text);
+    Q_INVOKABLE void changeEmail(const QString &text);
+
+    /// Opens the file panel; what is picked comes to `attach`.
+    Q_INVOKABLE void presentFilePicker();
+
+    /// Files picked: all are copied, one in each turn of the main thread, or none when they are too large.
+    void attach(const std::vector<std::filesystem::path> &files);
+
+    bool areFilesWithinSizeLimit(const std::vector<std::filesystem::path> &fileURLs,
+                                 const std::optional<std::filesystem::path> &destinationDirectory,
+                                 qint64 limit);
+    void processNextFile();
+    Q_INVOKABLE void replaceFileAndContinue();
+    Q_INVOKABLE void removeAllUserFiles();
+    void updateFileCount();
+
+Q_SIGNALS:
+    /// The program is to end.
+    void closeRequested();
+
+private:
+    void makeWorkspaceAnew();
+    void captureCompleted();
+    bool buildArchive();
+    void uploadArchive();
+    void applyFeedbackRules();
+    void applyEmailRules();
+    void copyAttachment(const std::filesystem::path &file);
+    void dropFirstInQueue();
+    void continueCopying(std::chrono::milliseconds delay);
+    void finishCopying();
+
+    // The status line as worker threads read and write it.
+    std::shared_ptr<StatusText> m_status;
+    QPropertyNotifier m_statusNotifier;
+    // Of the latest upload: what an earlier one reports is not about what the window shows.
+    int m_uploadNumber = 0;
+    // Files are still to be copied in a later turn.
+    bool m_isCopyScheduled = false;
+    QProperty<bool> m_isFormFrozen;
+    QProperty<bool> m_isRunning;
+};

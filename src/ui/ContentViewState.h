@@ -1,0 +1,107 @@
+// What the diagnostics window shows: every field that the views read, in one place.
+//
+// Main thread. A field that changes redraws what depends on it. Colours are names of the asset catalogue
+// (Assets.h) or the system colours "white" and "clear".
+#pragma once
+
+#include "discovery/Constants.h"
+#include "ui/Texts.h"
+
+#include <QObject>
+#include <QProperty>
+#include <QString>
+#include <QtQmlIntegration>
+#include <filesystem>
+#include <optional>
+#include <vector>
+
+/// A field with its initial value: to the views a property, here assigned and read as a value.
+#define LUMAMON_FIELD(Type, name, initial)                                                                   \
+    Q_PROPERTY(Type name READ name##Value WRITE set_##name BINDABLE name##Binding)                           \
+public:                                                                                                      \
+    QProperty<Type> name{initial};                                                                           \
+    Type name##Value() const { return name.value(); }                                                        \
+    void set_##name(const Type &value) { name = value; }                                                     \
+    QBindable<Type> name##Binding() { return {&name}; }
+
+class ContentViewState : public QObject {
+    Q_OBJECT
+    QML_ANONYMOUS
+
+public:
+    using QObject::QObject;
+
+    /// Appearance of the system.
+    enum class ColorScheme { light, dark };
+    Q_ENUM(ColorScheme)
+
+    /// Second line of the upload-failed block.
+    enum class SecondaryError { none, network, canceled };
+    Q_ENUM(SecondaryError)
+
+    /// Which alert is up. `noAlert` stands for none chosen.
+    enum class ActiveAlert { noAlert, fileSize, replaceFile };
+    Q_ENUM(ActiveAlert)
+
+    /// Which box of the form has the keyboard focus. `noField` stands for none.
+    enum class Field { noField, feedback, email };
+    Q_ENUM(Field)
+
+    // The limits count what a person counts as characters.
+    LUMAMON_FIELD(qint64, maxEmailCharacterCount, 40)
+    LUMAMON_FIELD(qint64, maxFeedbackCharacterCount, 2000)
+
+    // Texts.
+    LUMAMON_FIELD(QString, logLabel, QStringLiteral(" "))
+    LUMAMON_FIELD(QString, captureInfoLabel,
+                  Texts::productName +
+                      QStringLiteral(" needs to collect the following information to address the issue"))
+    LUMAMON_FIELD(QString, startButtonLabel, Texts::startDiagnostics)
+    LUMAMON_FIELD(QString, feedbackLabel, QStringLiteral("Please tell us what led to the error (required)"))
+    LUMAMON_FIELD(
+        QString, emailLabel,
+        QStringLiteral("Brennic can contact me for fixes at the following email address (optional)"))
+    LUMAMON_FIELD(QString, captureDetails, Texts::basicLogs)
+
+    // What is shown, and how.
+    LUMAMON_FIELD(ContentViewState::ColorScheme, colorScheme, ColorScheme::light)
+    LUMAMON_FIELD(bool, isLogEditorVisible, true)
+    LUMAMON_FIELD(bool, isFeedbackLayoutVisible, false)
+    LUMAMON_FIELD(bool, isLogLabelVisible, true)
+    LUMAMON_FIELD(bool, isCloseLayoutVisible, false)
+    LUMAMON_FIELD(bool, isFeedbackEmailLayoutDisabled, false)
+    LUMAMON_FIELD(bool, isUploadFailedLayoutVisible, false)
+    LUMAMON_FIELD(bool, getSpinDump, false)
+    LUMAMON_FIELD(bool, getInstalledApps, false)
+    LUMAMON_FIELD(bool, primaryButtonDisabled, false)
+    LUMAMON_FIELD(bool, advanceLogToggleDisabled, false)
+    LUMAMON_FIELD(bool, viewlogsButtonDisabled, true)
+    LUMAMON_FIELD(QString, feedbackText, QString())
+    LUMAMON_FIELD(QString, emailText, QString())
+    LUMAMON_FIELD(bool, isAnimating, true)
+    LUMAMON_FIELD(QString, primaryButtonColor, QStringLiteral("PrimaryColor"))
+    LUMAMON_FIELD(QString, primaryButtonTextColor, QStringLiteral("white"))
+    LUMAMON_FIELD(bool, thickBorderButtonStyle, false)
+    LUMAMON_FIELD(QString, thickBorderButtonColor, QStringLiteral("BackgroundColor"))
+    LUMAMON_FIELD(bool, isEditingEnabled, false)
+    LUMAMON_FIELD(bool, isLoggingCompleteVisible, false)
+    LUMAMON_FIELD(bool, isStandaloneVersion, false)
+    LUMAMON_FIELD(ContentViewState::SecondaryError, isSecondaryError, SecondaryError::none)
+    LUMAMON_FIELD(bool, isInitialFocus, true)
+    LUMAMON_FIELD(bool, isCopyHovering, false)
+    LUMAMON_FIELD(QString, CopyText, Texts::copyId)
+
+    // Attachments.
+    LUMAMON_FIELD(bool, isFilePickerPresented, false)
+    LUMAMON_FIELD(std::vector<std::filesystem::path>, fileProcessingQueue,
+                  std::vector<std::filesystem::path>())
+    LUMAMON_FIELD(qint64, filesCountInDestination, 0)
+    LUMAMON_FIELD(std::optional<std::filesystem::path>, currentFileToProcess, std::nullopt)
+    LUMAMON_FIELD(QString, fileExistsAlertMessage, QString())
+    LUMAMON_FIELD(bool, showAlert, false)
+    LUMAMON_FIELD(ContentViewState::ActiveAlert, activeAlert, ActiveAlert::noAlert)
+    LUMAMON_FIELD(ContentViewState::Field, feedbackFormFocus, Field::noField)
+    LUMAMON_FIELD(double, AttachFileButtonWidth, Constants::AttachFileButtonWidth)
+
+    LUMAMON_FIELD(bool, isLumaloggingEnabled, true)
+};

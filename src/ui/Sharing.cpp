@@ -1,0 +1,121 @@
+// The last step of the window: the archive is built once, and uploaded as often as the user tries.
+#include "ui/ContentView.h"
+
+#include "discovery/RunState.h"
+#include "logging/Logging.h"
+#include "packaging/FilesPathDirectory.h"
+#include "packaging/SilentUpload.h"
+#include "packaging/UploadAPI.h"
+#include "platform/Fatal.h"
+#include "platform/MainQueue.h"
+#include "ui/FeedbackRecord.h"
+#include "ui/WorkBesideWindow.h"
+
+#include <QPointer>
+
+using namespace UtilityFunctions;
+
+void ContentView::ShareButtonPressed() {
+    if (isInitialFocus && feedbackText.value().isEmpty()) {
+        primaryButtonDisabled = true;
+        isInitialFocus = false;
+        return;
+    }
+    // What was picked belongs into the archive; a clash of names is for the user to decide first.
+    finishCopying();
+    if (showAlert)
+        return;
+    feedbackFormFocus = Field::noField;
+    primaryButtonDisabled = true;
+    isFeedbackEmailLayoutDisabled = true;
+    isUploadFailedLayoutVisible = false;
+    isLoggingCompleteVisible = true;
+    isSecondaryError = SecondaryError::none;
+    if (!UtilityFunctions::ShareButtonPressed && !buildArchive())
+        return;
+    if (!compressedLogURL)
+        platform::fatal("The archive's location is not known when it is to be shared.");
+    if (FilesPathDirectory::isFileSizeValid(*compressedLogURL)) {
+        uploadArchive();
+        return;
+    }
+    Logger::logError(QStringLiteral("Logs Size is large."));
+    isUploadFailedLayoutVisible = true;
+    isLoggingCompleteVisible = false;
+    primaryButtonDisabled = false;
+}
+
+// False when there is no archive, or when the program ends meanwhile.
+bool ContentView::buildArchive() {
+    UtilityFunctions::ShareButtonPressed = true;
+    m_isFormFrozen = true;
+    logLabel = Texts::compressingLogs;
+    CreateUserDetailContent(emailText, feedbackText);
+    const auto isCompressed = workBesideWindow([] {
+        FilesPathDirectory::removeFilesFromDirectoryRecursively(
+            tempTimeStampedURL.value_or(std::filesystem::path()), allowedExtensions);
+        Logger::logInfo(QStringLiteral("Total files removed based on allowed extensions: ") +
+                        QString::number(RemovedFilesCount));
+        return FilesPathDirectory::CompressOutputDirectory();
+    });
+    if (isCompressed == false) {
+        Logger::logError(QStringLiteral("unable to copy compressed file."));
+        primaryButtonDisabled = false;
+    }
+    return isCompressed.value_or(false);
+}
+
+void ContentView::uploadArchive() {
+    logLabel = QStringLiteral("Uploading 0%");
+    primaryButtonDisabled = false;
+    startButtonLabel = Texts::stopUpload;
+    const int upload = ++m_uploadNumber;
+    UploadAPI::upload(compressedLogURL, [view = QPointer(this), upload](const UploadResult &result) {
+        platform::onMainQueue([=] {
+            if (!view)
+                return;
+            // The user stopped this one and has started the next.
+            if (view->m_uploadNumber != upload) {
+                if (const auto *error = std::get_if<UploadError>(&result))
+                    logUploadError(*error);
+                return;
+            }
+            view->startUpload(result);
+        });
+    });
+}
+
+void ContentView::startUpload(const UploadResult &result) {
+    if (const auto *error = std::get_if<UploadError>(&result)) {
+        logUploadError(*error);
+        if (error->code == TransportErrorCode::cancelled)
+            isSecondaryError = SecondaryError::canceled;
+        else if (error->code == TransportErrorCode::notConnectedToInternet)
+            isSecondaryError = SecondaryError::network;
+        isUploadFailedLayoutVisible = true;
+        isLoggingCompleteVisible = false;
+        primaryButtonDisabled = false;
+        startButtonLabel = Texts::shareLogs;
+        return;
+    }
+    logLabel = QStringLiteral("Uploading 100%");
+    if (!tempOutputURL)
+        platform::fatal("The output folder is not known when it is to be removed.");
+    FilesPathDirectory::deleteDirectory(*tempOutputURL);
+    startButtonLabel = Texts::close;
+    logLabel = QString();
+    isFeedbackLayoutVisible = false;
+    isCloseLayoutVisible = true;
+    primaryButtonDisabled = false;
+    isUploadFailedLayoutVisible = false;
+    primaryButtonColor = QStringLiteral("clear");
+    thickBorderButtonStyle = true;
+}
+
+void ContentView::StopShareButtonPressed() {
+    primaryButtonDisabled = true;
+    if (UploadAPI::uploadTask)
+        UploadAPI::uploadTask->cancel();
+    startButtonLabel = Texts::shareLogs;
+    primaryButtonDisabled = false;
+}

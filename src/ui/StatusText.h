@@ -1,0 +1,35 @@
+// The status line as other threads see it: they read the text that stands there and put a new one there.
+//
+// Any thread, except where said otherwise.
+#pragma once
+
+#include "discovery/TextBinding.h"
+
+#include <QString>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+class StatusText : public std::enable_shared_from_this<StatusText> {
+public:
+    /// `show` is called on the main thread for each text that a thread puts there.
+    explicit StatusText(std::function<void(const QString &)> show);
+
+    /// The window's own change of the line. Main thread.
+    void note(const QString &text);
+
+    /// The window is gone: texts that are still on their way are dropped. Main thread.
+    void close();
+
+    /// What capture and upload use.
+    TextBinding binding();
+
+private:
+    QString text() const;
+    void setText(const QString &text);
+
+    mutable std::mutex m_mutex;
+    QString m_text;
+    // Main thread only.
+    std::function<void(const QString &)> m_show;
+};

@@ -1,0 +1,29 @@
+// The module's only door: the diagnostics window as the program loads it.
+#include "ui/WindowApplication.h"
+#include "ui/WindowFrontEnd.h"
+#include "ui/WindowScene.h"
+
+#include <QObject>
+
+class WindowModule : public QObject, public WindowFrontEnd {
+    Q_OBJECT
+    Q_PLUGIN_METADATA(IID LumamonWindowFrontEnd_iid)
+    Q_INTERFACES(WindowFrontEnd)
+
+public:
+    std::unique_ptr<QCoreApplication> makeApplication(int &argumentCount, char **arguments) override {
+        return makeWindowApplication(argumentCount, arguments);
+    }
+
+    bool open() override {
+        m_scene = std::make_unique<WindowScene>();
+        return m_scene->open();
+    }
+
+    void close() override { m_scene.reset(); }
+
+private:
+    std::unique_ptr<WindowScene> m_scene;
+};
+
+#include "WindowModule.moc"

@@ -1,0 +1,24 @@
+#include "ui/WorkBesideWindow.h"
+
+#include "platform/MainQueue.h"
+
+#include <QEventLoop>
+#include <QPointer>
+#include <memory>
+#include <thread>
+
+std::optional<bool> workBesideWindow(std::function<bool()> work) {
+    // Main thread only.
+    const auto result = std::make_shared<std::optional<bool>>();
+    QEventLoop loop;
+    std::thread([result, loop = QPointer(&loop), work = std::move(work)] {
+        const bool value = work();
+        platform::onMainQueue([result, loop, value] {
+            *result = value;
+            if (loop)
+                loop->quit();
+        });
+    }).detach();
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    return *result;
+}
