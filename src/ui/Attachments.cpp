@@ -115,6 +115,12 @@ void ContentView::processNextFile() {
     continueCopying(std::chrono::milliseconds(0));
 }
 
+void ContentView::answerAlert(bool confirmed) {
+    showAlert = false;
+    if (confirmed && activeAlert == ActiveAlert::replaceFile)
+        replaceFileAndContinue();
+}
+
 void ContentView::replaceFileAndContinue() {
     if (currentFileToProcess.value() && userFilesURL)
         copyAttachment(*currentFileToProcess.value());

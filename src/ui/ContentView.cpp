@@ -9,6 +9,7 @@
 #include "platform/Bundle.h"
 #include "platform/Desktop.h"
 #include "platform/MainQueue.h"
+#include "ui/EmailRule.h"
 #include "ui/MailLink.h"
 
 #include <QPointer>
@@ -21,6 +22,7 @@ ContentView::ContentView(QObject *parent)
       m_statusNotifier(logLabel.addNotifier([this] { m_status->note(logLabel); })),
       m_isFormFrozen(UtilityFunctions::ShareButtonPressed) {
     m_status->note(logLabel);
+    m_isEmailValid.setBinding([this] { return isValidEmail(emailText); });
     m_isRunning.setBinding([this] {
         const bool isCapturing = startButtonLabel.value() == Texts::stopDiagnostics && primaryButtonDisabled;
         const bool isCompressing = logLabel.value() == Texts::compressingLogs && primaryButtonDisabled;

@@ -17,6 +17,7 @@ class ContentView : public ContentViewState {
     Q_PROPERTY(QString supportEmail READ supportEmail CONSTANT)
     Q_PROPERTY(bool isFormFrozen READ isFormFrozen BINDABLE isFormFrozenBinding)
     Q_PROPERTY(bool isRunning READ isRunning BINDABLE isRunningBinding)
+    Q_PROPERTY(bool isEmailValid READ isEmailValid BINDABLE isEmailValidBinding)
 
 public:
     explicit ContentView(QObject *parent = nullptr);
@@ -32,6 +33,9 @@ public:
     /// Whether a capture, a compression or an upload is under way.
     bool isRunning() const { return m_isRunning; }
     QBindable<bool> isRunningBinding() { return {&m_isRunning}; }
+
+    bool isEmailValid() const { return m_isEmailValid; }
+    QBindable<bool> isEmailValidBinding() { return {&m_isEmailValid}; }
 
     /// A press of the primary button; what it does follows in a later turn of the main thread.
     Q_INVOKABLE void primaryButtonPressed();
@@ -69,6 +73,10 @@ public:
     Q_INVOKABLE void changeFeedback(const QString &text);
     Q_INVOKABLE void changeEmail(const QString &text);
 
+    /// Tab or Return in a box, wherever its cursor is: as if it were typed at the end of the text.
+    Q_INVOKABLE void leaveFeedback();
+    Q_INVOKABLE void leaveEmail();
+
     /// Opens the file panel; what is picked comes to `attach`.
     Q_INVOKABLE void presentFilePicker();
 
@@ -79,7 +87,10 @@ public:
                                  const std::optional<std::filesystem::path> &destinationDirectory,
                                  qint64 limit);
     void processNextFile();
-    Q_INVOKABLE void replaceFileAndContinue();
+    void replaceFileAndContinue();
+    /// The user has answered the alert that is up; only the question whether to replace a file can be confirmed.
+    Q_INVOKABLE void answerAlert(bool confirmed);
+
     Q_INVOKABLE void removeAllUserFiles();
     void updateFileCount();
 
@@ -108,4 +119,5 @@ private:
     bool m_isCopyScheduled = false;
     QProperty<bool> m_isFormFrozen;
     QProperty<bool> m_isRunning;
+    QProperty<bool> m_isEmailValid;
 };

@@ -74,3 +74,11 @@ void ContentView::applyEmailRules() {
     if (emailText.value() != before)
         applyEmailRules();
 }
+
+void ContentView::leaveFeedback() {
+    changeFeedback(feedbackText.value() + u'\r');
+}
+
+void ContentView::leaveEmail() {
+    changeEmail(emailText.value() + u'\r');
+}

@@ -1,0 +1,21 @@
+// Runs the views' tests, which stand in viewtests/.
+#include "ui/Views.h"
+
+#include <QQmlEngine>
+#include <QQuickWindow>
+#include <QtQuickTest>
+
+class Setup : public QObject {
+    Q_OBJECT
+
+public Q_SLOTS:
+    void applicationAvailable() {
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+        registerViews();
+    }
+    void qmlEngineAvailable(QQmlEngine *engine) { engine->addImportPath(QStringLiteral("qrc:/")); }
+};
+
+QUICK_TEST_MAIN_WITH_SETUP(views, Setup)
+
+#include "ViewTests.moc"

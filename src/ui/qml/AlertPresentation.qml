@@ -1,0 +1,116 @@
+// The one modal presentation of alerts: the form's own, and after them those that other parts ask for.
+import QtQuick
+import QtQuick.Controls.Basic
+import QtQuick.Layouts
+import QtQuick.Templates as T
+import Lumamon
+
+Dialog {
+    id: alert
+
+    required property ContentView view
+    required property Alerts alerts
+    readonly property bool isOfForm: view.showAlert
+    readonly property bool isQuestion: isOfForm && view.activeAlert === ContentView.ActiveAlert.replaceFile
+
+    function answer(confirmed: bool) {
+        if (isOfForm)
+            view.answerAlert(confirmed);
+        else
+            alerts.dismiss();
+    }
+
+    parent: T.Overlay.overlay
+    anchors.centerIn: parent
+    width: Math.min(420, parent ? parent.width - 48 : 420)
+    padding: 24
+    modal: true
+    closePolicy: Popup.NoAutoClose
+    visible: view.showAlert || alerts.isUp
+    title: {
+        if (!isOfForm)
+            return alerts.title;
+        switch (view.activeAlert) {
+        case ContentView.ActiveAlert.fileSize:
+            return "File Size Error";
+        case ContentView.ActiveAlert.replaceFile:
+            return "Confirm Replace";
+        default:
+            return "Error";
+        }
+    }
+    onOpened: dismiss.forceActiveFocus(Qt.PopupFocusReason)
+
+    background: Rectangle {
+        color: Assets.color("BackgroundColor", alert.view.colorScheme)
+        radius: 12
+        border.width: 1
+        border.color: Assets.color("Border", alert.view.colorScheme)
+    }
+
+    T.Overlay.modal: Rectangle {
+        color: Qt.rgba(0, 0, 0, 0.45)
+    }
+
+    header: null
+    footer: null
+
+    contentItem: ColumnLayout {
+        spacing: 12
+        Keys.onEscapePressed: alert.answer(false)
+        Accessible.role: Accessible.AlertMessage
+        Accessible.name: alert.title
+
+        BodyText {
+            view: alert.view
+            text: alert.title
+            font.family: "BrennicClean-Bold"
+            font.bold: true
+            font.pixelSize: 16
+            Layout.fillWidth: true
+        }
+
+        LiveText {
+            view: alert.view
+            text: {
+                if (!alert.isOfForm)
+                    return alert.alerts.message;
+                switch (alert.view.activeAlert) {
+                case ContentView.ActiveAlert.fileSize:
+                    return "The total file size should not exceed 10 MB.";
+                case ContentView.ActiveAlert.replaceFile:
+                    return alert.view.fileExistsAlertMessage;
+                default:
+                    return "An unknown error occurred.";
+                }
+            }
+            Layout.fillWidth: true
+        }
+
+        RowLayout {
+            spacing: 12
+            Layout.alignment: Qt.AlignRight
+            Layout.topMargin: 8
+
+            ThickBorderButtonStyle {
+                view: alert.view
+                visible: alert.isQuestion
+                text: "Replace"
+                strokeColor: Assets.color("error", alert.view.colorScheme)
+                textColor: strokeColor
+                colorBinding: Assets.color("BackgroundColor", alert.view.colorScheme)
+                onClicked: alert.answer(true)
+            }
+
+            FocusableButtonStyle {
+                id: dismiss
+
+                view: alert.view
+                text: alert.isQuestion ? "Cancel" : alert.isOfForm ? "OK" : alert.alerts.buttonTitle
+                colorBinding: Assets.color("PrimaryColor", alert.view.colorScheme)
+                textColor: "white"
+                onClicked: alert.answer(false)
+            }
+        }
+    }
+}

@@ -1,0 +1,97 @@
+// The description: several lines, which scroll. Tab and Return lead to the next box, Shift+Return breaks the line.
+import QtQuick
+import QtQuick.Controls.Basic
+import QtQuick.Layouts
+import Lumamon
+
+ColumnLayout {
+    id: box
+
+    required property ContentView view
+    readonly property bool isMissing: !view.isInitialFocus && view.feedbackText === ""
+    readonly property int focusedField: view.feedbackFormFocus
+
+    function takeFocus() {
+        input.forceActiveFocus(Qt.TabFocusReason);
+    }
+
+    function leave() {
+        if (input.readOnly)
+            input.nextItemInFocusChain().forceActiveFocus(Qt.TabFocusReason);
+        else
+            view.leaveFeedback();
+    }
+
+    spacing: 6
+    onFocusedFieldChanged: {
+        if (focusedField === ContentView.Field.feedback)
+            takeFocus();
+        else if (focusedField === ContentView.Field.noField)
+            input.focus = false;
+    }
+
+    BodyText {
+        id: caption
+
+        view: box.view
+        text: box.view.feedbackLabel
+        Layout.fillWidth: true
+    }
+
+    ScrollView {
+        Layout.fillWidth: true
+        Layout.preferredHeight: 96
+
+        background: BoxFrame {
+            view: box.view
+            isWrong: box.isMissing
+            isFocused: input.activeFocus
+        }
+
+        TextArea {
+            id: input
+
+            text: box.view.feedbackText
+            readOnly: box.view.isFeedbackEmailLayoutDisabled
+            color: Assets.color(readOnly ? "SecondaryTextColor" : "PrimaryTextColor", box.view.colorScheme)
+            selectionColor: Assets.color("PrimaryColor", box.view.colorScheme)
+            selectedTextColor: "white"
+            font.family: "BrennicClean-Regular"
+            font.pixelSize: 14
+            textFormat: TextEdit.PlainText
+            wrapMode: TextEdit.Wrap
+            background: null
+            Accessible.name: caption.text
+            Accessible.description: box.isMissing ? message.text : ""
+            Keys.onTabPressed: box.leave()
+            Keys.onReturnPressed: event => {
+                if (event.modifiers & Qt.ShiftModifier)
+                    event.accepted = false;
+                else
+                    box.leave();
+            }
+            Keys.onBacktabPressed: nextItemInFocusChain(false).forceActiveFocus(Qt.BacktabFocusReason)
+            onTextChanged: {
+                if (text === box.view.feedbackText)
+                    return;
+                const position = cursorPosition;
+                box.view.changeFeedback(text);
+                cursorPosition = Math.min(position, length);
+            }
+            onActiveFocusChanged: {
+                if (activeFocus)
+                    box.view.feedbackFormFocus = ContentView.Field.feedback;
+            }
+        }
+    }
+
+    LiveText {
+        id: message
+
+        view: box.view
+        text: "Desciption is required"
+        colorName: "error"
+        visible: box.isMissing
+        Layout.fillWidth: true
+    }
+}

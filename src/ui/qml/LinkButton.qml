@@ -1,0 +1,39 @@
+// A text that works as a link.
+import QtQuick
+import QtQuick.Templates as T
+import Lumamon
+
+T.AbstractButton {
+    id: link
+
+    required property ContentView view
+    property bool underlined: true
+
+    implicitWidth: implicitContentWidth
+    implicitHeight: implicitContentHeight
+    Accessible.role: Accessible.Link
+    Accessible.name: text
+    Keys.onReturnPressed: click()
+    Keys.onEnterPressed: click()
+
+    contentItem: BodyText {
+        view: link.view
+        text: link.text
+        colorName: link.enabled ? "LinkColor" : "SecondaryTextColor"
+        font.underline: link.underlined
+        Accessible.ignored: true
+    }
+
+    background: Rectangle {
+        color: "transparent"
+
+        FocusRing {
+            view: link.view
+            visible: link.visualFocus
+        }
+    }
+
+    HoverHandler {
+        cursorShape: Qt.PointingHandCursor
+    }
+}
