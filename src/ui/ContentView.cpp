@@ -23,6 +23,10 @@ ContentView::ContentView(QObject *parent)
       m_isFormFrozen(UtilityFunctions::ShareButtonPressed) {
     m_status->note(logLabel);
     m_isEmailValid.setBinding([this] { return isValidEmail(emailText); });
+    m_attachedFilesLabel.setBinding([this] {
+        const qint64 count = filesCountInDestination;
+        return count > 0 ? QStringLiteral("%1 file(s) attached").arg(count) : QString();
+    });
     m_isRunning.setBinding([this] {
         const bool isCapturing = startButtonLabel.value() == Texts::stopDiagnostics && primaryButtonDisabled;
         const bool isCompressing = logLabel.value() == Texts::compressingLogs && primaryButtonDisabled;

@@ -17,6 +17,7 @@ class ContentView : public ContentViewState {
     Q_PROPERTY(QString supportEmail READ supportEmail CONSTANT)
     Q_PROPERTY(bool isFormFrozen READ isFormFrozen BINDABLE isFormFrozenBinding)
     Q_PROPERTY(bool isRunning READ isRunning BINDABLE isRunningBinding)
+    Q_PROPERTY(QString attachedFilesLabel READ attachedFilesLabel BINDABLE attachedFilesLabelBinding)
     Q_PROPERTY(bool isEmailValid READ isEmailValid BINDABLE isEmailValidBinding)
 
 public:
@@ -33,6 +34,10 @@ public:
     /// Whether a capture, a compression or an upload is under way.
     bool isRunning() const { return m_isRunning; }
     QBindable<bool> isRunningBinding() { return {&m_isRunning}; }
+
+    /// How many files are attached; empty when there are none.
+    QString attachedFilesLabel() const { return m_attachedFilesLabel; }
+    QBindable<QString> attachedFilesLabelBinding() { return {&m_attachedFilesLabel}; }
 
     bool isEmailValid() const { return m_isEmailValid; }
     QBindable<bool> isEmailValidBinding() { return {&m_isEmailValid}; }
@@ -120,4 +125,5 @@ private:
     QProperty<bool> m_isFormFrozen;
     QProperty<bool> m_isRunning;
     QProperty<bool> m_isEmailValid;
+    QProperty<QString> m_attachedFilesLabel;
 };

@@ -19,8 +19,7 @@ inline const QString compressingLogs = QStringLiteral("Compressing logs.");
 inline const QString copyId = QStringLiteral("Copy ID");
 inline const QString idCopied = QStringLiteral("ID Copied!");
 
-// What is collected. The runs of spaces stand between the columns; CollectedList.qml spaces its words so that
-// the second column lines up.
+// What is collected. A run of spaces stands between the columns; where the second one begins is the view's.
 inline const QString basicLogs =
     QStringLiteral("BASIC LOGS\n"
                    "• Lumadoc configuration, settings and logs\n"

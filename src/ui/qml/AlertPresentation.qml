@@ -55,7 +55,8 @@ Dialog {
     header: null
     footer: null
 
-    contentItem: ColumnLayout {
+    ColumnLayout {
+        anchors.fill: parent
         spacing: 12
         Keys.onEscapePressed: alert.answer(false)
         Accessible.role: Accessible.AlertMessage

@@ -44,11 +44,11 @@ RowLayout {
 
         RowLayout {
             spacing: 8
-            visible: row.view.filesCountInDestination > 0
+            visible: row.view.attachedFilesLabel !== ""
 
             LiveText {
                 view: row.view
-                text: row.view.filesCountInDestination + " file(s) attached"
+                text: row.view.attachedFilesLabel
             }
 
             T.AbstractButton {
@@ -59,15 +59,14 @@ RowLayout {
                 enabled: !row.view.isFormFrozen && !row.view.isFeedbackEmailLayoutDisabled
                 opacity: enabled ? 1.0 : 0.6
                 Accessible.name: "Remove attached files"
-                Keys.onReturnPressed: click()
-                Keys.onEnterPressed: click()
+                Keys.onReturnPressed: clicked()
+                Keys.onEnterPressed: clicked()
                 onClicked: row.view.removeAllUserFiles()
 
                 contentItem: AssetImage {
                     view: row.view
                     name: "TarnDeleteOutline18N"
-                    sourceSize: Qt.size(18, 18)
-                    fillMode: Image.Pad
+                    size: 18
                 }
 
                 background: Rectangle {

@@ -17,6 +17,7 @@ Rectangle {
     FocusRing {
         view: frame.view
         anchors.margins: -2
+        colorName: frame.isWrong ? "error" : "LinkColor"
         visible: frame.isFocused
     }
 }

@@ -17,7 +17,7 @@ ColumnLayout {
     AssetImage {
         view: layout.view
         name: "checkmarkcircle"
-        sourceSize: Qt.size(64, 64)
+        size: 64
         Layout.alignment: Qt.AlignHCenter
     }
 

@@ -4,11 +4,12 @@ import Lumamon
 
 Rectangle {
     required property ContentView view
+    property string colorName: "LinkColor"
 
     anchors.fill: parent
     anchors.margins: -4
     color: "transparent"
     radius: (parent as Rectangle)?.radius + 4
     border.width: 2
-    border.color: Assets.color("LinkColor", view.colorScheme)
+    border.color: Assets.color(colorName, view.colorScheme)
 }

@@ -13,7 +13,7 @@ RowLayout {
     AssetImage {
         view: header.view
         name: "lumadocdiagnosticlogo"
-        sourceSize: Qt.size(80, 80)
+        size: 80
     }
 
     BodyText {

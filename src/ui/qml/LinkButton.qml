@@ -13,14 +13,14 @@ T.AbstractButton {
     implicitHeight: implicitContentHeight
     Accessible.role: Accessible.Link
     Accessible.name: text
-    Keys.onReturnPressed: click()
-    Keys.onEnterPressed: click()
+    Keys.onReturnPressed: clicked()
+    Keys.onEnterPressed: clicked()
 
     contentItem: BodyText {
         view: link.view
         text: link.text
         colorName: link.enabled ? "LinkColor" : "SecondaryTextColor"
-        font.underline: link.underlined
+        font.underline: link.underlined && link.enabled
         Accessible.ignored: true
     }
 

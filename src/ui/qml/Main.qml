@@ -1,7 +1,6 @@
 // The diagnostics window: its sections from top to bottom, and the alerts over them.
 import QtQuick
 import QtQuick.Controls.Basic
-import QtQuick.Layouts
 import Lumamon
 
 Window {

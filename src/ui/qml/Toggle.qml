@@ -22,14 +22,14 @@ T.CheckBox {
         y: (toggle.height - height) / 2
         radius: 4
         color: toggle.checked ? toggle.tint : "transparent"
-        border.width: toggle.checked ? 0 : 1.5
+        border.width: toggle.checked ? 0 : 1
         border.color: Assets.color("Border", toggle.view.colorScheme)
 
         AssetImage {
             view: toggle.view
             name: "checkmark"
             anchors.centerIn: parent
-            sourceSize: Qt.size(14, 14)
+            size: 14
             visible: toggle.checked
         }
 

@@ -18,7 +18,8 @@ ColumnLayout {
             readonly property int scheme: block.view.colorScheme
 
             source: Assets.image(scheme === ContentView.ColorScheme.dark ? "darkerroricon" : "erroricon", scheme)
-            sourceSize: Qt.size(20, 20)
+            sourceSize.width: 20
+            sourceSize.height: 20
             Accessible.ignored: true
         }
 

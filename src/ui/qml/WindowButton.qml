@@ -21,7 +21,7 @@ T.Button {
 
     function workByKey(event: KeyEvent) {
         if (!event.isAutoRepeat)
-            click();
+            clicked();
     }
 
     contentItem: BodyText {
