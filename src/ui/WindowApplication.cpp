@@ -4,7 +4,6 @@
 #include "ui/Views.h"
 
 #include <QApplication>
-#include <QIcon>
 #include <QQuickWindow>
 #include <cstdio>
 #include <unistd.h>
@@ -31,7 +30,6 @@ std::unique_ptr<QCoreApplication> makeWindowApplication(int &argumentCount, char
     qInstallMessageHandler(before);
     QGuiApplication::setApplicationDisplayName(LabelConstants::ApplicationDisplayName);
     QGuiApplication::setDesktopFileName(QStringLiteral("com.brennic.LumadocDiagnostics"));
-    QGuiApplication::setWindowIcon(QIcon(QStringLiteral(":/Lumamon/assets/light/lumadocdiagnosticlogo.svg")));
     registerViews();
     return application;
 }

@@ -3,6 +3,7 @@
 #include "discovery/ProductDiscovery.h"
 #include "platform/Bundle.h"
 
+#include <QIcon>
 #include <QQuickWindow>
 
 namespace {
@@ -36,6 +37,11 @@ bool WindowScene::open() {
     auto *window = qobject_cast<QQuickWindow *>(m_engine.rootObjects().value(0));
     if (!window)
         return false;
+    // Drawing it takes as long as drawing the window.
+    QObject::connect(
+        window, &QQuickWindow::frameSwapped, window,
+        [window] { window->setIcon(QIcon(QStringLiteral(":/Lumamon/assets/light/lumadocdiagnosticlogo.svg"))); },
+        Qt::ConnectionType(Qt::QueuedConnection | Qt::SingleShotConnection));
     QObject::connect(&m_view, &ContentView::closeRequested, window, &QWindow::close);
     window->raise();
     window->requestActivate();

@@ -9,10 +9,7 @@ ColumnLayout {
     required property ContentView view
 
     spacing: 16
-    onVisibleChanged: {
-        if (visible)
-            close.forceActiveFocus(Qt.TabFocusReason);
-    }
+    Component.onCompleted: close.forceActiveFocus(Qt.TabFocusReason)
 
     AssetImage {
         view: layout.view

@@ -10,10 +10,7 @@ ColumnLayout {
 
     spacing: 6
     // The description is what the user is asked for next.
-    onVisibleChanged: {
-        if (visible && view.feedbackText === "")
-            description.takeFocus();
-    }
+    Component.onCompleted: description.takeFocus()
 
     DescriptionBox {
         id: description

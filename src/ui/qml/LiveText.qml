@@ -13,4 +13,5 @@ BodyText {
     Accessible.role: Accessible.AlertMessage
     onTextChanged: announce()
     onVisibleChanged: announce()
+    Component.onCompleted: announce()
 }

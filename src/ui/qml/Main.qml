@@ -1,6 +1,6 @@
 // The diagnostics window: its sections from top to bottom, and the alerts over them.
 import QtQuick
-import QtQuick.Controls.Basic
+import QtQuick.Templates as T
 import Lumamon
 
 Window {
@@ -18,11 +18,11 @@ Window {
     color: Assets.color("BackgroundColor", view.colorScheme)
     onClosing: view.disappear()
 
-    ScrollView {
+    Flickable {
         id: scroll
 
         anchors.fill: parent
-        contentWidth: availableWidth
+        boundsBehavior: Flickable.StopAtBounds
         contentHeight: sections.implicitHeight + 2 * sections.edge
 
         WindowSections {
@@ -32,13 +32,21 @@ Window {
 
             x: edge
             y: edge
-            width: scroll.availableWidth - 2 * edge
+            width: scroll.width - 2 * edge
+            view: window.view
+        }
+
+        T.ScrollBar.vertical: VerticalScrollBar {
             view: window.view
         }
     }
 
-    AlertPresentation {
-        view: window.view
-        alerts: window.alerts
+    Loader {
+        readonly property bool isNeeded: window.view.showAlert || window.alerts.isUp
+
+        onIsNeededChanged: {
+            if (isNeeded && status === Loader.Null)
+                setSource("AlertPresentation.qml", { view: window.view, alerts: window.alerts });
+        }
     }
 }

@@ -43,29 +43,33 @@ ColumnLayout {
         Layout.fillWidth: true
     }
 
-    LogIdBlock {
+    LateSection {
         view: sections.view
-        visible: sections.view.isLoggingCompleteVisible
+        file: "LogIdBlock.qml"
+        isShown: sections.view.isLoggingCompleteVisible
         Layout.fillWidth: true
     }
 
-    UploadFailedBlock {
+    LateSection {
         view: sections.view
-        visible: sections.view.isUploadFailedLayoutVisible
+        file: "UploadFailedBlock.qml"
+        isShown: sections.view.isUploadFailedLayoutVisible
         Layout.fillWidth: true
     }
 
-    FeedbackForm {
+    LateSection {
         view: sections.view
-        visible: sections.view.isFeedbackLayoutVisible
+        file: "FeedbackForm.qml"
+        isShown: sections.view.isFeedbackLayoutVisible
         Layout.fillWidth: true
         Layout.maximumWidth: 632
         Layout.alignment: Qt.AlignHCenter
     }
 
-    CloseLayout {
+    LateSection {
         view: sections.view
-        visible: sections.view.isCloseLayoutVisible
+        file: "CloseLayout.qml"
+        isShown: sections.view.isCloseLayoutVisible
         Layout.alignment: Qt.AlignHCenter
     }
 }
