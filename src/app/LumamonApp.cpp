@@ -1,9 +1,8 @@
 #include "app/LumamonApp.h"
 
-#include "packaging/UploadAPI.h"
+#include "app/Ending.h"
 #include "platform/MainQueue.h"
 #include "platform/Process.h"
-#include "platform/SystemLog.h"
 
 #include <QCoreApplication>
 
@@ -13,8 +12,6 @@ int LumamonApp::run(int argumentCount, char **arguments) {
     AppDelegate delegate;
     platform::onMainQueue([&delegate] { delegate.applicationDidFinishLaunching(); });
     const int status = QCoreApplication::exec();
-    // An upload that is under way stops here.
-    UploadAPI::uploadTask.reset();
-    platform::SystemLog::flush(std::chrono::seconds(1));
+    endRun(status);
     return status;
 }
