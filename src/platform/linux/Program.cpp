@@ -41,7 +41,7 @@ std::vector<char *> pointers(std::vector<std::string> &texts) {
 std::vector<std::string> childEnvironment(const Program &program) {
     std::vector<std::string> result;
     for (const auto &[name, value] : program.variables)
-        result.push_back(name + "=" + value);
+        result.push_back(std::string(name).append("=").append(value));
     for (char **entry = environ; *entry != nullptr; ++entry) {
         const std::string_view text(*entry);
         const auto isSet = [&](const auto &variable) { return text.starts_with(variable.first + "="); };
