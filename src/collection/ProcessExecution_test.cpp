@@ -317,16 +317,17 @@ TEST_F(ProcessExecutionTest, StopsInMidScript) {
     ASSERT_TRUE(waitUntil([this] { return fs::exists(commands / "spindump.ran"); }));
     const auto before = std::chrono::steady_clock::now();
     platform::stopPrograms();
+    // What was stopped is not followed by anything, however late the capture is told.
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_TRUE(ProcessExecution::stop());
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(500));
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(1));
     QTimer::singleShot(50, &application, &QCoreApplication::quit);
     QCoreApplication::exec();
     EXPECT_EQ(completions, 0);
     EXPECT_TRUE(waitUntil([] { return test_support::processesOf("sleep").empty(); }));
     EXPECT_FALSE(fs::exists(commands / "system_profiler.ran"));
     EXPECT_FALSE(fs::exists(*tempOutputURL / "DetailedInfo.json"));
-    // A task that had begun already when the stop came is let go on to its script, which is not started.
-    EXPECT_EQ(lines().mid(0, 5),
+    EXPECT_EQ(lines(),
               QStringList() << initiated() << verifiedAndRunning()
                             << spindumpLine(*tempOutputURL / "spinReport.txt")
                             << QStringLiteral("INFO: [\"NSAppleScriptErrorMessage\": \"The command was "

@@ -53,5 +53,7 @@ std::optional<int> runProgram(const Program &program, QByteArray *errorOutput = 
 /// moments, and lets no other start. One that has become another user's cannot be killed and is left alone.
 /// Any thread, and signal handlers.
 void stopPrograms();
+/// Whether `stopPrograms` was called: the process is about to end. Any thread.
+bool programsAreStopped();
 
 } // namespace platform

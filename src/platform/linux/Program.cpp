@@ -225,4 +225,8 @@ void stopPrograms() {
     (void)!::write(stopEvent, &once, sizeof once);
 }
 
+bool programsAreStopped() {
+    return stopRequested;
+}
+
 } // namespace platform
