@@ -48,6 +48,8 @@ protected:
             work();
             writeFile(home.path() / "ending", "");
             endRun(5);
+            if (afterwards)
+                afterwards();
             return 6;
         });
         const auto begun = fs::last_write_time(home.path() / "ending");
@@ -57,6 +59,7 @@ protected:
     bool isOn() const { return readFile(file).contains("EnableLumaLogging"); }
     bool hasRecord() const { return fs::exists(*tempSystemURL / "LoggingSwitch.plist"); }
 
+    std::function<void()> afterwards;
     test_support::ScratchHome home;
     fs::path log = test_support::startLog();
     fs::path file = home.library() / "Preferences/com.brennic.LumadocPE.plist";
@@ -69,6 +72,9 @@ TEST_F(Ending, PutsTheLoggingBack) {
 }
 
 TEST_F(Ending, StopsProgramsThatOtherThreadsRun) {
+    afterwards = [this] {
+        waitUntil([this] { return fs::exists(home.path() / "off"); }, std::chrono::seconds(1));
+    };
     EXPECT_EQ(statusOfEnd([this] {
                   std::thread([this] {
                       platform::runProgram(

@@ -21,9 +21,14 @@ namespace platform {
 
 namespace {
 
-// Readable from the moment the programs are stopped, and never read: every thread that waits sees it.
-const int stopEvent = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
 std::atomic<bool> stopRequested = false;
+
+// Readable from the moment the programs are stopped, and never read: every thread that waits sees it. Not
+// made before it is needed, when a standard stream that is closed may still be to be opened.
+int stopEvent() {
+    static const int event = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    return event;
+}
 
 std::error_code systemError() {
     return {errno, std::generic_category()};
@@ -136,7 +141,7 @@ bool waitForEnd(pid_t child, FileDescriptor errors, QByteArray &kept, int &statu
     constexpr int lookMilliseconds = 10;
     for (;;) {
         std::array<struct pollfd, 3> events = {
-            {{end.get(), POLLIN, 0}, {errors.get(), POLLIN, 0}, {stopEvent, POLLIN, 0}}};
+            {{end.get(), POLLIN, 0}, {errors.get(), POLLIN, 0}, {stopEvent(), POLLIN, 0}}};
         ::poll(events.data(), events.size(), end ? -1 : lookMilliseconds);
         if (hasEnded(child, status))
             break;
@@ -222,10 +227,12 @@ std::optional<int> runProgram(const Program &program, QByteArray *errorOutput) {
 void stopPrograms() {
     stopRequested = true;
     const std::uint64_t once = 1;
-    (void)!::write(stopEvent, &once, sizeof once);
+    (void)!::write(stopEvent(), &once, sizeof once);
 }
 
 bool programsAreStopped() {
+    // What a signal handler that stops the programs needs is there from now on.
+    stopEvent();
     return stopRequested;
 }
 
