@@ -105,6 +105,7 @@ void AppDelegate::launch() {
     else
         Logger::logError(QStringLiteral("Application terminated"));
     isOutputDirectoryCreated = true;
+    PListOperations::RestoreAfterInterruptedRun();
     CommandLineArguments::parse(QCoreApplication::arguments());
     if (IsSilentMode) {
         constexpr auto timeout = std::chrono::seconds(300);

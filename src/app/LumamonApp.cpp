@@ -1,14 +1,15 @@
 #include "app/LumamonApp.h"
 
 #include "app/CommandLineArguments.h"
+#include "app/Ending.h"
 #include "app/WindowLoader.h"
-#include "packaging/UploadAPI.h"
 #include "platform/MainQueue.h"
 #include "platform/Process.h"
-#include "platform/SystemLog.h"
+#include "platform/TerminationSignals.h"
 #include "ui/WindowFrontEnd.h"
 
 #include <QCoreApplication>
+#include <cstdlib>
 
 namespace {
 
@@ -32,14 +33,16 @@ int LumamonApp::run(int argumentCount, char **arguments) {
         if (!window)
             return EXIT_FAILURE;
         application = window->makeApplication(argumentCount, arguments);
+        platform::onTerminationRequest([] { QCoreApplication::quit(); });
     }
     AppDelegate delegate(window);
     platform::onMainQueue([&delegate] { delegate.applicationDidFinishLaunching(); });
     const int status = QCoreApplication::exec();
-    // An upload that is under way stops here.
-    UploadAPI::uploadTask.reset();
     if (window)
         window->close();
-    platform::SystemLog::flush(std::chrono::seconds(1));
+    endRun(status);
+    // A step of the window may still run on a thread of its own, and nothing that it uses is destroyed.
+    if (window)
+        std::_Exit(status);
     return status;
 }

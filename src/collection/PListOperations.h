@@ -2,7 +2,8 @@
 // collected, and put back.
 //
 // The switch is two arrays below root / track / "LumaLogging". Every operation does nothing when its flag is
-// false. The three never overlap in time, so the saved values have no lock.
+// false. Switching and putting back exclude each other: the end of the program may meet the capture's worker
+// there.
 #pragma once
 
 #include "platform/PropertyList.h"
@@ -32,7 +33,12 @@ void EnableLumaLogging(bool isLumaloggingEnabled);
 void GetLumaLogs(bool isLumaloggingEnabled);
 
 /// Puts back the two values that the switch replaced, in the file's present content, so that whatever the
-/// product has written in the meantime stays.
+/// product has written in the meantime stays. Any thread; of several calls one puts back.
 void RevertLumaLogPList(bool isLumaloggingEnabled);
+
+/// Makes good a run that ended with the switch on: what it wrote is put back, key by key, where it still
+/// stands. One line of the log tells what was done; without a record of such a run there is none. Main
+/// thread, once the workspace stands.
+void RestoreAfterInterruptedRun();
 
 } // namespace PListOperations

@@ -7,6 +7,7 @@
 #include "logging/Logging.h"
 #include "platform/Bundle.h"
 #include "platform/MainQueue.h"
+#include "platform/Program.h"
 #include "platform/SerialQueue.h"
 #include "platform/Text.h"
 
@@ -18,12 +19,25 @@ namespace {
 
 using namespace UtilityFunctions;
 
-std::atomic<bool> stopping = false;
+std::atomic<bool> stopRequested = false;
+
+// A script that was stopped is the beginning of the program's end, which may reach this worker a little
+// later.
+bool isStopping() {
+    return stopRequested || platform::programsAreStopped();
+}
 
 // Never destroyed: a step that hangs may still run when the process ends.
 platform::SerialQueue &monitoringQueue() {
     static auto *const queue = new platform::SerialQueue("MonitoringQueue");
     return *queue;
+}
+
+void submit(std::function<void()> task) {
+    monitoringQueue().submit([task = std::move(task)] {
+        if (!isStopping())
+            task();
+    });
 }
 
 void setProgressText(const QString &text) {
@@ -70,7 +84,7 @@ void collectSettingsAndLogs(bool isLumaloggingEnabled) {
         [=] { PListOperations::RevertLumaLogPList(isLumaloggingEnabled); },
     };
     for (const auto &step : steps) {
-        if (stopping)
+        if (isStopping())
             return;
         step();
     }
@@ -80,15 +94,14 @@ void collectSettingsAndLogs(bool isLumaloggingEnabled) {
 
 void runTasksConcurrently(bool getInstalledApps, bool getSpinDump, bool isLumaloggingEnabled,
                           std::function<void()> completion) {
-    platform::SerialQueue &queue = monitoringQueue();
     Logger::logInfo(QStringLiteral("Monitoring Queue initiated."));
-    queue.submit([=] { sampleProcess(getSpinDump); });
-    queue.submit([=] {
+    submit([=] { sampleProcess(getSpinDump); });
+    submit([=] {
         if (getInstalledApps && getSpinDump)
             listInstalledApplications();
     });
-    queue.submit([=] { collectSettingsAndLogs(isLumaloggingEnabled); });
-    queue.submit([done = std::move(completion)] { platform::onMainQueue(done); });
+    submit([=] { collectSettingsAndLogs(isLumaloggingEnabled); });
+    submit([done = std::move(completion)] { platform::onMainQueue(done); });
 }
 
 std::optional<platform::ScriptError> runSpinDump() {
@@ -118,7 +131,7 @@ std::optional<platform::ScriptError> runSystemProfiler() {
 
 bool stop() {
     constexpr auto moment = std::chrono::milliseconds(500);
-    stopping = true;
+    stopRequested = true;
     return monitoringQueue().stop(moment);
 }
 

@@ -51,7 +51,9 @@ std::optional<int> runProgram(const Program &program, QByteArray *errorOutput = 
 
 /// For the end of the process: kills every program that runs, so that whoever waits for one goes on within
 /// moments, and lets no other start. One that has become another user's cannot be killed and is left alone.
-/// Any thread, and signal handlers.
+/// Any thread, and signal handlers once `programsAreStopped` was called.
 void stopPrograms();
+/// Whether `stopPrograms` was called: the process is about to end. Any thread.
+bool programsAreStopped();
 
 } // namespace platform

@@ -147,6 +147,10 @@ PropertyList PropertyList::boolean(bool value) {
     return PropertyList(plist_new_bool(value ? 1 : 0));
 }
 
+PropertyList PropertyList::string(const QString &value) {
+    return PropertyList(plist_new_string(value.toUtf8().constData()));
+}
+
 bool PropertyList::isDictionary() const {
     return PLIST_IS_DICT(m_node.get());
 }

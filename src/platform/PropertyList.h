@@ -25,6 +25,7 @@ public:
     static PropertyList array(std::initializer_list<PropertyList> items);
     static PropertyList integer(std::uint64_t value);
     static PropertyList boolean(bool value);
+    static PropertyList string(const QString &value);
 
     PropertyList(const PropertyList &other);
     PropertyList(PropertyList &&other) noexcept = default;

@@ -21,9 +21,14 @@ namespace platform {
 
 namespace {
 
-// Readable from the moment the programs are stopped, and never read: every thread that waits sees it.
-const int stopEvent = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
 std::atomic<bool> stopRequested = false;
+
+// Readable from the moment the programs are stopped, and never read: every thread that waits sees it. Not
+// made before it is needed, when a standard stream that is closed may still be to be opened.
+int stopEvent() {
+    static const int event = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    return event;
+}
 
 std::error_code systemError() {
     return {errno, std::generic_category()};
@@ -41,7 +46,7 @@ std::vector<char *> pointers(std::vector<std::string> &texts) {
 std::vector<std::string> childEnvironment(const Program &program) {
     std::vector<std::string> result;
     for (const auto &[name, value] : program.variables)
-        result.push_back(name + "=" + value);
+        result.push_back(std::string(name).append("=").append(value));
     for (char **entry = environ; *entry != nullptr; ++entry) {
         const std::string_view text(*entry);
         const auto isSet = [&](const auto &variable) { return text.starts_with(variable.first + "="); };
@@ -136,7 +141,7 @@ bool waitForEnd(pid_t child, FileDescriptor errors, QByteArray &kept, int &statu
     constexpr int lookMilliseconds = 10;
     for (;;) {
         std::array<struct pollfd, 3> events = {
-            {{end.get(), POLLIN, 0}, {errors.get(), POLLIN, 0}, {stopEvent, POLLIN, 0}}};
+            {{end.get(), POLLIN, 0}, {errors.get(), POLLIN, 0}, {stopEvent(), POLLIN, 0}}};
         ::poll(events.data(), events.size(), end ? -1 : lookMilliseconds);
         if (hasEnded(child, status))
             break;
@@ -222,7 +227,13 @@ std::optional<int> runProgram(const Program &program, QByteArray *errorOutput) {
 void stopPrograms() {
     stopRequested = true;
     const std::uint64_t once = 1;
-    (void)!::write(stopEvent, &once, sizeof once);
+    (void)!::write(stopEvent(), &once, sizeof once);
+}
+
+bool programsAreStopped() {
+    // What a signal handler that stops the programs needs is there from now on.
+    stopEvent();
+    return stopRequested;
 }
 
 } // namespace platform

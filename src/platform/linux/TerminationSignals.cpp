@@ -30,7 +30,7 @@ void takeRequest(int) {
 } // namespace
 
 void onTerminationRequest(std::function<void()> end) {
-    if (::pipe2(pipeEnds, O_CLOEXEC | O_NONBLOCK) != 0)
+    if (programsAreStopped() || ::pipe2(pipeEnds, O_CLOEXEC | O_NONBLOCK) != 0)
         return;
     auto *const notifier =
         new QSocketNotifier(pipeEnds[0], QSocketNotifier::Read, QCoreApplication::instance());

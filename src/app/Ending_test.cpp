@@ -1,0 +1,134 @@
+#include "app/Ending.h"
+
+#include "collection/PListOperations.h"
+#include "collection/ProcessExecution.h"
+#include "discovery/RunState.h"
+#include "packaging/UploadAPI.h"
+#include "platform/Program.h"
+#include "test_support/ChildProcess.h"
+#include "test_support/LogReader.h"
+#include "test_support/ProgramRun.h"
+#include "test_support/PropertyLists.h"
+#include "test_support/ScratchHome.h"
+
+#include <QCoreApplication>
+#include <gtest/gtest.h>
+#include <thread>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace UtilityFunctions;
+using Clock = std::chrono::steady_clock;
+using test_support::readFile;
+using test_support::waitUntil;
+using test_support::writeFile;
+
+// Each end is that of a process of its own, with the logging switched on.
+class Ending : public testing::Test {
+protected:
+    Ending() {
+        userLibraryURL = home.library();
+        userLibraryPrefURL = home.library() / "Preferences";
+        tempSystemURL = tempOutputURL = home.path() / "Output";
+        fs::create_directories(*tempSystemURL);
+        LumadocInstalledInstance = {LumadocBundleIdentifier};
+        lumadocOrPellix = QStringLiteral("Lumadoc");
+        writeFile(file, test_support::xmlList("<dict><key>Trunk</key><dict/></dict>"));
+    }
+
+    // The status of a process that did this and came to its end, which took less than the limit.
+    int statusOfEnd(const std::function<void()> &work) {
+        const int status = test_support::statusInChild([&] {
+            int count = 1;
+            char name[] = "test";
+            char *arguments[] = {name, nullptr};
+            QCoreApplication application(count, arguments);
+            PListOperations::EnableLumaLogging(true);
+            work();
+            writeFile(home.path() / "ending", "");
+            endRun(5);
+            if (afterwards)
+                afterwards();
+            return 6;
+        });
+        const auto begun = fs::last_write_time(home.path() / "ending");
+        EXPECT_LT(fs::file_time_type::clock::now() - begun, std::chrono::seconds(2));
+        return status;
+    }
+    bool isOn() const { return readFile(file).contains("EnableLumaLogging"); }
+    bool hasRecord() const { return fs::exists(*tempSystemURL / "LoggingSwitch.plist"); }
+
+    std::function<void()> afterwards;
+    test_support::ScratchHome home;
+    fs::path log = test_support::startLog();
+    fs::path file = home.library() / "Preferences/com.brennic.LumadocPE.plist";
+};
+
+TEST_F(Ending, PutsTheLoggingBack) {
+    EXPECT_EQ(statusOfEnd([] {}), 6);
+    EXPECT_FALSE(isOn());
+    EXPECT_FALSE(hasRecord());
+}
+
+TEST_F(Ending, StopsProgramsThatOtherThreadsRun) {
+    afterwards = [this] {
+        waitUntil([this] { return fs::exists(home.path() / "off"); }, std::chrono::seconds(1));
+    };
+    EXPECT_EQ(statusOfEnd([this] {
+                  std::thread([this] {
+                      platform::runProgram(
+                          {"/bin/sh", {"-c", "touch \"$0\"; exec sleep 1000", home.path() / "on"}, {}, {}});
+                      writeFile(home.path() / "off", "");
+                      std::this_thread::sleep_for(std::chrono::seconds(100));
+                  }).detach();
+                  waitUntil([this] { return fs::exists(home.path() / "on"); });
+              }),
+              6);
+    EXPECT_TRUE(fs::exists(home.path() / "off"));
+    EXPECT_FALSE(isOn());
+}
+
+TEST_F(Ending, LeavesACaptureThatHangsBehindAndPutsTheLoggingBack) {
+    EXPECT_EQ(statusOfEnd([] {
+                  static std::atomic<bool> isThere = false;
+                  ProcessExecution::labelTextBinding =
+                      TextBinding{.get = [] { return QString(); },
+                                  .set =
+                                      [](const QString &) {
+                                          isThere = true;
+                                          std::this_thread::sleep_for(std::chrono::seconds(100));
+                                      }};
+                  ProcessExecution::runTasksConcurrently(false, false, true, [] {});
+                  waitUntil([] { return isThere.load(); });
+              }),
+              5);
+    EXPECT_FALSE(isOn());
+    EXPECT_FALSE(hasRecord());
+}
+
+// A read that never ends stands for a disk that has stopped answering.
+TEST_F(Ending, ComesWhateverHangsAndLeavesTheRestToTheNextStart) {
+    EXPECT_EQ(statusOfEnd([] {
+                  int ends[2];
+                  ASSERT_EQ(::pipe(ends), 0);
+                  UploadRequest request;
+                  request.url = "https://127.0.0.1:1/";
+                  request.archive = platform::FileDescriptor(ends[0]);
+                  request.archiveBytes = 100;
+                  UploadAPI::uploadTask = std::make_shared<UploadTask>(
+                      std::move(request), [](auto...) {}, [](const UploadResponse &) {});
+                  UploadAPI::uploadTask->resume();
+                  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+              }),
+              5);
+    EXPECT_TRUE(isOn());
+    EXPECT_TRUE(hasRecord());
+    fs::remove(log);
+    PListOperations::RestoreAfterInterruptedRun();
+    EXPECT_FALSE(isOn());
+    EXPECT_FALSE(hasRecord());
+    EXPECT_EQ(test_support::logLines(log).size(), 1);
+}
+
+} // namespace
