@@ -25,7 +25,7 @@ struct EntryLimits {
     std::size_t folders = 2000;
     std::size_t entries = 20'000;
     std::size_t entryBytes = std::size_t{256} << 10;
-    std::size_t totalBytes = std::size_t{128} << 20;
+    std::size_t totalBytes = std::size_t{64} << 20;
 };
 
 /// The entries of applications in these folders and the folders below them, in order; those that the user's

@@ -1,5 +1,5 @@
-// What must hold of the reading of desktop entries whatever bytes it gets; shared by the bounded test and by
-// a coverage-guided search.
+// What must hold of the reading of desktop entries whatever bytes it gets; in a header, so that a
+// coverage-guided fuzzer can ask the same as the bounded test.
 #pragma once
 
 #include "helpers/system_profiler/DesktopEntries.h"

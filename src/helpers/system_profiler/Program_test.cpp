@@ -1,5 +1,6 @@
 // Runs of the program as it ships, on a machine that the test makes.
 #include "helpers/system_profiler/TestMachine.h"
+#include "test_support/ConditionalTest.h"
 #include "test_support/FileTree.h"
 #include "test_support/Isolation.h"
 #include "test_support/Mounts.h"
@@ -200,6 +201,36 @@ TEST(SystemProfiler, OutlivesEveryBrokenEntry) {
     for (const char *name : {"Good", "Short", "Pipe"})
         EXPECT_TRUE(contains(report, "\n    " + std::string(name) + ":\n")) << report;
 }
+
+// What root may read says nothing of what an ordinary user may.
+void readsAsAnOrdinaryUser() {
+    constexpr uid_t ordinary = 65534;
+    const ScratchMachine machine;
+    fs::copy_file(SYSTEM_PROFILER, machine.path("bin/system_profiler"));
+    machine.writeEntry("closed.desktop", entryText("Closed", "/none"));
+    machine.writeEntry("folder/inner.desktop", entryText("Inner", "/none"));
+    machine.writeEntry("open.desktop", entryText("Open", "secret"));
+    writeProgram(machine.path("bin/secret"));
+    for (const auto &entry : fs::recursive_directory_iterator(machine.path(".")))
+        fs::permissions(entry, fs::perms::all);
+    fs::permissions(machine.path("."), fs::perms::all);
+    const fs::path entries = machine.path(".local/share/applications");
+    fs::permissions(entries / "closed.desktop", fs::perms::none);
+    fs::permissions(entries / "folder", fs::perms::none);
+    fs::permissions(machine.path("bin/secret"), fs::perms::owner_all | fs::perms::others_exec);
+    ProgramOptions options = machine.options();
+    options.program = machine.path("bin/system_profiler");
+    options.user = ordinary;
+    ProgramRun run(options);
+    EXPECT_EQ(run.waitForEnd(), exited(0));
+    const std::string report = run.standardOutput();
+    EXPECT_TRUE(contains(report, "\n    Open:\n")) << report;
+    for (const fs::path &path : {entries / "closed.desktop", entries / "folder", machine.path("bin/secret")})
+        EXPECT_TRUE(contains(report, "\n    " + path.native() + ": Permission denied\n")) << report;
+}
+
+const bool ordinaryUserTested =
+    registerTestIf(::geteuid() == 0, "SystemProfiler", "ReadsAsAnOrdinaryUser", readsAsAnOrdinaryUser);
 
 TEST(SystemProfiler, SaysTheSameInEveryLanguageAndZoneAndOrderOfWriting) {
     const auto reportOf = [](const ScratchMachine &machine, bool reversed) {
