@@ -104,8 +104,9 @@ bool isOffered(const platform::DesktopEntry &entry) {
 
 std::optional<platform::DesktopEntry> applicationEntry(const QByteArray &bytes, QString &problem) {
     problem.clear();
-    if (!QByteArrayView(bytes).isValidUtf8()) {
-        problem = QStringLiteral("not UTF-8");
+    // A zero is UTF-8 too, but would end a path early.
+    if (bytes.contains('\0') || !QByteArrayView(bytes).isValidUtf8()) {
+        problem = QStringLiteral("not UTF-8 text");
         return std::nullopt;
     }
     auto entry = platform::parseDesktopEntry(bytes);

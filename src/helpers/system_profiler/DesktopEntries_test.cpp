@@ -111,6 +111,7 @@ TEST_F(DesktopEntries, ThatAreBrokenAreNotedWithTheReason) {
                                              "ELF\0\1\2\3",
                                              8));
     write("first/encoding.desktop", entryText("Caf\xe9", "/bin/x"));
+    write("first/zero.desktop", entryText("A", QByteArray("/bin/x\0y", 8)));
     write("first/no-name.desktop", "[Desktop Entry]\nType=Application\nName= \nExec=/bin/x\n");
     write("first/no-type.desktop", "[Desktop Entry]\nName=A\nExec=/bin/x\n");
     write("first/no-program.desktop", "[Desktop Entry]\nType=Application\nName=A\n");
@@ -120,16 +121,17 @@ TEST_F(DesktopEntries, ThatAreBrokenAreNotedWithTheReason) {
     ASSERT_EQ(::mkfifo((root() / "first/pipe.desktop").c_str(), 0600), 0);
     writeEntry("first/good.desktop");
     EXPECT_EQ(found(), (Names{"good.desktop = first/good.desktop"}));
-    EXPECT_EQ(reasons(), (Reasons{{"first/binary.desktop", "no desktop entry"},
+    EXPECT_EQ(reasons(), (Reasons{{"first/binary.desktop", "not UTF-8 text"},
                                   {"first/dangling.desktop", "No such file or directory"},
                                   {"first/empty.desktop", "no desktop entry"},
-                                  {"first/encoding.desktop", "not UTF-8"},
+                                  {"first/encoding.desktop", "not UTF-8 text"},
                                   {"first/large.desktop", "File too large"},
                                   {"first/loop.desktop", "Too many levels of symbolic links"},
                                   {"first/no-name.desktop", "a desktop entry without a name"},
                                   {"first/no-program.desktop", "a desktop entry that starts nothing"},
                                   {"first/no-type.desktop", "a desktop entry without a type"},
-                                  {"first/pipe.desktop", "not a regular file"}}));
+                                  {"first/pipe.desktop", "not a regular file"},
+                                  {"first/zero.desktop", "not UTF-8 text"}}));
 }
 
 TEST_F(DesktopEntries, AreReadThroughLinksToFoldersButNotInCircles) {

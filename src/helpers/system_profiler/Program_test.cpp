@@ -189,7 +189,7 @@ TEST(SystemProfiler, OutlivesEveryBrokenEntry) {
     const std::string report = machine.report();
     const std::string folder = "    " + machine.text(".local/share/applications/");
     for (const std::string &line :
-         {folder + "binary.desktop: not UTF-8", folder + "encoding.desktop: not UTF-8",
+         {folder + "binary.desktop: not UTF-8 text", folder + "encoding.desktop: not UTF-8 text",
           folder + "endless.desktop: not a regular file", folder + "huge.desktop: File too large",
           folder + "loop.desktop: Too many levels of symbolic links",
           folder + "pipe.desktop: not a regular file", folder + "self: a link to a folder that it stands in",
