@@ -14,6 +14,19 @@ namespace {
 
 constexpr std::size_t fileLimitBytes = std::size_t{2} << 20;
 
+// The time to read a tag grows with the square of its attributes' number. A tag holds no further '<', so none
+// is longer than the bytes between two of them.
+bool hasLongTag(const QByteArray &bytes) {
+    constexpr qsizetype tagLimit = qsizetype{8} << 10;
+    for (qsizetype begin = bytes.indexOf('<'); begin >= 0;) {
+        const qsizetype next = bytes.indexOf('<', begin + 1);
+        if ((next < 0 ? bytes.size() : next) - begin > tagLimit)
+            return true;
+        begin = next;
+    }
+    return false;
+}
+
 QString textOf(QXmlStreamReader &reader) {
     return reader.readElementText(QXmlStreamReader::SkipChildElements).trimmed();
 }
@@ -64,6 +77,10 @@ void readElement(QXmlStreamReader &reader, Component &component) {
 
 std::optional<Component> parseComponent(const QByteArray &bytes, QString &problem) {
     problem.clear();
+    if (hasLongTag(bytes)) {
+        problem = QStringLiteral("a tag or a text that is too long");
+        return std::nullopt;
+    }
     QXmlStreamReader reader(bytes);
     Component component;
     if (reader.readNextStartElement() &&

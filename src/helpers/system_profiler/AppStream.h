@@ -25,12 +25,13 @@ struct Component {
     QString developer;
 };
 
-/// The component in these bytes; none with `problem` set when they are no such file.
+/// The component in these bytes; none with `problem` set when they are no such file, or hold a tag so long
+/// that it can only be meant to keep the reader busy.
 std::optional<Component> parseComponent(const QByteArray &bytes, QString &problem);
 
 /// How many bytes of such files are read in all, so that no number of them holds up the report.
 struct AppStreamBudget {
-    std::uint64_t remainingBytes = std::uint64_t{256} << 20;
+    std::uint64_t remainingBytes = std::uint64_t{64} << 20;
 };
 
 /// The component in a file; none, noted, when it cannot be read or when the budget is used up.

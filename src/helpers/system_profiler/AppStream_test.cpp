@@ -79,6 +79,19 @@ TEST(AppStream, IsNotExhaustedByItsInput) {
     EXPECT_EQ(problemOf(bomb + "]><component><id>&a11;</id></component>"), "not well-formed XML in line 1");
 }
 
+TEST(AppStream, WithATagOfManyAttributesIsNotRead) {
+    QByteArray attributes;
+    for (int i = 0; i < 100'000; ++i)
+        attributes += " a" + QByteArray::number(i) + "=\"\"";
+    EXPECT_EQ(problemOf("<component><a" + attributes + "/></component>"), "a tag or a text that is too long");
+    EXPECT_EQ(problemOf("<component><a" + attributes), "a tag or a text that is too long");
+    const QByteArray tag = "<a" + attributes.left(attributes.lastIndexOf(' ', 8'000)) + "/>";
+    EXPECT_EQ(componentIn("<component>" + tag.repeated(100) + "<id>a</id></component>").entries.size(), 1U);
+    EXPECT_EQ(
+        componentIn("<component><p>" + QByteArray(8'000, 'x') + "</p><id>a</id></component>").entries.size(),
+        1U);
+}
+
 TEST(AppStream, OfAnEarlierFileCounts) {
     const test_support::ScratchFolder folder;
     const auto write = [&](const fs::path &name, const QByteArray &version) {

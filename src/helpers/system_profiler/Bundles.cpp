@@ -12,6 +12,8 @@ namespace {
 
 // No Info.plist that means well comes near.
 constexpr std::uint64_t infoLimitBytes = std::uint64_t{1} << 20;
+// Applications within applications end sooner; a path made to keep the search busy does not.
+constexpr int nestingLimit = 4;
 
 } // namespace
 
@@ -42,9 +44,12 @@ std::string Bundles::addAround(const fs::path &program) {
 }
 
 std::string Bundles::nearest(const fs::path &program) {
-    for (fs::path folder = program.parent_path(); folder.has_relative_path(); folder = folder.parent_path()) {
+    int nesting = 0;
+    for (fs::path folder = program.parent_path(); folder.has_relative_path() && nesting < nestingLimit;
+         folder = folder.parent_path()) {
         if (folder.extension() != ".app")
             continue;
+        ++nesting;
         if (std::string key = add(folder); !key.empty())
             return key;
     }

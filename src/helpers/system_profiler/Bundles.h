@@ -21,8 +21,9 @@ public:
     /// Adds the bundles that stand in the folders which `places` names for them.
     void addInstalled(const Places &places);
 
-    /// Adds the nearest bundle around `program`, looked for above the place that it is called by and above
-    /// the place that its links lead to; gives the bundle's key, empty when there is none.
+    /// Adds the nearest bundle around `program`, of the innermost four folders that are named like one,
+    /// looked for above the place that it is called by and above the place that its links lead to; gives the
+    /// bundle's key, empty when there is none.
     std::string addAround(const std::filesystem::path &program);
 
     /// By the path with all links followed; each bundle keeps the path by which it was found first.

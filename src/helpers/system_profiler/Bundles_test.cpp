@@ -62,6 +62,13 @@ TEST_F(InstalledBundles, AreTheNearestAroundAProgram) {
     EXPECT_EQ(m_bundles.addAround("/usr/bin/program"), "");
 }
 
+TEST_F(InstalledBundles, AreNotSoughtFarAboveAProgram) {
+    writeBundle("A.app");
+    const fs::path bundle = m_machine.root() / "A.app";
+    EXPECT_EQ(m_bundles.addAround(bundle / "1.app/2.app/3.app/p"), bundle);
+    EXPECT_EQ(m_bundles.addAround(bundle / "1.app/2.app/3.app/4.app/p"), "");
+}
+
 TEST_F(InstalledBundles, AreFoundBehindALinkToTheirProgram) {
     writeBundle("elsewhere/A.app");
     writeProgram(m_machine.root() / "elsewhere/A.app/Contents/Linux/Program");

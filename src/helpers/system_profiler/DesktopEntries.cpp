@@ -4,6 +4,7 @@
 #include "platform/FileSystem.h"
 
 #include <algorithm>
+#include <climits>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <unordered_set>
@@ -120,6 +121,8 @@ std::optional<platform::DesktopEntry> applicationEntry(const QByteArray &bytes, 
         problem = QStringLiteral("a desktop entry without a name");
     else if (entry->command.isEmpty() && !entry->startedByMessage)
         problem = QStringLiteral("a desktop entry that starts nothing");
+    else if (entry->command.value(0).size() >= PATH_MAX)
+        problem = QStringLiteral("a desktop entry whose program has too long a name");
     return problem.isEmpty() ? std::move(entry) : std::nullopt;
 }
 

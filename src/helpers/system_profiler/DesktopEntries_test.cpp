@@ -111,6 +111,7 @@ TEST_F(DesktopEntries, ThatAreBrokenAreNotedWithTheReason) {
                                              "ELF\0\1\2\3",
                                              8));
     write("first/encoding.desktop", entryText("Caf\xe9", "/bin/x"));
+    write("first/long.desktop", entryText("A", QByteArray("/a").repeated(50'000)));
     write("first/zero.desktop", entryText("A", QByteArray("/bin/x\0y", 8)));
     write("first/no-name.desktop", "[Desktop Entry]\nType=Application\nName= \nExec=/bin/x\n");
     write("first/no-type.desktop", "[Desktop Entry]\nName=A\nExec=/bin/x\n");
@@ -126,6 +127,7 @@ TEST_F(DesktopEntries, ThatAreBrokenAreNotedWithTheReason) {
                                   {"first/empty.desktop", "no desktop entry"},
                                   {"first/encoding.desktop", "not UTF-8 text"},
                                   {"first/large.desktop", "File too large"},
+                                  {"first/long.desktop", "a desktop entry whose program has too long a name"},
                                   {"first/loop.desktop", "Too many levels of symbolic links"},
                                   {"first/no-name.desktop", "a desktop entry without a name"},
                                   {"first/no-program.desktop", "a desktop entry that starts nothing"},
