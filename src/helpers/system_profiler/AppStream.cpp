@@ -59,9 +59,9 @@ void readDeveloper(QXmlStreamReader &reader, Component &component) {
 }
 
 void readElement(QXmlStreamReader &reader, Component &component) {
-    if (reader.name() == "id"_L1)
-        component.entries.push_back(entryNamed(textOf(reader)));
-    else if (reader.name() == "launchable"_L1 && reader.attributes().value("type"_L1) == "desktop-id"_L1)
+    const bool isLaunchable =
+        reader.name() == "launchable"_L1 && reader.attributes().value("type"_L1) == "desktop-id"_L1;
+    if (reader.name() == "id"_L1 || isLaunchable)
         component.entries.push_back(entryNamed(textOf(reader)));
     else if (reader.name() == "releases"_L1)
         readReleases(reader, component);

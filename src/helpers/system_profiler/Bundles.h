@@ -14,7 +14,7 @@ namespace system_profiler {
 class Bundles {
 public:
     /// Reads no more than `budgetBytes` of Info.plist files in all.
-    explicit Bundles(NotRead &notRead, std::uint64_t budgetBytes = std::uint64_t{128} << 20)
+    explicit Bundles(NotRead &notRead, std::uint64_t budgetBytes = std::uint64_t{32} << 20)
         : m_notRead(notRead)
         , m_remainingBytes(budgetBytes) {}
 
