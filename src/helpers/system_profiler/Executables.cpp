@@ -44,7 +44,7 @@ QString elfKind(const QByteArray &header, QString &problem) {
         problem = QStringLiteral("the ELF header breaks off");
         return {};
     }
-    const int order = header.at(orderPlace);
+    const unsigned char order = byteAt(header, orderPlace);
     if ((!has64Bits && header.at(classPlace) != 1) || (order != 1 && order != 2)) {
         problem = QStringLiteral("the ELF header is damaged");
         return {};

@@ -24,7 +24,7 @@ fs::path exportsOf(const fs::path &installation) {
 }
 
 std::string identifierOf(const InstalledEntry &entry, const std::vector<fs::path> &installations) {
-    if (const std::string name = entry.entry.flatpak.toStdString(); isIdentifier(name))
+    if (std::string name = entry.entry.flatpak.toStdString(); isIdentifier(name))
         return name;
     const auto exports = [&](const fs::path &installation) {
         return entry.path.parent_path() == exportsOf(installation);
@@ -45,8 +45,8 @@ fs::path locationOf(const std::string &identifier, const InstalledEntry &entry,
         return entry.path.parent_path() == exportsOf(installation);
     });
     for (const fs::path &installation : installations) {
-        const fs::path folder = installation / "app" / identifier;
-        if (const fs::path active = folder / "current/active"; isThere(active))
+        fs::path folder = installation / "app" / identifier;
+        if (fs::path active = folder / "current/active"; isThere(active))
             return active;
         if (isThere(folder))
             return folder;

@@ -92,7 +92,7 @@ QString publisherOf(const std::string &snap, const fs::path &assertions) {
 fs::path locationOf(const std::string &snap, const std::vector<fs::path> &folders) {
     for (const fs::path &folder : folders) {
         std::error_code error;
-        if (const fs::path current = folder / snap / "current"; fs::exists(current, error))
+        if (fs::path current = folder / snap / "current"; fs::exists(current, error))
             return current;
     }
     return {};
