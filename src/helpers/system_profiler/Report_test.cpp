@@ -2,6 +2,7 @@
 
 #include "test_support/ScopedEnvironment.h"
 
+#include <QByteArrayList>
 #include <algorithm>
 #include <gtest/gtest.h>
 
