@@ -2,7 +2,7 @@
 
 #include "platform/Text.h"
 
-#include <QByteArrayList>
+#include <QByteArrayView>
 #include <QStandardPaths>
 
 namespace platform {
@@ -73,38 +73,74 @@ QByteArrayList arguments(const QByteArray &exec) {
 }
 
 // `env NAME=value program` is a common way to start a program with a variable set.
-QByteArray programName(const QByteArrayList &arguments) {
+QByteArrayList behindEnv(QByteArrayList command) {
     qsizetype first = 0;
-    if (arguments.value(0) == "env" || arguments.value(0).endsWith("/env")) {
+    if (command.value(0) == "env" || command.value(0).endsWith("/env")) {
         const QByteArrayList optionsWithValue = {"-u", "--unset", "-C", "--chdir"};
         do
-            first += optionsWithValue.contains(arguments.value(first)) ? 2 : 1;
-        while (arguments.value(first).contains('=') || arguments.value(first).startsWith('-'));
+            first += optionsWithValue.contains(command.value(first)) ? 2 : 1;
+        while (command.value(first).contains('=') || command.value(first).startsWith('-'));
     }
+    command = command.mid(first);
     // A single percent sign begins a field code.
-    return arguments.value(first).replace("%%", "%");
+    for (QByteArray &argument : command)
+        argument.replace("%%", "%");
+    return command;
 }
+
+struct Keys {
+    DesktopEntry entry;
+    QByteArray exec;
+
+    void take(QByteArrayView key, QByteArrayView value) {
+        if (key == "Hidden")
+            entry.hidden = entry.hidden || value == "true";
+        else if (key == "NoDisplay")
+            entry.noDisplay = entry.noDisplay || value == "true";
+        else if (key == "DBusActivatable")
+            entry.startedByMessage = entry.startedByMessage || value == "true";
+        else if (QByteArray *text = textFor(key); text != nullptr && text->isEmpty())
+            *text = unescaped(value.toByteArray());
+    }
+
+private:
+    QByteArray *textFor(QByteArrayView key) {
+        const std::pair<QByteArrayView, QByteArray *> texts[] = {
+            {"Exec", &exec},       {"Name", &entry.name},         {"TryExec", &entry.tryExec},
+            {"Type", &entry.type}, {"X-Flatpak", &entry.flatpak}, {"X-SnapInstanceName", &entry.snap},
+        };
+        for (const auto &[name, text] : texts) {
+            if (name == key)
+                return text;
+        }
+        return nullptr;
+    }
+};
 
 } // namespace
 
-std::optional<std::filesystem::path> desktopEntryProgram(const QByteArray &entry) {
+std::optional<DesktopEntry> parseDesktopEntry(const QByteArray &bytes) {
+    Keys keys;
     bool inEntry = false;
-    QByteArray exec;
-    for (const QByteArray &line : entry.split('\n')) {
-        const QByteArray text = line.trimmed();
-        if (text.startsWith('['))
-            inEntry = text == "[Desktop Entry]";
-        const qsizetype equals = text.indexOf('=');
-        if (!inEntry || equals < 0)
-            continue;
-        const QByteArray key = text.first(equals).trimmed();
-        const QByteArray value = text.sliced(equals + 1).trimmed();
-        if (key == "Hidden" && value == "true")
-            return std::nullopt;
-        if (key == "Exec" && exec.isEmpty())
-            exec = unescaped(value);
+    bool hasEntry = false;
+    for (QByteArrayView rest(bytes); !rest.isEmpty();) {
+        const qsizetype length = rest.indexOf('\n');
+        const QByteArrayView line = (length < 0 ? rest : rest.first(length)).trimmed();
+        rest = length < 0 ? QByteArrayView() : rest.sliced(length + 1);
+        if (line.startsWith('['))
+            inEntry = line == "[Desktop Entry]";
+        hasEntry = hasEntry || inEntry;
+        const qsizetype equals = inEntry ? line.indexOf('=') : -1;
+        if (equals >= 0)
+            keys.take(line.first(equals).trimmed(), line.sliced(equals + 1).trimmed());
     }
-    const QByteArray name = programName(arguments(exec));
+    if (!hasEntry)
+        return std::nullopt;
+    keys.entry.command = behindEnv(arguments(keys.exec));
+    return std::move(keys.entry);
+}
+
+std::optional<std::filesystem::path> findProgram(const QByteArray &name) {
     if (name.startsWith('/'))
         return std::filesystem::path(name.toStdString());
     const QString found =
@@ -112,6 +148,11 @@ std::optional<std::filesystem::path> desktopEntryProgram(const QByteArray &entry
     if (found.isEmpty())
         return std::nullopt;
     return pathFromText(found);
+}
+
+std::optional<std::filesystem::path> desktopEntryProgram(const QByteArray &entry) {
+    const auto parsed = parseDesktopEntry(entry);
+    return parsed && !parsed->hidden ? findProgram(parsed->command.value(0)) : std::nullopt;
 }
 
 } // namespace platform

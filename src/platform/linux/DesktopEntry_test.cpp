@@ -9,6 +9,7 @@ namespace fs = std::filesystem;
 namespace {
 
 using platform::desktopEntryProgram;
+using platform::parseDesktopEntry;
 using test_support::ScopedEnvironment;
 
 std::optional<fs::path> startedBy(const QByteArray &exec) {
@@ -90,6 +91,33 @@ TEST(DesktopEntry, GivesNothingForBytesThatAreNoEntry) {
     EXPECT_EQ(desktopEntryProgram("Exec=/opt/L\n"), std::nullopt);
     EXPECT_EQ(desktopEntryProgram(QByteArray(1 << 20, '\n')), std::nullopt);
     EXPECT_EQ(desktopEntryProgram(QByteArray(1 << 20, '=')), std::nullopt);
+}
+
+TEST(DesktopEntry, GivesWhatTheKeysSay) {
+    const auto entry =
+        parseDesktopEntry("# comment\n[Desktop Entry]\nType=Application\nName=A\\sname\nName[de]=B\n"
+                          "TryExec=/bin/try\nExec=env A=1 /opt/L --open=100%% %U\n"
+                          "NoDisplay=true\nDBusActivatable=true\nX-Flatpak=org.x.Y\n"
+                          "X-SnapInstanceName=s\n");
+    ASSERT_TRUE(entry);
+    EXPECT_EQ(entry->type, "Application");
+    EXPECT_EQ(entry->name, "A name");
+    EXPECT_EQ(entry->tryExec, "/bin/try");
+    EXPECT_EQ(entry->command, QByteArrayList({"/opt/L", "--open=100%", "%U"}));
+    EXPECT_TRUE(entry->noDisplay && entry->startedByMessage && !entry->hidden);
+    EXPECT_EQ(entry->flatpak, "org.x.Y");
+    EXPECT_EQ(entry->snap, "s");
+}
+
+TEST(DesktopEntry, TakesTheFirstOfTwoValues) {
+    EXPECT_EQ(parseDesktopEntry("[Desktop Entry]\nName=\nName=A\nName=B\n")->name, "A");
+}
+
+TEST(DesktopEntry, IsNoneWithoutItsGroup) {
+    EXPECT_FALSE(parseDesktopEntry(""));
+    EXPECT_FALSE(parseDesktopEntry("Name=A\n"));
+    EXPECT_FALSE(parseDesktopEntry("[Desktop Action A]\nName=A\n"));
+    EXPECT_TRUE(parseDesktopEntry("[Desktop Entry]"));
 }
 
 } // namespace
