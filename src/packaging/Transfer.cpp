@@ -11,35 +11,35 @@ Transfer::Transfer(const UploadRequest &request, const QByteArray &body, const U
     : m_limits(limits)
     , m_progress(progress)
     , m_bodyBytes(body.size())
-    , m_easy(curl_easy_init(), &curl_easy_cleanup)
-    , m_headers(nullptr, &curl_slist_free_all) {
-    m_headers.reset(curl_slist_append(nullptr, ("Content-Type: " + request.contentType).constData()));
-    curl_slist_append(m_headers.get(), "Expect:");
+    , m_easy(curl().easy_init(), curl().easy_cleanup)
+    , m_headers(nullptr, curl().slist_free_all) {
+    m_headers.reset(curl().slist_append(nullptr, ("Content-Type: " + request.contentType).constData()));
+    curl().slist_append(m_headers.get(), "Expect:");
 
     CURL *const easy = m_easy.get();
-    curl_easy_setopt(easy, CURLOPT_URL, request.url.constData());
-    curl_easy_setopt(easy, CURLOPT_HTTPHEADER, m_headers.get());
-    curl_easy_setopt(easy, CURLOPT_POSTFIELDS, body.constData());
-    curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
-    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "https");
-    curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "https");
-    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
-    curl_easy_setopt(easy, CURLOPT_MAXREDIRS, 20L);
-    curl_easy_setopt(easy, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    curl().easy_setopt(easy, CURLOPT_URL, request.url.constData());
+    curl().easy_setopt(easy, CURLOPT_HTTPHEADER, m_headers.get());
+    curl().easy_setopt(easy, CURLOPT_POSTFIELDS, body.constData());
+    curl().easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+    curl().easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "https");
+    curl().easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "https");
+    curl().easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
+    curl().easy_setopt(easy, CURLOPT_MAXREDIRS, 20L);
+    curl().easy_setopt(easy, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
     if (const char *certificates = std::getenv("SSL_CERT_FILE"))
-        curl_easy_setopt(easy, CURLOPT_CAINFO, certificates);
-    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+        curl().easy_setopt(easy, CURLOPT_CAINFO, certificates);
+    curl().easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     // A name server that does not answer must not hold up a cancelled transfer.
-    curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
-    curl_easy_setopt(easy, CURLOPT_SOCKOPTFUNCTION, &Transfer::onSocket);
-    curl_easy_setopt(easy, CURLOPT_SOCKOPTDATA, this);
-    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
-    curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
-    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Transfer::onData);
-    curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
-    curl_easy_setopt(easy, CURLOPT_XFERINFOFUNCTION, &Transfer::onProgress);
-    curl_easy_setopt(easy, CURLOPT_XFERINFODATA, this);
-    curl_easy_setopt(easy, CURLOPT_NOPROGRESS, 0L);
+    curl().easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
+    curl().easy_setopt(easy, CURLOPT_SOCKOPTFUNCTION, &Transfer::onSocket);
+    curl().easy_setopt(easy, CURLOPT_SOCKOPTDATA, this);
+    curl().easy_setopt(easy, CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
+    curl().easy_setopt(easy, CURLOPT_HEADERDATA, this);
+    curl().easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Transfer::onData);
+    curl().easy_setopt(easy, CURLOPT_WRITEDATA, this);
+    curl().easy_setopt(easy, CURLOPT_XFERINFOFUNCTION, &Transfer::onProgress);
+    curl().easy_setopt(easy, CURLOPT_XFERINFODATA, this);
+    curl().easy_setopt(easy, CURLOPT_NOPROGRESS, 0L);
 }
 
 int Transfer::onSocket(void *self, curl_socket_t socket, curlsocktype) {
@@ -74,8 +74,8 @@ int Transfer::onProgress(void *self, curl_off_t, curl_off_t, curl_off_t, curl_of
 void Transfer::noteMove() {
     curl_off_t sent = 0;
     curl_off_t received = 0;
-    curl_easy_getinfo(m_easy.get(), CURLINFO_SIZE_UPLOAD_T, &sent);
-    curl_easy_getinfo(m_easy.get(), CURLINFO_SIZE_DOWNLOAD_T, &received);
+    curl().easy_getinfo(m_easy.get(), CURLINFO_SIZE_UPLOAD_T, &sent);
+    curl().easy_getinfo(m_easy.get(), CURLINFO_SIZE_DOWNLOAD_T, &received);
     std::size_t unsent = 0;
     for (const curl_socket_t socket : m_sockets)
         unsent += platform::unsentBytes(socket);
@@ -96,23 +96,23 @@ void Transfer::reportSent(std::int64_t sent) {
 
 UploadResponse Transfer::perform(CURLM *multi, const std::atomic<bool> &cancelled) {
     constexpr int pollMilliseconds = 250;
-    curl_multi_add_handle(multi, m_easy.get());
+    curl().multi_add_handle(multi, m_easy.get());
     std::optional<UploadResponse> response;
     while (!response) {
         int running = 0;
         int queued = 0;
-        curl_multi_perform(multi, &running);
+        curl().multi_perform(multi, &running);
         noteMove();
-        if (const CURLMsg *message = curl_multi_info_read(multi, &queued))
+        if (const CURLMsg *message = curl().multi_info_read(multi, &queued))
             response = ended(message->data.result);
         else if (cancelled)
             response = failed(transportError(TransportErrorCode::cancelled));
         else if (isOverdue())
             response = failed(transportError(TransportErrorCode::timedOut));
         else
-            curl_multi_poll(multi, nullptr, 0, pollMilliseconds, nullptr);
+            curl().multi_poll(multi, nullptr, 0, pollMilliseconds, nullptr);
     }
-    curl_multi_remove_handle(multi, m_easy.get());
+    curl().multi_remove_handle(multi, m_easy.get());
     return *response;
 }
 
@@ -123,7 +123,7 @@ bool Transfer::isOverdue() const {
 
 std::optional<int> Transfer::statusCode() const {
     long code = 0;
-    curl_easy_getinfo(m_easy.get(), CURLINFO_RESPONSE_CODE, &code);
+    curl().easy_getinfo(m_easy.get(), CURLINFO_RESPONSE_CODE, &code);
     return code >= 200 ? std::optional<int>(static_cast<int>(code)) : std::nullopt;
 }
 
@@ -131,8 +131,8 @@ UploadResponse Transfer::ended(CURLcode code) const {
     if (code == CURLE_OK || m_answerIsFull)
         return {statusCode(), m_answer, std::nullopt};
     TransportFailure failure{.code = code, .hasNetwork = platform::hasNetwork()};
-    curl_easy_getinfo(m_easy.get(), CURLINFO_SSL_VERIFYRESULT, &failure.verifyResult);
-    curl_easy_getinfo(m_easy.get(), CURLINFO_OS_ERRNO, &failure.systemError);
+    curl().easy_getinfo(m_easy.get(), CURLINFO_SSL_VERIFYRESULT, &failure.verifyResult);
+    curl().easy_getinfo(m_easy.get(), CURLINFO_OS_ERRNO, &failure.systemError);
     return failed(transportError(failure));
 }
 

@@ -7,6 +7,7 @@
 
 #include "packaging/TransportError.h"
 #include "packaging/UploadTask.h"
+#include "platform/Curl.h"
 
 #include <memory>
 #include <utility>

@@ -1,13 +1,13 @@
 #include "packaging/UploadTask.h"
 
 #include "packaging/Transfer.h"
+#include "platform/Curl.h"
 #include "platform/Fatal.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <limits>
-#include <mutex>
 #include <new>
 
 namespace {
@@ -48,9 +48,7 @@ UploadTask::UploadTask(UploadRequest request, Progress progress, Finished finish
     , m_progress(std::move(progress))
     , m_finished(std::move(finished))
     , m_limits(limits) {
-    static std::once_flag initialised;
-    std::call_once(initialised, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
-    m_multi = curl_multi_init();
+    m_multi = curl().multi_init();
 }
 
 UploadTask::~UploadTask() {
@@ -58,7 +56,7 @@ UploadTask::~UploadTask() {
     cancel();
     if (m_thread.joinable())
         m_thread.join();
-    curl_multi_cleanup(m_multi);
+    curl().multi_cleanup(m_multi);
 }
 
 void UploadTask::resume() {
@@ -67,7 +65,7 @@ void UploadTask::resume() {
 
 void UploadTask::cancel() {
     m_cancelled = true;
-    curl_multi_wakeup(m_multi);
+    curl().multi_wakeup(m_multi);
 }
 
 void UploadTask::run() {
