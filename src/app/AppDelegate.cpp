@@ -110,8 +110,8 @@ void AppDelegate::launch() {
     if (IsSilentMode) {
         constexpr auto timeout = std::chrono::seconds(300);
         TimeoutManager::shared().runWithTimeout(timeout, [this] { runWithoutUI(); });
-    } else if (!m_window || !m_window->open()) {
-        QCoreApplication::exit(EXIT_FAILURE);
+    } else if (m_window) {
+        m_window->open();
     }
 }
 

@@ -14,9 +14,10 @@ public:
     /// is no display. Main thread, first.
     virtual std::unique_ptr<QCoreApplication> makeApplication(int &argumentCount, char **arguments) = 0;
 
-    /// Opens the diagnostics window and brings it to the front; the end of the program follows its closing.
-    /// False when it could not be made; standard error then tells why. Main thread.
-    virtual bool open() = 0;
+    /// Opens the diagnostics window in a later turn of the event loop and brings it to the front; the end of
+    /// the program follows its closing. When it cannot be made, the event loop ends with status 1 and standard
+    /// error tells why. Main thread.
+    virtual void open() = 0;
 
     /// Takes the window down. Main thread, while the application object still stands.
     virtual void close() = 0;

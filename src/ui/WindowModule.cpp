@@ -12,13 +12,13 @@ class WindowModule : public QObject, public WindowFrontEnd {
 
 public:
     std::unique_ptr<QCoreApplication> makeApplication(int &argumentCount, char **arguments) override {
-        return makeWindowApplication(argumentCount, arguments);
+        auto application = makeWindowApplication(argumentCount, arguments);
+        // The views load beside the launch.
+        m_scene = std::make_unique<WindowScene>();
+        return application;
     }
 
-    bool open() override {
-        m_scene = std::make_unique<WindowScene>();
-        return m_scene->open();
-    }
+    void open() override { m_scene->open(); }
 
     void close() override { m_scene.reset(); }
 

@@ -3,8 +3,9 @@
 #include "discovery/ProductDiscovery.h"
 #include "platform/Bundle.h"
 
+#include <QCoreApplication>
 #include <QIcon>
-#include <QQuickWindow>
+#include <cstdio>
 
 namespace {
 
@@ -13,10 +14,23 @@ ContentView::ColorScheme schemeOf(platform::ColorScheme scheme) {
                                                  : ContentView::ColorScheme::light;
 }
 
+// Set with the first frame on the screen: drawing it takes as long as drawing the window.
+void setIconLater(QQuickWindow &window) {
+    const auto setIcon = [&window] {
+        window.setIcon(QIcon(QStringLiteral(":/Lumamon/assets/light/lumadocdiagnosticlogo.svg")));
+    };
+    QObject::connect(&window, &QQuickWindow::frameSwapped, &window, setIcon,
+                     Qt::ConnectionType(Qt::QueuedConnection | Qt::SingleShotConnection));
+}
+
 } // namespace
 
 WindowScene::WindowScene()
-    : m_appearance([this](platform::ColorScheme scheme) { m_view.colorScheme = schemeOf(scheme); }) {
+    : m_appearance([this](platform::ColorScheme scheme) { m_view.colorScheme = schemeOf(scheme); })
+    , m_component(&m_engine) {
+    m_engine.addImportPath(QStringLiteral("qrc:/"));
+    m_component.loadUrl(QUrl(QStringLiteral("qrc:/Lumamon/qml/Main.qml")), QQmlComponent::Asynchronous);
+    QObject::connect(&m_component, &QQmlComponent::statusChanged, &m_view, [this] { openWhenLoaded(); });
     const auto &bundle = platform::Bundle::main();
     m_view.isStandaloneVersion = bundle && bundle->flag("LumamonStandaloneVersion").value_or(false);
     UtilityFunctions::alertPresenter = [this](const QString &title, const QString &message,
@@ -29,21 +43,25 @@ WindowScene::~WindowScene() {
     UtilityFunctions::alertPresenter = nullptr;
 }
 
-bool WindowScene::open() {
-    m_engine.addImportPath(QStringLiteral("qrc:/"));
-    m_engine.setInitialProperties({{QStringLiteral("view"), QVariant::fromValue(&m_view)},
-                                   {QStringLiteral("alerts"), QVariant::fromValue(&m_alerts)}});
-    m_engine.load(QUrl(QStringLiteral("qrc:/Lumamon/qml/Main.qml")));
-    auto *window = qobject_cast<QQuickWindow *>(m_engine.rootObjects().value(0));
-    if (!window)
-        return false;
-    // Drawing it takes as long as drawing the window.
-    QObject::connect(
-        window, &QQuickWindow::frameSwapped, window,
-        [window] { window->setIcon(QIcon(QStringLiteral(":/Lumamon/assets/light/lumadocdiagnosticlogo.svg"))); },
-        Qt::ConnectionType(Qt::QueuedConnection | Qt::SingleShotConnection));
-    QObject::connect(&m_view, &ContentView::closeRequested, window, &QWindow::close);
-    window->raise();
-    window->requestActivate();
-    return true;
+void WindowScene::open() {
+    m_isWanted = true;
+    openWhenLoaded();
+}
+
+void WindowScene::openWhenLoaded() {
+    if (!m_isWanted || m_component.isLoading() || m_window)
+        return;
+    m_window.reset(qobject_cast<QQuickWindow *>(
+        m_component.createWithInitialProperties({{QStringLiteral("view"), QVariant::fromValue(&m_view)},
+                                                 {QStringLiteral("alerts"), QVariant::fromValue(&m_alerts)}})));
+    if (!m_window) {
+        std::fprintf(stderr, "Brennic_Lumadoc_Diagnostics: the window cannot be opened: %s\n",
+                     m_component.errorString().toUtf8().constData());
+        QCoreApplication::exit(EXIT_FAILURE);
+        return;
+    }
+    QObject::connect(&m_view, &ContentView::closeRequested, m_window.get(), &QWindow::close);
+    setIconLater(*m_window);
+    m_window->raise();
+    m_window->requestActivate();
 }

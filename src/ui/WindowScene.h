@@ -7,20 +7,32 @@
 #include "ui/Alerts.h"
 #include "ui/ContentView.h"
 
-#include <QQmlApplicationEngine>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickWindow>
+#include <memory>
 
 class WindowScene {
 public:
+    /// Begins to load the views, on a thread of the engine's own.
     WindowScene();
     ~WindowScene();
 
-    /// Loads the views, shows the window and brings it to the front. False when the views cannot be loaded.
-    bool open();
+    /// Shows the window and brings it to the front as soon as the views are loaded. When they cannot be, the
+    /// event loop ends with status 1 and standard error tells why.
+    void open();
+
+    ContentView &view() { return m_view; }
 
 private:
+    void openWhenLoaded();
+
     ContentView m_view;
     Alerts m_alerts;
     platform::Appearance m_appearance;
+    bool m_isWanted = false;
+    QQmlEngine m_engine;
+    QQmlComponent m_component;
     // Last, so that the views go before what they show.
-    QQmlApplicationEngine m_engine;
+    std::unique_ptr<QQuickWindow> m_window;
 };
