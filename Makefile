@@ -21,7 +21,7 @@ run: build
 
 build:
 	@scripts/require-packages build
-	@scripts/build release Brennic_Lumadoc_Diagnostics support_service sample_product
+	@scripts/build release Brennic_Lumadoc_Diagnostics spindump support_service sample_product
 
 test:
 	@scripts/require-packages build test
