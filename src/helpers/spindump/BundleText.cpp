@@ -17,8 +17,8 @@ std::string bundleText(const std::string &executable) {
     const auto bundle = platform::Bundle::around(executable);
     if (!bundle)
         return "Identifier:       none, the program stands in no bundle\n";
-    return "Identifier:       " + shown(bundle->identifier()) + "\nVersion:          " +
-           shown(bundle->shortVersion()) + '\n';
+    return "Identifier:       " + shown(bundle->identifier()) +
+           "\nVersion:          " + shown(bundle->shortVersion()) + '\n';
 }
 
 } // namespace spindump

@@ -37,10 +37,8 @@ std::optional<std::string> followed(int descriptor, const struct stat &status, u
     std::array<char, PATH_MAX> target{};
     const ssize_t length = ::readlinkat(descriptor, "", target.data(), target.size());
     const bool ours = status.st_uid == 0 || status.st_uid == user;
-    if (length <= 0 || static_cast<std::size_t>(length) == target.size() || !ours) {
-        errno = ELOOP;
+    if (length <= 0 || static_cast<std::size_t>(length) == target.size() || !ours)
         return std::nullopt;
-    }
     return std::string(target.data(), static_cast<std::size_t>(length));
 }
 
@@ -56,9 +54,11 @@ FileDescriptor walk(const std::string &path, uid_t user) {
         if (!next || ::fstat(next.get(), &status) != 0)
             return {};
         if (S_ISLNK(status.st_mode)) {
-            const auto target = followed(next.get(), status, user);
-            if (!target || ++links > mostLinks)
+            const auto target = ++links > mostLinks ? std::nullopt : followed(next.get(), status, user);
+            if (!target) {
+                errno = ELOOP;
                 return {};
+            }
             const auto inserted = componentsOf(*target);
             remaining.insert(remaining.begin(), inserted.begin(), inserted.end());
             if (target->starts_with('/'))

@@ -34,8 +34,9 @@ std::string systemName() {
 std::string hostText() {
     struct utsname kernel {};
     ::uname(&kernel);
-    return "Host system:      " + systemName() + "\nKernel:           " + kernel.sysname + ' ' + kernel.release +
-           ' ' + kernel.machine + "\nProcessors:       " + std::to_string(::sysconf(_SC_NPROCESSORS_ONLN)) + '\n';
+    return "Host system:      " + systemName() + "\nKernel:           " + kernel.sysname + ' ' +
+           kernel.release + ' ' + kernel.machine +
+           "\nProcessors:       " + std::to_string(::sysconf(_SC_NPROCESSORS_ONLN)) + '\n';
 }
 
 std::string dateText(std::chrono::system_clock::time_point date) {

@@ -190,9 +190,8 @@ void Modules::refresh() {
 }
 
 bool Modules::overlapsKnown(std::uint64_t begin, std::uint64_t end) const {
-    return std::any_of(m_files.begin(), m_files.end(), [&](const auto &file) {
-        return begin < file->end && file->first.begin < end;
-    });
+    return std::any_of(m_files.begin(), m_files.end(),
+                       [&](const auto &file) { return begin < file->end && file->first.begin < end; });
 }
 
 void Modules::report(const Mapping &first, std::uint64_t end) {

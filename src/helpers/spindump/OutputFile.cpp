@@ -101,8 +101,7 @@ bool OutputFile::moveIntoPlace(const std::string &beside, std::string &error) co
 bool OutputFile::write(std::string_view content, std::string &error) const {
     const std::string beside = nameBeside();
     constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    const platform::FileDescriptor file(
-        ::openat(m_folder.get(), beside.c_str(), flags, S_IRUSR | S_IWUSR));
+    const platform::FileDescriptor file(::openat(m_folder.get(), beside.c_str(), flags, S_IRUSR | S_IWUSR));
     if (!file) {
         error = reason(m_name);
         return false;

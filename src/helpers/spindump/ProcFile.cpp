@@ -106,7 +106,8 @@ std::optional<std::string> statusField(std::string_view text, std::string_view n
         line.remove_prefix(name.size() + 1);
         const std::size_t first = line.find_first_not_of(" \t");
         const std::size_t last = line.find_last_not_of(" \t");
-        return first == std::string_view::npos ? std::string() : std::string(line.substr(first, last - first + 1));
+        return first == std::string_view::npos ? std::string()
+                                               : std::string(line.substr(first, last - first + 1));
     }
     return std::nullopt;
 }

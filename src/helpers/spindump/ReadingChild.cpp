@@ -26,19 +26,19 @@ void limitMemory(std::size_t moreBytes) {
     const auto status = contentIn(AT_FDCWD, "/proc/self/status");
     const auto data = status.value ? statusField(*status.value, "VmData") : std::nullopt;
     const rlim_t now = data ? std::strtoull(data->c_str(), nullptr, 10) * 1024 : 0;
-    const struct rlimit limit {now + moreBytes, now + moreBytes};
+    const struct rlimit limit { now + moreBytes, now + moreBytes };
     ::setrlimit(RLIMIT_DATA, &limit);
 }
 
 void beModest(const ReadingChannels &channels, const Limits &limits) {
     constexpr rlim_t resultBytes = rlim_t{64} << 20;
-    constexpr int lowPriority = 10;
+    constexpr int lowPriority = 5;
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (::getppid() != channels.parent)
         ::_exit(EXIT_FAILURE);
     ::setpriority(PRIO_PROCESS, 0, lowPriority);
-    const struct rlimit none {0, 0};
-    const struct rlimit result {resultBytes, resultBytes};
+    const struct rlimit none { 0, 0 };
+    const struct rlimit result { resultBytes, resultBytes };
     ::setrlimit(RLIMIT_CORE, &none);
     ::setrlimit(RLIMIT_FSIZE, &result);
     limitMemory(limits.readerMemoryBytes);

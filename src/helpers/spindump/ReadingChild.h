@@ -15,6 +15,7 @@ struct ReadingChannels {
 };
 
 /// Reads until the pipe ends, leaves its results, and ends the process.
-[[noreturn]] void runReadingChild(const ReadingChannels &channels, const Target &target, const Limits &limits);
+[[noreturn]] void runReadingChild(const ReadingChannels &channels, const Target &target,
+                                  const Limits &limits);
 
 } // namespace spindump

@@ -11,7 +11,9 @@ namespace spindump {
 
 bool readRegisters(pid_t thread, Registers &registers) {
     struct user_regs_struct read {};
-    struct iovec part{&read, sizeof read};
+    struct iovec part {
+        &read, sizeof read
+    };
     if (::ptrace(PTRACE_GETREGSET, thread, NT_PRSTATUS, &part) != 0 || part.iov_len != sizeof read)
         return false;
 #if defined(__x86_64__)

@@ -41,8 +41,8 @@ std::string memoryText(const std::string &status) {
             return std::string("unknown");
         return bytesText(kilobytes * 1024);
     };
-    return bytes("VmRSS") + " resident (at most " + bytes("VmHWM") + "), " + bytes("VmSize") + " of addresses, " +
-           bytes("VmSwap") + " swapped out";
+    return bytes("VmRSS") + " resident (at most " + bytes("VmHWM") + "), " + bytes("VmSize") +
+           " of addresses, " + bytes("VmSwap") + " swapped out";
 }
 
 std::string transferText(const std::string &io) {
@@ -81,7 +81,8 @@ std::string processSection(const ReportInput &input) {
                               decimals(ticks(stat.systemTicks).count(), 2) + " s in the system";
                    }));
     result += line("Disk", shown(facts.io, transferText));
-    result += line("Open files", shown(facts.openFiles, [](std::size_t count) { return std::to_string(count); }));
+    result +=
+        line("Open files", shown(facts.openFiles, [](std::size_t count) { return std::to_string(count); }));
     result += line("Threads", ofStat([](const ProcStat &stat) { return std::to_string(stat.threads); }));
     return result;
 }
@@ -115,12 +116,13 @@ std::string samplingSection(const ReportInput &input) {
     const auto stops = static_cast<double>(std::max<std::uint64_t>(input.stops.count, 1));
     const double interval = seconds * 1000 / static_cast<double>(std::max<std::uint64_t>(sampling.rounds, 1));
     std::string result = line("Duration", decimals(seconds, 2) + " s; " + endText(input));
-    result += line("Samples", std::to_string(sampling.rounds) + ", one every " + decimals(interval, 2) + " ms");
-    result += line("Time stopped", decimals(milliseconds(input.stops.total), 2) + " ms in " +
-                                       std::to_string(input.stops.count) + " stops of single threads, " +
-                                       decimals(milliseconds(input.stops.total) / stops, 3) +
-                                       " ms each, the longest " +
-                                       decimals(milliseconds(input.stops.longest), 3) + " ms");
+    result +=
+        line("Samples", std::to_string(sampling.rounds) + ", one every " + decimals(interval, 2) + " ms");
+    result +=
+        line("Time stopped",
+             decimals(milliseconds(input.stops.total), 2) + " ms in " + std::to_string(input.stops.count) +
+                 " stops of single threads, " + decimals(milliseconds(input.stops.total) / stops, 3) +
+                 " ms each, the longest " + decimals(milliseconds(input.stops.longest), 3) + " ms");
     if (sampling.roundsLeftOut > 0)
         result += line("Note", std::to_string(sampling.roundsLeftOut) +
                                    " samples were left out because reading the stacks took longer");
@@ -153,8 +155,10 @@ const char *stateText(const ThreadRecord &thread) {
     }
 }
 
+// A stopped thread waits for whoever stopped it.
 std::string waitText(const std::string &channel) {
-    return channel.empty() || channel == "0" ? "none" : escaped(channel, 128);
+    const bool none = channel.empty() || channel == "0" || channel == "ptrace_stop";
+    return none ? "none" : escaped(channel, 128);
 }
 
 double shareOf(const ThreadRecord &thread, const SamplingResult &sampling) {
@@ -163,10 +167,10 @@ double shareOf(const ThreadRecord &thread, const SamplingResult &sampling) {
 }
 
 std::string threadSection(const ThreadRecord &thread, const ReportInput &input) {
-    std::string result = "Thread " + std::to_string(thread.id()) + "  \"" + escaped(thread.name(), 64) + "\"  " +
-                         stateText(thread) + ", " + decimals(shareOf(thread, input.sampling), 1) + " % CPU, " +
-                         std::to_string(thread.samples) + " samples, waits in: " +
-                         waitText(thread.waitChannel()) + '\n';
+    std::string result = "Thread " + std::to_string(thread.id()) + "  \"" + escaped(thread.name(), 64) +
+                         "\"  " + stateText(thread) + ", " + decimals(shareOf(thread, input.sampling), 1) +
+                         " % CPU, " + std::to_string(thread.samples) +
+                         " samples, waits in: " + waitText(thread.waitChannel()) + '\n';
     const auto tree = input.stacks.trees.find(thread.id());
     if (thread.samples == 0)
         return result + "          no sample: the system did not let the thread stop\n";

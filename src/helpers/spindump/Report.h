@@ -19,7 +19,8 @@ struct ReportInput {
 
 std::string reportText(const ReportInput &input);
 
-/// The command line as it was typed, as far as that can be told: words that hold blanks or nothing are quoted.
+/// The command line as it was typed, as far as that can be told: words that hold blanks or nothing are
+/// quoted.
 std::string commandLineText(const std::string &zeroSeparated);
 
 /// A number of bytes, in the largest unit that keeps it above 1.

@@ -31,8 +31,8 @@ public:
     using Progress = std::function<void(const std::string &)>;
 
     /// Borrows all of it.
-    Sampler(const Target &target, Tracer &tracer, StackReader &reader, WakeUps &wakeUps,
-            const Limits &limits, Progress progress);
+    Sampler(const Target &target, Tracer &tracer, StackReader &reader, WakeUps &wakeUps, const Limits &limits,
+            Progress progress);
 
     /// Samples for the whole duration unless something ends it, and lets the process go.
     SamplingResult run();

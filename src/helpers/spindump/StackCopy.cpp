@@ -40,8 +40,7 @@ std::size_t StackCopy::used(std::uint64_t stackPointer) {
 
 std::vector<std::byte> StackCopy::copy(std::uint64_t stackPointer) {
     std::vector<std::byte> stack(used(stackPointer));
-    const ssize_t count =
-        ::pread(m_memory, stack.data(), stack.size(), static_cast<off_t>(stackPointer));
+    const ssize_t count = ::pread(m_memory, stack.data(), stack.size(), static_cast<off_t>(stackPointer));
     stack.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
     return stack;
 }

@@ -39,8 +39,7 @@ std::optional<Message> readMessage(int pipe) {
     MessageHeader header;
     if (!readAll(pipe, &header, sizeof header) || header.stackBytes > largestStack)
         return std::nullopt;
-    Message message{header.kind,
-                    {static_cast<pid_t>(header.thread), header.weight, header.registers, {}}};
+    Message message{header.kind, {static_cast<pid_t>(header.thread), header.weight, header.registers, {}}};
     message.snapshot.stack.resize(header.stackBytes);
     if (!readAll(pipe, message.snapshot.stack.data(), header.stackBytes))
         return std::nullopt;

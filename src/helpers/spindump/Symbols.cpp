@@ -47,7 +47,8 @@ std::string readableName(const char *name) {
     int status = 0;
     const std::unique_ptr<char, decltype(&std::free)> written(
         abi::__cxa_demangle(plain.c_str(), nullptr, nullptr, &status), std::free);
-    return escaped(status == 0 && written ? std::string_view(written.get()) : std::string_view(plain), limitBytes);
+    return escaped(status == 0 && written ? std::string_view(written.get()) : std::string_view(plain),
+                   limitBytes);
 }
 
 Symbols::Symbols(Modules &modules, std::chrono::steady_clock::duration lineTime)
@@ -65,8 +66,7 @@ Symbol Symbols::lookUp(std::uint64_t address) {
         return {hexadecimal(address) + "  (in no library)", {}};
     GElf_Off offset = 0;
     GElf_Sym symbol{};
-    const char *name =
-        dwfl_module_addrinfo(module, address, &offset, &symbol, nullptr, nullptr, nullptr);
+    const char *name = dwfl_module_addrinfo(module, address, &offset, &symbol, nullptr, nullptr, nullptr);
     const std::string library = m_modules.nameOf(module);
     if (name == nullptr || *name == '\0') {
         Dwarf_Addr begin = 0;
@@ -83,9 +83,8 @@ std::string Symbols::lineOf(Dwfl_Module *module, std::uint64_t address) {
     }
     Dwfl_Line *line = dwfl_module_getsrc(module, address);
     int number = 0;
-    const char *file = line == nullptr
-                           ? nullptr
-                           : dwfl_lineinfo(line, nullptr, &number, nullptr, nullptr, nullptr);
+    const char *file =
+        line == nullptr ? nullptr : dwfl_lineinfo(line, nullptr, &number, nullptr, nullptr, nullptr);
     if (file == nullptr || number <= 0)
         return {};
     const std::string_view path(file, ::strnlen(file, 4096));

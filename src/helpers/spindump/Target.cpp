@@ -72,8 +72,7 @@ bool Target::isAllowed(std::string &error) const {
         error = named(m_processId) + " has ended";
         return false;
     }
-    if (m_processId == ::getpid() ||
-        statusField(*status.value, "Tgid") != std::to_string(m_processId)) {
+    if (m_processId == ::getpid() || statusField(*status.value, "Tgid") != std::to_string(m_processId)) {
         error = std::to_string(m_processId) + " is not the id of another process";
         return false;
     }

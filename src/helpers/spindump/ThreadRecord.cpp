@@ -38,8 +38,11 @@ void ThreadRecord::look() {
     if (!stat)
         return;
     m_name = stat->name;
-    m_state = stat->state;
     m_lastTime = readProcessorTime(*stat);
+    // About to stop for a sample, it would seem to stand still.
+    if (pending > 0 && m_state != '?')
+        return;
+    m_state = stat->state;
     const auto channel = contentIn(m_folder.get(), "wchan", 256);
     m_waitChannel = channel.value ? *channel.value : channel.failure;
 }

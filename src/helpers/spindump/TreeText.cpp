@@ -150,7 +150,8 @@ std::string treeText(const CallTree &tree, Symbols &symbols, std::size_t lineLim
     std::string text = FunctionTree(tree, symbols).text(lineLimit);
     appendNote(text, tree.samplesTooDeep(), "the calls were nested too deep; the outermost are not shown");
     appendNote(text, tree.samplesBeyondCopy(), "the stack was too large; the outermost calls are not shown");
-    appendNote(text, tree.samplesWithoutRoom(), "there were too many different calls; the innermost are not shown");
+    appendNote(text, tree.samplesWithoutRoom(),
+               "there were too many different calls; the innermost are not shown");
     if (symbols.leftOutLines())
         text += "          Note: some source lines are left out, since finding them took too long.\n";
     return text;

@@ -21,7 +21,7 @@ WakeUps::WakeUps() {
 void WakeUps::wait(std::chrono::steady_clock::time_point until, int pipe) {
     using namespace std::chrono;
     const auto left = std::max(nanoseconds(0), duration_cast<nanoseconds>(until - steady_clock::now()));
-    const struct timespec limit {duration_cast<seconds>(left).count(), (left % seconds(1)).count()};
+    const struct timespec limit { duration_cast<seconds>(left).count(), (left % seconds(1)).count() };
     struct pollfd sources[] = {{m_signals.get(), POLLIN, 0}, {pipe, POLLOUT, 0}};
     if (::ppoll(sources, 2, &limit, nullptr) > 0 && sources[0].revents != 0)
         readSignals();

@@ -22,6 +22,7 @@ namespace sample {
 
 volatile unsigned long sink;
 std::mutex heldMutex;
+std::atomic<int> threadsAtWork;
 
 void ready() {
     std::puts("ready");
@@ -48,10 +49,18 @@ struct Crunch {
 
 // Three quarters of the time in hot, one in cold.
 void busy() {
+    Crunch<unsigned long>::hot(1);
+    ++threadsAtWork;
     for (;;) {
         Crunch<unsigned long>::hot(300'000);
         Crunch<unsigned long>::cold(100'000);
     }
+}
+
+void readyWhen(int threads) {
+    while (threadsAtWork < threads)
+        ::usleep(1000);
+    ready();
 }
 
 void sleepForever() {
@@ -94,7 +103,7 @@ void threads() {
     all.push_back(named("busy", busy));
     all.push_back(named("sleeper", sleepForever));
     all.push_back(named("blocked", waitForMutex));
-    ready();
+    readyWhen(1);
     sleepForever();
 }
 
@@ -173,11 +182,10 @@ void oddName() {
     sleepForever();
 }
 
-// Ends when asked to, after it was sampled: so its memory shows what was done to it.
 void busyThreads() {
     for (int i = 0; i < 8; ++i)
         named("busy", busy).detach();
-    ready();
+    readyWhen(8);
     sleepForever();
 }
 
