@@ -40,6 +40,7 @@ bench:
 	@scripts/build release -DLUMAMON_BENCHMARKS=ON
 	@build/release/Bench.app/Contents/Linux/bench
 	@build/release/bench/bench_whole_run
+	@build/release/bench/bench_spindump
 
 lint:
 	@scripts/require-packages build test bench lint
