@@ -39,6 +39,20 @@ TEST(LettingGo, LetsTheTargetGoWhenTheSamplerIsKilled) {
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
 
+// As when the target's memory comes from something that hangs.
+TEST(LettingGo, LetsTheTargetGoWhenTheSamplerHangs) {
+    SampledProgram target("busyThreads");
+    const test_support::ScratchFolder folder;
+    ProgramRun sampler(
+        quickSampler(target.id(), folder.path() / "report.txt", {.milliseconds = 60'000, .stallSeconds = 1}));
+    ASSERT_TRUE(waitUntil([&] { return isTraced(target.id()); }));
+    sampler.send(SIGSTOP);
+    EXPECT_EQ(sampler.waitForEnd(), killedBy(SIGKILL));
+    EXPECT_TRUE(target.run().isRunning());
+    EXPECT_FALSE(isTraced(target.id()));
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+}
+
 TEST(LettingGo, LeavesNoReportWhenAskedToEnd) {
     SampledProgram target("busyThreads");
     for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {

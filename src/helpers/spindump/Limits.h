@@ -13,6 +13,9 @@ struct Limits {
     /// For reading what was sampled, after that.
     std::chrono::seconds reading{90};
 
+    /// Without any progress while the target is held, before all is given up.
+    std::chrono::seconds stall{10};
+
     std::size_t threads = 1024;
     std::size_t stackBytes = std::size_t{1} << 20;
     std::size_t frames = 16'384;

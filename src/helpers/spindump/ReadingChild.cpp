@@ -88,7 +88,7 @@ private:
 int read(const ReadingChannels &channels, const Target &target, const Limits &limits) {
     Modules modules(target.mappings(), target.memory(), target.root(), limits.libraries);
     Reading reading(modules, limits);
-    const std::string bundle = bundleText(target.facts().executable.value.value_or(""));
+    const std::string bundle = bundleText(target.executable().value.value_or(""));
     for (;;) {
         const auto message = readMessage(channels.pipe);
         if (!message)

@@ -33,12 +33,13 @@ bool isAt(const std::string &place, const Snapshot &snapshot) {
 } // namespace
 
 Sampler::Sampler(const Target &target, Tracer &tracer, StackReader &reader, WakeUps &wakeUps,
-                 const Limits &limits, Progress progress)
+                 const Limits &limits, StallGuard &guard, Progress progress)
     : m_target(target)
     , m_tracer(tracer)
     , m_reader(reader)
     , m_wakeUps(wakeUps)
     , m_limits(limits)
+    , m_guard(guard)
     , m_progress(std::move(progress))
     , m_stacks(target.memory(), target.mappings(), limits.stackBytes)
     , m_interval(limits.interval) {
@@ -144,6 +145,7 @@ std::optional<SamplingEnd> Sampler::reasonToEnd() const {
 }
 
 void Sampler::wait(Clock::time_point until) {
+    m_guard.renew();
     m_wakeUps.wait(until, m_reader.backlogBytes() > 0 ? m_reader.pipe() : -1);
     m_tracer.handleEvents(*this);
     m_reader.flush();

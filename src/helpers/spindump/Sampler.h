@@ -7,6 +7,7 @@
 #include "Limits.h"
 #include "StackCopy.h"
 #include "StackReader.h"
+#include "StallGuard.h"
 #include "ThreadRecord.h"
 #include "Tracer.h"
 #include "WakeUps.h"
@@ -32,7 +33,7 @@ public:
 
     /// Borrows all of it.
     Sampler(const Target &target, Tracer &tracer, StackReader &reader, WakeUps &wakeUps, const Limits &limits,
-            Progress progress);
+            StallGuard &guard, Progress progress);
 
     /// Samples for the whole duration unless something ends it, and lets the process go.
     SamplingResult run();
@@ -63,6 +64,7 @@ private:
     StackReader &m_reader;
     WakeUps &m_wakeUps;
     const Limits m_limits;
+    StallGuard &m_guard;
     Progress m_progress;
     StackCopy m_stacks;
     std::map<pid_t, ThreadRecord> m_threads;

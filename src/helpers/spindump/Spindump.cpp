@@ -74,7 +74,7 @@ public:
                           .before = m_target.facts()};
         if (!m_reader.start(m_target, m_limits, error))
             return std::nullopt;
-        Sampler sampler(m_target, m_tracer, m_reader, m_wakeUps, m_limits, say);
+        Sampler sampler(m_target, m_tracer, m_reader, m_wakeUps, m_limits, m_guard, say);
         say("sampling process " + std::to_string(input.processId));
         input.sampling = sampler.run();
         if (input.sampling.end != SamplingEnd::asked)
@@ -83,6 +83,7 @@ public:
             error = "ended by a signal";
             return std::nullopt;
         }
+        m_guard.end();
         input.stops = m_tracer.stopTimes();
         input.threadsBeyondLimit = m_tracer.threadsBeyondLimit();
         input.endStatus = m_tracer.endStatus();
@@ -95,6 +96,7 @@ private:
     Target &m_target;
     const Limits m_limits;
     WakeUps m_wakeUps;
+    StallGuard m_guard{m_limits.stall};
     Tracer m_tracer;
     StackReader m_reader;
 };

@@ -38,6 +38,7 @@ public:
 
     /// Opens what needs rights; the rest of this class then works without.
     void openPrivileged();
+    const Reading<std::string> &executable() const { return m_executable; }
     TargetFacts facts() const;
 
 private:

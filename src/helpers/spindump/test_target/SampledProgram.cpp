@@ -23,12 +23,12 @@ SampledProgram::SampledProgram(const std::string &work, const Options &options) 
 
 ProgramOptions quickSampler(pid_t target, const std::filesystem::path &report,
                             const SamplerOptions &options) {
-    ProgramOptions program{.program = SPINDUMP_QUICK,
-                           .arguments = {std::to_string(options.milliseconds), std::to_string(options.frames),
-                                         std::to_string(options.threads),
-                                         std::to_string(options.readingSeconds), std::to_string(target),
-                                         "-file", report},
-                           .user = options.user};
+    ProgramOptions program{
+        .program = SPINDUMP_QUICK,
+        .arguments = {std::to_string(options.milliseconds), std::to_string(options.frames),
+                      std::to_string(options.threads), std::to_string(options.readingSeconds),
+                      std::to_string(options.stallSeconds), std::to_string(target), "-file", report},
+        .user = options.user};
     if (!options.askingUser.empty())
         program.variables.emplace_back("PKEXEC_UID", options.askingUser);
     return program;

@@ -31,6 +31,7 @@ struct SamplerOptions {
     int frames = 16'384;
     int threads = 1024;
     int readingSeconds = 60;
+    int stallSeconds = 60;
     /// What pkexec would say; empty: not started by it.
     std::string askingUser = {};
     std::optional<uid_t> user = std::nullopt;

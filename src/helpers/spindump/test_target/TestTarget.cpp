@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -27,6 +28,17 @@ std::atomic<int> threadsAtWork;
 void ready() {
     std::puts("ready");
     std::fflush(stdout);
+}
+
+// Returns a while after the sampler has come.
+void waitForSampler() {
+    for (bool traced = false; !traced; ::usleep(1000)) {
+        std::ifstream status("/proc/self/status");
+        for (std::string line; std::getline(status, line);)
+            traced =
+                traced || (line.starts_with("TracerPid:") && line.find_first_of("123456789") != line.npos);
+    }
+    ::usleep(200'000);
 }
 
 double processorSeconds() {
@@ -157,6 +169,7 @@ void signals() {
 
 void endSoon() {
     ready();
+    waitForSampler();
     const double begin = processorSeconds();
     while (processorSeconds() - begin < 0.3)
         spin(10'000);
@@ -165,7 +178,7 @@ void endSoon() {
 
 void execSoon() {
     ready();
-    ::usleep(300'000);
+    waitForSampler();
     ::execl("/bin/sleep", "sleep", "1000", nullptr);
 }
 
@@ -203,7 +216,7 @@ int main(int argumentCount, char **arguments) {
         {"forkOnce",
          [] {
              ready();
-             ::usleep(300'000);
+             waitForSampler();
              forkOnce();
          }},
         {"signals", signals},
