@@ -42,10 +42,7 @@ Sampler::Sampler(const Target &target, Tracer &tracer, StackReader &reader, Wake
     , m_guard(guard)
     , m_progress(std::move(progress))
     , m_stacks(target.memory(), target.mappings(), limits.stackBytes)
-    , m_interval(limits.interval) {
-    for (const pid_t thread : tracer.threads())
-        threadAppeared(thread);
-}
+    , m_interval(limits.interval) {}
 
 void Sampler::threadAppeared(pid_t thread) {
     // An id may be used again.
@@ -152,6 +149,8 @@ void Sampler::wait(Clock::time_point until) {
 }
 
 SamplingResult Sampler::run() {
+    for (const pid_t thread : m_tracer.threads())
+        threadAppeared(thread);
     const auto begin = Clock::now();
     const auto end = begin + m_limits.duration;
     auto nextRound = begin;
