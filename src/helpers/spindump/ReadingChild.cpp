@@ -32,11 +32,11 @@ void limitMemory(std::size_t moreBytes) {
 
 void beModest(const ReadingChannels &channels, const Limits &limits) {
     constexpr rlim_t resultBytes = rlim_t{64} << 20;
-    constexpr int lowPriority = 5;
+    constexpr int lowerPriority = 5;
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (::getppid() != channels.parent)
         ::_exit(EXIT_FAILURE);
-    ::setpriority(PRIO_PROCESS, 0, lowPriority);
+    (void)!::nice(lowerPriority);
     const struct rlimit none { 0, 0 };
     const struct rlimit result { resultBytes, resultBytes };
     ::setrlimit(RLIMIT_CORE, &none);
