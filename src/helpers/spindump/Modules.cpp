@@ -150,21 +150,21 @@ Modules::Modules(int mapsFile, int memoryFile, int rootFolder, std::size_t limit
     , m_memory(memoryFile)
     , m_root(rootFolder)
     , m_limit(limit)
-    , m_session(dwfl_begin(&callbacks)) {
-    if (m_session == nullptr)
+    , m_dwfl(dwfl_begin(&callbacks)) {
+    if (m_dwfl == nullptr)
         throw std::bad_alloc();
     refresh();
 }
 
 Modules::~Modules() {
-    dwfl_end(m_session);
+    dwfl_end(m_dwfl);
 }
 
 // A file's mappings follow each other, with unnamed ones in between that hold its zeroed data. Files that are
 // mapped without any code are data.
 void Modules::refresh() {
     m_lastLook = std::chrono::steady_clock::now();
-    dwfl_report_begin_add(m_session);
+    dwfl_report_begin_add(m_dwfl);
     const Mapping *first = nullptr;
     std::uint64_t end = 0;
     bool hasCode = false;
@@ -186,7 +186,7 @@ void Modules::refresh() {
         hasCode = hasCode || mapping.executable;
     }
     finish();
-    dwfl_report_end(m_session, nullptr, nullptr);
+    dwfl_report_end(m_dwfl, nullptr, nullptr);
 }
 
 bool Modules::overlapsKnown(std::uint64_t begin, std::uint64_t end) const {
@@ -201,7 +201,7 @@ void Modules::report(const Mapping &first, std::uint64_t end) {
         m_limitReached = true;
         return;
     }
-    Dwfl_Module *module = dwfl_report_module(m_session, first.path.c_str(), first.begin, end);
+    Dwfl_Module *module = dwfl_report_module(m_dwfl, first.path.c_str(), first.begin, end);
     if (module == nullptr)
         return;
     m_files.push_back(std::make_unique<ModuleFile>(ModuleFile{m_memory, m_root, first, end, {}, {}}));
@@ -211,10 +211,10 @@ void Modules::report(const Mapping &first, std::uint64_t end) {
 }
 
 Dwfl_Module *Modules::at(std::uint64_t address) {
-    Dwfl_Module *module = dwfl_addrmodule(m_session, address);
+    Dwfl_Module *module = dwfl_addrmodule(m_dwfl, address);
     if (module == nullptr && std::chrono::steady_clock::now() - m_lastLook > std::chrono::seconds(1)) {
         refresh();
-        module = dwfl_addrmodule(m_session, address);
+        module = dwfl_addrmodule(m_dwfl, address);
     }
     return module;
 }
@@ -226,7 +226,7 @@ std::string Modules::nameOf(Dwfl_Module *module) const {
 
 std::string Modules::text() const {
     std::string result;
-    dwfl_getmodules(m_session, appendLine, &result, 0);
+    dwfl_getmodules(m_dwfl, appendLine, &result, 0);
     if (m_limitReached)
         result += "More than " + std::to_string(m_limit) + " libraries; the rest is left out.\n";
     return result;

@@ -33,7 +33,7 @@ public:
     Modules(const Modules &) = delete;
     Modules &operator=(const Modules &) = delete;
 
-    Dwfl *session() const { return m_session; }
+    Dwfl *dwfl() const { return m_dwfl; }
 
     /// The module at an address; null when there is none. Looks again for new ones, once a second at most.
     Dwfl_Module *at(std::uint64_t address);
@@ -53,7 +53,7 @@ private:
     int m_root;
     std::size_t m_limit;
     bool m_limitReached = false;
-    Dwfl *m_session = nullptr;
+    Dwfl *m_dwfl = nullptr;
     std::vector<std::unique_ptr<ModuleFile>> m_files;
     std::chrono::steady_clock::time_point m_lastLook;
 };

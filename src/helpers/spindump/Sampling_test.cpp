@@ -26,13 +26,19 @@ std::string outputOf(const std::string &command) {
 }
 
 TEST(Sampling, FindsTheHotFunctionWithNameLineAndShare) {
+    constexpr double enough = 120;
     SampledProgram target("threads");
-    const auto sampled = sample(target.id(), {.milliseconds = 1500});
-    ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
-    const std::string busy = threadPart(sampled.report, "busy");
-    const double all = samplesOf(busy, "sample::busy()");
+    std::string busy;
+    double all = 0;
+    // A crowded machine allows fewer samples in a time.
+    for (int milliseconds = 1500; all < enough && milliseconds <= 24'000; milliseconds *= 2) {
+        const auto sampled = sample(target.id(), {.milliseconds = milliseconds});
+        ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
+        busy = threadPart(sampled.report, "busy");
+        all = samplesOf(busy, "sample::busy()");
+    }
+    ASSERT_GE(all, enough) << busy;
     const double hot = samplesOf(busy, "sample::Crunch<unsigned long>::hot(unsigned long)");
-    ASSERT_GT(all, 40) << sampled.report;
     EXPECT_NEAR(hot / all, 0.75, 0.15) << busy;
     // Heaviest first, with its library and its line.
     EXPECT_LT(busy.find("::hot("), busy.find("::cold(")) << busy;
@@ -63,7 +69,7 @@ TEST(Sampling, StopsAWaitingThreadOnlyAFewTimes) {
     const int samples = samplesOf(sampled.report, "sample::sleepForever()");
     const std::string stopped = lineWith(sampled.report, "Time stopped:");
     const int stops = std::atoi(stopped.substr(stopped.find(" in ") + 4).c_str());
-    EXPECT_GT(samples, 30) << sampled.report;
+    EXPECT_GT(samples, 8) << sampled.report;
     EXPECT_LE(stops, 3) << stopped;
 }
 
@@ -193,6 +199,42 @@ TEST(Sampling, ReadsATargetWhoseFileIsGone) {
     EXPECT_THAT(lineWith(sampled.report, "no build identifier"),
                 HasSubstr("/program (deleted)  (not read: another file stands there now)"));
 }
+
+// The target with noise of the same size in the place of one of its sections.
+void damage(const std::filesystem::path &program, const std::string &section, std::uint32_t seed) {
+    const std::filesystem::path part = program.native() + ".part";
+    outputOf("objcopy --dump-section " + section + "='" + part.native() + "' '" + SPINDUMP_TARGET + "' '" +
+             program.native() + "' 2>&1");
+    QByteArray bytes = test_support::readFile(part);
+    ASSERT_FALSE(bytes.isEmpty()) << section;
+    for (char &byte : bytes) {
+        seed = seed * 1664525 + 1013904223;
+        byte = static_cast<char>(seed >> 24);
+    }
+    test_support::writeFile(part, bytes);
+    ASSERT_EQ(outputOf("objcopy --update-section " + section + "='" + part.native() + "' '" +
+                       program.native() + "' 2>&1"),
+              "");
+}
+
+class DamagedProgram : public testing::TestWithParam<const char *> {};
+
+TEST_P(DamagedProgram, IsSampled) {
+    for (const std::uint32_t seed : {1u, 2u, 3u}) {
+        const test_support::ScratchFolder folder;
+        damage(folder.path() / "program", GetParam(), seed);
+        SampledProgram target("sleep", {.program = folder.path() / "program"});
+        const auto sampled = sample(target.id(), {.milliseconds = 100});
+        ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
+        EXPECT_THAT(sampled.report, HasSubstr("\nLibraries: "));
+        EXPECT_EQ(sampled.report.find('\033'), std::string::npos);
+        EXPECT_TRUE(target.run().isRunning());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sampling, DamagedProgram,
+                         testing::Values(".eh_frame", ".eh_frame_hdr", ".debug_info", ".debug_abbrev",
+                                         ".debug_line", ".debug_aranges", ".debug_str"));
 
 TEST(Sampling, GoesOnWithoutWhatCannotBeRead) {
     SampledProgram target("sleep");

@@ -22,7 +22,7 @@ Unwinder::Unwinder(Modules &modules, std::size_t frameLimit, std::size_t stackLi
 bool Unwinder::attach() {
     constexpr pid_t anyProcess = 1;
     if (!m_attached)
-        m_attached = dwfl_attach_state(m_modules.session(), nullptr, anyProcess, &callbacks, this);
+        m_attached = dwfl_attach_state(m_modules.dwfl(), nullptr, anyProcess, &callbacks, this);
     return m_attached;
 }
 
@@ -31,7 +31,7 @@ UnwoundStack Unwinder::unwind(const Snapshot &snapshot) {
     m_stack = {};
     m_modules.at(snapshot.programCounter());
     if (attach())
-        dwfl_getthread_frames(m_modules.session(), snapshot.thread, takeFrame, this);
+        dwfl_getthread_frames(m_modules.dwfl(), snapshot.thread, takeFrame, this);
     if (m_stack.addresses.empty())
         m_stack.addresses.push_back(snapshot.programCounter());
     m_snapshot = nullptr;
