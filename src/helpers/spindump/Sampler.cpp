@@ -89,29 +89,36 @@ void Sampler::takeSnapshot(ThreadRecord &record) {
     m_reader.send(snapshot);
 }
 
-void Sampler::askFor(ThreadRecord &record) {
+// Whether a stop is needed to know where the thread is. Until it has stopped, it stands for all samples
+// since.
+bool Sampler::needsStop(ThreadRecord &record) {
     const std::string place = record.place();
     if (!place.empty() && place == record.sampledPlace) {
         ++record.repeats;
         ++record.samples;
-        return;
+        return false;
     }
     if (++record.pending > 1)
-        return;
+        return false;
     record.askedPlace = place;
-    if (!m_tracer.interrupt(record.id()))
-        record.end();
+    return true;
 }
 
+// All are looked at first: once a thread has stopped, nothing keeps it waiting.
 void Sampler::sampleAll() {
     if (m_reader.backlogBytes() > m_limits.backlogBytes) {
         ++m_result.roundsLeftOut;
         return;
     }
     ++m_result.rounds;
+    std::vector<ThreadRecord *> toStop;
     for (auto &[id, record] : m_threads) {
-        if (!record.hasEnded())
-            askFor(record);
+        if (!record.hasEnded() && needsStop(record))
+            toStop.push_back(&record);
+    }
+    for (ThreadRecord *record : toStop) {
+        if (!m_tracer.interrupt(record->id()))
+            record->end();
     }
 }
 

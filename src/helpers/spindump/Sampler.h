@@ -53,7 +53,7 @@ private:
     std::optional<SamplingEnd> reasonToEnd() const;
     void wait(Clock::time_point until);
     void sampleAll();
-    void askFor(ThreadRecord &record);
+    bool needsStop(ThreadRecord &record);
     void takeSnapshot(ThreadRecord &record);
     void adaptInterval(std::chrono::nanoseconds cost);
     void lookAtThreads();

@@ -9,10 +9,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
-#include <sched.h>
 #include <sys/resource.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 namespace spindump {
 
@@ -36,22 +33,6 @@ void raiseFileLimit() {
         return;
     files.rlim_cur = files.rlim_max;
     ::setrlimit(RLIMIT_NOFILE, &files);
-}
-
-// Threads stand still until this process has looked at them. With the shortest time slice it comes to its
-// turn early without getting more of the processor; systems that do not know this leave it as it was.
-void askForShortTurns() {
-    struct {
-        std::uint32_t size = 48;
-        std::uint32_t policy = SCHED_OTHER;
-        std::uint64_t flags = 0;
-        std::int32_t nice = ::getpriority(PRIO_PROCESS, 0);
-        std::uint32_t priority = 0;
-        std::uint64_t sliceNanoseconds = 100'000;
-        std::uint64_t deadline = 0;
-        std::uint64_t period = 0;
-    } const attributes;
-    ::syscall(SYS_sched_setattr, 0, &attributes, 0);
 }
 
 // Everything between the taking of the process and the report's text.
@@ -137,7 +118,6 @@ int run(const std::vector<std::string> &words, const Limits &limits) {
     if (asking->elevated && !arguments->outputPath.starts_with('/'))
         return failure("the path of the report must be absolute", wrongCommandLine);
     raiseFileLimit();
-    askForShortTurns();
     return sampleInto(*arguments, *asking, limits);
 }
 
