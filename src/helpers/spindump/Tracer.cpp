@@ -116,10 +116,12 @@ std::vector<pid_t> Tracer::threads() const {
 }
 
 bool Tracer::interrupt(pid_t thread) {
-    if (request(PTRACE_INTERRUPT, thread) == 0 || errno != ESRCH)
-        return true;
-    m_threads.erase(thread);
-    return false;
+    if (request(PTRACE_INTERRUPT, thread) != 0 && errno == ESRCH) {
+        m_threads.erase(thread);
+        return false;
+    }
+    m_threads[thread].isAsked = true;
+    return true;
 }
 
 void Tracer::handleEvents(Listener &listener) {
@@ -155,9 +157,19 @@ void Tracer::handle(const Event &event, Listener *listener) {
         noteClone(event.thread);
     if (!welcome(event.thread, listener) || m_phase == Phase::lettingGo)
         return release(event);
+    if (eventOf(event.status) == PTRACE_EVENT_CLONE)
+        return goOnAfterClone(event);
+    m_threads[event.thread].isAsked = false;
     if (listener != nullptr)
         listener->threadStopped(event.thread);
     goOn(event);
+}
+
+// A thread that makes others would be seen doing only that, and any stop is the answer to an earlier request.
+void Tracer::goOnAfterClone(const Event &event) {
+    goOn(event);
+    if (m_threads[event.thread].isAsked)
+        request(PTRACE_INTERRUPT, event.thread);
 }
 
 // Whether the thread is one of those held. A process that is made in the way of a thread is taken by the
@@ -202,7 +214,7 @@ void Tracer::noteClone(pid_t parent) {
     unsigned long made = 0;
     const bool told = ::ptrace(PTRACE_GETEVENTMSG, parent, nullptr, &made) == 0;
     if (told && m_threads.size() < m_threadLimit)
-        m_threads.emplace(static_cast<pid_t>(made), Thread{.isExpected = true});
+        m_threads.emplace(static_cast<pid_t>(made), Thread{.isExpected = true, .isAsked = false});
 }
 
 void Tracer::goOn(const Event &event) {

@@ -74,6 +74,8 @@ private:
     struct Thread {
         /// Its making was told, it has not yet stopped for the first time.
         bool isExpected = false;
+        /// To stop, and has not yet.
+        bool isAsked = false;
     };
 
     bool seizeNewThreads(std::size_t &found, std::string &error);
@@ -82,6 +84,7 @@ private:
     bool welcome(pid_t thread, Listener *listener);
     void forget(const Event &event, Listener *listener);
     void noteClone(pid_t parent);
+    void goOnAfterClone(const Event &event);
     void goOn(const Event &event);
     void release(const Event &event);
 
