@@ -21,7 +21,7 @@ run: build
 
 build:
 	@scripts/require-packages build
-	@scripts/build release Brennic_Lumadoc_Diagnostics system_profiler support_service sample_product
+	@scripts/build release Brennic_Lumadoc_Diagnostics Window system_profiler spindump support_service sample_product
 
 test:
 	@scripts/require-packages build test
@@ -41,6 +41,7 @@ bench:
 	@build/release/Bench.app/Contents/Linux/bench
 	@build/release/bench/bench_whole_run
 	@build/release/bench/bench_system_profiler
+	@build/release/bench/bench_spindump
 
 lint:
 	@scripts/require-packages build test bench lint

@@ -1,7 +1,11 @@
-# `make package`: a Debian package that holds the bundle and nothing else.
+# `make package`: a Debian package that holds the bundle, and the rule by which its process sampler may be started as an
+# administrator.
 set(LUMAMON_INSTALL_FOLDER "/opt/Brennic" CACHE STRING "Where the package puts the bundle")
 install(DIRECTORY "${CMAKE_BINARY_DIR}/Brennic_Lumadoc_Diagnostics.app"
   DESTINATION "${LUMAMON_INSTALL_FOLDER}" USE_SOURCE_PERMISSIONS)
+set(policy com.brennic.LumadocDiagnostics.policy)
+configure_file("${CMAKE_SOURCE_DIR}/resources/${policy}.in" "${CMAKE_BINARY_DIR}/${policy}" @ONLY)
+install(FILES "${CMAKE_BINARY_DIR}/${policy}" DESTINATION /usr/share/polkit-1/actions)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME brennic-lumadoc-diagnostics)

@@ -1,0 +1,188 @@
+// The sampler as pkexec starts it: by root, for another user. These tests need root.
+#include "test_target/SampledProgram.h"
+
+#include "test_support/ConditionalTest.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+namespace {
+
+using namespace spindump_test;
+namespace fs = std::filesystem;
+using test_support::exited;
+using test_support::ProgramRun;
+using test_support::waitUntil;
+
+// The system knows them everywhere: nobody and daemon.
+constexpr uid_t user = 65'534;
+constexpr uid_t other = 1;
+
+// A folder and a program of that user.
+struct UserFolder {
+    UserFolder() {
+        give(folder.path());
+        fs::copy_file(SPINDUMP_TARGET, program);
+        fs::permissions(program, fs::perms::owner_all);
+        give(program);
+    }
+    void give(const fs::path &path) const { EXPECT_EQ(::lchown(path.c_str(), user, user), 0); }
+
+    test_support::ScratchFolder folder;
+    fs::path program = folder.path() / "program";
+    fs::path report = folder.path() / "report.txt";
+};
+
+SamplerOptions asked(int milliseconds = 600) {
+    return {.milliseconds = milliseconds, .askingUser = std::to_string(user)};
+}
+
+struct stat attributesOf(const fs::path &path) {
+    struct stat status {};
+    EXPECT_EQ(::lstat(path.c_str(), &status), 0) << path;
+    return status;
+}
+
+void leavesTheReportToTheUser() {
+    const UserFolder place;
+    SampledProgram target("threads", {.program = place.program, .user = user});
+    const auto sampled = sampleInto(place.report, target.id(), asked());
+    ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
+    const auto report = attributesOf(place.report);
+    EXPECT_EQ(report.st_uid, user);
+    EXPECT_EQ(report.st_gid, user);
+    EXPECT_EQ(report.st_mode, S_IFREG | S_IRUSR | S_IWUSR);
+    EXPECT_GT(samplesOf(threadPart(sampled.report, "busy"), "sample::busy()"), 0) << sampled.report;
+    EXPECT_EQ(statusOf(target.id(), "TracerPid"), "0");
+}
+
+void readsWhatTheUserMayNot() {
+    const UserFolder place;
+    SampledProgram target("notDumpable", {.program = place.program, .user = user});
+    const auto own = sampleInto(place.report, target.id(), {.user = user});
+    EXPECT_EQ(own.end, exited(1));
+    EXPECT_EQ(own.errors, "spindump: process " + std::to_string(target.id()) +
+                              " cannot be traced: Operation not permitted\n");
+    const auto sampled = sampleInto(place.report, target.id(), asked());
+    ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
+    EXPECT_GT(samplesOf(sampled.report, "sample::sleepForever()"), 0) << sampled.report;
+}
+
+void keepsNoRights() {
+    const UserFolder place;
+    SampledProgram target("threads", {.program = place.program, .user = user});
+    ProgramRun sampler(quickSampler(target.id(), place.report, asked(3000)));
+    ASSERT_TRUE(waitUntil([&] { return sampler.standardError().starts_with("sampling"); }));
+    const pid_t id = sampler.processId();
+    const std::string children =
+        test_support::readFile("/proc/" + std::to_string(id) + "/task/" + std::to_string(id) + "/children")
+            .toStdString();
+    const pid_t reader = std::atoi(children.c_str());
+    ASSERT_GT(reader, 0);
+    for (const pid_t process : {id, reader}) {
+        for (const char *set : {"CapInh", "CapPrm", "CapEff", "CapAmb"})
+            EXPECT_EQ(statusOf(process, set), "0000000000000000") << set;
+        EXPECT_EQ(statusOf(process, "NoNewPrivs"), "1");
+        EXPECT_EQ(statusOf(process, "Groups"), "");
+        EXPECT_EQ(statusOf(process, "Uid"), "65534\t65534\t65534\t65534");
+        EXPECT_EQ(statusOf(process, "Gid"), "65534\t65534\t65534\t65534");
+        EXPECT_EQ(statusOf(process, "Umask"), "0077");
+    }
+    EXPECT_EQ(sampler.waitForEnd(), exited(0)) << sampler.standardError();
+}
+
+void refusesOtherUsersTargets() {
+    const UserFolder place;
+    ProgramRun strangers({.program = "/bin/sleep", .arguments = {"1000"}, .user = other});
+    ProgramRun roots({.program = "/bin/sleep", .arguments = {"1000"}});
+    for (const ProgramRun *run : {&strangers, &roots}) {
+        ASSERT_TRUE(waitUntil([&] { return statusOf(run->processId(), "Name") == "sleep"; }));
+        const auto sampled = sampleInto(place.report, run->processId(), asked());
+        EXPECT_EQ(sampled.end, exited(1));
+        EXPECT_EQ(sampled.errors,
+                  "spindump: process " + std::to_string(run->processId()) + " belongs to another user\n");
+    }
+    EXPECT_FALSE(fs::exists(place.report));
+}
+
+// It runs as root, whoever started it.
+void refusesSetUserTargets() {
+    const UserFolder place;
+    ASSERT_EQ(::chown(place.program.c_str(), 0, 0), 0);
+    ASSERT_EQ(::chmod(place.program.c_str(), 04755), 0);
+    SampledProgram target("sleep", {.program = place.program, .user = user});
+    ASSERT_EQ(statusOf(target.id(), "Uid"), "65534\t0\t0\t0")
+        << "the scratch folder's disk ignores the set-user bit";
+    const auto sampled = sampleInto(place.report, target.id(), asked());
+    EXPECT_EQ(sampled.end, exited(1));
+    EXPECT_EQ(sampled.errors,
+              "spindump: process " + std::to_string(target.id()) + " belongs to another user\n");
+}
+
+void refusesFoldersOfOthers() {
+    const UserFolder place;
+    SampledProgram target("sleep", {.program = place.program, .user = user});
+    const test_support::ScratchFolder roots;
+    fs::permissions(roots.path(), fs::perms::all);
+    const auto open = sampleInto(roots.path() / "report.txt", target.id(), asked());
+    EXPECT_EQ(open.end, exited(1));
+    EXPECT_EQ(open.errors, "spindump: " + roots.path().native() + "/: the folder belongs to another user\n");
+    EXPECT_TRUE(fs::is_empty(roots.path()));
+    fs::permissions(roots.path(), fs::perms::owner_all);
+    const auto closed = sampleInto(roots.path() / "deeper/report.txt", target.id(), asked());
+    EXPECT_EQ(closed.errors, "spindump: " + roots.path().native() + "/deeper/: Permission denied\n");
+}
+
+void refusesFilesOfOthersAndLinks() {
+    const UserFolder place;
+    SampledProgram target("sleep", {.program = place.program, .user = user});
+    test_support::writeFile(place.report, "root's");
+    EXPECT_EQ(sampleInto(place.report, target.id(), asked()).end, exited(1));
+    EXPECT_EQ(test_support::readFile(place.report), "root's");
+    test_support::ScratchFolder roots;
+    test_support::writeFile(roots.path() / "precious", "precious");
+    fs::create_symlink(roots.path() / "precious", place.folder.path() / "link");
+    place.give(place.folder.path() / "link");
+    EXPECT_EQ(sampleInto(place.folder.path() / "link", target.id(), asked()).end, exited(1));
+    EXPECT_EQ(test_support::readFile(roots.path() / "precious"), "precious");
+}
+
+void refusesRelativePathsAndUnknownUsers() {
+    const UserFolder place;
+    SampledProgram target("sleep", {.program = place.program, .user = user});
+    const auto relative = sampleInto("report.txt", target.id(), asked());
+    EXPECT_EQ(relative.end, exited(2));
+    EXPECT_EQ(relative.errors, "spindump: the path of the report must be absolute\n");
+    for (const std::string name : {"", "x", "-1", "4294967295", "0 ", "3999999999"}) {
+        ProgramRun run(quickSampler(target.id(), place.report, {.askingUser = name.empty() ? " " : name}));
+        EXPECT_EQ(run.waitForEnd(), exited(1));
+        EXPECT_EQ(run.standardError(), "spindump: the user who asks is not known to this system\n") << name;
+    }
+}
+
+// Only root can have been started by pkexec.
+void takesNobodysWordForIt() {
+    const UserFolder place;
+    SampledProgram target("sleep", {.program = place.program, .user = user});
+    const auto sampled = sampleInto(place.report, target.id(), {.askingUser = "0", .user = user});
+    ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
+    EXPECT_EQ(attributesOf(place.report).st_uid, user);
+}
+
+[[maybe_unused]] const bool rootTested = [] {
+    const bool isRoot = test_support::canRunAs(user);
+    using test_support::registerTestIf;
+    registerTestIf(isRoot, "Elevated", "LeavesTheReportToTheUser", leavesTheReportToTheUser);
+    registerTestIf(isRoot, "Elevated", "ReadsWhatTheUserMayNot", readsWhatTheUserMayNot);
+    registerTestIf(isRoot, "Elevated", "KeepsNoRights", keepsNoRights);
+    registerTestIf(isRoot, "Elevated", "RefusesOtherUsersTargets", refusesOtherUsersTargets);
+    registerTestIf(isRoot, "Elevated", "RefusesSetUserTargets", refusesSetUserTargets);
+    registerTestIf(isRoot, "Elevated", "RefusesFoldersOfOthers", refusesFoldersOfOthers);
+    registerTestIf(isRoot, "Elevated", "RefusesFilesOfOthersAndLinks", refusesFilesOfOthersAndLinks);
+    registerTestIf(isRoot, "Elevated", "RefusesRelativePathsAndUnknownUsers",
+                   refusesRelativePathsAndUnknownUsers);
+    registerTestIf(isRoot, "Elevated", "TakesNobodysWordForIt", takesNobodysWordForIt);
+    return isRoot;
+}();
+
+} // namespace

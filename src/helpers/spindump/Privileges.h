@@ -1,0 +1,28 @@
+// Who asks, and giving up every right that this user does not have.
+//
+// To be called by the only thread of the process.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <sys/types.h>
+
+namespace spindump {
+
+struct AskingUser {
+    uid_t user = 0;
+    gid_t group = 0;
+    /// Whether this process has rights that the user has not.
+    bool elevated = false;
+};
+
+/// The user whom pkexec names when this process was started as root by it, else the real user of this
+/// process. None, with the reason in `error`, when pkexec names nobody that this system knows.
+std::optional<AskingUser> askingUser(std::string &error);
+
+/// For good: no new rights through any program. When elevated: the identity of the asking user, no further
+/// groups, no capability. False, with the reason in `error`, when any of it fails or does not last; the
+/// process must then end.
+bool dropPrivileges(const AskingUser &asking, std::string &error);
+
+} // namespace spindump
