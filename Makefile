@@ -21,7 +21,7 @@ run: build
 
 build:
 	@scripts/require-packages build
-	@scripts/build release Brennic_Lumadoc_Diagnostics Window system_profiler spindump support_service sample_product
+	@scripts/build release bundle support_service sample_product
 
 test:
 	@scripts/require-packages build test

@@ -1,0 +1,115 @@
+// What the view tests share: the window's sections on a stage, and ways to find what is on it.
+import QtQuick
+import QtTest
+import Lumamon
+import ViewTests
+
+TestCase {
+    id: test
+
+    /// Where the sections are shown: the test itself is not drawn.
+    required property Item stage
+    property ContentView view
+    property Item sections
+
+    when: windowShown
+
+    Component {
+        id: sectionsComponent
+
+        Rectangle {
+            id: backdrop
+
+            readonly property ContentView view: ContentView {}
+
+            anchors.fill: parent
+            color: Assets.color("BackgroundColor", view.colorScheme)
+
+            WindowSections {
+                view: backdrop.view
+                anchors.fill: parent
+                anchors.margins: 24
+                focus: true
+            }
+        }
+    }
+
+    function init() {
+        Announcements.clear();
+        sections = createTemporaryObject(sectionsComponent, stage);
+        view = sections.view;
+        waitForRendering(stage);
+    }
+
+    // The states of a run, as the flow sets them.
+    function reproduce() {
+        view.startButtonLabel = "Stop diagnostics";
+        view.logLabel = "Please reproduce the steps that led to the issue and then select Stop diagnostics";
+        view.primaryButtonColor = "PrimaryTextColor";
+        view.primaryButtonTextColor = "BackgroundColor";
+        view.advanceLogToggleDisabled = true;
+    }
+
+    function showForm() {
+        reproduce();
+        view.logLabel = "Logging complete.";
+        view.startButtonLabel = "Share logs";
+        view.isLogEditorVisible = false;
+        view.isFeedbackLayoutVisible = true;
+        view.primaryButtonColor = "PrimaryColor";
+        view.primaryButtonTextColor = "white";
+        view.primaryButtonDisabled = true;
+        view.isLogLabelVisible = false;
+        view.isLoggingCompleteVisible = true;
+        waitForRendering(stage);
+    }
+
+    function fail() {
+        showForm();
+        view.changeFeedback("x");
+        view.isUploadFailedLayoutVisible = true;
+        view.isLoggingCompleteVisible = false;
+        waitForRendering(stage);
+    }
+
+    function finish() {
+        showForm();
+        view.startButtonLabel = "Close";
+        view.logLabel = "";
+        view.isFeedbackLayoutVisible = false;
+        view.isCloseLayoutVisible = true;
+        view.primaryButtonDisabled = false;
+        view.primaryButtonColor = "clear";
+        view.thickBorderButtonStyle = true;
+        waitForRendering(stage);
+    }
+
+    // Every item that is drawn below `item`, in the order of drawing.
+    function drawn(item) {
+        let result = [];
+        for (let i = 0; i < item.children.length; ++i) {
+            const child = item.children[i];
+            if (child.visible)
+                result = result.concat([child], drawn(child));
+        }
+        return result;
+    }
+
+    /// The texts that a reader sees, from top to bottom.
+    function shownTexts() {
+        return drawn(stage).filter(item => item instanceof BodyText && item.text.trim() !== "").map(item => item.text);
+    }
+
+    function textItem(text) {
+        return drawn(stage).find(item => item instanceof BodyText && item.text === text) ?? null;
+    }
+
+    /// The control that bears this accessible name.
+    function control(name) {
+        return drawn(stage).find(item => item.Accessible.name === name && item.activeFocusOnTab) ?? null;
+    }
+
+    function colorOf(name) {
+        return Assets.color(name, view.colorScheme);
+    }
+}

@@ -1,0 +1,244 @@
+// The form: what its boxes take, what they say, and how the keyboard goes through them.
+import QtQuick
+import QtTest
+import Lumamon
+import ViewTests
+
+Item {
+    id: root
+
+    width: 700
+    height: 900
+
+    ViewTest {
+        id: form
+
+        name: "Form"
+        stage: root
+
+        function description() {
+            return control("Please tell us what led to the error (required)");
+        }
+
+        function address() {
+            return control("Brennic can contact me for fixes at the following email address (optional)");
+        }
+
+        function type(text) {
+            for (const character of text)
+                keyClick(character);
+        }
+
+        function frameColor(box) {
+            let item = box;
+            while (!(item.background instanceof BoxFrame))
+                item = item.parent;
+            return item.background.border.color;
+        }
+
+        function test_what_is_there() {
+            showForm();
+            compare(shownTexts(), [
+                "Brennic Lumadoc Diagnostics",
+                "Lumadoc Diagnostics needs to collect the following information to address the issue",
+                "Share logs",
+                "Logs generated successfully.",
+                "Use the below Log ID for your reference:",
+                view.logId,
+                "Copy ID",
+                "view logs",
+                "Please tell us what led to the error (required)",
+                "Brennic can contact me for fixes at the following email address (optional)",
+                "Attach screenshot and pdf files",
+                "(Max 10 MB; Do not include any sensitive information)"]);
+            verify(!control("Share logs").enabled);
+            verify(Announcements.texts.includes("Logs generated successfully."));
+        }
+
+        function test_the_description_has_the_keyboard() {
+            showForm();
+            verify(description().activeFocus);
+            compare(view.feedbackFormFocus, ContentView.Field.feedback);
+        }
+
+        function test_typing_lets_share() {
+            showForm();
+            type("It fell");
+            compare(view.feedbackText, "It fell");
+            verify(control("Share logs").enabled);
+        }
+
+        function test_an_emptied_description_is_asked_for() {
+            showForm();
+            type("x");
+            keyClick(Qt.Key_Backspace);
+            verify(!control("Share logs").enabled);
+            compare(textItem("Desciption is required").color, colorOf("error"));
+            compare(Announcements.texts.pop(), "Desciption is required");
+            compare(frameColor(description()), colorOf("error"));
+            compare(description().Accessible.description, "Desciption is required");
+            type("y");
+            compare(textItem("Desciption is required"), null);
+            compare(frameColor(description()), colorOf("Border"));
+        }
+
+        function test_a_blank_at_first_is_cleared() {
+            showForm();
+            type(" ");
+            compare(description().text, "");
+            compare(view.feedbackText, "");
+        }
+
+        function test_keys_that_lead_to_the_address_data() {
+            return [{ tag: "Tab", key: Qt.Key_Tab }, { tag: "Return", key: Qt.Key_Return }];
+        }
+
+        function test_keys_that_lead_to_the_address(data) {
+            showForm();
+            type("abc");
+            keyClick(Qt.Key_Left);
+            keyClick(data.key);
+            compare(view.feedbackText, "abc");
+            compare(description().text, "abc");
+            verify(address().activeFocus);
+            compare(view.feedbackFormFocus, ContentView.Field.email);
+        }
+
+        function test_shift_return_breaks_the_line() {
+            showForm();
+            type("a");
+            keyClick(Qt.Key_Return, Qt.ShiftModifier);
+            type("b");
+            compare(view.feedbackText, "a\nb");
+            verify(description().activeFocus);
+        }
+
+        function test_the_cursor_stays_where_it_is() {
+            showForm();
+            type("ac");
+            keyClick(Qt.Key_Left);
+            type("b");
+            compare(view.feedbackText, "abc");
+            compare(description().cursorPosition, 2);
+        }
+
+        function test_the_cursor_stays_behind_a_cut() {
+            showForm();
+            view.changeFeedback("x".repeat(2000));
+            description().cursorPosition = 2000;
+            type("y");
+            compare(view.feedbackText, "x".repeat(2000));
+            compare(description().text, "x".repeat(2000));
+            compare(description().cursorPosition, 2000);
+        }
+
+        function test_a_long_description_scrolls() {
+            showForm();
+            const before = description().parent.parent.height;
+            view.changeFeedback("line\n".repeat(60) + "end");
+            waitForRendering(root);
+            compare(description().parent.parent.height, before);
+            verify(description().height > before);
+        }
+
+        function test_spaces_do_not_get_into_the_address() {
+            showForm();
+            mouseClick(address());
+            compare(view.feedbackFormFocus, ContentView.Field.email);
+            type("a b@c.de");
+            compare(view.emailText, "ab@c.de");
+            compare(address().text, "ab@c.de");
+        }
+
+        function test_a_wrong_address_is_told_and_does_not_hinder() {
+            showForm();
+            type("x");
+            address().forceActiveFocus();
+            type("a@b");
+            compare(textItem("Invalid email address").color, colorOf("error"));
+            compare(frameColor(address()), colorOf("error"));
+            compare(address().Accessible.description, "Invalid email address");
+            verify(Announcements.texts.includes("Invalid email address"));
+            verify(control("Share logs").enabled);
+            type(".de");
+            compare(textItem("Invalid email address"), null);
+            compare(frameColor(address()), colorOf("Border"));
+        }
+
+        function test_return_in_the_address_leads_back() {
+            showForm();
+            address().forceActiveFocus();
+            type("a@b.de");
+            keyClick(Qt.Key_Return);
+            compare(view.emailText, "a@b.de");
+            verify(description().activeFocus);
+        }
+
+        function test_tab_leads_on_from_the_address() {
+            showForm();
+            address().forceActiveFocus();
+            keyClick(Qt.Key_Tab);
+            verify(control("Attach screenshot and pdf files").activeFocus);
+            keyClick(Qt.Key_Backtab);
+            verify(address().activeFocus);
+            keyClick(Qt.Key_Backtab);
+            verify(description().activeFocus);
+            keyClick(Qt.Key_Backtab);
+            verify(control("Copy ID").activeFocus);
+        }
+
+        function test_attached_files_are_counted() {
+            showForm();
+            compare(control("Remove attached files"), null);
+            view.filesCountInDestination = 2;
+            verify(textItem("2 file(s) attached") !== null);
+            compare(Announcements.texts.pop(), "2 file(s) attached");
+            verify(control("Remove attached files").enabled);
+        }
+
+        function test_the_attach_button_has_its_width() {
+            showForm();
+            compare(control("Attach screenshot and pdf files").width, 96);
+        }
+
+        function test_while_it_is_shared_nothing_can_be_edited() {
+            showForm();
+            type("x");
+            view.filesCountInDestination = 1;
+            view.isFeedbackEmailLayoutDisabled = true;
+            verify(description().readOnly);
+            verify(address().readOnly);
+            verify(!control("Attach screenshot and pdf files").enabled);
+            verify(!control("Remove attached files").enabled);
+            type("y");
+            compare(view.feedbackText, "x");
+            keyClick(Qt.Key_Tab);
+            verify(!description().activeFocus);
+        }
+
+        function test_sharing_takes_the_keyboard_from_the_boxes() {
+            showForm();
+            verify(description().activeFocus);
+            view.feedbackFormFocus = ContentView.Field.noField;
+            verify(!description().activeFocus);
+        }
+
+        function test_upload_shows_its_progress() {
+            showForm();
+            view.startButtonLabel = "Stop upload";
+            view.logLabel = "Uploading 57%";
+            verify(textItem("Uploading 57%") !== null);
+            verify(drawn(root).some(item => item instanceof RunningIndicator));
+            view.startButtonLabel = "Share logs";
+            compare(textItem("Uploading 57%"), null);
+        }
+
+        function test_compressing_shows_its_progress() {
+            showForm();
+            view.primaryButtonDisabled = true;
+            view.logLabel = "Compressing logs.";
+            verify(textItem("Compressing logs.") !== null);
+            verify(drawn(root).some(item => item instanceof RunningIndicator));
+        }
+    }
+}

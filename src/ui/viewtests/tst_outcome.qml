@@ -1,0 +1,117 @@
+// The Log ID, the failed upload and the end.
+import QtQuick
+import QtTest
+import Lumamon
+import ViewTests
+
+Item {
+    id: root
+
+    width: 700
+    height: 900
+
+    ViewTest {
+        name: "Outcome"
+        stage: root
+
+        function test_the_log_id_stands_out() {
+            showForm();
+            const id = textItem(view.logId);
+            compare(id.font.pixelSize, 20);
+            compare(id.font.family, "BrennicClean-Bold");
+            verify(id.font.bold);
+            compare(textItem("Logs generated successfully.").font.pixelSize, 18);
+        }
+
+        function test_copy_says_so() {
+            showForm();
+            mouseClick(control("Copy ID"));
+            compare(view.CopyText, "ID Copied!");
+            verify(control("ID Copied!") !== null);
+        }
+
+        function test_copy_is_underlined_under_the_pointer() {
+            showForm();
+            const copy = control("Copy ID");
+            verify(!copy.contentItem.font.underline);
+            mouseMove(copy, copy.width / 2, copy.height / 2);
+            tryVerify(() => view.isCopyHovering);
+            verify(copy.contentItem.font.underline);
+            mouseMove(root, 1, 1);
+            tryVerify(() => !view.isCopyHovering);
+        }
+
+        function test_view_logs_follows_its_field() {
+            showForm();
+            compare(control("view logs").enabled, false);
+            view.viewlogsButtonDisabled = false;
+            compare(control("view logs").enabled, true);
+        }
+
+        function test_the_failed_block_data() {
+            return [{ tag: "none", error: ContentView.SecondaryError.none, line: [] },
+                    { tag: "network", error: ContentView.SecondaryError.network,
+                      line: ["Please ensure you have access to the internet."] },
+                    { tag: "canceled", error: ContentView.SecondaryError.canceled, line: ["Upload cancelled."] }];
+        }
+
+        function test_the_failed_block(data) {
+            fail();
+            view.isSecondaryError = data.error;
+            const texts = shownTexts();
+            const from = texts.indexOf("Error sharing logs.");
+            compare(texts.slice(from, from + 4 + data.line.length),
+                    ["Error sharing logs."].concat(data.line, ["You can", "view the logs",
+                                                               "and share it with us at"]));
+            compare(textItem("Error sharing logs.").color, colorOf("error"));
+            verify(Announcements.texts.includes("Error sharing logs."));
+            for (const line of data.line)
+                verify(Announcements.texts.includes(line));
+            compare(control("view the logs").Accessible.role, Accessible.Link);
+            verify(control("view the logs").enabled);
+        }
+
+        function test_the_end_has_one_button() {
+            finish();
+            compare(shownTexts().slice(-2), ["The log files were sent successfully.", "Close"]);
+            compare(drawn(root).filter(item => item instanceof WindowButton).length, 1);
+            const close = control("Close");
+            verify(close.activeFocus);
+            verify(close instanceof ThickBorderButtonStyle);
+            verify(Announcements.texts.includes("The log files were sent successfully."));
+        }
+
+        SignalSpy {
+            id: closed
+
+            signalName: "closeRequested"
+        }
+
+        function test_close_ends_it_data() {
+            return [{ tag: "pointer", press: button => mouseClick(button) },
+                    { tag: "Return", press: () => keyClick(Qt.Key_Return) },
+                    { tag: "Space", press: () => keyClick(Qt.Key_Space) }];
+        }
+
+        function test_close_ends_it(data) {
+            finish();
+            closed.target = view;
+            closed.clear();
+            data.press(control("Close"));
+            compare(closed.count, 1);
+        }
+
+        function test_the_standalone_build_ends_at_the_log_id() {
+            showForm();
+            view.logLabel = "";
+            view.startButtonLabel = "Close";
+            view.thickBorderButtonStyle = true;
+            view.isCloseLayoutVisible = true;
+            view.isFeedbackEmailLayoutDisabled = true;
+            verify(textItem(view.logId) !== null);
+            verify(control("Please tell us what led to the error (required)").readOnly);
+            verify(control("Close").enabled);
+            compare(control("Share logs"), null);
+        }
+    }
+}

@@ -1,0 +1,153 @@
+// The window before and during the capture.
+import QtQuick
+import QtTest
+import Lumamon
+import ViewTests
+
+Item {
+    id: root
+
+    width: 700
+    height: 900
+
+    ViewTest {
+        name: "Start"
+        stage: root
+
+        function test_what_is_there_at_first() {
+            compare(shownTexts(), [
+                "Brennic Lumadoc Diagnostics",
+                "Lumadoc Diagnostics needs to collect the following information to address the issue",
+                "BASIC LOGS\n• Lumadoc configuration, settings and logs\n• System configuration and settings",
+                "Advanced logs",
+                "System apps information",
+                "Start diagnostics"]);
+            verify(control("Advanced logs").enabled);
+            verify(control("System apps information").enabled);
+            verify(control("Start diagnostics").enabled);
+        }
+
+        function test_the_button_has_the_keyboard_at_first() {
+            verify(control("Start diagnostics").activeFocus);
+        }
+
+        function test_tab_goes_round_in_the_order_of_the_window() {
+            const names = ["Advanced logs", "System apps information", "Start diagnostics"];
+            control("Start diagnostics").forceActiveFocus();
+            for (const name of names) {
+                keyClick(Qt.Key_Tab);
+                verify(control(name).activeFocus, name);
+            }
+            keyClick(Qt.Key_Backtab);
+            verify(control("System apps information").activeFocus);
+        }
+
+        function test_the_ring_shows_for_the_keyboard_only() {
+            const toggle = control("Advanced logs");
+            mouseClick(toggle);
+            verify(!toggle.visualFocus);
+            keyClick(Qt.Key_Tab);
+            verify(control("System apps information").visualFocus);
+            const rings = drawn(root).filter(item => item instanceof FocusRing);
+            compare(rings.length, 1);
+            compare(rings[0].border.color, colorOf("LinkColor"));
+        }
+
+        function test_toggles_rewrite_the_list() {
+            mouseClick(control("System apps information"));
+            verify(view.getInstalledApps);
+            compare(shownTexts().slice(2, 4), [
+                "BASIC LOGS\n• Lumadoc configuration, settings and logs\n• System configuration and settings",
+                "ADVANCED LOGS\n• Full Lumadoc data dump\n• System apps version information"]);
+            mouseClick(control("Advanced logs"));
+            verify(view.getSpinDump);
+            mouseClick(control("Advanced logs"));
+            verify(!view.getSpinDump);
+            compare(shownTexts()[3], "Advanced logs");
+        }
+
+        function test_toggles_work_by_space() {
+            control("Advanced logs").forceActiveFocus();
+            keyClick(Qt.Key_Space);
+            verify(view.getSpinDump);
+            compare(view.captureDetails.split("\n").length, 3);
+        }
+
+        function test_the_columns_line_up() {
+            mouseClick(control("Advanced logs"));
+            mouseClick(control("System apps information"));
+            const left = textItem(shownTexts()[2]);
+            const right = textItem(shownTexts()[3]);
+            compare(left.lineCount, 3);
+            compare(right.lineCount, 3);
+            compare(right.mapToItem(root, 0, 0).y, left.mapToItem(root, 0, 0).y);
+            compare(right.height, left.height);
+            verify(right.mapToItem(root, 0, 0).x > left.mapToItem(root, left.contentWidth, 0).x);
+        }
+
+        function test_capture_fixes_the_choice_and_inverts_the_button() {
+            reproduce();
+            verify(!control("Advanced logs").enabled);
+            verify(!control("System apps information").enabled);
+            const button = control("Stop diagnostics");
+            compare(button.background.color, colorOf("PrimaryTextColor"));
+            compare(button.contentItem.color, colorOf("BackgroundColor"));
+            compare(shownTexts().pop(),
+                    "Please reproduce the steps that led to the issue and then select Stop diagnostics");
+            verify(Announcements.texts.includes(shownTexts().pop()));
+            verify(!drawn(root).some(item => item instanceof RunningIndicator));
+        }
+
+        function test_running_shows_a_moving_bar() {
+            reproduce();
+            view.primaryButtonDisabled = true;
+            view.logLabel = "Capturing Lumadoc settings and logs.";
+            verify(!control("Stop diagnostics").enabled);
+            compare(shownTexts().pop(), "Capturing Lumadoc settings and logs.");
+            compare(Announcements.texts.pop(), "Capturing Lumadoc settings and logs.");
+            const bar = drawn(root).find(item => item instanceof RunningIndicator);
+            compare(bar.Accessible.role, Accessible.ProgressBar);
+            const mark = bar.children[0];
+            const before = mark.x;
+            tryVerify(() => mark.x !== before);
+            view.isAnimating = false;
+            const still = mark.x;
+            wait(50);
+            compare(mark.x, still);
+        }
+
+        function test_the_button_works_by_pointer_and_keys_data() {
+            return [{ tag: "pointer", press: button => mouseClick(button) },
+                    { tag: "Return", press: () => keyClick(Qt.Key_Return) },
+                    { tag: "Enter", press: () => keyClick(Qt.Key_Enter) },
+                    { tag: "Space", press: () => keyClick(Qt.Key_Space) }];
+        }
+
+        // Of the captions this one has the least to do: it leads back to sharing.
+        function test_the_button_works_by_pointer_and_keys(data) {
+            view.startButtonLabel = "Stop upload";
+            const button = control("Stop upload");
+            button.forceActiveFocus();
+            data.press(button);
+            tryCompare(view, "startButtonLabel", "Share logs");
+        }
+
+        function test_a_double_click_is_one_press() {
+            view.startButtonLabel = "Stop upload";
+            mouseDoubleClickSequence(control("Stop upload"));
+            tryCompare(view, "startButtonLabel", "Share logs");
+            wait(20);
+            // The second press would have asked for the description.
+            verify(view.isInitialFocus);
+        }
+
+        function test_a_disabled_button_does_nothing() {
+            view.startButtonLabel = "Stop upload";
+            view.primaryButtonDisabled = true;
+            mouseClick(control("Stop upload"));
+            keyClick(Qt.Key_Return);
+            wait(20);
+            compare(view.startButtonLabel, "Stop upload");
+        }
+    }
+}
