@@ -66,6 +66,8 @@ bool ContentView::buildArchive() {
 }
 
 void ContentView::uploadArchive() {
+    // One that the user has stopped may still be ending; from here on it has nothing more to say.
+    UploadAPI::uploadTask.reset();
     logLabel = QStringLiteral("Uploading 0%");
     primaryButtonDisabled = false;
     startButtonLabel = Texts::stopUpload;
