@@ -248,9 +248,10 @@ TEST_F(SharingTest, AnArchiveThatIsTooLargeOffersTheMail) {
     press();
     runMainQueueFor(50ms);
     EXPECT_THAT(record.takeFields(),
-                ElementsAre("primaryButtonDisabled = true", "isUploadFailedLayoutVisible = false",
-                            "isLoggingCompleteVisible = true", "isUploadFailedLayoutVisible = true",
-                            "isLoggingCompleteVisible = false", "primaryButtonDisabled = false"));
+                ElementsAre("primaryButtonDisabled = true", "isRunning = true",
+                            "isUploadFailedLayoutVisible = false", "isLoggingCompleteVisible = true",
+                            "isUploadFailedLayoutVisible = true", "isLoggingCompleteVisible = false",
+                            "primaryButtonDisabled = false", "isRunning = false"));
     EXPECT_EQ(service().connections(), 0U);
 }
 

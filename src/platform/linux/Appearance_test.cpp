@@ -39,7 +39,7 @@ public:
     void change(const QString &space, const QString &key, const QVariant &value) {
         auto signal = QDBusMessage::createSignal(path(), settings(), QStringLiteral("SettingChanged"));
         signal.setArguments({space, key, value});
-        m_bus.send(signal);
+        EXPECT_TRUE(m_bus.send(signal));
     }
     void change(uint value) {
         change(QStringLiteral("org.freedesktop.appearance"), QStringLiteral("color-scheme"),
