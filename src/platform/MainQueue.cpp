@@ -32,7 +32,7 @@ void onMainQueue(std::function<void()> work) {
 }
 
 void onMainQueueAfter(std::chrono::milliseconds delay, std::function<void()> work) {
-    QTimer::singleShot(delay, QCoreApplication::instance(), std::move(work));
+    QTimer::singleShot(delay, Qt::PreciseTimer, QCoreApplication::instance(), std::move(work));
 }
 
 } // namespace platform

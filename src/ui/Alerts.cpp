@@ -8,7 +8,8 @@ void Alerts::present(const QString &title, const QString &message, const QString
 
 void Alerts::dismiss() {
     m_isUp = false;
-    if (!m_waiting.empty())
+    // Whoever watches the change may have presented one more, which put the first of them up.
+    if (!m_isUp && !m_waiting.empty())
         showFirst();
 }
 

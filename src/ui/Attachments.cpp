@@ -26,6 +26,15 @@ const QStringList attachableExtensions{
     QStringLiteral("doc"),  QStringLiteral("docx"), QStringLiteral("xls"), QStringLiteral("xlsx"),
     QStringLiteral("ppt"), QStringLiteral("pptx")};
 
+// What the user means by a picked link: the document that it leads to.
+fs::path documentOf(const fs::path &file) {
+    std::error_code error;
+    if (!fs::is_symlink(fs::symlink_status(file, error)))
+        return file;
+    fs::path document = fs::canonical(file, error);
+    return error ? file : document;
+}
+
 // An entry without a size counts nothing.
 qint64 sizeBytesOf(const fs::path &file) {
     std::error_code error;
@@ -41,6 +50,10 @@ qint64 contentBytesOf(const fs::path &folder) {
     for (const fs::directory_iterator end; !error && entry != end; entry.increment(error))
         sum += sizeBytesOf(entry->path());
     return error ? 0 : sum;
+}
+
+void logCopyError(const std::error_code &error) {
+    Logger::logError(QStringLiteral("Error while copying file: ") + platform::description(error));
 }
 
 } // namespace
@@ -81,7 +94,7 @@ bool ContentView::areFilesWithinSizeLimit(const std::vector<fs::path> &fileURLs,
     const qint64 existing = contentBytesOf(*destinationDirectory);
     qint64 selected = 0;
     for (const fs::path &file : fileURLs)
-        selected += sizeBytesOf(file);
+        selected += sizeBytesOf(documentOf(file));
     Logger::logInfo(QStringLiteral("Currently user selected files size: %1, existing user files size: %2, "
                                    "limit in bytes: %3")
                         .arg(selected)
@@ -132,15 +145,27 @@ void ContentView::replaceFileAndContinue() {
     continueCopying(std::chrono::milliseconds(500));
 }
 
-// A folder, a link or a pipe under a picked name, or a file that cannot be read any more, must not take the
-// place of what is attached already.
+// Beside what is attached already, and into its place when it is whole: a folder or a pipe under a picked name,
+// a file that cannot be read any more or a full disk must not take away what stands there.
 void ContentView::copyAttachment(const fs::path &file) {
+    const fs::path document = documentOf(file);
     std::error_code error;
     std::uint64_t sizeBytes = 0;
-    if (platform::openRegularFile(file, sizeBytes, error))
-        UtilityFunctions::CopyFiles(file.parent_path(), *userFilesURL, file.filename());
-    else
-        Logger::logError(QStringLiteral("Error while copying file: ") + platform::description(error));
+    if (!platform::openRegularFile(document, sizeBytes, error)) {
+        logCopyError(error);
+        return;
+    }
+    fs::path incoming = *userFilesURL;
+    incoming += ".incoming";
+    UtilityFunctions::CopyFiles(document.parent_path(), incoming, document.filename());
+    if (fs::exists(incoming / document.filename(), error)) {
+        fs::create_directories(*userFilesURL, error);
+        if (!error)
+            fs::rename(incoming / document.filename(), *userFilesURL / file.filename(), error);
+        if (error)
+            logCopyError(error);
+    }
+    fs::remove_all(incoming, error);
 }
 
 void ContentView::dropFirstInQueue() {

@@ -76,6 +76,9 @@ void ContentView::applyEmailRules() {
 }
 
 void ContentView::leaveFeedback() {
+    // The rule that takes the key out again does not hold any more.
+    if (UtilityFunctions::ShareButtonPressed)
+        return;
     changeFeedback(feedbackText.value() + u'\r');
 }
 

@@ -66,7 +66,11 @@ bool ContentView::buildArchive() {
 }
 
 void ContentView::uploadArchive() {
+    // One that the user has stopped may still be ending; from here on it has nothing more to say.
+    UploadAPI::uploadTask.reset();
     logLabel = QStringLiteral("Uploading 0%");
+    // Also when the line has not changed, since the earlier one did not get far.
+    m_status->note(logLabel);
     primaryButtonDisabled = false;
     startButtonLabel = Texts::stopUpload;
     const int upload = ++m_uploadNumber;

@@ -2,12 +2,16 @@
 
 #include "platform/MainQueue.h"
 
-StatusText::StatusText(std::function<void(const QString &)> show) : m_show(std::move(show)) {
-}
+StatusText::StatusText(std::function<void(const QString &)> show)
+    : m_show(std::move(show)) {}
 
 void StatusText::note(const QString &text) {
+    // The window tells of every change, of those that come from here too.
+    if (m_isShowing)
+        return;
     const std::lock_guard lock(m_mutex);
     m_text = text;
+    m_lastOverruled = m_number;
 }
 
 void StatusText::close() {
@@ -27,9 +31,19 @@ QString StatusText::text() const {
 }
 
 void StatusText::setText(const QString &text) {
-    note(text);
-    platform::onMainQueue([self = shared_from_this(), text] {
-        if (self->m_show)
-            self->m_show(text);
-    });
+    std::uint64_t number = 0;
+    {
+        const std::lock_guard lock(m_mutex);
+        m_text = text;
+        number = ++m_number;
+    }
+    platform::onMainQueue([self = shared_from_this(), text, number] { self->show(text, number); });
+}
+
+void StatusText::show(const QString &text, std::uint64_t number) {
+    if (!m_show || number <= m_lastOverruled)
+        return;
+    m_isShowing = true;
+    m_show(text);
+    m_isShowing = false;
 }

@@ -6,6 +6,7 @@
 #include "discovery/TextBinding.h"
 
 #include <QString>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -15,7 +16,8 @@ public:
     /// `show` is called on the main thread for each text that a thread puts there.
     explicit StatusText(std::function<void(const QString &)> show);
 
-    /// The window's own change of the line. Main thread.
+    /// The window's own change of the line. What threads put there before and is still on its way is about an
+    /// earlier step, and is not shown any more. Main thread.
     void note(const QString &text);
 
     /// The window is gone: texts that are still on their way are dropped. Main thread.
@@ -27,9 +29,14 @@ public:
 private:
     QString text() const;
     void setText(const QString &text);
+    void show(const QString &text, std::uint64_t number);
 
     mutable std::mutex m_mutex;
     QString m_text;
+    // Of the latest text of a thread.
+    std::uint64_t m_number = 0;
     // Main thread only.
     std::function<void(const QString &)> m_show;
+    bool m_isShowing = false;
+    std::uint64_t m_lastOverruled = 0;
 };

@@ -39,6 +39,8 @@ class Appearance::Watcher : public QObject {
 public:
     explicit Watcher(std::function<void(ColorScheme)> changed)
         : m_changed(std::move(changed)), m_shown(schemeOfPalette()) {
+        // Else the signal is not delivered before the first good answer.
+        qRegisterMetaType<QDBusVariant>();
         QCoreApplication::instance()->installEventFilter(this);
         m_changed(m_shown);
         auto bus = QDBusConnection::sessionBus();
@@ -68,10 +70,10 @@ private Q_SLOTS:
     }
 
 private:
-    // An answer holds its value in one more variant than a signal does.
+    // An answer holds its value in one more variant than a signal does, and some portals in yet another.
     void take(const QDBusVariant &value) {
         QVariant content = value.variant();
-        if (content.canConvert<QDBusVariant>())
+        while (content.metaType() == QMetaType::fromType<QDBusVariant>())
             content = content.value<QDBusVariant>().variant();
         m_preference = content.toUInt();
         show();

@@ -27,7 +27,6 @@ bool isOffered(const QString &file, const QStringList &extensions) {
 void pickFiles(const QStringList &extensions, std::function<void(const PickedFiles &)> picked) {
     QWindow *window = QGuiApplication::focusWindow();
     auto *panel = new QFileDialog;
-    panel->setAttribute(Qt::WA_DeleteOnClose);
     panel->setWindowModality(Qt::ApplicationModal);
     panel->setWindowTitle(QStringLiteral("Attach files"));
     panel->setFileMode(QFileDialog::ExistingFiles);
@@ -39,11 +38,12 @@ void pickFiles(const QStringList &extensions, std::function<void(const PickedFil
             if (isOffered(file, extensions))
                 files.emplace_back(QFile::encodeName(file).toStdString());
         }
+        panel->deleteLater();
         picked(files);
     });
     panel->winId();
     panel->windowHandle()->setTransientParent(window);
-    panel->open();
+    panel->show();
 }
 
 } // namespace platform

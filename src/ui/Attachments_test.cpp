@@ -1,0 +1,599 @@
+#include "discovery/RunState.h"
+#include "logging/Logging.h"
+#include "test_support/ArchiveReader.h"
+#include "test_support/Mounts.h"
+#include "ui/RunTest.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using namespace UtilityFunctions;
+using test_support::logLines;
+using test_support::readFile;
+using test_support::runMainQueueFor;
+using test_support::runMainQueueUntil;
+using test_support::writeFile;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using ActiveAlert = ContentView::ActiveAlert;
+
+constexpr qint64 limitBytes = 10'485'760;
+
+class AttachmentsTest : public WindowTest {
+protected:
+    AttachmentsTest() { userFilesURL = home.path() / "out/UserFiles"; }
+
+    fs::path make(const std::string &name, const QByteArray &content = "content") {
+        const fs::path file = home.path() / "picked" / name;
+        writeFile(file, content);
+        return file;
+    }
+    // A file of that size, and none of the disk's.
+    fs::path makeLarge(const std::string &name, std::uintmax_t bytes) {
+        const fs::path file = make(name, {});
+        fs::resize_file(file, bytes);
+        return file;
+    }
+    fs::path attached(const std::string &name) const { return *userFilesURL / name; }
+    void attachAndWait(const std::vector<fs::path> &files) {
+        view.attach(files);
+        waitForCopies();
+    }
+    fs::path picked(const char *name) const { return home.path() / "picked" / name; }
+    // Until nothing is left to do without the user.
+    void waitForCopies() { runMainQueueFor(30ms); }
+    void cancelAlert() { view.showAlert = false; }
+    void replace() {
+        view.showAlert = false;
+        view.replaceFileAndContinue();
+    }
+    static std::string measured(qint64 selected, qint64 existing) {
+        return "INFO: Currently user selected files size: " + std::to_string(selected) +
+               ", existing user files size: " + std::to_string(existing) + ", limit in bytes: 10485760";
+    }
+    static std::string clash(const std::string &name) {
+        return "fileExistsAlertMessage = File " + name + " already exists. Do you want to replace it?";
+    }
+
+    ContentView view;
+    Recorder record{view, home.path()};
+};
+
+const std::string copied = "INFO: File copied successfully.";
+
+// --- Attaching ---
+
+TEST_F(AttachmentsTest, FilesAreCopiedOneInEachTurnAndThenCounted) {
+    const auto one = make("one.png", "1");
+    const auto two = make("two.pdf", "22");
+    view.attach({one, two});
+    // The first is copied at once, the second in a later turn.
+    EXPECT_THAT(record.take(), ElementsAre(measured(3, 0), "fileProcessingQueue = [one.png, two.pdf]", copied,
+                                           "fileProcessingQueue = [two.pdf]"));
+    waitForCopies();
+    EXPECT_THAT(record.take(), ElementsAre(copied, "fileProcessingQueue = []", "filesCountInDestination = 2",
+                                           "INFO: Total user files attached: 2"));
+    EXPECT_EQ(readFile(attached("one.png")), "1");
+    EXPECT_EQ(readFile(attached("two.pdf")), "22");
+}
+
+TEST_F(AttachmentsTest, OtherWorkHasItsTurnBetweenTwoCopies) {
+    std::vector<std::size_t> left;
+    view.attach({make("1"), make("2"), make("3"), make("4")});
+    QTimer timer;
+    QObject::connect(&timer, &QTimer::timeout, &view,
+                     [&] { left.push_back(view.fileProcessingQueue.value().size()); });
+    timer.start(0);
+    waitForCopies();
+    EXPECT_THAT(left, testing::Contains(2U));
+    EXPECT_THAT(left, testing::Contains(1U));
+}
+
+TEST_F(AttachmentsTest, ExactlyTheLimitIsAccepted) {
+    attachAndWait({makeLarge("a.pdf", limitBytes - 5), makeLarge("b.pdf", 5)});
+    EXPECT_FALSE(view.showAlert);
+    EXPECT_EQ(view.filesCountInDestination, 2);
+    EXPECT_EQ(fs::file_size(attached("a.pdf")), static_cast<std::uintmax_t>(limitBytes - 5));
+}
+
+TEST_F(AttachmentsTest, OneByteMoreIsRefusedWhole) {
+    attachAndWait({make("small.png", "1"), makeLarge("large.pdf", limitBytes)});
+    EXPECT_THAT(record.take(),
+                ElementsAre(measured(limitBytes + 1, 0), "activeAlert = fileSize", "showAlert = true"));
+    EXPECT_FALSE(fs::exists(*userFilesURL));
+    EXPECT_TRUE(view.fileProcessingQueue.value().empty());
+}
+
+TEST_F(AttachmentsTest, WhatIsAttachedCounts) {
+    attachAndWait({makeLarge("a.pdf", 10'000'000)});
+    record.take();
+    attachAndWait({makeLarge("b.pdf", limitBytes - 10'000'000 + 1)});
+    EXPECT_THAT(record.take(), ElementsAre(measured(limitBytes - 10'000'000 + 1, 10'000'000),
+                                           "activeAlert = fileSize", "showAlert = true"));
+    cancelAlert();
+    attachAndWait({makeLarge("c.pdf", limitBytes - 10'000'000)});
+    EXPECT_EQ(view.filesCountInDestination, 2);
+}
+
+TEST_F(AttachmentsTest, TheLimitIsTheCallers) {
+    const auto file = make("a", "12345");
+    EXPECT_TRUE(view.areFilesWithinSizeLimit({file}, home.path() / "nowhere", 5));
+    EXPECT_FALSE(view.areFilesWithinSizeLimit({file}, home.path() / "nowhere", 4));
+    EXPECT_FALSE(view.areFilesWithinSizeLimit({file}, std::nullopt, 1000));
+    EXPECT_EQ(logLines(log).last(), QStringLiteral("ERROR: userFilesURL is nil"));
+}
+
+TEST_F(AttachmentsTest, AFileWithoutASizeCountsNothing) {
+    EXPECT_TRUE(view.areFilesWithinSizeLimit({home.path() / "missing"}, home.path() / "nowhere", 0));
+    EXPECT_THAT(record.take(),
+                ElementsAre("INFO: Currently user selected files size: 0, existing user files size: 0, "
+                            "limit in bytes: 0"));
+}
+
+// A gigabyte and more must not turn the sum over.
+TEST_F(AttachmentsTest, HugeFilesAreRefused) {
+    const auto file = makeLarge("huge.pdf", std::uintmax_t{5} << 40);
+    attachAndWait({file, file, file});
+    EXPECT_EQ(view.activeAlert, ActiveAlert::fileSize);
+    EXPECT_FALSE(fs::exists(*userFilesURL));
+}
+
+TEST_F(AttachmentsTest, NamesThatAreNoUtf8AreKept) {
+    const auto file = make("caf\xe9.png", "x");
+    attachAndWait({file});
+    EXPECT_EQ(readFile(attached("caf\xe9.png")), "x");
+}
+
+TEST_F(AttachmentsTest, ASecondPickWhileFilesAreQueuedIsCopiedBehindThem) {
+    view.attach({make("1"), make("2")});
+    view.attach({make("3"), make("4")});
+    waitForCopies();
+    EXPECT_EQ(view.filesCountInDestination, 4);
+    EXPECT_TRUE(view.fileProcessingQueue.value().empty());
+}
+
+// --- A name that is attached already ---
+
+TEST_F(AttachmentsTest, AClashAsksAndCopiesNothingMore) {
+    attachAndWait({make("a.png", "old")});
+    const auto again = make("a.png", "new");
+    const auto behind = make("b.png");
+    record.take();
+    attachAndWait({again, behind});
+    EXPECT_THAT(record.take(), ElementsAre(measured(10, 3), "fileProcessingQueue = [a.png, b.png]",
+                                           "currentFileToProcess = ~/picked/a.png", clash("a.png"),
+                                           "activeAlert = replaceFile", "showAlert = true"));
+    cancelAlert();
+    waitForCopies();
+    EXPECT_EQ(readFile(attached("a.png")), "old");
+    EXPECT_FALSE(fs::exists(attached("b.png")));
+    EXPECT_EQ(view.currentFileToProcess.value(), again);
+    EXPECT_EQ(view.fileProcessingQueue.value(), (std::vector<fs::path>{again, behind}));
+}
+
+TEST_F(AttachmentsTest, BehindACancelTheNextPickMeetsTheClashFirst) {
+    attachAndWait({make("a.png", "old")});
+    attachAndWait({make("a.png", "new"), make("b.png")});
+    cancelAlert();
+    record.take();
+    attachAndWait({make("c.png")});
+    EXPECT_THAT(record.takeFields(),
+                ElementsAre("fileProcessingQueue = [a.png, b.png, c.png]", "showAlert = true"));
+    EXPECT_FALSE(fs::exists(attached("c.png")));
+    EXPECT_EQ(view.activeAlert, ActiveAlert::replaceFile);
+
+    // Replaced, all three are attached.
+    replace();
+    ASSERT_TRUE(runMainQueueUntil([&] { return view.filesCountInDestination.value() == 3; }, 2s));
+    EXPECT_EQ(readFile(attached("a.png")), "new");
+}
+
+TEST_F(AttachmentsTest, ARefusedPickBehindACancelDoesNotMeetTheClash) {
+    attachAndWait({make("a.png", "old")});
+    attachAndWait({make("a.png", "new")});
+    cancelAlert();
+    attachAndWait({makeLarge("large.pdf", limitBytes + 1)});
+    EXPECT_EQ(view.activeAlert, ActiveAlert::fileSize);
+    EXPECT_EQ(readFile(attached("a.png")), "old");
+}
+
+TEST_F(AttachmentsTest, AReplacedFileLetsTheRestGoOnAfterHalfASecond) {
+    attachAndWait({make("a.png", "old")});
+    attachAndWait({make("a.png", "new"), make("b.png")});
+    record.take();
+    const auto start = std::chrono::steady_clock::now();
+    replace();
+    EXPECT_THAT(record.take(), ElementsAre("showAlert = false", copied, "fileProcessingQueue = [b.png]",
+                                           "currentFileToProcess = none"));
+    EXPECT_EQ(readFile(attached("a.png")), "new");
+    ASSERT_TRUE(runMainQueueUntil([&] { return fs::exists(attached("b.png")); }, 2s));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 495ms);
+    waitForCopies();
+    EXPECT_THAT(record.take(), ElementsAre(copied, "fileProcessingQueue = []", "filesCountInDestination = 2",
+                                           "INFO: Total user files attached: 2"));
+}
+
+TEST_F(AttachmentsTest, TwoFilesOfOneNameInAPickClash) {
+    attachAndWait({make("x/a.png", "first"), make("y/a.png", "second")});
+    EXPECT_TRUE(view.showAlert);
+    replace();
+    ASSERT_TRUE(runMainQueueUntil([&] { return view.filesCountInDestination.value() == 1; }, 2s));
+    EXPECT_EQ(readFile(attached("a.png")), "second");
+}
+
+TEST_F(AttachmentsTest, ReplacingWithNothingToReplaceTellsOfNoFolder) {
+    view.replaceFileAndContinue();
+    EXPECT_THAT(record.take(), ElementsAre("ERROR: userFilesURL is nil"));
+}
+
+TEST_F(AttachmentsTest, ALinkUnderAnAttachedNameClashesAndIsNotWrittenThrough) {
+    writeFile(home.path() / "target", "not to be touched");
+    fs::create_directories(*userFilesURL);
+    fs::create_symlink(home.path() / "target", attached("a.png"));
+    fs::create_symlink(home.path() / "missing", attached("b.png"));
+    attachAndWait({make("a.png", "new"), make("b.png", "new too")});
+    EXPECT_TRUE(view.showAlert);
+    replace();
+    ASSERT_TRUE(runMainQueueUntil([&] { return view.showAlert.value(); }, 2s));
+    replace();
+    ASSERT_TRUE(runMainQueueUntil([&] { return view.filesCountInDestination.value() == 2; }, 2s));
+    EXPECT_EQ(readFile(attached("a.png")), "new");
+    EXPECT_EQ(readFile(attached("b.png")), "new too");
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(attached("a.png"))));
+    EXPECT_EQ(readFile(home.path() / "target"), "not to be touched");
+    EXPECT_FALSE(fs::exists(home.path() / "missing"));
+}
+
+// --- What cannot be copied ---
+
+class UncopyableTest : public AttachmentsTest {
+protected:
+    // Attached between two good files; the log has the one line.
+    void expectLeftOut(const fs::path &bad, const std::string &reason) {
+        attachAndWait({make("before.png"), bad, make("after.png")});
+        auto lines = record.takeLog();
+        ASSERT_EQ(lines.size(), 5U) << testing::PrintToString(lines);
+        EXPECT_THAT(std::vector<std::string>(lines.begin() + 1, lines.end()),
+                    ElementsAre(copied, "ERROR: Error while copying file: " + reason, copied,
+                                "INFO: Total user files attached: 2"));
+        EXPECT_TRUE(view.fileProcessingQueue.value().empty());
+        EXPECT_FALSE(fs::exists(fs::symlink_status(attached(bad.filename()))));
+    }
+    // What is attached under its name is not lost by a replacement that fails.
+    void expectKept(const fs::path &bad) {
+        fs::create_directories(*userFilesURL);
+        writeFile(attached(bad.filename()), "attached before");
+        record.take();
+        attachAndWait({bad});
+        ASSERT_TRUE(view.showAlert);
+        replace();
+        runMainQueueFor(550ms);
+        EXPECT_EQ(readFile(attached(bad.filename())), "attached before");
+        EXPECT_EQ(view.filesCountInDestination, 1);
+        const auto lines = record.takeLog();
+        EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                                [](const std::string &line) {
+                                    return line.starts_with("ERROR: Error while copying file: ");
+                                }),
+                  1);
+    }
+
+    fs::path at(const char *name) {
+        fs::create_directories(home.path() / "picked");
+        return home.path() / "picked" / name;
+    }
+};
+
+TEST_F(UncopyableTest, AFolder) {
+    fs::create_directories(at("folder.pdf") / "inside");
+    expectLeftOut(at("folder.pdf"), "Is a directory");
+    view.removeAllUserFiles();
+    expectKept(at("folder.pdf"));
+}
+
+TEST_F(UncopyableTest, APipe) {
+    ASSERT_EQ(::mkfifo(at("pipe.pdf").c_str(), 0600), 0);
+    expectLeftOut(at("pipe.pdf"), "Invalid argument");
+    view.removeAllUserFiles();
+    expectKept(at("pipe.pdf"));
+}
+
+TEST_F(UncopyableTest, ASocket) {
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    struct sockaddr_un address {};
+    address.sun_family = AF_UNIX;
+    at("socket.pdf").native().copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(::bind(socket, reinterpret_cast<struct sockaddr *>(&address), sizeof address), 0);
+    expectLeftOut(at("socket.pdf"), "Invalid argument");
+    ::close(socket);
+}
+
+// An endless one, under the name of a document.
+TEST_F(UncopyableTest, ADevice) {
+    REQUIRE_OWN_NAMESPACES();
+    writeFile(at("device.pdf"), "");
+    const auto device = test_support::Mount::over("/dev/zero", at("device.pdf"));
+    expectLeftOut(at("device.pdf"), "Invalid argument");
+}
+
+TEST_F(UncopyableTest, AFileThatVanished) {
+    const auto file = make("gone.pdf");
+    view.attach({make("before.png"), file});
+    fs::remove(file);
+    waitForCopies();
+    EXPECT_EQ(view.filesCountInDestination, 1);
+    EXPECT_EQ(logLines(log).filter(QStringLiteral("ERROR: ")),
+              QStringList{QStringLiteral("ERROR: Error while copying file: No such file or directory")});
+    view.removeAllUserFiles();
+    expectKept(at("gone.pdf"));
+}
+
+TEST_F(UncopyableTest, AFileThatThisUserMayNotRead) {
+    constexpr uid_t nobody = 65534;
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can become another user";
+    const auto file = make("private.pdf");
+    fs::permissions(file, fs::perms::none);
+    ASSERT_EQ(::chown(home.path().c_str(), nobody, nobody), 0);
+    for (const auto &entry : fs::recursive_directory_iterator(home.path()))
+        ASSERT_EQ(::chown(entry.path().c_str(), entry.path() == file ? 0 : nobody, nobody), 0);
+    make("before.png");
+    make("after.png");
+    ASSERT_EQ(::chown((home.path() / "picked/before.png").c_str(), nobody, nobody), 0);
+    ASSERT_EQ(::chown((home.path() / "picked/after.png").c_str(), nobody, nobody), 0);
+    ASSERT_EQ(::seteuid(nobody), 0);
+    attachAndWait({at("before.png"), file, at("after.png")});
+    ASSERT_EQ(::seteuid(0), 0);
+    EXPECT_EQ(view.filesCountInDestination, 2);
+    EXPECT_EQ(logLines(log).filter(QStringLiteral("ERROR: ")),
+              QStringList{QStringLiteral("ERROR: Error while copying file: Permission denied")});
+}
+
+// A link is what it points at: the user picked the document.
+TEST_F(AttachmentsTest, ALinkIsTheDocumentThatItLeadsTo) {
+    const auto target = make("target.pdf", "the document");
+    fs::create_symlink(target, picked("link.pdf"));
+    attachAndWait({picked("link.pdf")});
+    EXPECT_FALSE(fs::is_symlink(fs::symlink_status(attached("link.pdf"))));
+    EXPECT_EQ(readFile(target), "the document");
+    EXPECT_EQ(readFile(attached("link.pdf")), "the document");
+    EXPECT_THAT(record.takeLog(), ElementsAre(measured(12, 0), copied, "INFO: Total user files attached: 1"));
+}
+
+TEST_F(AttachmentsTest, ALinkHasTheSizeOfItsDocument) {
+    fs::create_symlink(makeLarge("target.pdf", limitBytes + 1), picked("link.pdf"));
+    attachAndWait({picked("link.pdf")});
+    EXPECT_EQ(view.activeAlert, ActiveAlert::fileSize);
+    EXPECT_FALSE(fs::exists(attached("link.pdf")));
+}
+
+TEST_F(UncopyableTest, ALinkThatLeadsNowhere) {
+    fs::create_symlink(home.path() / "missing", at("link.pdf"));
+    expectLeftOut(at("link.pdf"), "No such file or directory");
+    view.removeAllUserFiles();
+    expectKept(at("link.pdf"));
+}
+
+TEST_F(UncopyableTest, ALinkThatLeadsToItself) {
+    fs::create_symlink("link.pdf", at("link.pdf"));
+    expectLeftOut(at("link.pdf"), "Too many levels of symbolic links");
+}
+
+TEST_F(UncopyableTest, ALinkToAFolder) {
+    fs::create_directory_symlink(home.path(), at("link.pdf"));
+    expectLeftOut(at("link.pdf"), "Is a directory");
+}
+
+TEST_F(AttachmentsTest, TheAttachedFileItselfStays) {
+    attachAndWait({make("a.png", "old")});
+    attachAndWait({attached("a.png")});
+    ASSERT_TRUE(view.showAlert);
+    replace();
+    runMainQueueFor(550ms);
+    EXPECT_EQ(readFile(attached("a.png")), "old");
+}
+
+TEST_F(UncopyableTest, AFullDisk) {
+    REQUIRE_OWN_NAMESPACES();
+    fs::create_directories(userFilesURL->parent_path());
+    const auto small = test_support::Mount::memory(userFilesURL->parent_path(), 65536);
+    attachAndWait({make("a.pdf", QByteArray(1'000'000, 'x')), make("b.png")});
+    EXPECT_FALSE(fs::exists(attached("a.pdf")));
+    EXPECT_TRUE(fs::exists(attached("b.png")));
+    EXPECT_EQ(logLines(log).filter(QStringLiteral("ERROR: ")),
+              QStringList{QStringLiteral("ERROR: Error while copying file: No space left on device")});
+}
+
+TEST_F(UncopyableTest, AReplacementOnAFullDiskKeepsTheAttachedFile) {
+    REQUIRE_OWN_NAMESPACES();
+    fs::create_directories(userFilesURL->parent_path());
+    const auto small = test_support::Mount::memory(userFilesURL->parent_path(), 65536);
+    attachAndWait({make("a.pdf", "old")});
+    attachAndWait({make("a.pdf", QByteArray(1'000'000, 'x'))});
+    ASSERT_TRUE(view.showAlert);
+    replace();
+    runMainQueueFor(550ms);
+    EXPECT_EQ(readFile(attached("a.pdf")), "old");
+    EXPECT_EQ(view.filesCountInDestination, 1);
+}
+
+// --- Counting and removing ---
+
+TEST_F(AttachmentsTest, WithoutAFolderThereIsNothingAttachedAndNothingToTell) {
+    view.filesCountInDestination = 3;
+    record.take();
+    view.updateFileCount();
+    EXPECT_THAT(record.take(), ElementsAre("filesCountInDestination = 0"));
+}
+
+TEST_F(AttachmentsTest, EveryEntryCounts) {
+    writeFile(attached("a"), "");
+    fs::create_directories(attached("folder") / "inside");
+    fs::create_symlink("nowhere", attached("link"));
+    view.updateFileCount();
+    EXPECT_THAT(record.take(),
+                ElementsAre("filesCountInDestination = 3", "INFO: Total user files attached: 3"));
+}
+
+TEST_F(AttachmentsTest, AFolderThatCannotBeListedKeepsTheCountAndIsTold) {
+    writeFile(*userFilesURL, "a file");
+    view.filesCountInDestination = 2;
+    record.take();
+    view.updateFileCount();
+    EXPECT_THAT(record.take(),
+                ElementsAre("ERROR: Error reading contents of the destination directory: Not a directory"));
+    EXPECT_EQ(view.filesCountInDestination, 2);
+}
+
+TEST_F(AttachmentsTest, RemovingTakesAllAndTellsHowMany) {
+    attachAndWait({make("a"), make("b"), make("c")});
+    record.take();
+    view.removeAllUserFiles();
+    EXPECT_THAT(record.take(), ElementsAre("INFO: UserFiles directory removed with 3 files.",
+                                           "filesCountInDestination = 0"));
+    EXPECT_FALSE(fs::exists(*userFilesURL));
+}
+
+TEST_F(AttachmentsTest, RemovingAFolderThatIsGoneIsTold) {
+    attachAndWait({make("a")});
+    fs::remove_all(*userFilesURL);
+    record.take();
+    view.removeAllUserFiles();
+    EXPECT_THAT(record.take(),
+                ElementsAre("ERROR: Error listing files in destination directory: No such file or directory",
+                            "filesCountInDestination = 0"));
+}
+
+TEST_F(AttachmentsTest, ARemovalThatFailsKeepsTheCount) {
+    REQUIRE_OWN_NAMESPACES();
+    attachAndWait({make("a"), make("b")});
+    const auto readOnly = test_support::Mount::readOnly(*userFilesURL);
+    record.take();
+    view.removeAllUserFiles();
+    EXPECT_THAT(record.take(),
+                ElementsAre("ERROR: Error listing files in destination directory: Read-only file system",
+                            "INFO: Total user files attached: 2"));
+    EXPECT_EQ(view.filesCountInDestination, 2);
+}
+
+TEST_F(AttachmentsTest, RemovingALinkInTheFoldersPlaceLeavesItsTarget) {
+    writeFile(home.path() / "elsewhere/file", "kept");
+    fs::create_directories(userFilesURL->parent_path());
+    fs::create_directory_symlink(home.path() / "elsewhere", *userFilesURL);
+    view.removeAllUserFiles();
+    EXPECT_EQ(readFile(home.path() / "elsewhere/file"), "kept");
+    EXPECT_FALSE(fs::exists(fs::symlink_status(*userFilesURL)));
+}
+
+TEST_F(AttachmentsTest, FilesCanBeAttachedAgainBehindARemoval) {
+    attachAndWait({make("a", "1")});
+    view.removeAllUserFiles();
+    attachAndWait({make("a", "2")});
+    EXPECT_FALSE(view.showAlert);
+    EXPECT_EQ(readFile(attached("a")), "2");
+    EXPECT_EQ(view.filesCountInDestination, 1);
+}
+
+// --- Without a location ---
+
+TEST_F(AttachmentsTest, WithoutALocationAPickIsRefused) {
+    userFilesURL.reset();
+    attachAndWait({make("a")});
+    EXPECT_THAT(record.take(),
+                ElementsAre("ERROR: userFilesURL is nil", "activeAlert = fileSize", "showAlert = true"));
+}
+
+TEST_F(AttachmentsTest, WithoutALocationNothingIsCopiedCountedOrRemoved) {
+    const auto file = make("a");
+    view.fileProcessingQueue = std::vector<fs::path>{file};
+    userFilesURL.reset();
+    record.take();
+    const std::string missing = "ERROR: userFilesURL is nil";
+    view.processNextFile();
+    EXPECT_THAT(record.take(), ElementsAre(missing));
+    view.updateFileCount();
+    EXPECT_THAT(record.take(), ElementsAre(missing));
+    view.removeAllUserFiles();
+    EXPECT_THAT(record.take(), ElementsAre(missing));
+    view.currentFileToProcess = file;
+    record.take();
+    view.replaceFileAndContinue();
+    EXPECT_THAT(record.take(),
+                ElementsAre(missing, "fileProcessingQueue = []", "currentFileToProcess = none"));
+}
+
+TEST_F(AttachmentsTest, AWindowThatIsGoneCopiesNothingMore) {
+    {
+        ContentView gone;
+        gone.attach({make("a"), make("b")});
+    }
+    waitForCopies();
+    EXPECT_FALSE(fs::exists(attached("b")));
+}
+
+// --- Sharing while files are queued ---
+
+class ShareAttachmentsTest : public ShareTest {
+protected:
+    fs::path make(const char *name, const QByteArray &content = "content") {
+        writeFile(home.path() / "picked" / name, content);
+        return home.path() / "picked" / name;
+    }
+    std::map<std::string, test_support::ArchivedItem> received() {
+        return test_support::readArchive(service().receipts().at(0).archive);
+    }
+};
+
+TEST_F(ShareAttachmentsTest, WhatIsStillQueuedGoesIntoTheArchive) {
+    capture();
+    describe();
+    view.attach({make("a.png", "1"), make("b.png", "2"), make("c.png", "3")});
+    EXPECT_EQ(view.fileProcessingQueue.value().size(), 2U);
+    view.ShareButtonPressed();
+    ASSERT_TRUE(runMainQueueUntil([&] { return hasCaption("Close"); }));
+    const auto items = received();
+    EXPECT_EQ(items.at("Pellix/UserFiles/a.png").content, "1");
+    EXPECT_EQ(items.at("Pellix/UserFiles/b.png").content, "2");
+    EXPECT_EQ(items.at("Pellix/UserFiles/c.png").content, "3");
+}
+
+TEST_F(ShareAttachmentsTest, WhatWaitsBehindAReplacementGoesIntoTheArchive) {
+    capture();
+    describe();
+    view.attach({make("a.png", "old")});
+    runMainQueueFor(10ms);
+    view.attach({make("a.png", "new"), make("b.png")});
+    view.showAlert = false;
+    view.replaceFileAndContinue();
+    view.ShareButtonPressed();
+    ASSERT_TRUE(runMainQueueUntil([&] { return hasCaption("Close"); }));
+    EXPECT_EQ(received().at("Pellix/UserFiles/a.png").content, "new");
+    EXPECT_EQ(received().count("Pellix/UserFiles/b.png"), 1U);
+}
+
+TEST_F(ShareAttachmentsTest, AClashAmongTheQueuedIsForTheUserToDecideFirst) {
+    capture();
+    describe();
+    view.attach({make("a.png", "old")});
+    runMainQueueFor(10ms);
+    view.attach({make("b.png"), make("a.png", "new")});
+    view.ShareButtonPressed();
+    EXPECT_TRUE(view.showAlert);
+    EXPECT_FALSE(UtilityFunctions::ShareButtonPressed);
+    EXPECT_FALSE(view.primaryButtonDisabled);
+    // Cancelled, the rest is shared without it.
+    view.showAlert = false;
+    view.ShareButtonPressed();
+    ASSERT_TRUE(runMainQueueUntil([&] { return hasCaption("Close"); }));
+    EXPECT_EQ(received().at("Pellix/UserFiles/a.png").content, "old");
+    EXPECT_EQ(received().count("Pellix/UserFiles/b.png"), 1U);
+}
+
+} // namespace

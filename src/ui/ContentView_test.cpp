@@ -1,0 +1,447 @@
+#include "ui/ContentView.h"
+
+#include "collection/PListOperations.h"
+#include "collection/ProcessExecution.h"
+#include "discovery/ProductDiscovery.h"
+#include "packaging/UploadAPI.h"
+#include "ui/RunTest.h"
+
+#include <QClipboard>
+#include <QMimeData>
+#include <chrono>
+#include <thread>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using namespace UtilityFunctions;
+using sample_product::Edition;
+using sample_product::RunningProduct;
+using test_support::runMainQueueFor;
+using test_support::runMainQueueUntil;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class ContentViewTest : public RunTest {};
+
+const std::vector<std::string> startedFields{
+    "advanceLogToggleDisabled = true", "startButtonLabel = Stop diagnostics",
+    "logLabel = Please reproduce the steps that led to the issue and then select Stop diagnostics",
+    "primaryButtonColor = PrimaryTextColor", "primaryButtonTextColor = BackgroundColor"};
+
+const std::string outputFolder = "~/.local/share/Library/LumadocDiagnostics/Output/RUN";
+
+// --- The primary button ---
+
+TEST_F(ContentViewTest, APressPointsBothProgressTextsAtTheStatusLineAndThenWaitsForItsTurn) {
+    install();
+    EXPECT_FALSE(ProcessExecution::labelTextBinding);
+    EXPECT_FALSE(UploadAPI::uploadProgress);
+    press();
+    EXPECT_THAT(record.take(), IsEmpty());
+    ASSERT_TRUE(ProcessExecution::labelTextBinding);
+    ASSERT_TRUE(UploadAPI::uploadProgress);
+    EXPECT_EQ(ProcessExecution::labelTextBinding->get(), QStringLiteral(" "));
+    std::thread([] {
+        ProcessExecution::labelTextBinding->set(QStringLiteral("from the capture"));
+        EXPECT_EQ(UploadAPI::uploadProgress->get(), QStringLiteral("from the capture"));
+    }).join();
+    ASSERT_TRUE(runMainQueueUntil([&] { return hasCaption("Stop diagnostics"); }));
+    record.take();
+    UploadAPI::uploadProgress->set(QStringLiteral("from the upload"));
+    runMainQueueFor(5ms);
+    EXPECT_THAT(record.takeFields(), ElementsAre("logLabel = from the upload"));
+}
+
+TEST_F(ContentViewTest, APressWhoseWindowIsGoneDoesNothing) {
+    {
+        ContentView gone;
+        gone.primaryButtonPressed();
+    }
+    runMainQueueFor(20ms);
+    EXPECT_THAT(record.take(), IsEmpty());
+}
+
+class OtherCaptionTest : public ContentViewTest, public testing::WithParamInterface<const char *> {};
+
+TEST_P(OtherCaptionTest, DoesNothing) {
+    isOutputDirectoryCreated = false;
+    view.startButtonLabel = QString::fromUtf8(GetParam());
+    record.take();
+    press();
+    runMainQueueFor(20ms);
+    EXPECT_THAT(record.take(), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Captions, OtherCaptionTest,
+                         testing::Values("Close", "", " ", "start diagnostics", "Start diagnostics ", "Stop",
+                                         "Share Logs", "Uploading 0%"));
+
+TEST_F(ContentViewTest, EachCaptionHasItsStep) {
+    view.startButtonLabel = QStringLiteral("Share logs");
+    record.take();
+    press();
+    runMainQueueFor(5ms);
+    EXPECT_THAT(record.take(), ElementsAre("primaryButtonDisabled = true", "isInitialFocus = false"));
+
+    view.startButtonLabel = QStringLiteral("Stop upload");
+    view.primaryButtonDisabled = false;
+    record.take();
+    press();
+    runMainQueueFor(5ms);
+    EXPECT_THAT(record.take(), ElementsAre("primaryButtonDisabled = true", "startButtonLabel = Share logs",
+                                           "isRunning = false", "primaryButtonDisabled = false"));
+}
+
+// --- Start ---
+
+TEST_F(ContentViewTest, AStartWithAnInstalledProductGoesThroughItsStepsInOrder) {
+    install({.version = "10.003.20112"});
+    pressUntil("Stop diagnostics");
+    runMainQueueFor(5ms);
+    EXPECT_THAT(
+        record.take(),
+        ElementsAre(
+            "INFO: Start diagnostics pressed. Advanced Log Checkbox: No",
+            "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.LumadocPE",
+            "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.Pelx",
+            "INFO: LumadocRunningInstance.isEmpty",
+            "INFO: App url for bundle: com.brennic.LumadocPE is: ~/Applications/Lumadoc.app",
+            "INFO: Lumadoc installation found.", "INFO: FlavourFromAppVersion:10.003.20112 flavour: QZ",
+            "INFO: Directory created: " + outputFolder + "/Lumadoc",
+            "INFO: PropertyList URL: ~/.local/share/Library/Preferences/com.brennic.LumadocPE.plist",
+            "INFO: Lumalogging dictionary created", "INFO: Changes synchronized to plist successfully.",
+            startedFields[0], startedFields[1], startedFields[2], startedFields[3], startedFields[4],
+            "INFO: ShowRestartLumadocAlert: false"));
+    EXPECT_EQ(userFilesURL, *tempOutputURL / "UserFiles");
+    EXPECT_TRUE(PListOperations::plistUpdated);
+    EXPECT_THAT(alerts, IsEmpty());
+    EXPECT_FALSE(view.isRunning());
+}
+
+TEST_F(ContentViewTest, AStartTellsOfAdvancedLogs) {
+    install();
+    view.changeSpinDump(true);
+    pressUntil("Stop diagnostics");
+    EXPECT_THAT(record.takeLog(),
+                testing::Contains("INFO: Start diagnostics pressed. Advanced Log Checkbox: Yes"));
+}
+
+TEST_F(ContentViewTest, AStartForgetsTheEditionsThatRanBefore) {
+    LumadocRunningInstance = {PellixBundleIdentifier, PellixBundleIdentifier, PellixBundleIdentifier};
+    install();
+    pressUntil("Stop diagnostics");
+    EXPECT_TRUE(LumadocRunningInstance.isEmpty());
+}
+
+TEST_F(ContentViewTest, WithoutTheSwitchTheProductsLoggingIsLeft) {
+    const auto product = install();
+    const QByteArray before = test_support::readFile(product.preferences);
+    view.isLumaloggingEnabled = false;
+    pressUntil("Stop diagnostics");
+    EXPECT_EQ(test_support::readFile(product.preferences), before);
+    EXPECT_FALSE(PListOperations::plistUpdated);
+}
+
+TEST_F(ContentViewTest, ARunningProductOfTheFastTrackIsToBeRestarted) {
+    const auto product = install({.version = "10.003.20112"});
+    RunningProduct running(product.executable);
+    pressUntil("Stop diagnostics");
+    // The capture is running while the alert is up.
+    ASSERT_TRUE(runMainQueueUntil([&] { return !alerts.empty(); }));
+    EXPECT_THAT(
+        record.take(),
+        ElementsAre("INFO: Start diagnostics pressed. Advanced Log Checkbox: No",
+                    "INFO: Lumadoc running instance found for BundleIdentifier: com.brennic.LumadocPE",
+                    "INFO: FlavourFromAppVersion:10.003.20112 flavour: QZ",
+                    "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.Pelx",
+                    "INFO: Directory created: " + outputFolder + "/Lumadoc",
+                    "INFO: PropertyList URL: ~/.local/share/Library/Preferences/com.brennic.LumadocPE.plist",
+                    "INFO: Lumalogging dictionary created",
+                    "INFO: Changes synchronized to plist successfully.", startedFields[0], startedFields[1],
+                    startedFields[2], startedFields[3], startedFields[4],
+                    "INFO: Show Restart Alert: standalone consumer detected.",
+                    "INFO: ShowRestartLumadocAlert: true"));
+    EXPECT_THAT(alerts, ElementsAre(ElementsAre(
+                            "Lumadoc restart required",
+                            "We suggest restarting Lumadoc immediately to gather detailed logs and "
+                            "then perform the problematic steps.",
+                            "OK")));
+    EXPECT_EQ(ProcessId.toInt(), running.processId());
+}
+
+TEST_F(ContentViewTest, ARunningProductOfAnotherTrackIsNotToBeRestarted) {
+    const auto product = install({.version = "10.003.10112"});
+    RunningProduct running(product.executable);
+    pressUntil("Stop diagnostics");
+    runMainQueueFor(20ms);
+    EXPECT_THAT(alerts, IsEmpty());
+    EXPECT_THAT(record.takeLog().back(), "INFO: ShowRestartLumadocAlert: false");
+}
+
+TEST_F(ContentViewTest, TwoRunningProductsRefuseTheStart) {
+    const auto paid = install();
+    const auto free = install({.edition = Edition::pellix});
+    RunningProduct first(paid.executable);
+    RunningProduct second(free.executable);
+    press();
+    ASSERT_TRUE(runMainQueueUntil([&] { return !alerts.empty(); }));
+    EXPECT_THAT(
+        record.take(),
+        ElementsAre("INFO: Start diagnostics pressed. Advanced Log Checkbox: No",
+                    "INFO: Lumadoc running instance found for BundleIdentifier: com.brennic.LumadocPE",
+                    "INFO: FlavourFromAppVersion:10.003.20112 flavour: QZ",
+                    "INFO: Lumadoc running instance found for BundleIdentifier: com.brennic.Pelx",
+                    "INFO: FlavourFromAppVersion:10.003.20112 flavour: QZ",
+                    "INFO: Lumadoc multiple running instances."));
+    EXPECT_THAT(alerts, ElementsAre(ElementsAre(
+                            "Multiple instances of Lumadoc detected",
+                            "Please ensure that only one Lumadoc app which needs troubleshooting is "
+                            "open, before running Brennic Lumadoc Diagnostics.",
+                            "OK")));
+    EXPECT_TRUE(hasCaption("Start diagnostics"));
+    EXPECT_FALSE(lumadocOrPellix);
+    EXPECT_FALSE(userFilesURL);
+
+    // With one of them gone the next press starts.
+    second.stop();
+    pressUntil("Stop diagnostics");
+    EXPECT_EQ(lumadocOrPellix, QStringLiteral("Lumadoc"));
+    EXPECT_EQ(LumadocRunningInstance, QStringList{LumadocBundleIdentifier});
+}
+
+TEST_F(ContentViewTest, WithoutAProductTheUserIsToldAndTheCaptureRuns) {
+    pressUntil("Stop diagnostics");
+    ASSERT_TRUE(runMainQueueUntil([&] { return !alerts.empty(); }));
+    EXPECT_THAT(alerts, ElementsAre(ElementsAre(
+                            "No Lumadoc installation detected",
+                            "No Lumadoc installation found on this device. Please install Lumadoc "
+                            "and then start troubeshooting.",
+                            "OK")));
+    EXPECT_EQ(lumadocOrPellix, QStringLiteral("Pellix"));
+}
+
+// --- The window closed and opened again ---
+
+TEST_F(ContentViewTest, AStartInAReopenedWindowMakesTheWorkspaceAnewFirst) {
+    install();
+    view.disappear();
+    EXPECT_FALSE(isOutputDirectoryCreated);
+    EXPECT_THAT(record.take(),
+                ElementsAre("INFO: --------------onDisappear triggered, application closed-------------- ",
+                            "MALFORMED: ", "MALFORMED: "));
+    fs::remove_all(root() / "Output");
+    press();
+    ASSERT_TRUE(runMainQueueUntil([&] { return hasCaption("Stop diagnostics"); }));
+    const auto lines = record.takeLog();
+    ASSERT_GE(lines.size(), 4U);
+    EXPECT_EQ(lines[0], "--------------Application restarted without quitting--------------");
+    EXPECT_EQ(lines[1], "INFO: LumadocDiagnostics Directory: ~/.local/share/Library/LumadocDiagnostics");
+    EXPECT_EQ(lines[2], "INFO: Directory created: " + outputFolder);
+    EXPECT_EQ(lines[3], "INFO: Start diagnostics pressed. Advanced Log Checkbox: No");
+    EXPECT_TRUE(isOutputDirectoryCreated);
+    EXPECT_TRUE(fs::exists(*tempOutputURL));
+}
+
+TEST_F(ContentViewTest, AReopenedWindowMovesTheLogIntoTheWorkspace) {
+    install();
+    view.disappear();
+    test_support::startLog();
+    lumamonLogFileURL.reset();
+    press();
+    ASSERT_TRUE(runMainQueueUntil([&] { return hasCaption("Stop diagnostics"); }));
+    EXPECT_EQ(lumamonLogFileURL, systemLog());
+    EXPECT_TRUE(
+        test_support::logLines(systemLog())
+            .contains(QStringLiteral("--------------Application restarted without quitting--------------")));
+}
+
+TEST_F(ContentViewTest, AWorkspaceThatCannotBeMadeAnewIsToldAndTheStartGoesOn) {
+    REQUIRE_OWN_NAMESPACES();
+    install();
+    view.disappear();
+    record.take();
+    fs::remove_all(root() / "Output");
+    fs::create_directories(root() / "Output");
+    const auto readOnly = test_support::Mount::readOnly(root() / "Output");
+    press();
+    ASSERT_TRUE(runMainQueueUntil([&] { return hasCaption("Stop diagnostics"); }));
+    const auto lines = record.takeLog();
+    ASSERT_GE(lines.size(), 5U);
+    EXPECT_EQ(lines[0], "--------------Application restarted without quitting--------------");
+    EXPECT_EQ(lines[1], "INFO: LumadocDiagnostics Directory: ~/.local/share/Library/LumadocDiagnostics");
+    EXPECT_EQ(lines[2], "ERROR: Failed to create the initial directories.");
+    EXPECT_EQ(lines[3], "ERROR: Application terminated");
+    EXPECT_EQ(lines[4], "INFO: Start diagnostics pressed. Advanced Log Checkbox: No");
+}
+
+TEST_F(ContentViewTest, AFirstStartDoesNotMakeTheWorkspaceAnew) {
+    install();
+    const auto before = tempTimeStampedURL;
+    pressUntil("Stop diagnostics");
+    EXPECT_EQ(tempTimeStampedURL, before);
+    EXPECT_EQ(record.takeLog().front(), "INFO: Start diagnostics pressed. Advanced Log Checkbox: No");
+}
+
+// --- Stop, and the end of the capture ---
+
+TEST_F(ContentViewTest, ACaptureEndsAtTheForm) {
+    install();
+    pressUntil("Stop diagnostics");
+    record.take();
+    press();
+    // While the capture runs the button is off and the window says so.
+    ASSERT_TRUE(runMainQueueUntil([&] { return view.isRunning(); }));
+    EXPECT_TRUE(view.primaryButtonDisabled);
+    ASSERT_TRUE(runMainQueueUntil([&] { return hasCaption("Share logs"); }));
+    EXPECT_THAT(record.takeFields(),
+                ElementsAre("primaryButtonDisabled = true", "isRunning = true",
+                            "logLabel = Capturing Lumadoc settings and logs.", "logLabel = Logging complete.",
+                            "startButtonLabel = Share logs", "isRunning = false",
+                            "isLogEditorVisible = false", "isFeedbackLayoutVisible = true",
+                            "primaryButtonColor = PrimaryColor", "primaryButtonTextColor = white",
+                            "isLogLabelVisible = false", "isLoggingCompleteVisible = true"));
+    // The form decides when the logs can be shared.
+    EXPECT_TRUE(view.primaryButtonDisabled);
+    view.changeFeedback(QStringLiteral("It crashed"));
+    EXPECT_FALSE(view.primaryButtonDisabled);
+    EXPECT_TRUE(fs::exists(*tempOutputURL / "DetailedInfo.json"));
+    EXPECT_TRUE(fs::exists(*tempOutputURL / "LumaLog"));
+    EXPECT_FALSE(PListOperations::plistUpdated);
+}
+
+TEST_F(ContentViewTest, TheLogOfACaptureEndsWithItsCompletion) {
+    install();
+    pressUntil("Stop diagnostics");
+    record.take();
+    pressUntil("Share logs");
+    const auto lines = record.takeLog();
+    ASSERT_GE(lines.size(), 3U);
+    EXPECT_EQ(lines[0], "INFO: Monitoring Queue initiated.");
+    EXPECT_EQ(lines[1], "WARNING: Lumadoc running instance not Verified. OldProcessId: ");
+    EXPECT_EQ(lines.back(), "INFO: Stop diagnostics Queue Completed.");
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), lines.back()), 1);
+}
+
+TEST_F(ContentViewTest, TheAdvancedLogsAreTakenAsTheTogglesStand) {
+    const auto product = install({.version = "10.003.10112"});
+    RunningProduct running(product.executable);
+    view.changeSpinDump(true);
+    view.changeInstalledApps(true);
+    pressUntil("Stop diagnostics");
+    record.take();
+    pressUntil("Share logs");
+    std::vector<std::string> texts;
+    for (const auto &field : record.takeFields())
+        if (field.starts_with("logLabel = "))
+            texts.push_back(field);
+    EXPECT_THAT(texts, ElementsAre("logLabel = Capturing Lumadoc data dump. Please wait for a few minutes.",
+                                   "logLabel = Capturing system configuration and settings.",
+                                   "logLabel = Capturing Lumadoc settings and logs.",
+                                   "logLabel = Logging complete."));
+}
+
+TEST_F(ContentViewTest, AppsAloneAreNotListed) {
+    install();
+    view.changeInstalledApps(true);
+    pressUntil("Stop diagnostics");
+    record.take();
+    pressUntil("Share logs");
+    EXPECT_THAT(record.takeFields(),
+                testing::Not(testing::Contains("logLabel = Capturing system configuration and settings.")));
+}
+
+TEST_F(ContentViewTest, WithoutTheSwitchTheProductsLogsAreNotTaken) {
+    install();
+    view.isLumaloggingEnabled = false;
+    pressUntil("Stop diagnostics");
+    pressUntil("Share logs");
+    EXPECT_FALSE(fs::exists(*tempOutputURL / "LumaLog"));
+    EXPECT_TRUE(fs::exists(*tempOutputURL / "DetailedInfo.json"));
+}
+
+TEST_F(ContentViewTest, TheStandaloneBuildEndsAtTheLogId) {
+    install();
+    view.isStandaloneVersion = true;
+    pressUntil("Stop diagnostics");
+    record.take();
+    pressUntil("Close");
+    EXPECT_THAT(record.takeFields(),
+                ElementsAre("primaryButtonDisabled = true", "isRunning = true",
+                            "logLabel = Capturing Lumadoc settings and logs.", "logLabel = Logging complete.",
+                            "startButtonLabel = Share logs", "isRunning = false",
+                            "isLogEditorVisible = false", "isFeedbackLayoutVisible = true",
+                            "primaryButtonColor = PrimaryColor", "primaryButtonTextColor = white",
+                            "isLogLabelVisible = false", "isLoggingCompleteVisible = true",
+                            "logLabel = ", "startButtonLabel = Close", "thickBorderButtonStyle = true",
+                            "isCloseLayoutVisible = true", "isFeedbackEmailLayoutDisabled = true"));
+    press();
+    runMainQueueFor(20ms);
+    EXPECT_THAT(record.take(), IsEmpty());
+}
+
+TEST_F(ContentViewTest, ACaptureWhoseWindowIsGoneEndsQuietly) {
+    install();
+    pressUntil("Stop diagnostics");
+    auto other = std::make_unique<ContentView>();
+    other->startButtonLabel = QStringLiteral("Stop diagnostics");
+    other->primaryButtonPressed();
+    ASSERT_TRUE(runMainQueueUntil([&] { return other->primaryButtonDisabled.value(); }));
+    other.reset();
+    EXPECT_TRUE(runMainQueueUntil([&] { return fs::exists(*tempOutputURL / "DetailedInfo.json"); }));
+    runMainQueueFor(100ms);
+    EXPECT_THAT(record.takeLog(), testing::Not(testing::Contains("INFO: Stop diagnostics Queue Completed.")));
+}
+
+// --- Log ID, closing ---
+
+TEST_F(ContentViewTest, CopyIdPutsTheLogIdOnThePasteboardAsPlainTextAlone) {
+    auto *before = new QMimeData;
+    before->setHtml(QStringLiteral("<b>before</b>"));
+    before->setText(QStringLiteral("before"));
+    QApplication::clipboard()->setMimeData(before);
+    view.copyLogId();
+    EXPECT_EQ(QApplication::clipboard()->text(), UniqueId);
+    EXPECT_EQ(view.logId(), UniqueId);
+    EXPECT_FALSE(QApplication::clipboard()->mimeData()->hasHtml());
+    EXPECT_THAT(record.take(), ElementsAre("CopyText = ID Copied!"));
+}
+
+TEST_F(ContentViewTest, CopyIdHasItsCaptionAgainFiveSecondsAfterTheFirstOfTwoPresses) {
+    using Clock = std::chrono::steady_clock;
+    const auto start = Clock::now();
+    view.copyLogId();
+    runMainQueueFor(1s);
+    view.copyLogId();
+    ASSERT_TRUE(runMainQueueUntil([&] { return view.CopyText.value() == QStringLiteral("Copy ID"); }, 8s));
+    EXPECT_GE(Clock::now() - start, 4995ms);
+    EXPECT_LT(Clock::now() - start, 5900ms);
+    runMainQueueFor(1300ms);
+    EXPECT_THAT(record.take(), ElementsAre("CopyText = ID Copied!", "CopyText = Copy ID"));
+}
+
+TEST_F(ContentViewTest, ACopyWhoseWindowIsGoneIsForgotten) {
+    {
+        ContentView gone;
+        gone.copyLogId();
+    }
+    runMainQueueFor(5400ms);
+    EXPECT_EQ(QApplication::clipboard()->text(), UniqueId);
+}
+
+TEST_F(ContentViewTest, CloseAsksForTheEnd) {
+    int asked = 0;
+    QObject::connect(&view, &ContentView::closeRequested, &view, [&] { ++asked; });
+    view.close();
+    EXPECT_EQ(asked, 1);
+    EXPECT_THAT(record.take(), IsEmpty());
+}
+
+TEST_F(ContentViewTest, WithoutARunFolderThereIsNothingToView) {
+    tempTimeStampedURL.reset();
+    view.viewLogs();
+    EXPECT_THAT(record.take(), IsEmpty());
+}
+
+} // namespace

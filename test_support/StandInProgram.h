@@ -1,0 +1,29 @@
+// A program of the test's own in the place of one of the system's.
+//
+// Only with `hasOwnNamespaces()`.
+#pragma once
+
+#include "test_support/Mounts.h"
+#include "test_support/ScratchHome.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace test_support {
+
+/// Stands at "/usr/bin/<name>", whether or not there is such a program, and notes how it is called.
+class StandInProgram {
+public:
+    explicit StandInProgram(const std::string &name);
+
+    /// Each call so far: the path by which the program was started, and its arguments.
+    std::vector<std::vector<std::string>> calls() const;
+
+private:
+    ScratchFolder m_folder;
+    std::unique_ptr<Mount> m_real;
+    std::unique_ptr<Mount> m_mount;
+};
+
+} // namespace test_support
