@@ -13,5 +13,9 @@ public:
     using QObject::QObject;
 
     /// `item` has the role of an alert, and its name is what is to be read. Main thread.
-    Q_INVOKABLE static void announce(QObject *item);
+    Q_INVOKABLE void announce(QObject *item);
+
+Q_SIGNALS:
+    /// Also without a screen reader.
+    void announced(QObject *item);
 };

@@ -75,13 +75,15 @@ void ContentView::applyEmailRules() {
         applyEmailRules();
 }
 
+// What the rules make of the key at the end of the text: it goes, and the other box gets the focus. The text
+// itself stays, so that the box has nothing to show anew.
 void ContentView::leaveFeedback() {
-    // The rule that takes the key out again does not hold any more.
     if (UtilityFunctions::ShareButtonPressed)
         return;
-    changeFeedback(feedbackText.value() + u'\r');
+    feedbackFormFocus = Field::email;
+    applyFeedbackRules();
 }
 
 void ContentView::leaveEmail() {
-    changeEmail(emailText.value() + u'\r');
+    feedbackFormFocus = Field::feedback;
 }

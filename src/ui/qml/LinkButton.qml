@@ -9,6 +9,8 @@ T.AbstractButton {
     required property ContentView view
     property bool underlined: true
 
+    hoverEnabled: true
+
     implicitWidth: implicitContentWidth
     implicitHeight: implicitContentHeight
     Accessible.role: Accessible.Link

@@ -11,7 +11,8 @@ BodyText {
     }
 
     Accessible.role: Accessible.AlertMessage
-    onTextChanged: announce()
-    onVisibleChanged: announce()
-    Component.onCompleted: announce()
+    // Later, when its name has followed its text.
+    onTextChanged: Qt.callLater(announce)
+    onVisibleChanged: Qt.callLater(announce)
+    Component.onCompleted: Qt.callLater(announce)
 }

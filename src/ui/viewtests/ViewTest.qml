@@ -2,7 +2,6 @@
 import QtQuick
 import QtTest
 import Lumamon
-import ViewTests
 
 TestCase {
     id: test
@@ -11,8 +10,18 @@ TestCase {
     required property Item stage
     property ContentView view
     property Item sections
+    /// What a screen reader was told to read by itself.
+    property var announcements: []
 
     when: windowShown
+
+    Connections {
+        target: Announcer
+
+        function onAnnounced(item) {
+            test.announcements.push(item.Accessible.name);
+        }
+    }
 
     Component {
         id: sectionsComponent
@@ -29,13 +38,12 @@ TestCase {
                 view: backdrop.view
                 anchors.fill: parent
                 anchors.margins: 24
-                focus: true
             }
         }
     }
 
     function init() {
-        Announcements.clear();
+        announcements = [];
         sections = createTemporaryObject(sectionsComponent, stage);
         view = sections.view;
         waitForRendering(stage);
@@ -107,6 +115,10 @@ TestCase {
     /// The control that bears this accessible name.
     function control(name) {
         return drawn(stage).find(item => item.Accessible.name === name && item.activeFocusOnTab) ?? null;
+    }
+
+    function announced(text) {
+        return announcements.includes(text);
     }
 
     function colorOf(name) {

@@ -2,7 +2,6 @@
 import QtQuick
 import QtTest
 import Lumamon
-import ViewTests
 
 Item {
     id: root
@@ -26,8 +25,20 @@ Item {
     }
 
     TestCase {
+        id: test
+
         name: "Alerts"
         when: windowShown
+
+        property var announcements: []
+
+        Connections {
+            target: Announcer
+
+            function onAnnounced(item) {
+                test.announcements.push(item.Accessible.name);
+            }
+        }
 
         function texts(item) {
             let result = [];
@@ -42,13 +53,17 @@ Item {
             return result;
         }
 
+        function announced(text) {
+            return announcements.includes(text);
+        }
+
         function shown() {
             tryVerify(() => alert.opened);
             return texts(alert.contentItem);
         }
 
         function init() {
-            Announcements.clear();
+            announcements = [];
             verify(!alert.visible);
         }
 
@@ -63,7 +78,7 @@ Item {
             state.activeAlert = ContentView.ActiveAlert.fileSize;
             state.showAlert = true;
             compare(shown(), ["File Size Error", "The total file size should not exceed 10 MB.", "OK"]);
-            verify(Announcements.texts.includes("The total file size should not exceed 10 MB."));
+            tryVerify(() => announced("The total file size should not exceed 10 MB."));
             keyClick(Qt.Key_Return);
             verify(!state.showAlert);
         }

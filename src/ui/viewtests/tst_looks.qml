@@ -15,11 +15,16 @@ Item {
         name: "Looks"
         stage: root
 
+        // Outlives the buttons that are made from the two components.
+        ContentView {
+            id: looks
+        }
+
         Component {
             id: plainComponent
 
             FocusableButtonStyle {
-                view: test.view
+                view: looks
                 text: "Button"
                 colorBinding: "#102030"
             }
@@ -29,7 +34,7 @@ Item {
             id: thickComponent
 
             ThickBorderButtonStyle {
-                view: test.view
+                view: looks
                 text: "Button"
                 colorBinding: "#102030"
             }
@@ -105,14 +110,14 @@ Item {
         function test_appearance_changes_live() {
             fail();
             view.changeEmail("a@b");
-            const lightText = textItem("Error sharing logs.").color;
+            const lightText = textItem("Error sharing logs.").color.toString();
             const images = () => drawn(root).filter(item => item instanceof Image).map(item => item.source.toString());
             verify(images().every(source => source.includes("/light/")));
             verify(images().some(source => source.endsWith("/erroricon.svg")));
             view.colorScheme = ContentView.ColorScheme.dark;
             verify(images().every(source => source.includes("/dark/")));
             verify(images().some(source => source.endsWith("/darkerroricon.svg")));
-            verify(textItem("Error sharing logs.").color !== lightText);
+            verify(textItem("Error sharing logs.").color.toString() !== lightText);
             compare(textItem("Error sharing logs.").color, colorOf("error"));
             compare(textItem("Invalid email address").color, colorOf("error"));
             compare(sections.color, colorOf("BackgroundColor"));
