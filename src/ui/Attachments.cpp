@@ -26,13 +26,17 @@ const QStringList attachableExtensions{
     QStringLiteral("doc"),  QStringLiteral("docx"), QStringLiteral("xls"), QStringLiteral("xlsx"),
     QStringLiteral("ppt"), QStringLiteral("pptx")};
 
-// What the user means by a picked link: the document that it leads to.
-fs::path documentOf(const fs::path &file) {
+// Why the file cannot be attached, if there is a reason. A link is none: under a harmless name it may lead to a
+// file that the user never meant to send.
+std::error_code obstacleOf(const fs::path &file) {
     std::error_code error;
-    if (!fs::is_symlink(fs::symlink_status(file, error)))
-        return file;
-    fs::path document = fs::canonical(file, error);
-    return error ? file : document;
+    std::uint64_t sizeBytes = 0;
+    const auto attributes = platform::fileAttributes(file, error);
+    if (attributes && attributes->kind == platform::FileKind::link)
+        return std::make_error_code(std::errc::too_many_symbolic_link_levels);
+    if (attributes)
+        platform::openRegularFile(file, sizeBytes, error);
+    return error;
 }
 
 // An entry without a size counts nothing.
@@ -94,7 +98,7 @@ bool ContentView::areFilesWithinSizeLimit(const std::vector<fs::path> &fileURLs,
     const qint64 existing = contentBytesOf(*destinationDirectory);
     qint64 selected = 0;
     for (const fs::path &file : fileURLs)
-        selected += sizeBytesOf(documentOf(file));
+        selected += sizeBytesOf(file);
     Logger::logInfo(QStringLiteral("Currently user selected files size: %1, existing user files size: %2, "
                                    "limit in bytes: %3")
                         .arg(selected)
@@ -148,20 +152,18 @@ void ContentView::replaceFileAndContinue() {
 // Beside what is attached already, and into its place when it is whole: a folder or a pipe under a picked name,
 // a file that cannot be read any more or a full disk must not take away what stands there.
 void ContentView::copyAttachment(const fs::path &file) {
-    const fs::path document = documentOf(file);
-    std::error_code error;
-    std::uint64_t sizeBytes = 0;
-    if (!platform::openRegularFile(document, sizeBytes, error)) {
+    std::error_code error = obstacleOf(file);
+    if (error) {
         logCopyError(error);
         return;
     }
     fs::path incoming = *userFilesURL;
     incoming += ".incoming";
-    UtilityFunctions::CopyFiles(document.parent_path(), incoming, document.filename());
-    if (fs::exists(incoming / document.filename(), error)) {
+    UtilityFunctions::CopyFiles(file.parent_path(), incoming, file.filename());
+    if (fs::exists(incoming / file.filename(), error)) {
         fs::create_directories(*userFilesURL, error);
         if (!error)
-            fs::rename(incoming / document.filename(), *userFilesURL / file.filename(), error);
+            fs::rename(incoming / file.filename(), *userFilesURL / file.filename(), error);
         if (error)
             logCopyError(error);
     }

@@ -50,7 +50,8 @@ Recorder::Recorder(QObject &object, fs::path home)
     const QMetaObject &type = *object.metaObject();
     for (int i = 0; i < type.propertyCount(); ++i) {
         const QMetaProperty property = type.property(i);
-        if (!property.isBindable())
+        // The label of the attached files says in words what their count says.
+        if (!property.isBindable() || qstrcmp(property.name(), "attachedFilesLabel") == 0)
             continue;
         m_notifiers.push_back(property.bindable(&object).addNotifier([this, property, &object] {
             addLogLines();
