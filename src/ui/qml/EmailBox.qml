@@ -39,6 +39,8 @@ ColumnLayout {
         font.pixelSize: 14
         inputMethodHints: Qt.ImhEmailCharactersOnly
         Accessible.name: caption.text
+        Accessible.readOnly: readOnly
+        Accessible.editable: !readOnly
         Accessible.description: message.visible ? message.text : enabled ? "" : "Unavailable"
         Keys.onReturnPressed: box.view.leaveEmail()
         Keys.onEnterPressed: box.view.leaveEmail()
