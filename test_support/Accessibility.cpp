@@ -73,11 +73,12 @@ bool Accessibility::read(const Element &element, Control &control) const {
 
 // Hidden elements are left out with all that they hold. False when the window changed meanwhile.
 bool Accessibility::addVisible(const Element &element, std::vector<Control> &controls) const {
-    constexpr unsigned showing = 25;
+    // Also what can be scrolled to.
+    constexpr unsigned visible = 30;
     Control control;
     if (!read(element, control))
         return false;
-    if ((control.states >> showing & 1) == 0)
+    if ((control.states >> visible & 1) == 0)
         return true;
     const auto role = m_bus.call(element.service, element.path, accessible, "GetRoleName", "");
     const auto extents =

@@ -58,7 +58,7 @@ class Accessibility {
 public:
     explicit Accessibility(const std::string &busAddress);
 
-    /// Everything that the process shows, in the order of the tree, without what is hidden. Empty when it shows
+    /// Everything that the process shows, or would where the user scrolls to it, in the order of the tree. Empty when it shows
     /// nothing yet, or when it changed while it was read.
     std::vector<Control> controlsOf(pid_t process) const;
 

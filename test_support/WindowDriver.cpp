@@ -27,11 +27,12 @@ WindowDriver::WindowDriver(const ProgramOptions &program, const Xvfb &display, c
     , m_display(display.name())
     , m_screen(display.name())
     , m_accessibility(bus.address())
-    , m_program(std::make_unique<ProgramRun>(test_support::onDisplay(program, display, bus, scale))) {
+    , m_program(std::make_unique<ProgramRun>(test_support::onDisplay(program, display, bus, scale)))
+    , m_process(m_program->processId()) {
 }
 
 std::vector<Control> WindowDriver::controls() const {
-    return m_accessibility.controlsOf(m_program->processId());
+    return m_accessibility.controlsOf(m_process);
 }
 
 std::optional<Control> WindowDriver::look(const std::string &role, const std::string &name) const {
@@ -142,7 +143,7 @@ Screen::Window WindowDriver::window(const std::string &title) const {
     const bool isThere = waitUntil(
         [&] {
             for (const auto &window : m_screen.windows()) {
-                if (window.process == m_program->processId() && window.title == title)
+                if (window.process == m_process && window.title == title)
                     found = window;
             }
             return found.has_value() || !m_program->isRunning();

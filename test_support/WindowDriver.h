@@ -21,6 +21,9 @@ public:
     /// Starts the program on that display and bus. `scale` is what a pixel of the program's is on the display.
     WindowDriver(const ProgramOptions &program, const Xvfb &display, const PrivateBus &bus, int scale = 1);
 
+    /// Works the window of another process from now on, which the program has started.
+    void follow(pid_t process) { m_process = process; }
+
     ProgramRun &program() { return *m_program; }
     Screen &screen() { return m_screen; }
     Accessibility &accessibility() { return m_accessibility; }
@@ -71,6 +74,7 @@ private:
     Screen m_screen;
     Accessibility m_accessibility;
     std::unique_ptr<ProgramRun> m_program;
+    pid_t m_process;
 };
 
 } // namespace test_support

@@ -8,15 +8,12 @@ T.AbstractButton {
 
     required property ContentView view
     property bool underlined: true
-    property int role: Accessible.Link
 
     hoverEnabled: true
 
     implicitWidth: implicitContentWidth
     implicitHeight: implicitContentHeight
-    Accessible.role: role
-    // The control has given itself a role by then.
-    Component.onCompleted: Accessible.role = role
+    Accessible.role: Accessible.Link
     Accessible.name: text
     Accessible.description: enabled ? "" : "Unavailable"
     Keys.onReturnPressed: clicked()

@@ -46,7 +46,7 @@ ColumnLayout {
             view: block.view
             text: block.view.CopyText
             underlined: block.view.isCopyHovering
-            role: Accessible.Button
+            Accessible.role: Accessible.Button
             onHoveredChanged: block.view.isCopyHovering = hovered
             onClicked: block.view.copyLogId()
         }
