@@ -40,6 +40,7 @@ Window {
                 contentY = Math.min(lowest, bottom + sections.edge - height);
         }
 
+        onContentHeightChanged: Qt.callLater(reveal)
         anchors.fill: parent
         boundsBehavior: Flickable.StopAtBounds
         contentHeight: sections.implicitHeight + 2 * sections.edge
