@@ -162,6 +162,8 @@ TEST_F(WindowDesktop, FollowsTheSystemsAppearance) {
         return brightnessOf(window().screen().pixel(place.extents.x + 4, place.extents.y + 4));
     };
     EXPECT_TRUE(waitUntil([&] { return background() > 230; })) << background();
+    // The window listens by then.
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
     portal.change(Portal::ColorScheme::dark);
     EXPECT_TRUE(waitUntil([&] { return background() < 60; })) << background();
     portal.change(Portal::ColorScheme::light);
