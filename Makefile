@@ -5,15 +5,16 @@ MODE ?= silent
 # More tests than cores at a time: many of them wait.
 JOBS ?= $(shell expr $$(nproc) + 2)
 
-.PHONY: help run build test bench lint format sanitize package clean
+.PHONY: help run build test bench lint format sanitize package screenshots clean
 
 help:
-	@echo "make run        build, then a silent run against a loopback support service"
+	@echo "make run        build, then a silent run against a loopback support service; MODE=window opens the window"
 	@echo "make test       build, then run every test"
 	@echo "make build      the shipped bundle, in build/release"
 	@echo "make bench      measure speed and memory"
 	@echo "make lint       clang-tidy, formatting and layers;  make format puts the formatting right"
 	@echo "make sanitize   every test under the address, undefined-behaviour and thread sanitizers"
+	@echo "make screenshots  pictures of the window in every state, in build/screenshots"
 	@echo "make package    a Debian package in build/release"
 
 run: build
@@ -36,12 +37,17 @@ sanitize:
 	@for preset in asan tsan; do scripts/sanitize $$preset $(JOBS) || exit 1; done
 
 bench:
-	@scripts/require-packages build bench
+	@scripts/require-packages build test bench
 	@scripts/build release -DLUMAMON_BENCHMARKS=ON
 	@build/release/Bench.app/Contents/Linux/bench
 	@build/release/bench/bench_whole_run
 	@build/release/bench/bench_system_profiler
 	@build/release/bench/bench_spindump
+	@build/release/bench_window.app/Contents/Linux/bench_window
+
+screenshots:
+	@scripts/require-packages build test
+	@scripts/screenshots
 
 lint:
 	@scripts/require-packages build test bench lint

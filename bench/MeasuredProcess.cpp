@@ -6,8 +6,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace {
-
 std::uint64_t highWaterMark(pid_t process) {
     std::ifstream status("/proc/" + std::to_string(process) + "/status");
     for (std::string line; std::getline(status, line);) {
@@ -16,8 +14,6 @@ std::uint64_t highWaterMark(pid_t process) {
     }
     return 0;
 }
-
-} // namespace
 
 Measurement runMeasured(const std::vector<std::string> &command,
                         const std::vector<std::pair<std::string, std::string>> &variables) {

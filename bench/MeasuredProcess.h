@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <sys/types.h>
 #include <utility>
 #include <vector>
 
@@ -15,6 +16,9 @@ struct Measurement {
     /// When the process was made.
     std::chrono::system_clock::time_point started;
 };
+
+/// The largest resident set of a running process so far, in bytes; 0 when there is no such process.
+std::uint64_t highWaterMark(pid_t process);
 
 /// Runs `command` with these variables set, its output discarded.
 Measurement runMeasured(const std::vector<std::string> &command,

@@ -19,6 +19,7 @@ std::optional<bool> workBesideWindow(std::function<bool()> work) {
                 loop->quit();
         });
     }).detach();
-    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    // Events of every kind: the closing of the window is one of the user's.
+    loop.exec();
     return *result;
 }

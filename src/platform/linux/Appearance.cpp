@@ -52,7 +52,8 @@ public:
         connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
             watcher->deleteLater();
             const QDBusPendingReply<QDBusVariant> reply = *watcher;
-            if (reply.isValid())
+            // A change that was told meanwhile is newer.
+            if (reply.isValid() && !m_isTold)
                 take(reply.value());
         });
     }
@@ -65,8 +66,10 @@ public:
 
 private Q_SLOTS:
     void settingChanged(const QString &space, const QString &key, const QDBusVariant &value) {
-        if (space == appearance && key == colorScheme)
-            take(value);
+        if (space != appearance || key != colorScheme)
+            return;
+        m_isTold = true;
+        take(value);
     }
 
 private:
@@ -94,6 +97,7 @@ private:
     std::function<void(ColorScheme)> m_changed;
     ColorScheme m_shown;
     uint m_preference = 0;
+    bool m_isTold = false;
 };
 
 Appearance::Appearance(std::function<void(ColorScheme)> changed)

@@ -59,6 +59,7 @@ RowLayout {
                 enabled: !row.view.isFormFrozen && !row.view.isFeedbackEmailLayoutDisabled
                 opacity: enabled ? 1.0 : 0.6
                 Accessible.name: "Remove attached files"
+                Accessible.description: enabled ? "" : "Unavailable"
                 Keys.onReturnPressed: clicked()
                 Keys.onEnterPressed: clicked()
                 onClicked: row.view.removeAllUserFiles()

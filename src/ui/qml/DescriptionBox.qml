@@ -62,6 +62,8 @@ ColumnLayout {
             wrapMode: TextEdit.Wrap
             background: null
             Accessible.name: caption.text
+            Accessible.readOnly: readOnly
+            Accessible.editable: !readOnly
             Accessible.description: box.isMissing ? message.text : ""
             Keys.onTabPressed: box.leave()
             Keys.onReturnPressed: event => {

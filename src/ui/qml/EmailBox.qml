@@ -39,7 +39,9 @@ ColumnLayout {
         font.pixelSize: 14
         inputMethodHints: Qt.ImhEmailCharactersOnly
         Accessible.name: caption.text
-        Accessible.description: message.visible ? message.text : ""
+        Accessible.readOnly: readOnly
+        Accessible.editable: !readOnly
+        Accessible.description: message.visible ? message.text : enabled ? "" : "Unavailable"
         Keys.onReturnPressed: box.view.leaveEmail()
         Keys.onEnterPressed: box.view.leaveEmail()
         onTextChanged: {

@@ -15,6 +15,7 @@ T.AbstractButton {
     implicitHeight: implicitContentHeight
     Accessible.role: Accessible.Link
     Accessible.name: text
+    Accessible.description: enabled ? "" : "Unavailable"
     Keys.onReturnPressed: clicked()
     Keys.onEnterPressed: clicked()
 

@@ -18,9 +18,29 @@ Window {
     color: Assets.color("BackgroundColor", view.colorScheme)
     onClosing: view.disappear()
 
+    // What has the keyboard is in sight.
+    onActiveFocusItemChanged: Qt.callLater(scroll.reveal)
+
     Flickable {
         id: scroll
 
+        function reveal() {
+            const item = window.activeFocusItem;
+            let above = item;
+            while (above && above !== sections)
+                above = above.parent;
+            if (!above)
+                return;
+            const top = item.mapToItem(contentItem, 0, 0).y;
+            const bottom = top + item.height;
+            const lowest = Math.max(0, contentHeight - height);
+            if (top < contentY)
+                contentY = Math.max(0, top - sections.edge);
+            else if (bottom > contentY + height)
+                contentY = Math.min(lowest, bottom + sections.edge - height);
+        }
+
+        onContentHeightChanged: Qt.callLater(reveal)
         anchors.fill: parent
         boundsBehavior: Flickable.StopAtBounds
         contentHeight: sections.implicitHeight + 2 * sections.edge

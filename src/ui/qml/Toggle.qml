@@ -15,6 +15,7 @@ T.CheckBox {
     opacity: enabled ? 1.0 : 0.6
     Keys.onReturnPressed: event => event.accepted = false
     Accessible.name: text
+    Accessible.description: enabled ? "" : "Unavailable"
 
     indicator: Rectangle {
         implicitWidth: 18

@@ -48,27 +48,38 @@ ColumnLayout {
     }
 
     Flow {
+        readonly property real inOneLine: you.implicitWidth + logs.implicitWidth + share.implicitWidth
+            + address.implicitWidth + 3 * spacing
+
         spacing: 4
         Layout.alignment: Qt.AlignHCenter
-        Layout.maximumWidth: block.width
+        Layout.preferredWidth: Math.min(inOneLine, block.width)
 
         BodyText {
+            id: you
+
             view: block.view
             text: "You can"
         }
 
         LinkButton {
+            id: logs
+
             view: block.view
             text: "view the logs"
             onClicked: block.view.viewLogs()
         }
 
         BodyText {
+            id: share
+
             view: block.view
             text: "and share it with us at"
         }
 
         LinkButton {
+            id: address
+
             view: block.view
             text: block.view.supportEmail
             onClicked: block.view.mailToTrigger(block.view.supportEmail)

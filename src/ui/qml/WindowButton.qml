@@ -16,6 +16,8 @@ T.Button {
     implicitWidth: implicitContentWidth + leftPadding + rightPadding
     implicitHeight: implicitContentHeight + topPadding + bottomPadding
     Accessible.name: text
+    // This version of Qt does not tell assistive technology that a control is disabled.
+    Accessible.description: enabled ? "" : "Unavailable"
     Keys.onReturnPressed: event => workByKey(event)
     Keys.onEnterPressed: event => workByKey(event)
 

@@ -1,0 +1,13 @@
+// The yardstick of the window's start: a small window of Qt Quick, drawn by the same backend.
+#include <QGuiApplication>
+#include <QQmlApplicationEngine>
+#include <QQuickWindow>
+
+int main(int argumentCount, char **arguments) {
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    const QGuiApplication application(argumentCount, arguments);
+    QQmlApplicationEngine engine;
+    engine.loadData("import QtQuick\n"
+                    "Window { visible: true; width: 680; height: 576; color: \"white\" }");
+    return QGuiApplication::exec();
+}

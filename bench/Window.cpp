@@ -1,0 +1,250 @@
+// The window: the time from the start of the process to its first frame, beside a bare window of Qt Quick in
+// turn; the peak memory of the window that waits; and the longest time in which the main thread serves no event
+// while it captures, packs and uploads.
+//
+// With the argument "--gaps" it is the last of these, in a process and a bundle of its own.
+#include "MeasuredProcess.h"
+#include "platform/Bundle.h"
+#include "platform/MainQueue.h"
+#include "platform/Process.h"
+#include "sample_product/SampleProduct.h"
+#include "support_service/SupportService.h"
+#include "test_support/PrivateBus.h"
+#include "test_support/Screen.h"
+#include "test_support/ScratchBundle.h"
+#include "test_support/ScratchHome.h"
+#include "test_support/Xvfb.h"
+#include "discovery/RunState.h"
+#include "discovery/Workspace.h"
+#include "logging/Logging.h"
+#include "packaging/UploadAPI.h"
+#include "ui/WindowApplication.h"
+#include "ui/WindowScene.h"
+
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QQuickWindow>
+#include <QTimer>
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <iostream>
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+using namespace test_support;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Milliseconds = std::chrono::duration<double, std::milli>;
+
+// The bars.
+constexpr double firstFrameMilliseconds = 200;
+constexpr double firstFrameRatio = 1.5;
+constexpr double idleMebibytes = 80;
+constexpr double gapMilliseconds = 50;
+
+const char *verdict(bool isMet) {
+    return isMet ? "met" : "MISSED";
+}
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values.at(values.size() / 2);
+}
+
+[[noreturn]] void fail(const std::string &what) {
+    std::cerr << "bench_window: " << what << '\n';
+    std::exit(1);
+}
+
+// ---- The main thread's gaps, in the process that has the window.
+
+class GapWatch {
+public:
+    GapWatch() {
+        m_timer.setTimerType(Qt::PreciseTimer);
+        QObject::connect(&m_timer, &QTimer::timeout, [this] { tick(); });
+        m_last = Clock::now();
+        m_timer.start(1);
+    }
+
+    /// The longest gap since the last call.
+    double take() {
+        tick();
+        return std::exchange(m_longest, 0.0);
+    }
+
+private:
+    void tick() {
+        const auto now = Clock::now();
+        m_longest = std::max(m_longest, Milliseconds(now - m_last).count());
+        m_last = now;
+    }
+
+    QTimer m_timer;
+    Clock::time_point m_last;
+    double m_longest = 0;
+};
+
+void waitFor(const std::function<bool()> &condition) {
+    const auto deadline = Clock::now() + std::chrono::minutes(3);
+    while (!condition()) {
+        if (Clock::now() > deadline)
+            fail("the window does not get on");
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+}
+
+void report(const char *phase, double gap, Clock::time_point begin) {
+    std::printf("  %-12s longest gap %5.1f ms of %6.2f s (bar %.0f ms: %s)\n", phase, gap,
+                std::chrono::duration<double>(Clock::now() - begin).count(), gapMilliseconds,
+                verdict(gap <= gapMilliseconds));
+}
+
+int measureGaps(int argumentCount, char **arguments) {
+    platform::prepareProcess();
+    const auto application = makeWindowApplication(argumentCount, arguments);
+    Logger::setupLogFile();
+    if (!UtilityFunctions::CreateOutputDirectories())
+        fail("no output folders");
+    Logger::changeLogFileLocation();
+    UtilityFunctions::isOutputDirectoryCreated = true;
+    WindowScene scene;
+    if (!scene.open())
+        fail("no window");
+    auto *view = qvariant_cast<ContentView *>(QGuiApplication::topLevelWindows().value(0)->property("view"));
+    if (!view)
+        fail("no view");
+    const auto has = [view](const QString &caption) {
+        return [view, caption] { return view->startButtonLabel.value() == caption; };
+    };
+    GapWatch watch;
+    const auto settled = Clock::now() + std::chrono::seconds(1);
+    waitFor([&] { return Clock::now() > settled; });
+
+    watch.take();
+    auto begin = Clock::now();
+    view->primaryButtonPressed();
+    waitFor(has(Texts::stopDiagnostics));
+    report("start", watch.take(), begin);
+    begin = Clock::now();
+    view->primaryButtonPressed();
+    waitFor(has(Texts::shareLogs));
+    report("capture", watch.take(), begin);
+    view->changeFeedback(QStringLiteral("Measured"));
+    watch.take();
+    begin = Clock::now();
+    view->primaryButtonPressed();
+    waitFor(has(Texts::stopUpload));
+    report("compression", watch.take(), begin);
+    begin = Clock::now();
+    waitFor([&] { return view->startButtonLabel.value() != Texts::stopUpload; });
+    report("upload", watch.take(), begin);
+    if (view->startButtonLabel.value() != Texts::close)
+        fail("the upload failed");
+    std::fflush(stdout);
+    return 0;
+}
+
+// ---- From outside.
+
+struct Surroundings {
+    Surroundings()
+        : bundle(PROGRAM_BUNDLE, folder.path())
+        , gapsBundle(GAPS_BUNDLE, folder.path()) {
+        for (const ScratchBundle *copy : {&bundle, &gapsBundle})
+            copy->setText("LumamonSupportHost", service.host());
+        bundle.setText("CFBundleIdentifier", "com.brennic.LumadocDiagnostics.Bench");
+    }
+
+    ProgramOptions program(const fs::path &path, const std::vector<std::string> &arguments = {}) const {
+        return {.program = path,
+                .arguments = arguments,
+                .variables = {{"HOME", home.path().native()},
+                              {"SSL_CERT_FILE", service.certificateFile().native()},
+                              {"DISPLAY", display.name()},
+                              {"DBUS_SESSION_BUS_ADDRESS", bus.address()},
+                              {"WAYLAND_DISPLAY", std::nullopt},
+                              {"https_proxy", std::nullopt},
+                              {"HTTPS_PROXY", std::nullopt}}};
+    }
+
+    ScratchHome home;
+    ScratchFolder folder;
+    support_service::SupportService service{{.keepBodies = false}};
+    Xvfb display;
+    PrivateBus bus{PrivateBus::Accessibility::off};
+    Screen screen{display.name()};
+    ScratchBundle bundle;
+    ScratchBundle gapsBundle;
+};
+
+// A place that both windows draw in their background and that is black without them.
+bool isDrawn(const Surroundings &around) {
+    return around.screen.pixel(6, 6) != 0;
+}
+
+double firstFrame(const Surroundings &around, const fs::path &path) {
+    const auto begin = Clock::now();
+    ProgramRun run(around.program(path));
+    if (!waitUntil([&] { return isDrawn(around); }))
+        fail(path.filename().native() + " draws nothing: " + run.standardError());
+    const double took = Milliseconds(Clock::now() - begin).count();
+    run.send(SIGKILL);
+    run.waitForEnd();
+    if (!waitUntil([&] { return !isDrawn(around); }))
+        fail("the display does not get empty");
+    return took;
+}
+
+void measureFirstFrame(const Surroundings &around) {
+    constexpr int turns = 21;
+    std::vector<double> window;
+    std::vector<double> bare;
+    firstFrame(around, around.bundle.executable());
+    firstFrame(around, BARE_WINDOW);
+    for (int turn = 0; turn < turns; ++turn) {
+        window.push_back(firstFrame(around, around.bundle.executable()));
+        bare.push_back(firstFrame(around, BARE_WINDOW));
+    }
+    const double ratio = median(window) / median(bare);
+    std::printf("first frame after process start: %.0f ms (bar %.0f ms: %s); a bare window: %.0f ms; "
+                "ratio %.2f (bar %.1f: %s); medians of %d\n",
+                median(window), firstFrameMilliseconds, verdict(median(window) <= firstFrameMilliseconds),
+                median(bare), ratio, firstFrameRatio, verdict(ratio <= firstFrameRatio), turns);
+}
+
+void measureMemory(const Surroundings &around) {
+    ProgramRun run(around.program(around.bundle.executable()));
+    waitUntil([&] { return isDrawn(around); });
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    const double peak = static_cast<double>(highWaterMark(run.processId())) / (1 << 20);
+    std::printf("peak memory of the window that waits: %.1f MiB (bar %.0f MiB: %s)\n", peak, idleMebibytes,
+                verdict(peak <= idleMebibytes));
+}
+
+void measureGapsIn(const Surroundings &around) {
+    constexpr std::uint64_t treeBytes = std::uint64_t{60} << 20;
+    sample_product::makeSampleProduct(around.home.path(), {.logBytes = treeBytes, .incompressible = true});
+    std::printf("the main thread without an event, with 60 MiB of logs:\n");
+    ProgramRun run(around.program(around.gapsBundle.executable(), {"--gaps"}));
+    const auto end = run.waitForEnd(std::chrono::minutes(5));
+    std::printf("%s", run.standardOutput().c_str());
+    if (end != exited(0))
+        fail("the measurement of gaps failed: " + run.standardError());
+}
+
+} // namespace
+
+int main(int argumentCount, char **arguments) {
+    if (argumentCount > 1 && std::strcmp(arguments[1], "--gaps") == 0)
+        return measureGaps(argumentCount, arguments);
+    ::umask(077);
+    const Surroundings around;
+    measureFirstFrame(around);
+    measureMemory(around);
+    measureGapsIn(around);
+}

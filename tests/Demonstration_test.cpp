@@ -1,0 +1,56 @@
+// The demonstration with a window, worked as its user is asked to.
+#include "test_support/WindowDriver.h"
+
+#include <gmock/gmock.h>
+
+using namespace test_support;
+
+namespace {
+
+constexpr char programName[] = "Brennic_Lumadoc_Diagnostics";
+
+// Two presses with less than this between them are a double click.
+constexpr auto doubleClick = std::chrono::milliseconds(450);
+
+ProgramOptions demonstration() {
+    return {.program = DEMONSTRATION, .arguments = {BUILD_FOLDER, "window"}};
+}
+
+} // namespace
+
+TEST(Demonstration, OpensTheWindowAndTellsWhatTheServiceReceived) {
+    const Xvfb display;
+    const PrivateBus bus;
+    WindowDriver window(demonstration(), display, bus);
+    ASSERT_TRUE(waitUntil([] { return !processesOf(programName).empty(); }, std::chrono::seconds(30)))
+        << window.program().standardError();
+    window.follow(processesOf(programName).front());
+    window.click("push button", "Start diagnostics");
+    // The sample product runs, and is of the track whose logging begins with a restart.
+    window.click("push button", "OK");
+    window.waitUntilGone("push button", "OK");
+    std::this_thread::sleep_for(doubleClick);
+    window.click("push button", "Stop diagnostics");
+    window.clickAt(window.find("text", "Please tell us what led to the error (required)"));
+    window.waitForFocus("text", "Please tell us what led to the error (required)");
+    window.type("A demonstration");
+    std::this_thread::sleep_for(doubleClick);
+    window.click("push button", "Share logs");
+    window.click("push button", "Close");
+    EXPECT_EQ(window.program().waitForEnd(), exited(0));
+    EXPECT_EQ(window.program().standardError(), "");
+    EXPECT_THAT(window.program().standardOutput(),
+                testing::AllOf(testing::ContainsRegex("\nLog ID: [0-9a-f-]{36}\nExit status: 0\n"),
+                               testing::HasSubstr("== What the support service received\n"),
+                               testing::HasSubstr("Lumadoc/UserEmailFeedback.json")));
+}
+
+TEST(Demonstration, WithoutADisplaySaysHowToHaveOne) {
+    auto options = demonstration();
+    options.variables = {{"DISPLAY", std::nullopt}, {"WAYLAND_DISPLAY", std::nullopt}};
+    ProgramRun run(options);
+    EXPECT_EQ(run.waitForEnd(), exited(1));
+    EXPECT_EQ(run.standardOutput(), "");
+    EXPECT_EQ(run.standardError(),
+              "demonstration: there is no display; without a screen: xvfb-run make run MODE=window\n");
+}

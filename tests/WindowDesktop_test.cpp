@@ -1,0 +1,232 @@
+// The window on the desktop: its toggles, links and the clipboard, the system's appearance, its size.
+#include "tests/WindowRun.h"
+
+#include "test_support/Portal.h"
+
+namespace fs = std::filesystem;
+using namespace support_service;
+using namespace test_support;
+
+namespace {
+
+class WindowDesktop : public WindowRun {
+protected:
+    using WindowRun::WindowRun;
+
+    // An xdg-open that writes down what it is to open.
+    Mount openerThatNotes() const {
+        const fs::path standIn = home.path() / "xdg-open";
+        writeFile(standIn, "#!/bin/sh\nprintf '%s' \"$1\" > '" + QByteArray::fromStdString(opened().native()) +
+                               ".part'\nmv '" + QByteArray::fromStdString(opened().native()) + ".part' '" +
+                               QByteArray::fromStdString(opened().native()) + "'\n");
+        fs::permissions(standIn, fs::perms::all);
+        return Mount::over(standIn, "/usr/bin/xdg-open");
+    }
+    fs::path opened() const { return home.path() / "opened"; }
+    void expectOpened(const std::string &target) {
+        EXPECT_TRUE(waitUntil([this] { return fs::exists(opened()); }));
+        EXPECT_EQ(readFile(opened()).toStdString(), target);
+        fs::remove(opened());
+    }
+
+    std::string clipboard() const {
+        ProgramRun tool({.program = "/usr/bin/xclip",
+                         .arguments = {"-o", "-selection", "clipboard"},
+                         .variables = {{"DISPLAY", display.name()}}});
+        EXPECT_EQ(tool.waitForEnd(std::chrono::seconds(5)), exited(0)) << tool.standardError();
+        return tool.standardOutput();
+    }
+
+    std::string shownLogId() {
+        for (const std::string &text : texts()) {
+            if (text.size() == 36 && std::count(text.begin(), text.end(), '-') == 4)
+                return text;
+        }
+        return "";
+    }
+};
+
+class WindowOnASmallDisplay : public WindowDesktop {
+protected:
+    WindowOnASmallDisplay()
+        : WindowDesktop(DisplaySize{1400, 1200}) {
+        scale = 2;
+    }
+};
+
+int brightnessOf(std::uint32_t pixel) {
+    return static_cast<int>((pixel >> 16 & 255) + (pixel >> 8 & 255) + (pixel & 255)) / 3;
+}
+
+} // namespace
+
+TEST_F(WindowDesktop, TogglesRewriteTheListOfWhatIsCollected) {
+    const std::string basic = "BASIC LOGS\n• Lumadoc configuration, settings and logs\n"
+                              "• System configuration and settings";
+    const std::string advanced = "ADVANCED LOGS\n• Full Lumadoc data dump";
+    const std::string withApps = advanced + "\n• System apps version information";
+    open();
+    // The columns, but for the title and the sentence over them.
+    const auto expectColumns = [this](const std::vector<std::string> &columns) {
+        const auto shown = [this] {
+            auto all = texts();
+            all.erase(all.begin(), all.begin() + 2);
+            for (std::string &text : all)
+                text.erase(text.find_last_not_of('\n') + 1);
+            return all;
+        };
+        EXPECT_TRUE(waitUntil([&] { return shown() == columns; })) << testing::PrintToString(shown());
+    };
+    expectColumns({basic});
+    window().click("check box", "System apps information");
+    expectColumns({basic, withApps});
+    window().click("check box", "System apps information");
+    expectColumns({basic, advanced});
+    window().click("check box", "Advanced logs");
+    expectColumns({basic, advanced});
+    window().click("check box", "System apps information");
+    expectColumns({basic, withApps});
+    window().click("check box", "Advanced logs");
+    expectColumns({basic});
+}
+
+TEST_F(WindowDesktop, TogglesAreFixedOnceDiagnosticsRun) {
+    install();
+    open();
+    window().click("check box", "Advanced logs");
+    window().find("check box", "Advanced logs", [](const Control &toggle) { return toggle.isChecked(); });
+    press("Start diagnostics");
+    waitForButton("Stop diagnostics");
+    EXPECT_THAT(log(), testing::HasSubstr("Start diagnostics pressed. Advanced Log Checkbox: Yes\n"));
+    for (const char *name : {"Advanced logs", "System apps information"}) {
+        const Control toggle = *window().look("check box", name);
+        EXPECT_FALSE(toggle.isEnabled()) << name;
+        window().clickAt(toggle);
+        EXPECT_EQ(window().look("check box", name)->isChecked(), toggle.isChecked()) << name;
+    }
+}
+
+TEST_F(WindowDesktop, TheLogIdIsCopiedAndTheCaptionComesBack) {
+    install();
+    open();
+    capture();
+    const auto copied = std::chrono::steady_clock::now();
+    window().click("push button", "Copy ID");
+    window().find("push button", "ID Copied!");
+    EXPECT_EQ(clipboard(), shownLogId());
+    EXPECT_EQ(shownLogId().size(), 36U);
+    window().find("push button", "Copy ID");
+    const auto took = std::chrono::steady_clock::now() - copied;
+    EXPECT_GE(took, std::chrono::milliseconds(4900));
+    EXPECT_LE(took, std::chrono::milliseconds(6500));
+}
+
+TEST_F(WindowDesktop, ViewLogsInTheBlockOfTheLogIdStaysDisabled) {
+    install();
+    open();
+    capture();
+    EXPECT_FALSE(window().find("push button", "view logs").isEnabled());
+}
+
+TEST_F(WindowDesktop, LinksOpenTheRunFolderAndAPreparedMessage) {
+    REQUIRE_OWN_NAMESPACES();
+    install();
+    const Mount opener = openerThatNotes();
+    service.setBehaviour({.status = 500});
+    expectUploadError("1");
+    open();
+    capture();
+    describe("a & b");
+    writeEmail("x+y@brennic.example");
+    const std::string id = shownLogId();
+    press("Share logs");
+    window().click("push button", "view the logs");
+    expectOpened(runFolder().native());
+    window().click("push button", "lumadoc-support@brennic.example");
+    expectOpened("mailto:lumadoc-support@brennic.example"
+                 "?subject=Lumadoc%20troubleshooting%20using%20Brennic%20Lumadoc%20Diagnostics."
+                 "&body=Hi%20Team,%0A%0ALocal%20Log%20ID:%20" +
+                 id + "%0ADescription:%20a%20&%20b%0AEmail%20address:%20x+y@brennic.example%0A");
+    // By the keyboard as well.
+    window().key("shift+Tab");
+    window().waitForFocus("push button", "view the logs");
+    window().key("Return");
+    expectOpened(runFolder().native());
+}
+
+TEST_F(WindowDesktop, FollowsTheSystemsAppearance) {
+    Portal portal(bus, Portal::ColorScheme::light);
+    open();
+    const Screen::Window place = window().window();
+    const auto background = [&] {
+        return brightnessOf(window().screen().pixel(place.extents.x + 4, place.extents.y + 4));
+    };
+    EXPECT_TRUE(waitUntil([&] { return background() > 230; })) << background();
+    // The window listens by then.
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    portal.change(Portal::ColorScheme::dark);
+    EXPECT_TRUE(waitUntil([&] { return background() < 60; })) << background();
+    portal.change(Portal::ColorScheme::light);
+    EXPECT_TRUE(waitUntil([&] { return background() > 230; })) << background();
+}
+
+TEST_F(WindowDesktop, BeginsInTheSystemsAppearance) {
+    const Portal portal(bus, Portal::ColorScheme::dark);
+    open();
+    const Screen::Window place = window().window();
+    EXPECT_TRUE(waitUntil([&] {
+        return brightnessOf(window().screen().pixel(place.extents.x + 4, place.extents.y + 4)) < 60;
+    }));
+}
+
+TEST_F(WindowDesktop, IsNotMadeSmallerThanItsContentNeeds) {
+    open();
+    const Screen::Window place = window().window();
+    EXPECT_EQ(place.title, "Brennic Lumadoc Diagnostics");
+    EXPECT_EQ(place.minimum.width, 680);
+    EXPECT_EQ(place.minimum.height, 576);
+    EXPECT_EQ(place.extents.width, 680);
+    EXPECT_EQ(place.extents.height, 576);
+}
+
+TEST_F(WindowDesktop, UsesTheRoomOfALargerWindow) {
+    install();
+    open();
+    capture();
+    window().screen().resize(window().window(), 1000, 900);
+    window().find("frame", "Brennic Lumadoc Diagnostics", [](const Control &frame) {
+        return frame.extents.width == 1000 && frame.extents.height == 900;
+    });
+    // The stack stands in the middle.
+    EXPECT_TRUE(waitUntil([this] {
+        const Extents button = window().look("push button", "Share logs")->extents;
+        return std::abs(button.x + button.width / 2 - 500) <= 6;
+    }));
+}
+
+TEST_F(WindowOnASmallDisplay, EverythingIsInsideTheWindowOrCanBeScrolledTo) {
+    install();
+    service.setBehaviour({.status = 500});
+    expectUploadError("1");
+    open();
+    const auto expectNothingIsCutOff = [this] {
+        const Extents frame = window().window().extents;
+        for (const Control &control : window().controls()) {
+            const Extents place = window().onDisplay(control.extents);
+            if (control.role == "scroll bar")
+                continue;
+            EXPECT_GE(place.x, frame.x) << control;
+            EXPECT_LE(place.right(), frame.right()) << control;
+        }
+    };
+    EXPECT_EQ(window().window().extents.width, 1360);
+    expectNothingIsCutOff();
+    capture();
+    expectNothingIsCutOff();
+    describe("Twice as large");
+    press("Share logs");
+    window().click("push button", "lumadoc-support@brennic.example");
+    expectNothingIsCutOff();
+    // Scrolls there.
+    window().point(*window().look("push button", attachName));
+}

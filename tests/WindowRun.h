@@ -1,0 +1,86 @@
+// What the black-box tests of window mode share: the shipped program with its window on a display of the test's
+// own, beside the home, the bundle and the service that a silent run has.
+#pragma once
+
+#include "test_support/WindowDriver.h"
+#include "tests/SilentRun.h"
+
+class WindowRun : public SilentRun {
+protected:
+    using Control = test_support::Control;
+
+    explicit WindowRun(test_support::DisplaySize size = {});
+
+    /// Nothing was printed, and the log has no other errors than those that the test has named.
+    void TearDown() override;
+
+    /// Starts the program and waits for its window, which has the keyboard then.
+    void open();
+    void open(test_support::ProgramOptions options);
+    test_support::WindowDriver &window() { return *m_window; }
+    /// Gives the keyboard back to the window, as a window manager does when a panel over it has closed.
+    void focusWindow();
+
+    // The steps of a run, from one caption of the primary button to the next.
+    /// Presses a button with the pointer; waits before a second press, so that the two make no double click.
+    void press(const std::string &caption);
+    Control waitForButton(const std::string &caption) { return window().findEnabled("push button", caption); }
+    /// From "Start diagnostics" to the form, whose description has the keyboard then.
+    void capture();
+    /// Types into the box that has the keyboard, which is to hold that then.
+    void describe(const std::string &text);
+    void writeEmail(const std::string &text);
+    /// From the start to "Share logs" pressed, with this description.
+    void share(const std::string &text = "It stopped");
+
+    /// Opens the file panel.
+    void openPanel();
+    /// Picks files of the home folder in the panel, by their names.
+    void pick(const std::string &names);
+
+    Control description() { return window().find("text", descriptionName); }
+    Control email() { return window().find("text", emailName); }
+    std::string descriptionText() { return window().textOf(description()); }
+    std::string emailText() { return window().textOf(email()); }
+
+    /// What the labels, headings and announcements say, in the window's order.
+    std::vector<std::string> texts();
+    bool shows(const std::string &text);
+    void waitForText(const std::string &text);
+    void waitForNoText(const std::string &text);
+    /// Waits until the text stands in the log.
+    void waitForLog(const std::string &text);
+
+    /// Closes the window; the program ends in time, well, and has said so in its log.
+    void closeAndExpectTheEnd();
+    void expectTheEnd(int status = 0);
+
+    /// The part of the log behind the start of the diagnostics.
+    std::string logFrom(const std::string &line) const;
+    /// The errors of an upload that failed, with that code.
+    void expectUploadError(const std::string &code);
+    void expectError(const std::string &line) { m_expectedErrors.push_back("ERROR: " + line); }
+
+    /// Holds the capture at its second task from now on, until `releaseCapture`. The toggles must be on.
+    void holdCapture();
+    void releaseCapture();
+
+    /// Two presses with less than this between them are a double click.
+    static constexpr auto doubleClick = std::chrono::milliseconds(450);
+    static constexpr char descriptionName[] = "Please tell us what led to the error (required)";
+    static constexpr char emailName[] =
+        "Brennic can contact me for fixes at the following email address (optional)";
+    static constexpr char attachName[] = "Attach screenshot and pdf files";
+    static constexpr char sentText[] = "The log files were sent successfully.";
+
+    test_support::Xvfb display;
+    test_support::PrivateBus bus;
+    int scale = 1;
+
+private:
+    std::vector<std::string> unexpectedErrors() const;
+
+    std::unique_ptr<test_support::WindowDriver> m_window;
+    std::vector<std::string> m_expectedErrors;
+    bool m_hasPressed = false;
+};

@@ -1,0 +1,253 @@
+// Whole runs through the window, from the start of the diagnostics to the end of the program.
+#include "tests/WindowRun.h"
+
+#include "sample_product/RunningProduct.h"
+
+#include <regex>
+
+namespace fs = std::filesystem;
+using namespace support_service;
+using namespace test_support;
+using sample_product::RunningProduct;
+
+namespace {
+
+class WindowWholeRun : public WindowRun {
+protected:
+    static constexpr char restartTitle[] = "Lumadoc restart required";
+    static constexpr char severalTitle[] = "Multiple instances of Lumadoc detected";
+
+    void expectSent(const std::string &text, const std::string &email) {
+        ASSERT_EQ(service.receipts().size(), 1U);
+        const auto items = received();
+        const auto record = items.find("Lumadoc/UserEmailFeedback.json");
+        ASSERT_NE(record, items.end());
+        EXPECT_THAT(record->second.content,
+                    testing::MatchesRegex("\\{\"machineid\":\"[0-9a-f]{128}\",\"email\":\"" + email +
+                                          "\",\"problemdesc\":\"" + text + "\"\\}"));
+    }
+};
+
+// Where the diagnostics begin to differ from what every launch logs.
+constexpr char started[] = "INFO: Start diagnostics pressed.";
+
+constexpr char wholeRunLog[] =
+    "INFO: Start diagnostics pressed. Advanced Log Checkbox: No\n"
+    "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.LumadocPE\n"
+    "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.Pelx\n"
+    "INFO: LumadocRunningInstance.isEmpty\n"
+    "INFO: App url for bundle: com.brennic.LumadocPE is: ~/Applications/Lumadoc.app\n"
+    "INFO: Lumadoc installation found.\n"
+    "INFO: FlavourFromAppVersion:10.003.20112 flavour: QZ\n"
+    "INFO: Directory created: RUN/Lumadoc\n"
+    "INFO: PropertyList URL: ~/.local/share/Library/Preferences/com.brennic.LumadocPE.plist\n"
+    "INFO: Lumalogging dictionary created\n"
+    "INFO: Changes synchronized to plist successfully.\n"
+    "INFO: ShowRestartLumadocAlert: false\n"
+    "INFO: Monitoring Queue initiated.\n"
+    "WARNING: Lumadoc running instance not Verified. OldProcessId: \n"
+    "INFO: File copied successfully.\n"
+    "INFO: File copied successfully.\n"
+    "ERROR: Error copying lumaUpdaterTools.log: No such file or directory\n"
+    "INFO: Total [\"lumacef\"] files found: 3. Copying: 3 of size 58 kb. MaxFileCopyCount: 100\n"
+    "INFO: File created and content written successfully.\n"
+    "INFO: Stop diagnostics Queue Completed.\n"
+    "INFO: File created and content written successfully.\n"
+    "INFO: Removed file with extension: bin\n"
+    "INFO: Total files removed based on allowed extensions: 1\n"
+    "INFO: Compressed File: lumaMacLog_LOGID_abc.zip\n"
+    "INFO: Directory compressed successfully.\n"
+    "INFO: Deleted: Lumadoc\n"
+    "INFO: File copied successfully.\n"
+    "INFO: Deleted: lumaMacLog_LOGID_abc.zip\n"
+    "INFO: Compressed file size: SIZE mb\n"
+    "INFO: Uploading 0%\n"
+    "INFO: Status Code: 200\n"
+    "INFO: Response Data: Received.\n"
+    "INFO: Directory deleted successfully. Path: RUN\n"
+    "INFO: --------------onDisappear triggered, application closed-------------- \n"
+    "MALFORMED: \nMALFORMED: \n";
+
+} // namespace
+
+TEST_F(WindowWholeRun, LeadsFromTheStartToTheEnd) {
+    const auto product = install();
+    open();
+    EXPECT_EQ(texts(),
+              (std::vector<std::string>{
+                  "Brennic Lumadoc Diagnostics",
+                  "Lumadoc Diagnostics needs to collect the following information to address the issue",
+                  "BASIC LOGS\n• Lumadoc configuration, settings and logs\n"
+                  "• System configuration and settings"}));
+    press("Start diagnostics");
+    waitForText("Please reproduce the steps that led to the issue and then select Stop diagnostics");
+    press("Stop diagnostics");
+    window().waitForFocus("text", descriptionName);
+    EXPECT_THAT(texts(), testing::IsSupersetOf({"Logs generated successfully.",
+                                                "Use the below Log ID for your reference:"}));
+    describe("It stopped");
+    writeEmail("someone@brennic.example");
+    press("Share logs");
+    waitForText(sentText);
+    expectSent("It stopped", "someone@brennic.example");
+    const auto items = received();
+    EXPECT_EQ(items.at("Lumadoc/LumaLog/Lumadoc-1.log").content,
+              readFile(product.logs / "Lumadoc-1.log").toStdString());
+    EXPECT_TRUE(items.contains("Lumadoc/DetailedInfo.json"));
+    // The run's folder goes once the archive is sent.
+    EXPECT_EQ(namesIn("Output"), std::vector<std::string>());
+    EXPECT_EQ(namesIn("temp"), std::vector<std::string>());
+    window().waitForFocus("push button", "Close");
+    window().click("push button", "Close");
+    expectTheEnd();
+    EXPECT_EQ(std::regex_replace(logFrom(started), std::regex("size: [0-9.]+ mb"), "size: SIZE mb"),
+              wholeRunLog);
+}
+
+TEST_F(WindowWholeRun, NeedsNoPointer) {
+    install();
+    open();
+    window().waitForFocus("push button", "Start diagnostics");
+    // Back over the toggles, which Space works, and round again.
+    window().key("shift+Tab");
+    window().waitForFocus("check box", "System apps information");
+    window().key("shift+Tab");
+    window().waitForFocus("check box", "Advanced logs");
+    window().key("space");
+    window().find("check box", "Advanced logs", [](const Control &toggle) { return toggle.isChecked(); });
+    window().key("space");
+    window().find("check box", "Advanced logs", [](const Control &toggle) { return !toggle.isChecked(); });
+    window().key("Tab");
+    window().key("Tab");
+    window().waitForFocus("push button", "Start diagnostics");
+    window().key("Return");
+    waitForButton("Stop diagnostics");
+    std::this_thread::sleep_for(doubleClick);
+    window().key("space");
+    window().waitForFocus("text", descriptionName);
+    describe("By keys");
+    window().key("Tab");
+    window().waitForFocus("text", emailName);
+    window().type("keys@brennic.example");
+    window().key("Tab");
+    window().waitForFocus("push button", attachName);
+    window().key("shift+Tab");
+    window().waitForFocus("text", emailName);
+    window().key("shift+Tab");
+    window().waitForFocus("text", descriptionName);
+    for (const char *name : {"Copy ID", "Share logs"}) {
+        window().key("shift+Tab");
+        window().waitForFocus("push button", name);
+    }
+    window().key("Return");
+    window().waitForFocus("push button", "Close");
+    expectSent("By keys", "keys@brennic.example");
+    window().key("Return");
+    expectTheEnd();
+}
+
+TEST_F(WindowWholeRun, StopsAtAnEmptyDescription) {
+    install();
+    open();
+    capture();
+    EXPECT_FALSE(shows("Desciption is required"));
+    EXPECT_FALSE(window().look("push button", "Share logs")->isEnabled());
+    describe("x");
+    waitForButton("Share logs");
+    EXPECT_FALSE(shows("Desciption is required"));
+    window().key("BackSpace");
+    waitForText("Desciption is required");
+    EXPECT_EQ(description().description, "Desciption is required");
+    EXPECT_FALSE(window().look("push button", "Share logs")->isEnabled());
+    window().clickAt(*window().look("push button", "Share logs"));
+    window().clickAt(description());
+    EXPECT_EQ(service.connections(), 0U);
+    EXPECT_THAT(log(), testing::Not(testing::HasSubstr("Compressed File")));
+    describe("It stopped");
+    press("Share logs");
+    waitForText(sentText);
+    expectSent("It stopped", "");
+}
+
+TEST_F(WindowWholeRun, ASecondClickOfADoubleClickDoesNotStop) {
+    install();
+    open();
+    window().clickAt(waitForButton("Start diagnostics"), 2);
+    waitForButton("Stop diagnostics");
+    std::this_thread::sleep_for(std::chrono::milliseconds(600));
+    EXPECT_TRUE(window().shows("push button", "Stop diagnostics"));
+    EXPECT_THAT(log(), testing::Not(testing::HasSubstr("Monitoring Queue initiated.")));
+}
+
+TEST_F(WindowWholeRun, TheStandaloneProgramEndsAtTheLogId) {
+    QByteArray info = readFile(bundle.info());
+    ASSERT_TRUE(info.contains("<key>LumamonStandaloneVersion</key>"));
+    const qsizetype key = info.indexOf("<key>LumamonStandaloneVersion</key>");
+    info.replace(info.indexOf("<false/>", key), 8, "<true/>");
+    writeFile(bundle.info(), info);
+    install();
+    open();
+    press("Start diagnostics");
+    press("Stop diagnostics");
+    window().waitForFocus("push button", "Close");
+    // It has been scrolled into sight; the rest is above it.
+    EXPECT_FALSE(description().isEditable());
+    EXPECT_FALSE(email().isEditable());
+    EXPECT_FALSE(window().look("push button", attachName)->isEnabled());
+    EXPECT_FALSE(window().shows("push button", "Share logs"));
+    window().click("push button", "Close");
+    expectTheEnd();
+    EXPECT_EQ(service.connections(), 0U);
+}
+
+TEST_F(WindowWholeRun, ARunningProductOfTheReleaseTrackIsToBeRestarted) {
+    REQUIRE_OWN_NAMESPACES();
+    const auto product = install();
+    RunningProduct running(product.executable);
+    open();
+    press("Start diagnostics");
+    window().find("dialog", restartTitle);
+    waitForText("We suggest restarting Lumadoc immediately to gather detailed logs and then perform the "
+                "problematic steps.");
+    window().waitForFocus("push button", "OK");
+    // The run goes on behind the alert.
+    EXPECT_TRUE(window().shows("push button", "Stop diagnostics"));
+    window().key("Return");
+    window().waitUntilGone("dialog", restartTitle);
+    EXPECT_THAT(log(), testing::HasSubstr("INFO: ShowRestartLumadocAlert: true\n"));
+    press("Stop diagnostics");
+    window().waitForFocus("text", descriptionName);
+}
+
+TEST_F(WindowWholeRun, TwoRunningProductsAreOneTooMany) {
+    REQUIRE_OWN_NAMESPACES();
+    const auto one = install();
+    const auto other = sample_product::makeSampleBundle(
+        home.path(), {.edition = sample_product::Edition::pellix});
+    RunningProduct first(one.executable);
+    auto second = std::make_unique<RunningProduct>(other.executable);
+    open();
+    for (const char *key : {"Return", "Escape", "space"}) {
+        press("Start diagnostics");
+        window().find("dialog", severalTitle);
+        window().waitForFocus("push button", "OK");
+        window().key(key);
+        window().waitUntilGone("dialog", severalTitle);
+        EXPECT_TRUE(window().shows("push button", "Start diagnostics"));
+        EXPECT_THAT(log(), testing::EndsWith("INFO: Lumadoc multiple running instances.\n"));
+    }
+    second.reset();
+    press("Start diagnostics");
+    waitForButton("Stop diagnostics");
+}
+
+TEST_F(WindowWholeRun, WithoutAProductItSaysSoAndGoesOn) {
+    open();
+    press("Start diagnostics");
+    window().find("dialog", "No Lumadoc installation detected");
+    waitForText("No Lumadoc installation found on this device. Please install Lumadoc and then start "
+                "troubeshooting.");
+    window().click("push button", "OK");
+    window().waitUntilGone("dialog", "No Lumadoc installation detected");
+    EXPECT_TRUE(window().shows("push button", "Stop diagnostics"));
+}
