@@ -1,4 +1,4 @@
-// The yardstick of the window's start: a small window of Qt Quick, drawn by the same backend.
+// The yardstick of the window's start: a window of Qt Quick with one line of text, drawn by the same backend.
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QQuickWindow>
@@ -8,6 +8,6 @@ int main(int argumentCount, char **arguments) {
     const QGuiApplication application(argumentCount, arguments);
     QQmlApplicationEngine engine;
     engine.loadData("import QtQuick\n"
-                    "Window { visible: true; width: 680; height: 576; color: \"white\" }");
+                    "Window { visible: true; width: 680; height: 576; color: \"white\"; Text { text: \"Bare\" } }");
     return QGuiApplication::exec();
 }

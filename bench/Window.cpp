@@ -113,11 +113,9 @@ int measureGaps(int argumentCount, char **arguments) {
     Logger::changeLogFileLocation();
     UtilityFunctions::isOutputDirectoryCreated = true;
     WindowScene scene;
-    if (!scene.open())
-        fail("no window");
-    auto *view = qvariant_cast<ContentView *>(QGuiApplication::topLevelWindows().value(0)->property("view"));
-    if (!view)
-        fail("no view");
+    scene.open();
+    waitFor([] { return !QGuiApplication::topLevelWindows().isEmpty(); });
+    ContentView *view = &scene.view();
     const auto has = [view](const QString &caption) {
         return [view, caption] { return view->startButtonLabel.value() == caption; };
     };

@@ -12,6 +12,7 @@ public Q_SLOTS:
     void applicationAvailable() {
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
         registerViews();
+        registerTypeface();
     }
 
     void qmlEngineAvailable(QQmlEngine *engine) { engine->addImportPath(QStringLiteral("qrc:/")); }

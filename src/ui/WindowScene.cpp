@@ -2,6 +2,7 @@
 
 #include "discovery/ProductDiscovery.h"
 #include "platform/Bundle.h"
+#include "ui/Views.h"
 
 #include <QCoreApplication>
 #include <QIcon>
@@ -30,6 +31,7 @@ WindowScene::WindowScene()
     , m_component(&m_engine) {
     m_engine.addImportPath(QStringLiteral("qrc:/"));
     m_component.loadUrl(QUrl(QStringLiteral("qrc:/Lumamon/qml/Main.qml")), QQmlComponent::Asynchronous);
+    registerTypeface();
     QObject::connect(&m_component, &QQmlComponent::statusChanged, &m_view, [this] { openWhenLoaded(); });
     const auto &bundle = platform::Bundle::main();
     m_view.isStandaloneVersion = bundle && bundle->flag("LumamonStandaloneVersion").value_or(false);

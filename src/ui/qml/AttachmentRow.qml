@@ -1,7 +1,6 @@
 // Attached files: the button that picks them, how many there are, and the one that removes them.
 import QtQuick
 import QtQuick.Layouts
-import QtQuick.Templates as T
 import Lumamon
 
 RowLayout {
@@ -12,23 +11,17 @@ RowLayout {
     spacing: 16
 
     WindowButton {
-        id: attach
-
         view: row.view
         text: "Attach screenshot and pdf files"
-        leftPadding: 6
-        rightPadding: 6
+        sidePadding: 6
         enabled: !row.view.isFormFrozen && !row.view.isFeedbackEmailLayoutDisabled
         opacity: enabled ? 1.0 : 0.6
         onClicked: row.view.presentFilePicker()
+        background.radius: 6
+        background.border.width: 1
+        background.border.color: Assets.color("Border", row.view.colorScheme)
+        background.color: pressed ? Qt.alpha(background.border.color, 0.2) : "transparent"
         Layout.preferredWidth: row.view.AttachFileButtonWidth
-
-        background: BoxFrame {
-            view: row.view
-            isWrong: false
-            isFocused: attach.visualFocus
-            color: attach.pressed ? Qt.alpha(border.color, 0.2) : "transparent"
-        }
     }
 
     ColumnLayout {
@@ -51,26 +44,19 @@ RowLayout {
                 text: row.view.attachedFilesLabel
             }
 
-            T.AbstractButton {
+            Pressable {
                 id: remove
 
                 implicitWidth: 24
                 implicitHeight: 24
+                text: "Remove attached files"
                 enabled: !row.view.isFormFrozen && !row.view.isFeedbackEmailLayoutDisabled
                 opacity: enabled ? 1.0 : 0.6
-                Accessible.name: "Remove attached files"
-                Accessible.description: enabled ? "" : "Unavailable"
-                Keys.onReturnPressed: clicked()
-                Keys.onEnterPressed: clicked()
                 onClicked: row.view.removeAllUserFiles()
+                Accessible.role: Accessible.Button
 
-                contentItem: AssetImage {
-                    view: row.view
-                    name: "TarnDeleteOutline18N"
-                    size: 18
-                }
-
-                background: Rectangle {
+                Rectangle {
+                    anchors.fill: parent
                     color: "transparent"
                     radius: 4
 
@@ -78,6 +64,13 @@ RowLayout {
                         view: row.view
                         visible: remove.visualFocus
                     }
+                }
+
+                AssetImage {
+                    view: row.view
+                    name: "TarnDeleteOutline18N"
+                    size: 18
+                    anchors.centerIn: parent
                 }
             }
         }

@@ -1,9 +1,8 @@
 // Logo and title.
 import QtQuick
-import QtQuick.Layouts
 import Lumamon
 
-RowLayout {
+Row {
     id: header
 
     required property ContentView view
@@ -21,6 +20,7 @@ RowLayout {
         text: "Brennic Lumadoc Diagnostics"
         font.pixelSize: 22
         wrapMode: Text.NoWrap
+        anchors.verticalCenter: parent.verticalCenter
         Accessible.role: Accessible.Heading
     }
 }

@@ -1,33 +1,21 @@
 // A text that works as a link.
 import QtQuick
-import QtQuick.Templates as T
 import Lumamon
 
-T.AbstractButton {
+Pressable {
     id: link
 
     required property ContentView view
     property bool underlined: true
+    property alias contentItem: caption
 
-    hoverEnabled: true
-
-    implicitWidth: implicitContentWidth
-    implicitHeight: implicitContentHeight
+    implicitWidth: caption.implicitWidth
+    implicitHeight: caption.implicitHeight
+    cursorShape: Qt.PointingHandCursor
     Accessible.role: Accessible.Link
-    Accessible.name: text
-    Accessible.description: enabled ? "" : "Unavailable"
-    Keys.onReturnPressed: clicked()
-    Keys.onEnterPressed: clicked()
 
-    contentItem: BodyText {
-        view: link.view
-        text: link.text
-        colorName: link.enabled ? "LinkColor" : "SecondaryTextColor"
-        font.underline: link.underlined && link.enabled
-        Accessible.ignored: true
-    }
-
-    background: Rectangle {
+    Rectangle {
+        anchors.fill: parent
         color: "transparent"
 
         FocusRing {
@@ -36,7 +24,14 @@ T.AbstractButton {
         }
     }
 
-    HoverHandler {
-        cursorShape: Qt.PointingHandCursor
+    BodyText {
+        id: caption
+
+        view: link.view
+        text: link.text
+        colorName: link.enabled ? "LinkColor" : "SecondaryTextColor"
+        font.underline: link.underlined && link.enabled
+        wrapMode: Text.NoWrap
+        Accessible.ignored: true
     }
 }

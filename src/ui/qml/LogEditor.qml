@@ -1,9 +1,8 @@
 // What is collected, and the choice of more.
 import QtQuick
-import QtQuick.Layouts
 import Lumamon
 
-ColumnLayout {
+Column {
     id: editor
 
     required property ContentView view
@@ -19,7 +18,7 @@ ColumnLayout {
         text: "Advanced logs"
         checked: editor.view.getSpinDump
         enabled: !editor.view.advanceLogToggleDisabled
-        onToggled: editor.view.changeSpinDump(checked)
+        onClicked: editor.view.changeSpinDump(!checked)
     }
 
     Toggle {
@@ -27,6 +26,6 @@ ColumnLayout {
         text: "System apps information"
         checked: editor.view.getInstalledApps
         enabled: !editor.view.advanceLogToggleDisabled
-        onToggled: editor.view.changeInstalledApps(checked)
+        onClicked: editor.view.changeInstalledApps(!checked)
     }
 }

@@ -1,6 +1,5 @@
 // The diagnostics window: its sections from top to bottom, and the alerts over them.
 import QtQuick
-import QtQuick.Templates as T
 import Lumamon
 
 Window {
@@ -19,7 +18,7 @@ Window {
     onClosing: view.disappear()
 
     // What has the keyboard is in sight.
-    onActiveFocusItemChanged: Qt.callLater(scroll.reveal)
+    onActiveFocusItemChanged: Qt.callLater(scroll.reveal) // qmllint disable use-proper-function
 
     Flickable {
         id: scroll
@@ -40,7 +39,7 @@ Window {
                 contentY = Math.min(lowest, bottom + sections.edge - height);
         }
 
-        onContentHeightChanged: Qt.callLater(reveal)
+        onContentHeightChanged: Qt.callLater(reveal) // qmllint disable use-proper-function
         anchors.fill: parent
         boundsBehavior: Flickable.StopAtBounds
         contentHeight: sections.implicitHeight + 2 * sections.edge
@@ -56,9 +55,18 @@ Window {
             view: window.view
         }
 
-        T.ScrollBar.vertical: VerticalScrollBar {
-            view: window.view
-        }
+    }
+
+    // Shows that there is more.
+    Rectangle {
+        visible: scroll.visibleArea.heightRatio < 1
+        width: 6
+        height: Math.max(24, scroll.visibleArea.heightRatio * scroll.height)
+        y: scroll.visibleArea.yPosition * scroll.height
+        radius: 3
+        anchors.right: parent.right
+        anchors.rightMargin: 2
+        color: Assets.color("Border", window.view.colorScheme)
     }
 
     Loader {

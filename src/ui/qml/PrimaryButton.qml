@@ -31,6 +31,7 @@ FocusScope {
         view: primary.view
         visible: !primary.view.thickBorderButtonStyle
         focus: visible
+        isFocusQuiet: true
         text: primary.view.startButtonLabel
         enabled: !primary.view.primaryButtonDisabled
         colorBinding: Assets.color(primary.view.primaryButtonColor, primary.view.colorScheme)

@@ -1,9 +1,8 @@
 // The status line, with a moving bar while something is under way.
 import QtQuick
-import QtQuick.Layouts
 import Lumamon
 
-ColumnLayout {
+Column {
     id: status
 
     required property ContentView view
@@ -14,12 +13,12 @@ ColumnLayout {
         view: status.view
         text: status.view.logLabel
         horizontalAlignment: Text.AlignHCenter
-        Layout.fillWidth: true
+        width: status.width
     }
 
     RunningIndicator {
         view: status.view
         visible: status.view.isRunning
-        Layout.alignment: Qt.AlignHCenter
+        anchors.horizontalCenter: parent.horizontalCenter
     }
 }

@@ -1,27 +1,31 @@
 // A check box in the window's look.
 import QtQuick
-import QtQuick.Templates as T
 import Lumamon
 
-T.CheckBox {
+Pressable {
     id: toggle
 
     required property ContentView view
+    property bool checked: false
     readonly property color tint: Assets.color("CheckboxColor", view.colorScheme)
 
-    implicitWidth: implicitIndicatorWidth + spacing + implicitContentWidth
-    implicitHeight: Math.max(implicitContentHeight, implicitIndicatorHeight)
-    spacing: 8
+    implicitWidth: caption.x + caption.implicitWidth
+    implicitHeight: caption.implicitHeight
     opacity: enabled ? 1.0 : 0.6
+    Accessible.role: Accessible.CheckBox
+    Accessible.checkable: true
+    Accessible.checked: checked
+    // A check box is not what Return works.
     Keys.onReturnPressed: event => event.accepted = false
-    Accessible.name: text
-    Accessible.description: enabled ? "" : "Unavailable"
+    Keys.onEnterPressed: event => event.accepted = false
 
-    indicator: Rectangle {
-        implicitWidth: 18
-        implicitHeight: 18
-        y: (toggle.height - height) / 2
+    Rectangle {
+        id: box
+
+        width: 18
+        height: 18
         radius: 4
+        anchors.verticalCenter: parent.verticalCenter
         color: toggle.checked ? toggle.tint : "transparent"
         border.width: toggle.checked ? 0 : 1
         border.color: Assets.color("Border", toggle.view.colorScheme)
@@ -40,12 +44,14 @@ T.CheckBox {
         }
     }
 
-    contentItem: BodyText {
+    BodyText {
+        id: caption
+
         view: toggle.view
         text: toggle.text
         font.pixelSize: 16
-        leftPadding: toggle.indicator.width + toggle.spacing
-        verticalAlignment: Text.AlignVCenter
+        x: box.width + 8
+        wrapMode: Text.NoWrap
         Accessible.ignored: true
     }
 }

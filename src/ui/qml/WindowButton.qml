@@ -1,37 +1,42 @@
-// What the window's buttons have in common: Return works them as Space does, and a ring shows the focus.
+// What the window's buttons have in common: a caption on a rounded ground, and a ring that shows the focus.
 import QtQuick
-import QtQuick.Templates as T
 import Lumamon
 
-T.Button {
+Pressable {
     id: button
 
     required property ContentView view
     property color textColor: Assets.color("PrimaryTextColor", view.colorScheme)
+    property real sidePadding: 16
+    property alias background: ground
+    property alias contentItem: caption
 
-    topPadding: 8
-    bottomPadding: 8
-    leftPadding: 16
-    rightPadding: 16
-    implicitWidth: implicitContentWidth + leftPadding + rightPadding
-    implicitHeight: implicitContentHeight + topPadding + bottomPadding
-    Accessible.name: text
-    // This version of Qt does not tell assistive technology that a control is disabled.
-    Accessible.description: enabled ? "" : "Unavailable"
-    Keys.onReturnPressed: event => workByKey(event)
-    Keys.onEnterPressed: event => workByKey(event)
+    implicitWidth: caption.implicitWidth + 2 * sidePadding
+    implicitHeight: caption.implicitHeight + 16
+    Accessible.role: Accessible.Button
 
-    function workByKey(event: KeyEvent) {
-        if (!event.isAutoRepeat)
-            clicked();
+    Rectangle {
+        id: ground
+
+        anchors.fill: parent
+        radius: 16
+
+        FocusRing {
+            view: button.view
+            visible: button.visualFocus
+        }
     }
 
-    contentItem: BodyText {
+    BodyText {
+        id: caption
+
         view: button.view
         text: button.text
         color: button.textColor
+        x: button.sidePadding
+        y: 8
+        width: button.width - 2 * button.sidePadding
         horizontalAlignment: Text.AlignHCenter
-        verticalAlignment: Text.AlignVCenter
         Accessible.ignored: true
     }
 }

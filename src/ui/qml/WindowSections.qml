@@ -1,9 +1,8 @@
 // The sections in one stack, centred. Which of them are there is the state's business.
 import QtQuick
-import QtQuick.Layouts
 import Lumamon
 
-ColumnLayout {
+Column {
     id: sections
 
     required property ContentView view
@@ -12,7 +11,7 @@ ColumnLayout {
 
     Header {
         view: sections.view
-        Layout.alignment: Qt.AlignHCenter
+        anchors.horizontalCenter: parent.horizontalCenter
     }
 
     BodyText {
@@ -21,55 +20,54 @@ ColumnLayout {
         font.pixelSize: 12
         colorName: "SecondaryTextColor"
         horizontalAlignment: Text.AlignHCenter
-        Layout.fillWidth: true
+        width: sections.width
     }
 
     LogEditor {
         view: sections.view
         visible: sections.view.isLogEditorVisible
-        Layout.alignment: Qt.AlignHCenter
+        anchors.horizontalCenter: parent.horizontalCenter
     }
 
     PrimaryButton {
         view: sections.view
         visible: !sections.view.isCloseLayoutVisible
         focus: true
-        Layout.alignment: Qt.AlignHCenter
+        anchors.horizontalCenter: parent.horizontalCenter
     }
 
     StatusLine {
         view: sections.view
         visible: sections.view.isLogLabelVisible || sections.view.isRunning
-        Layout.fillWidth: true
+        width: sections.width
     }
 
     LateSection {
         view: sections.view
         file: "LogIdBlock.qml"
         isShown: sections.view.isLoggingCompleteVisible
-        Layout.fillWidth: true
+        width: sections.width
     }
 
     LateSection {
         view: sections.view
         file: "UploadFailedBlock.qml"
         isShown: sections.view.isUploadFailedLayoutVisible
-        Layout.fillWidth: true
+        width: sections.width
     }
 
     LateSection {
         view: sections.view
         file: "FeedbackForm.qml"
         isShown: sections.view.isFeedbackLayoutVisible
-        Layout.fillWidth: true
-        Layout.maximumWidth: 632
-        Layout.alignment: Qt.AlignHCenter
+        width: Math.min(632, sections.width)
+        anchors.horizontalCenter: parent.horizontalCenter
     }
 
     LateSection {
         view: sections.view
         file: "CloseLayout.qml"
         isShown: sections.view.isCloseLayoutVisible
-        Layout.alignment: Qt.AlignHCenter
+        anchors.horizontalCenter: parent.horizontalCenter
     }
 }

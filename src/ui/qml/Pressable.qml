@@ -1,0 +1,55 @@
+// What buttons, links and check boxes share: they are worked by the pointer, by Space and by Return. Made of
+// Qt Quick's plain items, since loading its controls takes as long as all the rest of the window.
+import QtQuick
+
+Item {
+    id: control
+
+    property string text
+    readonly property bool pressed: tap.pressed
+    readonly property bool hovered: hover.hovered
+    property alias cursorShape: hover.cursorShape
+    /// The keyboard works the control, and the user is to see it.
+    readonly property bool visualFocus: activeFocus && !isFocusQuiet
+    /// The focus came by the pointer, or was there when the window opened.
+    property bool isFocusQuiet: false
+
+    signal clicked()
+
+    function work(event: KeyEvent) {
+        if (!event.isAutoRepeat)
+            clicked();
+    }
+
+    activeFocusOnTab: true
+    Accessible.focusable: true
+    Accessible.name: text
+    // This version of Qt does not tell assistive technology that a control is disabled.
+    Accessible.description: enabled ? "" : "Unavailable"
+    Accessible.onPressAction: {
+        if (enabled)
+            clicked();
+    }
+    Keys.onReturnPressed: event => work(event)
+    Keys.onEnterPressed: event => work(event)
+    Keys.onSpacePressed: event => work(event)
+    onActiveFocusChanged: {
+        if (!activeFocus)
+            isFocusQuiet = false;
+    }
+
+    HoverHandler {
+        id: hover
+    }
+
+    TapHandler {
+        id: tap
+
+        gesturePolicy: TapHandler.ReleaseWithinBounds
+        onTapped: {
+            control.forceActiveFocus(Qt.MouseFocusReason);
+            control.isFocusQuiet = true;
+            control.clicked();
+        }
+    }
+}
