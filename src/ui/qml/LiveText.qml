@@ -11,8 +11,7 @@ BodyText {
     }
 
     Accessible.role: Accessible.AlertMessage
-    // Later, when its name has followed its text.
-    onTextChanged: Qt.callLater(announce) // qmllint disable use-proper-function
-    onVisibleChanged: Qt.callLater(announce) // qmllint disable use-proper-function
-    Component.onCompleted: Qt.callLater(announce) // qmllint disable use-proper-function
+    onTextChanged: announce()
+    onVisibleChanged: announce()
+    Component.onCompleted: announce()
 }

@@ -18,7 +18,15 @@ Window {
     onClosing: view.disappear()
 
     // What has the keyboard is in sight.
-    onActiveFocusItemChanged: Qt.callLater(scroll.reveal) // qmllint disable use-proper-function
+    onActiveFocusItemChanged: revealing.restart()
+
+    // In the next turn, when the sections have taken their places.
+    Timer {
+        id: revealing
+
+        interval: 0
+        onTriggered: scroll.reveal()
+    }
 
     Flickable {
         id: scroll
@@ -39,7 +47,7 @@ Window {
                 contentY = Math.min(lowest, bottom + sections.edge - height);
         }
 
-        onContentHeightChanged: Qt.callLater(reveal) // qmllint disable use-proper-function
+        onContentHeightChanged: revealing.restart()
         anchors.fill: parent
         boundsBehavior: Flickable.StopAtBounds
         contentHeight: sections.implicitHeight + 2 * sections.edge
