@@ -53,14 +53,6 @@ TEST_F(Launch, ASecondCopyLeavesOneLineAndEnds) {
     EXPECT_TRUE(first->isRunning());
 }
 
-TEST_F(Launch, ASecondCopyWithAWindowEndsToo) {
-    install();
-    const auto first = startAndHold();
-    const std::string before = log();
-    EXPECT_EQ(run(std::vector<std::string>{}), exited(0));
-    EXPECT_EQ(log(), before + detected("\"PROGRAM\""));
-}
-
 TEST_F(Launch, ACopyInAnotherPlaceIsACopy) {
     install();
     const auto first = startAndHold();

@@ -67,7 +67,7 @@ TEST_F(WindowAccessible, EveryControlHasARoleANameAndAStateInEveryStep) {
                                      "alert message: Logs generated successfully.",
                                      "label: Use the below Log ID for your reference:",
                                      testing::MatchesRegex("label: [0-9a-f-]{36}"), "push button: Copy ID",
-                                     "push button: view logs (disabled)", std::string("label: ") + descriptionName,
+                                     "link: view logs (disabled)", std::string("label: ") + descriptionName,
                                      std::string("text: ") + descriptionName,
                                      std::string("label: ") + emailName, std::string("text: ") + emailName,
                                      std::string("push button: ") + attachName,
@@ -78,8 +78,8 @@ TEST_F(WindowAccessible, EveryControlHasARoleANameAndAStateInEveryStep) {
     waitForButton("Share logs");
     EXPECT_THAT(shown(), testing::ElementsAre(
                              title, info, "push button: Share logs", "alert message: Error sharing logs.",
-                             "label: You can", "push button: view the logs", "label: and share it with us at",
-                             "push button: lumadoc-support@brennic.example", std::string("label: ") + descriptionName,
+                             "label: You can", "link: view the logs", "label: and share it with us at",
+                             "link: lumadoc-support@brennic.example", std::string("label: ") + descriptionName,
                              std::string("text: ") + descriptionName, std::string("label: ") + emailName,
                              std::string("text: ") + emailName + " (disabled)",
                              std::string("push button: ") + attachName + " (disabled)",
@@ -89,7 +89,7 @@ TEST_F(WindowAccessible, EveryControlHasARoleANameAndAStateInEveryStep) {
     EXPECT_THAT(shown(), testing::ElementsAre(title, info, "alert message: Logs generated successfully.",
                                               "label: Use the below Log ID for your reference:",
                                               testing::MatchesRegex("label: [0-9a-f-]{36}"),
-                                              "push button: Copy ID", "push button: view logs (disabled)",
+                                              "push button: Copy ID", "link: view logs (disabled)",
                                               std::string("alert message: ") + sentText, "push button: Close"));
 }
 

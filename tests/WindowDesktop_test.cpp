@@ -125,7 +125,7 @@ TEST_F(WindowDesktop, ViewLogsInTheBlockOfTheLogIdStaysDisabled) {
     install();
     open();
     capture();
-    EXPECT_FALSE(window().find("push button", "view logs").isEnabled());
+    EXPECT_FALSE(window().find("link", "view logs").isEnabled());
 }
 
 TEST_F(WindowDesktop, LinksOpenTheRunFolderAndAPreparedMessage) {
@@ -140,16 +140,16 @@ TEST_F(WindowDesktop, LinksOpenTheRunFolderAndAPreparedMessage) {
     writeEmail("x+y@brennic.example");
     const std::string id = shownLogId();
     press("Share logs");
-    window().click("push button", "view the logs");
+    window().click("link", "view the logs");
     expectOpened(runFolder().native());
-    window().click("push button", "lumadoc-support@brennic.example");
+    window().click("link", "lumadoc-support@brennic.example");
     expectOpened("mailto:lumadoc-support@brennic.example"
                  "?subject=Lumadoc%20troubleshooting%20using%20Brennic%20Lumadoc%20Diagnostics."
                  "&body=Hi%20Team,%0A%0ALocal%20Log%20ID:%20" +
                  id + "%0ADescription:%20a%20&%20b%0AEmail%20address:%20x+y@brennic.example%0A");
     // By the keyboard as well.
     window().key("shift+Tab");
-    window().waitForFocus("push button", "view the logs");
+    window().waitForFocus("link", "view the logs");
     window().key("Return");
     expectOpened(runFolder().native());
 }
@@ -225,7 +225,7 @@ TEST_F(WindowOnASmallDisplay, EverythingIsInsideTheWindowOrCanBeScrolledTo) {
     expectNothingIsCutOff();
     describe("Twice as large");
     press("Share logs");
-    window().click("push button", "lumadoc-support@brennic.example");
+    window().click("link", "lumadoc-support@brennic.example");
     expectNothingIsCutOff();
     // Scrolls there.
     window().point(*window().look("push button", attachName));

@@ -37,9 +37,9 @@ protected:
         const auto from = std::find(all.begin(), all.end(), failedText);
         const auto to = std::find(from, all.end(), "You can");
         EXPECT_EQ(std::vector<std::string>(from + 1, to), reason);
-        EXPECT_TRUE(window().shows("push button", "view the logs"));
+        EXPECT_TRUE(window().shows("link", "view the logs"));
         EXPECT_TRUE(shows("and share it with us at"));
-        EXPECT_TRUE(window().shows("push button", "lumadoc-support@brennic.example"));
+        EXPECT_TRUE(window().shows("link", "lumadoc-support@brennic.example"));
         waitForButton("Share logs");
     }
 };

@@ -77,7 +77,8 @@ private:
     void keyPressEvent(QKeyEvent *) override { ++keys; }
 };
 
-TEST_F(WorkBesideWindowTest, AKeyWaitsUntilTheWorkHasEnded) {
+// The closing of the window is an event of the user's too.
+TEST_F(WorkBesideWindowTest, TheUserIsHeardMeanwhile) {
     KeyWindow window;
     window.show();
     test_support::runMainQueueFor(20ms);
@@ -88,16 +89,14 @@ TEST_F(WorkBesideWindowTest, AKeyWaitsUntilTheWorkHasEnded) {
             Platform::handleKeyEvent<Platform::AsynchronousDelivery>(
                 &window, QEvent::KeyPress, Qt::Key_Space, Qt::NoModifier, QStringLiteral(" "), false, 1);
         });
-        // Time enough to deliver it.
-        std::this_thread::sleep_for(50ms);
-        platform::onMainQueue([&] { keysMeanwhile = window.keys; });
         const auto deadline = std::chrono::steady_clock::now() + 10s;
-        while (keysMeanwhile < 0 && std::chrono::steady_clock::now() < deadline)
+        while (keysMeanwhile < 1 && std::chrono::steady_clock::now() < deadline) {
+            platform::onMainQueue([&] { keysMeanwhile = window.keys; });
             std::this_thread::sleep_for(1ms);
+        }
         return true;
     });
-    EXPECT_EQ(keysMeanwhile, 0);
-    EXPECT_TRUE(test_support::runMainQueueUntil([&] { return window.keys == 1; }, 2s));
+    EXPECT_EQ(keysMeanwhile, 1);
 }
 
 TEST_F(WorkBesideWindowTest, TheEndOfTheProgramEndsTheWaitPromptly) {
