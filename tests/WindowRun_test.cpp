@@ -219,6 +219,36 @@ TEST_F(WindowWholeRun, ARunningProductOfTheReleaseTrackIsToBeRestarted) {
     window().waitForFocus("text", descriptionName);
 }
 
+// Takes as long as the sample of the product does.
+TEST_F(WindowWholeRun, AdvancedLogsBringBothReports) {
+    REQUIRE_OWN_NAMESPACES();
+    auto options = smallProduct();
+    options.version = "10.003.10112";
+    const auto product = install(options);
+    RunningProduct running(product.executable);
+    open();
+    window().click("check box", "Advanced logs");
+    window().click("check box", "System apps information");
+    press("Start diagnostics");
+    press("Stop diagnostics");
+    waitForText("Capturing Lumadoc data dump. Please wait for a few minutes.");
+    window().waitForFocus("text", descriptionName);
+    describe("It is slow");
+    press("Share logs");
+    waitForText(sentText);
+    const auto items = received();
+    ASSERT_TRUE(items.contains("Lumadoc/spinReport.txt"));
+    const std::string sample = items.at("Lumadoc/spinReport.txt").content;
+    EXPECT_THAT(sample, testing::StartsWith("Process sample by Lumadoc Diagnostics\n"));
+    EXPECT_THAT(sample, testing::HasSubstr(product.executable.native()));
+    EXPECT_THAT(sample, testing::ContainsRegex("Thread [0-9]+"));
+    ASSERT_TRUE(items.contains("Lumadoc/sysinfo.txt"));
+    const std::string applications = items.at("Lumadoc/sysinfo.txt").content;
+    EXPECT_THAT(applications, testing::StartsWith("Applications:\n"));
+    EXPECT_THAT(applications, testing::HasSubstr(product.bundle.native()));
+    EXPECT_THAT(log(), testing::HasSubstr("INFO: No SpinResult debug description\n"));
+}
+
 TEST_F(WindowWholeRun, TwoRunningProductsAreOneTooMany) {
     REQUIRE_OWN_NAMESPACES();
     const auto one = install();
