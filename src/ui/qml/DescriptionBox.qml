@@ -40,7 +40,7 @@ ColumnLayout {
 
     ScrollView {
         Layout.fillWidth: true
-        Layout.preferredHeight: 96
+        Layout.preferredHeight: 80
 
         background: BoxFrame {
             view: box.view

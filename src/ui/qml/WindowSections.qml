@@ -7,7 +7,7 @@ Column {
 
     required property ContentView view
 
-    spacing: 16
+    spacing: 12
 
     Header {
         view: sections.view
