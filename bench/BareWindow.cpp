@@ -7,7 +7,8 @@ int main(int argumentCount, char **arguments) {
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     const QGuiApplication application(argumentCount, arguments);
     QQmlApplicationEngine engine;
-    engine.loadData("import QtQuick\n"
-                    "Window { visible: true; width: 680; height: 576; color: \"white\"; Text { text: \"Bare\" } }");
+    engine.loadData(
+        "import QtQuick\n"
+        "Window { visible: true; width: 680; height: 576; color: \"white\"; Text { text: \"Bare\" } }");
     return QGuiApplication::exec();
 }

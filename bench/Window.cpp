@@ -1,23 +1,23 @@
 // The window: the time from the start of the process to its first frame, beside a bare window of Qt Quick in
-// turn; the peak memory of the window that waits; and the longest time in which the main thread serves no event
-// while it captures, packs and uploads.
+// turn; the peak memory of the window that waits; and the longest time in which the main thread serves no
+// event while it captures, packs and uploads.
 //
 // With the argument "--gaps" it is the last of these, in a process and a bundle of its own.
 #include "MeasuredProcess.h"
+#include "discovery/RunState.h"
+#include "discovery/Workspace.h"
+#include "logging/Logging.h"
+#include "packaging/UploadAPI.h"
 #include "platform/Bundle.h"
 #include "platform/MainQueue.h"
 #include "platform/Process.h"
 #include "sample_product/SampleProduct.h"
 #include "support_service/SupportService.h"
 #include "test_support/PrivateBus.h"
-#include "test_support/Screen.h"
 #include "test_support/ScratchBundle.h"
 #include "test_support/ScratchHome.h"
+#include "test_support/Screen.h"
 #include "test_support/Xvfb.h"
-#include "discovery/RunState.h"
-#include "discovery/Workspace.h"
-#include "logging/Logging.h"
-#include "packaging/UploadAPI.h"
 #include "ui/WindowApplication.h"
 #include "ui/WindowScene.h"
 

@@ -10,7 +10,8 @@ function(lumamon_test name)
   target_precompile_headers(${name} REUSE_FROM test_support)
   set_target_properties(${name} PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/UnitTests.app/Contents/Linux")
-  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60
+  # Values without a printed form would give a test another name in every build.
+  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60 NO_PRETTY_VALUES
     PROPERTIES TIMEOUT 120 ${ARG_PROPERTIES})
 endfunction()
 

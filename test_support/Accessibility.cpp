@@ -24,8 +24,7 @@ std::ostream &operator<<(std::ostream &out, const Control &control) {
 }
 
 Accessibility::Accessibility(const std::string &busAddress)
-    : m_bus(busAddress) {
-}
+    : m_bus(busAddress) {}
 
 std::vector<Accessibility::Element> Accessibility::childrenOf(const Element &parent) const {
     std::vector<Element> children;
@@ -52,7 +51,8 @@ std::vector<Accessibility::Element> Accessibility::windowsOf(pid_t process) cons
     return {};
 }
 
-std::string Accessibility::textProperty(const Element &element, const char *interface, const char *name) const {
+std::string Accessibility::textProperty(const Element &element, const char *interface,
+                                        const char *name) const {
     const auto answer = m_bus.call(element.service, element.path, properties, "Get", "ss", interface, name);
     if (!answer || sd_bus_message_enter_container(answer.get(), 'v', "s") < 0)
         return "";
@@ -119,10 +119,12 @@ int Accessibility::noteEvent(sd_bus_message *message, void *accessibility, sd_bu
     if (sd_bus_message_read(message, "sii", &detail, &first, &second) < 0)
         return 0;
     const char *text = nullptr;
-    if (sd_bus_message_enter_container(message, 'v', "s") <= 0 || sd_bus_message_read(message, "s", &text) < 0)
+    if (sd_bus_message_enter_container(message, 'v', "s") <= 0 ||
+        sd_bus_message_read(message, "s", &text) < 0)
         text = "";
     static_cast<Accessibility *>(accessibility)
-        ->m_events.push_back({sd_bus_message_get_path(message), sd_bus_message_get_member(message), detail, text});
+        ->m_events.push_back(
+            {sd_bus_message_get_path(message), sd_bus_message_get_member(message), detail, text});
     return 0;
 }
 
@@ -133,7 +135,8 @@ std::vector<Accessibility::Event> Accessibility::takeEvents() {
 }
 
 std::string Accessibility::textOf(const Control &control) const {
-    const auto answer = m_bus.call(control.service, control.path, "org.a11y.atspi.Text", "GetText", "ii", 0, -1);
+    const auto answer =
+        m_bus.call(control.service, control.path, "org.a11y.atspi.Text", "GetText", "ii", 0, -1);
     return takeText(answer.get());
 }
 

@@ -1,5 +1,5 @@
-// What a program's window tells assistive technology of itself, as a screen reader gets it: over the bus, from
-// outside. https://gitlab.gnome.org/GNOME/at-spi2-core/-/tree/main/xml
+// What a program's window tells assistive technology of itself, as a screen reader gets it: over the bus,
+// from outside. https://gitlab.gnome.org/GNOME/at-spi2-core/-/tree/main/xml
 //
 // One thread.
 #pragma once
@@ -39,7 +39,9 @@ struct Control {
     Extents extents;
 
     /// The window says it in the description, since the state of a disabled item is not passed on.
-    bool isEnabled() const { return has(stateEnabled) && has(stateSensitive) && description != "Unavailable"; }
+    bool isEnabled() const {
+        return has(stateEnabled) && has(stateSensitive) && description != "Unavailable";
+    }
     bool isChecked() const { return has(stateChecked); }
     bool isFocused() const { return has(stateFocused); }
     bool isEditable() const { return has(stateEditable); }
@@ -58,8 +60,8 @@ class Accessibility {
 public:
     explicit Accessibility(const std::string &busAddress);
 
-    /// Everything that the process shows, or would where the user scrolls to it, in the order of the tree. Empty when it shows
-    /// nothing yet, or when it changed while it was read.
+    /// Everything that the process shows, or would where the user scrolls to it, in the order of the tree.
+    /// Empty when it shows nothing yet, or when it changed while it was read.
     std::vector<Control> controlsOf(pid_t process) const;
 
     /// From now on the program tells of changes as well, as it does to a screen reader that asks for them.

@@ -23,8 +23,8 @@ public:
     BusMessage call(const std::string &destination, const std::string &path, const char *interface,
                     const char *method, const char *types, Arguments... arguments) const {
         sd_bus_message *answer = nullptr;
-        sd_bus_call_method(m_bus.get(), destination.c_str(), path.c_str(), interface, method, nullptr, &answer,
-                           types, arguments...);
+        sd_bus_call_method(m_bus.get(), destination.c_str(), path.c_str(), interface, method, nullptr,
+                           &answer, types, arguments...);
         return {answer, &sd_bus_message_unref};
     }
 

@@ -20,7 +20,8 @@ public:
     using Handler = std::function<bool(sd_bus_message *call)>;
 
     /// The service has this name, and answers, when it returns.
-    BusObject(const std::string &address, const std::string &service, const std::string &path, Handler handler);
+    BusObject(const std::string &address, const std::string &service, const std::string &path,
+              Handler handler);
     ~BusObject();
     BusObject(const BusObject &) = delete;
     BusObject &operator=(const BusObject &) = delete;

@@ -12,8 +12,7 @@ constexpr char settings[] = "org.freedesktop.portal.Settings";
 Portal::Portal(const PrivateBus &bus, ColorScheme colorScheme)
     : m_colorScheme(colorScheme)
     , m_object(bus.address(), "org.freedesktop.portal.Desktop", path,
-               [this](sd_bus_message *call) { return answer(call); }) {
-}
+               [this](sd_bus_message *call) { return answer(call); }) {}
 
 void Portal::change(ColorScheme colorScheme) {
     m_colorScheme = colorScheme;

@@ -34,11 +34,12 @@ bool answer(sd_bus_message *call, const std::string &address) {
 
 PrivateBus::PrivateBus(Accessibility accessibility) {
     writeFile(m_folder.path() / "bus.conf", configuration(m_folder.path() / "bus"));
-    m_daemon = std::make_unique<ProgramRun>(ProgramOptions{
-        .program = "/usr/bin/dbus-daemon",
-        .arguments = {"--nofork", "--print-address=1", "--config-file=" + (m_folder.path() / "bus.conf").native()}});
-    const bool isUp = waitUntil([this] { return m_daemon->standardOutput().ends_with('\n'); },
-                                std::chrono::seconds(30));
+    m_daemon = std::make_unique<ProgramRun>(
+        ProgramOptions{.program = "/usr/bin/dbus-daemon",
+                       .arguments = {"--nofork", "--print-address=1",
+                                     "--config-file=" + (m_folder.path() / "bus.conf").native()}});
+    const bool isUp =
+        waitUntil([this] { return m_daemon->standardOutput().ends_with('\n'); }, std::chrono::seconds(30));
     if (!isUp) {
         std::fprintf(stderr, "dbus-daemon does not start: %s\n", m_daemon->standardError().c_str());
         std::abort();
@@ -47,14 +48,13 @@ PrivateBus::PrivateBus(Accessibility accessibility) {
     m_address.pop_back();
     if (accessibility == Accessibility::off)
         return;
-    m_registry = std::make_unique<ProgramRun>(
-        ProgramOptions{.program = "/usr/libexec/at-spi2-registryd",
-                       .variables = {{"DBUS_SESSION_BUS_ADDRESS", m_address}, {"AT_SPI_BUS_ADDRESS", m_address}}});
+    m_registry = std::make_unique<ProgramRun>(ProgramOptions{
+        .program = "/usr/libexec/at-spi2-registryd",
+        .variables = {{"DBUS_SESSION_BUS_ADDRESS", m_address}, {"AT_SPI_BUS_ADDRESS", m_address}}});
     // Programs ask here for the bus of the accessibility services.
-    m_launcher = std::make_unique<BusObject>(m_address, "org.a11y.Bus", "/org/a11y/bus",
-                                             [address = m_address](sd_bus_message *call) {
-                                                 return answer(call, address);
-                                             });
+    m_launcher = std::make_unique<BusObject>(
+        m_address, "org.a11y.Bus", "/org/a11y/bus",
+        [address = m_address](sd_bus_message *call) { return answer(call, address); });
     BusClient client(m_address);
     if (!waitUntil([&] { return client.hasOwner("org.a11y.atspi.Registry"); }, std::chrono::seconds(30))) {
         std::fprintf(stderr, "at-spi2-registryd does not start: %s\n", m_registry->standardError().c_str());

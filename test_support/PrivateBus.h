@@ -1,5 +1,5 @@
-// A message bus of the test's own: the session's bus and the bus of the accessibility services in one, with the
-// registry of the latter. It goes with its object.
+// A message bus of the test's own: the session's bus and the bus of the accessibility services in one, with
+// the registry of the latter. It goes with its object.
 #pragma once
 
 #include "test_support/BusObject.h"
@@ -17,8 +17,8 @@ class PrivateBus {
 public:
     enum class Accessibility { on, off };
 
-    /// Takes clients, and the registry is there, when it returns. Ends the process when it cannot be had. Without
-    /// accessibility it is the session's bus alone.
+    /// Takes clients, and the registry is there, when it returns. Ends the process when it cannot be had.
+    /// Without accessibility it is the session's bus alone.
     explicit PrivateBus(Accessibility accessibility = Accessibility::on);
 
     const std::string &address() const { return m_address; }

@@ -31,8 +31,8 @@ Screen::~Screen() {
 
 std::uint32_t Screen::atom(const char *name) const {
     const auto length = static_cast<std::uint16_t>(std::strlen(name));
-    const auto reply = owned(
-        xcb_intern_atom_reply(m_connection, xcb_intern_atom(m_connection, 0, length, name), nullptr));
+    const auto reply =
+        owned(xcb_intern_atom_reply(m_connection, xcb_intern_atom(m_connection, 0, length, name), nullptr));
     return reply ? reply->atom : 0;
 }
 
@@ -115,7 +115,8 @@ QImage Screen::picture(const Extents &extents) const {
     const auto reply = owned(xcb_get_image_reply(m_connection, cookie, nullptr));
     if (!reply)
         return {};
-    return QImage(xcb_get_image_data(reply.get()), extents.width, extents.height, QImage::Format_RGB32).copy();
+    return QImage(xcb_get_image_data(reply.get()), extents.width, extents.height, QImage::Format_RGB32)
+        .copy();
 }
 
 std::uint32_t Screen::pixel(int x, int y) const {

@@ -1,4 +1,5 @@
-// What is on a display, as anybody sees it who looks at it: pixels, windows and what these ask of a window manager.
+// What is on a display, as anybody sees it who looks at it: pixels, windows and what these ask of a window
+// manager.
 //
 // One thread.
 #pragma once

@@ -10,26 +10,27 @@ namespace {
 
 ProgramOptions onDisplay(ProgramOptions program, const Xvfb &display, const PrivateBus &bus, int scale) {
     auto variables = bus.variables();
-    variables.insert(variables.end(), {{"DISPLAY", display.name()},
-                                       {"WAYLAND_DISPLAY", std::nullopt},
-                                       {"QT_QPA_PLATFORM", std::nullopt},
-                                       {"QT_QUICK_BACKEND", std::nullopt},
-                                       {"QT_SCALE_FACTOR", scale == 1 ? std::nullopt : std::optional(std::to_string(scale))},
-                                       {"XDG_CURRENT_DESKTOP", std::nullopt}});
+    variables.insert(variables.end(),
+                     {{"DISPLAY", display.name()},
+                      {"WAYLAND_DISPLAY", std::nullopt},
+                      {"QT_QPA_PLATFORM", std::nullopt},
+                      {"QT_QUICK_BACKEND", std::nullopt},
+                      {"QT_SCALE_FACTOR", scale == 1 ? std::nullopt : std::optional(std::to_string(scale))},
+                      {"XDG_CURRENT_DESKTOP", std::nullopt}});
     program.variables.insert(program.variables.begin(), variables.begin(), variables.end());
     return program;
 }
 
 } // namespace
 
-WindowDriver::WindowDriver(const ProgramOptions &program, const Xvfb &display, const PrivateBus &bus, int scale)
+WindowDriver::WindowDriver(const ProgramOptions &program, const Xvfb &display, const PrivateBus &bus,
+                           int scale)
     : m_scale(scale)
     , m_display(display.name())
     , m_screen(display.name())
     , m_accessibility(bus.address())
     , m_program(std::make_unique<ProgramRun>(test_support::onDisplay(program, display, bus, scale)))
-    , m_process(m_program->processId()) {
-}
+    , m_process(m_program->processId()) {}
 
 std::vector<Control> WindowDriver::controls() const {
     return m_accessibility.controlsOf(m_process);
@@ -57,7 +58,8 @@ Control WindowDriver::find(const std::string &role, const std::string &name,
         },
         limit);
     if (!isThere || !found || !condition(*found))
-        throw std::runtime_error("There is no " + role + " \"" + name + "\" as it should be, but:\n" + description());
+        throw std::runtime_error("There is no " + role + " \"" + name + "\" as it should be, but:\n" +
+                                 description());
     return *found;
 }
 
@@ -86,7 +88,8 @@ void WindowDriver::waitForFocus(const std::string &role, const std::string &name
         return control && control->role == role && control->name == name;
     };
     if (!waitUntil(hasIt, limit))
-        throw std::runtime_error("The " + role + " \"" + name + "\" does not get the keyboard:\n" + description());
+        throw std::runtime_error("The " + role + " \"" + name + "\" does not get the keyboard:\n" +
+                                 description());
 }
 
 void WindowDriver::click(const std::string &role, const std::string &name) const {
@@ -101,7 +104,8 @@ void WindowDriver::clickAt(const Control &control, int times) const {
 
 void WindowDriver::point(const Control &control) const {
     const Extents place = onDisplay(scrolledTo(control).extents);
-    input({"mousemove", std::to_string(place.x + place.width / 2), std::to_string(place.y + place.height / 2)});
+    input(
+        {"mousemove", std::to_string(place.x + place.width / 2), std::to_string(place.y + place.height / 2)});
 }
 
 void WindowDriver::movePointerAway() const {
@@ -133,7 +137,9 @@ Control WindowDriver::scrolledTo(const Control &control) const {
 }
 
 void WindowDriver::input(std::vector<std::string> words) const {
-    ProgramRun tool({.program = "/usr/bin/xdotool", .arguments = std::move(words), .variables = {{"DISPLAY", m_display}}});
+    ProgramRun tool({.program = "/usr/bin/xdotool",
+                     .arguments = std::move(words),
+                     .variables = {{"DISPLAY", m_display}}});
     if (tool.waitForEnd() != exited(0))
         throw std::runtime_error("xdotool: " + tool.standardError());
 }

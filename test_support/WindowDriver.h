@@ -1,7 +1,9 @@
-// Works a program's window as a user does: looks for a control by what it is and says, points at it and clicks,
-// types. It sees what the window shows and tells assistive technology, and nothing of the program's inside.
+// Works a program's window as a user does: looks for a control by what it is and says, points at it and
+// clicks, types. It sees what the window shows and tells assistive technology, and nothing of the program's
+// inside.
 //
-// One thread. What is not found within the limit ends the wait with std::runtime_error, which tells what is there.
+// One thread. What is not found within the limit ends the wait with std::runtime_error, which tells what is
+// there.
 #pragma once
 
 #include "test_support/Accessibility.h"
@@ -18,7 +20,8 @@ class WindowDriver {
 public:
     static constexpr auto limit = std::chrono::seconds(30);
 
-    /// Starts the program on that display and bus. `scale` is what a pixel of the program's is on the display.
+    /// Starts the program on that display and bus. `scale` is what a pixel of the program's is on the
+    /// display.
     WindowDriver(const ProgramOptions &program, const Xvfb &display, const PrivateBus &bus, int scale = 1);
 
     /// Works the window of another process from now on, which the program has started.
@@ -31,7 +34,9 @@ public:
     /// All that is on the screen, of all windows of the program.
     std::vector<Control> controls() const;
     std::optional<Control> look(const std::string &role, const std::string &name) const;
-    bool shows(const std::string &role, const std::string &name) const { return look(role, name).has_value(); }
+    bool shows(const std::string &role, const std::string &name) const {
+        return look(role, name).has_value();
+    }
     /// Waits for it.
     Control find(const std::string &role, const std::string &name) const;
     /// Waits for it in that condition.
@@ -44,8 +49,8 @@ public:
     std::optional<Control> focused() const;
     void waitForFocus(const std::string &role, const std::string &name) const;
 
-    /// Waits for it to be there and enabled, moves the pointer to its middle, and clicks; scrolls to it where it
-    /// is out of the window's sight.
+    /// Waits for it to be there and enabled, moves the pointer to its middle, and clicks; scrolls to it where
+    /// it is out of the window's sight.
     void click(const std::string &role, const std::string &name) const;
     void clickAt(const Control &control, int times = 1) const;
     void point(const Control &control) const;

@@ -62,35 +62,36 @@ TEST_F(WindowAccessible, EveryControlHasARoleANameAndAStateInEveryStep) {
                            "Stop diagnostics"}));
     press("Stop diagnostics");
     window().waitForFocus("text", descriptionName);
-    EXPECT_THAT(shown(),
-                testing::ElementsAre(title, info, "push button: Share logs (disabled)",
-                                     "alert message: Logs generated successfully.",
-                                     "label: Use the below Log ID for your reference:",
-                                     testing::MatchesRegex("label: [0-9a-f-]{36}"), "push button: Copy ID",
-                                     "link: view logs (disabled)", std::string("label: ") + descriptionName,
-                                     std::string("text: ") + descriptionName,
-                                     std::string("label: ") + emailName, std::string("text: ") + emailName,
-                                     std::string("push button: ") + attachName,
-                                     "label: (Max 10 MB; Do not include any sensitive information)"));
+    EXPECT_THAT(
+        shown(),
+        testing::ElementsAre(
+            title, info, "push button: Share logs (disabled)", "alert message: Logs generated successfully.",
+            "label: Use the below Log ID for your reference:", testing::MatchesRegex("label: [0-9a-f-]{36}"),
+            "push button: Copy ID", "link: view logs (disabled)", std::string("label: ") + descriptionName,
+            std::string("text: ") + descriptionName, std::string("label: ") + emailName,
+            std::string("text: ") + emailName, std::string("push button: ") + attachName,
+            "label: (Max 10 MB; Do not include any sensitive information)"));
     describe("It stopped");
     press("Share logs");
     waitForText("Error sharing logs.");
     waitForButton("Share logs");
-    EXPECT_THAT(shown(), testing::ElementsAre(
-                             title, info, "push button: Share logs", "alert message: Error sharing logs.",
-                             "label: You can", "link: view the logs", "label: and share it with us at",
-                             "link: lumadoc-support@brennic.example", std::string("label: ") + descriptionName,
-                             std::string("text: ") + descriptionName, std::string("label: ") + emailName,
-                             std::string("text: ") + emailName + " (disabled)",
-                             std::string("push button: ") + attachName + " (disabled)",
-                             "label: (Max 10 MB; Do not include any sensitive information)"));
+    EXPECT_THAT(shown(),
+                testing::ElementsAre(
+                    title, info, "push button: Share logs", "alert message: Error sharing logs.",
+                    "label: You can", "link: view the logs", "label: and share it with us at",
+                    "link: lumadoc-support@brennic.example", std::string("label: ") + descriptionName,
+                    std::string("text: ") + descriptionName, std::string("label: ") + emailName,
+                    std::string("text: ") + emailName + " (disabled)",
+                    std::string("push button: ") + attachName + " (disabled)",
+                    "label: (Max 10 MB; Do not include any sensitive information)"));
     press("Share logs");
     waitForText(sentText);
-    EXPECT_THAT(shown(), testing::ElementsAre(title, info, "alert message: Logs generated successfully.",
-                                              "label: Use the below Log ID for your reference:",
-                                              testing::MatchesRegex("label: [0-9a-f-]{36}"),
-                                              "push button: Copy ID", "link: view logs (disabled)",
-                                              std::string("alert message: ") + sentText, "push button: Close"));
+    EXPECT_THAT(shown(),
+                testing::ElementsAre(title, info, "alert message: Logs generated successfully.",
+                                     "label: Use the below Log ID for your reference:",
+                                     testing::MatchesRegex("label: [0-9a-f-]{36}"), "push button: Copy ID",
+                                     "link: view logs (disabled)", std::string("alert message: ") + sentText,
+                                     "push button: Close"));
 }
 
 TEST_F(WindowAccessible, AnAlertHoldsTheKeyboardAndTellsWhatItSays) {
@@ -114,8 +115,7 @@ TEST_F(WindowAccessible, ChangesAreToldAsTheyHappen) {
     window().accessibility().listen();
     press("Start diagnostics");
     const Control status = window().find(
-        "alert message",
-        "Please reproduce the steps that led to the issue and then select Stop diagnostics");
+        "alert message", "Please reproduce the steps that led to the issue and then select Stop diagnostics");
     EXPECT_TRUE(waitUntil([&] { return tellsOf("PropertyChange", "accessible-name", status); }));
     press("Stop diagnostics");
     const Control done = window().find("alert message", "Logs generated successfully.");

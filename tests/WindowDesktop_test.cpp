@@ -16,8 +16,9 @@ protected:
     // An xdg-open that writes down what it is to open.
     Mount openerThatNotes() const {
         const fs::path standIn = home.path() / "xdg-open";
-        writeFile(standIn, "#!/bin/sh\nprintf '%s' \"$1\" > '" + QByteArray::fromStdString(opened().native()) +
-                               ".part'\nmv '" + QByteArray::fromStdString(opened().native()) + ".part' '" +
+        writeFile(standIn, "#!/bin/sh\nprintf '%s' \"$1\" > '" +
+                               QByteArray::fromStdString(opened().native()) + ".part'\nmv '" +
+                               QByteArray::fromStdString(opened().native()) + ".part' '" +
                                QByteArray::fromStdString(opened().native()) + "'\n");
         fs::permissions(standIn, fs::perms::all);
         return Mount::over(standIn, "/usr/bin/xdg-open");

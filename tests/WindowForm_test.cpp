@@ -40,7 +40,8 @@ TEST_F(WindowForm, TabAndReturnLeadFromBoxToBox) {
     window().key("shift+Return");
     // As the bus tells of a new line.
     const auto hasNewLine = [this] {
-        return descriptionText() == "One\n" || descriptionText() == "One\u2029" || descriptionText() == "One\u2028";
+        return descriptionText() == "One\n" || descriptionText() == "One\u2029" ||
+               descriptionText() == "One\u2028";
     };
     EXPECT_TRUE(waitUntil(hasNewLine)) << testing::PrintToString(descriptionText());
 }
@@ -66,9 +67,10 @@ TEST_F(WindowForm, ADescriptionDoesNotBeginBlankAndHasAnEnd) {
     window().type("x");
     EXPECT_TRUE(waitUntil([this] { return descriptionText() == "x"; })) << descriptionText();
     // Pasted, as long texts are.
-    ProgramRun clipboard({.program = "/bin/sh",
-                          .arguments = {"-c", "head -c 2500 /dev/zero | tr '\\0' a | xclip -selection clipboard"},
-                          .variables = {{"DISPLAY", display.name()}}});
+    ProgramRun clipboard(
+        {.program = "/bin/sh",
+         .arguments = {"-c", "head -c 2500 /dev/zero | tr '\\0' a | xclip -selection clipboard"},
+         .variables = {{"DISPLAY", display.name()}}});
     ASSERT_EQ(clipboard.waitForEnd(), exited(0));
     window().key("ctrl+v");
     EXPECT_TRUE(waitUntil([this] { return descriptionText() == "x" + std::string(1999, 'a'); }))

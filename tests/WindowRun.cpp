@@ -162,7 +162,8 @@ void WindowRun::expectUploadError(const std::string &code) {
 
 void WindowRun::holdCapture() {
     const fs::path helper = bundle.path() / "Contents/Helpers/system_profiler";
-    test_support::writeFile(helper, "#!/bin/sh\nwhile [ ! -e '" + QByteArray::fromStdString(home.path().native()) +
+    test_support::writeFile(helper, "#!/bin/sh\nwhile [ ! -e '" +
+                                        QByteArray::fromStdString(home.path().native()) +
                                         "/go-on' ]; do sleep 0.02; done\n");
     fs::permissions(helper, fs::perms::owner_all);
 }

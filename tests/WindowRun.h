@@ -1,5 +1,5 @@
-// What the black-box tests of window mode share: the shipped program with its window on a display of the test's
-// own, beside the home, the bundle and the service that a silent run has.
+// What the black-box tests of window mode share: the shipped program with its window on a display of the
+// test's own, beside the home, the bundle and the service that a silent run has.
 #pragma once
 
 #include "test_support/WindowDriver.h"

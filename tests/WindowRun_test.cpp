@@ -83,8 +83,8 @@ TEST_F(WindowWholeRun, LeadsFromTheStartToTheEnd) {
     waitForText("Please reproduce the steps that led to the issue and then select Stop diagnostics");
     press("Stop diagnostics");
     window().waitForFocus("text", descriptionName);
-    EXPECT_THAT(texts(), testing::IsSupersetOf({"Logs generated successfully.",
-                                                "Use the below Log ID for your reference:"}));
+    EXPECT_THAT(texts(), testing::IsSupersetOf(
+                             {"Logs generated successfully.", "Use the below Log ID for your reference:"}));
     describe("It stopped");
     writeEmail("someone@brennic.example");
     press("Share logs");
@@ -252,8 +252,8 @@ TEST_F(WindowWholeRun, AdvancedLogsBringBothReports) {
 TEST_F(WindowWholeRun, TwoRunningProductsAreOneTooMany) {
     REQUIRE_OWN_NAMESPACES();
     const auto one = install();
-    const auto other = sample_product::makeSampleBundle(
-        home.path(), {.edition = sample_product::Edition::pellix});
+    const auto other =
+        sample_product::makeSampleBundle(home.path(), {.edition = sample_product::Edition::pellix});
     RunningProduct first(one.executable);
     auto second = std::make_unique<RunningProduct>(other.executable);
     open();

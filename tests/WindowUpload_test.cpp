@@ -157,8 +157,8 @@ TEST_F(WindowUpload, TheWindowMovesWhileTheArchiveIsBuilt) {
     fs::copy_file("/usr/bin/zip", realZip);
     const fs::path standIn = home.path() / "zip";
     const QByteArray folder = QByteArray::fromStdString(home.path().native());
-    writeFile(standIn, "#!/bin/sh\nwhile [ ! -e '" + folder + "/go-on' ]; do sleep 0.02; done\nexec '" + folder +
-                           "/real-zip' \"$@\"\n");
+    writeFile(standIn, "#!/bin/sh\nwhile [ ! -e '" + folder + "/go-on' ]; do sleep 0.02; done\nexec '" +
+                           folder + "/real-zip' \"$@\"\n");
     fs::permissions(standIn, fs::perms::all);
     const Mount zip = Mount::over(standIn, "/usr/bin/zip");
     open();
@@ -167,7 +167,8 @@ TEST_F(WindowUpload, TheWindowMovesWhileTheArchiveIsBuilt) {
     const Control bar = window().find("progress bar", "Compressing logs.");
     const Extents place = window().onDisplay(bar.extents);
     const QImage first = window().screen().picture(place);
-    EXPECT_TRUE(waitUntil([&] { return window().screen().picture(place) != first; }, std::chrono::seconds(5)));
+    EXPECT_TRUE(
+        waitUntil([&] { return window().screen().picture(place) != first; }, std::chrono::seconds(5)));
     EXPECT_FALSE(window().look("push button", "Share logs")->isEnabled());
     writeFile(home.path() / "go-on", "");
     waitForText(sentText);

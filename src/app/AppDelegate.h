@@ -10,7 +10,8 @@ class WindowFrontEnd;
 class AppDelegate {
 public:
     /// `window` is the front end of window mode; silent mode has none.
-    explicit AppDelegate(WindowFrontEnd *window = nullptr) : m_window(window) {}
+    explicit AppDelegate(WindowFrontEnd *window = nullptr)
+        : m_window(window) {}
 
     /// The launch sequence, run from the event loop once it has started: the one-instance rule, the log, the
     /// workspace, the command line, and then the window or the silent pipeline.

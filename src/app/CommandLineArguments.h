@@ -10,8 +10,8 @@
 
 namespace CommandLineArguments {
 
-/// Whether the argument list asks for silent mode: `parse` will say the same, but what kind of application the
-/// process becomes is decided before there is a log. Any time.
+/// Whether the argument list asks for silent mode: `parse` will say the same, but what kind of application
+/// the process becomes is decided before there is a log. Any time.
 bool asksForSilence(const QStringList &arguments);
 
 /// Reads the whole argument list, the executable path included, into the values of RunState.h. Case and

@@ -23,6 +23,6 @@ struct Curl {
     decltype(&curl_multi_cleanup) multi_cleanup;
 };
 
-/// The library, loaded and initialised by the first call and kept for the life of the process. Ends the process
-/// when it is not installed. Any thread.
+/// The library, loaded and initialised by the first call and kept for the life of the process. Ends the
+/// process when it is not installed. Any thread.
 const Curl &curl();

@@ -32,8 +32,8 @@ QColor Assets::color(const QString &name, ContentViewState::ColorScheme colorSch
         return Qt::white;
     if (name == u"clear")
         return Qt::transparent;
-    const auto found =
-        std::ranges::find_if(colors, [&](const NamedColor &color) { return name == QLatin1String(color.name); });
+    const auto found = std::ranges::find_if(
+        colors, [&](const NamedColor &color) { return name == QLatin1String(color.name); });
     if (found == colors.end())
         platform::fatal("The window asks for a colour that is not in the catalogue.");
     return colorScheme == ContentViewState::ColorScheme::dark ? found->dark : found->light;

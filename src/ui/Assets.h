@@ -19,7 +19,8 @@ class Assets : public QObject {
 public:
     using QObject::QObject;
 
-    /// The colour of that name: one of the catalogue, or "white" or "clear". An unknown name ends the process.
+    /// The colour of that name: one of the catalogue, or "white" or "clear". An unknown name ends the
+    /// process.
     Q_INVOKABLE static QColor color(const QString &name, ContentViewState::ColorScheme colorScheme);
 
     /// Where the image of that name is.

@@ -1,4 +1,5 @@
-// Files that the user attaches: picked, measured, copied one in each turn of the main thread, counted, removed.
+// Files that the user attaches: picked, measured, copied one in each turn of the main thread, counted,
+// removed.
 #include "ui/ContentView.h"
 
 #include "collection/CopyOperations.h"
@@ -21,13 +22,13 @@ constexpr qint64 limitBytes = 10'485'760;
 const QString missingFolder = QStringLiteral("userFilesURL is nil");
 
 // In the order in which the panel offers them.
-const QStringList attachableExtensions{
-    QStringLiteral("pdf"),  QStringLiteral("jpg"), QStringLiteral("jpeg"), QStringLiteral("png"),
-    QStringLiteral("doc"),  QStringLiteral("docx"), QStringLiteral("xls"), QStringLiteral("xlsx"),
-    QStringLiteral("ppt"), QStringLiteral("pptx")};
+const QStringList attachableExtensions{QStringLiteral("pdf"), QStringLiteral("jpg"),  QStringLiteral("jpeg"),
+                                       QStringLiteral("png"), QStringLiteral("doc"),  QStringLiteral("docx"),
+                                       QStringLiteral("xls"), QStringLiteral("xlsx"), QStringLiteral("ppt"),
+                                       QStringLiteral("pptx")};
 
-// Why the file cannot be attached, if there is a reason. A link is none: under a harmless name it may lead to a
-// file that the user never meant to send.
+// Why the file cannot be attached, if there is a reason. A link is none: under a harmless name it may lead to
+// a file that the user never meant to send.
 std::error_code obstacleOf(const fs::path &file) {
     std::error_code error;
     std::uint64_t sizeBytes = 0;
@@ -149,8 +150,8 @@ void ContentView::replaceFileAndContinue() {
     continueCopying(std::chrono::milliseconds(500));
 }
 
-// Beside what is attached already, and into its place when it is whole: a folder or a pipe under a picked name,
-// a file that cannot be read any more or a full disk must not take away what stands there.
+// Beside what is attached already, and into its place when it is whole: a folder or a pipe under a picked
+// name, a file that cannot be read any more or a full disk must not take away what stands there.
 void ContentView::copyAttachment(const fs::path &file) {
     std::error_code error = obstacleOf(file);
     if (error) {

@@ -17,10 +17,10 @@
 using namespace UtilityFunctions;
 
 ContentView::ContentView(QObject *parent)
-    : ContentViewState(parent),
-      m_status(std::make_shared<StatusText>([this](const QString &text) { logLabel = text; })),
-      m_statusNotifier(logLabel.addNotifier([this] { m_status->note(logLabel); })),
-      m_isFormFrozen(UtilityFunctions::ShareButtonPressed) {
+    : ContentViewState(parent)
+    , m_status(std::make_shared<StatusText>([this](const QString &text) { logLabel = text; }))
+    , m_statusNotifier(logLabel.addNotifier([this] { m_status->note(logLabel); }))
+    , m_isFormFrozen(UtilityFunctions::ShareButtonPressed) {
     m_status->note(logLabel);
     m_isEmailValid.setBinding([this] { return isValidEmail(emailText); });
     m_attachedFilesLabel.setBinding([this] {
@@ -101,8 +101,8 @@ void ContentView::StartMonitoring() {
 
     advanceLogToggleDisabled = true;
     startButtonLabel = Texts::stopDiagnostics;
-    logLabel = QStringLiteral(
-        "Please reproduce the steps that led to the issue and then select Stop diagnostics");
+    logLabel =
+        QStringLiteral("Please reproduce the steps that led to the issue and then select Stop diagnostics");
     // Drawn inverted while the user reproduces the problem.
     primaryButtonColor = QStringLiteral("PrimaryTextColor");
     primaryButtonTextColor = QStringLiteral("BackgroundColor");

@@ -93,7 +93,8 @@ public:
                                  qint64 limit);
     void processNextFile();
     void replaceFileAndContinue();
-    /// The user has answered the alert that is up; only the question whether to replace a file can be confirmed.
+    /// The user has answered the alert that is up; only the question whether to replace a file can be
+    /// confirmed.
     Q_INVOKABLE void answerAlert(bool confirmed);
 
     Q_INVOKABLE void removeAllUserFiles();

@@ -20,9 +20,15 @@
     Q_PROPERTY(Type name READ name##Value WRITE set_##name BINDABLE name##Binding)                           \
 public:                                                                                                      \
     QProperty<Type> name{initial};                                                                           \
-    Type name##Value() const { return name.value(); }                                                        \
-    void set_##name(const Type &value) { name = value; }                                                     \
-    QBindable<Type> name##Binding() { return {&name}; }
+    Type name##Value() const {                                                                               \
+        return name.value();                                                                                 \
+    }                                                                                                        \
+    void set_##name(const Type &value) {                                                                     \
+        name = value;                                                                                        \
+    }                                                                                                        \
+    QBindable<Type> name##Binding() {                                                                        \
+        return {&name};                                                                                      \
+    }
 
 class ContentViewState : public QObject {
     Q_OBJECT

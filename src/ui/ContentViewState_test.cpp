@@ -72,8 +72,8 @@ TEST_F(ContentViewStateTest, EveryFieldHasItsInitialValue) {
 
 // A field that the table above does not know would not be held by it.
 TEST_F(ContentViewStateTest, TheTableHasEveryField) {
-    std::vector<std::string> known{"objectName",   "logId",     "supportEmail",
-                                   "isFormFrozen", "isRunning", "isEmailValid", "attachedFilesLabel"};
+    std::vector<std::string> known{"objectName", "logId",        "supportEmail",      "isFormFrozen",
+                                   "isRunning",  "isEmailValid", "attachedFilesLabel"};
     for (const auto &[field, value] : initialValues)
         known.emplace_back(field);
     std::vector<std::string> present;

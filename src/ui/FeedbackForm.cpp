@@ -1,4 +1,5 @@
-// The rules of the two text boxes. Each is applied to a box's text after every change of it, its own included.
+// The rules of the two text boxes. Each is applied to a box's text after every change of it, its own
+// included.
 #include "ui/ContentView.h"
 
 #include "discovery/RunState.h"

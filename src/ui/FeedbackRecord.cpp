@@ -10,6 +10,6 @@ void UtilityFunctions::CreateUserDetailContent(const QString &email, const QStri
         return;
     const QString address = isValidEmail(email) ? email : QString();
     CreateFile(*tempOutputURL / "UserEmailFeedback.json",
-               QStringLiteral("{\"machineid\":\"") + getMachineHash() + QStringLiteral("\",\"email\":\"") + address +
-                   QStringLiteral("\",\"problemdesc\":\"") + feedback + QStringLiteral("\"}"));
+               QStringLiteral("{\"machineid\":\"") + getMachineHash() + QStringLiteral("\",\"email\":\"") +
+                   address + QStringLiteral("\",\"problemdesc\":\"") + feedback + QStringLiteral("\"}"));
 }

@@ -20,10 +20,9 @@ inline const QString copyId = QStringLiteral("Copy ID");
 inline const QString idCopied = QStringLiteral("ID Copied!");
 
 // What is collected. A run of spaces stands between the columns; where the second one begins is the view's.
-inline const QString basicLogs =
-    QStringLiteral("BASIC LOGS\n"
-                   "• Lumadoc configuration, settings and logs\n"
-                   "• System configuration and settings");
+inline const QString basicLogs = QStringLiteral("BASIC LOGS\n"
+                                                "• Lumadoc configuration, settings and logs\n"
+                                                "• System configuration and settings");
 inline const QString advancedLogs = QStringLiteral("BASIC LOGS") + QString(57, u' ') +
                                     QStringLiteral("ADVANCED LOGS\n"
                                                    "• Lumadoc configuration, settings and logs") +

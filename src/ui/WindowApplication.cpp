@@ -10,8 +10,8 @@
 
 namespace {
 
-// Qt ends a process that finds no display by a crash, after a page of advice; a user who starts the program over
-// a remote shell wants to be told in one line.
+// Qt ends a process that finds no display by a crash, after a page of advice; a user who starts the program
+// over a remote shell wants to be told in one line.
 void sayThatThereIsNoDisplay(QtMsgType type, const QMessageLogContext &, const QString &) {
     if (type != QtFatalMsg)
         return;

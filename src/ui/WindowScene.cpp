@@ -53,9 +53,9 @@ void WindowScene::open() {
 void WindowScene::openWhenLoaded() {
     if (!m_isWanted || m_component.isLoading() || m_window)
         return;
-    m_window.reset(qobject_cast<QQuickWindow *>(
-        m_component.createWithInitialProperties({{QStringLiteral("view"), QVariant::fromValue(&m_view)},
-                                                 {QStringLiteral("alerts"), QVariant::fromValue(&m_alerts)}})));
+    m_window.reset(qobject_cast<QQuickWindow *>(m_component.createWithInitialProperties(
+        {{QStringLiteral("view"), QVariant::fromValue(&m_view)},
+         {QStringLiteral("alerts"), QVariant::fromValue(&m_alerts)}})));
     if (!m_window) {
         std::fprintf(stderr, "Brennic_Lumadoc_Diagnostics: the window cannot be opened: %s\n",
                      m_component.errorString().toUtf8().constData());

@@ -38,7 +38,8 @@ class Appearance::Watcher : public QObject {
 
 public:
     explicit Watcher(std::function<void(ColorScheme)> changed)
-        : m_changed(std::move(changed)), m_shown(schemeOfPalette()) {
+        : m_changed(std::move(changed))
+        , m_shown(schemeOfPalette()) {
         // Else the signal is not delivered before the first good answer.
         qRegisterMetaType<QDBusVariant>();
         QCoreApplication::instance()->installEventFilter(this);
@@ -101,8 +102,7 @@ private:
 };
 
 Appearance::Appearance(std::function<void(ColorScheme)> changed)
-    : m_watcher(std::make_unique<Watcher>(std::move(changed))) {
-}
+    : m_watcher(std::make_unique<Watcher>(std::move(changed))) {}
 
 Appearance::~Appearance() = default;
 

@@ -10,7 +10,8 @@
 
 namespace {
 
-template <typename Function> void find(void *library, const char *name, Function &function) {
+template <typename Function>
+void find(void *library, const char *name, Function &function) {
     function = reinterpret_cast<Function>(::dlsym(library, name));
     if (!function)
         platform::fatal("The network library lacks a function.");

@@ -17,7 +17,8 @@ namespace {
 // Some of the programs behind it stay until the user closes them, so a thread waits for it.
 void openWithDesktop(std::string target) {
     std::thread([target = std::move(target)] {
-        runProgram({.path = "/usr/bin/xdg-open", .arguments = {target}, .workingFolder = {}, .variables = {}});
+        runProgram(
+            {.path = "/usr/bin/xdg-open", .arguments = {target}, .workingFolder = {}, .variables = {}});
     }).detach();
 }
 
