@@ -142,8 +142,8 @@ void measureMemory(std::uint64_t logBytes) {
                 peak, peak - archive);
 }
 
-// The first line makes the log file. With a file in the workspace's place the log stays where that happened,
-// and in window mode the program ends by itself.
+// The first line makes the log file. With a file in the workspace's place the log stays where that happened;
+// there is nothing to pack then, and the program stays until it is ended.
 void measureStart() {
     constexpr int rounds = 21;
     Bench bench({.logBytes = 1000});
@@ -154,7 +154,7 @@ void measureStart() {
     std::vector<double> milliseconds;
     for (int round = 0; round < rounds; ++round) {
         fs::remove(log);
-        const auto run = runMeasured({"/bin/sh", "-c", "exec '" + bench.program.native() + "' 2>/dev/null"},
+        const auto run = runMeasured({"/bin/sh", "-c", "exec timeout -s KILL 0.3 '" + bench.program.native() + "' /silent 2>/dev/null"},
                                      {{"HOME", home}});
         std::error_code error;
         const auto attributes = platform::fileAttributes(log, error);

@@ -14,6 +14,10 @@ Item {
     /// The focus came by the pointer, or was there when the window opened.
     property bool isFocusQuiet: false
 
+    /// The second click of a double click counts. Not on the primary button, where it would press the caption that
+    /// the first has just brought up.
+    property bool takesDoubleClick: true
+
     signal clicked()
 
     function work(event: KeyEvent) {
@@ -38,6 +42,12 @@ Item {
             isFocusQuiet = false;
     }
 
+    Timer {
+        id: sinceLastTap
+
+        interval: Application.styleHints.mouseDoubleClickInterval
+    }
+
     HoverHandler {
         id: hover
     }
@@ -49,7 +59,9 @@ Item {
         onTapped: {
             control.forceActiveFocus(Qt.MouseFocusReason);
             control.isFocusQuiet = true;
-            control.clicked();
+            if (control.takesDoubleClick || !sinceLastTap.running)
+                control.clicked();
+            sinceLastTap.restart();
         }
     }
 }

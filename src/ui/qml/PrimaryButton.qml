@@ -11,32 +11,19 @@ FocusScope {
     implicitWidth: shown.implicitWidth
     implicitHeight: shown.implicitHeight
 
-    // The second click of a double click would press the caption that the first has just brought up.
-    function press() {
-        if (guard.running)
-            return;
-        guard.start();
-        view.primaryButtonPressed();
-    }
-
-    Timer {
-        id: guard
-
-        interval: Application.styleHints.mouseDoubleClickInterval
-    }
-
     FocusableButtonStyle {
         id: plain
 
         view: primary.view
         visible: !primary.view.thickBorderButtonStyle
         focus: visible
+        takesDoubleClick: false
         isFocusQuiet: true
         text: primary.view.startButtonLabel
         enabled: !primary.view.primaryButtonDisabled
         colorBinding: Assets.color(primary.view.primaryButtonColor, primary.view.colorScheme)
         textColor: Assets.color(primary.view.primaryButtonTextColor, primary.view.colorScheme)
-        onClicked: primary.press()
+        onClicked: primary.view.primaryButtonPressed()
     }
 
     ThickBorderButtonStyle {
@@ -45,9 +32,10 @@ FocusScope {
         view: primary.view
         visible: primary.view.thickBorderButtonStyle
         focus: visible
+        takesDoubleClick: false
         text: primary.view.startButtonLabel
         enabled: !primary.view.primaryButtonDisabled
         colorBinding: Assets.color(primary.view.thickBorderButtonColor, primary.view.colorScheme)
-        onClicked: primary.press()
+        onClicked: primary.view.primaryButtonPressed()
     }
 }
