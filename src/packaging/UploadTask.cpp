@@ -48,7 +48,6 @@ UploadTask::UploadTask(UploadRequest request, Progress progress, Finished finish
     , m_progress(std::move(progress))
     , m_finished(std::move(finished))
     , m_limits(limits) {
-    m_multi = curl().multi_init();
 }
 
 UploadTask::~UploadTask() {
@@ -56,7 +55,8 @@ UploadTask::~UploadTask() {
     cancel();
     if (m_thread.joinable())
         m_thread.join();
-    curl().multi_cleanup(m_multi);
+    if (CURLM *multi = m_multi)
+        curl().multi_cleanup(multi);
 }
 
 void UploadTask::resume() {
@@ -65,10 +65,13 @@ void UploadTask::resume() {
 
 void UploadTask::cancel() {
     m_cancelled = true;
-    curl().multi_wakeup(m_multi);
+    if (CURLM *multi = m_multi)
+        curl().multi_wakeup(multi);
 }
 
 void UploadTask::run() {
+    // Here, since the first upload loads the library, which the window does not wait for.
+    m_multi = curl().multi_init();
     UploadResponse response;
     try {
         const QByteArray body = readBody(m_request, m_cancelled);

@@ -63,7 +63,7 @@ private:
     Progress m_progress;
     Finished m_finished;
     UploadLimits m_limits;
-    void *m_multi;
+    std::atomic<void *> m_multi = nullptr;
     std::atomic<bool> m_cancelled = false;
     std::atomic<bool> m_abandoned = false;
     std::thread m_thread;

@@ -34,7 +34,7 @@ std::vector<InstalledEntry> installedEntries(const std::vector<std::filesystem::
                                              NotRead &notRead, const EntryLimits &limits = {});
 
 /// The application's entry in these bytes; none, with `problem` empty, when they are another kind of entry or
-/// one that is not to be offered, and with `problem` set when they are no entry as the specification has it.
+/// one that is not to be offered, and with `problem` set when they are no entry as the standard has it.
 std::optional<platform::DesktopEntry> applicationEntry(const QByteArray &bytes, QString &problem);
 
 } // namespace system_profiler
