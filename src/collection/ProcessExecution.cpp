@@ -40,9 +40,11 @@ void submit(std::function<void()> task) {
     });
 }
 
-void setProgressText(const QString &text) {
-    if (labelTextBinding)
-        labelTextBinding->set(text);
+using Progress = std::optional<TextBinding>;
+
+void setProgressText(const Progress &progress, const QString &text) {
+    if (progress)
+        progress->set(text);
 }
 
 std::filesystem::path helper(const char *name) {
@@ -55,24 +57,24 @@ std::filesystem::path outputFile(const char *name) {
     return tempOutputURL.value_or(std::filesystem::path()).native() + "/" + name;
 }
 
-void sampleProcess(bool getSpinDump) {
+void sampleProcess(bool getSpinDump, const Progress &progress) {
     VerifyApplicationProcess();
     if (!getSpinDump || !IsProcessRunning(ProcessId))
         return;
-    setProgressText(QStringLiteral("Capturing Lumadoc data dump. Please wait for a few minutes."));
+    setProgressText(progress, QStringLiteral("Capturing Lumadoc data dump. Please wait for a few minutes."));
     const auto error = runSpinDump();
     Logger::logInfo(error ? error->printedDescription() : QStringLiteral("No SpinResult debug description"));
 }
 
-void listInstalledApplications() {
-    setProgressText(QStringLiteral("Capturing system configuration and settings."));
+void listInstalledApplications(const Progress &progress) {
+    setProgressText(progress, QStringLiteral("Capturing system configuration and settings."));
     const auto error = runSystemProfiler();
     Logger::logInfo(error ? QStringLiteral("Optional(") + error->printedDescription() + u')'
                           : QStringLiteral("nil"));
 }
 
-void collectSettingsAndLogs(bool isLumaloggingEnabled) {
-    setProgressText(QStringLiteral("Capturing Lumadoc settings and logs."));
+void collectSettingsAndLogs(bool isLumaloggingEnabled, const Progress &progress) {
+    setProgressText(progress, QStringLiteral("Capturing Lumadoc settings and logs."));
     const std::function<void()> steps[] = {
         [=] { PListOperations::GetLumaLogs(isLumaloggingEnabled); },
         [] { GetPropertyList(); },
@@ -95,12 +97,12 @@ void collectSettingsAndLogs(bool isLumaloggingEnabled) {
 void runTasksConcurrently(bool getInstalledApps, bool getSpinDump, bool isLumaloggingEnabled,
                           std::function<void()> completion) {
     Logger::logInfo(QStringLiteral("Monitoring Queue initiated."));
-    submit([=] { sampleProcess(getSpinDump); });
-    submit([=] {
+    submit([=, progress = labelTextBinding] { sampleProcess(getSpinDump, progress); });
+    submit([=, progress = labelTextBinding] {
         if (getInstalledApps && getSpinDump)
-            listInstalledApplications();
+            listInstalledApplications(progress);
     });
-    submit([=] { collectSettingsAndLogs(isLumaloggingEnabled); });
+    submit([=, progress = labelTextBinding] { collectSettingsAndLogs(isLumaloggingEnabled, progress); });
     submit([done = std::move(completion)] { platform::onMainQueue(done); });
 }
 

@@ -12,8 +12,8 @@
 
 namespace ProcessExecution {
 
-/// The window's status line, which is written from the worker. Set before the tasks run; unset, their
-/// progress is not shown.
+/// The window's status line. The tasks write to the one that is set when they are started; without one their
+/// progress is not shown. Main thread.
 inline std::optional<TextBinding> labelTextBinding;
 
 /// Starts the tasks and returns at once; `completion` runs on the main queue, once, behind the last of them,

@@ -28,11 +28,10 @@ void UploadTaskDelegate::urlSession(std::int64_t, std::int64_t totalBytesSent,
         std::trunc(static_cast<double>(totalBytesSent) / static_cast<double>(totalBytesExpectedToSend) * 100);
     if (!std::isfinite(percent))
         platform::fatal("The upload's progress cannot be told.");
-    auto &progress = UploadAPI::uploadProgress;
     if (percent < 1 || percent > 99)
-        Logger::logInfo(progress ? progress->get() : QString());
-    else if (progress)
-        progress->set(QStringLiteral("Uploading %1%").arg(QString::number(percent, 'f', 0)));
+        Logger::logInfo(m_progress ? m_progress->get() : QString());
+    else if (m_progress)
+        m_progress->set(QStringLiteral("Uploading %1%").arg(QString::number(percent, 'f', 0)));
 }
 
 QByteArray UploadAPI::endpoint() {

@@ -10,20 +10,11 @@
 #include <memory>
 #include <optional>
 
-/// Receives the progress of one upload.
-class UploadTaskDelegate {
-public:
-    /// Shows whole percents from 1 to 99 in `UploadAPI::uploadProgress`; at the beginning and at the end
-    /// writes the text that stands there to the log. A total of 0 ends the process.
-    void urlSession(std::int64_t didSendBodyData, std::int64_t totalBytesSent,
-                    std::int64_t totalBytesExpectedToSend);
-};
-
 namespace UploadAPI {
 
 using CompletionHandler = std::function<void(const UploadResult &)>;
 
-/// The window's status line; none in silent mode.
+/// The window's status line; none in silent mode. Main thread.
 inline std::optional<TextBinding> uploadProgress;
 /// The latest upload; not cleared when it ends. Resetting it stops an upload without a call of its handler.
 inline std::shared_ptr<UploadTask> uploadTask;
@@ -39,3 +30,16 @@ void upload(const std::optional<std::filesystem::path> &fileURL, CompletionHandl
 UploadResult handleResponse(const UploadResponse &response);
 
 } // namespace UploadAPI
+
+/// Receives the progress of one upload. Made on the main thread, called on the upload's.
+class UploadTaskDelegate {
+public:
+    /// Shows whole percents from 1 to 99 in `UploadAPI::uploadProgress`; at the beginning and at the end
+    /// writes the text that stands there to the log. A total of 0 ends the process.
+    void urlSession(std::int64_t didSendBodyData, std::int64_t totalBytesSent,
+                    std::int64_t totalBytesExpectedToSend);
+
+private:
+    // As it is when the upload starts: the window sets it anew while the upload runs.
+    std::optional<TextBinding> m_progress = UploadAPI::uploadProgress;
+};

@@ -126,6 +126,14 @@ TEST_F(ProgressTest, AtTheBeginningAndTheEndTheTextIsLoggedAndLeft) {
     EXPECT_EQ(logLines(log), (QStringList{QStringLiteral("INFO: before"), QStringLiteral("INFO: before")}));
 }
 
+TEST_F(ProgressTest, AnUploadKeepsTheLineThatItStartedWith) {
+    bind();
+    UploadTaskDelegate delegate;
+    UploadAPI::uploadProgress.reset();
+    delegate.urlSession(1, 42, 100);
+    EXPECT_EQ(label, QStringLiteral("Uploading 42%"));
+}
+
 TEST_F(ProgressTest, WithoutAWindowAnEmptyLineIsLogged) {
     report(0, 1000);
     report(500, 1000);

@@ -47,8 +47,7 @@ UploadTask::UploadTask(UploadRequest request, Progress progress, Finished finish
     : m_request(std::move(request))
     , m_progress(std::move(progress))
     , m_finished(std::move(finished))
-    , m_limits(limits) {
-}
+    , m_limits(limits) {}
 
 UploadTask::~UploadTask() {
     m_abandoned = true;

@@ -10,15 +10,24 @@ namespace platform {
 namespace {
 
 // The work waits here, not in Qt's event queue, which carries only the call to come and look.
-std::mutex mutex;
-std::deque<std::function<void()>> waiting;
+struct WaitingWork {
+    std::mutex mutex;
+    std::deque<std::function<void()>> queue;
+};
+
+// Never destroyed: other threads may still hand over work while the process ends.
+WaitingWork &waitingWork() {
+    static auto *const waiting = new WaitingWork;
+    return *waiting;
+}
 
 void runNext() {
+    auto &waiting = waitingWork();
     std::function<void()> work;
     {
-        const std::lock_guard lock(mutex);
-        work = std::move(waiting.front());
-        waiting.pop_front();
+        const std::lock_guard lock(waiting.mutex);
+        work = std::move(waiting.queue.front());
+        waiting.queue.pop_front();
     }
     work();
 }
@@ -26,8 +35,9 @@ void runNext() {
 } // namespace
 
 void onMainQueue(std::function<void()> work) {
-    const std::lock_guard lock(mutex);
-    waiting.push_back(std::move(work));
+    auto &waiting = waitingWork();
+    const std::lock_guard lock(waiting.mutex);
+    waiting.queue.push_back(std::move(work));
     QMetaObject::invokeMethod(QCoreApplication::instance(), runNext, Qt::QueuedConnection);
 }
 
