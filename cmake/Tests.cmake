@@ -3,6 +3,10 @@
 # Every test runs in its own process, home and (where the machine allows it) process namespace.
 include(GoogleTest)
 
+# Properties of every test with a graphical Qt.
+set(GUI_ENVIRONMENT "TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/cmake/ThreadSanitizer.supp")
+set(GUI_TEST LABELS gui ENVIRONMENT "${GUI_ENVIRONMENT}")
+
 function(lumamon_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;PROPERTIES" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
