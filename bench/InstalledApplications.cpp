@@ -3,7 +3,9 @@
 //
 // The program looks for the package database in the system's place, so it runs in a mount namespace in which
 // the made one stands there.
+#include "Figures.h"
 #include "MeasuredProcess.h"
+#include "test_support/ScratchFolder.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -23,27 +25,6 @@ constexpr int packageCount = 3'000;
 constexpr int filesOfPackage = 150;
 constexpr int rounds = 11;
 constexpr double barSeconds = 2.0;
-constexpr double mebibyte = 1'048'576;
-
-class Scratch {
-public:
-    Scratch() {
-        std::string name = (fs::temp_directory_path() / "lumamon-bench-XXXXXX").native();
-        if (::mkdtemp(name.data()) == nullptr)
-            std::abort();
-        path = name;
-    }
-    ~Scratch() { fs::remove_all(path); }
-
-    fs::path path;
-};
-
-void require(bool condition, const char *what) {
-    if (condition)
-        return;
-    std::cerr << "bench: " << what << '\n';
-    std::exit(1);
-}
 
 void write(const fs::path &path, const std::string &content) {
     std::ofstream(path, std::ios::binary) << content;
@@ -121,13 +102,13 @@ std::size_t countIn(const fs::path &file, const std::string &text) {
 } // namespace
 
 int main() {
-    const Scratch scratch;
-    makeEntries(scratch.path);
-    makePackages(scratch.path);
-    const fs::path output = scratch.path / "report.txt";
-    const auto command = commandFor(scratch.path, output);
+    const test_support::ScratchFolder scratch;
+    makeEntries(scratch.path());
+    makePackages(scratch.path());
+    const fs::path output = scratch.path() / "report.txt";
+    const auto command = commandFor(scratch.path(), output);
     const std::vector<std::pair<std::string, std::string>> variables = {
-        {"HOME", scratch.path / "home"}, {"XDG_DATA_DIRS", scratch.path / "share"}};
+        {"HOME", scratch.path() / "home"}, {"XDG_DATA_DIRS", scratch.path() / "share"}};
     std::vector<double> seconds;
     std::uint64_t peakBytes = 0;
     for (int round = 0; round < rounds; ++round) {

@@ -2,6 +2,8 @@
 //
 // The same amount of work is done in turn with and without the shipped sampler at its default rate. Both take
 // about ten seconds; what the sampler does after sampling is not counted.
+#include "Figures.h"
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -95,11 +97,6 @@ private:
     pid_t m_process;
 };
 
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values.at(values.size() / 2);
-}
-
 std::string lineWith(const fs::path &file, const std::string &words) {
     std::ifstream text(file);
     for (std::string line; std::getline(text, line);) {
@@ -173,7 +170,6 @@ void goAhead() {
 
 int main() {
     constexpr int rounds = 5;
-    constexpr double mebibyte = 1'048'576;
     goAhead();
     const Target target;
     const fs::path report = fs::temp_directory_path() / ("lumamon-bench-" + std::to_string(::getpid()));

@@ -1,100 +1,60 @@
 // The shipped program's whole silent run, beside the same work done by cp, zip and curl on the same tree and
 // the same service, in turn; its peak memory; and the time from its start to its first line.
+#include "Figures.h"
 #include "MeasuredProcess.h"
 
 #include "discovery/RunState.h"
 #include "platform/FileSystem.h"
 #include "sample_product/SampleProduct.h"
 #include "support_service/SupportService.h"
+#include "test_support/ScratchBundle.h"
+#include "test_support/ScratchFolder.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iostream>
-#include <sstream>
 
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr double mebibyte = 1'048'576;
-constexpr auto programName = "Brennic_Lumadoc_Diagnostics";
-
-class Scratch {
-public:
-    Scratch() {
-        std::string name = (fs::temp_directory_path() / "lumamon-bench-XXXXXX").native();
-        if (::mkdtemp(name.data()) == nullptr)
-            std::abort();
-        path = name;
-    }
-    ~Scratch() { fs::remove_all(path); }
-
-    fs::path path;
-};
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values.at(values.size() / 2);
-}
-
-// A copy of the bundle whose Info.plist names the service; the program takes it from nowhere else.
-fs::path bundleFor(const support_service::SupportService &service, const fs::path &folder) {
-    const fs::path bundle = folder / (std::string(programName) + ".app");
-    fs::copy(PROGRAM_BUNDLE, bundle, fs::copy_options::recursive);
-    const fs::path info = bundle / "Contents/Info.plist";
-    std::ostringstream text;
-    text << std::ifstream(info).rdbuf();
-    std::string content = text.str();
-    const std::string host = "support.brennic.example";
-    content.replace(content.find(host), host.size(), service.host());
-    // Of its own, so that no other copy that runs on this machine is taken for one of these.
-    const std::string identifier = "com.brennic.LumadocDiagnostics";
-    content.replace(content.find(identifier), identifier.size(), identifier + ".Bench");
-    std::ofstream(info) << content;
-    return bundle / "Contents/Linux" / programName;
-}
-
-void require(bool condition, const char *what) {
-    if (condition)
-        return;
-    std::cerr << "bench: " << what << '\n';
-    std::exit(1);
-}
-
 // One sample home, one service, and the program beside them.
 struct Bench {
     explicit Bench(const sample_product::SampleProductOptions &options)
         : service({.keepBodies = false})
-        , product(sample_product::makeSampleProduct(scratch.path / "home", options))
-        , program(bundleFor(service, scratch.path)) {}
+        , product(sample_product::makeSampleProduct(scratch.path() / "home", options))
+        , bundle(PROGRAM_BUNDLE, scratch.path()) {
+        bundle.setText("LumamonSupportHost", service.host());
+        // Of its own, so that no other copy that runs on this machine is taken for one of these.
+        bundle.setText("CFBundleIdentifier", "com.brennic.LumadocDiagnostics.Bench");
+    }
 
     Measurement runProgram() {
         const auto before = service.receipts().size();
-        const auto result = runMeasured({program, "/silent"}, {{"HOME", scratch.path / "home"},
-                                                               {"SSL_CERT_FILE", service.certificateFile()}});
+        const auto result =
+            runMeasured({bundle.executable(), "/silent"},
+                        {{"HOME", scratch.path() / "home"}, {"SSL_CERT_FILE", service.certificateFile()}});
         require(result.exitStatus == 0 && service.receipts().size() == before + 1, "the silent run failed");
         return result;
     }
 
     Measurement runTools() {
-        const fs::path copy = scratch.path / "copy";
+        const fs::path copy = scratch.path() / "copy";
         fs::create_directories(copy);
         const std::string script =
             "set -e; cp -a '" + product.logs.native() + "' '" + product.crashReports.native() +
             "' copy/; cd copy; zip -r -q ../copy.zip .; cd ..; curl -s -f --cacert '" +
             service.certificateFile().native() + "' -F file=@copy.zip https://" + service.host() +
             std::string(support_service::SupportService::uploadPath) + "; rm -r copy copy.zip";
-        const auto result = runMeasured({"/bin/sh", "-c", "cd '" + scratch.path.native() + "'; " + script});
+        const auto result = runMeasured({"/bin/sh", "-c", "cd '" + scratch.path().native() + "'; " + script});
         require(result.exitStatus == 0, "cp, zip and curl failed");
         return result;
     }
 
-    Scratch scratch;
+    test_support::ScratchFolder scratch;
     support_service::SupportService service;
     sample_product::SampleProduct product;
-    fs::path program;
+    test_support::ScratchBundle bundle;
 };
 
 // Leaves only what the program sends, so that both sides pack the same bytes; gives how many those are.
@@ -147,15 +107,17 @@ void measureMemory(std::uint64_t logBytes) {
 void measureStart() {
     constexpr int rounds = 21;
     Bench bench({.logBytes = 1000});
-    const fs::path home = bench.scratch.path / "empty home";
+    const fs::path home = bench.scratch.path() / "empty home";
     const fs::path log = home / ".cache/Logs/LumadocDiagnosticsDebugOutput.log";
     fs::create_directories(home / ".local/share/Library");
     std::ofstream(home / ".local/share/Library/LumadocDiagnostics") << "in the way";
     std::vector<double> milliseconds;
     for (int round = 0; round < rounds; ++round) {
         fs::remove(log);
-        const auto run = runMeasured({"/bin/sh", "-c", "exec timeout -s KILL 0.3 '" + bench.program.native() + "' /silent 2>/dev/null"},
-                                     {{"HOME", home}});
+        const auto run = runMeasured(
+            {"/bin/sh", "-c",
+             "exec timeout -s KILL 0.3 '" + bench.bundle.executable().native() + "' /silent 2>/dev/null"},
+            {{"HOME", home}});
         std::error_code error;
         const auto attributes = platform::fileAttributes(log, error);
         require(attributes && attributes->creationDate, "the log's creation date cannot be read");

@@ -3,6 +3,7 @@
 // event while it captures, packs and uploads.
 //
 // With the argument "--gaps" it is the last of these, in a process and a bundle of its own.
+#include "Figures.h"
 #include "MeasuredProcess.h"
 #include "discovery/RunState.h"
 #include "discovery/Workspace.h"
@@ -15,6 +16,7 @@
 #include "support_service/SupportService.h"
 #include "test_support/PrivateBus.h"
 #include "test_support/ScratchBundle.h"
+#include "test_support/ScratchFolder.h"
 #include "test_support/ScratchHome.h"
 #include "test_support/Screen.h"
 #include "test_support/Xvfb.h"
@@ -48,11 +50,6 @@ constexpr double gapMilliseconds = 50;
 
 const char *verdict(bool isMet) {
     return isMet ? "met" : "MISSED";
-}
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values.at(values.size() / 2);
 }
 
 [[noreturn]] void fail(const std::string &what) {
@@ -219,7 +216,7 @@ void measureMemory(const Surroundings &around) {
     ProgramRun run(around.program(around.bundle.executable()));
     waitUntil([&] { return isDrawn(around); });
     std::this_thread::sleep_for(std::chrono::seconds(2));
-    const double peak = static_cast<double>(highWaterMark(run.processId())) / (1 << 20);
+    const double peak = static_cast<double>(highWaterMark(run.processId())) / mebibyte;
     std::printf("peak memory of the window that waits: %.1f MiB (bar %.0f MiB: %s)\n", peak, idleMebibytes,
                 verdict(peak <= idleMebibytes));
 }

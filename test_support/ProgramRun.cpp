@@ -1,5 +1,7 @@
 #include "test_support/ProgramRun.h"
 
+#include "platform/linux/TextPointers.h"
+
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
@@ -16,15 +18,6 @@
 namespace test_support {
 
 namespace {
-
-std::vector<char *> pointers(std::vector<std::string> &texts) {
-    std::vector<char *> result;
-    result.reserve(texts.size() + 1);
-    for (std::string &text : texts)
-        result.push_back(text.data());
-    result.push_back(nullptr);
-    return result;
-}
 
 std::vector<std::string> environmentOf(const ProgramOptions &options) {
     std::vector<std::string> result;
@@ -97,8 +90,8 @@ ProgramRun::ProgramRun(const ProgramOptions &options)
     argumentTexts.insert(argumentTexts.begin(),
                          options.name.empty() ? options.program.native() : options.name);
     std::vector<std::string> environmentTexts = environmentOf(options);
-    const auto arguments = pointers(argumentTexts);
-    const auto environment = pointers(environmentTexts);
+    const auto arguments = platform::textPointers(argumentTexts);
+    const auto environment = platform::textPointers(environmentTexts);
     m_processId = ::fork();
     if (m_processId == 0)
         becomeProgram(options, arguments.data(), environment.data(), m_output, m_errors);

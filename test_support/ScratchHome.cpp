@@ -2,23 +2,10 @@
 
 #include <fstream>
 #include <sstream>
-#include <string>
 
 namespace test_support {
 
 namespace fs = std::filesystem;
-
-ScratchFolder::ScratchFolder() {
-    std::string name = (fs::temp_directory_path() / "lumamon-test-XXXXXX").native();
-    if (::mkdtemp(name.data()) == nullptr)
-        std::abort();
-    m_path = fs::canonical(name);
-}
-
-ScratchFolder::~ScratchFolder() {
-    std::error_code error;
-    fs::remove_all(m_path, error);
-}
 
 void writeFile(const fs::path &path, const QByteArray &content) {
     fs::create_directories(path.parent_path());

@@ -2,25 +2,12 @@
 #pragma once
 
 #include "test_support/ScopedEnvironment.h"
+#include "test_support/ScratchFolder.h"
 
 #include <QByteArray>
 #include <filesystem>
 
 namespace test_support {
-
-/// A folder that removes itself.
-class ScratchFolder {
-public:
-    ScratchFolder();
-    ~ScratchFolder();
-    ScratchFolder(const ScratchFolder &) = delete;
-    ScratchFolder &operator=(const ScratchFolder &) = delete;
-
-    const std::filesystem::path &path() const { return m_path; }
-
-private:
-    std::filesystem::path m_path;
-};
 
 class ScratchHome {
 public:

@@ -1,6 +1,7 @@
 #include "platform/Program.h"
 
 #include "platform/FileDescriptor.h"
+#include "platform/linux/TextPointers.h"
 
 #include <algorithm>
 #include <array>
@@ -32,15 +33,6 @@ int stopEvent() {
 
 std::error_code systemError() {
     return {errno, std::generic_category()};
-}
-
-std::vector<char *> pointers(std::vector<std::string> &texts) {
-    std::vector<char *> result;
-    result.reserve(texts.size() + 1);
-    for (std::string &text : texts)
-        result.push_back(text.data());
-    result.push_back(nullptr);
-    return result;
 }
 
 std::vector<std::string> childEnvironment(const Program &program) {
@@ -172,8 +164,8 @@ ProgramOutcome run(const Program &program, bool keepsErrors) {
     std::vector<std::string> argumentTexts = program.arguments;
     argumentTexts.insert(argumentTexts.begin(), program.path.native());
     std::vector<std::string> variableTexts = childEnvironment(program);
-    const auto arguments = pointers(argumentTexts);
-    const auto environment = pointers(variableTexts);
+    const auto arguments = textPointers(argumentTexts);
+    const auto environment = textPointers(variableTexts);
 
     std::error_code error;
     FileDescriptor output;
