@@ -33,6 +33,8 @@ Transfer::Transfer(const UploadRequest &request, const QByteArray &body, const U
     curl().easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
     curl().easy_setopt(easy, CURLOPT_SOCKOPTFUNCTION, &Transfer::onSocket);
     curl().easy_setopt(easy, CURLOPT_SOCKOPTDATA, this);
+    // A proxy's consent is no part of the answer.
+    curl().easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     curl().easy_setopt(easy, CURLOPT_HEADERFUNCTION, &Transfer::onHeader);
     curl().easy_setopt(easy, CURLOPT_HEADERDATA, this);
     curl().easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Transfer::onData);
@@ -65,7 +67,12 @@ std::size_t Transfer::onData(const char *bytes, std::size_t size, std::size_t co
 }
 
 int Transfer::onProgress(void *self, curl_off_t, curl_off_t, curl_off_t, curl_off_t sent) {
-    static_cast<Transfer *>(self)->reportSent(sent);
+    auto &transfer = *static_cast<Transfer *>(self);
+    // A redirect sends all of it again, and the answer is still to come.
+    if (sent < transfer.m_sentNow)
+        transfer.m_answerBegan.reset();
+    transfer.m_sentNow = sent;
+    transfer.reportSent(sent);
     return 0;
 }
 

@@ -45,6 +45,9 @@ private:
 
     QByteArray m_answer;
     bool m_answerIsFull = false;
+    /// In the request that is under way.
+    std::int64_t m_sentNow = 0;
+    /// As it was last reported.
     std::int64_t m_sent = 0;
     /// Opened for this transfer; some may be closed again.
     std::vector<curl_socket_t> m_sockets;

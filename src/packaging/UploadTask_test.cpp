@@ -3,6 +3,7 @@
 #include "packaging/TransportError.h"
 #include "platform/FileSystem.h"
 #include "support_service/SupportService.h"
+#include "test_support/LoopbackListener.h"
 #include "test_support/ScratchHome.h"
 
 #include <algorithm>
@@ -163,6 +164,21 @@ TEST_F(UploadTaskTest, AnAnswerThatTricklesForEverIsTimedOut) {
     EXPECT_EQ(response.statusCode, 200);
     EXPECT_FALSE(response.data);
     EXPECT_EQ(errorCode(response), TransportErrorCode::timedOut);
+}
+
+// The time for the answer is for the answer alone.
+TEST_F(UploadTaskTest, AProxysConsentBeginsNoAnswer) {
+    const test_support::ConnectProxy proxy;
+    const test_support::ScopedEnvironment way("https_proxy", proxy.url());
+    service.setBehaviour({.readBytesPerSecond = 4'000'000});
+    EXPECT_EQ(upload(someBytes(6'000'000), {.idle = 10s, .answer = 500ms}).statusCode, 200);
+    EXPECT_EQ(proxy.requests().size(), 1U);
+}
+
+TEST_F(UploadTaskTest, ARedirectBeginsNoAnswer) {
+    service.setBehaviour({.status = 307, .location = "/cr-apip-7.0.0/mac/log"}, 1);
+    service.setBehaviour({.readBytesPerSecond = 4'000'000});
+    EXPECT_EQ(upload(someBytes(6'000'000), {.idle = 10s, .answer = 500ms}).statusCode, 200);
 }
 
 TEST_F(UploadTaskTest, EndlessHeadersEnd) {
