@@ -1,6 +1,7 @@
 #include "app/AppDelegate.h"
 
 #include "app/CommandLineArguments.h"
+#include "app/Ending.h"
 #include "app/TimeoutManager.h"
 #include "collection/Collectors.h"
 #include "collection/PListOperations.h"
@@ -111,7 +112,7 @@ void AppDelegate::launch() {
         constexpr auto timeout = std::chrono::seconds(300);
         TimeoutManager::shared().runWithTimeout(timeout, [this] { runWithoutUI(); });
     } else if (m_window) {
-        m_window->open();
+        m_window->open([] { limitTheEnd(); });
     }
 }
 

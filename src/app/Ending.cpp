@@ -6,6 +6,7 @@
 #include "platform/Program.h"
 #include "platform/SystemLog.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <thread>
@@ -16,18 +17,21 @@ using namespace std::chrono_literals;
 
 constexpr auto patience = 1800ms;
 
-// The disk may have stopped answering, and then any of the steps waits for ever.
-void endProcessAfter(std::chrono::milliseconds limit, int status) {
+} // namespace
+
+// The disk may have stopped answering, and then any step of the end waits for ever.
+void limitTheEnd(int status) {
+    static std::atomic<bool> isLimited = false;
+    if (isLimited.exchange(true))
+        return;
     std::thread([=] {
-        std::this_thread::sleep_for(limit);
+        std::this_thread::sleep_for(patience);
         std::_Exit(status);
     }).detach();
 }
 
-} // namespace
-
 void endRun(int status) {
-    endProcessAfter(patience, status);
+    limitTheEnd(status);
     UploadAPI::uploadTask.reset();
     platform::stopPrograms();
     const bool captureHasEnded = ProcessExecution::stop();

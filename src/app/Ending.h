@@ -1,6 +1,10 @@
 // The end of a run, however far the run has come.
 #pragma once
 
+/// Gives the process until shortly before 2 seconds from now to end; then it ends with `status`, wherever it
+/// is. The first call counts. Any thread.
+void limitTheEnd(int status = 0);
+
 /// Stops what still works, in this order: an upload, the programs that run, a capture; then puts the
 /// product's logging back if it is still switched on. Main thread, once, behind the event loop.
 ///

@@ -65,6 +65,15 @@ protected:
     fs::path file = home.library() / "Preferences/com.brennic.LumadocPE.plist";
 };
 
+TEST_F(Ending, ComesThoughWhatGoesBeforeItHangs) {
+    EXPECT_EQ(statusOfEnd([this] {
+                  writeFile(home.path() / "ending", "");
+                  limitTheEnd(7);
+                  std::this_thread::sleep_for(std::chrono::seconds(30));
+              }),
+              7);
+}
+
 TEST_F(Ending, PutsTheLoggingBack) {
     EXPECT_EQ(statusOfEnd([] {}), 6);
     EXPECT_FALSE(isOn());

@@ -33,7 +33,10 @@ int LumamonApp::run(int argumentCount, char **arguments) {
         if (!window)
             return EXIT_FAILURE;
         application = window->makeApplication(argumentCount, arguments);
-        platform::onTerminationRequest([] { QCoreApplication::quit(); });
+        platform::onTerminationRequest([] {
+            limitTheEnd();
+            QCoreApplication::quit();
+        });
     }
     AppDelegate delegate(window);
     platform::onMainQueue([&delegate] { delegate.applicationDidFinishLaunching(); });

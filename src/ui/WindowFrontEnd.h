@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <QtPlugin>
+#include <functional>
 #include <memory>
 
 class WindowFrontEnd {
@@ -15,9 +16,9 @@ public:
     virtual std::unique_ptr<QCoreApplication> makeApplication(int &argumentCount, char **arguments) = 0;
 
     /// Opens the diagnostics window in a later turn of the event loop and brings it to the front; the end of
-    /// the program follows its closing. When it cannot be made, the event loop ends with status 1 and
-    /// standard error tells why. Main thread.
-    virtual void open() = 0;
+    /// the program follows its closing, of which `closing` is told before anything else is done. When it
+    /// cannot be made, the event loop ends with status 1 and standard error tells why. Main thread.
+    virtual void open(std::function<void()> closing) = 0;
 
     /// Takes the window down. Main thread, while the application object still stands.
     virtual void close() = 0;

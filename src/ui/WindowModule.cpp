@@ -18,7 +18,7 @@ public:
         return application;
     }
 
-    void open() override { m_scene->open(); }
+    void open(std::function<void()> closing) override { m_scene->open(std::move(closing)); }
 
     void close() override { m_scene.reset(); }
 

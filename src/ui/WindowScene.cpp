@@ -5,6 +5,7 @@
 #include "ui/Views.h"
 
 #include <QCoreApplication>
+#include <QEvent>
 #include <QIcon>
 #include <cstdio>
 
@@ -14,6 +15,23 @@ ContentView::ColorScheme schemeOf(platform::ColorScheme scheme) {
     return scheme == platform::ColorScheme::dark ? ContentView::ColorScheme::dark
                                                  : ContentView::ColorScheme::light;
 }
+
+// Hears of the closing before the views do.
+class CloseWatch : public QObject {
+public:
+    CloseWatch(std::function<void()> closing, QObject *parent)
+        : QObject(parent)
+        , m_closing(std::move(closing)) {}
+
+    bool eventFilter(QObject *, QEvent *event) override {
+        if (event->type() == QEvent::Close)
+            m_closing();
+        return false;
+    }
+
+private:
+    std::function<void()> m_closing;
+};
 
 // Set with the first frame on the screen: drawing it takes as long as drawing the window.
 void setIconLater(QQuickWindow &window) {
@@ -45,7 +63,8 @@ WindowScene::~WindowScene() {
     UtilityFunctions::alertPresenter = nullptr;
 }
 
-void WindowScene::open() {
+void WindowScene::open(std::function<void()> closing) {
+    m_closing = std::move(closing);
     m_isWanted = true;
     openWhenLoaded();
 }
@@ -63,6 +82,7 @@ void WindowScene::openWhenLoaded() {
         return;
     }
     QObject::connect(&m_view, &ContentView::closeRequested, m_window.get(), &QWindow::close);
+    m_window->installEventFilter(new CloseWatch(m_closing, m_window.get()));
     setIconLater(*m_window);
     m_window->raise();
     m_window->requestActivate();

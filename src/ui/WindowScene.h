@@ -10,6 +10,7 @@
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickWindow>
+#include <functional>
 #include <memory>
 
 class WindowScene {
@@ -19,8 +20,9 @@ public:
     ~WindowScene();
 
     /// Shows the window and brings it to the front as soon as the views are loaded. When they cannot be, the
-    /// event loop ends with status 1 and standard error tells why.
-    void open();
+    /// event loop ends with status 1 and standard error tells why. `closing` is called when the window is
+    /// asked to close, before its own steps.
+    void open(std::function<void()> closing = [] {});
 
     ContentView &view() { return m_view; }
 
@@ -31,6 +33,7 @@ private:
     Alerts m_alerts;
     platform::Appearance m_appearance;
     bool m_isWanted = false;
+    std::function<void()> m_closing;
     QQmlEngine m_engine;
     QQmlComponent m_component;
     // Last, so that the views go before what they show.

@@ -12,6 +12,7 @@ namespace platform {
 
 namespace {
 
+constexpr unsigned patienceSeconds = 2;
 constexpr int requests[] = {SIGTERM, SIGINT, SIGHUP};
 
 // The handler, which may do next to nothing, writes here what the event loop reads.
@@ -24,6 +25,8 @@ void takeRequest(int) {
             std::signal(request, SIG_DFL);
     }
     stopPrograms();
+    // The main thread may be waiting for a disk that does not answer.
+    ::alarm(patienceSeconds);
     (void)!::write(pipeEnds[1], "", 1);
 }
 

@@ -62,6 +62,18 @@ TEST_P(TerminationSignals, EndTheProcessTheSecondTime) {
               128 + GetParam());
 }
 
+TEST_P(TerminationSignals, EndAProcessWhoseMainThreadHangs) {
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_EQ(test_support::statusInChild([] {
+                  return runApplication([] {
+                      ::raise(GetParam());
+                      std::this_thread::sleep_for(std::chrono::seconds(30));
+                  });
+              }),
+              128 + SIGALRM);
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(4));
+}
+
 TEST_P(TerminationSignals, StayIgnoredWhereTheyWere) {
     EXPECT_EQ(test_support::statusInChild([] {
                   std::signal(GetParam(), SIG_IGN);
