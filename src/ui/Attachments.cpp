@@ -73,7 +73,9 @@ void ContentView::presentFilePicker() {
         view->isFilePickerPresented = false;
         if (const auto *failure = std::get_if<QString>(&picked))
             Logger::logError(QStringLiteral("File selection error: ") + *failure);
-        else if (const auto &files = std::get<std::vector<fs::path>>(picked); !files.empty())
+        // What is picked behind the archive would stay unsent.
+        else if (const auto &files = std::get<std::vector<fs::path>>(picked);
+                 !files.empty() && !view->isFormFrozen())
             view->attach(files);
     });
 }

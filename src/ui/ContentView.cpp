@@ -51,7 +51,8 @@ void ContentView::primaryButtonPressed() {
     ProcessExecution::labelTextBinding = m_status->binding();
     UploadAPI::uploadProgress = m_status->binding();
     platform::onMainQueue([view = QPointer(this)] {
-        if (view)
+        // An earlier press may have disabled the button since.
+        if (view && !view->primaryButtonDisabled)
             view->StartButtonPressed();
     });
 }

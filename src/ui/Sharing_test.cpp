@@ -166,6 +166,16 @@ TEST_F(SharingTest, TheMainQueueRunsWhileTheArchiveIsBuilt) {
     waitForUpload();
 }
 
+// Keys come in as one batch when the main thread was busy.
+TEST_F(SharingTest, PressedTwiceAtOnceItSharesOnce) {
+    capture();
+    describe();
+    press();
+    press();
+    ASSERT_TRUE(runMainQueueUntil([&] { return hasCaption("Close"); }));
+    EXPECT_EQ(service().receipts().size(), 1U);
+}
+
 TEST_F(SharingTest, TheEndOfTheProgramEndsTheWaitForTheArchive) {
     capture(60'000'000);
     describe();
