@@ -36,7 +36,7 @@ TEST_F(TimeoutManagerTest, ATaskThatReturnsInTimeIsLeftAlone) {
 TEST_F(TimeoutManagerTest, ALongTimeoutDoesNotHoldUpTheEndOfAShortTask) {
     const auto begin = std::chrono::steady_clock::now();
     TimeoutManager::shared().runWithTimeout(300s, [] {});
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, 100ms);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
 }
 
 TEST_F(TimeoutManagerTest, ATaskThatIsTooLongEndsTheProcessWithStatusOneAndALine) {

@@ -59,10 +59,11 @@ TEST(UserNameMask, TakesTimeLinearInTheText) {
         QStringLiteral("/Users/").repeated(size / 7),    QString(size, u'/'),
         QStringLiteral("/Users/") + QString(size, u'x'), QStringLiteral("/Users/x").repeated(size / 8),
         QStringLiteral("/home").repeated(size / 5),      QStringLiteral("/Users//").repeated(size / 8)};
+    // Quadratic, each would take minutes.
     for (const QString &text : hostile) {
         const auto start = Clock::now();
         maskedUserNames(text);
-        EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(500)) << text.first(20).toStdString();
+        EXPECT_LT(Clock::now() - start, std::chrono::seconds(5)) << text.first(20).toStdString();
     }
 }
 
