@@ -26,11 +26,7 @@ build:
 
 test:
 	@scripts/require-packages build test
-	@scripts/build release -DLUMAMON_TESTS=ON
-	@echo "== Running the tests"
-	@ctest --preset release --parallel $(JOBS) --quiet --output-log $(CURDIR)/build/release/tests.log \
-	  || { scripts/show-failures build/release/tests.log; exit 1; }
-	@scripts/show-summary build/release/tests.log
+	@scripts/tests $(JOBS)
 
 sanitize:
 	@scripts/require-packages build test
