@@ -124,7 +124,7 @@ int Accessibility::noteEvent(sd_bus_message *message, void *accessibility, sd_bu
         text = "";
     static_cast<Accessibility *>(accessibility)
         ->m_events.push_back(
-            {sd_bus_message_get_path(message), sd_bus_message_get_member(message), detail, text});
+            {sd_bus_message_get_path(message), sd_bus_message_get_member(message), detail, first, text});
     return 0;
 }
 
@@ -138,6 +138,13 @@ std::string Accessibility::textOf(const Control &control) const {
     const auto answer =
         m_bus.call(control.service, control.path, "org.a11y.atspi.Text", "GetText", "ii", 0, -1);
     return takeText(answer.get());
+}
+
+bool Accessibility::work(const Control &control) const {
+    const auto answer =
+        m_bus.call(control.service, control.path, "org.a11y.atspi.Action", "DoAction", "i", 0);
+    int isDone = 0;
+    return answer && sd_bus_message_read(answer.get(), "b", &isDone) >= 0 && isDone != 0;
 }
 
 } // namespace test_support

@@ -71,6 +71,8 @@ public:
         std::string path;
         std::string name;
         std::string detail;
+        /// The first number that came with it: of a state, whether it holds now.
+        int first = 0;
         /// The value that came with it, where that is a text.
         std::string text;
     };
@@ -79,6 +81,10 @@ public:
 
     /// The text in a box.
     std::string textOf(const Control &control) const;
+
+    /// Has the program do what the control is for, as a screen reader does without pointer and keys. False
+    /// when there is nothing.
+    bool work(const Control &control) const;
 
 private:
     struct Element {

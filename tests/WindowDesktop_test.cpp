@@ -228,6 +228,24 @@ TEST_F(WindowOnASmallDisplay, EverythingIsInsideTheWindowOrCanBeScrolledTo) {
     press("Share logs");
     window().click("link", "lumadoc-support@brennic.example");
     expectNothingIsCutOff();
-    // Scrolls there.
-    window().point(*window().look("push button", attachName));
+    // While it uploads there is more than the window can hold.
+    service.setBehaviour({.stopReadingAfterBytes = 1000});
+    press("Share logs");
+    waitForButton("Stop upload");
+    const auto isInSight = [this](const char *role, const std::string &name) {
+        const Extents frame = window().window().extents;
+        const Extents place = window().onDisplay(window().find(role, name).extents);
+        return place.y >= frame.y && place.bottom() <= frame.bottom();
+    };
+    const auto isAtTop = [&] { return isInSight("heading", "Brennic Lumadoc Diagnostics"); };
+    const auto isAtBottom = [&] { return isInSight("push button", attachName); };
+    EXPECT_TRUE(isAtTop());
+    EXPECT_FALSE(isAtBottom());
+    window().movePointerAway();
+    for (const auto &[down, up] : {std::pair("Next", "Prior"), {"End", "Home"}}) {
+        window().key(down);
+        EXPECT_TRUE(waitUntil(isAtBottom)) << down;
+        window().key(up);
+        EXPECT_TRUE(waitUntil([&] { return isAtTop() && !isAtBottom(); })) << up;
+    }
 }

@@ -146,6 +146,7 @@ TEST_F(WindowForm, MoreThanTenMebibytesAreRefused) {
     window().waitForFocus("push button", "OK");
     window().key("Return");
     window().waitUntilGone("dialog", tooLargeTitle);
+    window().waitForFocus("push button", attachName);
     EXPECT_FALSE(fs::exists(attachments()));
     pick("most.png");
     expectAttached("1");

@@ -15,7 +15,7 @@ constexpr char disappeared[] =
     "INFO: --------------onDisappear triggered, application closed-------------- \n";
 
 bool isText(const test_support::Control &control) {
-    return control.role == "label" || control.role == "alert message" || control.role == "heading";
+    return control.role == "label" || control.role == "notification" || control.role == "heading";
 }
 
 } // namespace

@@ -215,7 +215,9 @@ TEST_F(WindowWholeRun, ARunningProductOfTheReleaseTrackIsToBeRestarted) {
     window().key("Return");
     window().waitUntilGone("dialog", restartTitle);
     EXPECT_THAT(log(), testing::HasSubstr("INFO: ShowRestartLumadocAlert: true\n"));
-    press("Stop diagnostics");
+    // The keyboard is where it was.
+    window().waitForFocus("push button", "Stop diagnostics");
+    window().key("Return");
     window().waitForFocus("text", descriptionName);
 }
 

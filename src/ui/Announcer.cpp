@@ -7,7 +7,8 @@ void Announcer::announce(QObject *item) {
         Q_EMIT announced(item);
         if (!QAccessible::isActive())
             return;
-        QAccessibleEvent event(item, QAccessible::Alert);
+        // A notification is read when it comes up; Qt 6.4 has no event for one that changes.
+        QAccessibleEvent event(item, QAccessible::ObjectShow);
         QAccessible::updateAccessibility(&event);
     };
     QMetaObject::invokeMethod(item, tell, Qt::QueuedConnection);

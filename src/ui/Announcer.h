@@ -12,8 +12,8 @@ class Announcer : public QObject {
 public:
     using QObject::QObject;
 
-    /// `item` has the role of an alert, and its name is what is to be read. In the next turn of the main
-    /// thread, when the name has followed what it is made of. Main thread.
+    /// `item` has the role of a notification, and its name is what is to be read. In the next turn of the
+    /// main thread, when the name has followed what it is made of. Main thread.
     Q_INVOKABLE void announce(QObject *item);
 
 Q_SIGNALS:

@@ -15,14 +15,14 @@ struct NamedColor {
 
 constexpr std::array colors{
     // Fill of the primary button; its text is white in both appearances.
-    NamedColor{"PrimaryColor", 0xFF0B5CAD, 0xFF2A72CB},
+    NamedColor{"PrimaryColor", 0xFF0A56A3, 0xFF2869BD},
     NamedColor{"PrimaryTextColor", 0xFF1B1F24, 0xFFF1F3F5},
     NamedColor{"SecondaryTextColor", 0xFF57606A, 0xFFB6BEC8},
     NamedColor{"BackgroundColor", 0xFFFFFFFF, 0xFF1C1F23},
     NamedColor{"Border", 0xFF7A838D, 0xFF88919B},
-    NamedColor{"CheckboxColor", 0xFF0B5CAD, 0xFF6CB0FF},
+    NamedColor{"CheckboxColor", 0xFF0A56A3, 0xFF6CB0FF},
     NamedColor{"error", 0xFFB3261E, 0xFFFF8A80},
-    NamedColor{"LinkColor", 0xFF0B5CAD, 0xFF6CB0FF},
+    NamedColor{"LinkColor", 0xFF0A56A3, 0xFF6CB0FF},
 };
 
 } // namespace

@@ -87,6 +87,18 @@ TEST_P(PressedContrastTest, IsEnoughOnThePressedThickBorderButton) {
     EXPECT_GE(contrast(content, over(window, content, 0.2)), text);
 }
 
+TEST_P(PressedContrastTest, IsEnoughOnThePressedFilledButton) {
+    const QColor fill = Assets::color(QStringLiteral("PrimaryColor"), GetParam());
+    const QColor window = Assets::color(QStringLiteral("BackgroundColor"), GetParam());
+    EXPECT_GE(contrast(over(window, Qt::white, 0.8), over(window, fill, 0.8)), text);
+}
+
+TEST_P(PressedContrastTest, IsEnoughOnADisabledCheckBox) {
+    const QColor content = Assets::color(QStringLiteral("PrimaryTextColor"), GetParam());
+    const QColor window = Assets::color(QStringLiteral("BackgroundColor"), GetParam());
+    EXPECT_GE(contrast(over(window, content, 0.65), window), text);
+}
+
 INSTANTIATE_TEST_SUITE_P(Schemes, PressedContrastTest, testing::Values(Scheme::light, Scheme::dark));
 
 TEST(AssetsTest, SystemColoursAreTheSameInBothAppearances) {

@@ -1,7 +1,8 @@
 // The one window of window mode: it walks the user through a diagnostics run. Every step calls the operations
 // of the collection and the packaging, and moves the window's own fields.
 //
-// Main thread. The views send what the user does to the slots below; nothing else changes the fields.
+// Main thread. The views send what the user does to the slots below; of the fields they write only those that
+// tell where the keyboard and the pointer are.
 #pragma once
 
 #include "packaging/UploadError.h"

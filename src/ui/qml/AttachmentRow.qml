@@ -15,7 +15,7 @@ RowLayout {
         text: "Attach screenshot and pdf files"
         sidePadding: 6
         enabled: !row.view.isFormFrozen && !row.view.isFeedbackEmailLayoutDisabled
-        opacity: enabled ? 1.0 : 0.6
+        opacity: enabled ? 1.0 : 0.65
         onClicked: row.view.presentFilePicker()
         background.radius: 6
         background.border.width: 1
@@ -51,7 +51,7 @@ RowLayout {
                 implicitHeight: 24
                 text: "Remove attached files"
                 enabled: !row.view.isFormFrozen && !row.view.isFeedbackEmailLayoutDisabled
-                opacity: enabled ? 1.0 : 0.6
+                opacity: enabled ? 1.0 : 0.65
                 onClicked: row.view.removeAllUserFiles()
                 Accessible.role: Accessible.Button
 

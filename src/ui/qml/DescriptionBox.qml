@@ -22,6 +22,12 @@ ColumnLayout {
             view.leaveFeedback();
     }
 
+    function breakLineOrLeave(event: KeyEvent) {
+        event.accepted = !(event.modifiers & Qt.ShiftModifier);
+        if (event.accepted)
+            leave();
+    }
+
     spacing: 6
     onFocusedFieldChanged: {
         if (focusedField === ContentView.Field.feedback)
@@ -66,12 +72,8 @@ ColumnLayout {
             Accessible.editable: !readOnly
             Accessible.description: box.isMissing ? message.text : ""
             Keys.onTabPressed: box.leave()
-            Keys.onReturnPressed: event => {
-                if (event.modifiers & Qt.ShiftModifier)
-                    event.accepted = false;
-                else
-                    box.leave();
-            }
+            Keys.onReturnPressed: event => box.breakLineOrLeave(event)
+            Keys.onEnterPressed: event => box.breakLineOrLeave(event)
             Keys.onBacktabPressed: nextItemInFocusChain(false).forceActiveFocus(Qt.BacktabFocusReason)
             onTextChanged: {
                 if (text === box.view.feedbackText)

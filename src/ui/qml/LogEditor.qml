@@ -7,6 +7,8 @@ Column {
 
     required property ContentView view
 
+    // As wide as the list with both columns, so that a box stays under the pointer that has just worked it.
+    width: 544
     spacing: 12
 
     CollectedList {

@@ -7,6 +7,14 @@ Window {
 
     required property ContentView view
     required property Alerts alerts
+    /// The control of the sections that had the keyboard last: alerts give it back.
+    property Item worked
+
+    function isInSections(item: Item): bool {
+        while (item && item !== sections)
+            item = item.parent;
+        return item !== null;
+    }
 
     title: Application.displayName
     minimumWidth: 680
@@ -18,7 +26,11 @@ Window {
     onClosing: view.disappear()
 
     // What has the keyboard is in sight.
-    onActiveFocusItemChanged: revealing.restart()
+    onActiveFocusItemChanged: {
+        if (isInSections(activeFocusItem))
+            worked = activeFocusItem;
+        revealing.restart();
+    }
 
     // In the next turn, when the sections have taken their places.
     Timer {
@@ -32,21 +44,34 @@ Window {
         id: scroll
 
         function reveal() {
-            const item = window.activeFocusItem;
-            let above = item;
-            while (above && above !== sections)
-                above = above.parent;
-            if (!above)
+            let item = window.activeFocusItem;
+            if (!window.isInSections(item))
                 return;
+            // A box that scrolls by itself counts by its frame.
+            for (let above = item; above !== sections; above = above.parent) {
+                if (above instanceof Flickable)
+                    item = above;
+            }
             const top = item.mapToItem(contentItem, 0, 0).y;
             const bottom = top + item.height;
-            const lowest = Math.max(0, contentHeight - height);
             if (top < contentY)
-                contentY = Math.max(0, top - sections.edge);
+                moveTo(top - sections.edge);
             else if (bottom > contentY + height)
-                contentY = Math.min(lowest, bottom + sections.edge - height);
+                moveTo(bottom + sections.edge - height);
         }
 
+        function moveTo(y: real) {
+            contentY = Math.max(0, Math.min(contentHeight - height, y));
+        }
+
+        Keys.onPressed: event => {
+            const page = height - 2 * sections.edge;
+            const place = { [Qt.Key_PageUp]: contentY - page, [Qt.Key_PageDown]: contentY + page,
+                            [Qt.Key_Home]: 0, [Qt.Key_End]: contentHeight }[event.key];
+            event.accepted = place !== undefined;
+            if (event.accepted)
+                moveTo(place);
+        }
         onContentHeightChanged: revealing.restart()
         anchors.fill: parent
         boundsBehavior: Flickable.StopAtBounds
@@ -77,7 +102,17 @@ Window {
         color: Assets.color("Border", window.view.colorScheme)
     }
 
+    Connections {
+        target: alertLoader.item
+
+        function onClosed() {
+            window.worked?.forceActiveFocus(Qt.PopupFocusReason);
+        }
+    }
+
     Loader {
+        id: alertLoader
+
         readonly property bool isNeeded: window.view.showAlert || window.alerts.isUp
 
         onIsNeededChanged: {

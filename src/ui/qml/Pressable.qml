@@ -17,11 +17,13 @@ Item {
     /// The second click of a double click counts. Not on the primary button, where it would press the caption that
     /// the first has just brought up.
     property bool takesDoubleClick: true
+    property bool takesReturn: true
 
     signal clicked()
 
     function work(event: KeyEvent) {
-        if (!event.isAutoRepeat)
+        event.accepted = takesReturn || event.key === Qt.Key_Space;
+        if (event.accepted && !event.isAutoRepeat)
             clicked();
     }
 
@@ -37,8 +39,9 @@ Item {
     Keys.onReturnPressed: event => work(event)
     Keys.onEnterPressed: event => work(event)
     Keys.onSpacePressed: event => work(event)
+    // A press that disables the control, or another window in front, is no work of the keyboard.
     onActiveFocusChanged: {
-        if (!activeFocus)
+        if (!activeFocus && enabled && Window.active)
             isFocusQuiet = false;
     }
 

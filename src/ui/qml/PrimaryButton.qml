@@ -8,6 +8,11 @@ FocusScope {
     required property ContentView view
     readonly property WindowButton shown: view.thickBorderButtonStyle ? thick : plain
 
+    // The next focus may come by the keyboard.
+    onActiveFocusChanged: {
+        if (!activeFocus && Window.active)
+            plain.isFocusQuiet = thick.isFocusQuiet = false;
+    }
     implicitWidth: shown.implicitWidth
     implicitHeight: shown.implicitHeight
 

@@ -11,13 +11,16 @@ Pressable {
 
     implicitWidth: caption.x + caption.implicitWidth
     implicitHeight: caption.implicitHeight
-    opacity: enabled ? 1.0 : 0.6
+    opacity: enabled ? 1.0 : 0.65
+    takesReturn: false
     Accessible.role: Accessible.CheckBox
     Accessible.checkable: true
     Accessible.checked: checked
-    // A check box is not what Return works.
-    Keys.onReturnPressed: event => event.accepted = false
-    Keys.onEnterPressed: event => event.accepted = false
+    // Instead of Qt's own action, which would set `checked`.
+    Accessible.onToggleAction: {
+        if (enabled)
+            clicked();
+    }
 
     Rectangle {
         id: box

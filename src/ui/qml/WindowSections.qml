@@ -51,17 +51,17 @@ Column {
 
     LateSection {
         view: sections.view
-        file: "UploadFailedBlock.qml"
-        isShown: sections.view.isUploadFailedLayoutVisible
-        width: sections.width
-    }
-
-    LateSection {
-        view: sections.view
         file: "FeedbackForm.qml"
         isShown: sections.view.isFeedbackLayoutVisible
         width: Math.min(632, sections.width)
         anchors.horizontalCenter: parent.horizontalCenter
+    }
+
+    LateSection {
+        view: sections.view
+        file: "UploadFailedBlock.qml"
+        isShown: sections.view.isUploadFailedLayoutVisible
+        width: sections.width
     }
 
     LateSection {

@@ -10,7 +10,7 @@ TestCase {
     required property Item stage
     property ContentView view
     property Item sections
-    /// What a screen reader was told to read by itself.
+    /// The changed texts that a screen reader was told to read by itself.
     property var announcements: []
 
     when: windowShown
@@ -117,8 +117,9 @@ TestCase {
         return drawn(stage).find(item => item.Accessible.name === name && item.activeFocusOnTab) ?? null;
     }
 
+    /// A screen reader reads it by itself: it has changed, or is of those that are read when they come up.
     function announced(text) {
-        return announcements.includes(text);
+        return announcements.includes(text) || textItem(text)?.Accessible.role === Accessible.Notification;
     }
 
     function colorOf(name) {

@@ -89,7 +89,8 @@ Item {
         }
 
         function test_keys_that_lead_to_the_address_data() {
-            return [{ tag: "Tab", key: Qt.Key_Tab }, { tag: "Return", key: Qt.Key_Return }];
+            return [{ tag: "Tab", key: Qt.Key_Tab }, { tag: "Return", key: Qt.Key_Return },
+                    { tag: "Enter", key: Qt.Key_Enter }];
         }
 
         function test_keys_that_lead_to_the_address(data) {

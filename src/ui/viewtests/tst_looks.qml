@@ -40,6 +40,21 @@ Item {
             }
         }
 
+        readonly property string hint: "(Max 10 MB; Do not include any sensitive information)"
+
+        function test_other_texts_have_fourteen_points() {
+            fail();
+            for (const text of ["Share logs", "You can", "view the logs", view.feedbackLabel, view.emailLabel, hint,
+                                "Attach screenshot and pdf files"]) {
+                compare(textItem(text).font.pixelSize, 14, text);
+                compare(textItem(text).font.family, "BrennicClean-Regular", text);
+            }
+            for (const label of [view.feedbackLabel, view.emailLabel]) {
+                const box = drawn(root).find(item => item.Accessible.name === label && item.cursorPosition !== undefined);
+                compare([box.font.pixelSize, box.font.family], [14, "BrennicClean-Regular"]);
+            }
+        }
+
         function test_sizes_of_the_texts() {
             compare(textItem("Brennic Lumadoc Diagnostics").font.pixelSize, 22);
             compare(textItem("Brennic Lumadoc Diagnostics").font.family, "BrennicClean-Regular");
@@ -118,6 +133,10 @@ Item {
             verify(images().every(source => source.includes("/dark/")));
             verify(images().some(source => source.endsWith("/darkerroricon.svg")));
             verify(textItem("Error sharing logs.").color.toString() !== lightText);
+            compare(control("Share logs").background.color, colorOf("PrimaryColor"));
+            compare(control("view the logs").contentItem.color, colorOf("LinkColor"));
+            compare(control("Attach screenshot and pdf files").background.border.color, colorOf("Border"));
+            compare(textItem(hint).color, colorOf("SecondaryTextColor"));
             compare(textItem("Error sharing logs.").color, colorOf("error"));
             compare(textItem("Invalid email address").color, colorOf("error"));
             compare(sections.color, colorOf("BackgroundColor"));
@@ -132,11 +151,13 @@ Item {
             for (const step of [reproduce, showForm, fail, finish]) {
                 step();
                 view.changeSpinDump(true);
+                view.isLogLabelVisible = true;
+                view.logLabel = "x".repeat(300);
                 waitForRendering(root);
                 for (const item of drawn(root).filter(item => item instanceof BodyText)) {
                     const left = item.mapToItem(root, 0, 0).x;
                     verify(left >= 0 && left + item.contentWidth <= 680, item.text);
-                    verify(!item.truncated, item.text);
+                    verify(item.contentHeight <= item.height + 1, item.text);
                 }
             }
             root.width = 700;

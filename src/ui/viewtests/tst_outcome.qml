@@ -68,6 +68,8 @@ Item {
                 tryVerify(() => announced(line));
             compare(control("view the logs").Accessible.role, Accessible.Link);
             verify(control("view the logs").enabled);
+            // Below the form.
+            verify(texts.indexOf(view.feedbackLabel) < from);
         }
 
         function test_the_end_has_one_button() {

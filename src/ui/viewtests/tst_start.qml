@@ -52,6 +52,27 @@ Item {
             compare(rings[0].border.color, colorOf("LinkColor"));
         }
 
+        function test_a_press_by_the_pointer_brings_no_ring_data() {
+            return [{ tag: "pointer", press: button => mouseClick(button), ring: false },
+                    { tag: "keyboard", press: () => keyClick(Qt.Key_Space), ring: true }];
+        }
+
+        function test_a_press_by_the_pointer_brings_no_ring(data) {
+            const button = control("Start diagnostics");
+            keyClick(Qt.Key_Tab);
+            keyClick(Qt.Key_Backtab);
+            verify(button.visualFocus);
+            view.startButtonLabel = "Nothing follows";
+            data.press(button);
+            view.primaryButtonDisabled = true;
+            view.primaryButtonDisabled = false;
+            verify(button.activeFocus);
+            compare(button.visualFocus, data.ring);
+            keyClick(Qt.Key_Tab);
+            keyClick(Qt.Key_Backtab);
+            verify(button.visualFocus);
+        }
+
         function test_toggles_rewrite_the_list() {
             mouseClick(control("System apps information"));
             verify(view.getInstalledApps);
@@ -70,6 +91,27 @@ Item {
             keyClick(Qt.Key_Space);
             verify(view.getSpinDump);
             compare(view.captureDetails.split("\n").length, 3);
+        }
+
+        function test_toggles_do_not_work_by_return() {
+            for (const key of [Qt.Key_Return, Qt.Key_Enter]) {
+                control("Advanced logs").forceActiveFocus();
+                keyClick(key);
+                verify(!view.getSpinDump);
+            }
+        }
+
+        // The pointer is still over the box that it has just worked.
+        function test_toggles_stay_in_their_place() {
+            const place = () => control("Advanced logs").mapToItem(root, 0, 0);
+            const before = place();
+            mouseClick(control("Advanced logs"));
+            mouseClick(control("System apps information"));
+            waitForRendering(root);
+            compare(place(), before);
+            const right = textItem(shownTexts()[3]);
+            const editor = control("Advanced logs").parent;
+            verify(right.mapToItem(editor, right.width, 0).x <= editor.width);
         }
 
         function test_the_columns_line_up() {
@@ -114,6 +156,17 @@ Item {
             const still = mark.x;
             wait(50);
             compare(mark.x, still);
+        }
+
+        function test_fast_changes_are_told_as_they_are_then() {
+            view.logLabel = "Uploading 1%";
+            tryVerify(() => announcements.includes("Uploading 1%"));
+            for (let percent = 2; percent <= 20; ++percent) {
+                view.logLabel = "Uploading " + percent + "%";
+                wait(5);
+            }
+            tryVerify(() => announcements.includes("Uploading 20%"));
+            compare(announcements.filter(text => text.startsWith("Uploading")), ["Uploading 1%", "Uploading 20%"]);
         }
 
         function test_the_button_works_by_pointer_and_keys_data() {
