@@ -24,6 +24,8 @@ namespace sample {
 volatile unsigned long sink;
 std::mutex heldMutex;
 std::atomic<int> threadsAtWork;
+char *argumentsBegin;
+char *argumentsEnd;
 
 void ready() {
     std::puts("ready");
@@ -141,7 +143,7 @@ void forkLoop() {
     }
 }
 
-// One child for each line on standard input, that stays; its id is said.
+// Makes one child, that stays, and says its id.
 void forkOnce() {
     const auto other = static_cast<pid_t>(::syscall(SYS_clone, 0, nullptr, nullptr, nullptr, 0));
     if (other == 0)
@@ -149,6 +151,20 @@ void forkOnce() {
     std::printf("child %d\n", static_cast<int>(other));
     std::fflush(stdout);
     sleepForever();
+}
+
+// Makes many children that a tracer of its threads takes for such, and ends.
+void cloneAndEnd() {
+    ready();
+    waitForSampler();
+    for (int made = 0; made < 300; ++made) {
+        const auto child = static_cast<pid_t>(::syscall(SYS_clone, 0, nullptr, nullptr, nullptr, 0));
+        if (child == 0)
+            ::_exit(0);
+        int status = 0;
+        ::waitpid(child, &status, __WALL);
+    }
+    std::exit(8);
 }
 
 volatile std::sig_atomic_t signalsSeen;
@@ -164,6 +180,19 @@ void signals() {
     }
     std::printf("%d of %d\n", static_cast<int>(signalsSeen), sent);
     std::fflush(stdout);
+    sleepForever();
+}
+
+// Each signal is an event for a tracer: with this many threads there is always one.
+void signalStorm() {
+    std::signal(SIGUSR1, [](int) {});
+    for (int i = 0; i < 6; ++i)
+        std::thread([] {
+            ++threadsAtWork;
+            for (;;)
+                ::raise(SIGUSR1);
+        }).detach();
+    readyWhen(6);
     sleepForever();
 }
 
@@ -195,6 +224,29 @@ void oddName() {
     sleepForever();
 }
 
+// Works with much on its stack.
+void busyBelow() {
+    volatile char array[900 << 10];
+    array[0] = 1;
+    array[sizeof array - 1] = array[0];
+    busy();
+}
+
+void bigBusyStacks() {
+    for (int i = 0; i < 8; ++i)
+        named("busy", busyBelow).detach();
+    readyWhen(8);
+    sleepForever();
+}
+
+// The kernel shows the environment behind arguments that do not end.
+void overwriteArguments() {
+    for (char *c = argumentsBegin; c < argumentsEnd; ++c)
+        *c = *c == '\0' ? ' ' : *c;
+    ready();
+    sleepForever();
+}
+
 void busyThreads() {
     for (int i = 0; i < 8; ++i)
         named("busy", busy).detach();
@@ -211,6 +263,13 @@ int main(int argumentCount, char **arguments) {
         {"busyThreads", busyThreads},
         {"deep", [] { descend(10'000); }},
         {"bigStack", bigStack},
+        {"bigBusyStacks", bigBusyStacks},
+        {"overwriteArguments", overwriteArguments},
+        {"overwriteArgumentsNotDumpable",
+         [] {
+             ::prctl(PR_SET_DUMPABLE, 0);
+             overwriteArguments();
+         }},
         {"threadLoop", threadLoop},
         {"forkLoop", forkLoop},
         {"forkOnce",
@@ -219,7 +278,9 @@ int main(int argumentCount, char **arguments) {
              waitForSampler();
              forkOnce();
          }},
+        {"cloneAndEnd", cloneAndEnd},
         {"signals", signals},
+        {"signalStorm", signalStorm},
         {"endSoon", endSoon},
         {"execSoon", execSoon},
         {"manyThreads", manyThreads},
@@ -236,6 +297,8 @@ int main(int argumentCount, char **arguments) {
              sleepForever();
          }},
     };
+    argumentsBegin = arguments[0];
+    argumentsEnd = arguments[argumentCount - 1] + std::strlen(arguments[argumentCount - 1]) + 1;
     const auto chosen = argumentCount > 1 ? work.find(arguments[1]) : work.end();
     if (chosen == work.end())
         return 2;
