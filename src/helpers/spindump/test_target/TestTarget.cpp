@@ -32,14 +32,19 @@ void ready() {
     std::fflush(stdout);
 }
 
+bool isTraced() {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("TracerPid:"))
+            return line.find_first_of("123456789") != line.npos;
+    }
+    return false;
+}
+
 // Returns a while after the sampler has come.
 void waitForSampler() {
-    for (bool traced = false; !traced; ::usleep(1000)) {
-        std::ifstream status("/proc/self/status");
-        for (std::string line; std::getline(status, line);)
-            traced =
-                traced || (line.starts_with("TracerPid:") && line.find_first_of("123456789") != line.npos);
-    }
+    while (!isTraced())
+        ::usleep(1000);
     ::usleep(200'000);
 }
 
@@ -183,16 +188,15 @@ void signals() {
     sleepForever();
 }
 
-// Each signal is an event for a tracer: with this many threads there is always one.
+// Each signal is an event for a tracer.
 void signalStorm() {
-    std::signal(SIGUSR1, [](int) {});
-    for (int i = 0; i < 6; ++i)
+    std::signal(SIGUSR1, SIG_IGN);
+    for (int i = 0; i < 8; ++i)
         std::thread([] {
-            ++threadsAtWork;
             for (;;)
                 ::raise(SIGUSR1);
         }).detach();
-    readyWhen(6);
+    ready();
     sleepForever();
 }
 
