@@ -4,7 +4,9 @@
 #include "test_support/ConditionalTest.h"
 
 #include <gmock/gmock.h>
+#include <linux/capability.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 
 namespace {
 
@@ -71,7 +73,7 @@ void readsWhatTheUserMayNot() {
 void keepsNoRights() {
     const UserFolder place;
     SampledProgram target("threads", {.program = place.program, .user = user});
-    ProgramRun sampler(quickSampler(target.id(), place.report, asked(3000)));
+    ProgramRun sampler(quickSampler(target.id(), place.report, asked(60'000)));
     ASSERT_TRUE(waitUntil([&] { return sampler.standardError().starts_with("sampling"); }));
     const pid_t id = sampler.processId();
     const std::string children =
@@ -88,7 +90,8 @@ void keepsNoRights() {
         EXPECT_EQ(statusOf(process, "Gid"), "65534\t65534\t65534\t65534");
         EXPECT_EQ(statusOf(process, "Umask"), "0077");
     }
-    EXPECT_EQ(sampler.waitForEnd(), exited(0)) << sampler.standardError();
+    sampler.send(SIGTERM);
+    EXPECT_EQ(sampler.waitForEnd(), exited(1)) << sampler.standardError();
 }
 
 void refusesOtherUsersTargets() {
@@ -117,6 +120,45 @@ void refusesSetUserTargets() {
     EXPECT_EQ(sampled.end, exited(1));
     EXPECT_EQ(sampled.errors,
               "spindump: process " + std::to_string(target.id()) + " belongs to another user\n");
+}
+
+void refusesFurtherRightsOf(const UserFolder &place, const std::string &field, const std::string &value) {
+    SampledProgram target("sleep", {.program = place.program, .user = user});
+    ASSERT_EQ(statusOf(target.id(), field), value)
+        << "the scratch folder's disk ignores what a program gives";
+    const auto sampled = sampleInto(place.report, target.id(), asked());
+    EXPECT_EQ(sampled.end, exited(1));
+    EXPECT_EQ(sampled.errors,
+              "spindump: process " + std::to_string(target.id()) + " has rights that its user has not\n");
+}
+
+void refusesSetGroupTargets() {
+    const UserFolder place;
+    ASSERT_EQ(::chown(place.program.c_str(), user, 0), 0);
+    ASSERT_EQ(::chmod(place.program.c_str(), 02755), 0);
+    refusesFurtherRightsOf(place, "Gid", "65534\t0\t0\t0");
+}
+
+void refusesTargetsWithCapabilities() {
+    const UserFolder place;
+    constexpr std::uint32_t bindToLowPorts = 1U << CAP_NET_BIND_SERVICE;
+    const struct vfs_cap_data given {
+        .magic_etc = VFS_CAP_REVISION_2 | VFS_CAP_FLAGS_EFFECTIVE, .data = { {bindToLowPorts, 0}, {} }
+    };
+    ASSERT_EQ(::setxattr(place.program.c_str(), "security.capability", &given, sizeof given, 0), 0);
+    refusesFurtherRightsOf(place, "CapPrm", "0000000000000400");
+}
+
+void leavesTheEnvironmentOut() {
+    const UserFolder place;
+    const std::string work = "overwriteArgumentsNotDumpable";
+    SampledProgram target(work, {.program = place.program, .user = user});
+    const std::string own = place.program.native() + ' ' + work + ' ';
+    const std::string shown = shownCommandLine(target.id());
+    ASSERT_TRUE(shown.starts_with(own) && shown.find('=') != std::string::npos) << shown;
+    const auto sampled = sampleInto(place.report, target.id(), asked());
+    ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
+    EXPECT_EQ(lineWith(sampled.report, "Command line: "), "Command line:     \"" + own + '"');
 }
 
 void refusesFoldersOfOthers() {
@@ -177,6 +219,9 @@ void takesNobodysWordForIt() {
     registerTestIf(isRoot, "Elevated", "KeepsNoRights", keepsNoRights);
     registerTestIf(isRoot, "Elevated", "RefusesOtherUsersTargets", refusesOtherUsersTargets);
     registerTestIf(isRoot, "Elevated", "RefusesSetUserTargets", refusesSetUserTargets);
+    registerTestIf(isRoot, "Elevated", "RefusesSetGroupTargets", refusesSetGroupTargets);
+    registerTestIf(isRoot, "Elevated", "RefusesTargetsWithCapabilities", refusesTargetsWithCapabilities);
+    registerTestIf(isRoot, "Elevated", "LeavesTheEnvironmentOut", leavesTheEnvironmentOut);
     registerTestIf(isRoot, "Elevated", "RefusesFoldersOfOthers", refusesFoldersOfOthers);
     registerTestIf(isRoot, "Elevated", "RefusesFilesOfOthersAndLinks", refusesFilesOfOthersAndLinks);
     registerTestIf(isRoot, "Elevated", "RefusesRelativePathsAndUnknownUsers",

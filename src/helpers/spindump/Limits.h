@@ -1,4 +1,4 @@
-// How much of everything is taken, so that no target makes the sampler large or slow.
+// Bounds on what a target can make the sampler use, and for how long.
 #pragma once
 
 #include <chrono>
@@ -19,7 +19,8 @@ struct Limits {
     std::size_t threads = 1024;
     std::size_t stackBytes = std::size_t{1} << 20;
     std::size_t frames = 16'384;
-    /// Snapshots that wait to be read; no sample is taken while there are more.
+    /// Snapshots that wait to be read; none is taken while there are more, so that the last one may go
+    /// beyond.
     std::size_t backlogBytes = std::size_t{8} << 20;
     /// Of the reading child, above what it starts with.
     std::size_t readerMemoryBytes = std::size_t{768} << 20;

@@ -1,8 +1,8 @@
 // The program files that a process has mapped: its program, its libraries, the kernel's page of code.
 //
-// Opened from the target's own root folder, read only, and used only when they are still the files that the
-// process has mapped. Debug information is looked for on this machine alone, by build identifier. A pointer
-// into the library that reads them is owned here. One thread.
+// Opened from the target's own root folder, read only, and used only when a file with the inode number of the
+// mapped one still stands there. Debug information is looked for on this machine alone, by build identifier.
+// A pointer into the library that reads them is owned here. One thread.
 #pragma once
 
 #include "Mappings.h"

@@ -126,10 +126,14 @@ std::string samplingSection(const ReportInput &input) {
     if (sampling.roundsLeftOut > 0)
         result += line("Note", std::to_string(sampling.roundsLeftOut) +
                                    " samples were left out because reading the stacks took longer");
+    if (sampling.snapshotsLeftOut > 0)
+        result += line("Note", std::to_string(sampling.snapshotsLeftOut) +
+                                   " times a thread was left out because reading the stacks took longer");
     if (const auto threads = sampling.threadsNotRecorded + input.threadsBeyondLimit; threads > 0)
         result += line("Note", std::to_string(threads) + " more threads were not sampled");
     if (!input.stacks.failure.empty())
-        result += line("Note", "no call trees: " + input.stacks.failure);
+        result += line("Note", (input.stacks.trees.empty() ? "no call trees: " : "call trees are missing: ") +
+                                   input.stacks.failure);
     return result;
 }
 
@@ -173,7 +177,7 @@ std::string threadSection(const ThreadRecord &thread, const ReportInput &input) 
                          " samples, waits in: " + waitText(thread.waitChannel()) + '\n';
     const auto tree = input.stacks.trees.find(thread.id());
     if (thread.samples == 0)
-        return result + "          no sample: the system did not let the thread stop\n";
+        return result + "          no sample: " + thread.whyNoSample + '\n';
     return result + (tree == input.stacks.trees.end() ? "          no call tree\n" : tree->second);
 }
 

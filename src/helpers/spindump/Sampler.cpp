@@ -78,8 +78,15 @@ void Sampler::takeSnapshot(ThreadRecord &record) {
     Snapshot snapshot{.thread = record.id(), .weight = record.pending, .registers = {}, .stack = {}};
     record.pending = 0;
     record.sampledPlace.clear();
-    if (!readRegisters(record.id(), snapshot.registers))
+    if (isReaderBehind()) {
+        ++m_result.snapshotsLeftOut;
+        record.whyNoSample = "reading the stacks took longer";
         return;
+    }
+    if (!readRegisters(record.id(), snapshot.registers)) {
+        record.whyNoSample = "its registers could not be read, as in a 32-bit program";
+        return;
+    }
     snapshot.stack = m_stacks.copy(snapshot.stackPointer());
     record.samples += snapshot.weight;
     if (isAt(record.askedPlace, snapshot))
@@ -106,7 +113,7 @@ bool Sampler::needsStop(ThreadRecord &record) {
 
 // All are looked at first: once a thread has stopped, nothing keeps it waiting.
 void Sampler::sampleAll() {
-    if (m_reader.backlogBytes() > m_limits.backlogBytes) {
+    if (isReaderBehind()) {
         ++m_result.roundsLeftOut;
         return;
     }

@@ -1,7 +1,7 @@
 // Samples a traced process: asks all its threads for a snapshot at even intervals and passes these on.
 //
 // A thread that still waits where its last snapshot shows it is not stopped again. The interval grows when
-// samples cost more than a twentieth of one processor, and a sample is left out while the reader is behind.
+// samples cost more than a twentieth of one processor, and samples are left out while the reader is behind.
 #pragma once
 
 #include "Limits.h"
@@ -23,6 +23,8 @@ struct SamplingResult {
     std::chrono::duration<double> duration{};
     std::uint64_t rounds = 0;
     std::uint64_t roundsLeftOut = 0;
+    /// Of single threads, in the rounds that were not left out.
+    std::uint64_t snapshotsLeftOut = 0;
     /// Threads that came when as many as are allowed had been sampled.
     std::uint64_t threadsNotRecorded = 0;
 };
@@ -53,6 +55,7 @@ private:
     std::optional<SamplingEnd> reasonToEnd() const;
     void wait(Clock::time_point until);
     void sampleAll();
+    bool isReaderBehind() const { return m_reader.backlogBytes() > m_limits.backlogBytes; }
     bool needsStop(ThreadRecord &record);
     void takeSnapshot(ThreadRecord &record);
     void adaptInterval(std::chrono::nanoseconds cost);

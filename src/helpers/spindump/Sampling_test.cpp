@@ -12,6 +12,7 @@ namespace {
 
 using namespace spindump_test;
 using test_support::exited;
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
@@ -150,7 +151,7 @@ TEST(Sampling, TellsWhoWhereAndSinceWhen) {
     EXPECT_THAT(lineWith(report, "Samples: "), MatchesRegex("Samples: +[0-9]+, one every [0-9.]+ ms"));
 }
 
-TEST(Sampling, EscapesNamesAndCommandLineAndLeavesTheEnvironmentOut) {
+TEST(Sampling, EscapesNamesAndCommandLine) {
     SampledProgram target("oddName", {.arguments = {"a\nThread 1  \"fake\"", "\033[2J\xff"}});
     const auto sampled = sample(target.id());
     ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
@@ -158,7 +159,16 @@ TEST(Sampling, EscapesNamesAndCommandLineAndLeavesTheEnvironmentOut) {
                 testing::EndsWith("oddName \"a\\x0aThread 1  \"fake\"\" \\x1b[2J\\xff"));
     EXPECT_FALSE(threadPart(sampled.report, "evil\\x0a\\x1b[31mx").empty()) << sampled.report;
     EXPECT_EQ(sampled.report.find('\033'), std::string::npos);
-    EXPECT_EQ(sampled.report.find("HOME="), std::string::npos);
+}
+
+TEST(Sampling, LeavesTheEnvironmentOut) {
+    SampledProgram target("overwriteArguments");
+    const std::string own = SPINDUMP_TARGET " overwriteArguments ";
+    const std::string shown = shownCommandLine(target.id());
+    ASSERT_TRUE(shown.starts_with(own) && shown.find('=') != std::string::npos) << shown;
+    const auto sampled = sample(target.id());
+    ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
+    EXPECT_EQ(lineWith(sampled.report, "Command line: "), "Command line:     \"" + own + '"');
 }
 
 TEST(Sampling, LeavesThreadsBeyondTheLimitAlone) {
@@ -166,6 +176,22 @@ TEST(Sampling, LeavesThreadsBeyondTheLimitAlone) {
     const auto sampled = sample(target.id(), {.threads = 10});
     ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
     EXPECT_EQ(lineWith(sampled.report, "Note: "), "Note:             51 more threads were not sampled");
+}
+
+TEST(Sampling, LeavesThreadsOutWhileTheReaderIsBehind) {
+    SampledProgram target("bigBusyStacks");
+    const auto sampled = sample(target.id(), {.milliseconds = 1500, .backlogBytes = 1});
+    ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
+    EXPECT_THAT(sampled.report,
+                ContainsRegex("Note: +[0-9]+ times a thread was left out because reading the stacks"));
+    EXPECT_GT(samplesOf(sampled.report, "sample::busyBelow()"), 0) << sampled.report;
+}
+
+TEST(Sampling, SaysHowATargetThatMadeProcessesEnds) {
+    SampledProgram target("cloneAndEnd");
+    const auto sampled = sample(target.id(), {.milliseconds = 20'000});
+    ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
+    EXPECT_THAT(lineWith(sampled.report, "Duration: "), HasSubstr("the process ended with status 8"));
 }
 
 TEST(Sampling, SaysHowATargetEnds) {
@@ -264,7 +290,7 @@ TEST(Sampling, GivesUpReadingWhenItTakesTooLong) {
     test_support::ScratchFolder folder;
     const auto report = folder.path() / "report.txt";
     test_support::ProgramRun sampler(
-        quickSampler(target.id(), report, {.milliseconds = 1000, .readingSeconds = 1}));
+        quickSampler(target.id(), report, {.milliseconds = 60'000, .readingSeconds = 1}));
     pid_t reader = 0;
     ASSERT_TRUE(test_support::waitUntil([&] {
         std::ifstream children("/proc/" + std::to_string(sampler.processId()) + "/task/" +
@@ -272,6 +298,7 @@ TEST(Sampling, GivesUpReadingWhenItTakesTooLong) {
         return static_cast<bool>(children >> reader);
     }));
     ASSERT_EQ(::kill(reader, SIGSTOP), 0);
+    target.run().send(SIGKILL);
     ASSERT_EQ(sampler.waitForEnd(), exited(0)) << sampler.standardError();
     EXPECT_EQ(lineWith(test_support::readFile(report).toStdString(), "Note: "),
               "Note:             no call trees: reading the stacks took too long");

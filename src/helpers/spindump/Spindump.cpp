@@ -64,7 +64,10 @@ public:
             error = "ended by a signal";
             return std::nullopt;
         }
-        m_guard.end();
+        // A thread that the system has kept from stopping is held until this process ends.
+        m_guard.renew();
+        if (m_tracer.isIdle())
+            m_guard.end();
         input.stops = m_tracer.stopTimes();
         input.threadsBeyondLimit = m_tracer.threadsBeyondLimit();
         input.endStatus = m_tracer.endStatus();

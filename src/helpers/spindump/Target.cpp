@@ -14,12 +14,19 @@ std::string named(pid_t processId) {
     return "process " + std::to_string(processId);
 }
 
-// Real, effective, saved and file-system user: a program with the set-user bit has started as its user's and
-// is not.
+// Real, effective, saved and of the file system.
+std::string fourTimes(const std::string &id) {
+    return id + '\t' + id + '\t' + id + '\t' + id;
+}
+
+// A program with the set-user bit has started as its user's and is not.
 bool belongsTo(const std::string &status, uid_t user) {
-    const auto users = statusField(status, "Uid");
-    const std::string own = std::to_string(user);
-    return users && *users == own + '\t' + own + '\t' + own + '\t' + own;
+    return statusField(status, "Uid") == fourTimes(std::to_string(user));
+}
+
+bool hasOneGroup(const std::string &status) {
+    const std::string groups = statusField(status, "Gid").value_or("");
+    return groups == fourTimes(groups.substr(0, groups.find('\t')));
 }
 
 bool hasCapabilities(const std::string &status) {
@@ -42,13 +49,10 @@ Reading<std::size_t> entriesIn(int processFolder, const std::string &name) {
     return {count, {}};
 }
 
-// A process may write over its arguments; the kernel then goes on into its environment, which is nobody's
-// business.
-void cutEnvironment(std::string &commandLine, const Reading<ProcStat> &stat) {
-    const unsigned long begin = stat.value ? stat.value->argumentsBegin : 0;
-    const unsigned long end = stat.value ? stat.value->argumentsEnd : 0;
-    if (end > begin)
-        commandLine.resize(std::min<std::size_t>(commandLine.size(), end - begin));
+std::size_t argumentsBytes(int processFolder) {
+    const auto text = contentIn(processFolder, "stat");
+    const auto stat = text.value ? parseStat(*text.value) : std::nullopt;
+    return stat && stat->argumentsEnd > stat->argumentsBegin ? stat->argumentsEnd - stat->argumentsBegin : 0;
 }
 
 } // namespace
@@ -80,7 +84,8 @@ bool Target::isAllowed(std::string &error) const {
         error = named(m_processId) + " belongs to another user";
         return false;
     }
-    if (m_asking.elevated && m_asking.user != 0 && hasCapabilities(*status.value)) {
+    if (m_asking.elevated && m_asking.user != 0 &&
+        (hasCapabilities(*status.value) || !hasOneGroup(*status.value))) {
         error = named(m_processId) + " has rights that its user has not";
         return false;
     }
@@ -93,6 +98,7 @@ void Target::openPrivileged() {
     m_mappings = openIn(folder(), "maps", O_RDONLY);
     m_root = openIn(folder(), "root", O_PATH | O_DIRECTORY);
     m_commandLine = openIn(folder(), "cmdline", O_RDONLY);
+    m_argumentsBytes = argumentsBytes(folder());
     m_executable = linkIn(folder(), "exe");
     m_io = contentIn(folder(), "io");
     m_openFiles = entriesIn(folder(), "fd");
@@ -105,8 +111,10 @@ TargetFacts Target::facts() const {
     facts.status = contentIn(folder(), "status");
     facts.executable = m_executable;
     facts.commandLine = contentOf(m_commandLine.get());
-    if (facts.commandLine.value)
-        cutEnvironment(*facts.commandLine.value, facts.stat);
+    // A process may write over its arguments; the kernel then goes on into its environment, which is nobody's
+    // business.
+    if (facts.commandLine.value && facts.commandLine.value->size() > m_argumentsBytes && m_argumentsBytes > 0)
+        facts.commandLine.value->resize(m_argumentsBytes);
     facts.io = m_io;
     facts.openFiles = m_openFiles;
     return facts;

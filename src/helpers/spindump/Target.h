@@ -1,5 +1,5 @@
-// The process to be sampled: its folder under /proc held open, so that a later process with the same id is
-// never taken for it, and what needs rights opened at the start.
+// The process to be sampled. What is read of it comes from its folder under /proc, held open, so that a later
+// process with the same id is never read in its place; what needs rights is opened at the start.
 #pragma once
 
 #include "Privileges.h"
@@ -19,8 +19,7 @@ struct TargetFacts {
 
 class Target {
 public:
-    /// None, with the reason in `error`, when there is no such process, when it is not one whole process of
-    /// the asking user's, or when it has rights beyond the user's.
+    /// None, with the reason in `error`, when there is no such process or it is not allowed, see there.
     static std::optional<Target> open(pid_t processId, const AskingUser &asking, std::string &error);
 
     pid_t processId() const { return m_processId; }
@@ -32,8 +31,9 @@ public:
     int mappings() const { return m_mappings.get(); }
     int root() const { return m_root.get(); }
 
-    /// Whether it is still a process of the asking user's without further rights. A program that is started
-    /// with more rights keeps its process id.
+    /// Whether it still runs, is one whole process and the asking user's, and, when this process has rights
+    /// that the user has not, whether it has none of its own: capabilities, another group. Else the system
+    /// decides that. A program that is started with more rights keeps its process id.
     bool isAllowed(std::string &error) const;
 
     /// Opens what needs rights; the rest of this class then works without.
@@ -58,6 +58,8 @@ private:
     Reading<std::string> m_executable;
     Reading<std::string> m_io;
     Reading<std::size_t> m_openFiles;
+    /// 0 when not known.
+    std::size_t m_argumentsBytes = 0;
 };
 
 } // namespace spindump

@@ -31,6 +31,8 @@ public:
     std::string place() const;
 
     std::uint64_t samples = 0;
+    /// For the report, when there are none.
+    const char *whyNoSample = "the system did not let the thread stop";
     /// Samples asked for and not yet taken; the thread stops as soon as it gets a processor.
     std::uint32_t pending = 0;
     /// Samples for which the thread was found where the last snapshot shows it.

@@ -42,6 +42,12 @@ long request(enum __ptrace_request what, pid_t thread, long data = 0) {
     return ::ptrace(what, thread, nullptr, data);
 }
 
+bool isHeld(pid_t thread) {
+    siginfo_t news{};
+    return ::waitid(P_PID, static_cast<id_t>(thread), &news,
+                    WEXITED | WSTOPPED | WNOWAIT | WNOHANG | __WALL) == 0;
+}
+
 template <typename Events>
 Events readyEvents() {
     Events ready;
@@ -97,13 +103,26 @@ bool Tracer::seizeNewThreads(std::size_t &found, std::string &error) {
             ++m_beyondLimit;
             continue;
         }
-        if (request(PTRACE_SEIZE, thread, PTRACE_O_TRACECLONE | PTRACE_O_TRACEEXEC) == 0) {
-            m_threads.emplace(thread, Thread{});
+        if (seize(thread)) {
             ++found;
         } else if (errno != ESRCH && (thread == m_process || m_threads.empty())) {
             error = "process " + std::to_string(m_process) + " cannot be traced: " + std::strerror(errno);
             return false;
         }
+    }
+    return true;
+}
+
+// The id may have become another's since it was listed; from now on it cannot. Who is not the target's is let
+// go at its first stop.
+bool Tracer::seize(pid_t thread) {
+    if (request(PTRACE_SEIZE, thread, PTRACE_O_TRACECLONE | PTRACE_O_TRACEEXEC) != 0)
+        return false;
+    if (belongsToProcess(thread)) {
+        m_threads.emplace(thread, Thread{});
+    } else {
+        m_expected.insert(thread);
+        request(PTRACE_INTERRUPT, thread);
     }
     return true;
 }
@@ -125,8 +144,10 @@ bool Tracer::interrupt(pid_t thread) {
 }
 
 void Tracer::handleEvents(Listener &listener) {
+    constexpr auto longest = std::chrono::milliseconds(5);
     auto couldBeSeen = Clock::now();
-    for (;;) {
+    const auto deadline = couldBeSeen + longest;
+    while (couldBeSeen < deadline) {
         const auto ready = readyEvents<std::vector<Event>>();
         const auto seen = Clock::now();
         if (ready.empty())
@@ -145,6 +166,7 @@ void Tracer::handleEvents(Listener &listener) {
 }
 
 void Tracer::handle(const Event &event, Listener *listener) {
+    m_expected.erase(event.thread);
     if (!WIFSTOPPED(event.status))
         return forget(event, listener);
     if (eventOf(event.status) == PTRACE_EVENT_EXEC) {
@@ -175,17 +197,15 @@ void Tracer::goOnAfterClone(const Event &event) {
 // Whether the thread is one of those held. A process that is made in the way of a thread is taken by the
 // system like one.
 bool Tracer::welcome(pid_t thread, Listener *listener) {
-    const auto known = m_threads.find(thread);
-    if (known != m_threads.end() && !known->second.isExpected)
+    if (m_threads.contains(thread))
         return true;
-    const bool hasRoom = known != m_threads.end() || m_threads.size() < m_threadLimit;
     if (!belongsToProcess(thread))
         return false;
-    if (!hasRoom) {
+    if (m_threads.size() >= m_threadLimit) {
         ++m_beyondLimit;
         return false;
     }
-    m_threads[thread].isExpected = false;
+    m_threads.emplace(thread, Thread{});
     if (listener != nullptr)
         listener->threadAppeared(thread);
     return true;
@@ -209,12 +229,14 @@ void Tracer::forget(const Event &event, Listener *listener) {
 }
 
 // Until it first stops, a new thread is known from its maker alone; it is not to be forgotten when all are
-// let go.
+// let go. One that is no thread of the target's may have stopped, and been let go, before its maker told.
 void Tracer::noteClone(pid_t parent) {
     unsigned long made = 0;
-    const bool told = ::ptrace(PTRACE_GETEVENTMSG, parent, nullptr, &made) == 0;
-    if (told && m_threads.size() < m_threadLimit)
-        m_threads.emplace(static_cast<pid_t>(made), Thread{.isExpected = true, .isAsked = false});
+    if (::ptrace(PTRACE_GETEVENTMSG, parent, nullptr, &made) != 0)
+        return;
+    const auto thread = static_cast<pid_t>(made);
+    if (!m_threads.contains(thread) && isHeld(thread))
+        m_expected.insert(thread);
 }
 
 void Tracer::goOn(const Event &event) {
@@ -233,8 +255,9 @@ void Tracer::letGo(Listener *listener) {
     m_phase = Phase::lettingGo;
     for (const pid_t thread : threads())
         interrupt(thread);
+    std::erase_if(m_expected, [](pid_t thread) { return request(PTRACE_INTERRUPT, thread) != 0; });
     const auto deadline = Clock::now() + std::chrono::seconds(1);
-    while (!m_threads.empty() && Clock::now() < deadline) {
+    while (!isIdle() && Clock::now() < deadline) {
         const auto ready = readyEvents<std::vector<Event>>();
         for (const Event &event : ready)
             handle(event, listener);

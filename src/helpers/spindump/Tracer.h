@@ -1,15 +1,15 @@
-// Holds the threads of one process under trace: stops them when asked, lets them go on at once, and never
-// lets one feel that it is traced.
+// Holds the threads of one process under trace: stops them when asked and lets them go on at once.
 //
-// Signals are passed on, a stopped process stays stopped, children that the process makes are let go. The
-// system itself lets every thread go when this process ends, however it ends. All calls are the attaching
-// thread's.
+// Signals are passed on, a stopped process stays stopped, children that the process makes are let go. Still,
+// a stop ends some system calls early, and the process can read that it is traced. The system itself lets
+// every thread go when this process ends, however it ends. All calls are the attaching thread's.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -50,14 +50,15 @@ public:
 
     /// The thread will stop, report to the listener, and go on. False when it is gone.
     bool interrupt(pid_t thread);
-    /// Whatever has happened since; does not wait.
+    /// What has happened since; does not wait. A target without pause in its events could keep it busy for
+    /// ever: it returns after a few milliseconds, and SIGCHLD is pending while there are more.
     void handleEvents(Listener &listener);
     /// Lets all threads go and waits up to a second for it. A thread that the system keeps for longer goes
     /// free in `handleEvents`, or at the latest when this process ends.
     void letGo(Listener *listener);
 
     /// Whether no thread is held.
-    bool isIdle() const { return m_threads.empty(); }
+    bool isIdle() const { return m_threads.empty() && m_expected.empty(); }
     bool runsAnotherProgram() const { return m_runsAnotherProgram; }
     /// As waitpid tells it; none while the process runs.
     std::optional<int> endStatus() const { return m_endStatus; }
@@ -72,13 +73,12 @@ private:
         int status;
     };
     struct Thread {
-        /// Its making was told, it has not yet stopped for the first time.
-        bool isExpected = false;
         /// To stop, and has not yet.
         bool isAsked = false;
     };
 
     bool seizeNewThreads(std::size_t &found, std::string &error);
+    bool seize(pid_t thread);
     bool belongsToProcess(pid_t thread) const;
     void handle(const Event &event, Listener *listener);
     bool welcome(pid_t thread, Listener *listener);
@@ -93,6 +93,8 @@ private:
     std::size_t m_threadLimit;
     Phase m_phase = Phase::tracing;
     std::map<pid_t, Thread> m_threads;
+    /// Held too, until they first stop: then they are the target's, or are let go.
+    std::set<pid_t> m_expected;
     std::size_t m_beyondLimit = 0;
     bool m_runsAnotherProgram = false;
     std::optional<int> m_endStatus;

@@ -13,6 +13,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr std::size_t fileLimitBytes = std::size_t{2} << 20;
+constexpr std::size_t entryLimit = 64;
 
 // The time to read a tag grows with the square of its attributes' number. A tag holds no further '<', so none
 // is longer than the bytes between two of them.
@@ -58,11 +59,18 @@ void readDeveloper(QXmlStreamReader &reader, Component &component) {
     }
 }
 
+void readEntry(QXmlStreamReader &reader, Component &component) {
+    if (component.entries.size() == entryLimit)
+        reader.raiseError(QStringLiteral("names more than %1 desktop entries").arg(entryLimit));
+    else
+        component.entries.push_back(entryNamed(textOf(reader)));
+}
+
 void readElement(QXmlStreamReader &reader, Component &component) {
     const bool isLaunchable =
         reader.name() == "launchable"_L1 && reader.attributes().value("type"_L1) == "desktop-id"_L1;
     if (reader.name() == "id"_L1 || isLaunchable)
-        component.entries.push_back(entryNamed(textOf(reader)));
+        readEntry(reader, component);
     else if (reader.name() == "releases"_L1)
         readReleases(reader, component);
     else if (reader.name() == "developer_name"_L1 && !isTranslation(reader))
@@ -90,7 +98,9 @@ std::optional<Component> parseComponent(const QByteArray &bytes, QString &proble
     } else if (!reader.hasError()) {
         problem = QStringLiteral("no AppStream component");
     }
-    if (reader.hasError())
+    if (reader.error() == QXmlStreamReader::CustomError)
+        problem = reader.errorString();
+    else if (reader.hasError())
         problem = QStringLiteral("not well-formed XML in line %1").arg(reader.lineNumber());
     return problem.isEmpty() ? std::optional(std::move(component)) : std::nullopt;
 }
@@ -124,8 +134,10 @@ std::map<std::string, Component> componentsIn(const std::vector<fs::path> &folde
                 path.extension() == ".xml" ? readComponent(path, notRead, budget) : std::nullopt;
             if (!component)
                 continue;
+            const Component told{
+                .entries = {}, .version = component->version, .developer = component->developer};
             for (const std::string &entry : component->entries)
-                result.emplace(entry, *component);
+                result.emplace(entry, told);
         }
     }
     return result;

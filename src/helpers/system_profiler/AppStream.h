@@ -25,8 +25,8 @@ struct Component {
     QString developer;
 };
 
-/// The component in these bytes; none with `problem` set when they are no such file, or hold a tag so long
-/// that it can only be meant to keep the reader busy.
+/// The component in these bytes; none with `problem` set when they are no such file, or hold so long a tag or
+/// so many names of entries that they can only be meant to keep the reader busy.
 std::optional<Component> parseComponent(const QByteArray &bytes, QString &problem);
 
 /// How many bytes of such files are read in all, so that no number of them holds up the report.
@@ -38,8 +38,9 @@ struct AppStreamBudget {
 std::optional<Component> readComponent(const std::filesystem::path &file, NotRead &notRead,
                                        AppStreamBudget &budget);
 
-/// The components of the ".xml" files in these folders, by the identifier of the entry that starts them.
-/// Where two name an entry, the first by the order of folders and names counts.
+/// The components of the ".xml" files in these folders, by the identifier of the entry that starts them, and
+/// without their own list of these. Where two name an entry, the first by the order of folders and names
+/// counts.
 std::map<std::string, Component> componentsIn(const std::vector<std::filesystem::path> &folders,
                                               NotRead &notRead, AppStreamBudget &budget);
 

@@ -92,6 +92,29 @@ TEST(AppStream, WithATagOfManyAttributesIsNotRead) {
         1U);
 }
 
+// Each of the entries costs a small part of the report's memory, however many a file names.
+TEST(AppStream, WithManyEntriesIsNotRead) {
+    const test_support::ScratchFolder folder;
+    const auto fileNaming = [](int count) {
+        QByteArray bytes = "<component>";
+        for (int i = 0; i < count; ++i)
+            bytes += "<id>" + QByteArray::number(i) + "</id>";
+        return bytes + "<releases><release version=\"1\"/></releases></component>";
+    };
+    test_support::writeFile(folder.path() / "a.xml", fileNaming(100'000));
+    test_support::writeFile(folder.path() / "b.xml", fileNaming(64));
+    NotRead notRead;
+    AppStreamBudget budget;
+    const auto found = componentsIn({folder.path()}, notRead, budget);
+    EXPECT_EQ(reasonsBelow(folder.path(), notRead),
+              (Reasons{{"a.xml", "names more than 64 desktop entries"}}));
+    ASSERT_EQ(found.size(), 64U);
+    for (const auto &[entry, component] : found) {
+        EXPECT_EQ(component.version, QStringLiteral("1"));
+        EXPECT_TRUE(component.entries.empty()) << entry;
+    }
+}
+
 TEST(AppStream, OfAnEarlierFileCounts) {
     const test_support::ScratchFolder folder;
     const auto write = [&](const fs::path &name, const QByteArray &version) {

@@ -27,7 +27,8 @@ ProgramOptions quickSampler(pid_t target, const std::filesystem::path &report,
         .program = SPINDUMP_QUICK,
         .arguments = {std::to_string(options.milliseconds), std::to_string(options.frames),
                       std::to_string(options.threads), std::to_string(options.readingSeconds),
-                      std::to_string(options.stallSeconds), std::to_string(target), "-file", report},
+                      std::to_string(options.stallSeconds), std::to_string(options.backlogBytes),
+                      std::to_string(target), "-file", report},
         .user = options.user};
     if (!options.askingUser.empty())
         program.variables.emplace_back("PKEXEC_UID", options.askingUser);
@@ -66,6 +67,10 @@ std::string lineWith(const std::string &text, const std::string &words) {
 
 int samplesOf(const std::string &text, const std::string &function) {
     return std::atoi(lineWith(text, function).c_str());
+}
+
+std::string shownCommandLine(pid_t process) {
+    return spindump::contentIn(AT_FDCWD, "/proc/" + std::to_string(process) + "/cmdline").value.value_or("");
 }
 
 std::string statusOf(pid_t process, const std::string &field) {

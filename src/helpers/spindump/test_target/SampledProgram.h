@@ -32,6 +32,7 @@ struct SamplerOptions {
     int threads = 1024;
     int readingSeconds = 60;
     int stallSeconds = 60;
+    int backlogBytes = 8 << 20;
     /// What pkexec would say; empty: not started by it.
     std::string askingUser = {};
     std::optional<uid_t> user = std::nullopt;
@@ -57,6 +58,8 @@ int samplesOf(const std::string &text, const std::string &function);
 /// The first line that holds `words`.
 std::string lineWith(const std::string &text, const std::string &words);
 
+/// Its command line as the kernel tells it.
+std::string shownCommandLine(pid_t process);
 /// A field of /proc/PID/status.
 std::string statusOf(pid_t process, const std::string &field);
 

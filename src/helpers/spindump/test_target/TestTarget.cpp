@@ -24,20 +24,27 @@ namespace sample {
 volatile unsigned long sink;
 std::mutex heldMutex;
 std::atomic<int> threadsAtWork;
+char *argumentsBegin;
+char *argumentsEnd;
 
 void ready() {
     std::puts("ready");
     std::fflush(stdout);
 }
 
+bool isTraced() {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("TracerPid:"))
+            return line.find_first_of("123456789") != line.npos;
+    }
+    return false;
+}
+
 // Returns a while after the sampler has come.
 void waitForSampler() {
-    for (bool traced = false; !traced; ::usleep(1000)) {
-        std::ifstream status("/proc/self/status");
-        for (std::string line; std::getline(status, line);)
-            traced =
-                traced || (line.starts_with("TracerPid:") && line.find_first_of("123456789") != line.npos);
-    }
+    while (!isTraced())
+        ::usleep(1000);
     ::usleep(200'000);
 }
 
@@ -141,7 +148,7 @@ void forkLoop() {
     }
 }
 
-// One child for each line on standard input, that stays; its id is said.
+// Makes one child, that stays, and says its id.
 void forkOnce() {
     const auto other = static_cast<pid_t>(::syscall(SYS_clone, 0, nullptr, nullptr, nullptr, 0));
     if (other == 0)
@@ -149,6 +156,20 @@ void forkOnce() {
     std::printf("child %d\n", static_cast<int>(other));
     std::fflush(stdout);
     sleepForever();
+}
+
+// Makes many children that a tracer of its threads takes for such, and ends.
+void cloneAndEnd() {
+    ready();
+    waitForSampler();
+    for (int made = 0; made < 300; ++made) {
+        const auto child = static_cast<pid_t>(::syscall(SYS_clone, 0, nullptr, nullptr, nullptr, 0));
+        if (child == 0)
+            ::_exit(0);
+        int status = 0;
+        ::waitpid(child, &status, __WALL);
+    }
+    std::exit(8);
 }
 
 volatile std::sig_atomic_t signalsSeen;
@@ -164,6 +185,18 @@ void signals() {
     }
     std::printf("%d of %d\n", static_cast<int>(signalsSeen), sent);
     std::fflush(stdout);
+    sleepForever();
+}
+
+// Each signal is an event for a tracer.
+void signalStorm() {
+    std::signal(SIGUSR1, SIG_IGN);
+    for (int i = 0; i < 8; ++i)
+        std::thread([] {
+            for (;;)
+                ::raise(SIGUSR1);
+        }).detach();
+    ready();
     sleepForever();
 }
 
@@ -195,6 +228,29 @@ void oddName() {
     sleepForever();
 }
 
+// Works with much on its stack.
+void busyBelow() {
+    volatile char array[900 << 10];
+    array[0] = 1;
+    array[sizeof array - 1] = array[0];
+    busy();
+}
+
+void bigBusyStacks() {
+    for (int i = 0; i < 8; ++i)
+        named("busy", busyBelow).detach();
+    readyWhen(8);
+    sleepForever();
+}
+
+// The kernel shows the environment behind arguments that do not end.
+void overwriteArguments() {
+    for (char *c = argumentsBegin; c < argumentsEnd; ++c)
+        *c = *c == '\0' ? ' ' : *c;
+    ready();
+    sleepForever();
+}
+
 void busyThreads() {
     for (int i = 0; i < 8; ++i)
         named("busy", busy).detach();
@@ -211,6 +267,13 @@ int main(int argumentCount, char **arguments) {
         {"busyThreads", busyThreads},
         {"deep", [] { descend(10'000); }},
         {"bigStack", bigStack},
+        {"bigBusyStacks", bigBusyStacks},
+        {"overwriteArguments", overwriteArguments},
+        {"overwriteArgumentsNotDumpable",
+         [] {
+             ::prctl(PR_SET_DUMPABLE, 0);
+             overwriteArguments();
+         }},
         {"threadLoop", threadLoop},
         {"forkLoop", forkLoop},
         {"forkOnce",
@@ -219,7 +282,9 @@ int main(int argumentCount, char **arguments) {
              waitForSampler();
              forkOnce();
          }},
+        {"cloneAndEnd", cloneAndEnd},
         {"signals", signals},
+        {"signalStorm", signalStorm},
         {"endSoon", endSoon},
         {"execSoon", execSoon},
         {"manyThreads", manyThreads},
@@ -236,6 +301,8 @@ int main(int argumentCount, char **arguments) {
              sleepForever();
          }},
     };
+    argumentsBegin = arguments[0];
+    argumentsEnd = arguments[argumentCount - 1] + std::strlen(arguments[argumentCount - 1]) + 1;
     const auto chosen = argumentCount > 1 ? work.find(arguments[1]) : work.end();
     if (chosen == work.end())
         return 2;
