@@ -104,6 +104,24 @@ TEST_F(Launch, OfTwoAtTheSameMomentOneGoesOn) {
     EXPECT_EQ(countOf("Application Started", whole), "3");
 }
 
+// The system counts a process's age from before the program is in it.
+TEST_F(Launch, AnOlderProcessThatBecomesACopyLaterIsTheSecond) {
+    install();
+    const fs::path go = home.path() / "go";
+    auto options = program();
+    options.arguments.insert(options.arguments.begin(),
+                             {"-c", "while [ ! -e '" + go.native() + "' ]; do sleep 0.01; done; exec \"$@\"",
+                              "sh", options.program.native()});
+    options.program = "/bin/sh";
+    ProgramRun older(options);
+    const auto first = startAndHold();
+    writeFile(go, "");
+    EXPECT_EQ(older.waitForEnd(std::chrono::seconds(10)), exited(0));
+    EXPECT_THAT(log(), testing::EndsWith(detected("\"PROGRAM\", \"/silent\"")));
+    EXPECT_TRUE(first->isRunning());
+    EXPECT_EQ(service.receipts().size(), 1U);
+}
+
 TEST_F(Launch, WithoutADisplayItSaysSoAndEnds) {
     ProgramRun window(program({}));
     EXPECT_EQ(window.waitForEnd(), exited(1));

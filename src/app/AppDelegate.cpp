@@ -16,10 +16,14 @@
 #include "platform/Bundle.h"
 #include "platform/Fatal.h"
 #include "platform/MainQueue.h"
+#include "platform/SingleInstance.h"
 #include "platform/Text.h"
 #include "ui/WindowFrontEnd.h"
 
 #include <QCoreApplication>
+#include <algorithm>
+#include <chrono>
+#include <thread>
 
 namespace {
 
@@ -27,16 +31,27 @@ using namespace UtilityFunctions;
 
 const QString applicationName = QStringLiteral("Brennic_Lumadoc_Diagnostics");
 
-// Whether an older copy of this program runs. Of two that were started together each finds both, and one of
-// them must go on.
+bool isAnotherListed(const QString &identifier) {
+    const auto running = platform::runningApplications();
+    return std::any_of(running.begin(), running.end(), [&](const auto &application) {
+        return application.bundleIdentifier == identifier &&
+               application.processIdentifier != QCoreApplication::applicationPid();
+    });
+}
+
+// Whether another copy of this program goes on. The list of what runs does not tell that alone: of two that
+// are started together each may find both, or one may look before the other can be seen.
 bool isAnotherCopyRunning() {
     const auto &bundle = platform::Bundle::main();
     const auto identifier = bundle ? bundle->identifier() : std::nullopt;
     if (!identifier)
         platform::fatal("The main bundle has no identifier.");
-    for (const auto &application : platform::runningApplications()) {
-        if (application.bundleIdentifier == *identifier)
-            return application.processIdentifier != QCoreApplication::applicationPid();
+    // One that ends is gone from the list a little sooner than its claim is free.
+    constexpr int attempts = 10;
+    for (int i = 0; i < attempts && !platform::claimSingleInstance(*identifier); ++i) {
+        if (isAnotherListed(*identifier))
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return false;
 }
