@@ -1,44 +1,21 @@
 #include "test_support/Screen.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <xcb/xcb.h>
+#include "test_support/Xcb.h"
 
 namespace test_support {
 
-namespace {
-
-template <typename Reply>
-std::unique_ptr<Reply, decltype(&std::free)> owned(Reply *reply) {
-    return {reply, &std::free};
-}
-
-} // namespace
-
 Screen::Screen(const std::string &display)
-    : m_connection(xcb_connect(display.c_str(), nullptr)) {
-    if (xcb_connection_has_error(m_connection) != 0) {
-        std::fprintf(stderr, "The display %s cannot be reached\n", display.c_str());
-        std::abort();
-    }
-    m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
-}
+    : m_connection(connectedTo(display))
+    , m_root(rootOf(m_connection)) {}
 
 Screen::~Screen() {
     xcb_disconnect(m_connection);
 }
 
-std::uint32_t Screen::atom(const char *name) const {
-    const auto length = static_cast<std::uint16_t>(std::strlen(name));
-    const auto reply =
-        owned(xcb_intern_atom_reply(m_connection, xcb_intern_atom(m_connection, 0, length, name), nullptr));
-    return reply ? reply->atom : 0;
-}
-
 std::vector<std::uint32_t> Screen::property(std::uint32_t window, const char *name) const {
     constexpr std::uint32_t most = 64;
-    const auto cookie = xcb_get_property(m_connection, 0, window, atom(name), XCB_ATOM_ANY, 0, most);
+    const auto cookie =
+        xcb_get_property(m_connection, 0, window, atom(m_connection, name), XCB_ATOM_ANY, 0, most);
     const auto reply = owned(xcb_get_property_reply(m_connection, cookie, nullptr));
     if (!reply || reply->format != 32)
         return {};
@@ -48,7 +25,8 @@ std::vector<std::uint32_t> Screen::property(std::uint32_t window, const char *na
 
 std::string Screen::textProperty(std::uint32_t window, const char *name) const {
     constexpr std::uint32_t most = 256;
-    const auto cookie = xcb_get_property(m_connection, 0, window, atom(name), XCB_ATOM_ANY, 0, most);
+    const auto cookie =
+        xcb_get_property(m_connection, 0, window, atom(m_connection, name), XCB_ATOM_ANY, 0, most);
     const auto reply = owned(xcb_get_property_reply(m_connection, cookie, nullptr));
     if (!reply || reply->format != 8)
         return "";
@@ -87,8 +65,8 @@ void Screen::requestClose(const Window &window) const {
     event.response_type = XCB_CLIENT_MESSAGE;
     event.format = 32;
     event.window = window.number;
-    event.type = atom("WM_PROTOCOLS");
-    event.data.data32[0] = atom("WM_DELETE_WINDOW");
+    event.type = atom(m_connection, "WM_PROTOCOLS");
+    event.data.data32[0] = atom(m_connection, "WM_DELETE_WINDOW");
     event.data.data32[1] = XCB_CURRENT_TIME;
     xcb_send_event(m_connection, 0, window.number, XCB_EVENT_MASK_NO_EVENT,
                    reinterpret_cast<const char *>(&event));

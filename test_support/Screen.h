@@ -47,7 +47,6 @@ public:
     std::uint32_t pixel(int x, int y) const;
 
 private:
-    std::uint32_t atom(const char *name) const;
     std::vector<std::uint32_t> property(std::uint32_t window, const char *name) const;
     std::string textProperty(std::uint32_t window, const char *name) const;
 

@@ -1,6 +1,7 @@
 // The window on the desktop: its toggles, links and the clipboard, the system's appearance, its size.
 #include "tests/WindowRun.h"
 
+#include "test_support/ClipboardManager.h"
 #include "test_support/Portal.h"
 
 namespace fs = std::filesystem;
@@ -120,6 +121,29 @@ TEST_F(WindowDesktop, TheLogIdIsCopiedAndTheCaptionComesBack) {
     const auto took = std::chrono::steady_clock::now() - copied;
     EXPECT_GE(took, std::chrono::milliseconds(4900));
     EXPECT_LE(took, std::chrono::milliseconds(6500));
+}
+
+TEST_F(WindowDesktop, TheCopiedLogIdOutlivesTheWindow) {
+    install();
+    open();
+    capture();
+    window().click("push button", "Copy ID");
+    window().find("push button", "ID Copied!");
+    const std::string copied = shownLogId();
+    ClipboardManager manager(display.name());
+    window().close();
+    EXPECT_EQ(manager.save(std::chrono::seconds(5)), copied);
+    expectTheEnd();
+}
+
+TEST_F(WindowDesktop, AClipboardManagerThatHangsDoesNotHoldTheEnd) {
+    install();
+    open();
+    capture();
+    window().click("push button", "Copy ID");
+    window().find("push button", "ID Copied!");
+    const ClipboardManager manager(display.name());
+    closeAndExpectTheEnd();
 }
 
 TEST_F(WindowDesktop, ViewLogsInTheBlockOfTheLogIdStaysDisabled) {

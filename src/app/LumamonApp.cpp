@@ -44,7 +44,13 @@ int LumamonApp::run(int argumentCount, char **arguments) {
     if (window)
         window->close();
     endRun(status);
-    // A step of the window may still run on a thread of its own, and nothing that it uses is destroyed.
+    // A copied Log ID outlives the program where a clipboard manager takes it, and only an application that is
+    // destroyed offers it to one.
+    if (window && window->ownsPasteboard()) {
+        platform::closeMainQueue();
+        application.reset();
+    }
+    // A step of the window may still run on a thread of its own, and nothing else that it uses is destroyed.
     if (window)
         std::_Exit(status);
     return status;

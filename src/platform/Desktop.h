@@ -18,4 +18,7 @@ void openLink(const QByteArray &link);
 /// Replaces what is on the pasteboard by this text.
 void setPasteboardText(const QString &text);
 
+/// Whether it still holds what this program put there.
+bool ownsPasteboard();
+
 } // namespace platform

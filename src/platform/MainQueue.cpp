@@ -13,6 +13,7 @@ namespace {
 struct WaitingWork {
     std::mutex mutex;
     std::deque<std::function<void()>> queue;
+    bool isClosed = false;
 };
 
 // Never destroyed: other threads may still hand over work while the process ends.
@@ -37,12 +38,20 @@ void runNext() {
 void onMainQueue(std::function<void()> work) {
     auto &waiting = waitingWork();
     const std::lock_guard lock(waiting.mutex);
+    if (waiting.isClosed)
+        return;
     waiting.queue.push_back(std::move(work));
     QMetaObject::invokeMethod(QCoreApplication::instance(), runNext, Qt::QueuedConnection);
 }
 
 void onMainQueueAfter(std::chrono::milliseconds delay, std::function<void()> work) {
     QTimer::singleShot(delay, Qt::PreciseTimer, QCoreApplication::instance(), std::move(work));
+}
+
+void closeMainQueue() {
+    auto &waiting = waitingWork();
+    const std::lock_guard lock(waiting.mutex);
+    waiting.isClosed = true;
 }
 
 } // namespace platform

@@ -13,4 +13,7 @@ void onMainQueue(std::function<void()> work);
 /// The same after `delay`. Main thread only.
 void onMainQueueAfter(std::chrono::milliseconds delay, std::function<void()> work);
 
+/// From now on work that is handed over is dropped. Main thread, before the application object is destroyed.
+void closeMainQueue();
+
 } // namespace platform

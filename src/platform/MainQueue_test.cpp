@@ -87,6 +87,19 @@ TEST_F(MainQueue, NeverRunsWorkHandedOverAfterTheLoopHasEnded) {
     EXPECT_TRUE(order.empty());
 }
 
+TEST(MainQueueDeathTest, DropsWorkOnceItIsClosedAndTheApplicationIsGone) {
+    const auto endWithWork = [] {
+        int argumentCount = 0;
+        {
+            const QCoreApplication application(argumentCount, nullptr);
+            platform::closeMainQueue();
+        }
+        std::thread([] { platform::onMainQueue([] { std::_Exit(1); }); }).join();
+        std::_Exit(0);
+    };
+    EXPECT_EXIT(endWithWork(), testing::ExitedWithCode(0), "");
+}
+
 TEST_F(MainQueue, RunsDelayedWorkAfterItsDelayAndBehindWorkWithoutOne) {
     using Clock = std::chrono::steady_clock;
     constexpr std::chrono::milliseconds delay(60);

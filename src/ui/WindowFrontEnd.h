@@ -22,6 +22,10 @@ public:
 
     /// Takes the window down. Main thread, while the application object still stands.
     virtual void close() = 0;
+
+    /// Whether the pasteboard holds what the user copied in the window. Main thread, as long as the
+    /// application object stands.
+    virtual bool ownsPasteboard() const = 0;
 };
 
 #define LumamonWindowFrontEnd_iid "com.brennic.LumadocDiagnostics.WindowFrontEnd"

@@ -1,4 +1,5 @@
 // The module's only door: the diagnostics window as the program loads it.
+#include "platform/Desktop.h"
 #include "ui/WindowApplication.h"
 #include "ui/WindowFrontEnd.h"
 #include "ui/WindowScene.h"
@@ -21,6 +22,8 @@ public:
     void open(std::function<void()> closing) override { m_scene->open(std::move(closing)); }
 
     void close() override { m_scene.reset(); }
+
+    bool ownsPasteboard() const override { return platform::ownsPasteboard(); }
 
 private:
     std::unique_ptr<WindowScene> m_scene;

@@ -57,4 +57,8 @@ void setPasteboardText(const QString &text) {
     QGuiApplication::clipboard()->setText(text);
 }
 
+bool ownsPasteboard() {
+    return QGuiApplication::clipboard()->ownsClipboard();
+}
+
 } // namespace platform
