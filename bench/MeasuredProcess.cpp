@@ -18,6 +18,7 @@ std::uint64_t highWaterMark(pid_t process) {
 Measurement runMeasured(const std::vector<std::string> &command,
                         const std::vector<std::pair<std::string, std::string>> &variables) {
     std::vector<char *> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string &word : command)
         arguments.push_back(const_cast<char *>(word.c_str()));
     arguments.push_back(nullptr);

@@ -47,14 +47,14 @@ const fs::path &reports() {
 void selection(benchmark::State &state) {
     reports();
     // No size is allowed, so everything is looked at and nothing is copied.
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         UtilityFunctions::copyFilesContainingName(reports(), scratch() / "selected", 100, -1,
                                                   {QStringLiteral("lumacef")});
 }
 
 void bareWalk(benchmark::State &state) {
     reports();
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         for (const auto &entry : fs::directory_iterator(reports())) {
             benchmark::DoNotOptimize(entry.file_size());
             benchmark::DoNotOptimize(entry.last_write_time());
@@ -75,7 +75,7 @@ fs::path folderToRemove() {
 
 void removing(benchmark::State &state, void (*remove)(const fs::path &)) {
     const fs::path folder = folderToRemove();
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         remove(folder);
 }
 
@@ -92,7 +92,7 @@ void bareRemoval(benchmark::State &state) {
 void logLines(benchmark::State &state) {
     const QString message =
         QStringLiteral("Directory created: /home/jdoe/.local/share/Library/LumadocDiagnostics/Output");
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         Logger::logInfo(message);
     state.SetItemsProcessed(state.iterations());
 }

@@ -57,7 +57,7 @@ std::optional<std::string> ClipboardManager::save(std::chrono::milliseconds limi
     const auto request = nextEvent<xcb_selection_request_event_t>(m_connection, XCB_SELECTION_REQUEST, limit);
     if (!request || request->target != atom(m_connection, "SAVE_TARGETS"))
         return std::nullopt;
-    const auto text = convertedText(limit);
+    auto text = convertedText(limit);
     tellThatItIsSaved(m_connection, *request);
     return text;
 }

@@ -1,5 +1,6 @@
 #include "test_support/StandInProgram.h"
 
+#include <QList>
 #include <algorithm>
 
 namespace test_support {

@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QStringList>
 #include <QThread>
+#include <array>
 #include <gmock/gmock.h>
 #include <thread>
 
@@ -64,9 +65,9 @@ TEST_F(MainQueue, RunsWorkOfAnotherThreadOnTheMainThread) {
 TEST_F(MainQueue, LosesNothingOfWhatManyThreadsHandOverWhileTheLoopRuns) {
     constexpr int each = 500;
     int done = 0;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([&done] {
+    std::array<std::thread, 4> threads;
+    for (std::thread &thread : threads)
+        thread = std::thread([&done] {
             for (int j = 0; j < each; ++j)
                 platform::onMainQueue([&done] {
                     if (++done == 4 * each)

@@ -21,7 +21,6 @@ using test_support::runMainQueueFor;
 using test_support::runMainQueueUntil;
 using test_support::writeFile;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using ActiveAlert = ContentView::ActiveAlert;
 
 constexpr qint64 limitBytes = 10'485'760;
@@ -31,13 +30,13 @@ protected:
     AttachmentsTest() { userFilesURL = home.path() / "out/UserFiles"; }
 
     fs::path make(const std::string &name, const QByteArray &content = "content") {
-        const fs::path file = home.path() / "picked" / name;
+        fs::path file = home.path() / "picked" / name;
         writeFile(file, content);
         return file;
     }
     // A file of that size, and none of the disk's.
     fs::path makeLarge(const std::string &name, std::uintmax_t bytes) {
-        const fs::path file = make(name, {});
+        fs::path file = make(name, {});
         fs::resize_file(file, bytes);
         return file;
     }

@@ -76,9 +76,10 @@ TEST_F(ContentViewStateTest, TheTableHasEveryField) {
                                    "isRunning",  "isEmailValid", "attachedFilesLabel"};
     for (const auto &[field, value] : initialValues)
         known.emplace_back(field);
-    std::vector<std::string> present;
-    for (int i = 0; i < ContentView::staticMetaObject.propertyCount(); ++i)
-        present.emplace_back(ContentView::staticMetaObject.property(i).name());
+    const QMetaObject &type = ContentView::staticMetaObject;
+    std::vector<std::string> present(static_cast<std::size_t>(type.propertyCount()));
+    for (int i = 0; i < type.propertyCount(); ++i)
+        present[static_cast<std::size_t>(i)] = type.property(i).name();
     EXPECT_THAT(present, testing::UnorderedElementsAreArray(known));
 }
 

@@ -23,7 +23,6 @@ using test_support::runMainQueueFor;
 using test_support::runMainQueueUntil;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::Not;
 using SecondaryError = ContentView::SecondaryError;
 

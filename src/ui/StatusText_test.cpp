@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <QThread>
+#include <array>
 #include <gmock/gmock.h>
 #include <thread>
 
@@ -62,9 +63,9 @@ TEST_F(StatusTextTest, ManyThreadsAndTheWindowReadAndWriteAtOnce) {
     constexpr int each = 200;
     const TextBinding binding = status->binding();
     status->note(QStringLiteral("the window's own"));
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread)
-        threads.emplace_back([&binding, thread] {
+    std::array<std::thread, 4> threads;
+    for (std::size_t thread = 0; thread < threads.size(); ++thread)
+        threads.at(thread) = std::thread([&binding, thread] {
             for (int i = 0; i < each; ++i) {
                 binding.set(QStringLiteral("thread %1 text %2").arg(thread).arg(i));
                 EXPECT_FALSE(binding.get().isEmpty());
@@ -72,7 +73,7 @@ TEST_F(StatusTextTest, ManyThreadsAndTheWindowReadAndWriteAtOnce) {
         });
     EXPECT_TRUE(runMainQueueUntil([&] {
         const QString text = binding.get();
-        return shown.size() == 4 * each && !text.isEmpty();
+        return shown.size() == 4LL * each && !text.isEmpty();
     }));
     for (std::thread &thread : threads)
         thread.join();

@@ -22,7 +22,6 @@ QT_END_NAMESPACE
 namespace {
 
 using namespace std::chrono_literals;
-using testing::ElementsAre;
 
 class WorkBesideWindowTest : public WindowTest {};
 
