@@ -61,11 +61,11 @@ TEST_F(WindowAccessible, EveryControlHasARoleANameAndAStateInEveryStep) {
                                                  "push button: Start diagnostics"}));
     press("Start diagnostics");
     waitForButton("Stop diagnostics");
-    EXPECT_EQ(shown(), (std::vector<std::string>{
-                           title, info, list, "check box: Advanced logs (disabled)",
-                           "check box: System apps information (disabled)", "push button: Stop diagnostics",
-                           "notification: Please reproduce the steps that led to the issue and then select "
-                           "Stop diagnostics"}));
+    const std::string advice = "notification: Please reproduce the steps that led to the issue and then "
+                               "select Stop diagnostics";
+    EXPECT_EQ(shown(), (std::vector<std::string>{title, info, list, "check box: Advanced logs (disabled)",
+                                                 "check box: System apps information (disabled)",
+                                                 "push button: Stop diagnostics", advice}));
     press("Stop diagnostics");
     window().waitForFocus("text", descriptionName);
     EXPECT_THAT(

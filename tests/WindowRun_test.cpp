@@ -5,7 +5,6 @@
 
 #include <regex>
 
-namespace fs = std::filesystem;
 using namespace support_service;
 using namespace test_support;
 using sample_product::RunningProduct;
