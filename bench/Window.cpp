@@ -117,17 +117,23 @@ int measureGaps(int argumentCount, char **arguments) {
         return [view, caption] { return view->startButtonLabel.value() == caption; };
     };
     GapWatch watch;
-    const auto settled = Clock::now() + std::chrono::seconds(1);
-    waitFor([&] { return Clock::now() > settled; });
+    // What a step leaves to later turns counts with it: sections that come up, the next frame.
+    const auto settle = [](std::chrono::milliseconds time) {
+        waitFor([end = Clock::now() + time] { return Clock::now() > end; });
+    };
+    settle(std::chrono::seconds(1));
 
+    constexpr auto afterStep = std::chrono::milliseconds(300);
     watch.take();
     auto begin = Clock::now();
     view->primaryButtonPressed();
     waitFor(has(Texts::stopDiagnostics));
+    settle(afterStep);
     report("start", watch.take(), begin);
     begin = Clock::now();
     view->primaryButtonPressed();
     waitFor(has(Texts::shareLogs));
+    settle(afterStep);
     report("capture", watch.take(), begin);
     view->changeFeedback(QStringLiteral("Measured"));
     watch.take();
@@ -137,6 +143,7 @@ int measureGaps(int argumentCount, char **arguments) {
     report("compression", watch.take(), begin);
     begin = Clock::now();
     waitFor([&] { return view->startButtonLabel.value() != Texts::stopUpload; });
+    settle(afterStep);
     report("upload", watch.take(), begin);
     if (view->startButtonLabel.value() != Texts::close)
         fail("the upload failed");

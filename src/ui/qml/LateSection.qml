@@ -1,4 +1,5 @@
-// A section that is made when it is first shown: the window opens the sooner for it.
+// A section that is made when it is first shown, since the window opens the sooner for it, and piece by piece, so that
+// the window does not stand still meanwhile.
 import QtQuick
 import Lumamon
 
@@ -15,6 +16,7 @@ Loader {
             setSource(file, { view: view });
     }
 
+    asynchronous: true
     visible: isShown
     onIsShownChanged: make()
     Component.onCompleted: make()

@@ -49,6 +49,13 @@ TestCase {
         waitForRendering(stage);
     }
 
+    /// Sections come up in later turns; then they are drawn.
+    function settle() {
+        tryVerify(() => drawn(stage).every(item => !(item instanceof LateSection) || item.status === Loader.Ready));
+        stage.Window.window.update();
+        waitForRendering(stage);
+    }
+
     // The states of a run, as the flow sets them.
     function reproduce() {
         view.startButtonLabel = "Stop diagnostics";
@@ -69,7 +76,7 @@ TestCase {
         view.primaryButtonDisabled = true;
         view.isLogLabelVisible = false;
         view.isLoggingCompleteVisible = true;
-        waitForRendering(stage);
+        settle();
     }
 
     function fail() {
@@ -77,7 +84,7 @@ TestCase {
         view.changeFeedback("x");
         view.isUploadFailedLayoutVisible = true;
         view.isLoggingCompleteVisible = false;
-        waitForRendering(stage);
+        settle();
     }
 
     function finish() {
@@ -89,7 +96,7 @@ TestCase {
         view.primaryButtonDisabled = false;
         view.primaryButtonColor = "clear";
         view.thickBorderButtonStyle = true;
-        waitForRendering(stage);
+        settle();
     }
 
     // Every item that is drawn below `item`, in the order of drawing.

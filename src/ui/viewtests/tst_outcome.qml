@@ -109,6 +109,7 @@ Item {
             view.thickBorderButtonStyle = true;
             view.isCloseLayoutVisible = true;
             view.isFeedbackEmailLayoutDisabled = true;
+            settle();
             verify(textItem(view.logId) !== null);
             verify(control("Please tell us what led to the error (required)").readOnly);
             verify(control("Close").enabled);
