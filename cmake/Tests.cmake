@@ -16,7 +16,7 @@ function(lumamon_test name)
     RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/UnitTests.app/Contents/Linux")
   # Values without a printed form would give a test another name in every build.
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60 NO_PRETTY_VALUES
-    PROPERTIES TIMEOUT 120 ${ARG_PROPERTIES})
+    PROPERTIES TIMEOUT 300 ${ARG_PROPERTIES})
 endfunction()
 
 set(BUNDLE_NAME "UnitTests")
