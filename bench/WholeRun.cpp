@@ -4,7 +4,7 @@
 #include "MeasuredProcess.h"
 
 #include "discovery/RunState.h"
-#include "platform/FileSystem.h"
+#include "platform/posix/FileSystem.h"
 #include "sample_product/SampleProduct.h"
 #include "support_service/SupportService.h"
 #include "test_support/ScratchBundle.h"

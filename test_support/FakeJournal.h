@@ -1,7 +1,7 @@
 // A journal of the test's own in the place of the machine's. It needs the namespaces of Isolation.h.
 #pragma once
 
-#include "platform/FileDescriptor.h"
+#include "platform/posix/FileDescriptor.h"
 #include "test_support/Mounts.h"
 
 #include <QByteArray>

@@ -1,6 +1,6 @@
 #include "test_support/SessionBus.h"
 
-#include "platform/FileDescriptor.h"
+#include "platform/posix/FileDescriptor.h"
 
 #include <cstdio>
 #include <sys/socket.h>

@@ -2,7 +2,7 @@
 // what the next start of the program makes of it.
 #include "tests/SilentRun.h"
 
-#include "platform/PropertyList.h"
+#include "platform/posix/PropertyList.h"
 
 #include <csignal>
 

@@ -6,8 +6,8 @@
 #include "discovery/ProductDiscovery.h"
 #include "discovery/Workspace.h"
 #include "logging/Logging.h"
-#include "platform/Process.h"
-#include "platform/TerminationSignals.h"
+#include "platform/posix/Process.h"
+#include "platform/posix/TerminationSignals.h"
 
 #include <QCoreApplication>
 

@@ -6,6 +6,7 @@
 #include "collection/Collectors.h"
 #include "collection/PListOperations.h"
 #include "discovery/DetailedInfo.h"
+#include "discovery/MainQueue.h"
 #include "discovery/ProductDiscovery.h"
 #include "discovery/Workspace.h"
 #include "logging/Logging.h"
@@ -14,10 +15,9 @@
 #include "packaging/SilentUpload.h"
 #include "platform/Applications.h"
 #include "platform/Bundle.h"
-#include "platform/Fatal.h"
-#include "platform/MainQueue.h"
 #include "platform/SingleInstance.h"
-#include "platform/Text.h"
+#include "platform/posix/Fatal.h"
+#include "platform/posix/Text.h"
 #include "ui/WindowFrontEnd.h"
 
 #include <QCoreApplication>

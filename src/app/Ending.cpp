@@ -3,8 +3,8 @@
 #include "collection/PListOperations.h"
 #include "collection/ProcessExecution.h"
 #include "packaging/UploadAPI.h"
-#include "platform/Program.h"
 #include "platform/SystemLog.h"
+#include "platform/posix/Program.h"
 
 #include <atomic>
 #include <chrono>

@@ -4,7 +4,7 @@
 #include "collection/ProcessExecution.h"
 #include "discovery/RunState.h"
 #include "packaging/UploadAPI.h"
-#include "platform/Program.h"
+#include "platform/posix/Program.h"
 #include "test_support/ChildProcess.h"
 #include "test_support/LogReader.h"
 #include "test_support/ProgramRun.h"

@@ -3,9 +3,9 @@
 #include "app/CommandLineArguments.h"
 #include "app/Ending.h"
 #include "app/WindowLoader.h"
-#include "platform/MainQueue.h"
-#include "platform/Process.h"
-#include "platform/TerminationSignals.h"
+#include "discovery/MainQueue.h"
+#include "platform/posix/Process.h"
+#include "platform/posix/TerminationSignals.h"
 #include "ui/WindowFrontEnd.h"
 
 #include <QCoreApplication>
@@ -44,8 +44,8 @@ int LumamonApp::run(int argumentCount, char **arguments) {
     if (window)
         window->close();
     endRun(status);
-    // A copied Log ID outlives the program where a clipboard manager takes it, and only an application that is
-    // destroyed offers it to one.
+    // A copied Log ID outlives the program where a clipboard manager takes it, and only an application that
+    // is destroyed offers it to one.
     if (window && window->ownsPasteboard()) {
         platform::closeMainQueue();
         application.reset();

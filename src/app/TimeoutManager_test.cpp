@@ -1,6 +1,6 @@
 #include "app/TimeoutManager.h"
 
-#include "platform/Program.h"
+#include "platform/posix/Program.h"
 #include "test_support/LogReader.h"
 #include "test_support/ScratchHome.h"
 

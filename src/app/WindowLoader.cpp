@@ -1,7 +1,7 @@
 #include "app/WindowLoader.h"
 
 #include "platform/Bundle.h"
-#include "platform/Text.h"
+#include "platform/posix/Text.h"
 #include "ui/WindowFrontEnd.h"
 
 #include <QPluginLoader>

@@ -5,8 +5,8 @@
 #include "discovery/Constants.h"
 #include "discovery/RunState.h"
 #include "logging/Logging.h"
-#include "platform/Fatal.h"
-#include "platform/Text.h"
+#include "platform/posix/Fatal.h"
+#include "platform/posix/Text.h"
 
 namespace UtilityFunctions {
 

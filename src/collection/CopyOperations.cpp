@@ -2,7 +2,7 @@
 
 #include "collection/TreeCopy.h"
 #include "logging/Logging.h"
-#include "platform/Text.h"
+#include "platform/posix/Text.h"
 
 namespace UtilityFunctions {
 

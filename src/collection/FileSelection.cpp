@@ -3,9 +3,9 @@
 #include "collection/CopyOperations.h"
 #include "logging/Logging.h"
 #include "logging/PrintedList.h"
-#include "platform/Fatal.h"
-#include "platform/FileSystem.h"
-#include "platform/Text.h"
+#include "platform/posix/Fatal.h"
+#include "platform/posix/FileSystem.h"
+#include "platform/posix/Text.h"
 
 #include <algorithm>
 

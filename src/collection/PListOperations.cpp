@@ -5,9 +5,9 @@
 #include "discovery/Constants.h"
 #include "discovery/RunState.h"
 #include "logging/Logging.h"
-#include "platform/Fatal.h"
 #include "platform/PreferenceStore.h"
-#include "platform/Text.h"
+#include "platform/posix/Fatal.h"
+#include "platform/posix/Text.h"
 
 #include <mutex>
 

@@ -6,7 +6,7 @@
 // there.
 #pragma once
 
-#include "platform/PropertyList.h"
+#include "platform/posix/PropertyList.h"
 
 #include <filesystem>
 #include <optional>

@@ -3,13 +3,13 @@
 #include "collection/Collectors.h"
 #include "collection/PListOperations.h"
 #include "discovery/DetailedInfo.h"
+#include "discovery/MainQueue.h"
 #include "discovery/ProductDiscovery.h"
 #include "logging/Logging.h"
 #include "platform/Bundle.h"
-#include "platform/MainQueue.h"
-#include "platform/Program.h"
 #include "platform/SerialQueue.h"
-#include "platform/Text.h"
+#include "platform/posix/Program.h"
+#include "platform/posix/Text.h"
 
 #include <atomic>
 

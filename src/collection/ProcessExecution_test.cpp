@@ -3,7 +3,7 @@
 #include "collection/PListOperations.h"
 #include "discovery/RunState.h"
 #include "platform/Bundle.h"
-#include "platform/Program.h"
+#include "platform/posix/Program.h"
 #include "test_support/ChildProcess.h"
 #include "test_support/Isolation.h"
 #include "test_support/LogReader.h"

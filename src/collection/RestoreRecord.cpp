@@ -1,7 +1,7 @@
 #include "collection/RestoreRecord.h"
 
 #include "discovery/RunState.h"
-#include "platform/FileSystem.h"
+#include "platform/posix/FileSystem.h"
 
 #include <algorithm>
 

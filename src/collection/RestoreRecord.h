@@ -5,7 +5,7 @@
 // One thread at a time. Without a workspace there is no record.
 #pragma once
 
-#include "platform/PropertyList.h"
+#include "platform/posix/PropertyList.h"
 
 #include <QString>
 #include <filesystem>

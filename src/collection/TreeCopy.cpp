@@ -1,6 +1,6 @@
 #include "collection/TreeCopy.h"
 
-#include "platform/FileSystem.h"
+#include "platform/posix/FileSystem.h"
 
 namespace fs = std::filesystem;
 

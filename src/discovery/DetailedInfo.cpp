@@ -4,7 +4,7 @@
 #include "discovery/RunState.h"
 #include "discovery/TextFile.h"
 #include "logging/Logging.h"
-#include "platform/Text.h"
+#include "platform/posix/Text.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

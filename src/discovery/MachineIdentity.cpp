@@ -1,7 +1,7 @@
 #include "discovery/MachineIdentity.h"
 
-#include "platform/Fatal.h"
 #include "platform/Machine.h"
+#include "platform/posix/Fatal.h"
 
 #include <QCryptographicHash>
 

@@ -1,13 +1,13 @@
 #include "discovery/ProductDiscovery.h"
 
 #include "discovery/Constants.h"
+#include "discovery/MainQueue.h"
 #include "logging/Logging.h"
 #include "platform/Applications.h"
 #include "platform/Bundle.h"
-#include "platform/Fatal.h"
-#include "platform/MainQueue.h"
-#include "platform/Process.h"
-#include "platform/Text.h"
+#include "platform/posix/Fatal.h"
+#include "platform/posix/Process.h"
+#include "platform/posix/Text.h"
 
 #include <QCoreApplication>
 

@@ -2,7 +2,7 @@
 
 #include "discovery/Constants.h"
 #include "discovery/Workspace.h"
-#include "platform/Text.h"
+#include "platform/posix/Text.h"
 #include "sample_product/RunningProduct.h"
 #include "sample_product/SampleProduct.h"
 #include "test_support/LogReader.h"

@@ -1,8 +1,8 @@
 #include "discovery/TextFile.h"
 
 #include "logging/Logging.h"
-#include "platform/FileSystem.h"
-#include "platform/Text.h"
+#include "platform/posix/FileSystem.h"
+#include "platform/posix/Text.h"
 
 namespace UtilityFunctions {
 

@@ -3,7 +3,7 @@
 #include "discovery/Constants.h"
 #include "logging/Logging.h"
 #include "platform/Locations.h"
-#include "platform/Text.h"
+#include "platform/posix/Text.h"
 
 #include <QDateTime>
 

@@ -1,6 +1,6 @@
 #include "logging/LogFile.h"
 
-#include "platform/FileSystem.h"
+#include "platform/posix/FileSystem.h"
 
 #include <cerrno>
 #include <fcntl.h>

@@ -3,7 +3,7 @@
 // Any thread may call these.
 #pragma once
 
-#include "platform/FileDescriptor.h"
+#include "platform/posix/FileDescriptor.h"
 
 #include <QByteArray>
 #include <filesystem>

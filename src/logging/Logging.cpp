@@ -4,9 +4,9 @@
 #include "logging/LogLocations.h"
 #include "logging/UserNameMask.h"
 #include "platform/Bundle.h"
-#include "platform/Fatal.h"
 #include "platform/Locations.h"
-#include "platform/Text.h"
+#include "platform/posix/Fatal.h"
+#include "platform/posix/Text.h"
 
 #include <ctime>
 #include <poll.h>

@@ -4,10 +4,10 @@
 #include "discovery/RunState.h"
 #include "logging/Logging.h"
 #include "packaging/EarlierArchives.h"
-#include "platform/Fatal.h"
-#include "platform/FileSystem.h"
-#include "platform/Program.h"
-#include "platform/Text.h"
+#include "platform/posix/Fatal.h"
+#include "platform/posix/FileSystem.h"
+#include "platform/posix/Program.h"
+#include "platform/posix/Text.h"
 
 #include <vector>
 

@@ -3,7 +3,7 @@
 #include "discovery/RunState.h"
 #include "logging/Logging.h"
 #include "packaging/FilesPathDirectory.h"
-#include "platform/Fatal.h"
+#include "platform/posix/Fatal.h"
 
 namespace UtilityFunctions {
 

@@ -3,8 +3,8 @@
 #include "logging/Logging.h"
 #include "packaging/MultipartBody.h"
 #include "platform/Bundle.h"
-#include "platform/Fatal.h"
-#include "platform/FileSystem.h"
+#include "platform/posix/Fatal.h"
+#include "platform/posix/FileSystem.h"
 
 #include <QStringDecoder>
 #include <cmath>

@@ -2,7 +2,7 @@
 
 #include "packaging/Transfer.h"
 #include "platform/Curl.h"
-#include "platform/Fatal.h"
+#include "platform/posix/Fatal.h"
 
 #include <algorithm>
 #include <cerrno>

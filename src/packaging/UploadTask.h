@@ -7,7 +7,7 @@
 
 #include "packaging/MultipartBody.h"
 #include "packaging/UploadError.h"
-#include "platform/FileDescriptor.h"
+#include "platform/posix/FileDescriptor.h"
 
 #include <atomic>
 #include <chrono>

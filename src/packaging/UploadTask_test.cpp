@@ -1,7 +1,7 @@
 #include "packaging/UploadTask.h"
 
 #include "packaging/TransportError.h"
-#include "platform/FileSystem.h"
+#include "platform/posix/FileSystem.h"
 #include "support_service/SupportService.h"
 #include "test_support/LoopbackListener.h"
 #include "test_support/ScratchHome.h"

@@ -3,7 +3,7 @@
 // A value; any thread may use it. The main bundle is looked up once, on first use.
 #pragma once
 
-#include "platform/PropertyList.h"
+#include "platform/posix/PropertyList.h"
 
 #include <QString>
 #include <filesystem>

@@ -5,7 +5,7 @@
 // change any value in it, or it cannot be read whole, it is not written at all.
 #pragma once
 
-#include "platform/PropertyList.h"
+#include "platform/posix/PropertyList.h"
 
 #include <filesystem>
 #include <optional>

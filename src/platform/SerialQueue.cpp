@@ -1,6 +1,6 @@
 #include "platform/SerialQueue.h"
 
-#include "platform/Process.h"
+#include "platform/posix/Process.h"
 
 namespace platform {
 

@@ -1,6 +1,6 @@
 #include "ui/Assets.h"
 
-#include "platform/Fatal.h"
+#include "platform/posix/Fatal.h"
 
 #include <algorithm>
 #include <array>

@@ -3,12 +3,12 @@
 #include "ui/ContentView.h"
 
 #include "collection/CopyOperations.h"
+#include "discovery/MainQueue.h"
 #include "discovery/RunState.h"
 #include "logging/Logging.h"
 #include "platform/FilePanel.h"
-#include "platform/FileSystem.h"
-#include "platform/MainQueue.h"
-#include "platform/Text.h"
+#include "platform/posix/FileSystem.h"
+#include "platform/posix/Text.h"
 
 #include <QPointer>
 

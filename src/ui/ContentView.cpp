@@ -2,13 +2,13 @@
 
 #include "collection/PListOperations.h"
 #include "collection/ProcessExecution.h"
+#include "discovery/MainQueue.h"
 #include "discovery/ProductDiscovery.h"
 #include "discovery/Workspace.h"
 #include "logging/Logging.h"
 #include "packaging/UploadAPI.h"
 #include "platform/Bundle.h"
 #include "platform/Desktop.h"
-#include "platform/MainQueue.h"
 #include "ui/EmailRule.h"
 #include "ui/MailLink.h"
 

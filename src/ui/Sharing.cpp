@@ -1,13 +1,13 @@
 // The last step of the window: the archive is built once, and uploaded as often as the user tries.
 #include "ui/ContentView.h"
 
+#include "discovery/MainQueue.h"
 #include "discovery/RunState.h"
 #include "logging/Logging.h"
 #include "packaging/FilesPathDirectory.h"
 #include "packaging/SilentUpload.h"
 #include "packaging/UploadAPI.h"
-#include "platform/Fatal.h"
-#include "platform/MainQueue.h"
+#include "platform/posix/Fatal.h"
 #include "ui/FeedbackRecord.h"
 #include "ui/WorkBesideWindow.h"
 

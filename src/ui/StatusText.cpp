@@ -1,6 +1,6 @@
 #include "ui/StatusText.h"
 
-#include "platform/MainQueue.h"
+#include "discovery/MainQueue.h"
 
 StatusText::StatusText(std::function<void(const QString &)> show)
     : m_show(std::move(show)) {}

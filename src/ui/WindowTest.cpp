@@ -2,7 +2,7 @@
 
 #include "discovery/RunState.h"
 #include "platform/Locations.h"
-#include "platform/Text.h"
+#include "platform/posix/Text.h"
 
 #include <QMetaEnum>
 #include <QMetaProperty>

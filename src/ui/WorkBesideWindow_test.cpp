@@ -1,6 +1,6 @@
 #include "ui/WorkBesideWindow.h"
 
-#include "platform/MainQueue.h"
+#include "discovery/MainQueue.h"
 #include "ui/WindowTest.h"
 
 #include <QKeyEvent>

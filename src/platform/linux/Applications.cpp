@@ -1,9 +1,9 @@
 #include "platform/Applications.h"
 
 #include "platform/Bundle.h"
-#include "platform/Environment.h"
-#include "platform/FileSystem.h"
 #include "platform/linux/DesktopEntry.h"
+#include "platform/posix/Environment.h"
+#include "platform/posix/FileSystem.h"
 
 #include <QByteArrayList>
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "platform/Applications.h"
 
-#include "platform/Text.h"
+#include "platform/posix/Text.h"
 #include "test_support/ChildProcess.h"
 #include "test_support/ConditionalTest.h"
 #include "test_support/ProgramRun.h"

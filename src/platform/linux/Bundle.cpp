@@ -1,6 +1,6 @@
 #include "platform/Bundle.h"
 
-#include "platform/Text.h"
+#include "platform/posix/Text.h"
 
 namespace platform {
 

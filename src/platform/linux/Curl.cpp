@@ -1,6 +1,6 @@
 #include "platform/Curl.h"
 
-#include "platform/Fatal.h"
+#include "platform/posix/Fatal.h"
 
 #include <dlfcn.h>
 

@@ -1,6 +1,6 @@
 #include "platform/Desktop.h"
 
-#include "platform/Program.h"
+#include "platform/posix/Program.h"
 
 #include <QClipboard>
 #include <QDBusConnection>

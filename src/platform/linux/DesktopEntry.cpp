@@ -1,6 +1,6 @@
 #include "platform/linux/DesktopEntry.h"
 
-#include "platform/Text.h"
+#include "platform/posix/Text.h"
 
 #include <QByteArrayView>
 #include <QStandardPaths>

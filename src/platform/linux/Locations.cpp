@@ -1,6 +1,6 @@
 #include "platform/Locations.h"
 
-#include "platform/Environment.h"
+#include "platform/posix/Environment.h"
 
 namespace platform {
 

@@ -1,8 +1,8 @@
 #include "platform/Locations.h"
 
 #include "platform/Applications.h"
-#include "platform/Environment.h"
 #include "platform/Machine.h"
+#include "platform/posix/Environment.h"
 #include "test_support/Isolation.h"
 #include "test_support/Mounts.h"
 #include "test_support/ScratchHome.h"

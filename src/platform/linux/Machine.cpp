@@ -1,6 +1,6 @@
 #include "platform/Machine.h"
 
-#include "platform/Environment.h"
+#include "platform/posix/Environment.h"
 
 #include <algorithm>
 #include <ifaddrs.h>

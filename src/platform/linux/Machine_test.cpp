@@ -1,6 +1,6 @@
 #include "platform/Machine.h"
 
-#include "platform/FileDescriptor.h"
+#include "platform/posix/FileDescriptor.h"
 #include "test_support/ConditionalTest.h"
 
 #include <arpa/inet.h>

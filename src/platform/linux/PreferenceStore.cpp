@@ -1,6 +1,6 @@
 #include "platform/PreferenceStore.h"
 
-#include "platform/FileSystem.h"
+#include "platform/posix/FileSystem.h"
 
 #include <system_error>
 

@@ -1,7 +1,7 @@
 #include "platform/ScriptRunner.h"
 
-#include "platform/Program.h"
-#include "platform/Text.h"
+#include "platform/posix/Program.h"
+#include "platform/posix/Text.h"
 
 #include <QStringList>
 #include <csignal>

@@ -1,6 +1,6 @@
 #include "platform/ScriptRunner.h"
 
-#include "platform/Program.h"
+#include "platform/posix/Program.h"
 #include "test_support/ChildProcess.h"
 #include "test_support/Isolation.h"
 #include "test_support/Mounts.h"

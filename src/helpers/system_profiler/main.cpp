@@ -1,5 +1,0 @@
-#include "helpers/system_profiler/SystemProfiler.h"
-
-int main(int argumentCount, char **arguments) {
-    return system_profiler::run(argumentCount, arguments);
-}

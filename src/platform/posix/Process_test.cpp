@@ -1,0 +1,103 @@
+#include "platform/posix/Process.h"
+
+#include "platform/posix/Program.h"
+#include "test_support/ChildProcess.h"
+#include "test_support/ScratchHome.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <numeric>
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using platform::runProgram;
+using test_support::statusInChild;
+
+TEST(PrepareProcess, MakesFilesTheUsersAlone) {
+    const test_support::ScratchFolder folder;
+    EXPECT_EQ(statusInChild([&] {
+                  ::umask(0);
+                  platform::prepareProcess();
+                  test_support::writeFile(folder.path() / "made/file", "x");
+                  return 0;
+              }),
+              0);
+    EXPECT_EQ(fs::status(folder.path() / "made").permissions(), fs::perms::owner_all);
+    EXPECT_EQ(fs::status(folder.path() / "made/file").permissions(), fs::perms(0600));
+}
+
+// Of the three streams in turn, which are closed?
+class ClosedStreams : public testing::TestWithParam<std::vector<int>> {};
+
+TEST_P(ClosedStreams, AreOpenedOnTheNullDeviceAndTheOthersLeftAlone) {
+    const auto isNull = [](int stream) {
+        std::error_code error;
+        return fs::read_symlink("/proc/self/fd/" + std::to_string(stream), error) == "/dev/null";
+    };
+    EXPECT_EQ(statusInChild([&] {
+                  const int zero = ::open("/dev/zero", O_RDWR);
+                  for (int stream = 0; stream <= 2; ++stream)
+                      ::dup2(zero, stream);
+                  for (const int stream : GetParam())
+                      ::close(stream);
+                  platform::prepareProcess();
+                  int nulls = 0;
+                  for (int stream = 0; stream <= 2; ++stream)
+                      nulls += isNull(stream) ? 1 << stream : 0;
+                  return nulls;
+              }),
+              std::accumulate(GetParam().begin(), GetParam().end(), 0,
+                              [](int sum, int stream) { return sum + (1 << stream); }));
+}
+
+INSTANTIATE_TEST_SUITE_P(PrepareProcess, ClosedStreams,
+                         testing::Values(std::vector<int>{}, std::vector<int>{0}, std::vector<int>{1},
+                                         std::vector<int>{2}, std::vector<int>{0, 2}, std::vector<int>{1, 2},
+                                         std::vector<int>{0, 1, 2}));
+
+TEST(PrepareProcess, LetsAClosedConnectionDoNoHarm) {
+    EXPECT_EQ(statusInChild([] {
+                  std::signal(SIGPIPE, SIG_DFL);
+                  platform::prepareProcess();
+                  int ends[2];
+                  if (::pipe(ends) != 0)
+                      return 1;
+                  ::close(ends[0]);
+                  return ::write(ends[1], "x", 1) < 0 && errno == EPIPE ? 0 : 2;
+              }),
+              0);
+}
+
+TEST(PrepareProcess, LeavesThatToThisProcessAlone) {
+    EXPECT_EQ(statusInChild([] {
+                  platform::prepareProcess();
+                  return runProgram({"/bin/sh", {"-c", "kill -PIPE $$; exit 7"}, "/", {}}) ? 1 : 0;
+              }),
+              0);
+}
+
+TEST(PrepareProcess, LetsChildrenBeWaitedForWhoeverStartedIt) {
+    EXPECT_EQ(statusInChild([] {
+                  std::signal(SIGCHLD, SIG_IGN);
+                  platform::prepareProcess();
+                  return runProgram({"/bin/sh", {"-c", "exit 7"}, "/", {}}).value_or(1);
+              }),
+              7);
+}
+
+TEST(ExecutablePath, IsTheFirstArgumentWhenThatIsAbsolute) {
+    EXPECT_EQ(platform::executablePath({QStringLiteral("/some/where"), QStringLiteral("/else")}),
+              "/some/where");
+}
+
+TEST(ExecutablePath, IsTheRealPathOtherwise) {
+    const auto real = fs::read_symlink("/proc/self/exe");
+    EXPECT_EQ(platform::executablePath({QStringLiteral("./program")}), real);
+    EXPECT_EQ(platform::executablePath({QString()}), real);
+    EXPECT_EQ(platform::executablePath({}), real);
+}
+
+} // namespace
