@@ -1,6 +1,6 @@
 # lumamon_test(NAME SOURCES... [LIBRARIES ...] [PROPERTIES ...])
-# Test programs stand in a bundle of their own, since the program reads its identity from the bundle around it.
-# Every test runs in its own process, home and (where the machine allows it) process namespace.
+# Test programs are in a bundle too, since the program reads its identity from the bundle around it.
+# Every test runs in its own process and home and, where the machine allows it, in its own process namespace.
 include(GoogleTest)
 
 # Properties of every test with a graphical Qt.
@@ -14,7 +14,7 @@ function(lumamon_test name)
   target_precompile_headers(${name} REUSE_FROM test_support)
   set_target_properties(${name} PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/UnitTests.app/Contents/Linux")
-  # Values without a printed form would give a test another name in every build.
+  # Values without a printed form would change a test's name with every build.
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60 NO_PRETTY_VALUES
     PROPERTIES TIMEOUT 300 ${ARG_PROPERTIES})
 endfunction()
