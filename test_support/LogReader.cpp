@@ -2,7 +2,7 @@
 
 #include "logging/LogLocations.h"
 #include "logging/Logging.h"
-#include "platform/Locations.h"
+#include "platform/Account.h"
 #include "test_support/ScratchHome.h"
 
 #include <QRegularExpression>

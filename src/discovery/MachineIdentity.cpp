@@ -1,6 +1,7 @@
 #include "discovery/MachineIdentity.h"
 
-#include "platform/Machine.h"
+#include "platform/Account.h"
+#include "platform/Network.h"
 #include "platform/posix/Fatal.h"
 
 #include <QCryptographicHash>

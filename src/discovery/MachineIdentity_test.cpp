@@ -1,6 +1,7 @@
 #include "discovery/MachineIdentity.h"
 
-#include "platform/Machine.h"
+#include "platform/Account.h"
+#include "platform/Network.h"
 
 #include <QCryptographicHash>
 #include <QRegularExpression>

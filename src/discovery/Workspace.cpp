@@ -2,7 +2,7 @@
 
 #include "discovery/Constants.h"
 #include "logging/Logging.h"
-#include "platform/Locations.h"
+#include "platform/Account.h"
 #include "platform/posix/Text.h"
 
 #include <QDateTime>

@@ -3,8 +3,8 @@
 #include "logging/LogFile.h"
 #include "logging/LogLocations.h"
 #include "logging/UserNameMask.h"
+#include "platform/Account.h"
 #include "platform/Bundle.h"
-#include "platform/Locations.h"
 #include "platform/posix/Fatal.h"
 #include "platform/posix/Text.h"
 

@@ -1,7 +1,6 @@
 #include "packaging/Transfer.h"
 
-#include "platform/Machine.h"
-#include "platform/Sockets.h"
+#include "platform/Network.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 #include "ui/WindowTest.h"
 
 #include "discovery/RunState.h"
-#include "platform/Locations.h"
+#include "platform/Account.h"
 #include "platform/posix/Text.h"
 
 #include <QMetaEnum>

@@ -1,8 +1,8 @@
 #include "platform/Applications.h"
 
+#include "platform/Account.h"
 #include "platform/Bundle.h"
 #include "platform/linux/DesktopEntry.h"
-#include "platform/posix/Environment.h"
 #include "platform/posix/FileSystem.h"
 
 #include <QByteArrayList>

@@ -1,7 +1,7 @@
 #include "platform/linux/helpers/system_profiler/Places.h"
 
+#include "platform/Account.h"
 #include "platform/Applications.h"
-#include "platform/posix/Environment.h"
 
 #include <algorithm>
 

@@ -1,8 +1,6 @@
-#include "platform/Locations.h"
+#include "platform/Account.h"
 
 #include "platform/Applications.h"
-#include "platform/Machine.h"
-#include "platform/posix/Environment.h"
 #include "test_support/Isolation.h"
 #include "test_support/Mounts.h"
 #include "test_support/ScratchHome.h"

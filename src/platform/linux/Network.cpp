@@ -1,12 +1,12 @@
-#include "platform/Machine.h"
-
-#include "platform/posix/Environment.h"
+#include "platform/Network.h"
 
 #include <algorithm>
 #include <ifaddrs.h>
+#include <linux/sockios.h>
 #include <memory>
 #include <net/if.h>
 #include <netpacket/packet.h>
+#include <sys/ioctl.h>
 
 namespace platform {
 
@@ -37,7 +37,7 @@ QString addressText(const struct ifaddrs &entry) {
 
 } // namespace
 
-// The packet-family entries come one an interface, in the order in which the kernel numbers them.
+// There is one packet-family entry for each interface, in the order in which the kernel numbers them.
 std::optional<std::vector<QString>> hardwareAddresses() {
     const auto list = interfaces();
     if (!list)
@@ -52,11 +52,6 @@ std::optional<std::vector<QString>> hardwareAddresses() {
     return addresses;
 }
 
-QString userName() {
-    const auto user = account();
-    return user ? QString::fromStdString(user->name) : QString();
-}
-
 bool hasNetwork() {
     const auto list = interfaces();
     if (!list)
@@ -67,6 +62,13 @@ bool hasNetwork() {
             return true;
     }
     return false;
+}
+
+std::size_t unsentBytes(int socket) {
+    int count = 0;
+    if (::ioctl(socket, SIOCOUTQ, &count) != 0 || count < 0)
+        return 0;
+    return static_cast<std::size_t>(count);
 }
 
 } // namespace platform

@@ -1,7 +1,8 @@
-// What the machine and the account are called.
+// The machine's network, as far as the C++ library says nothing about it. Any thread may call these.
 #pragma once
 
 #include <QString>
+#include <cstddef>
 #include <optional>
 #include <vector>
 
@@ -11,10 +12,11 @@ namespace platform {
 /// loopback and interfaces without an address are left out. None when the system gives no list.
 std::optional<std::vector<QString>> hardwareAddresses();
 
-/// The login name of the user this process runs as; empty when the account has none.
-QString userName();
-
 /// Whether any network interface besides loopback is up and has an address.
 bool hasNetwork();
+
+/// Bytes that were written to a stream socket and that the other side has not yet acknowledged; 0 for
+/// anything else.
+std::size_t unsentBytes(int socket);
 
 } // namespace platform
