@@ -15,7 +15,6 @@
 #include "packaging/SilentUpload.h"
 #include "platform/Applications.h"
 #include "platform/Bundle.h"
-#include "platform/SingleInstance.h"
 #include "platform/posix/Fatal.h"
 #include "platform/posix/Text.h"
 #include "ui/WindowFrontEnd.h"

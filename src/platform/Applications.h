@@ -1,6 +1,6 @@
-// Installed and running applications, by bundle identifier.
+// Installed and running applications, by bundle identifier, and this program's claim to be the only copy.
 //
-// Read afresh at every call; any thread may call these.
+// Nothing is kept between calls; any thread may call these.
 #pragma once
 
 #include <QString>
@@ -16,8 +16,8 @@ struct RunningApplication {
     std::filesystem::path bundlePath;
 };
 
-/// The running applications of this user, oldest first. A program inside a bundle that is not the bundle's
-/// main executable is none.
+/// The running applications of this user, oldest first. A helper program inside a bundle does not count: only
+/// the bundle's main executable does.
 std::vector<RunningApplication> runningApplications();
 
 /// Where the system looks for installed applications.
@@ -37,5 +37,10 @@ ApplicationRoots applicationRoots();
 /// the bundle folders, then those in the nested ones, by name within each folder.
 std::vector<std::filesystem::path> installedApplications(const QString &bundleIdentifier,
                                                          const ApplicationRoots &roots = applicationRoots());
+
+/// Claims `identifier` for this process, until it ends in whatever way. False when another process of this
+/// user holds it, unless that runs in another container; false too when the system lets nobody claim it.
+/// When several processes claim it at the same moment, one succeeds.
+bool claimSingleInstance(const QString &identifier);
 
 } // namespace platform

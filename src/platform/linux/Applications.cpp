@@ -8,9 +8,13 @@
 #include <QByteArrayList>
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <memory>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <tuple>
 #include <unistd.h>
 
@@ -114,6 +118,14 @@ std::optional<RunningApplication> applicationOf(const fs::path &process, std::in
     return RunningApplication{bundle->identifier().value_or(QString()), identifier, bundle->path()};
 }
 
+// The name that a claim is held by. Processes in another container are not copies of those outside.
+QByteArray claimName(const QString &identifier) {
+    std::error_code error;
+    const auto container = fs::read_symlink("/proc/self/ns/pid", error);
+    return identifier.toUtf8() + ' ' + QByteArray::number(::geteuid()) + ' ' +
+           QByteArray::fromStdString(container.native());
+}
+
 } // namespace
 
 std::vector<RunningApplication> runningApplications() {
@@ -176,6 +188,24 @@ std::vector<fs::path> installedApplications(const QString &bundleIdentifier, con
         }
     }
     return gatherer.take();
+}
+
+// An abstract socket address (unix(7)): it leaves nothing on the disk, and is free again as soon as its
+// process has ended.
+bool claimSingleInstance(const QString &identifier) {
+    const QByteArray name = claimName(identifier);
+    const auto nameBytes = static_cast<std::size_t>(name.size());
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    if (nameBytes >= sizeof address.sun_path)
+        return false;
+    std::memcpy(address.sun_path + 1, name.constData(), nameBytes);
+    const auto addressBytes = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + nameBytes);
+    FileDescriptor claim(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (!claim || ::bind(claim.get(), reinterpret_cast<const sockaddr *>(&address), addressBytes) != 0)
+        return false;
+    // Open until the process ends.
+    static_cast<void>(claim.release());
+    return true;
 }
 
 } // namespace platform

@@ -24,6 +24,8 @@ public:
 
     explicit operator bool() const { return m_descriptor >= 0; }
     int get() const { return m_descriptor; }
+    /// Gives up the descriptor: the caller closes it.
+    int release() { return std::exchange(m_descriptor, -1); }
 
 private:
     int m_descriptor = -1;
