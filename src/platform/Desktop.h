@@ -1,11 +1,13 @@
-// What the desktop does for the window: file browser, mail program, pasteboard.
+// What the desktop does for the window: file browser, mail program, pasteboard, appearance.
 //
-// Main thread. Each returns at once; a desktop that lacks the service does nothing.
+// Main thread. The functions return at once; where the desktop lacks the service, nothing happens.
 #pragma once
 
 #include <QByteArray>
 #include <QString>
 #include <filesystem>
+#include <functional>
+#include <memory>
 
 namespace platform {
 
@@ -20,5 +22,19 @@ void setPasteboardText(const QString &text);
 
 /// Whether it still holds what this program put there.
 bool ownsPasteboard();
+
+enum class ColorScheme { light, dark };
+
+/// Watches which appearance the user has chosen for the system, for as long as it lives.
+class Appearance {
+public:
+    /// `changed` is called with the present appearance before this returns, and again with each new one.
+    explicit Appearance(std::function<void(ColorScheme)> changed);
+    ~Appearance();
+
+private:
+    class Watcher;
+    std::unique_ptr<Watcher> m_watcher;
+};
 
 } // namespace platform

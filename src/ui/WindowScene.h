@@ -3,7 +3,7 @@
 // Main thread; made after the application object and gone before it.
 #pragma once
 
-#include "platform/Appearance.h"
+#include "platform/Desktop.h"
 #include "ui/Alerts.h"
 #include "ui/ContentView.h"
 
