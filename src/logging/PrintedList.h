@@ -1,7 +1,7 @@
 // The printed form of a list of texts.
 #pragma once
 
-#include "platform/PrintedText.h"
+#include "platform/posix/Text.h"
 
 #include <QStringList>
 

@@ -4,6 +4,8 @@
 // Blocks, also while the user is asked; any thread. What runs ends with `stopPrograms` (Program.h).
 #pragma once
 
+#include "platform/posix/Text.h"
+
 #include <QString>
 #include <filesystem>
 #include <optional>
@@ -39,7 +41,11 @@ struct ScriptError {
 
     /// On one line, with the keys that the support side knows from every system:
     /// `["NSAppleScriptErrorMessage": "User canceled.", "NSAppleScriptErrorNumber": -128]`.
-    QString printedDescription() const;
+    QString printedDescription() const {
+        return QStringLiteral("[\"NSAppleScriptErrorMessage\": %1, \"NSAppleScriptErrorNumber\": ")
+                   .arg(printedText(message)) +
+               QString::number(number) + u']';
+    }
 
     friend bool operator==(const ScriptError &, const ScriptError &) = default;
 };

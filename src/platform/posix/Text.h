@@ -1,4 +1,4 @@
-// Names on disk are bytes; text is Unicode. Here one becomes the other.
+// Text from names on disk, which are bytes, and text as it is printed on one line. Any thread.
 #pragma once
 
 #include <QString>
@@ -20,5 +20,13 @@ inline QString description(const std::error_code &error) {
 inline std::filesystem::path pathFromText(const QString &text) {
     return std::filesystem::path(text.toStdString());
 }
+
+/// `text` in a form that can neither act on a terminal nor pass for another line: backslashes, control and
+/// format characters and line separators are escaped, as in "\\", "\n", "\u{1B}"; half a surrogate pair is
+/// U+FFFD.
+QString escaped(const QString &text);
+
+/// The escaped text in quotation marks, with a backslash before quotation marks.
+QString printedText(const QString &text);
 
 } // namespace platform
