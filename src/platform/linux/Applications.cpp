@@ -9,9 +9,8 @@
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
-#include <cstdio>
 #include <cstring>
-#include <memory>
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -24,7 +23,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Far larger than any desktop entry or process status line that means well.
+// No honest desktop entry is this large.
 constexpr std::size_t entryLimitBytes = std::size_t{1} << 20;
 
 std::vector<fs::path> sortedEntries(const fs::path &folder) {
@@ -82,14 +81,10 @@ std::optional<Bundle> startedByEntry(const fs::path &entry) {
 // A process's start in clock ticks since boot: field 22 of its status line, the 20th after the name, which is
 // in parentheses and may hold anything. None when the process has ended.
 std::optional<std::uint64_t> startTime(const fs::path &process) {
-    // Files of /proc have no size, so they are read as they come.
-    const QByteArray status = [&] {
-        const std::unique_ptr<FILE, int (*)(FILE *)> file(std::fopen((process / "stat").c_str(), "re"),
-                                                          &std::fclose);
-        char text[1024];
-        const std::size_t size = file ? std::fread(text, 1, sizeof text, file.get()) : 0;
-        return QByteArray(text, static_cast<qsizetype>(size));
-    }();
+    constexpr std::size_t longestBytes = 1024;
+    const FileDescriptor file(::open((process / "stat").c_str(), O_RDONLY | O_CLOEXEC));
+    std::error_code error;
+    const QByteArray status = readAtMost(file.get(), longestBytes, error).value_or(QByteArray());
     bool valid = false;
     const std::uint64_t ticks =
         status.mid(status.lastIndexOf(')') + 2).split(' ').value(19).toULongLong(&valid);

@@ -1,11 +1,31 @@
-// A file descriptor that closes itself.
+// File descriptors that close themselves, and what every caller of the system needs: its error, and calls
+// that a signal does not cut short.
 #pragma once
 
+#include <cerrno>
+#include <fcntl.h>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
 namespace platform {
 
+/// Why the last call to the system failed.
+inline std::error_code systemError() {
+    return {errno, std::generic_category()};
+}
+
+/// Makes a call to the system, as `[&] { return ::read(...); }`, again and again while a signal interrupts
+/// it.
+template <typename Call>
+auto uninterrupted(Call call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR)
+        result = call();
+    return result;
+}
+
+/// Owns an open descriptor, or none.
 class FileDescriptor {
 public:
     FileDescriptor() = default;
@@ -24,11 +44,26 @@ public:
 
     explicit operator bool() const { return m_descriptor >= 0; }
     int get() const { return m_descriptor; }
-    /// Gives up the descriptor: the caller closes it.
+    /// Gives up the descriptor: the caller closes it, or leaves that to the end of the process.
     int release() { return std::exchange(m_descriptor, -1); }
 
 private:
     int m_descriptor = -1;
+};
+
+/// A pipe that programs started from here do not inherit. Its read end never waits.
+struct Pipe {
+    FileDescriptor readEnd;
+    FileDescriptor writeEnd;
+
+    /// Both ends are empty when the system has no more descriptors. Linux: macOS has no `pipe2`.
+    static Pipe open() {
+        int ends[2] = {-1, -1};
+        if (::pipe2(ends, O_CLOEXEC) == 0)
+            ::fcntl(ends[0], F_SETFL, O_NONBLOCK);
+        return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+    }
+    explicit operator bool() const { return static_cast<bool>(readEnd); }
 };
 
 } // namespace platform

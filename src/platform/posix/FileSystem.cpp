@@ -1,12 +1,10 @@
 #include "platform/posix/FileSystem.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
 #include <string>
 #include <sys/stat.h>
-#include <vector>
 
 namespace platform {
 
@@ -16,10 +14,6 @@ namespace fs = std::filesystem;
 
 constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
 
-std::error_code systemError() {
-    return {errno, std::generic_category()};
-}
-
 bool isRegular(const struct stat &status, std::error_code &error) {
     if (!S_ISREG(status.st_mode))
         error = std::make_error_code(S_ISDIR(status.st_mode) ? std::errc::is_a_directory
@@ -27,9 +21,9 @@ bool isRegular(const struct stat &status, std::error_code &error) {
     return S_ISREG(status.st_mode);
 }
 
-// Opens a regular file and nothing else. What a path leads to is looked at before it is opened: opening a
-// pipe lets go a writer that waits there, opening a device may start something. It is looked at again, and
-// O_NONBLOCK set, for what takes the file's place in between.
+// Opens a regular file and nothing else. What a path leads to is checked before it is opened, since opening a
+// pipe wakes a writer that waits there and opening a device may start something. It is checked again
+// afterwards, and O_NONBLOCK set, in case something else has taken the file's place in between.
 FileDescriptor openRegular(const fs::path &path, struct stat &status, std::error_code &error,
                            int linkFlag = 0) {
     if (::stat(path.c_str(), &status) != 0) {
@@ -48,48 +42,28 @@ FileDescriptor openRegular(const fs::path &path, struct stat &status, std::error
     return file;
 }
 
-bool writeAll(int descriptor, const char *bytes, std::size_t count, std::error_code &error) {
-    while (count > 0) {
-        const ssize_t written = ::write(descriptor, bytes, count);
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written < 0) {
-            error = systemError();
-            return false;
-        }
-        bytes += written;
-        count -= static_cast<std::size_t>(written);
-    }
-    return true;
-}
-
 // Copies through a buffer, for file systems between which the kernel cannot copy by itself.
 bool copyThroughBuffer(int source, int destination, off_t remaining, std::error_code &error) {
-    std::vector<char> buffer(std::size_t{256} << 10);
+    constexpr off_t bufferBytes = 256 << 10;
     while (remaining > 0) {
-        const auto wanted = std::min(static_cast<std::size_t>(remaining), buffer.size());
-        const ssize_t count = ::read(source, buffer.data(), wanted);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0) {
-            error = systemError();
+        const auto bytes =
+            readAtMost(source, static_cast<std::size_t>(std::min(remaining, bufferBytes)), error);
+        if (!bytes || !writeAll(destination, *bytes, error))
             return false;
-        }
-        if (count == 0)
+        if (bytes->isEmpty())
             return true;
-        if (!writeAll(destination, buffer.data(), static_cast<std::size_t>(count), error))
-            return false;
-        remaining -= count;
+        remaining -= bytes->size();
     }
     return true;
 }
 
+// Linux: the kernel copies by itself where the file systems let it.
 bool copyContent(int source, int destination, off_t remaining, std::error_code &error) {
     while (remaining > 0) {
-        const ssize_t count =
-            ::copy_file_range(source, nullptr, destination, nullptr, static_cast<std::size_t>(remaining), 0);
-        if (count < 0 && errno == EINTR)
-            continue;
+        const ssize_t count = uninterrupted([&] {
+            return ::copy_file_range(source, nullptr, destination, nullptr,
+                                     static_cast<std::size_t>(remaining), 0);
+        });
         if (count < 0 && (errno == ENOSPC || errno == EDQUOT || errno == EFBIG || errno == EIO)) {
             error = systemError();
             return false;
@@ -103,6 +77,38 @@ bool copyContent(int source, int destination, off_t remaining, std::error_code &
 
 } // namespace
 
+std::optional<QByteArray> readAtMost(int file, std::size_t limitBytes, std::error_code &error) {
+    QByteArray bytes(static_cast<qsizetype>(limitBytes), Qt::Uninitialized);
+    std::size_t filled = 0;
+    while (filled < limitBytes) {
+        const ssize_t count = uninterrupted(
+            [&] { return ::read(file, bytes.data() + filled, limitBytes - filled); });
+        if (count < 0) {
+            error = systemError();
+            return std::nullopt;
+        }
+        if (count == 0)
+            break;
+        filled += static_cast<std::size_t>(count);
+    }
+    bytes.truncate(static_cast<qsizetype>(filled));
+    return bytes;
+}
+
+bool writeAll(int file, QByteArrayView bytes, std::error_code &error) {
+    while (!bytes.isEmpty()) {
+        const ssize_t count = uninterrupted(
+            [&] { return ::write(file, bytes.data(), static_cast<std::size_t>(bytes.size())); });
+        if (count < 0) {
+            error = systemError();
+            return false;
+        }
+        bytes = bytes.sliced(count);
+    }
+    return true;
+}
+
+// Linux: macOS has the creation date in what lstat(2) gives.
 std::optional<FileAttributes> fileAttributes(const fs::path &path, std::error_code &error) {
     struct statx status {};
     constexpr unsigned wanted = STATX_TYPE | STATX_SIZE | STATX_BTIME;
@@ -144,23 +150,7 @@ std::optional<QByteArray> readFile(const fs::path &path, std::size_t limitBytes,
         error = std::make_error_code(std::errc::file_too_large);
         return std::nullopt;
     }
-    QByteArray content(static_cast<qsizetype>(status.st_size), Qt::Uninitialized);
-    qsizetype filled = 0;
-    while (filled < content.size()) {
-        const ssize_t count =
-            ::read(file.get(), content.data() + filled, static_cast<std::size_t>(content.size() - filled));
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0) {
-            error = systemError();
-            return std::nullopt;
-        }
-        if (count == 0)
-            break;
-        filled += count;
-    }
-    content.truncate(filled);
-    return content;
+    return readAtMost(file.get(), static_cast<std::size_t>(status.st_size), error);
 }
 
 bool writeFileAtomically(const fs::path &path, const QByteArray &content, Replacement replacement,
@@ -175,7 +165,7 @@ bool writeFileAtomically(const fs::path &path, const QByteArray &content, Replac
         error = systemError();
         return false;
     }
-    bool written = writeAll(file.get(), content.constData(), static_cast<std::size_t>(content.size()), error);
+    bool written = writeAll(file.get(), content, error);
     if (written && takeOver)
         written = ::fchown(file.get(), existing.st_uid, existing.st_gid) == 0 &&
                   ::fchmod(file.get(), existing.st_mode & 07777) == 0;

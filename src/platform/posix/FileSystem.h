@@ -1,5 +1,5 @@
-// The file operations that the C++ library lacks: bounded reads that cannot be held up by a pipe or a
-// device, private copies, atomic replacement, creation dates.
+// The file operations that the C++ library lacks: bounded reads that no pipe or device can hold up, private
+// copies, atomic replacement, creation dates.
 //
 // Any thread may call these. Errors are the system's; `message()` of the error code describes them.
 #pragma once
@@ -7,6 +7,7 @@
 #include "platform/posix/FileDescriptor.h"
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -15,7 +16,7 @@
 
 namespace platform {
 
-/// What an entry of a folder is, judged by itself: a link is a link, whatever it points at.
+/// What an entry of a folder is by itself: a link is a link, whatever it points at.
 enum class FileKind { regular, folder, link, special };
 
 struct FileAttributes {
@@ -28,7 +29,14 @@ struct FileAttributes {
 /// The attributes of the entry itself; nothing with `error` set when they cannot be read.
 std::optional<FileAttributes> fileAttributes(const std::filesystem::path &path, std::error_code &error);
 
-/// Opens a regular file for reading and tells its size; an empty descriptor with `error` set when it is
+/// Reads from an open file to its end, but no more than `limitBytes`; nothing with `error` set when that fails.
+/// This is also for files whose size says nothing about their content, as in /proc.
+std::optional<QByteArray> readAtMost(int file, std::size_t limitBytes, std::error_code &error);
+
+/// Writes all of `bytes` to an open file. False with `error` set, and a part perhaps written, when that fails.
+bool writeAll(int file, QByteArrayView bytes, std::error_code &error);
+
+/// Opens a regular file for reading and gives its size; an empty descriptor with `error` set when it is
 /// anything else (`invalid_argument`, `is_a_directory`) or cannot be opened. Never waits for a writer.
 FileDescriptor openRegularFile(const std::filesystem::path &path, std::uint64_t &sizeBytes,
                                std::error_code &error);
@@ -38,25 +46,25 @@ FileDescriptor openRegularFile(const std::filesystem::path &path, std::uint64_t 
 std::optional<QByteArray> readFile(const std::filesystem::path &path, std::size_t limitBytes,
                                    std::error_code &error);
 
-/// Replaces `path` by a file with this content, or leaves it as it was: written beside, then renamed.
-/// A new file is the user's alone (mode 600). With `keepOwnerAndMode` an existing file's are taken over
-/// before it is replaced.
+/// Replaces `path` by a file with this content, or leaves it as it was: the content is written to a file beside
+/// it, which is then renamed. A new file is the user's alone (mode 600); with `keepOwnerAndMode` it gets the
+/// owner and mode of the file that it replaces.
 enum class Replacement { privateFile, keepOwnerAndMode };
 bool writeFileAtomically(const std::filesystem::path &path, const QByteArray &content,
                          Replacement replacement, std::error_code &error);
 
-/// Copies one regular file to a place where nothing stands. The copy is the user's alone (mode 600), has
-/// the source's modification time, and holds at most the bytes that the source had when it was opened,
-/// so a file that grows for ever ends. On failure nothing is left at `destination`.
+/// Copies one regular file to a path where there is nothing yet. The copy is the user's alone (mode 600), has
+/// the source's modification time, and holds at most the bytes that the source had when it was opened, so that
+/// a file that keeps growing does not keep the copy going. A copy that fails is removed.
 bool copyRegularFile(const std::filesystem::path &source, const std::filesystem::path &destination,
                      std::error_code &error);
 
 /// Opens a folder for `removeEntry`; a link to one is not followed.
 FileDescriptor openFolder(const std::filesystem::path &path, std::error_code &error);
 
-/// Removes an entry of an open folder that is no folder itself: a link goes, not what it points at. False
-/// when it is not there, which is no error, or with `error` set. Faster than by a path, which is looked up
-/// anew each time.
+/// Removes an entry of an open folder that is not itself a folder: a link is removed, not what it points at.
+/// False when it is not there, which is no error, or with `error` set. Faster than by a path, which is looked
+/// up again each time.
 bool removeEntry(const FileDescriptor &folder, const std::filesystem::path &name, std::error_code &error);
 
 /// Gives `destination` the modification time of `source`, where both allow it.
