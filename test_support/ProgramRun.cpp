@@ -1,6 +1,6 @@
 #include "test_support/ProgramRun.h"
 
-#include "platform/posix/TextPointers.h"
+#include "platform/posix/Program.h"
 
 #include <algorithm>
 #include <csignal>

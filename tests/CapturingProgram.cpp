@@ -7,7 +7,6 @@
 #include "discovery/Workspace.h"
 #include "logging/Logging.h"
 #include "platform/posix/Process.h"
-#include "platform/posix/TerminationSignals.h"
 
 #include <QCoreApplication>
 

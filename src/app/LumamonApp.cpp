@@ -5,7 +5,6 @@
 #include "app/WindowLoader.h"
 #include "discovery/MainQueue.h"
 #include "platform/posix/Process.h"
-#include "platform/posix/TerminationSignals.h"
 #include "ui/WindowFrontEnd.h"
 
 #include <QCoreApplication>

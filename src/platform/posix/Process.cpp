@@ -1,13 +1,40 @@
 #include "platform/posix/Process.h"
 
+#include "platform/posix/FileDescriptor.h"
+#include "platform/posix/Program.h"
 #include "platform/posix/Text.h"
 
+#include <QCoreApplication>
+#include <QSocketNotifier>
 #include <csignal>
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace platform {
+
+namespace {
+
+constexpr unsigned patienceSeconds = 2;
+constexpr int requests[] = {SIGTERM, SIGINT, SIGHUP};
+
+// The signal handler, which may do next to nothing, writes here what the event loop reads. Never closed.
+int requestEnd = -1;
+
+void takeRequest(int) {
+    for (const int request : requests) {
+        if (struct sigaction current{};
+            ::sigaction(request, nullptr, &current) == 0 && current.sa_handler == takeRequest)
+            std::signal(request, SIG_DFL);
+    }
+    stopPrograms();
+    // The main thread may be waiting for a disk that does not answer.
+    ::alarm(patienceSeconds);
+    (void)!::write(requestEnd, "", 1);
+}
+
+} // namespace
 
 void prepareProcess() {
     ::umask(S_IRWXG | S_IRWXO);
@@ -21,6 +48,7 @@ void prepareProcess() {
     }
 }
 
+// Linux: macOS has another call for the executable's path.
 std::filesystem::path executablePath(const QStringList &arguments) {
     const auto first = pathFromText(arguments.value(0));
     if (first.is_absolute())
@@ -29,8 +57,31 @@ std::filesystem::path executablePath(const QStringList &arguments) {
     return std::filesystem::read_symlink("/proc/self/exe", error);
 }
 
+// Linux: macOS names the calling thread and no other, so its call takes no thread.
 void nameThisThread(const char *name) {
     ::pthread_setname_np(::pthread_self(), name);
+}
+
+void onTerminationRequest(std::function<void()> end) {
+    Pipe pipe = Pipe::open();
+    if (programsAreStopped() || !pipe)
+        return;
+    requestEnd = pipe.writeEnd.release();
+    auto *const notifier =
+        new QSocketNotifier(pipe.readEnd.release(), QSocketNotifier::Read, QCoreApplication::instance());
+    QObject::connect(notifier, &QSocketNotifier::activated, notifier, [notifier, end = std::move(end)] {
+        notifier->setEnabled(false);
+        end();
+    });
+    for (const int request : requests) {
+        struct sigaction current {};
+        if (::sigaction(request, nullptr, &current) != 0 || current.sa_handler == SIG_IGN)
+            continue;
+        struct sigaction wanted {};
+        wanted.sa_handler = takeRequest;
+        wanted.sa_flags = SA_RESTART;
+        ::sigaction(request, &wanted, nullptr);
+    }
 }
 
 } // namespace platform

@@ -1,8 +1,9 @@
-// This process and its threads.
+// This process: how it starts, what it is called, and how the system asks it to end.
 #pragma once
 
 #include <QStringList>
 #include <filesystem>
+#include <functional>
 
 namespace platform {
 
@@ -11,10 +12,17 @@ namespace platform {
 void prepareProcess();
 
 /// This process's executable path: the first argument, or the real path of the executable when the first
-/// argument is not absolute.
+/// argument is not absolute. Any thread.
 std::filesystem::path executablePath(const QStringList &arguments);
 
 /// Names the calling thread, as the system's tools show it. At most 15 characters.
 void nameThisThread(const char *name);
+
+/// Handles the system's requests to end: log-out, a closed terminal, Ctrl-C, a service manager. From now on
+/// such a request does not end the process itself. The first one calls `stopPrograms` at once, so that a main
+/// thread that waits for a program goes on, and then `end` from the event loop. Every further request ends
+/// the process immediately, and so do 2 seconds in which it has not ended. A request that the process was
+/// started to ignore stays ignored. Call it once, on the main thread, while the application object exists.
+void onTerminationRequest(std::function<void()> end);
 
 } // namespace platform

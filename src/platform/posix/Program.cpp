@@ -1,7 +1,6 @@
 #include "platform/posix/Program.h"
 
 #include "platform/posix/FileDescriptor.h"
-#include "platform/posix/TextPointers.h"
 
 #include <algorithm>
 #include <array>
@@ -11,7 +10,6 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -24,15 +22,12 @@ namespace {
 
 std::atomic<bool> stopRequested = false;
 
-// Readable from the moment the programs are stopped, and never read: every thread that waits sees it. Not
-// made before it is needed, when a standard stream that is closed may still be to be opened.
-int stopEvent() {
-    static const int event = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    return event;
-}
-
-std::error_code systemError() {
-    return {errno, std::generic_category()};
+// Its read end is readable from the moment the programs are stopped, and is never read, so that every waiting
+// thread sees it. Never closed. Not made before it is needed: a closed standard stream may still have to be
+// opened, and this must not take its number.
+const Pipe &stopPipe() {
+    static const Pipe &pipe = *new Pipe(Pipe::open());
+    return pipe;
 }
 
 std::vector<std::string> childEnvironment(const Program &program) {
@@ -48,22 +43,7 @@ std::vector<std::string> childEnvironment(const Program &program) {
     return result;
 }
 
-// A pipe whose reader never waits.
-struct Pipe {
-    FileDescriptor readEnd;
-    FileDescriptor writeEnd;
-
-    bool open() {
-        std::array<int, 2> ends{};
-        if (::pipe2(ends.data(), O_CLOEXEC) != 0)
-            return false;
-        readEnd = FileDescriptor(ends[0]);
-        writeEnd = FileDescriptor(ends[1]);
-        return ::fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0;
-    }
-};
-
-// A plain file that stood there goes, and not only its content: it may have other names.
+// A plain file that is there is removed rather than emptied: it may have other names.
 FileDescriptor makeOutputFile(const std::filesystem::path &path, std::error_code &error) {
     struct stat status {};
     if (::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode))
@@ -75,14 +55,16 @@ FileDescriptor makeOutputFile(const std::filesystem::path &path, std::error_code
     return file;
 }
 
-// What the child gets in the place of its streams: the null device where there is none.
+// The descriptors that become the child's streams, the null device where there is none, and the one on which
+// it reports why it could not start the program.
 struct Streams {
     int output;
     int errors;
     int report;
 };
 
-// Between fork and exec only calls that are safe after a fork of a process with threads.
+// Only calls that are safe between the fork of a process with threads and the exec. Linux: a child on macOS
+// does not die with its parent by itself.
 [[noreturn]] void becomeProgram(const Program &program, char *const *arguments, char *const *environment,
                                 pid_t parent, const Streams &streams) {
     std::signal(SIGPIPE, SIG_DFL);
@@ -103,53 +85,94 @@ struct Streams {
     ::_exit(EXIT_FAILURE);
 }
 
-// Reads what is there now; keeps the beginning of all. False when no more can come.
+pid_t start(const Program &program, const Streams &streams) {
+    std::vector<std::string> argumentTexts = program.arguments;
+    argumentTexts.insert(argumentTexts.begin(), program.path.native());
+    std::vector<std::string> variableTexts = childEnvironment(program);
+    const auto arguments = textPointers(argumentTexts);
+    const auto environment = textPointers(variableTexts);
+    const pid_t parent = ::getpid();
+    const pid_t child = ::fork();
+    if (child == 0)
+        becomeProgram(program, arguments.data(), environment.data(), parent, streams);
+    return child;
+}
+
+// Reads what is there now, and keeps the beginning of everything read. False when no more can come.
 bool readErrors(int stream, QByteArray &kept) {
     std::array<char, 65536> buffer;
-    const ssize_t count = ::read(stream, buffer.data(), buffer.size());
+    const ssize_t count = uninterrupted([&] { return ::read(stream, buffer.data(), buffer.size()); });
     if (count > 0)
         kept.append(buffer.data(), std::min<qsizetype>(count, errorOutputLimitBytes - kept.size()));
-    return count > 0 || (count < 0 && (errno == EAGAIN || errno == EINTR));
+    return count > 0 || (count < 0 && errno == EAGAIN);
 }
 
-// Whether the child has ended, and how.
-bool hasEnded(pid_t child, int &status) {
-    return ::waitpid(child, &status, WNOHANG) == child;
-}
+// A child process that is waited for.
+class Child {
+public:
+    explicit Child(pid_t process)
+        : m_process(process)
+        , m_end(static_cast<int>(::syscall(SYS_pidfd_open, process, 0))) {}
 
-void kill(pid_t child, int end) {
-    constexpr int momentMilliseconds = 100;
-    int status = 0;
-    struct pollfd ended = {end, POLLIN, 0};
-    if (::kill(child, SIGKILL) == 0 && ::poll(&ended, 1, momentMilliseconds) >= 0)
-        hasEnded(child, status);
-}
-
-// Waits for the child, not for the end of its error stream, which others may have inherited. False when the
-// programs are stopped first.
-bool waitForEnd(pid_t child, FileDescriptor errors, QByteArray &kept, int &status) {
-    // Without one, on a kernel or in a sandbox that has none, the child is looked at now and then.
-    const FileDescriptor end(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));
-    constexpr int lookMilliseconds = 10;
-    for (;;) {
-        std::array<struct pollfd, 3> events = {
-            {{end.get(), POLLIN, 0}, {errors.get(), POLLIN, 0}, {stopEvent(), POLLIN, 0}}};
-        ::poll(events.data(), events.size(), end ? -1 : lookMilliseconds);
-        if (hasEnded(child, status))
-            break;
-        if (events[1].revents != 0 && !readErrors(errors.get(), kept))
-            errors = FileDescriptor();
-        if (events[2].revents != 0) {
-            kill(child, end.get());
-            return false;
+    /// Waits for the child, not for the end of its error stream, which others may have inherited. False when
+    /// the programs are stopped, or the limit passes, first.
+    bool waitForEnd(FileDescriptor errors, QByteArray &kept,
+                    const std::optional<std::chrono::milliseconds> &limit) {
+        const auto start = Clock::now();
+        for (;;) {
+            std::array<struct pollfd, 3> events = {
+                {{m_end.get(), POLLIN, 0}, {errors.get(), POLLIN, 0}, {stopPipe().readEnd.get(), POLLIN, 0}}};
+            const auto left = limit ? std::optional(*limit - (Clock::now() - start)) : std::nullopt;
+            ::poll(events.data(), events.size(), pollTime(left));
+            if (hasEnded())
+                break;
+            if (events[1].revents != 0 && !readErrors(errors.get(), kept))
+                errors = FileDescriptor();
+            if (events[2].revents != 0 || (left && *left <= Clock::duration::zero())) {
+                kill();
+                return false;
+            }
         }
+        for (qsizetype before = -1; errors && kept.size() < errorOutputLimitBytes && kept.size() != before;) {
+            before = kept.size();
+            readErrors(errors.get(), kept);
+        }
+        return true;
     }
-    for (qsizetype before = -1; errors && kept.size() < errorOutputLimitBytes && kept.size() != before;) {
-        before = kept.size();
-        readErrors(errors.get(), kept);
+
+    /// How it ended.
+    int status() const { return m_status; }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    bool hasEnded() { return ::waitpid(m_process, &m_status, WNOHANG) == m_process; }
+
+    // In milliseconds, as poll(2) takes it: rounded up, so that the limit has passed afterwards.
+    int pollTime(const std::optional<Clock::duration> &left) const {
+        constexpr int lookMilliseconds = 10;
+        constexpr std::chrono::milliseconds longest = std::chrono::hours(1);
+        if (!m_end)
+            return lookMilliseconds;
+        if (!left)
+            return -1;
+        const auto time = std::chrono::ceil<std::chrono::milliseconds>(*left);
+        return static_cast<int>(std::clamp(time, std::chrono::milliseconds(0), longest).count());
     }
-    return true;
-}
+
+    void kill() {
+        constexpr int momentMilliseconds = 100;
+        struct pollfd ended = {m_end.get(), POLLIN, 0};
+        if (::kill(m_process, SIGKILL) == 0 && ::poll(&ended, 1, momentMilliseconds) >= 0)
+            hasEnded();
+    }
+
+    pid_t m_process;
+    int m_status = 0;
+    // Readable once the child has ended. Linux; where there is none, on macOS, an old kernel or in a sandbox,
+    // the child is looked at now and then.
+    FileDescriptor m_end;
+};
 
 ProgramOutcome notStarted(const std::error_code &error, const std::filesystem::path &path) {
     ProgramOutcome outcome;
@@ -161,34 +184,23 @@ ProgramOutcome notStarted(const std::error_code &error, const std::filesystem::p
 ProgramOutcome run(const Program &program, bool keepsErrors) {
     if (stopRequested)
         return {};
-    std::vector<std::string> argumentTexts = program.arguments;
-    argumentTexts.insert(argumentTexts.begin(), program.path.native());
-    std::vector<std::string> variableTexts = childEnvironment(program);
-    const auto arguments = textPointers(argumentTexts);
-    const auto environment = textPointers(variableTexts);
-
     std::error_code error;
     FileDescriptor output;
     if (!program.standardOutput.empty() && !(output = makeOutputFile(program.standardOutput, error)))
         return notStarted(error, program.standardOutput);
-    Pipe report;
-    Pipe errors;
-    if (!report.open() || (keepsErrors && !errors.open()))
+    Pipe report = Pipe::open();
+    Pipe errors = keepsErrors && report ? Pipe::open() : Pipe();
+    const bool hasPipes = report && (errors || !keepsErrors);
+    const pid_t process =
+        hasPipes ? start(program, {output.get(), errors.writeEnd.get(), report.writeEnd.get()}) : -1;
+    if (process < 0)
         return notStarted(systemError(), program.path);
-
-    const pid_t parent = ::getpid();
-    const pid_t child = ::fork();
-    if (child < 0)
-        return notStarted(systemError(), program.path);
-    if (child == 0)
-        becomeProgram(program, arguments.data(), environment.data(), parent,
-                      {output.get(), errors.writeEnd.get(), report.writeEnd.get()});
     report.writeEnd = FileDescriptor();
     errors.writeEnd = FileDescriptor();
 
     ProgramOutcome outcome;
-    int status = 0;
-    if (!waitForEnd(child, std::move(errors.readEnd), outcome.errorOutput, status))
+    Child child(process);
+    if (!child.waitForEnd(std::move(errors.readEnd), outcome.errorOutput, program.timeLimit))
         return outcome;
     int reason = 0;
     if (::read(report.readEnd.get(), &reason, sizeof reason) == sizeof reason) {
@@ -196,10 +208,10 @@ ProgramOutcome run(const Program &program, bool keepsErrors) {
             ::unlink(program.standardOutput.c_str());
         return notStarted({reason, std::generic_category()}, program.path);
     }
-    if (WIFEXITED(status))
-        outcome.exitStatus = WEXITSTATUS(status);
+    if (WIFEXITED(child.status()))
+        outcome.exitStatus = WEXITSTATUS(child.status());
     else
-        outcome.signal = WTERMSIG(status);
+        outcome.signal = WTERMSIG(child.status());
     return outcome;
 }
 
@@ -218,14 +230,22 @@ std::optional<int> runProgram(const Program &program, QByteArray *errorOutput) {
 
 void stopPrograms() {
     stopRequested = true;
-    const std::uint64_t once = 1;
-    (void)!::write(stopEvent(), &once, sizeof once);
+    (void)!::write(stopPipe().writeEnd.get(), "", 1);
 }
 
 bool programsAreStopped() {
-    // What a signal handler that stops the programs needs is there from now on.
-    stopEvent();
+    // From now on a signal handler that stops the programs has what it needs.
+    stopPipe();
     return stopRequested;
+}
+
+std::vector<char *> textPointers(std::vector<std::string> &texts) {
+    std::vector<char *> pointers;
+    pointers.reserve(texts.size() + 1);
+    for (std::string &text : texts)
+        pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    return pointers;
 }
 
 } // namespace platform

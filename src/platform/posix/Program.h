@@ -1,10 +1,11 @@
-// Programs that this process runs.
+// Running other programs.
 //
-// A program is named by its absolute path, has no input, and dies with the thread that runs it. Blocks; any
-// thread.
+// A program is named by its absolute path, has no input, and dies with the thread that runs it. Any thread;
+// running one blocks it.
 #pragma once
 
 #include <QByteArray>
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -14,7 +15,7 @@
 
 namespace platform {
 
-/// A program to run. Arguments and variables are bytes, as the names on disk are that they may hold.
+/// A program to run. Arguments and variables are bytes, since they may hold names on disk.
 struct Program {
     /// Absolute.
     std::filesystem::path path;
@@ -23,12 +24,15 @@ struct Program {
     std::filesystem::path workingFolder;
     /// Set for the child on top of this process's own variables.
     std::vector<std::pair<std::string, std::string>> variables;
-    /// Where its output goes: a file made anew, the user's alone, in the place of any plain file that stands
-    /// there; what else stands there is left, and the program not started. Empty: the output is discarded.
+    /// Where its output goes: a new file, the user's alone, which replaces a plain file of that name; where
+    /// there is anything else, the program is not started. Empty: the output is discarded.
     std::filesystem::path standardOutput = {};
+    /// The program is killed when it has not ended by then. None: no limit.
+    std::optional<std::chrono::milliseconds> timeLimit = {};
 };
 
-/// What came of a program. With neither a status, a signal nor an error, `stopPrograms` ended the run.
+/// How a program ended. With neither a status, a signal nor an error, its time limit or `stopPrograms` cut it
+/// short.
 struct ProgramOutcome {
     std::optional<int> exitStatus;
     /// The signal that killed it, or 0.
@@ -45,15 +49,19 @@ constexpr qsizetype errorOutputLimitBytes = 4096;
 /// Runs a program to its end. What it leaves running in the background is not waited for.
 ProgramOutcome outcomeOf(const Program &program);
 
-/// The same for those who want the exit status alone: none when the program could not be started, was killed
-/// or stopped. Without `errorOutput` its standard error is discarded.
+/// The same for callers that need the exit status alone: none when the program could not be started, was
+/// killed or cut short. Without `errorOutput` its standard error is discarded.
 std::optional<int> runProgram(const Program &program, QByteArray *errorOutput = nullptr);
 
-/// For the end of the process: kills every program that runs, so that whoever waits for one goes on within
-/// moments, and lets no other start. One that has become another user's cannot be killed and is left alone.
-/// Any thread, and signal handlers once `programsAreStopped` was called.
+/// For the end of the process: kills every running program, so that the threads waiting for one go on
+/// promptly, and lets no other start. One that has become another user's cannot be killed and is left alone.
+/// Also for signal handlers, once `programsAreStopped` was called.
 void stopPrograms();
-/// Whether `stopPrograms` was called: the process is about to end. Any thread.
+/// Whether `stopPrograms` was called: the process is about to end.
 bool programsAreStopped();
+
+/// Pointers to `texts`, in order, and a null pointer at the end, as the system takes them to start a program.
+/// Valid as long as the texts are neither changed nor moved.
+std::vector<char *> textPointers(std::vector<std::string> &texts);
 
 } // namespace platform

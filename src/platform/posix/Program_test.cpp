@@ -310,6 +310,31 @@ TEST_F(RunProgram, LeavesNoDescriptorsOpen) {
     EXPECT_EQ(count(), before);
 }
 
+TEST_F(RunProgram, KillsAProgramThatOutlastsItsTimeLimit) {
+    const auto before = std::chrono::steady_clock::now();
+    const auto outcome =
+        platform::outcomeOf({.path = "/bin/sh",
+                             .arguments = {"-c", "echo said >&2; echo $$ > out; exec sleep 100"},
+                             .workingFolder = folder.path(),
+                             .variables = {},
+                             .timeLimit = std::chrono::milliseconds(300)});
+    const auto took = std::chrono::steady_clock::now() - before;
+    EXPECT_FALSE(outcome.exitStatus || outcome.signal != 0 || outcome.startError);
+    EXPECT_EQ(outcome.errorOutput, "said\n");
+    EXPECT_GE(took, std::chrono::milliseconds(300));
+    EXPECT_LT(took, std::chrono::seconds(3));
+    EXPECT_EQ(::kill(written().trimmed().toInt(), 0), -1);
+}
+
+TEST_F(RunProgram, LeavesAProgramAloneThatEndsWithinItsTimeLimit) {
+    EXPECT_EQ(runProgram({.path = "/bin/sh",
+                          .arguments = {"-c", "sleep 0.1; exit 7"},
+                          .workingFolder = {},
+                          .variables = {},
+                          .timeLimit = std::chrono::hours(24 * 365)}),
+              7);
+}
+
 class StopPrograms : public RunProgram {
 protected:
     using Clock = std::chrono::steady_clock;
