@@ -1,6 +1,5 @@
 #include "test_support/LogReader.h"
 
-#include "logging/LogLocations.h"
 #include "logging/Logging.h"
 #include "platform/Account.h"
 #include "test_support/ScratchHome.h"

@@ -1,7 +1,7 @@
 // The fixed values of the program, by the namespace that each belongs to.
 #pragma once
 
-#include "logging/LogLocations.h"
+#include "logging/Logging.h"
 
 #include <QString>
 

@@ -2,7 +2,7 @@
 // the start of a run; they have no locks because only the main flow writes them.
 #pragma once
 
-#include "logging/LogLocations.h"
+#include "logging/Logging.h"
 
 #include <QString>
 #include <QStringList>

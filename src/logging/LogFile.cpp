@@ -2,32 +2,23 @@
 
 #include "platform/posix/FileSystem.h"
 
-#include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 #include <utility>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-// A log is moved through memory. None that means well comes near.
+// A log is moved through memory. No honest log is this large.
 constexpr std::size_t moveLimitBytes = std::size_t{256} << 20;
 
-std::error_code systemError() {
-    return {errno, std::generic_category()};
-}
-
-// One write, so that a line is whole whoever else writes to the file. Gives how much of it there was room
-// for.
+// In one write, so that a line is whole whoever else writes to the file. Gives how much of it was written.
 ssize_t writeOnce(const platform::FileDescriptor &file, const QByteArray &bytes, std::error_code &error) {
-    ssize_t written = 0;
-    do
-        written = ::write(file.get(), bytes.constData(), static_cast<std::size_t>(bytes.size()));
-    while (written < 0 && errno == EINTR);
+    const ssize_t written = platform::uninterrupted(
+        [&] { return ::write(file.get(), bytes.constData(), static_cast<std::size_t>(bytes.size())); });
     if (written < 0)
-        error = systemError();
+        error = platform::systemError();
     else if (written < bytes.size())
         error = std::make_error_code(std::errc::no_space_on_device);
     return written;
@@ -38,7 +29,7 @@ platform::FileDescriptor openForWriting(const fs::path &path, int ifMissing, std
     platform::FileDescriptor file(::open(path.c_str(), flags | ifMissing, S_IRUSR | S_IWUSR));
     struct stat status {};
     if (!file || ::fstat(file.get(), &status) != 0)
-        error = systemError();
+        error = platform::systemError();
     else if (!S_ISREG(status.st_mode))
         error = std::make_error_code(std::errc::invalid_argument);
     return error ? platform::FileDescriptor() : std::move(file);
@@ -56,7 +47,7 @@ std::error_code appendToExisting(const fs::path &path, const std::optional<QByte
 
 void LogFile::setPath(const fs::path &path) {
     const std::lock_guard lock(m_mutex);
-    goOnAt(path);
+    continueAt(path);
 }
 
 std::optional<fs::path> LogFile::path() const {
@@ -64,13 +55,13 @@ std::optional<fs::path> LogFile::path() const {
     return m_path;
 }
 
-void LogFile::goOnAt(const fs::path &path) {
+void LogFile::continueAt(const fs::path &path) {
     m_path = path;
     m_file = {};
     m_isLineOpen = false;
 }
 
-// Opening and closing the file for every line costs three times as much as the line. The open file serves as
+// Opening and closing the file for every line costs three times as much as the line, so it stays open for as
 // long as it has a name.
 bool LogFile::openForAppending() {
     struct stat status {};
@@ -100,7 +91,7 @@ std::error_code LogFile::moveTo(const fs::path &path) {
     const std::lock_guard lock(m_mutex);
     std::error_code error;
     if (fs::equivalent(*m_path, path, error)) {
-        goOnAt(path);
+        continueAt(path);
         return {};
     }
     const auto lines = platform::readFile(*m_path, moveLimitBytes, error);
@@ -116,6 +107,6 @@ std::error_code LogFile::moveTo(const fs::path &path) {
     if (failure)
         return failure;
     const fs::path old = *m_path;
-    goOnAt(path);
-    return ::unlink(old.c_str()) == 0 ? std::error_code() : systemError();
+    continueAt(path);
+    return ::unlink(old.c_str()) == 0 ? std::error_code() : platform::systemError();
 }

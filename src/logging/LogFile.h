@@ -1,4 +1,4 @@
-// The file behind the diagnostic log: appends whole lines, makes the file when it is not there.
+// The diagnostic log's file: appends whole lines, and creates the file when it is missing.
 //
 // Any thread may call these.
 #pragma once
@@ -17,21 +17,21 @@ public:
     void setPath(const std::filesystem::path &path);
     std::optional<std::filesystem::path> path() const;
 
-    /// Adds `line` in one write. Without a path it does nothing. A file that is missing, or was removed since
-    /// the last line, is made anew; an error of that is returned.
+    /// Adds `line` in one write, and gives the error when that fails. Without a path it does nothing. A file
+    /// that is missing, or was removed since the last line, is created.
     std::error_code append(const QByteArray &line);
 
-    /// Moves the lines so far to `path`, behind what stands there, and goes on there. On an error the lines
-    /// stay where they are and so does the log, unless only the removal of the old file failed.
+    /// Moves the lines so far to the end of the file at `path`, and continues there; needs a path. On an error
+    /// the log stays where it is, unless only the removal of the old file failed.
     std::error_code moveTo(const std::filesystem::path &path);
 
 private:
     bool openForAppending();
-    void goOnAt(const std::filesystem::path &path);
+    void continueAt(const std::filesystem::path &path);
 
     mutable std::mutex m_mutex;
     std::optional<std::filesystem::path> m_path;
     platform::FileDescriptor m_file;
-    /// Whether the disk was full in the middle of the last line.
+    /// Whether the last line ends in the middle, because the disk was full.
     bool m_isLineOpen = false;
 };

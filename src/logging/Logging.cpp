@@ -1,13 +1,11 @@
 #include "logging/Logging.h"
 
 #include "logging/LogFile.h"
-#include "logging/LogLocations.h"
-#include "logging/UserNameMask.h"
 #include "platform/Account.h"
 #include "platform/Bundle.h"
 #include "platform/posix/Fatal.h"
-#include "platform/posix/Text.h"
 
+#include <QStringList>
 #include <ctime>
 #include <poll.h>
 #include <string>
@@ -32,7 +30,7 @@ const QString &subsystem() {
     return identifier;
 }
 
-// The present time as "2024-03-05 14:07:09 +0000".
+// The current time as "2024-03-05 14:07:09 +0000".
 QByteArray timeStamp() {
     const std::time_t now = std::time(nullptr);
     struct tm parts {};
@@ -41,7 +39,7 @@ QByteArray timeStamp() {
     return QByteArray(text, static_cast<qsizetype>(size));
 }
 
-// Standard output may be a pipe that nobody reads: what does not fit there is dropped, not waited for.
+// Standard output may be a pipe that nobody reads: what does not fit is dropped, since a write would wait.
 void report(const char *failure, const std::error_code &error) {
     const std::string line = failure + error.message() + '\n';
     struct pollfd output = {STDOUT_FILENO, POLLOUT, 0};
@@ -87,7 +85,7 @@ void Logger::logInfo(const QString &message) {
     appendLabelled("INFO: ", platform::OSLogType::info, message);
 }
 
-// Warnings are told to the system log at info: nothing that this program warns of concerns the system.
+// Warnings go to the system log at info: nothing that this program warns about concerns the system.
 void Logger::logWarning(const QString &message) {
     appendLabelled("WARNING: ", platform::OSLogType::info, message);
 }
@@ -115,4 +113,18 @@ bool Logger::NewLogFileLocation() {
     logFile().setPath(folders.front() / "LumadocDiagnostics" / "System" /
                       ConstantsFolder::DebugOutputLogFile);
     return true;
+}
+
+// Not a regular expression: that would refuse a text with half a surrogate pair, and leave the names in it.
+QString maskedUserNames(const QString &message) {
+    QStringList parts = message.split(u'/');
+    for (qsizetype i = 1; i + 2 < parts.size(); ++i) {
+        const bool isHomes = parts[i] == u"Users" || parts[i] == u"home";
+        if (!isHomes || parts[i + 1].isEmpty())
+            continue;
+        parts[i + 1] = QStringLiteral("[USER]");
+        // The slash after the name belongs to this match and begins no other one.
+        i += 2;
+    }
+    return parts.join(u'/');
 }

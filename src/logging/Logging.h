@@ -1,18 +1,37 @@
-// The program's own diagnostic log: one plain-text file, one line a call, and a copy to the system log.
+// The program's own diagnostic log: one plain-text file with one line for each call, and a copy of each line
+// in the system log.
 //
-// Every function may be called from any thread and none ever fails to its caller: trouble with the file is
-// told on standard output and logging goes on at the old place, or to the system log alone. A line is one
-// append, so lines of concurrent callers never mix.
+// The functions may be called from any thread, and none of them ever fails to its caller: trouble with the
+// file is reported on standard output, and logging goes on at the old place, or to the system log alone. A
+// line is one append, so lines of concurrent callers never mix.
 #pragma once
 
 #include "platform/SystemLog.h"
 
 #include <QString>
+#include <filesystem>
+#include <optional>
+
+namespace ConstantsFolder {
+
+inline constexpr char DebugOutputLogFile[] = "LumadocDiagnosticsDebugOutput.log";
+
+} // namespace ConstantsFolder
+
+namespace UtilityFunctions {
+
+/// The workspace's system folder; set when the workspace is made.
+inline std::optional<std::filesystem::path> tempSystemURL;
+
+/// The log after its move into that folder; set by the log.
+inline std::optional<std::filesystem::path> lumamonLogFileURL;
+
+} // namespace UtilityFunctions
 
 class Logger {
 public:
-    /// Points the log at the user's caches folder, which is made; the file comes with the first line. A user
-    /// without a caches folder ends the process.
+    /// Points the log at the user's caches folder, and creates that; the file comes with the first line. A
+    /// user without a caches folder ends the process.
     static void setupLogFile();
 
     /// A line without a label, written as it is: nothing in it is masked.
@@ -23,11 +42,15 @@ public:
     static void logWarning(const QString &message);
     static void logError(const QString &message);
 
-    /// Moves the log into the workspace's system folder. Does nothing while there is none, or no log; on
-    /// failure the log stays where it is.
+    /// Moves the log into the workspace's system folder. Does nothing without that folder or without a log;
+    /// on failure the log stays where it is. Main thread.
     static void changeLogFileLocation();
 
-    /// Points the log at the file of the copy of this program that runs already; false when the user has no
-    /// Library folder. Makes nothing and moves nothing.
+    /// Points the log at the file of the copy of this program that is already running; false when the user
+    /// has no Library folder. Creates nothing and moves nothing.
     static bool NewLogFileLocation();
 };
+
+/// `message` with every "/Users/<name>/" and "/home/<name>/" turned into "/Users/[USER]/" and
+/// "/home/[USER]/". Takes time linear in the text.
+QString maskedUserNames(const QString &message);
