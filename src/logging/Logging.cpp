@@ -47,17 +47,12 @@ void report(const char *failure, const std::error_code &error) {
         (void)!::write(STDOUT_FILENO, line.data(), line.size());
 }
 
-void append(const QByteArray &label, const QString &message) {
+void write(const char *label, platform::OSLogType type, const QString &message) {
     const QByteArray line = label + timeStamp() + ": " + message.toUtf8() + '\n';
     if (const auto error = logFile().append(line))
         report("Failed to write to log file: ", error);
-}
-
-void appendLabelled(const char *label, platform::OSLogType type, const QString &message) {
-    const QString masked = maskedUserNames(message);
-    append(label, masked);
     platform::SystemLog::send(subsystem(), QStringLiteral("MyApp"), type,
-                              QString::fromLatin1(label) + masked);
+                              QString::fromLatin1(label) + message);
 }
 
 } // namespace
@@ -77,21 +72,20 @@ void Logger::setupLogFile() {
 }
 
 void Logger::log(const QString &message, platform::OSLogType type) {
-    append({}, message);
-    platform::SystemLog::send(subsystem(), QStringLiteral("MyApp"), type, message);
+    write("", type, message);
 }
 
 void Logger::logInfo(const QString &message) {
-    appendLabelled("INFO: ", platform::OSLogType::info, message);
+    write("INFO: ", platform::OSLogType::info, maskedUserNames(message));
 }
 
 // Warnings go to the system log at info: nothing that this program warns about concerns the system.
 void Logger::logWarning(const QString &message) {
-    appendLabelled("WARNING: ", platform::OSLogType::info, message);
+    write("WARNING: ", platform::OSLogType::info, maskedUserNames(message));
 }
 
 void Logger::logError(const QString &message) {
-    appendLabelled("ERROR: ", platform::OSLogType::error, message);
+    write("ERROR: ", platform::OSLogType::error, maskedUserNames(message));
 }
 
 void Logger::changeLogFileLocation() {
