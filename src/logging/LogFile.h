@@ -21,8 +21,8 @@ public:
     /// that is missing, or was removed since the last line, is created.
     std::error_code append(const QByteArray &line);
 
-    /// Moves the lines so far to the end of the file at `path`, and continues there; needs a path. On an error
-    /// the log stays where it is, unless only the removal of the old file failed.
+    /// Moves the lines so far to the end of the file at `path`, and continues there; needs a path. On an
+    /// error the log stays where it is, unless only the removal of the old file failed.
     std::error_code moveTo(const std::filesystem::path &path);
 
 private:

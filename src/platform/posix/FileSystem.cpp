@@ -81,8 +81,8 @@ std::optional<QByteArray> readAtMost(int file, std::size_t limitBytes, std::erro
     QByteArray bytes(static_cast<qsizetype>(limitBytes), Qt::Uninitialized);
     std::size_t filled = 0;
     while (filled < limitBytes) {
-        const ssize_t count = uninterrupted(
-            [&] { return ::read(file, bytes.data() + filled, limitBytes - filled); });
+        const ssize_t count =
+            uninterrupted([&] { return ::read(file, bytes.data() + filled, limitBytes - filled); });
         if (count < 0) {
             error = systemError();
             return std::nullopt;

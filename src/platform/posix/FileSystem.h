@@ -29,11 +29,12 @@ struct FileAttributes {
 /// The attributes of the entry itself; nothing with `error` set when they cannot be read.
 std::optional<FileAttributes> fileAttributes(const std::filesystem::path &path, std::error_code &error);
 
-/// Reads from an open file to its end, but no more than `limitBytes`; nothing with `error` set when that fails.
-/// This is also for files whose size says nothing about their content, as in /proc.
+/// Reads from an open file to its end, but no more than `limitBytes`; nothing with `error` set when that
+/// fails. This is also for files whose size says nothing about their content, as in /proc.
 std::optional<QByteArray> readAtMost(int file, std::size_t limitBytes, std::error_code &error);
 
-/// Writes all of `bytes` to an open file. False with `error` set, and a part perhaps written, when that fails.
+/// Writes all of `bytes` to an open file. False with `error` set, and a part perhaps written, when that
+/// fails.
 bool writeAll(int file, QByteArrayView bytes, std::error_code &error);
 
 /// Opens a regular file for reading and gives its size; an empty descriptor with `error` set when it is
@@ -46,16 +47,16 @@ FileDescriptor openRegularFile(const std::filesystem::path &path, std::uint64_t 
 std::optional<QByteArray> readFile(const std::filesystem::path &path, std::size_t limitBytes,
                                    std::error_code &error);
 
-/// Replaces `path` by a file with this content, or leaves it as it was: the content is written to a file beside
-/// it, which is then renamed. A new file is the user's alone (mode 600); with `keepOwnerAndMode` it gets the
-/// owner and mode of the file that it replaces.
+/// Replaces `path` by a file with this content, or leaves it as it was: the content is written to a file
+/// beside it, which is then renamed. A new file is the user's alone (mode 600); with `keepOwnerAndMode` it
+/// gets the owner and mode of the file that it replaces.
 enum class Replacement { privateFile, keepOwnerAndMode };
 bool writeFileAtomically(const std::filesystem::path &path, const QByteArray &content,
                          Replacement replacement, std::error_code &error);
 
 /// Copies one regular file to a path where there is nothing yet. The copy is the user's alone (mode 600), has
-/// the source's modification time, and holds at most the bytes that the source had when it was opened, so that
-/// a file that keeps growing does not keep the copy going. A copy that fails is removed.
+/// the source's modification time, and holds at most the bytes that the source had when it was opened, so
+/// that a file that keeps growing does not keep the copy going. A copy that fails is removed.
 bool copyRegularFile(const std::filesystem::path &source, const std::filesystem::path &destination,
                      std::error_code &error);
 
