@@ -1,5 +1,7 @@
 #include "logging/Logging.h"
 
+#include "platform/posix/FileDescriptor.h"
+#include "test_support/ChildProcess.h"
 #include "test_support/FakeJournal.h"
 #include "test_support/Isolation.h"
 #include "test_support/LogReader.h"
@@ -10,10 +12,8 @@
 #include <QRegularExpression>
 #include <chrono>
 #include <ctime>
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <thread>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -25,9 +25,12 @@ using test_support::Mount;
 using test_support::readFile;
 using test_support::ScopedEnvironment;
 using test_support::writeFile;
-using testing::ElementsAre;
 using UtilityFunctions::lumamonLogFileURL;
 using UtilityFunctions::tempSystemURL;
+
+void info(const char *message) {
+    Logger::logInfo(QString::fromUtf8(message));
+}
 
 class LoggerTest : public testing::Test {
 protected:
@@ -36,14 +39,15 @@ protected:
         fs::create_directories(system);
     }
 
-    static QString text(const char *utf8) { return QString::fromUtf8(utf8); }
-
     // What the program prints on standard output meanwhile.
     template <typename Work>
     static std::string printedBy(const Work &work) {
         testing::internal::CaptureStdout();
         work();
         return testing::internal::GetCapturedStdout();
+    }
+    static void expectLines(const fs::path &log, const QStringList &lines) {
+        EXPECT_EQ(logLines(log), lines);
     }
 
     test_support::ScratchHome home;
@@ -54,8 +58,8 @@ protected:
 
 TEST_F(LoggerTest, BeforeSetupWritesNoFileAndPrintsNothing) {
     EXPECT_EQ(printedBy([] {
-                  Logger::logInfo(QStringLiteral("nobody hears"));
-                  Logger::log(QStringLiteral("nobody hears"), OSLogType::debug);
+                  info("lost");
+                  Logger::log(QStringLiteral("lost"), OSLogType::debug);
                   Logger::changeLogFileLocation();
               }),
               "");
@@ -63,30 +67,27 @@ TEST_F(LoggerTest, BeforeSetupWritesNoFileAndPrintsNothing) {
     EXPECT_FALSE(fs::exists(relocated));
 }
 
-TEST_F(LoggerTest, SetupMakesTheFolderAndNoFile) {
+TEST_F(LoggerTest, LabelsAndMasksLinesExceptThoseWithoutALabel) {
     Logger::setupLogFile();
-    EXPECT_TRUE(fs::is_directory(first.parent_path()));
     EXPECT_FALSE(fs::exists(first));
+    const QString message = QStringLiteral("from /Users/alice/x to /home/bob/y");
+    Logger::logInfo(message);
+    Logger::logWarning(message);
+    Logger::logError(message);
+    Logger::log(message, OSLogType::debug);
+    const QString masked = QStringLiteral("from /Users/[USER]/x to /home/[USER]/y");
+    expectLines(first, {QStringLiteral("INFO: ") + masked, QStringLiteral("WARNING: ") + masked,
+                        QStringLiteral("ERROR: ") + masked, message});
 }
 
-TEST_F(LoggerTest, LabelsLinesAndLeavesOthersWithoutLabel) {
-    Logger::setupLogFile();
-    Logger::logInfo(QStringLiteral("one"));
-    Logger::logWarning(QStringLiteral("two"));
-    Logger::logError(QStringLiteral("three"));
-    Logger::log(QStringLiteral("four"), OSLogType::debug);
-    EXPECT_THAT(logLines(first),
-                ElementsAre(text("INFO: one"), text("WARNING: two"), text("ERROR: three"), text("four")));
-}
-
-TEST_F(LoggerTest, StampsLinesWithTheTimeInUtcWhereverTheUserIs) {
+TEST_F(LoggerTest, StampsLinesWithTheTimeInUtcAndKeepsTheirText) {
     const ScopedEnvironment zone("TZ", "Asia/Tokyo");
     ::tzset();
     Logger::setupLogFile();
     const QDateTime before = QDateTime::currentDateTimeUtc().addSecs(-1);
-    Logger::logInfo(QStringLiteral("text"));
+    info("Grüße 😀 \n\n");
     static const QRegularExpression form(
-        QStringLiteral("\\AINFO: (\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d) \\+0000: text\\n\\z"));
+        QStringLiteral("\\AINFO: (\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d) \\+0000: Grüße 😀 \\n\\n\\n\\z"));
     const auto match = form.match(QString::fromUtf8(readFile(first)));
     ASSERT_TRUE(match.hasMatch()) << readFile(first).constData();
     auto stamp = QDateTime::fromString(match.captured(1), QStringLiteral("yyyy-MM-dd HH:mm:ss"));
@@ -95,304 +96,182 @@ TEST_F(LoggerTest, StampsLinesWithTheTimeInUtcWhereverTheUserIs) {
     EXPECT_LE(stamp, QDateTime::currentDateTimeUtc());
 }
 
-TEST_F(LoggerTest, MasksUserNamesInLabelledLinesOnly) {
+TEST_F(LoggerTest, MovesIntoTheWorkspaceOnceThereIsOne) {
     Logger::setupLogFile();
-    const QString message = QStringLiteral("from /Users/alice/Library/x to /home/bob/y");
-    Logger::logInfo(message);
-    Logger::logWarning(message);
-    Logger::logError(message);
-    Logger::log(message, OSLogType::info);
-    EXPECT_THAT(logLines(first),
-                ElementsAre(text("INFO: from /Users/[USER]/Library/x to /home/[USER]/y"),
-                            text("WARNING: from /Users/[USER]/Library/x to /home/[USER]/y"),
-                            text("ERROR: from /Users/[USER]/Library/x to /home/[USER]/y"), message));
-}
-
-TEST_F(LoggerTest, WritesUtf8AndLineFeedsAsTheyAre) {
-    Logger::setupLogFile();
-    Logger::log(QStringLiteral("Grüße 😀 \n\n"), OSLogType::debug);
-    EXPECT_TRUE(readFile(first).endsWith(" +0000: Gr\xc3\xbc\xc3\x9f\x65 \xf0\x9f\x98\x80 \n\n\n"));
-}
-
-TEST_F(LoggerTest, MovesTheLogIntoTheWorkspace) {
-    Logger::setupLogFile();
-    Logger::logInfo(QStringLiteral("one"));
-    tempSystemURL = system;
+    info("one");
     EXPECT_EQ(printedBy(Logger::changeLogFileLocation), "");
-    Logger::logInfo(QStringLiteral("two"));
-    EXPECT_FALSE(fs::exists(first));
-    EXPECT_EQ(lumamonLogFileURL, relocated);
-    EXPECT_THAT(logLines(relocated), ElementsAre(text("INFO: one"), text("INFO: two")));
-}
+    EXPECT_EQ(lumamonLogFileURL, std::nullopt);
+    expectLines(first, {QStringLiteral("INFO: one")});
 
-TEST_F(LoggerTest, MovesTheLogBehindThatOfAnEarlierRun) {
     writeFile(relocated, "INFO: 2024-03-05 14:07:09 +0000: earlier\n");
-    Logger::setupLogFile();
-    Logger::logInfo(QStringLiteral("one"));
     tempSystemURL = system;
-    Logger::changeLogFileLocation();
-    EXPECT_THAT(logLines(relocated),
-                ElementsAre(text("INFO: earlier"), text("MALFORMED: "), text("INFO: one")));
-    EXPECT_FALSE(fs::exists(first));
-}
-
-TEST_F(LoggerTest, MovedTwiceInARowStaysAsItIs) {
-    Logger::setupLogFile();
-    Logger::logInfo(QStringLiteral("one"));
-    tempSystemURL = system;
-    Logger::changeLogFileLocation();
     EXPECT_EQ(printedBy(Logger::changeLogFileLocation), "");
-    Logger::logInfo(QStringLiteral("two"));
-    EXPECT_THAT(logLines(relocated), ElementsAre(text("INFO: one"), text("INFO: two")));
+    info("two");
+    EXPECT_FALSE(fs::exists(first));
     EXPECT_EQ(lumamonLogFileURL, relocated);
-}
+    const QStringList lines = {QStringLiteral("INFO: earlier"), QStringLiteral("MALFORMED: "),
+                               QStringLiteral("INFO: one"), QStringLiteral("INFO: two")};
+    expectLines(relocated, lines);
 
-TEST_F(LoggerTest, MovedTwiceInARowDoesNotMissAFileRemovedMeanwhile) {
-    Logger::setupLogFile();
-    Logger::logInfo(QStringLiteral("one"));
-    tempSystemURL = system;
-    Logger::changeLogFileLocation();
+    EXPECT_EQ(printedBy(Logger::changeLogFileLocation), "");
+    expectLines(relocated, lines);
     fs::remove(relocated);
     EXPECT_EQ(printedBy(Logger::changeLogFileLocation), "");
+    EXPECT_EQ(lumamonLogFileURL, relocated);
 }
 
-TEST_F(LoggerTest, StaysWhereItIsWhileThereIsNoWorkspace) {
+TEST_F(LoggerTest, SaysWhyItCannotMoveAndKeepsItsPlace) {
     Logger::setupLogFile();
-    Logger::logInfo(QStringLiteral("one"));
-    EXPECT_EQ(printedBy(Logger::changeLogFileLocation), "");
-    Logger::logInfo(QStringLiteral("two"));
-    EXPECT_THAT(logLines(first), ElementsAre(text("INFO: one"), text("INFO: two")));
-    EXPECT_EQ(lumamonLogFileURL, std::nullopt);
-}
-
-TEST_F(LoggerTest, KeepsItsPlaceAndTellsWhyWhenItCannotMove) {
-    Logger::setupLogFile();
-    Logger::logInfo(QStringLiteral("one"));
+    info("one");
     tempSystemURL = home.path() / "missing";
     EXPECT_EQ(printedBy(Logger::changeLogFileLocation),
               "Failed to change log file location: No such file or directory\n");
-    Logger::logInfo(QStringLiteral("two"));
-    EXPECT_THAT(logLines(first), ElementsAre(text("INFO: one"), text("INFO: two")));
+    info("two");
+    expectLines(first, {QStringLiteral("INFO: one"), QStringLiteral("INFO: two")});
     EXPECT_EQ(lumamonLogFileURL, home.path() / "missing/LumadocDiagnosticsDebugOutput.log");
 }
 
-TEST_F(LoggerTest, TellsWhenALineCannotBeWrittenAndGoesOnAtTheSamePlace) {
-    Logger::setupLogFile();
-    fs::remove(first.parent_path());
-    EXPECT_EQ(printedBy([] { Logger::logInfo(QStringLiteral("lost")); }),
-              "Failed to write to log file: No such file or directory\n");
-    fs::create_directory(first.parent_path());
-    EXPECT_EQ(printedBy([] { Logger::log(QStringLiteral("kept"), OSLogType::debug); }), "");
-    EXPECT_THAT(logLines(first), ElementsAre(text("kept")));
-}
-
-TEST_F(LoggerTest, TellsWhenTheDiskIsFull) {
-    fs::create_directories(first.parent_path());
-    const Mount disk = Mount::memory(first.parent_path(), 16 << 10);
-    writeFile(first.parent_path() / "fill", QByteArray(16 << 10, 'x'));
-    Logger::setupLogFile();
-    EXPECT_EQ(printedBy([] { Logger::logError(QStringLiteral("lost")); }),
-              "Failed to write to log file: No space left on device\n");
-}
-
-TEST_F(LoggerTest, TellsWhenItsFolderCannotBeMadeAndKeepsItsPlace) {
+TEST_F(LoggerTest, SaysWhyItCannotCreateItsFolderAndKeepsItsPlace) {
     Logger::setupLogFile();
     writeFile(home.path() / "cache/Logs", "a file");
     const ScopedEnvironment cache("XDG_CACHE_HOME", (home.path() / "cache").native());
     EXPECT_EQ(printedBy(Logger::setupLogFile), "Failed to create log directory: Not a directory\n");
-    Logger::logInfo(QStringLiteral("one"));
-    EXPECT_THAT(logLines(first), ElementsAre(text("INFO: one")));
+    info("one");
+    expectLines(first, {QStringLiteral("INFO: one")});
+}
+
+TEST_F(LoggerTest, SaysWhyALineIsLost) {
+    Logger::setupLogFile();
+    fs::remove(first.parent_path());
+    EXPECT_EQ(printedBy([] { info("lost"); }), "Failed to write to log file: No such file or directory\n");
+    fs::create_directory(first.parent_path());
+    EXPECT_EQ(printedBy([] { info("kept"); }), "");
+    expectLines(first, {QStringLiteral("INFO: kept")});
+}
+
+// Lines as long as any path, so that a line in two writes would be seen.
+QString lineOf(int writer, int number) {
+    return QString::number(writer) + QString(200 + (writer * 37 + number * 101) % 4000, QChar(u'a' + writer));
+}
+
+TEST_F(LoggerTest, NeverMixesLinesOfThreadsAndProcesses) {
+    constexpr int linesEach = 300;
+    const auto write = [](int writer) {
+        for (int i = 0; i < linesEach; ++i)
+            Logger::logInfo(lineOf(writer, i));
+    };
+    Logger::setupLogFile();
+    const pid_t process = test_support::startInChild([&] {
+        write(0);
+        return 0;
+    });
+    std::thread one(write, 1);
+    std::thread two(write, 2);
+    one.join();
+    two.join();
+    EXPECT_EQ(test_support::statusOf(process), 0);
+    int next[3] = {};
+    for (const QString &line : logLines(first)) {
+        const int writer = line.mid(6, 1).toInt();
+        ASSERT_EQ(line, QStringLiteral("INFO: ") + lineOf(writer, next[writer]));
+        ++next[writer];
+    }
+    EXPECT_THAT(next, testing::Each(linesEach));
 }
 
 // A product may start the program and never read what it prints.
-TEST_F(LoggerTest, IsHeldUpByNobodyWhoDoesNotReadWhatItPrints) {
-    int ends[2];
-    ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+TEST_F(LoggerTest, DoesNotWaitForAReaderOfWhatItPrints) {
+    platform::Pipe pipe = platform::Pipe::open();
     const platform::FileDescriptor output(::dup(STDOUT_FILENO));
     Logger::setupLogFile();
     fs::remove(first.parent_path());
-    ::dup2(ends[1], STDOUT_FILENO);
+    ::dup2(pipe.writeEnd.get(), STDOUT_FILENO);
     for (int i = 0; i < 3000; ++i)
-        Logger::logInfo(QStringLiteral("lost"));
+        info("lost");
     ::dup2(output.get(), STDOUT_FILENO);
     char printed[56] = {};
-    ASSERT_EQ(::read(ends[0], printed, 55), 55);
+    ASSERT_EQ(::read(pipe.readEnd.get(), printed, 55), 55);
     EXPECT_STREQ(printed, "Failed to write to log file: No such file or directory\n");
-    ::close(ends[0]);
-    ::close(ends[1]);
 }
 
-TEST_F(LoggerTest, OfASecondCopyPointsAtTheFirstOnesFileAndMakesNothing) {
+TEST_F(LoggerTest, OfASecondCopyWritesToTheFirstOnesFileAndCreatesNothing) {
+    Logger::setupLogFile();
+    info("one");
     fs::remove_all(home.library());
     EXPECT_TRUE(Logger::NewLogFileLocation());
     EXPECT_FALSE(fs::exists(home.library()));
     EXPECT_EQ(lumamonLogFileURL, std::nullopt);
     writeFile(relocated, "INFO: 2024-03-05 14:07:09 +0000: running\n");
-    Logger::logInfo(QStringLiteral("second"));
-    EXPECT_THAT(logLines(relocated), ElementsAre(text("INFO: running"), text("INFO: second")));
+    info("second");
+    expectLines(relocated, {QStringLiteral("INFO: running"), QStringLiteral("INFO: second")});
+    expectLines(first, {QStringLiteral("INFO: one")});
 }
 
-TEST_F(LoggerTest, OfASecondCopyMovesNothing) {
-    Logger::setupLogFile();
-    Logger::logInfo(QStringLiteral("one"));
-    EXPECT_TRUE(Logger::NewLogFileLocation());
-    EXPECT_THAT(logLines(first), ElementsAre(text("INFO: one")));
-    EXPECT_FALSE(fs::exists(relocated));
-}
-
-class HomelessLogger : public LoggerTest {
-protected:
-    void SetUp() override {
-        LoggerTest::SetUp();
-        writeFile(home.path() / "passwd", "tester:x:" + QByteArray::number(::geteuid()) + ":0:::/bin/sh\n");
-        accounts.emplace(home.path() / "passwd");
-    }
-
-    struct AccountsWithoutHome {
-        explicit AccountsWithoutHome(const fs::path &withoutHome)
-            : database(Mount::over(withoutHome, "/etc/passwd")) {}
-        Mount database;
-        ScopedEnvironment home{"HOME", std::nullopt};
-    };
-    std::optional<AccountsWithoutHome> accounts;
-};
-
-TEST_F(HomelessLogger, HasNoFileOfAFirstCopy) {
+TEST_F(LoggerTest, WithoutAHomeFolderHasNoPlace) {
+    writeFile(home.path() / "passwd", "tester:x:" + QByteArray::number(::geteuid()) + ":0:::/bin/sh\n");
+    const Mount accounts = Mount::over(home.path() / "passwd", "/etc/passwd");
+    const ScopedEnvironment unset("HOME", std::nullopt);
     EXPECT_FALSE(Logger::NewLogFileLocation());
-}
-
-TEST_F(HomelessLogger, EndsTheProcessWithoutACachesFolder) {
     EXPECT_EXIT(Logger::setupLogFile(), testing::ExitedWithCode(1),
                 "^Brennic_Lumadoc_Diagnostics: The user has no caches folder.\n$");
 }
 
-TEST_F(LoggerTest, NeverMixesLinesOfConcurrentThreads) {
-    constexpr int each = 500;
-    Logger::setupLogFile();
-    std::vector<std::thread> threads;
-    for (const char letter : {'a', 'b', 'c', 'd'})
-        threads.emplace_back([letter] {
-            for (int i = 0; i < each; ++i)
-                Logger::logInfo(QString(100 + i, QLatin1Char(letter)));
-        });
-    for (std::thread &thread : threads)
-        thread.join();
-    QMap<QChar, int> next;
-    for (const QString &line : logLines(first)) {
-        const QChar letter = line.back();
-        ASSERT_EQ(line, QStringLiteral("INFO: ") + QString(100 + next[letter], letter));
-        ++next[letter];
-    }
-    EXPECT_THAT(next.values(), ElementsAre(each, each, each, each));
-}
-
-class LoggerToSystemLog : public LoggerTest {
-protected:
-    void SetUp() override {
-        LoggerTest::SetUp();
-        journal.emplace();
-        ASSERT_TRUE(journal->isListening());
-    }
-
-    void expectNext(const QByteArray &message, const QByteArray &priority) {
-        auto fields = journal->next().value_or(QMap<QByteArray, QByteArray>());
+TEST_F(LoggerTest, CopiesLinesToTheSystemLogAlsoWhenTheFileCannotTakeThem) {
+    test_support::FakeJournal journal;
+    ASSERT_TRUE(journal.isListening());
+    const auto expectNext = [&](const QByteArray &message, const QByteArray &priority) {
+        auto fields = journal.next().value_or(QMap<QByteArray, QByteArray>());
         fields.remove("SYSLOG_IDENTIFIER");
         EXPECT_EQ(fields,
                   (QMap<QByteArray, QByteArray>{{"MESSAGE", message},
                                                 {"PRIORITY", priority},
                                                 {"SUBSYSTEM", "com.brennic.LumadocDiagnostics.UnitTests"},
                                                 {"CATEGORY", "MyApp"}}));
-    }
-
-    std::optional<test_support::FakeJournal> journal;
-};
-
-TEST_F(LoggerToSystemLog, TellsWarningsAtInfoAndTheRestAsTheyAre) {
-    Logger::logInfo(QStringLiteral("one"));
-    Logger::logWarning(QStringLiteral("two"));
-    Logger::logError(QStringLiteral("three"));
-    expectNext("INFO: one", "6");
-    expectNext("WARNING: two", "6");
-    expectNext("ERROR: three", "3");
-}
-
-TEST_F(LoggerToSystemLog, TellsUnlabelledLinesAtTheirTypeUnmasked) {
-    Logger::log(QStringLiteral("/Users/alice/x"), OSLogType::debug);
-    Logger::log(QStringLiteral("two"), OSLogType::info);
-    Logger::log(QStringLiteral("three"), OSLogType::error);
-    expectNext("/Users/alice/x", "7");
-    expectNext("two", "6");
-    expectNext("three", "3");
-}
-
-TEST_F(LoggerToSystemLog, MasksUserNamesThereToo) {
-    Logger::logInfo(QStringLiteral("/Users/alice/x"));
+    };
+    const QString message = QStringLiteral("/Users/alice/x");
+    Logger::logInfo(message);
     expectNext("INFO: /Users/[USER]/x", "6");
-}
-
-TEST_F(LoggerToSystemLog, TellsALineThatTheFileCouldNotTake) {
     Logger::setupLogFile();
-    fs::remove(first.parent_path());
-    EXPECT_NE(printedBy([] { Logger::logInfo(QStringLiteral("one")); }), "");
-    expectNext("INFO: one", "6");
+    Logger::logWarning(message);
+    expectNext("WARNING: /Users/[USER]/x", "6");
+    fs::remove_all(first.parent_path());
+    EXPECT_NE(printedBy([&] { Logger::logError(message); }), "");
+    expectNext("ERROR: /Users/[USER]/x", "3");
+    for (const auto &[type, priority] :
+         {std::pair(OSLogType::debug, "7"), {OSLogType::info, "6"}, {OSLogType::error, "3"}}) {
+        EXPECT_NE(printedBy([&, type = type] { Logger::log(message, type); }), "");
+        expectNext("/Users/alice/x", priority);
+    }
 }
 
-void expectMasked(const char16_t *message, const char16_t *masked) {
-    EXPECT_EQ(maskedUserNames(QString::fromUtf16(message)), QString::fromUtf16(masked));
-}
-
-TEST(UserNameMask, HidesTheNameInAHomeFolder) {
-    expectMasked(u"Copied /Users/alice/Library/x now", u"Copied /Users/[USER]/Library/x now");
-    expectMasked(u"Copied /home/alice/.local/x now", u"Copied /home/[USER]/.local/x now");
-}
-
-TEST(UserNameMask, HidesEveryNameOfALine) {
-    expectMasked(u"/Users/alice/a to /Users/bob/b and /home/carol/c",
-                 u"/Users/[USER]/a to /Users/[USER]/b and "
-                 "/home/[USER]/c");
-}
-
-TEST(UserNameMask, HidesNamesOfAnyCharacters) {
-    expectMasked(u"/Users/Alice B. \"C\" Ünï😀/x", u"/Users/[USER]/x");
-    expectMasked(u"/Users/two\nlines/x", u"/Users/[USER]/x");
-    expectMasked(u"/Users/[USER]/x", u"/Users/[USER]/x");
-}
-
-TEST(UserNameMask, HidesTheNameInsideALongerPath) {
-    expectMasked(u"/Volumes/Disk/Users/alice/x", u"/Volumes/Disk/Users/[USER]/x");
-}
-
-TEST(UserNameMask, TakesForANameWhatStandsBetweenTwoSlashes) {
-    expectMasked(u"/Users/a: no such file, /Users/b/c", u"/Users/[USER]/Users/b/c");
-    expectMasked(u"/Users/home/x/Users/home/alice/y", u"/Users/[USER]/x/Users/[USER]/alice/y");
-    expectMasked(u"/Users//Users/alice/x", u"/Users//Users/[USER]/x");
-    expectMasked(u"/Users//home//Users/alice/", u"/Users//home//Users/[USER]/");
-}
-
-TEST(UserNameMask, LeavesWhatIsNoHomeFolder) {
-    for (const char16_t *text :
-         {u"", u"/", u"/Users", u"/Users/", u"/Users//x", u"/Users/alice", u"/home/alice", u"Users/alice/x",
-          u"/users/alice/x", u"/Home/alice/x", u"/Users2/alice/x", u"/Usershome/alice/x", u"no path at all"})
-        expectMasked(text, text);
-}
-
-TEST(UserNameMask, HidesTheNameInTextThatIsNotWhollyUnicode) {
+TEST(UserNameMask, HidesWhatIsBetweenTwoSlashesInAFolderOfHomes) {
     const QString half(QChar(0xd800));
-    EXPECT_EQ(maskedUserNames(half + QStringLiteral("/Users/alice/x")),
-              half + QStringLiteral("/Users/[USER]/x"));
-    EXPECT_EQ(maskedUserNames(QStringLiteral("/Users/") + half + QStringLiteral("/x")),
-              QStringLiteral("/Users/[USER]/x"));
+    const std::pair<QString, QString> cases[] = {
+        {u"Copied /Users/a/x to /home/b/y and /Users/c/"_qs,
+         u"Copied /Users/[USER]/x to /home/[USER]/y and /Users/[USER]/"_qs},
+        {u"/Users/Alice B. \"C\" Ünï😀\n/x"_qs, u"/Users/[USER]/x"_qs},
+        {u"/Users/[USER]/x"_qs, u"/Users/[USER]/x"_qs},
+        {u"/Volumes/Disk/Users/a/x"_qs, u"/Volumes/Disk/Users/[USER]/x"_qs},
+        {u"/Users/a: no such file, /Users/b/c"_qs, u"/Users/[USER]/Users/b/c"_qs},
+        {u"/Users/home/x/Users/home/a/y"_qs, u"/Users/[USER]/x/Users/[USER]/a/y"_qs},
+        {u"/Users//home//Users/a/"_qs, u"/Users//home//Users/[USER]/"_qs},
+        {half + u"/Users/a/x"_qs, half + u"/Users/[USER]/x"_qs},
+        {u"/Users/"_qs + half + u"/x"_qs, u"/Users/[USER]/x"_qs}};
+    for (const auto &[message, masked] : cases)
+        EXPECT_EQ(maskedUserNames(message), masked);
+    for (const QString &text :
+         {u""_qs, u"/"_qs, u"/Users"_qs, u"/Users/"_qs, u"/Users//x"_qs, u"/Users/a"_qs, u"/home/a"_qs,
+          u"Users/a/x"_qs, u"/users/a/x"_qs, u"/Home/a/x"_qs, u"/Users2/a/x"_qs, u"/Usershome/a/x"_qs})
+        EXPECT_EQ(maskedUserNames(text), text);
 }
 
 TEST(UserNameMask, TakesTimeLinearInTheText) {
     using Clock = std::chrono::steady_clock;
     constexpr qsizetype size = 1 << 20;
-    const QString hostile[] = {
-        QStringLiteral("/Users/").repeated(size / 7),    QString(size, u'/'),
-        QStringLiteral("/Users/") + QString(size, u'x'), QStringLiteral("/Users/x").repeated(size / 8),
-        QStringLiteral("/home").repeated(size / 5),      QStringLiteral("/Users//").repeated(size / 8)};
     // Quadratic, each would take minutes.
-    for (const QString &text : hostile) {
+    for (const QString &text : {u"/Users/"_qs.repeated(size / 7), QString(size, u'/'),
+                                u"/Users/"_qs + QString(size, u'x'), u"/Users/x"_qs.repeated(size / 8),
+                                u"/home"_qs.repeated(size / 5), u"/Users//"_qs.repeated(size / 8)}) {
         const auto start = Clock::now();
         maskedUserNames(text);
         EXPECT_LT(Clock::now() - start, std::chrono::seconds(5)) << text.first(20).toStdString();
