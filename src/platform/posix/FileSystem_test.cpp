@@ -7,7 +7,6 @@
 
 #include <atomic>
 #include <fcntl.h>
-#include <fstream>
 #include <gmock/gmock.h>
 #include <linux/capability.h>
 #include <sys/socket.h>
@@ -21,8 +20,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
+using platform::FileDescriptor;
 using platform::FileKind;
 using platform::Replacement;
+using std::errc;
 using test_support::Mount;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -47,16 +48,17 @@ std::vector<std::string> namesIn(const fs::path &folder) {
     return names;
 }
 
-void makeSocket(const fs::path &path) {
-    const platform::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    struct sockaddr_un address {};
-    address.sun_family = AF_UNIX;
-    ASSERT_LT(path.native().size(), sizeof address.sun_path);
-    path.native().copy(address.sun_path, path.native().size());
-    ASSERT_EQ(::bind(socket.get(), reinterpret_cast<struct sockaddr *>(&address), sizeof address), 0);
+void setModificationTime(const fs::path &path, time_t seconds, long nanoseconds) {
+    const struct timespec times[2] = {{111, 222}, {seconds, nanoseconds}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
 }
 
-// Takes away root's right to read and write whatever it likes, for the time of a scope.
+void expectModificationTime(const fs::path &path, time_t seconds, long nanoseconds) {
+    EXPECT_EQ(statusOf(path).st_mtim.tv_sec, seconds);
+    EXPECT_EQ(statusOf(path).st_mtim.tv_nsec, nanoseconds);
+}
+
+// Takes away root's right to read and write every file, for the time of a scope.
 class WithoutFileRights {
 public:
     WithoutFileRights() {
@@ -76,181 +78,186 @@ private:
 
 class FileSystem : public testing::Test {
 protected:
-    void SetUp() override { ASSERT_TRUE(test_support::hasOwnNamespaces()); }
+    void SetUp() override {
+        ASSERT_TRUE(test_support::hasOwnNamespaces());
+        fs::create_directory(other);
+    }
 
     fs::path write(const char *name, const QByteArray &content) {
         test_support::writeFile(folder.path() / name, content);
         return folder.path() / name;
     }
+    fs::path makePipe() {
+        EXPECT_EQ(::mkfifo((folder.path() / "pipe").c_str(), 0600), 0);
+        return folder.path() / "pipe";
+    }
     std::error_code readingError(const fs::path &path) {
         EXPECT_FALSE(platform::readFile(path, limitBytes, error)) << path;
         return error;
     }
-    std::error_code copyingError(const fs::path &path) {
-        const auto copy = folder.path() / "copy";
-        EXPECT_FALSE(platform::copyRegularFile(path, copy, error)) << path;
-        EXPECT_FALSE(fs::exists(fs::symlink_status(copy))) << path;
-        return error;
+    // None of the functions that want a regular file takes this one.
+    void expectRefused(const fs::path &path, errc reason) {
+        std::uint64_t sizeBytes = 0;
+        EXPECT_EQ(readingError(path), reason) << path;
+        EXPECT_FALSE(platform::openRegularFile(path, sizeBytes, error)) << path;
+        EXPECT_EQ(error, reason) << path;
+        EXPECT_FALSE(platform::copyRegularFile(path, destination, error)) << path;
+        EXPECT_EQ(error, reason) << path;
+        EXPECT_FALSE(fs::exists(fs::symlink_status(destination))) << path;
     }
     bool copy() { return platform::copyRegularFile(source, destination, error); }
+    bool replace(const fs::path &path, const QByteArray &content,
+                 Replacement how = Replacement::privateFile) {
+        return platform::writeFileAtomically(path, content, how, error);
+    }
 
     test_support::ScratchFolder folder;
     fs::path source = folder.path() / "source";
     fs::path destination = folder.path() / "destination";
-    std::error_code error = std::make_error_code(std::errc::interrupted);
+    fs::path other = folder.path() / "other";
+    std::error_code error = std::make_error_code(errc::interrupted);
 };
 
-TEST_F(FileSystem, ReadsAFileOfExactlyTheLimitAndNoneOfOneByteMore) {
-    const QByteArray content(qsizetype{limitBytes}, 'x');
-    EXPECT_EQ(platform::readFile(write("file", content), limitBytes, error), content);
-    EXPECT_FALSE(error);
-    EXPECT_EQ(readingError(write("file", content + 'x')), std::errc::file_too_large);
-}
+// --- Reading ---
 
-TEST_F(FileSystem, ReadsAnEmptyFileAsNoBytes) {
-    EXPECT_EQ(platform::readFile(write("file", {}), limitBytes, error), QByteArray());
-    EXPECT_FALSE(error);
-}
-
-TEST_F(FileSystem, ReadsBytesAsTheyAreFromAFileWhoseNameIsNotUtf8) {
-    const QByteArray content("\0\xff\r\n", 4);
-    EXPECT_EQ(platform::readFile(write("\xff", content), limitBytes, error), content);
-}
-
-TEST_F(FileSystem, RefusesToReadOrCopyWhatIsMissing) {
-    EXPECT_EQ(readingError(source), std::errc::no_such_file_or_directory);
-    EXPECT_EQ(copyingError(source), std::errc::no_such_file_or_directory);
-}
-
-TEST_F(FileSystem, RefusesToReadOrCopyAFolder) {
-    EXPECT_EQ(readingError(folder.path()), std::errc::is_a_directory);
-    EXPECT_EQ(copyingError(folder.path()), std::errc::is_a_directory);
-}
-
-TEST_F(FileSystem, RefusesToReadOrCopyAPipeASocketADevice) {
-    const auto pipe = folder.path() / "pipe";
-    const auto socket = folder.path() / "socket";
-    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-    makeSocket(socket);
-    for (const fs::path &path : {pipe, socket, fs::path("/dev/zero"), fs::path("/dev/tty")}) {
-        EXPECT_EQ(readingError(path), std::errc::invalid_argument) << path;
-        EXPECT_EQ(copyingError(path), std::errc::invalid_argument) << path;
+TEST_F(FileSystem, ReadsAndOpensARegularFileUpToTheLimit) {
+    const QByteArray odd("\0\xff\r\n", 4);
+    for (const QByteArray &content : {QByteArray(), odd, QByteArray(qsizetype{limitBytes}, 'x')}) {
+        const fs::path file = write("\xff", content);
+        std::uint64_t sizeBytes = 77;
+        EXPECT_EQ(platform::readFile(file, limitBytes, error), content);
+        EXPECT_FALSE(error);
+        EXPECT_TRUE(platform::openRegularFile(file, sizeBytes, error));
+        EXPECT_EQ(sizeBytes, static_cast<std::uint64_t>(content.size()));
+        EXPECT_FALSE(error);
     }
+    EXPECT_EQ(readingError(write("file", QByteArray(qsizetype{limitBytes} + 1, 'x'))), errc::file_too_large);
+}
+
+TEST_F(FileSystem, ReadsAFileOfUnknownSizeUpToALimitAndWritesToTheEnd) {
+    const FileDescriptor status(::open("/proc/self/status", O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(platform::readAtMost(status.get(), 5, error), QByteArray("Name:"));
+    const auto rest = platform::readAtMost(status.get(), 1 << 20, error);
+    EXPECT_TRUE(rest && rest->startsWith("\t") && rest->endsWith('\n') && rest->size() < (1 << 20));
+    EXPECT_FALSE(platform::readAtMost(-1, 5, error));
+    EXPECT_EQ(error, errc::bad_file_descriptor);
+    EXPECT_FALSE(platform::writeAll(-1, "x", error));
+
+    // A pipe takes far less at a time.
+    const QByteArray content(1 << 20, 'x');
+    platform::Pipe pipe = platform::Pipe::open();
+    std::thread writer([&] {
+        EXPECT_TRUE(platform::writeAll(pipe.writeEnd.get(), content, error));
+        pipe.writeEnd = FileDescriptor();
+    });
+    ::fcntl(pipe.readEnd.get(), F_SETFL, 0);
+    std::error_code readError;
+    EXPECT_EQ(platform::readAtMost(pipe.readEnd.get(), 2 << 20, readError), content);
+    writer.join();
+}
+
+TEST_F(FileSystem, TakesNothingButARegularFileForOne) {
+    const auto socket = folder.path() / "socket";
+    const FileDescriptor open(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    struct sockaddr_un address {
+        .sun_family = AF_UNIX, .sun_path = {}
+    };
+    socket.native().copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(::bind(open.get(), reinterpret_cast<struct sockaddr *>(&address), sizeof address), 0);
+
+    expectRefused(source, errc::no_such_file_or_directory);
+    expectRefused(folder.path(), errc::is_a_directory);
+    for (const fs::path &path : {makePipe(), socket, fs::path("/dev/zero"), fs::path("/dev/tty")})
+        expectRefused(path, errc::invalid_argument);
+    fs::permissions(write("secret", "x"), fs::perms::none);
+    const WithoutFileRights rights;
+    expectRefused(folder.path() / "secret", errc::permission_denied);
 }
 
 TEST_F(FileSystem, JudgesALinkThatItReadsByWhatItLeadsTo) {
     fs::create_symlink("/dev/zero", folder.path() / "to device");
     fs::create_symlink("to itself", folder.path() / "to itself");
     fs::create_symlink(write("file", "content"), folder.path() / "to file");
-    EXPECT_EQ(readingError(folder.path() / "to device"), std::errc::invalid_argument);
-    EXPECT_EQ(readingError(folder.path() / "to itself"), std::errc::too_many_symbolic_link_levels);
+    EXPECT_EQ(readingError(folder.path() / "to device"), errc::invalid_argument);
+    EXPECT_EQ(readingError(folder.path() / "to itself"), errc::too_many_symbolic_link_levels);
     EXPECT_EQ(platform::readFile(folder.path() / "to file", limitBytes, error), QByteArray("content"));
 }
 
 // A program that waits in a pipe for its reader must not take us for it: it would be killed by what follows.
 TEST_F(FileSystem, LeavesAWriterThatWaitsInAPipeWhereItIs) {
-    const auto pipe = folder.path() / "pipe";
-    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-    std::atomic<bool> isLetGo = false;
+    const auto pipe = makePipe();
+    std::atomic<bool> isWoken = false;
     std::thread writer([&] {
-        const platform::FileDescriptor end(::open(pipe.c_str(), O_WRONLY | O_CLOEXEC));
-        isLetGo = true;
+        const FileDescriptor end(::open(pipe.c_str(), O_WRONLY | O_CLOEXEC));
+        isWoken = true;
     });
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    readingError(pipe);
-    copyingError(pipe);
+    expectRefused(pipe, errc::invalid_argument);
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(isLetGo);
-    const platform::FileDescriptor reader(::open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    EXPECT_FALSE(isWoken);
+    const FileDescriptor reader(::open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     writer.join();
 }
 
-TEST_F(FileSystem, RefusesToReadOrCopyAFileWithoutTheRight) {
-    write("source", "secret");
-    fs::permissions(source, fs::perms::none);
-    const WithoutFileRights rights;
-    EXPECT_EQ(readingError(source), std::errc::permission_denied);
-    EXPECT_EQ(copyingError(source), std::errc::permission_denied);
-}
-
-TEST_F(FileSystem, OpensARegularFileWithItsSizeAndNothingElse) {
-    std::uint64_t sizeBytes = 0;
-    EXPECT_TRUE(platform::openRegularFile(write("file", "12345"), sizeBytes, error));
-    EXPECT_EQ(sizeBytes, 5U);
-    EXPECT_FALSE(error);
-    EXPECT_FALSE(platform::openRegularFile(folder.path(), sizeBytes, error));
-    EXPECT_EQ(error, std::errc::is_a_directory);
-}
-
-TEST_F(FileSystem, TellsWhatEachEntryIsByItself) {
-    const auto pipe = folder.path() / "pipe";
-    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+TEST_F(FileSystem, GivesTheAttributesOfTheEntryItself) {
     fs::create_symlink(folder.path(), folder.path() / "link");
     fs::create_symlink("nowhere", folder.path() / "dangling");
-    const auto kind = [&](const fs::path &path) { return platform::fileAttributes(path, error)->kind; };
-    EXPECT_EQ(kind(write("file", "")), FileKind::regular);
-    EXPECT_EQ(kind(folder.path()), FileKind::folder);
-    EXPECT_EQ(kind(folder.path() / "link"), FileKind::link);
-    EXPECT_EQ(kind(folder.path() / "dangling"), FileKind::link);
-    EXPECT_EQ(kind(pipe), FileKind::special);
-    EXPECT_EQ(kind("/dev/zero"), FileKind::special);
-    EXPECT_FALSE(error);
+    const std::pair<fs::path, FileKind> kinds[] = {
+        {write("file", "12345"), FileKind::regular},  {folder.path(), FileKind::folder},
+        {folder.path() / "link", FileKind::link},     {makePipe(), FileKind::special},
+        {folder.path() / "dangling", FileKind::link}, {"/dev/zero", FileKind::special}};
+    for (const auto &[path, kind] : kinds) {
+        EXPECT_EQ(platform::fileAttributes(path, error)->kind, kind) << path;
+        EXPECT_FALSE(error);
+    }
+    EXPECT_EQ(platform::fileAttributes(folder.path() / "file", error)->sizeBytes, 5U);
+    EXPECT_EQ(platform::fileAttributes("/proc/self/stat", error)->creationDate, std::nullopt);
+    EXPECT_FALSE(platform::fileAttributes(source, error));
+    EXPECT_EQ(error, errc::no_such_file_or_directory);
 }
 
-TEST_F(FileSystem, TellsSizeAndCreationDate) {
+TEST_F(FileSystem, GivesTheCreationDateWhateverTheModificationDate) {
     using namespace std::chrono;
     const auto before = system_clock::now();
-    const auto file = write("file", "12345");
-    // Neither a later change nor a modification date of long ago moves it.
-    fs::last_write_time(file, fs::file_time_type::clock::now() - hours(1000));
-    const auto attributes = platform::fileAttributes(file, error);
+    fs::last_write_time(write("file", ""), fs::file_time_type::clock::now() - hours(1000));
+    const auto attributes = platform::fileAttributes(folder.path() / "file", error);
     ASSERT_TRUE(attributes && attributes->creationDate);
-    EXPECT_EQ(attributes->sizeBytes, 5U);
     EXPECT_GE(*attributes->creationDate, before - seconds(1));
     EXPECT_LE(*attributes->creationDate, system_clock::now() + seconds(1));
 }
 
-TEST_F(FileSystem, HasNoCreationDateWhereTheFileSystemKeepsNone) {
-    const auto attributes = platform::fileAttributes("/proc/self/stat", error);
-    ASSERT_TRUE(attributes);
-    EXPECT_EQ(attributes->creationDate, std::nullopt);
-}
+// --- Writing ---
 
-TEST_F(FileSystem, HasNoAttributesOfWhatIsMissing) {
-    EXPECT_FALSE(platform::fileAttributes(source, error));
-    EXPECT_EQ(error, std::errc::no_such_file_or_directory);
-}
-
-class AtomicWrite : public FileSystem {
-protected:
-    bool replace(const fs::path &path, const QByteArray &content,
-                 Replacement how = Replacement::privateFile) {
-        return platform::writeFileAtomically(path, content, how, error);
-    }
-};
-
-TEST_F(AtomicWrite, MakesAFileThatIsTheUsersAlone) {
+TEST_F(FileSystem, WritesANewFileForTheUserAlone) {
     const mode_t mask = ::umask(0);
-    EXPECT_TRUE(replace(destination, "content"));
-    EXPECT_TRUE(replace(folder.path() / "kept", "content", Replacement::keepOwnerAndMode));
+    EXPECT_TRUE(replace(other / "\xff", "content"));
+    EXPECT_TRUE(replace(other / "empty", {}, Replacement::keepOwnerAndMode));
     ::umask(mask);
     EXPECT_FALSE(error);
-    EXPECT_EQ(test_support::readFile(destination), "content");
-    EXPECT_EQ(modeOf(destination), 0600U);
-    EXPECT_EQ(modeOf(folder.path() / "kept"), 0600U);
-    EXPECT_THAT(namesIn(folder.path()), ElementsAre("destination", "kept"));
+    EXPECT_EQ(test_support::readFile(other / "\xff"), "content");
+    EXPECT_EQ(fs::file_size(other / "empty"), 0U);
+    EXPECT_EQ(modeOf(other / "\xff"), 0600U);
+    EXPECT_EQ(modeOf(other / "empty"), 0600U);
+    EXPECT_THAT(namesIn(other), ElementsAre("empty", "\xff"));
 }
 
-TEST_F(AtomicWrite, ReplacesAFileWhollyByANewOne) {
-    write("destination", QByteArray(100000, 'x'));
-    fs::create_hard_link(destination, folder.path() / "other name");
-    EXPECT_TRUE(replace(destination, "new"));
-    EXPECT_EQ(test_support::readFile(destination), "new");
-    EXPECT_EQ(test_support::readFile(folder.path() / "other name"), QByteArray(100000, 'x'));
-    EXPECT_THAT(namesIn(folder.path()), ElementsAre("destination", "other name"));
+TEST_F(FileSystem, ReplacesAFileAndNotItsOtherNamesAndKeepsItsModeWhenAskedTo) {
+    for (const auto &[how, mode] :
+         {std::pair(Replacement::privateFile, 0600U), {Replacement::keepOwnerAndMode, 0644U}}) {
+        fs::permissions(write("destination", QByteArray(100000, 'x')), fs::perms(0644));
+        fs::create_hard_link(destination, other / "name");
+        EXPECT_TRUE(replace(destination, "new", how));
+        EXPECT_EQ(test_support::readFile(destination), "new");
+        EXPECT_EQ(modeOf(destination), mode);
+        EXPECT_EQ(test_support::readFile(other / "name"), QByteArray(100000, 'x'));
+        fs::remove(other / "name");
+    }
+    EXPECT_TRUE(replace(makePipe(), "x", Replacement::keepOwnerAndMode));
+    EXPECT_EQ(test_support::readFile(folder.path() / "pipe"), "x");
+    EXPECT_THAT(namesIn(folder.path()), ElementsAre("destination", "other", "pipe"));
 }
 
-TEST_F(AtomicWrite, ShowsAReaderTheOldContentOrTheNewAndNothingElse) {
+TEST_F(FileSystem, ShowsAReaderTheOldContentOrTheNewAndNothingElse) {
     const QByteArray contents[] = {QByteArray(200000, 'a'), QByteArray(300000, 'b')};
     ASSERT_TRUE(replace(destination, contents[0]));
     std::atomic<bool> isDone = false;
@@ -266,267 +273,172 @@ TEST_F(AtomicWrite, ShowsAReaderTheOldContentOrTheNewAndNothingElse) {
     reader.join();
 }
 
-TEST_F(AtomicWrite, WritesNoBytesAsAnEmptyFile) {
-    write("destination", "old");
-    EXPECT_TRUE(replace(destination, {}));
-    EXPECT_EQ(fs::file_size(destination), 0U);
+TEST_F(FileSystem, LeavesEverythingAsItWasWhenItCannotWrite) {
+    EXPECT_FALSE(replace(other / "missing/file", "x"));
+    EXPECT_EQ(error, errc::no_such_file_or_directory);
+    fs::create_directory(other / "folder");
+    EXPECT_FALSE(replace(other / "folder", "x"));
+    EXPECT_EQ(error, errc::is_a_directory);
+    EXPECT_THAT(namesIn(other), ElementsAre("folder"));
+
+    const Mount disk = Mount::memory(other, 64 << 10);
+    test_support::writeFile(other / "file", "old");
+    EXPECT_FALSE(replace(other / "file", QByteArray(128 << 10, 'x')));
+    EXPECT_EQ(error, errc::no_space_on_device);
+    {
+        const Mount readOnly = Mount::readOnly(other);
+        EXPECT_FALSE(replace(other / "file", "new"));
+        EXPECT_EQ(error, errc::read_only_file_system);
+    }
+    EXPECT_EQ(test_support::readFile(other / "file"), "old");
+    EXPECT_THAT(namesIn(other), ElementsAre("file"));
 }
 
-TEST_F(AtomicWrite, WritesUnderANameThatIsNotUtf8) {
-    EXPECT_TRUE(replace(folder.path() / "\xff\xfe", "x"));
-    EXPECT_THAT(namesIn(folder.path()), ElementsAre("\xff\xfe"));
-}
-
-TEST_F(AtomicWrite, MakesAPrivateFileOfOneThatWasNot) {
-    fs::permissions(write("destination", "old"), fs::perms(0644));
-    EXPECT_TRUE(replace(destination, "new"));
-    EXPECT_EQ(modeOf(destination), 0600U);
-}
-
-TEST_F(AtomicWrite, KeepsTheModeOfAnExistingFileWhenAskedTo) {
-    fs::permissions(write("destination", "old"), fs::perms(0644));
-    EXPECT_TRUE(replace(destination, "new", Replacement::keepOwnerAndMode));
-    EXPECT_EQ(modeOf(destination), 0644U);
-    EXPECT_EQ(test_support::readFile(destination), "new");
-}
-
-TEST_F(AtomicWrite, OntoAFullDiskLeavesTheOldFileAndNothingBeside) {
-    const Mount disk = Mount::memory(folder.path(), 64 << 10);
-    write("destination", "old");
-    EXPECT_FALSE(replace(destination, QByteArray(128 << 10, 'x')));
-    EXPECT_EQ(error, std::errc::no_space_on_device);
-    EXPECT_EQ(test_support::readFile(destination), "old");
-    EXPECT_THAT(namesIn(folder.path()), ElementsAre("destination"));
-}
-
-TEST_F(AtomicWrite, OntoAFolderLeavesTheFolderAndNothingBeside) {
-    fs::create_directory(destination);
-    EXPECT_FALSE(replace(destination, "x"));
-    EXPECT_EQ(error, std::errc::is_a_directory);
-    EXPECT_THAT(namesIn(folder.path()), ElementsAre("destination"));
-}
-
-TEST_F(AtomicWrite, IntoAFolderThatIsMissingFails) {
-    EXPECT_FALSE(replace(folder.path() / "missing/file", "x"));
-    EXPECT_EQ(error, std::errc::no_such_file_or_directory);
-    EXPECT_THAT(namesIn(folder.path()), IsEmpty());
-}
-
-TEST_F(AtomicWrite, IntoAReadOnlyFolderLeavesTheOldFile) {
-    write("destination", "old");
-    const Mount readOnly = Mount::readOnly(folder.path());
-    EXPECT_FALSE(replace(destination, "new"));
-    EXPECT_EQ(error, std::errc::read_only_file_system);
-    EXPECT_EQ(test_support::readFile(destination), "old");
-}
-
-TEST_F(AtomicWrite, ReplacesAPipeWithoutWaitingAtIt) {
-    ASSERT_EQ(::mkfifo(destination.c_str(), 0600), 0);
-    EXPECT_TRUE(replace(destination, "x", Replacement::keepOwnerAndMode));
-    EXPECT_EQ(test_support::readFile(destination), "x");
-}
-
-void keepsTheOwnerOfAnExistingFile() {
+// A file is rather not written than taken away from its owner.
+void keepsTheOwnerOfAFileOrLeavesIt() {
     const test_support::ScratchFolder folder;
     const auto file = folder.path() / "file";
     test_support::writeFile(file, "old");
+    fs::permissions(folder.path(), fs::perms::all);
+    std::error_code error;
+    ASSERT_EQ(::seteuid(65534), 0);
+    EXPECT_FALSE(platform::writeFileAtomically(file, "new", Replacement::keepOwnerAndMode, error));
+    ASSERT_EQ(::seteuid(0), 0);
+    EXPECT_EQ(error, errc::operation_not_permitted);
+    EXPECT_EQ(test_support::readFile(file), "old");
+    EXPECT_THAT(namesIn(folder.path()), ElementsAre("file"));
+
     ASSERT_EQ(::chown(file.c_str(), 65534, 12345), 0);
     ASSERT_EQ(::chmod(file.c_str(), 0640), 0);
-    std::error_code error;
     EXPECT_TRUE(platform::writeFileAtomically(file, "new", Replacement::keepOwnerAndMode, error));
     EXPECT_EQ(statusOf(file).st_uid, 65534U);
     EXPECT_EQ(statusOf(file).st_gid, 12345U);
     EXPECT_EQ(modeOf(file), 0640U);
 }
+const bool ownersTested = test_support::registerTestIf(
+    ::geteuid() == 0, "FileSystemAsRoot", "KeepsTheOwnerOfAFileOrLeavesIt", keepsTheOwnerOfAFileOrLeavesIt);
 
-// Better not written than taken away from its owner.
-void leavesAFileWhoseOwnerItCannotKeep() {
-    const test_support::ScratchFolder folder;
-    const auto file = folder.path() / "file";
-    test_support::writeFile(file, "old");
-    fs::permissions(folder.path(), fs::perms::all);
-    fs::permissions(file, fs::perms(0644));
-    ASSERT_EQ(::seteuid(65534), 0);
-    std::error_code error;
-    EXPECT_FALSE(platform::writeFileAtomically(file, "new", Replacement::keepOwnerAndMode, error));
-    ASSERT_EQ(::seteuid(0), 0);
-    EXPECT_EQ(error, std::errc::operation_not_permitted);
-    EXPECT_EQ(test_support::readFile(file), "old");
-    EXPECT_THAT(namesIn(folder.path()), ElementsAre("file"));
-}
+// --- Copying ---
 
-const bool isRoot = ::geteuid() == 0;
-const bool ownersTested =
-    test_support::registerTestIf(isRoot, "AtomicWriteAsRoot", "KeepsTheOwnerOfAnExistingFileWhenAskedTo",
-                                 keepsTheOwnerOfAnExistingFile) &&
-    test_support::registerTestIf(isRoot, "AtomicWriteAsRoot", "LeavesAFileWhoseOwnerItCannotKeep",
-                                 leavesAFileWhoseOwnerItCannotKeep);
-
-class FileCopy : public FileSystem {};
-
-TEST_F(FileCopy, HasTheContentOfTheSourceAndItsModificationTime) {
+TEST_F(FileSystem, CopiesContentAndModificationTimeForTheUserAlone) {
     QByteArray content;
     for (int i = 0; i < 300000; ++i)
         content.append(static_cast<char>(i * 7 + i / 256));
-    write("source", content);
-    const struct timespec times[2] = {{111, 222}, {1234567890, 123456789}};
-    ASSERT_EQ(::utimensat(AT_FDCWD, source.c_str(), times, 0), 0);
-    EXPECT_TRUE(copy());
-    EXPECT_FALSE(error);
-    EXPECT_EQ(test_support::readFile(destination), content);
-    EXPECT_EQ(statusOf(destination).st_mtim.tv_sec, 1234567890);
-    EXPECT_EQ(statusOf(destination).st_mtim.tv_nsec, 123456789);
-}
-
-TEST_F(FileCopy, IsTheUsersAlone) {
-    fs::permissions(write("source", "x"), fs::perms(04755));
-    const mode_t mask = ::umask(0);
-    EXPECT_TRUE(copy());
-    ::umask(mask);
-    EXPECT_EQ(modeOf(destination), 0600U);
-}
-
-TEST_F(FileCopy, OfAnEmptyFileIsAnEmptyFile) {
-    write("source", {});
-    EXPECT_TRUE(copy());
-    EXPECT_EQ(fs::file_size(destination), 0U);
-}
-
-TEST_F(FileCopy, MayHaveNamesThatAreNotUtf8) {
-    EXPECT_TRUE(platform::copyRegularFile(write("\xff", "x"), folder.path() / "\xfe", error));
-    EXPECT_THAT(namesIn(folder.path()), ElementsAre("\xfe", "\xff"));
-}
-
-TEST_F(FileCopy, GoesAcrossFileSystemsBothWays) {
-    const auto other = folder.path() / "other";
-    fs::create_directory(other);
-    const Mount disk = Mount::memory(other, 4 << 20);
-    const QByteArray content(1000000, 'x');
-    EXPECT_TRUE(platform::copyRegularFile(write("source", content), other / "there", error));
-    EXPECT_TRUE(platform::copyRegularFile(other / "there", destination, error));
-    EXPECT_EQ(test_support::readFile(other / "there"), content);
-    EXPECT_EQ(test_support::readFile(destination), content);
-}
-
-TEST_F(FileCopy, LeavesAFileThatStandsAtTheDestinationAsItIs) {
-    write("source", "new");
-    write("destination", "old");
-    EXPECT_FALSE(copy());
-    EXPECT_EQ(error, std::errc::file_exists);
-    EXPECT_EQ(test_support::readFile(destination), "old");
-}
-
-TEST_F(FileCopy, OfAFileOntoItselfLeavesItAsItIs) {
-    write("source", "content");
-    EXPECT_FALSE(platform::copyRegularFile(source, source, error));
-    EXPECT_EQ(error, std::errc::file_exists);
-    EXPECT_EQ(test_support::readFile(source), "content");
-}
-
-TEST_F(FileCopy, IsNotWrittenThroughALinkAtTheDestination) {
-    write("source", "new");
-    for (const fs::path &target : {write("other", "old"), folder.path() / "missing"}) {
-        fs::create_symlink(target, destination);
-        EXPECT_FALSE(copy());
-        EXPECT_EQ(error, std::errc::file_exists);
+    for (const QByteArray &bytes : {QByteArray(), content}) {
+        fs::permissions(write("source", bytes), fs::perms(04755));
+        setModificationTime(source, 1234567890, 123456789);
+        const mode_t mask = ::umask(0);
+        EXPECT_TRUE(copy());
+        ::umask(mask);
+        EXPECT_FALSE(error);
+        EXPECT_EQ(test_support::readFile(destination), bytes);
+        EXPECT_EQ(modeOf(destination), 0600U);
+        expectModificationTime(destination, 1234567890, 123456789);
         fs::remove(destination);
     }
-    EXPECT_EQ(test_support::readFile(folder.path() / "other"), "old");
+}
+
+TEST_F(FileSystem, CopiesAcrossFileSystemsBothWays) {
+    const Mount disk = Mount::memory(other, 4 << 20);
+    const QByteArray content(1000000, 'x');
+    EXPECT_TRUE(platform::copyRegularFile(write("source", content), other / "\xff", error));
+    EXPECT_TRUE(platform::copyRegularFile(other / "\xff", destination, error));
+    EXPECT_EQ(test_support::readFile(other / "\xff"), content);
+    EXPECT_EQ(test_support::readFile(destination), content);
+}
+
+TEST_F(FileSystem, CopiesOntoNothingThatIsThere) {
+    write("source", "new");
+    fs::create_symlink(write("file", "old"), folder.path() / "link");
+    fs::create_symlink(folder.path() / "missing", folder.path() / "dangling");
+    for (const char *name : {"file", "source", "link", "dangling", "other"}) {
+        EXPECT_FALSE(platform::copyRegularFile(source, folder.path() / name, error)) << name;
+        EXPECT_EQ(error, errc::file_exists) << name;
+    }
+    EXPECT_EQ(test_support::readFile(source), "new");
+    EXPECT_EQ(test_support::readFile(folder.path() / "file"), "old");
     EXPECT_FALSE(fs::exists(folder.path() / "missing"));
 }
 
-TEST_F(FileCopy, ThatDoesNotFitOnTheDiskIsRemoved) {
-    const auto other = folder.path() / "other";
-    fs::create_directory(other);
+TEST_F(FileSystem, RemovesACopyThatDoesNotFitOnTheDisk) {
     const Mount disk = Mount::memory(other, 64 << 10);
-    write("source", QByteArray(128 << 10, 'x'));
-    EXPECT_FALSE(platform::copyRegularFile(source, other / "copy", error));
-    EXPECT_EQ(error, std::errc::no_space_on_device);
-    EXPECT_THAT(namesIn(other), IsEmpty());
-}
-
-TEST_F(FileCopy, ThatDoesNotFitOnTheDiskOfItsSourceIsRemoved) {
-    const Mount disk = Mount::memory(folder.path(), 64 << 10);
-    write("source", QByteArray(40 << 10, 'x'));
-    EXPECT_FALSE(copy());
-    EXPECT_EQ(error, std::errc::no_space_on_device);
-    EXPECT_THAT(namesIn(folder.path()), ElementsAre("source"));
+    EXPECT_FALSE(
+        platform::copyRegularFile(write("source", QByteArray(128 << 10, 'x')), other / "copy", error));
+    EXPECT_EQ(error, errc::no_space_on_device);
+    test_support::writeFile(other / "own", QByteArray(40 << 10, 'x'));
+    EXPECT_FALSE(platform::copyRegularFile(other / "own", other / "copy", error));
+    EXPECT_EQ(error, errc::no_space_on_device);
+    EXPECT_THAT(namesIn(other), ElementsAre("own"));
 }
 
 // Whether a file grows or shrinks meanwhile, a copy ends and holds a beginning of it.
-class FileInMotion : public FileCopy {
-protected:
-    void copyWhile(const std::function<void(int file)> &change) {
+TEST_F(FileSystem, CopiesAFileThatGrowsOrShrinks) {
+    static const QByteArray block(1 << 12, 'x');
+    const auto grow = [](int file, off_t size) {
+        // The test's own disk and time are limited.
+        if (size < 64 << 20)
+            (void)!::write(file, block.data(), static_cast<std::size_t>(block.size()));
+    };
+    const auto shrink = [](int file, off_t size) {
+        (void)!::ftruncate(file, std::max<off_t>(size - 4096, 0));
+    };
+    for (const auto &change :
+         {std::function<void(int, off_t)>(grow), std::function<void(int, off_t)>(shrink)}) {
         write("source", QByteArray(8 << 20, 'x'));
         std::atomic<bool> isDone = false;
         std::thread changer([&] {
-            const platform::FileDescriptor file(::open(source.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
-            while (!isDone) {
-                change(file.get());
-                std::this_thread::sleep_for(std::chrono::microseconds(20));
-            }
+            const FileDescriptor file(::open(source.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+            for (; !isDone; std::this_thread::sleep_for(std::chrono::microseconds(20)))
+                change(file.get(), static_cast<off_t>(fs::file_size(source)));
         });
         for (int i = 0; i < 10; ++i) {
-            const auto sizeBefore = fs::file_size(source);
+            const auto before = fs::file_size(source);
             EXPECT_TRUE(copy()) << error.message();
-            const auto sizeAfter = fs::file_size(source);
+            const auto after = fs::file_size(source);
             const QByteArray copied = test_support::readFile(destination);
-            EXPECT_GE(fs::file_size(destination), std::min(sizeBefore, sizeAfter));
-            EXPECT_LE(fs::file_size(destination), std::max(sizeBefore, sizeAfter));
-            otherBytes += copied.size() - copied.count('x');
+            EXPECT_GE(static_cast<std::uintmax_t>(copied.size()), std::min(before, after));
+            EXPECT_LE(static_cast<std::uintmax_t>(copied.size()), std::max(before, after));
+            EXPECT_EQ(copied.count('x'), copied.size());
             fs::remove(destination);
         }
         isDone = true;
         changer.join();
     }
-
-    qsizetype otherBytes = 0;
-};
-
-TEST_F(FileInMotion, IsCopiedWhileItGrows) {
-    copyWhile([](int file) {
-        static const std::string block(1 << 12, 'x');
-        struct stat status {};
-        // The test's own disk and time have an end.
-        if (::fstat(file, &status) == 0 && status.st_size < 64 << 20)
-            (void)!::write(file, block.data(), block.size());
-    });
-    EXPECT_EQ(otherBytes, 0);
-}
-
-TEST_F(FileInMotion, IsCopiedAsFarAsItGoesWhileItShrinks) {
-    copyWhile([](int file) {
-        struct stat status {};
-        ::fstat(file, &status);
-        (void)!::ftruncate(file, std::max<off_t>(status.st_size - 4096, 0));
-    });
-}
-
-TEST_F(FileCopy, HoldsNoMoreThanTheSourceHadWhenItWasOpened) {
-    // The size of such a file says nothing of its content: it is as a file that grows after it was opened.
+    // The size of this one says nothing about its content: like a file that grows after it was opened.
     EXPECT_TRUE(platform::copyRegularFile("/proc/self/status", destination, error));
     EXPECT_EQ(fs::file_size(destination), 0U);
 }
 
-TEST_F(FileCopy, OfAFolderCanHaveItsModificationTimeToo) {
+TEST_F(FileSystem, CopiesTheModificationTimeOfAFolderAndOfALinkItself) {
     fs::create_directory(source);
-    fs::create_directory(destination);
-    const struct timespec times[2] = {{0, 0}, {1234567890, 5}};
-    ASSERT_EQ(::utimensat(AT_FDCWD, source.c_str(), times, 0), 0);
+    fs::create_symlink("other", destination);
+    setModificationTime(source, 1234567890, 5);
+    const auto before = statusOf(other).st_mtim;
     platform::copyModificationTime(source, destination);
-    EXPECT_EQ(statusOf(destination).st_mtim.tv_sec, 1234567890);
-    EXPECT_EQ(statusOf(destination).st_mtim.tv_nsec, 5);
+    expectModificationTime(destination, 1234567890, 5);
+    expectModificationTime(other, before.tv_sec, before.tv_nsec);
+    platform::copyModificationTime(source, other);
+    expectModificationTime(other, 1234567890, 5);
+    platform::copyModificationTime(folder.path() / "missing", other);
+    expectModificationTime(other, 1234567890, 5);
 }
 
-TEST_F(FileCopy, OfAModificationTimeDoesNotGoThroughLinks) {
-    write("source", "x");
-    write("target", "x");
-    const auto before = statusOf(folder.path() / "target").st_mtim;
-    fs::create_symlink("target", destination);
-    fs::last_write_time(source, fs::file_time_type::clock::now() - std::chrono::hours(1000));
-    platform::copyModificationTime(source, destination);
-    EXPECT_EQ(statusOf(destination).st_mtim.tv_sec, statusOf(source).st_mtim.tv_sec);
-    EXPECT_EQ(statusOf(folder.path() / "target").st_mtim.tv_sec, before.tv_sec);
+// --- Removing ---
+
+TEST_F(FileSystem, RemovesALinkAndNotItsTargetFromAFolderThatIsNoLink) {
+    fs::create_symlink(write("file", "x"), other / "link");
+    fs::create_directory(other / "folder");
+    const FileDescriptor open = platform::openFolder(other, error);
+    EXPECT_TRUE(platform::removeEntry(open, "link", error));
+    EXPECT_TRUE(fs::exists(folder.path() / "file"));
+    EXPECT_FALSE(platform::removeEntry(open, "link", error));
+    EXPECT_FALSE(error);
+    EXPECT_FALSE(platform::removeEntry(open, "folder", error));
+    EXPECT_EQ(error, errc::is_a_directory);
+    EXPECT_THAT(namesIn(other), ElementsAre("folder"));
+    fs::create_symlink(other, folder.path() / "link");
+    EXPECT_FALSE(platform::openFolder(folder.path() / "link", error));
+    EXPECT_TRUE(error);
 }
 
 } // namespace
