@@ -1,8 +1,7 @@
 #include "platform/Applications.h"
 
-#include "platform/posix/Text.h"
+#include "platform/posix/FileDescriptor.h"
 #include "test_support/ChildProcess.h"
-#include "test_support/ConditionalTest.h"
 #include "test_support/ProgramRun.h"
 #include "test_support/TestBundle.h"
 
@@ -10,7 +9,7 @@
 #include <gmock/gmock.h>
 #include <sched.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -53,16 +52,13 @@ protected:
     ApplicationRoots roots{{first, second}, {folder.path() / "no such folder", applications}, {opt}};
 };
 
-TEST_F(InstalledApplications, AreNoneWhereThereAreNone) {
+TEST_F(InstalledApplications, ComeByDesktopEntriesThenApplicationFoldersThenOptAndItsFolders) {
     EXPECT_THAT(found(), IsEmpty());
     EXPECT_THAT(platform::installedApplications(product, ApplicationRoots()), IsEmpty());
-}
-
-TEST_F(InstalledApplications, ComeByDesktopEntriesThenApplicationFoldersThenOptAndItsFolders) {
     const auto inMaker = bundle(opt / "Maker/A.app");
     const auto inOther = bundle(opt / "Another maker/Z.app");
     const auto inOpt = bundle(opt / "Y.app");
-    const auto inApplications = bundle(applications / "B.app");
+    const auto inApplications = bundle(applications / "\xff.app");
     const auto byLater = bundle(folder.path() / "elsewhere/A.app");
     const auto byName = bundle(folder.path() / "elsewhere/C.app");
     const auto byFirst = bundle(folder.path() / "elsewhere/D.app");
@@ -72,9 +68,12 @@ TEST_F(InstalledApplications, ComeByDesktopEntriesThenApplicationFoldersThenOptA
     EXPECT_THAT(found(), ElementsAre(byName, byFirst, byLater, inApplications, inOpt, inOther, inMaker));
 }
 
-TEST_F(InstalledApplications, AreOnlyThoseWithTheIdentifier) {
+TEST_F(InstalledApplications, AreOnlyThoseWithTheIdentifierInTheFoldersNamed) {
     bundle(applications / "Other.app", "com.example.product.other");
     bundle(applications / "Case.app", "COM.EXAMPLE.PRODUCT");
+    bundle(opt / "Maker/suite/P.app");
+    bundle(applications / "folder/P.app");
+    bundle(opt / "Outer.app/P.app");
     const auto right = bundle(applications / "Right.app");
     EXPECT_THAT(found(), ElementsAre(right));
 }
@@ -90,59 +89,39 @@ TEST_F(InstalledApplications, FoundTwiceCountOnceAtTheirFirstPlace) {
 }
 
 TEST_F(InstalledApplications, AreFoundThroughLinksByTheirRealPath) {
-    const auto real = bundle(folder.path() / "store/P.app");
-    fs::create_symlink(real, applications / "Link.app");
-    EXPECT_THAT(found(), ElementsAre(real));
+    const auto inFolder = bundle(folder.path() / "store/P.app");
+    fs::create_symlink(inFolder, applications / "Link.app");
+    const auto program = bundle(folder.path() / "store/Q.app");
+    fs::create_symlink(program / "Contents/Linux/P", folder.path() / "product");
+    entry(first / "a.desktop", folder.path() / "product");
+    const auto otherName = bundle(folder.path() / "store/product-1.0");
+    fs::create_symlink(otherName, folder.path() / "P.app");
+    entry(first / "b.desktop", folder.path() / "P.app/Contents/Linux/P");
+    EXPECT_THAT(found(), ElementsAre(program, otherName, inFolder));
 }
 
-TEST_F(InstalledApplications, AreFoundThroughAnEntryThatNamesALinkToTheProgram) {
-    const auto real = bundle(folder.path() / "store/P.app");
-    fs::create_symlink(real / "Contents/Linux/P", folder.path() / "product");
-    entry(first / "p.desktop", folder.path() / "product");
-    EXPECT_THAT(found(), ElementsAre(real));
+TEST_F(InstalledApplications, AreFoundThroughAnEntryOfAHelperButNotOfWhatIsGoneOrHidden) {
+    const auto helped = bundle(folder.path() / "store/P.app");
+    writeFile(helped / "Contents/Helpers/starter", "");
+    entry(first / "p.desktop", helped / "Contents/Helpers/starter");
+    const auto other = bundle(folder.path() / "store/Q.app");
+    entry(first / "gone.desktop", other / "Contents/Linux/Gone");
+    entry(first / "q.desktop.bak", other / "Contents/Linux/P");
+    writeFile(first / "hidden.desktop", "[Desktop Entry]\nHidden=true\nExec=" +
+                                            QByteArray((other / "Contents/Linux/P").c_str()) + "\n");
+    EXPECT_THAT(found(), ElementsAre(helped));
 }
 
-TEST_F(InstalledApplications, AreFoundThroughAnEntryWhenTheBundleIsALinkToAFolderOfAnotherName) {
-    const auto real = bundle(folder.path() / "store/product-1.0");
-    fs::create_symlink(real, folder.path() / "P.app");
-    entry(first / "p.desktop", folder.path() / "P.app/Contents/Linux/P");
-    EXPECT_THAT(found(), ElementsAre(real));
-}
-
-TEST_F(InstalledApplications, AreFoundThroughAnEntryThatStartsOneOfTheirHelpers) {
-    const auto real = bundle(folder.path() / "store/P.app");
-    writeFile(real / "Contents/Helpers/starter", "");
-    entry(first / "p.desktop", real / "Contents/Helpers/starter");
-    EXPECT_THAT(found(), ElementsAre(real));
-}
-
-TEST_F(InstalledApplications, AreNotFoundThroughAnEntryWhoseProgramIsGone) {
-    const auto real = bundle(folder.path() / "store/P.app");
-    entry(first / "p.desktop", real / "Contents/Linux/Gone");
-    EXPECT_THAT(found(), IsEmpty());
-}
-
-TEST_F(InstalledApplications, AreNotFoundThroughHiddenEntriesOrFilesOfOtherNames) {
-    const auto program = bundle(folder.path() / "store/P.app") / "Contents/Linux/P";
-    entry(first / "p.desktop.bak", program);
-    writeFile(first / "q.desktop",
-              "[Desktop Entry]\nHidden=true\nExec=" + QByteArray(program.c_str()) + "\n");
-    EXPECT_THAT(found(), IsEmpty());
-}
-
-TEST_F(InstalledApplications, AreFoundWhateverElseStandsAmongTheEntries) {
-    const auto real = bundle(folder.path() / "store/P.app");
+TEST_F(InstalledApplications, AreFoundWhateverElseIsInTheFolders) {
     ASSERT_EQ(::mkfifo((first / "a.desktop").c_str(), 0600), 0);
     fs::create_directories(first / "b.desktop");
     fs::create_symlink("/dev/zero", first / "c.desktop");
     fs::create_symlink("d.desktop", first / "d.desktop");
     writeFile(first / "e.desktop", QByteArray((1 << 20) + 1, 'x'));
     writeFile(first / "f.desktop", QByteArray("[Desktop Entry]\nExec=\"\0\xff\n", 24));
-    entry(first / "z.desktop", real / "Contents/Linux/P");
-    EXPECT_THAT(found(), ElementsAre(real));
-}
+    const auto named = bundle(folder.path() / "store/P.app");
+    entry(first / "z.desktop", named / "Contents/Linux/P");
 
-TEST_F(InstalledApplications, AreFoundWhateverElseStandsInTheFoldersOfBundles) {
     writeFile(applications / "A.app", "a file");
     fs::create_directories(applications / "B.app");
     ASSERT_EQ(::mkfifo((applications / "C.app").c_str(), 0600), 0);
@@ -150,39 +129,25 @@ TEST_F(InstalledApplications, AreFoundWhateverElseStandsInTheFoldersOfBundles) {
     writeFile(applications / "E.app/Contents/Info.plist", "garbage");
     ASSERT_EQ(::mkfifo((opt / "pipe").c_str(), 0600), 0);
     const auto right = bundle(applications / "Z.app");
-    EXPECT_THAT(found(), ElementsAre(right));
-}
-
-TEST_F(InstalledApplications, MayHaveNamesThatAreNotUtf8) {
-    const auto right = bundle(applications / "\xff.app");
-    EXPECT_THAT(found(), ElementsAre(right));
-}
-
-TEST_F(InstalledApplications, DeeperThanTheFoldersOfOptAreNotLookedFor) {
-    bundle(opt / "Maker/suite/P.app");
-    bundle(applications / "folder/P.app");
-    bundle(opt / "Outer.app/P.app");
-    EXPECT_THAT(found(), IsEmpty());
+    EXPECT_THAT(found(), ElementsAre(named, right));
 }
 
 class RunningApplications : public testing::Test {
 protected:
-    struct Found {
-        QString identifier;
-        std::int64_t process;
-        fs::path bundle;
-        friend bool operator==(const Found &, const Found &) = default;
-    };
+    using Found = std::tuple<QString, std::int64_t, fs::path>;
 
     static std::vector<Found> found() {
         std::vector<Found> result;
         for (const RunningApplication &application : platform::runningApplications())
-            result.push_back(
-                {application.bundleIdentifier, application.processIdentifier, application.bundlePath});
+            result.emplace_back(application.bundleIdentifier, application.processIdentifier,
+                                application.bundlePath);
         return result;
     }
+    Found own(const std::unique_ptr<ProgramRun> &run) const {
+        return {QStringLiteral("a.b"), run->processId(), bundle};
+    }
 
-    // A program that waits, already under its own name.
+    // Starts a program that waits, and waits until it is running.
     static std::unique_ptr<ProgramRun> start(const fs::path &program,
                                              std::optional<uid_t> user = std::nullopt) {
         auto run = std::make_unique<ProgramRun>(test_support::ProgramOptions{
@@ -195,7 +160,7 @@ protected:
         return run;
     }
 
-    // Lets the kernel's next process have this number.
+    // The kernel gives its next process this number.
     static void setNextProcess(int identifier) {
         writeFile("/proc/sys/kernel/ns_last_pid", QByteArray::number(identifier - 1));
     }
@@ -204,25 +169,23 @@ protected:
     fs::path bundle = folder.path() / "P.app";
 };
 
-TEST_F(RunningApplications, AreNoneWhileNoneRuns) {
-    makeBundle(bundle, "a.b");
+TEST_F(RunningApplications, AreThereUntilTheirProcessEnds) {
+    const auto program = makeBundle(bundle, "a.b");
     EXPECT_THAT(found(), IsEmpty());
-}
-
-TEST_F(RunningApplications, HaveIdentifierProcessAndBundle) {
-    const auto run = start(makeBundle(bundle, "a.b"));
-    EXPECT_THAT(found(), ElementsAre(Found{QStringLiteral("a.b"), run->processId(), bundle}));
-}
-
-TEST_F(RunningApplications, AreGoneWithTheirProcess) {
-    const auto run = start(makeBundle(bundle, "a.b"));
-    run->send(SIGKILL);
-    run->waitForEnd();
+    const auto first = start(program);
+    const auto second = start(program);
+    EXPECT_THAT(found(), ElementsAre(own(first), own(second)));
+    first->send(SIGKILL);
+    second->send(SIGKILL);
+    first->waitForEnd();
+    // Not waited for, the second is left as a zombie.
+    const fs::path status = "/proc/" + std::to_string(second->processId()) + "/stat";
+    ASSERT_TRUE(test_support::waitUntil([&] { return test_support::readFile(status).contains(") Z "); }));
     EXPECT_THAT(found(), IsEmpty());
 }
 
 TEST_F(RunningApplications, ComeOldestFirstWhateverTheirNumbersAndNames) {
-    const auto older = makeBundle(bundle, "older");
+    const auto older = makeBundle(bundle, "a.b");
     const auto younger = makeBundle(folder.path() / "Q.app", "younger", "a) S 1 1 (b");
     setNextProcess(20000);
     const auto first = start(older);
@@ -231,17 +194,8 @@ TEST_F(RunningApplications, ComeOldestFirstWhateverTheirNumbersAndNames) {
     setNextProcess(10000);
     const auto second = start(younger);
     ASSERT_LT(second->processId(), first->processId());
-    EXPECT_THAT(found(),
-                ElementsAre(Found{QStringLiteral("older"), first->processId(), bundle},
-                            Found{QStringLiteral("younger"), second->processId(), folder.path() / "Q.app"}));
-}
-
-TEST_F(RunningApplications, CountEveryProcessOfOneBundle) {
-    const auto program = makeBundle(bundle, "a.b");
-    const auto first = start(program);
-    const auto second = start(program);
-    EXPECT_THAT(found(), ElementsAre(Found{QStringLiteral("a.b"), first->processId(), bundle},
-                                     Found{QStringLiteral("a.b"), second->processId(), bundle}));
+    EXPECT_THAT(found(), ElementsAre(own(first), Found(QStringLiteral("younger"), second->processId(),
+                                                       folder.path() / "Q.app")));
 }
 
 TEST_F(RunningApplications, AreNoHelpersOfABundle) {
@@ -260,47 +214,33 @@ TEST_F(RunningApplications, AreThoseOfABundleWithinABundle) {
     makeBundle(bundle, "outer");
     const auto inner = bundle / "Contents/Helpers/Q.app";
     const auto run = start(makeBundle(inner, "inner"));
-    EXPECT_THAT(found(), ElementsAre(Found{QStringLiteral("inner"), run->processId(), inner}));
+    EXPECT_THAT(found(), ElementsAre(Found(QStringLiteral("inner"), run->processId(), inner)));
 }
 
 TEST_F(RunningApplications, StartedThroughALinkHaveTheRealBundle) {
-    const auto program = makeBundle(bundle, "a.b");
+    makeBundle(bundle, "a.b");
     fs::create_symlink(bundle, folder.path() / "Link.app");
-    const ProgramRun run({.program = folder.path() / "Link.app/Contents/Linux/Program",
-                          .arguments = {"1000"},
-                          .name = "sleep"});
-    EXPECT_TRUE(test_support::waitUntil([&] {
-        return found() == std::vector<Found>{{QStringLiteral("a.b"), run.processId(), bundle}};
-    }));
+    const auto run = std::make_unique<ProgramRun>(
+        test_support::ProgramOptions{.program = folder.path() / "Link.app/Contents/Linux/Program",
+                                     .arguments = {"1000"},
+                                     .name = "sleep"});
+    EXPECT_TRUE(test_support::waitUntil([&] { return found() == std::vector<Found>{own(run)}; }));
 }
 
-TEST_F(RunningApplications, CountWhenTheirExecutableWasDeletedOrReplaced) {
+TEST_F(RunningApplications, CountWhenTheirExecutableWasDeletedOrReplacedUntilTheirBundleIsGone) {
     const auto program = makeBundle(bundle, "a.b");
     const auto run = start(program);
-    const auto expected = ElementsAre(Found{QStringLiteral("a.b"), run->processId(), bundle});
     fs::remove(program);
-    EXPECT_THAT(found(), expected);
+    EXPECT_THAT(found(), ElementsAre(own(run)));
     fs::copy_file("/bin/sh", program);
-    EXPECT_THAT(found(), expected);
-}
-
-TEST_F(RunningApplications, CountWhenTheirExecutableOnlySoundsDeleted) {
-    const auto run = start(makeBundle(bundle, "a.b", "Program (deleted)"));
-    EXPECT_THAT(found(), ElementsAre(Found{QStringLiteral("a.b"), run->processId(), bundle}));
-}
-
-TEST_F(RunningApplications, AreNoneOnceTheirBundleIsGone) {
-    const auto run = start(makeBundle(bundle, "a.b"));
+    EXPECT_THAT(found(), ElementsAre(own(run)));
     fs::remove_all(bundle);
     EXPECT_THAT(found(), IsEmpty());
 }
 
-TEST_F(RunningApplications, AreNoneAsAZombie) {
-    const auto run = start(makeBundle(bundle, "a.b"));
-    run->send(SIGKILL);
-    const fs::path status = "/proc/" + std::to_string(run->processId()) + "/stat";
-    ASSERT_TRUE(test_support::waitUntil([&] { return test_support::readFile(status).contains(") Z "); }));
-    EXPECT_THAT(found(), IsEmpty());
+TEST_F(RunningApplications, CountWhenTheirExecutableOnlySoundsDeleted) {
+    const auto run = start(makeBundle(bundle, "a.b", "Program (deleted)"));
+    EXPECT_THAT(found(), ElementsAre(own(run)));
 }
 
 TEST_F(RunningApplications, WithoutAnIdentifierHaveAnEmptyOne) {
@@ -308,98 +248,63 @@ TEST_F(RunningApplications, WithoutAnIdentifierHaveAnEmptyOne) {
     writeFile(bundle / "Contents/Info.plist",
               "<plist><dict><key>CFBundleExecutable</key><string>Program</string></dict></plist>");
     const auto run = start(program);
-    EXPECT_THAT(found(), ElementsAre(Found{QString(), run->processId(), bundle}));
+    EXPECT_THAT(found(), ElementsAre(Found(QString(), run->processId(), bundle)));
 }
 
-class OthersApplications : public RunningApplications {
-public:
-    static constexpr uid_t nobody = 65534;
+TEST_F(RunningApplications, AreNoneOfAnotherUsers) {
+    constexpr uid_t nobody = 65534;
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can start a program as another user";
+    const auto program = makeBundle(bundle, "a.b");
+    fs::permissions(folder.path(), fs::perms::all);
+    for (const auto &entry : fs::recursive_directory_iterator(folder.path()))
+        fs::permissions(entry.path(), fs::perms::all);
+    const auto others = start(program, nobody);
+    // This user's own process shows that the other one could have been found.
+    const auto run = start(program);
+    EXPECT_THAT(found(), ElementsAre(own(run)));
+}
 
-    void openToAll() {
-        using fs::perms;
-        fs::permissions(folder.path(), perms::all);
-        for (const auto &entry : fs::recursive_directory_iterator(folder.path()))
-            fs::permissions(entry.path(), perms::all);
-    }
-    void TestBody() override {}
+class SingleInstance : public testing::Test {
+protected:
+    const QString identifier = QStringLiteral("com.brennic.test.%1").arg(::getpid());
 };
 
-// The owner's own process is there to show that the other one could have been found.
-void areNoneOfThisUsers() {
-    class Test : public OthersApplications {
-    public:
-        void run() {
-            const auto program = makeBundle(bundle, "a.b");
-            openToAll();
-            const auto others = start(program, nobody);
-            const auto own = start(program);
-            EXPECT_THAT(found(), ElementsAre(Found{QStringLiteral("a.b"), own->processId(), bundle}));
-        }
-    };
-    Test().run();
-}
-
-const bool othersTested = test_support::registerTestIf(::geteuid() == 0, "OthersApplications",
-                                                       "AreNoneOfThisUsers", areNoneOfThisUsers);
-
-QString identifierOfThisTest(const QString &name) {
-    return QStringLiteral("com.brennic.test.%1.%2").arg(name).arg(::getpid());
-}
-
-TEST(SingleInstance, IsClaimedOnce) {
-    const QString identifier = identifierOfThisTest(QStringLiteral("once"));
+TEST_F(SingleInstance, IsClaimedOnceAndUnderAnyNameThatIsNotTooLong) {
     EXPECT_TRUE(claimSingleInstance(identifier));
     EXPECT_FALSE(claimSingleInstance(identifier));
     EXPECT_TRUE(claimSingleInstance(identifier + QStringLiteral(".other")));
+    EXPECT_FALSE(claimSingleInstance(QString(200, u'a')));
 }
 
-TEST(SingleInstance, IsFreeAgainWhenItsProcessWasKilled) {
-    const QString identifier = identifierOfThisTest(QStringLiteral("killed"));
-    int ready[2] = {};
-    ASSERT_EQ(::pipe(ready), 0);
-    const pid_t holder = ::fork();
-    if (holder == 0) {
-        const char claimed = claimSingleInstance(identifier) ? 1 : 0;
-        (void)!::write(ready[1], &claimed, 1);
-        for (;;)
-            ::pause();
-    }
+TEST_F(SingleInstance, IsFreeAgainWhenItsProcessWasKilled) {
+    const platform::Pipe ready = platform::Pipe::open();
+    const pid_t holder = test_support::startInChild([&] {
+        const char claimed = claimSingleInstance(identifier) ? 'y' : 'n';
+        (void)!::write(ready.writeEnd.get(), &claimed, 1);
+        return ::pause();
+    });
     char claimed = 0;
-    ASSERT_EQ(::read(ready[0], &claimed, 1), 1);
-    EXPECT_EQ(claimed, 1);
+    EXPECT_TRUE(test_support::waitUntil([&] { return ::read(ready.readEnd.get(), &claimed, 1) == 1; }));
+    EXPECT_EQ(claimed, 'y');
     EXPECT_FALSE(claimSingleInstance(identifier));
     ::kill(holder, SIGKILL);
-    ASSERT_EQ(::waitpid(holder, nullptr, 0), holder);
+    EXPECT_EQ(test_support::statusOf(holder), 128 + SIGKILL);
     EXPECT_TRUE(claimSingleInstance(identifier));
-    ::close(ready[0]);
-    ::close(ready[1]);
 }
 
-TEST(SingleInstance, IsClaimedInEveryContainer) {
+TEST_F(SingleInstance, IsClaimedInEveryContainer) {
     constexpr int notAllowed = 2;
-    const QString identifier = identifierOfThisTest(QStringLiteral("container"));
     EXPECT_TRUE(claimSingleInstance(identifier));
-    const pid_t maker = ::fork();
-    if (maker == 0) {
+    const int status = test_support::statusInChild([&] {
         if (::unshare(CLONE_NEWPID) != 0)
-            ::_exit(notAllowed);
-        const pid_t inside = ::fork();
-        if (inside == 0)
-            ::_exit(claimSingleInstance(identifier) && !claimSingleInstance(identifier) ? 0 : 1);
-        int status = 0;
-        ::waitpid(inside, &status, 0);
-        ::_exit(WEXITSTATUS(status));
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(maker, &status, 0), maker);
-    ASSERT_TRUE(WIFEXITED(status)) << status;
-    if (WEXITSTATUS(status) == notAllowed)
+            return notAllowed;
+        return test_support::statusInChild(
+            [&] { return claimSingleInstance(identifier) && !claimSingleInstance(identifier) ? 0 : 1; });
+    });
+    if (status == notAllowed)
         GTEST_SKIP() << "this machine makes no containers for this user";
-    EXPECT_EQ(WEXITSTATUS(status), 0);
-}
-
-TEST(SingleInstance, IsNobodysUnderATooLongName) {
-    EXPECT_FALSE(claimSingleInstance(QString(200, u'a')));
+    EXPECT_EQ(status, 0);
 }
 
 } // namespace
