@@ -1,6 +1,5 @@
 #include "platform/Bundle.h"
 
-#include "platform/posix/Text.h"
 #include "test_support/TestBundle.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +13,7 @@ using platform::Bundle;
 using test_support::infoPlist;
 using test_support::writeFile;
 
-class BundleAt : public testing::Test {
+class BundleTest : public testing::Test {
 protected:
     void writeInfo(const QByteArray &content) { writeFile(path / "Contents/Info.plist", content); }
 
@@ -22,7 +21,7 @@ protected:
     fs::path path = folder.path() / "X.app";
 };
 
-TEST_F(BundleAt, GivesWhatItsInfoSays) {
+TEST_F(BundleTest, GivesTheValuesOfItsInfoThatHaveTheRightType) {
     writeInfo("<plist version=\"1.0\"><dict><key>CFBundleIdentifier</key><string>a.b</string>"
               "<key>CFBundleShortVersionString</key><string>10.003.20112</string>"
               "<key>CFBundleExecutable</key><string>X</string><key>Flag</key><true/></dict></plist>");
@@ -33,84 +32,63 @@ TEST_F(BundleAt, GivesWhatItsInfoSays) {
     EXPECT_EQ(bundle->shortVersion(), QStringLiteral("10.003.20112"));
     EXPECT_EQ(bundle->executable(), path / "Contents/Linux/X");
     EXPECT_EQ(bundle->flag("Flag"), true);
-}
 
-TEST_F(BundleAt, HasNoValueWhereAnotherTypeStands) {
     writeInfo("<plist version=\"1.0\"><dict><key>CFBundleIdentifier</key><true/>"
               "<key>CFBundleShortVersionString</key><integer>3</integer>"
               "<key>Flag</key><string>true</string></dict></plist>");
-    const auto bundle = Bundle::at(path);
-    ASSERT_TRUE(bundle);
-    EXPECT_EQ(bundle->identifier(), std::nullopt);
-    EXPECT_EQ(bundle->shortVersion(), std::nullopt);
-    EXPECT_EQ(bundle->flag("Flag"), std::nullopt);
-    EXPECT_EQ(bundle->executable(), std::nullopt);
+    const auto other = Bundle::at(path);
+    ASSERT_TRUE(other);
+    EXPECT_EQ(other->identifier(), std::nullopt);
+    EXPECT_EQ(other->shortVersion(), std::nullopt);
+    EXPECT_EQ(other->flag("Flag"), std::nullopt);
+    EXPECT_EQ(other->executable(), std::nullopt);
 }
 
-TEST_F(BundleAt, HasNoExecutableWhenTheNameIsEmptyOrLeadsElsewhere) {
+TEST_F(BundleTest, HasNoExecutableWhenTheNameIsEmptyOrLeadsElsewhere) {
     for (const char *name : {"", "/bin/sh", "../../../bin/sh"}) {
         writeInfo(infoPlist("a.b", name));
         EXPECT_EQ(Bundle::at(path)->executable(), std::nullopt) << name;
     }
 }
 
-TEST_F(BundleAt, IsNoneWithoutAReadableDictionary) {
+TEST_F(BundleTest, IsNoneWithoutAReadableDictionaryAndDoesNotWaitForOne) {
     EXPECT_FALSE(Bundle::at(path));
-    for (const QByteArray &content : {QByteArray(), QByteArray("garbage"), QByteArray(4096, '\0'),
-                                      QByteArray("<plist><array/></plist>"), infoPlist("a", "b").first(80)}) {
+    QByteArray large = infoPlist("a.b", "X");
+    large.insert(large.indexOf("<dict>"),
+                 "<!--" + QByteArray(qsizetype{platform::PropertyList::limitBytes}, 'x') + "-->");
+    for (const QByteArray &content :
+         {QByteArray(), QByteArray("garbage"), QByteArray(4096, '\0'), QByteArray("<plist><array/></plist>"),
+          infoPlist("a", "b").first(80), large}) {
         writeInfo(content);
-        EXPECT_FALSE(Bundle::at(path)) << content.constData();
+        EXPECT_FALSE(Bundle::at(path)) << content.first(std::min<qsizetype>(content.size(), 80)).constData();
     }
-}
-
-TEST_F(BundleAt, IsNoneWhenTheInfoIsLargerThanAnyThatMeansWell) {
-    QByteArray content = infoPlist("a.b", "X");
-    content.insert(content.indexOf("<dict>"),
-                   "<!--" + QByteArray(qsizetype{platform::PropertyList::limitBytes}, 'x') + "-->");
-    writeInfo(content);
-    EXPECT_FALSE(Bundle::at(path));
-}
-
-TEST_F(BundleAt, IsNoneAndDoesNotWaitWhenTheInfoIsAPipe) {
-    fs::create_directories(path / "Contents");
+    fs::remove(path / "Contents/Info.plist");
     ASSERT_EQ(::mkfifo((path / "Contents/Info.plist").c_str(), 0600), 0);
     EXPECT_FALSE(Bundle::at(path));
 }
 
-TEST_F(BundleAt, IsFoundAroundWhatItHolds) {
-    writeInfo(infoPlist("a.b", "X"));
-    const auto bundle = Bundle::around(path / "Contents/Helpers/deep/er/tool");
-    ASSERT_TRUE(bundle);
-    EXPECT_EQ(bundle->path(), path);
-}
-
-TEST_F(BundleAt, IsTheNearestOneAroundAPath) {
+TEST_F(BundleTest, IsTheNearestOneAroundAPath) {
     writeInfo(infoPlist("outer", "X"));
     const auto inner = path / "Contents/Helpers/Y.app";
     writeFile(inner / "Contents/Info.plist", infoPlist("inner", "Y"));
-    EXPECT_EQ(Bundle::around(inner / "Contents/Linux/Y")->identifier(), QStringLiteral("inner"));
+    writeFile(folder.path() / "Z.application/Contents/Info.plist", infoPlist("a.b", "Z"));
+    // Only the name of a bundle is not enough, and neither is only its content.
+    const std::pair<fs::path, const char *> cases[] = {{path / "Contents/Helpers/deep/er/tool", "outer"},
+                                                       {inner / "Contents/Linux/Y", "inner"},
+                                                       {path / "Contents/Empty.app/x", "outer"},
+                                                       {folder.path() / "Z.application/Contents/Linux/Z", ""},
+                                                       {path, ""},
+                                                       {folder.path() / "tool", ""},
+                                                       {"tool", ""},
+                                                       {"", ""}};
+    for (const auto &[place, identifier] : cases) {
+        const auto bundle = Bundle::around(place);
+        EXPECT_EQ(bundle ? bundle->identifier() : QString(), QString::fromLatin1(identifier)) << place;
+    }
+    EXPECT_EQ(Bundle::around(path / "Contents/Helpers/tool")->path(), path);
 }
 
-TEST_F(BundleAt, LooksBeyondAFolderThatOnlyHasTheNameOfOne) {
-    writeInfo(infoPlist("outer", "X"));
-    EXPECT_EQ(Bundle::around(path / "Contents/Empty.app/x")->identifier(), QStringLiteral("outer"));
-}
-
-TEST_F(BundleAt, IsNotAroundItselfNorAroundWhatStandsBesideIt) {
-    writeInfo(infoPlist("a.b", "X"));
-    EXPECT_FALSE(Bundle::around(path));
-    EXPECT_FALSE(Bundle::around(folder.path() / "tool"));
-    EXPECT_FALSE(Bundle::around("tool"));
-    EXPECT_FALSE(Bundle::around(fs::path()));
-}
-
-TEST_F(BundleAt, NeedsTheNameOfABundleToBeFoundAroundAPath) {
-    const auto other = folder.path() / "X.application";
-    writeFile(other / "Contents/Info.plist", infoPlist("a.b", "X"));
-    EXPECT_FALSE(Bundle::around(other / "Contents/Linux/X"));
-}
-
-TEST(BundleMain, IsTheOneAroundTheRunningProgram) {
+TEST_F(BundleTest, OfThisProgramIsTheOneAroundItsExecutable) {
     const auto &bundle = Bundle::main();
     ASSERT_TRUE(bundle);
     EXPECT_EQ(bundle->path(), fs::read_symlink("/proc/self/exe").parent_path().parent_path().parent_path());

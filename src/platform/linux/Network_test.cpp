@@ -2,6 +2,7 @@
 
 #include "platform/posix/FileDescriptor.h"
 #include "test_support/ConditionalTest.h"
+#include "test_support/ProgramRun.h"
 
 #include <arpa/inet.h>
 #include <array>
@@ -17,21 +18,21 @@
 #include <string>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <thread>
 #include <unistd.h>
 
 namespace {
 
+using platform::FileDescriptor;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Optional;
 
-// A network namespace of the test's own, with nothing but a loopback that is down.
-class Machine : public testing::Test {
+// A network namespace with nothing but a loopback interface that is down.
+class NetworkTest : public testing::Test {
 protected:
     void SetUp() override {
         ASSERT_EQ(::unshare(CLONE_NEWNET), 0);
-        control = platform::FileDescriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        control = FileDescriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     }
 
     struct ifreq request(const char *interface) {
@@ -40,7 +41,7 @@ protected:
         return result;
     }
 
-    // A bridge without ports is the one interface that every Linux makes.
+    // A bridge without ports is the one kind of interface that every Linux can make.
     void makeInterface(const char *name, const std::array<unsigned char, 6> &address) {
         ASSERT_EQ(::ioctl(control.get(), SIOCBRADDBR, name), 0);
         struct ifreq setting = request(name);
@@ -49,9 +50,9 @@ protected:
         ASSERT_EQ(::ioctl(control.get(), SIOCSIFHWADDR, &setting), 0);
     }
 
-    void setUp(const char *name) {
+    void setFlags(const char *name, short flags) {
         struct ifreq setting = request(name);
-        setting.ifr_flags = IFF_UP;
+        setting.ifr_flags = flags;
         ASSERT_EQ(::ioctl(control.get(), SIOCSIFFLAGS, &setting), 0);
     }
 
@@ -64,43 +65,34 @@ protected:
         ASSERT_EQ(::ioctl(control.get(), SIOCSIFADDR, &setting), 0);
     }
 
-    platform::FileDescriptor control;
+    FileDescriptor control;
 };
 
-TEST_F(Machine, GivesHardwareAddressesInTheKernelsOrderWhateverTheInterfacesAreCalled) {
+TEST_F(NetworkTest, HasTheHardwareAddressesInTheKernelsOrderEachOnce) {
+    setFlags("lo", IFF_UP);
+    EXPECT_THAT(platform::hardwareAddresses(), Optional(IsEmpty()));
     makeInterface("zeta", {0xa4, 0x83, 0xe7, 0x0b, 0x12, 0x9c});
     makeInterface("alpha", {0x02, 0x00, 0x00, 0xAB, 0xCD, 0xEF});
+    setAddress("zeta", "192.0.2.1");
+    setFlags("zeta", IFF_UP);
     EXPECT_THAT(platform::hardwareAddresses(), Optional(ElementsAre(QStringLiteral("a4:83:e7:0b:12:9c"),
                                                                     QStringLiteral("02:00:00:ab:cd:ef"))));
 }
 
-TEST_F(Machine, GivesEachInterfaceOnceHoweverManyNetworkAddressesItHas) {
-    makeInterface("one", {2, 0, 0, 0, 0, 1});
-    setAddress("one", "192.0.2.1");
-    setUp("one");
-    EXPECT_THAT(platform::hardwareAddresses(), Optional(ElementsAre(QStringLiteral("02:00:00:00:00:01"))));
-}
-
-TEST_F(Machine, HasAnEmptyListWithNothingButLoopback) {
-    setUp("lo");
-    EXPECT_THAT(platform::hardwareAddresses(), Optional(IsEmpty()));
-}
-
-TEST_F(Machine, HasANetworkOnceAnInterfaceIsUpAndHasAnAddress) {
-    setUp("lo");
+TEST_F(NetworkTest, IsThereOnceAnInterfaceIsUpAndHasAnAddress) {
+    setFlags("lo", IFF_UP);
     makeInterface("one", {2, 0, 0, 0, 0, 1});
     EXPECT_FALSE(platform::hasNetwork());
     setAddress("one", "192.0.2.1");
-    struct ifreq down = request("one");
-    ASSERT_EQ(::ioctl(control.get(), SIOCSIFFLAGS, &down), 0);
+    setFlags("one", 0);
     EXPECT_FALSE(platform::hasNetwork());
-    setUp("one");
+    setFlags("one", IFF_UP);
     EXPECT_TRUE(platform::hasNetwork());
 }
 
 void hasNoHardwareAddress() {
     ASSERT_EQ(::unshare(CLONE_NEWNET), 0);
-    const platform::FileDescriptor tunnel(::open("/dev/net/tun", O_RDWR | O_CLOEXEC));
+    const FileDescriptor tunnel(::open("/dev/net/tun", O_RDWR | O_CLOEXEC));
     struct ifreq setting {};
     std::strcpy(setting.ifr_name, "tunnel");
     setting.ifr_flags = IFF_TUN;
@@ -110,49 +102,34 @@ void hasNoHardwareAddress() {
 const bool tunnelTested = test_support::registerTestIf(::access("/dev/net/tun", R_OK | W_OK) == 0, "Tunnel",
                                                        "HasNoHardwareAddress", hasNoHardwareAddress);
 
-// Two ends of a connection over the loopback interface.
-class ConnectionTest : public testing::Test {
-protected:
-    ConnectionTest() {
-        const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        struct sockaddr_in address {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        auto *generic = reinterpret_cast<struct sockaddr *>(&address);
-        if (::bind(listener, generic, size) != 0 || ::listen(listener, 1) != 0 ||
-            ::getsockname(listener, generic, &size) != 0 || ::connect(sender, generic, size) != 0)
-            std::abort();
-        receiver = ::accept(listener, nullptr, nullptr);
-        ::close(listener);
-    }
-    ~ConnectionTest() override {
-        ::close(sender);
-        ::close(receiver);
-    }
+TEST(UnsentBytes, AreWhatTheOtherSideHasNotYetTaken) {
+    const FileDescriptor listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const FileDescriptor sender(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    struct sockaddr_in address {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto *generic = reinterpret_cast<struct sockaddr *>(&address);
+    ASSERT_TRUE(::bind(listener.get(), generic, size) == 0 && ::listen(listener.get(), 1) == 0 &&
+                ::getsockname(listener.get(), generic, &size) == 0 &&
+                ::connect(sender.get(), generic, size) == 0);
+    const FileDescriptor receiver(::accept(listener.get(), nullptr, nullptr));
 
-    int sender = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    int receiver = -1;
-};
-
-TEST_F(ConnectionTest, WhatTheOtherSideDoesNotTakeIsUnsentAndShrinksAsItReads) {
     const std::string block(1 << 16, 'x');
-    while (::send(sender, block.data(), block.size(), MSG_DONTWAIT) > 0) {
+    while (::send(sender.get(), block.data(), block.size(), MSG_DONTWAIT) > 0) {
     }
-    const std::size_t unsent = platform::unsentBytes(sender);
+    const std::size_t unsent = platform::unsentBytes(sender.get());
     EXPECT_GT(unsent, 0U);
     std::string buffer(1 << 20, ' ');
-    for (int i = 0; i < 100 && platform::unsentBytes(sender) >= unsent; ++i) {
-        ::recv(receiver, buffer.data(), buffer.size(), MSG_DONTWAIT);
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    EXPECT_LT(platform::unsentBytes(sender), unsent);
+    EXPECT_TRUE(test_support::waitUntil([&] {
+        ::recv(receiver.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
+        return platform::unsentBytes(sender.get()) < unsent;
+    }));
 }
 
-TEST(Sockets, NothingIsUnsentOnWhatIsNoConnection) {
-    const int file = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-    EXPECT_EQ(platform::unsentBytes(file), 0U);
-    ::close(file);
+TEST(UnsentBytes, AreNoneOnWhatIsNoConnection) {
+    const FileDescriptor file(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+    EXPECT_EQ(platform::unsentBytes(file.get()), 0U);
     EXPECT_EQ(platform::unsentBytes(-1), 0U);
 }
 
