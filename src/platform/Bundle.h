@@ -1,6 +1,6 @@
 // An application bundle: the folder `X.app` with `Contents/Info.plist`, and what that file says.
 //
-// A value; any thread may use it. The main bundle is looked up once, on first use.
+// A value: it does not change when the file does. Any thread may use it.
 #pragma once
 
 #include "platform/posix/PropertyList.h"
@@ -13,8 +13,8 @@ namespace platform {
 
 class Bundle {
 public:
-    /// The bundle around the running executable, found from the executable's real path; none when the
-    /// program does not stand in one.
+    /// The bundle around the running executable, found from the executable's real path on the first call;
+    /// none when the program is not in one.
     static const std::optional<Bundle> &main();
 
     /// The bundle at `path`; none when there is no readable dictionary in its `Contents/Info.plist`.
@@ -25,15 +25,15 @@ public:
 
     const std::filesystem::path &path() const { return m_path; }
 
-    /// The value of an Info.plist key when it is a text, a Boolean.
+    /// The value of an Info.plist key when it is a text, or a Boolean.
     std::optional<QString> text(const char *key) const;
     std::optional<bool> flag(const char *key) const;
 
     std::optional<QString> identifier() const { return text("CFBundleIdentifier"); }
     std::optional<QString> shortVersion() const { return text("CFBundleShortVersionString"); }
 
-    /// Where this system keeps the bundle's main executable; none when the bundle names none
-    /// or, with a slash, one elsewhere.
+    /// Where this system keeps the bundle's main executable; none when the bundle names none, or one with a
+    /// slash, which could be elsewhere.
     std::optional<std::filesystem::path> executable() const;
 
 private:

@@ -1,7 +1,7 @@
-// Running one of this program's own commands through the platform's script runner, which can ask the user for
-// an administrator's rights.
+// Runs one of this program's own commands through the system's script runner, which can ask the user for an
+// administrator's rights.
 //
-// Blocks, also while the user is asked; any thread. What runs ends with `stopPrograms` (Program.h).
+// Any thread; running a script blocks it, also while the user is asked. `stopPrograms` (Program.h) ends it.
 #pragma once
 
 #include "platform/posix/Text.h"
@@ -17,9 +17,9 @@ namespace platform {
 struct Script {
     enum class Rights { user, administrator };
 
-    /// The command as a script, for a system that has a language for it; others take what follows.
+    /// The command as a script, for a system that has a script language; others use the fields that follow.
     QString text;
-    /// Absolute.
+    /// Its absolute path.
     std::filesystem::path command;
     std::vector<std::string> arguments;
     /// As `Program::standardOutput`.

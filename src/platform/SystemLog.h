@@ -1,4 +1,4 @@
-// The operating system's log.
+// The operating system's log. Any thread.
 #pragma once
 
 #include <QString>
@@ -6,14 +6,14 @@
 
 namespace platform {
 
-/// The severities that the program uses, by the system log's names.
+/// The severities that the program uses, under the names that the system log has for them.
 enum class OSLogType { debug, info, error };
 
 class SystemLog {
 public:
-    /// Hands one line to the system log under this subsystem and category. Returns at once, from any thread:
-    /// a writer thread does the waiting, so a system log that has stopped reading stops nobody here. Lines
-    /// beyond `queueLimit` that wait for it are dropped; the program's own file has them all.
+    /// Hands one line to the system log under this subsystem and category. Returns at once: a writer thread
+    /// does the waiting, so that a system log that has stopped reading holds up nobody here. When
+    /// `queueLimit` lines are waiting, further ones are dropped; the program's own file has them all.
     static void send(const QString &subsystem, const QString &category, OSLogType type, const QString &text);
 
     /// Waits until the lines sent so far are written, or `limit` has passed. True when they are.

@@ -1,5 +1,6 @@
 #include "platform/Bundle.h"
 
+#include "platform/posix/Process.h"
 #include "platform/posix/Text.h"
 
 namespace platform {
@@ -11,11 +12,7 @@ Bundle::Bundle(fs::path path, PropertyList info)
     , m_info(std::move(info)) {}
 
 const std::optional<Bundle> &Bundle::main() {
-    static const std::optional<Bundle> bundle = [] {
-        std::error_code error;
-        const fs::path executable = fs::read_symlink("/proc/self/exe", error);
-        return error ? std::nullopt : around(executable);
-    }();
+    static const std::optional<Bundle> bundle = around(executablePath({}));
     return bundle;
 }
 

@@ -17,7 +17,7 @@ constexpr int userCanceled = -128;
 constexpr int commandNotFound = 127;
 constexpr int commandNotRunnable = 126;
 
-// As the elevator begins what it says of itself; behind it comes the reason.
+// How the elevator's own messages begin; the reason follows.
 const QString elevatorFailure = QStringLiteral("Error executing command as another user: ");
 
 ScriptError notFound(const std::filesystem::path &path) {
@@ -34,7 +34,7 @@ ScriptError notStarted(const ProgramOutcome &outcome, const Program &program) {
             displayText(program.path) + QStringLiteral(": ") + description(outcome.startError)};
 }
 
-// The first lines that say something, short enough for a line of the log.
+// The first lines that are not empty, short enough for a line of the log.
 QString beginning(const QByteArray &errorOutput) {
     constexpr qsizetype lineLimit = 3;
     constexpr qsizetype characterLimit = 400;
@@ -47,7 +47,7 @@ QString beginning(const QByteArray &errorOutput) {
     return lines.join(u'\n').left(characterLimit);
 }
 
-// What the elevator says when it did not come to run the command; none when it did.
+// Why the elevator did not run the command; none when it did.
 std::optional<ScriptError> elevatorError(int status, const QString &said) {
     if (status == commandNotRunnable && said.contains(QStringLiteral("Request dismissed")))
         return ScriptError{userCanceled, QStringLiteral("User canceled.")};
@@ -95,7 +95,7 @@ std::optional<ScriptError> runScript(const Script &script) {
                     .variables = {},
                     .standardOutput = script.standardOutput};
     if (isElevated) {
-        // Nobody is asked for rights that would be of no use.
+        // Do not ask the user for rights that would be of no use.
         if (::access(script.command.c_str(), F_OK) != 0)
             return notFound(script.command);
         program.path = elevator;

@@ -1,4 +1,4 @@
-// Where in the source a line was sent from says nothing to who reads the journal.
+// The place in the source that sent a line is of no use to a reader of the journal.
 #define SD_JOURNAL_SUPPRESS_LOCATION
 
 #include "platform/SystemLog.h"
@@ -76,7 +76,7 @@ public:
     }
 
 private:
-    // A machine that has no thread left has no system log either.
+    // When the system has no thread to give, lines are dropped once the queue is full.
     Writer() {
         try {
             std::thread(&Writer::run, this).detach();
@@ -90,7 +90,7 @@ private:
             m_idle = true;
             m_changed.notify_all();
             m_changed.wait(lock, [this] { return !m_lines.empty(); });
-            // Lines come in bursts. Woken for each of them, this thread would take more time than they do.
+            // Lines come in bursts. Waking for each line would cost more time than writing it.
             m_changed.wait_for(lock, std::chrono::milliseconds(20), [this] { return m_flushes > 0; });
             m_idle = false;
             std::deque<Line> lines;

@@ -12,7 +12,7 @@ namespace platform {
 void prepareProcess();
 
 /// This process's executable path: the first argument, or the real path of the executable when the first
-/// argument is not absolute. Any thread.
+/// argument is missing or not absolute. Any thread.
 std::filesystem::path executablePath(const QStringList &arguments);
 
 /// Names the calling thread, as the system's tools show it. At most 15 characters.
