@@ -267,7 +267,10 @@ TEST_F(RunningApplications, AreNoneOfAnotherUsers) {
 
 class SingleInstance : public testing::Test {
 protected:
-    const QString identifier = QStringLiteral("com.brennic.test.%1").arg(::getpid());
+    const QString identifier =
+        QStringLiteral("com.brennic.test.%1.%2")
+            .arg(QLatin1String(testing::UnitTest::GetInstance()->current_test_info()->name()))
+            .arg(::getpid());
 };
 
 TEST_F(SingleInstance, IsClaimedOnceAndUnderAnyNameThatIsNotTooLong) {
