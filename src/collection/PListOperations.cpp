@@ -1,25 +1,30 @@
 #include "collection/PListOperations.h"
 
 #include "collection/CopyOperations.h"
-#include "collection/RestoreRecord.h"
 #include "discovery/Constants.h"
 #include "discovery/RunState.h"
 #include "logging/Logging.h"
 #include "platform/PreferenceStore.h"
 #include "platform/posix/Fatal.h"
+#include "platform/posix/FileSystem.h"
 #include "platform/posix/Text.h"
 
+#include <algorithm>
 #include <mutex>
 
 namespace PListOperations {
 
 namespace {
 
+namespace fs = std::filesystem;
 using platform::PropertyList;
 
-const QByteArray loggingKey = QByteArrayLiteral("LumaLogging");
-const QByteArray enableKey = QByteArrayLiteral("EnableLumaLogging");
-const QByteArray sustainKey = QByteArrayLiteral("SustainLumaLogging");
+constexpr const char *loggingKey = "LumaLogging";
+constexpr const char *enableKey = "EnableLumaLogging";
+constexpr const char *sustainKey = "SustainLumaLogging";
+constexpr const char *recordFileKey = "PreferenceFile";
+constexpr const char *recordTrackKey = "Track";
+constexpr const char *recordMadeKey = "MadeKeys";
 
 // Held while the switch is written or put back.
 std::mutex switching;
@@ -32,88 +37,139 @@ PropertyList sustainValue() {
     return PropertyList::array({PropertyList::integer(0), PropertyList::boolean(true)});
 }
 
-QByteArray trackKey() {
-    return UtilityFunctions::flavour.toUtf8();
+// The record of a switch, a small property list. Without a workspace there is none.
+struct Record {
+    QString preferenceFile;
+    QString track;
+    /// Whether the run made the two keys; else it left those that there were as they are.
+    bool madeKeys = false;
+};
+
+std::optional<fs::path> recordFile() {
+    using UtilityFunctions::tempSystemURL;
+    return tempSystemURL ? std::optional(*tempSystemURL / "LoggingSwitch.plist") : std::nullopt;
 }
 
-// Switches one key on in a logging dictionary, keeping the array that it had. True when it was not on before.
-bool switchOn(PropertyList &logging, const QByteArray &key, const PropertyList &wanted,
-              PropertyList &existing) {
-    const auto present = logging.value(key);
-    if (present && *present == wanted)
+// A failed record must not stop the diagnosis: without room for it the switch is written all the same.
+void keepRecord(const Record &record) {
+    const auto file = recordFile();
+    if (!file)
+        return;
+    PropertyList root = PropertyList::dictionary();
+    root.set(recordFileKey, PropertyList::string(record.preferenceFile));
+    root.set(recordTrackKey, PropertyList::string(record.track));
+    root.set(recordMadeKey, PropertyList::boolean(record.madeKeys));
+    std::error_code error;
+    platform::writeFileAtomically(*file, root.serialized(platform::PropertyListFormat::xml),
+                                  platform::Replacement::privateFile, error);
+    if (error)
+        Logger::logError(QStringLiteral("Failed to keep a record of the logging switch: ") +
+                         platform::description(error));
+}
+
+void removeRecord() {
+    std::error_code error;
+    if (const auto file = recordFile())
+        fs::remove(*file, error);
+}
+
+// Whoever wrote the record, only the product's preference files are changed because of it.
+bool isPreferenceFile(const QString &name) {
+    const QStringList &identifiers = UtilityFunctions::LumadocBundleIndentifiers;
+    return std::any_of(identifiers.begin(), identifiers.end(), [&](const QString &identifier) {
+        return name == identifier + QStringLiteral(".plist");
+    });
+}
+
+// None when there is none, or with `isUnusable` set when the file is no record of this program: damaged, too
+// large, a link, or about a file that is none of the product's preferences.
+std::optional<Record> readRecord(bool &isUnusable) {
+    static constexpr std::size_t limitBytes = std::size_t{1} << 20;
+    std::error_code error;
+    const auto file = recordFile();
+    const auto attributes = file ? platform::fileAttributes(*file, error) : std::nullopt;
+    isUnusable = attributes.has_value();
+    if (!attributes || attributes->kind != platform::FileKind::regular)
+        return std::nullopt;
+    const auto bytes = platform::readFile(*file, limitBytes, error);
+    const auto root = bytes ? PropertyList::parse(*bytes) : std::nullopt;
+    if (!root)
+        return std::nullopt;
+    const PropertyList none = PropertyList::dictionary();
+    const auto valueOf = [&](const char *key) { return root->value(key) ? *root->value(key) : none; };
+    const auto name = valueOf(recordFileKey).text();
+    const auto track = valueOf(recordTrackKey).text();
+    const auto madeKeys = valueOf(recordMadeKey).flag();
+    isUnusable = !name || !isPreferenceFile(*name) || !track || !madeKeys;
+    return isUnusable ? std::nullopt : std::optional(Record{*name, *track, *madeKeys});
+}
+
+// Saves the array that a key of an existing switch has. True when the key is not on.
+bool saveExisting(const PropertyList &logging, const char *key, const PropertyList &wanted,
+                  PropertyList &existing) {
+    const PropertyList *present = logging.value(key);
+    if (present != nullptr && *present == wanted)
         return false;
-    if (present && present->isArray())
+    if (present != nullptr && present->isArray())
         existing = *present;
-    logging.set(key, wanted);
     return true;
 }
 
-// Switches an existing logging dictionary on. The dictionary belongs to the value as it was read and not to
-// the copy that will be written: the file keeps the two arrays that it has.
-bool switchExistingOn(PropertyList logging) {
-    const bool enableChanged =
-        switchOn(logging, enableKey, enableValue(), UtilityFunctions::existingEnableLumaLogging);
-    const bool sustainChanged =
-        switchOn(logging, sustainKey, sustainValue(), UtilityFunctions::existingSustainLumaLogging);
-    return enableChanged || sustainChanged;
-}
-
-PropertyList newLogging() {
-    PropertyList logging = PropertyList::dictionary();
-    logging.set(enableKey, enableValue());
-    logging.set(sustainKey, sustainValue());
-    return logging;
-}
-
-// The value of one key of the switch in a track's dictionary.
-std::optional<PropertyList> switchValue(const PropertyList &track, const QByteArray &key) {
-    const auto logging = track.value(loggingKey);
-    return logging ? logging->value(key) : std::nullopt;
-}
-
-// Keeps what puts the switch back, should this run not come to do it. Diagnosing goes before: without room
-// for the record the switch is written all the same.
-void keepRecord(const PropertyList &before, const PropertyList &written) {
-    const auto of = [&](const QByteArray &key) {
-        return RestoreRecord::Key{switchValue(before, key), switchValue(written, key)};
-    };
-    const RestoreRecord record{platform::displayText(plistURL->filename()), UtilityFunctions::flavour,
-                               of(enableKey), of(sustainKey)};
-    if (const auto error = record.write())
-        Logger::logError(QStringLiteral("Failed to keep a record of the logging switch: ") +
-                         platform::description(error));
+// An existing logging dictionary is written as it is: its two arrays are saved, and put back at the end.
+bool switchOn(PropertyList &track) {
+    if (!track.isDictionary())
+        return false;
+    const PropertyList *logging = track.value(loggingKey);
+    const bool isMade = logging == nullptr || !logging->isDictionary();
+    if (isMade) {
+        PropertyList made = PropertyList::dictionary();
+        made.set(enableKey, enableValue());
+        made.set(sustainKey, sustainValue());
+        track.set(loggingKey, std::move(made));
+        Logger::logInfo(QStringLiteral("Lumalogging dictionary created"));
+    } else {
+        using namespace UtilityFunctions;
+        const bool isEnableOff = saveExisting(*logging, enableKey, enableValue(), existingEnableLumaLogging);
+        const bool isSustainOff =
+            saveExisting(*logging, sustainKey, sustainValue(), existingSustainLumaLogging);
+        if (!isEnableOff && !isSustainOff)
+            return false;
+    }
+    keepRecord({platform::displayText(plistURL->filename()), UtilityFunctions::flavour, isMade});
+    return true;
 }
 
 void addToPlist() {
     if (!plistURL)
         return;
-    const auto current = platform::copyPreferenceValue(*plistURL, trackKey());
-    if (!current || !current->isDictionary())
-        return;
-    PropertyList updated = *current;
-    auto logging = current->value(loggingKey);
-    if (logging && logging->isDictionary()) {
-        if (!switchExistingOn(std::move(*logging)))
-            return;
-    } else {
-        updated.set(loggingKey, newLogging());
-        Logger::logInfo(QStringLiteral("Lumalogging dictionary created"));
-    }
-    keepRecord(*current, updated);
-    if (platform::setPreferenceValue(*plistURL, trackKey(), updated)) {
+    const auto change = platform::changePreferenceValue(*plistURL, UtilityFunctions::flavour, switchOn);
+    if (change == platform::PreferenceChange::written) {
         Logger::logInfo(QStringLiteral("Changes synchronized to plist successfully."));
         plistUpdated = true;
-    } else {
-        RestoreRecord::remove();
+    } else if (change == platform::PreferenceChange::failed) {
+        removeRecord();
         Logger::logError(QStringLiteral("Failed to synchronize plist changes."));
     }
 }
 
-void putBack(PropertyList &logging, const QByteArray &key, const PropertyList &existing) {
+void putBack(PropertyList &logging, const char *key, const PropertyList &existing) {
     if (existing.isEmptyArray())
         logging.remove(key);
     else
         logging.set(key, existing);
+}
+
+bool putBackAll(PropertyList &root) {
+    PropertyList *track = root.value(UtilityFunctions::flavour);
+    if (track == nullptr || !track->isDictionary())
+        return false;
+    const PropertyList *present = track->value(loggingKey);
+    PropertyList logging =
+        present != nullptr && present->isDictionary() ? *present : PropertyList::dictionary();
+    putBack(logging, enableKey, UtilityFunctions::existingEnableLumaLogging);
+    putBack(logging, sustainKey, UtilityFunctions::existingSustainLumaLogging);
+    track->set(loggingKey, std::move(logging));
+    return true;
 }
 
 // What became of the two keys when an interrupted run was made good.
@@ -132,41 +188,40 @@ struct Restoration {
     }
 };
 
-// Puts one key back where it still is what the interrupted run wrote.
-void restoreKey(PropertyList &logging, const QByteArray &name, const RestoreRecord::Key &key,
+// Removes one key where it still is what the interrupted run wrote.
+void restoreKey(PropertyList &logging, const char *key, const PropertyList &written,
                 Restoration &restoration) {
-    const auto present = logging.value(name);
-    if (present == key.before)
+    const PropertyList *present = logging.value(key);
+    if (present == nullptr)
         return;
-    if (!present || present != key.written) {
-        restoration.changedSince.append(QString::fromLatin1(name));
-        return;
-    }
-    if (key.before)
-        logging.set(name, *key.before);
-    else
-        logging.remove(name);
-    restoration.putBack.append(QString::fromLatin1(name));
+    const bool isUnchanged = *present == written;
+    (isUnchanged ? restoration.putBack : restoration.changedSince).append(QString::fromLatin1(key));
+    if (isUnchanged)
+        logging.remove(key);
 }
 
-// None when the file stands there and cannot be read or written now.
-std::optional<Restoration> restoreFrom(const RestoreRecord &record, const std::filesystem::path &file) {
-    std::error_code error;
-    const bool isMissing = !std::filesystem::exists(file, error) && !error;
-    auto root = isMissing ? PropertyList::dictionary() : PropertyList::load(file);
-    if (!root)
-        return std::nullopt;
-    const QByteArray trackName = record.track.toUtf8();
-    auto track = root->value(trackName).value_or(PropertyList::dictionary());
-    auto logging = track.value(loggingKey).value_or(PropertyList::dictionary());
+Restoration restore(PropertyList &root, const Record &record) {
     Restoration restoration;
-    restoreKey(logging, enableKey, record.enable, restoration);
-    restoreKey(logging, sustainKey, record.sustain, restoration);
-    if (restoration.putBack.isEmpty())
-        return restoration;
-    track.set(loggingKey, logging);
-    root->set(trackName, track);
-    return platform::writePreferences(file, *root) ? std::optional(restoration) : std::nullopt;
+    PropertyList *track = root.value(record.track);
+    PropertyList *logging = track != nullptr ? track->value(loggingKey) : nullptr;
+    if (record.madeKeys && logging != nullptr) {
+        restoreKey(*logging, enableKey, enableValue(), restoration);
+        restoreKey(*logging, sustainKey, sustainValue(), restoration);
+    }
+    return restoration;
+}
+
+// None when the file is there and cannot be read or written now.
+std::optional<Restoration> restoreFile(const fs::path &file, const Record &record) {
+    std::error_code error;
+    if (!fs::exists(file, error) && !error)
+        return Restoration();
+    std::optional<Restoration> result;
+    const auto change = platform::changePreferenceFile(file, [&](PropertyList &root) {
+        result = restore(root, record);
+        return !result->putBack.isEmpty();
+    });
+    return change == platform::PreferenceChange::failed ? std::nullopt : result;
 }
 
 } // namespace
@@ -209,21 +264,11 @@ void RevertLumaLogPList(bool isLumaloggingEnabled) {
         return;
     if (!plistURL)
         platform::fatal("The product's preference file is not known.");
-    auto root = PropertyList::load(*plistURL);
-    auto track = root ? root->value(trackKey()) : std::nullopt;
-    if (!track || !track->isDictionary())
-        return;
-    auto logging = track->value(loggingKey);
-    if (!logging || !logging->isDictionary())
-        logging = PropertyList::dictionary();
-    putBack(*logging, enableKey, UtilityFunctions::existingEnableLumaLogging);
-    putBack(*logging, sustainKey, UtilityFunctions::existingSustainLumaLogging);
-    track->set(loggingKey, *logging);
-    root->set(trackKey(), *track);
-    if (platform::writePreferences(*plistURL, *root)) {
+    const auto change = platform::changePreferenceFile(*plistURL, putBackAll);
+    if (change == platform::PreferenceChange::written) {
         plistUpdated = false;
-        RestoreRecord::remove();
-    } else {
+        removeRecord();
+    } else if (change == platform::PreferenceChange::failed) {
         Logger::logError(QStringLiteral("%1 Failed to update plist. URL: %2")
                              .arg(QStringLiteral("RevertLumaLogPList"), platform::displayText(*plistURL)));
     }
@@ -233,22 +278,22 @@ void RestoreAfterInterruptedRun() {
     if (!UtilityFunctions::userLibraryPrefURL)
         return;
     bool isUnusable = false;
-    const auto record = RestoreRecord::read(isUnusable);
+    const auto record = readRecord(isUnusable);
     if (!record) {
         if (isUnusable) {
-            RestoreRecord::remove();
+            removeRecord();
             Logger::logWarning(QStringLiteral("Interrupted run: its record cannot be used and is removed."));
         }
         return;
     }
     const auto file = *UtilityFunctions::userLibraryPrefURL / platform::pathFromText(record->preferenceFile);
-    const auto done = restoreFrom(*record, file);
+    const auto done = restoreFile(file, *record);
     if (!done) {
         Logger::logError(QStringLiteral("Interrupted run: the logging switch cannot be put back in ") +
                          platform::displayText(file));
         return;
     }
-    RestoreRecord::remove();
+    removeRecord();
     Logger::logInfo(QStringLiteral("Interrupted run: ") + done->text() + QStringLiteral(" in ") +
                     platform::displayText(file));
 }

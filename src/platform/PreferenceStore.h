@@ -1,26 +1,35 @@
 // The store that holds an application's preferences: here, the property-list file itself.
 //
-// Main thread, or one thread at a time. Writes keep the file's format, owner, mode and every other key, and
-// replace it atomically; a link stays, and what it leads to is replaced. Where writing the file anew would
-// change any value in it, or it cannot be read whole, it is not written at all.
+// Main thread, or one thread at a time. Each change reads the file once and writes it once. A write keeps the
+// file's format, owner, mode and every other value, and replaces the file atomically; a link stays, and the
+// file it leads to is replaced.
 #pragma once
 
 #include "platform/posix/PropertyList.h"
 
 #include <filesystem>
-#include <optional>
+#include <functional>
 
 namespace platform {
 
-/// The value of `key` in the preferences that `file` holds; none when there is none or the file is missing,
-/// unreadable, malformed or `PropertyList::limitBytes` and over.
-std::optional<PropertyList> copyPreferenceValue(const std::filesystem::path &file, const QByteArray &key);
+enum class PreferenceChange {
+    /// The file is missing, unreadable or no property list, or `change` wanted nothing written.
+    none,
+    /// On disk.
+    written,
+    /// The file is as it was.
+    failed,
+};
 
-/// Sets `key` and waits until the file is on disk. False, with the file as it was, on any failure.
-bool setPreferenceValue(const std::filesystem::path &file, const QByteArray &key, const PropertyList &value);
+/// Shows a copy of a value to `change` and writes it back if that returns true, whether it differs or not.
+using ChangePreference = std::function<bool(PropertyList &value)>;
 
-/// Replaces the whole content of `file` by `root`, in the format that the file has (XML when it has none).
-/// False, with the file as it was, on any failure.
-bool writePreferences(const std::filesystem::path &file, const PropertyList &root);
+/// Changes the value of `key` in the preferences that `file` holds; `change` is not called without such a
+/// value.
+PreferenceChange changePreferenceValue(const std::filesystem::path &file, QAnyStringView key,
+                                       const ChangePreference &change);
+
+/// Changes the whole content of the file itself.
+PreferenceChange changePreferenceFile(const std::filesystem::path &file, const ChangePreference &change);
 
 } // namespace platform

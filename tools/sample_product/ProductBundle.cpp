@@ -1,9 +1,8 @@
 #include "ProductBundle.h"
 
 #include "LogText.h"
+#include "platform/posix/PropertyList.h"
 
-#include <memory>
-#include <plist/plist.h>
 #include <stdexcept>
 
 namespace sample_product {
@@ -34,16 +33,12 @@ std::string textEntry(const std::string &key, const std::string &value) {
 }
 
 std::string binary(const std::string &xml) {
-    plist_t root = nullptr;
-    plist_from_xml(xml.data(), static_cast<std::uint32_t>(xml.size()), &root);
-    const std::unique_ptr<void, decltype(&plist_free)> owner(root, plist_free);
-    char *bytes = nullptr;
-    std::uint32_t size = 0;
-    plist_to_bin(root, &bytes, &size);
-    const std::unique_ptr<char, decltype(&plist_to_bin_free)> bytesOwner(bytes, plist_to_bin_free);
-    if (bytes == nullptr)
+    using platform::PropertyList;
+    const auto list = PropertyList::parse(QByteArray::fromStdString(xml));
+    const QByteArray bytes = list ? list->serialized(platform::PropertyListFormat::binary) : QByteArray();
+    if (bytes.isEmpty())
         throw std::runtime_error("The preferences cannot be written as a binary property list");
-    return {bytes, size};
+    return bytes.toStdString();
 }
 
 void writePropertyList(const std::filesystem::path &path, const std::string &entries, Preferences format) {

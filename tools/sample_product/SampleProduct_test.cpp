@@ -2,14 +2,13 @@
 #include "SampleProduct.h"
 
 #include "RunningProduct.h"
+#include "platform/posix/PropertyList.h"
 
 #include <chrono>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <map>
-#include <memory>
-#include <plist/plist.h>
 #include <set>
 #include <sys/wait.h>
 
@@ -18,6 +17,8 @@ namespace fs = std::filesystem;
 namespace sample_product::test {
 
 namespace {
+
+using platform::PropertyList;
 
 std::string contentOf(const fs::path &path) {
     std::ifstream file(path, std::ios::binary);
@@ -42,18 +43,13 @@ std::uintmax_t sizeBelow(const fs::path &folder) {
     return size;
 }
 
-using PropertyList = std::unique_ptr<void, decltype(&plist_free)>;
-
-PropertyList readPropertyList(const std::string &bytes) {
-    plist_t root = nullptr;
-    plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
-    return {root, plist_free};
+PropertyList readPropertyList(const fs::path &file) {
+    return PropertyList::load(file).value_or(PropertyList::dictionary());
 }
 
 std::string text(const PropertyList &root, const char *key) {
-    std::uint64_t size = 0;
-    const char *value = plist_get_string_ptr(plist_dict_get_item(root.get(), key), &size);
-    return value == nullptr ? "" : std::string(value, size);
+    const PropertyList *value = root.value(key);
+    return value == nullptr ? "" : value->text().value_or(QString()).toStdString();
 }
 
 class SampleProductTest : public testing::Test {
@@ -89,7 +85,7 @@ TEST_F(SampleProductTest, IsABundleWithItsPrograms) {
     for (const auto &program : {product.executable, product.helper})
         EXPECT_NE(fs::status(program).permissions() & fs::perms::owner_exec, fs::perms::none) << program;
 
-    const auto info = readPropertyList(contentOf(product.bundle / "Contents/Info.plist"));
+    const auto info = readPropertyList(product.bundle / "Contents/Info.plist");
     EXPECT_EQ(text(info, "CFBundleIdentifier"), "com.brennic.LumadocPE");
     EXPECT_EQ(text(info, "CFBundleShortVersionString"), "10.003.20112");
     EXPECT_EQ(text(info, "CFBundleExecutable"), "Lumadoc");
@@ -100,7 +96,7 @@ TEST_F(SampleProductTest, IsPellixWhenAsked) {
     const SampleProduct product = makeSampleProduct(home, {.edition = Edition::pellix, .version = "24.1.10"});
 
     EXPECT_EQ(product.executable, home / "Applications/Pellix.app/Contents/Linux/Pellix");
-    const auto info = readPropertyList(contentOf(product.bundle / "Contents/Info.plist"));
+    const auto info = readPropertyList(product.bundle / "Contents/Info.plist");
     EXPECT_EQ(text(info, "CFBundleIdentifier"), "com.brennic.Pelx");
     EXPECT_EQ(text(info, "CFBundleExecutable"), "Pellix");
     const auto support = home / ".local/share/Library/Application Support/Brennic/Lumadoc/Beta";
@@ -195,13 +191,14 @@ TEST_F(SampleProductTest, HasPreferencesInBothFormats) {
         EXPECT_EQ(bytes.starts_with("bplist00"), binary);
         EXPECT_EQ(contentOf(product.crashReporterPreferences).starts_with("bplist00"), binary);
 
-        const auto root = readPropertyList(bytes);
-        plist_t track = plist_dict_get_item(root.get(), "QZ");
-        ASSERT_EQ(plist_get_node_type(track), PLIST_DICT);
-        plist_t logging = plist_dict_get_item(track, "LumaLogging");
+        const PropertyList root = readPropertyList(product.preferences);
+        const PropertyList *track = root.value("QZ");
+        ASSERT_TRUE(track != nullptr && track->isDictionary());
+        const PropertyList *logging = track->value("LumaLogging");
         ASSERT_EQ(logging != nullptr, binary);
-        const auto count = plist_array_get_size(plist_dict_get_item(logging, "EnableLumaLogging"));
-        EXPECT_EQ(count, binary ? 2U : 0U);
+        if (binary) {
+            EXPECT_EQ(logging->value("EnableLumaLogging")->entries().size(), 2U);
+        }
     }
 }
 

@@ -1,0 +1,326 @@
+#include "platform/posix/PropertyList.h"
+#include "test_support/PropertyLists.h"
+
+#include <QList>
+#include <QtEndian>
+#include <chrono>
+#include <gtest/gtest.h>
+
+namespace {
+
+using platform::PropertyList;
+using platform::PropertyListFormat;
+using test_support::propertyList;
+
+QByteArray bigEndian(quint64 value, int size) {
+    QByteArray bytes(8, '\0');
+    qToBigEndian(value, bytes.data());
+    return bytes.right(size);
+}
+
+// The marker of an object with a count of items, bytes or characters.
+QByteArray marker(unsigned type, quint64 count) {
+    if (count < 15)
+        return QByteArray(1, char(type << 4 | unsigned(count)));
+    return QByteArray(1, char(type << 4 | 15)) + '\x13' + bigEndian(count, 8);
+}
+
+QByteArray references(const QList<quint64> &objects) {
+    QByteArray bytes;
+    for (const quint64 object : objects)
+        bytes += bigEndian(object, 4);
+    return bytes;
+}
+
+QByteArray arrayOf(const QList<quint64> &objects) {
+    return marker(0xA, quint64(objects.size())) + references(objects);
+}
+
+QByteArray dictionaryOf(const QList<quint64> &keysThenValues) {
+    return marker(0xD, quint64(keysThenValues.size() / 2)) + references(keysThenValues);
+}
+
+QByteArray asciiText(const QByteArray &text) {
+    return marker(0x5, quint64(text.size())) + text;
+}
+
+struct Trailer {
+    quint64 offsetSize = 4;
+    quint64 referenceSize = 4;
+    std::optional<quint64> objects = {};
+    quint64 root = 0;
+    std::optional<quint64> table = {};
+};
+
+// A binary list of these objects, the first being the root.
+QByteArray binaryList(const QList<QByteArray> &objects, const Trailer &trailer = {}) {
+    QByteArray bytes = "bplist00";
+    QByteArray table;
+    for (const QByteArray &object : objects) {
+        table += bigEndian(quint64(bytes.size()), 4);
+        bytes += object;
+    }
+    const auto tableAt = quint64(bytes.size());
+    return bytes + table + QByteArray(6, '\0') + bigEndian(trailer.offsetSize, 1) +
+           bigEndian(trailer.referenceSize, 1) +
+           bigEndian(trailer.objects.value_or(quint64(objects.size())), 8) + bigEndian(trailer.root, 8) +
+           bigEndian(trailer.table.value_or(tableAt), 8);
+}
+
+// A list of one object, in hexadecimal.
+std::optional<PropertyList> object(const QByteArray &hexadecimal) {
+    return PropertyList::parse(binaryList({QByteArray::fromHex(hexadecimal)}));
+}
+
+TEST(BinaryPropertyListTest, ReadsAndWritesContainers) {
+    const QByteArray bytes = binaryList({
+        dictionaryOf({1, 2, 3, 4}),
+        asciiText("a"),
+        marker(0x6, 2) + QByteArray::fromHex("d83dde00"),
+        arrayOf({5, 5}),
+        "\xD0",
+        "\x09",
+    });
+    const auto list = PropertyList::parse(bytes);
+    ASSERT_EQ(list, propertyList("<dict><key>a</key><array><true/><true/></array>"
+                                 "<key>\xF0\x9F\x98\x80</key><dict/></dict>"));
+    EXPECT_EQ(list->serialized(PropertyListFormat::binary).toHex(),
+              "62706c6973743030" // bplist00
+              "d2010203055161"
+              "62d83dde00" // the root, its keys
+              "a2040409"
+              "d0"           // the array, its item, the dictionary
+              "080d0f141718" // the offsets
+              "000000000000"
+              "0101"
+              "0000000000000006"
+              "0000000000000000"
+              "0000000000000019");
+}
+
+// The same object, and as a text where XML can hold it.
+TEST(BinaryPropertyListTest, KeepsTheFormOfEveryValue) {
+    struct {
+        QByteArray object;
+        std::optional<QByteArray> xml;
+    } const cases[] = {
+        {"08", "<false/>"},
+        {"09", "<true/>"},
+        {"10ff", "<integer>255</integer>"},
+        {"11ffff", "<integer>65535</integer>"},
+        {"12ffffffff", "<integer>4294967295</integer>"},
+        {"130000000000000005", "<integer>5</integer>"},
+        {"13ffffffffffffffff", "<integer>-1</integer>"},
+        {"138000000000000000", "<integer>-9223372036854775808</integer>"},
+        {"140000000000000000ffffffffffffffff", "<integer>18446744073709551615</integer>"},
+        {"140000000000000001ffffffffffffffff", {}},
+        {"14ffffffffffffffffffffffffffffffff", {}},
+        {"223dcccccd", "<real>0.10000000149011612</real>"},
+        {"233fb999999999999a", "<real>0.1</real>"},
+        {"237e37e43c8800759c", "<real>1e+300</real>"},
+        {"238000000000000000", "<real>-0</real>"},
+        {"237ff0000000000000", "<real>inf</real>"},
+        {"3341c0000000400000", {}},
+        {"33c1cd27e440000000", "<date>1970-01-01T00:00:00Z</date>"},
+        {"33c1cd27e440800000", "<date>1969-12-31T23:59:59Z</date>"},
+        {"33c22d63c37f000000", "<date>0001-01-01T00:00:00Z</date>"},
+        {"33c22d63c37f020000", {}},
+        {"33424d62d23c7f8000", "<date>9999-12-31T23:59:59Z</date>"},
+        {"33424d62d23c800000", {}},
+        {"337ff0000000000000", {}},
+        {"337ff8000000000000", {}},
+        {"334341c37937e08000", {}},
+        {"40", "<data/>"},
+        {"43000102", "<data>AAEC</data>"},
+        {"4f1001ff", "<data>/w==</data>"},
+        {"50", "<string/>"},
+        {"5161", "<string>a</string>"},
+        {"53610062", {}},
+        {"52c3a9", {}},
+        {"5f100161", "<string>a</string>"},
+        {"610061", "<string>a</string>"},
+        {"62d83dde00", "<string>\xF0\x9F\x98\x80</string>"},
+        {"61d83d", {}},
+        {"61ffff", {}},
+        {"8005", {}},
+        {"870100000000000005", {}},
+        {"8f000102030405060708090a0b0c0d0e0f", {}},
+        {"a0", "<array/>"},
+        {"c0", {}},
+        {"d0", "<dict/>"},
+    };
+    for (const auto &[hexadecimal, xml] : cases) {
+        SCOPED_TRACE(hexadecimal.constData());
+        const auto list = object(hexadecimal);
+        ASSERT_TRUE(list);
+        EXPECT_EQ(list->serialized(PropertyListFormat::binary).mid(8, hexadecimal.size() / 2).toHex(),
+                  hexadecimal);
+        const QByteArray written = list->serialized(PropertyListFormat::xml);
+        EXPECT_EQ(!written.isEmpty(), xml.has_value());
+        EXPECT_TRUE(!xml || written.contains("\n\t" + *xml + "\n")) << written.constData();
+        EXPECT_TRUE(!xml || PropertyList::parse(written) == list);
+    }
+}
+
+TEST(BinaryPropertyListTest, TakesValuesFromXmlInTheFormThatOtherWritersUse) {
+    struct {
+        const char *xml;
+        std::optional<QByteArray> object;
+    } const cases[] = {
+        {"<integer>7</integer>", "1007"},
+        {"<integer>256</integer>", "110100"},
+        {"<integer>65536</integer>", "1200010000"},
+        {"<integer>4294967296</integer>", "130000000100000000"},
+        {"<integer>-0x1</integer>", "13ffffffffffffffff"},
+        {"<integer>0XfF</integer>", "10ff"},
+        {"<integer>18446744073709551615</integer>", "140000000000000000ffffffffffffffff"},
+        {"<integer>18446744073709551616</integer>", {}},
+        {"<integer>5 apples</integer>", {}},
+        {"<real> 1.5 </real>", "233ff8000000000000"},
+        {"<real>1,5</real>", {}},
+        {"<date>2001-01-01T00:00:01Z</date>", "333ff0000000000000"},
+        {"<date>2001-01-01T00:00:01.5Z</date>", "333ff8000000000000"},
+        {"<date>2001-01-01T00:00:01</date>", {}},
+        {"<date>yesterday</date>", {}},
+        {"<data> AA\n EC </data>", "43000102"},
+        {"<data>A$A=E</data>", {}},
+        {"<string>fifteen letters</string>", "5f100f6669667465656e206c657474657273"},
+        {"<string>\xC3\xA9</string>", "6100e9"},
+    };
+    for (const auto &[xml, expected] : cases) {
+        const QByteArray bytes = propertyList(xml).serialized(PropertyListFormat::binary);
+        const QByteArray written = bytes.mid(8, expected ? expected->size() / 2 : 0).toHex();
+        EXPECT_EQ(bytes.isEmpty(), !expected) << xml;
+        EXPECT_EQ(written, expected.value_or(QByteArray())) << xml;
+    }
+}
+
+TEST(BinaryPropertyListTest, WritesEqualPiecesOnce) {
+    const QByteArray text(1000, 'x');
+    const PropertyList list =
+        propertyList("<array>" + ("<string>" + text + "</string>").repeated(300) + "</array>");
+    const QByteArray bytes = list.serialized(PropertyListFormat::binary);
+    EXPECT_LT(bytes.size(), 1400);
+    EXPECT_EQ(PropertyList::parse(bytes), list);
+}
+
+TEST(BinaryPropertyListTest, RefusesObjectsThatAreNone) {
+    for (const QByteArray hexadecimal : {
+             "00",     // null
+             "0f",     // fill
+             "0c5161", // a location
+             "b0",     // an ordered set
+             "7161",   // text in UTF-8
+             "10",     // nothing after the marker
+             "1500000000000000000000000000000000000000000000000000000000000000000", // 32 bytes
+             "213c00",                                                              // a real of two bytes
+             "240000000000000000000000000000000000",
+             "323f800000", // a date of four bytes
+             "4f",         // no count
+             "4f4000",     // a count that is no integer
+             "4f1400000000000000000000000000000000",
+             "4f13ffffffffffffffff",
+             "5f13",
+             "5f13ffffffffffffffff61",
+             "6f138000000000000000",
+             "6f137fffffffffffffff",
+             "af134000000000000000",
+             "df132000000000000000",
+             "df13ffffffffffffffff",
+             "8700", // more bytes than there are
+             "8f0000",
+         })
+        EXPECT_FALSE(object(hexadecimal)) << hexadecimal.constData();
+    EXPECT_FALSE(PropertyList::parse(binaryList({dictionaryOf({1, 1}), "\x09"})));
+    EXPECT_FALSE(PropertyList::parse(binaryList({dictionaryOf({1, 2}), "\x52\xC3\xA9", "\x09"})));
+    EXPECT_FALSE(PropertyList::parse(binaryList({dictionaryOf({1, 2}), "\x61\xD8\x3D", "\x09"})));
+}
+
+TEST(BinaryPropertyListTest, RefusesATrailerThatLiesAboutTheFile) {
+    const quint64 far = ~quint64{0};
+    ASSERT_TRUE(PropertyList::parse(binaryList({"\x09"})));
+    for (const Trailer &trailer : {
+             Trailer{.offsetSize = 0},
+             Trailer{.offsetSize = 9},
+             Trailer{.offsetSize = 255},
+             Trailer{.offsetSize = 8},
+             Trailer{.referenceSize = 0},
+             Trailer{.referenceSize = 255},
+             Trailer{.objects = 0},
+             Trailer{.objects = 2},
+             Trailer{.objects = quint64{1} << 62},
+             Trailer{.objects = far},
+             Trailer{.root = 1},
+             Trailer{.root = far},
+             Trailer{.table = 0},
+             Trailer{.table = 8},
+             Trailer{.table = 14},
+             Trailer{.table = far},
+             Trailer{.table = far - 3},
+         })
+        EXPECT_FALSE(PropertyList::parse(binaryList({"\x09"}, trailer)));
+    const QByteArray wideOffset = bigEndian(0, 1) + bigEndian(8, 8);
+    EXPECT_FALSE(
+        PropertyList::parse(binaryList({"\x09", wideOffset}, {.offsetSize = 9, .objects = 1, .table = 9})));
+}
+
+TEST(BinaryPropertyListTest, RefusesTruncationsAndOffsetsAndReferencesThatPointElsewhere) {
+    const QByteArray whole = binaryList({arrayOf({1}), "\x09"});
+    for (qsizetype size = 0; size < whole.size(); ++size)
+        ASSERT_FALSE(PropertyList::parse(whole.left(size))) << size;
+    const qsizetype table = whole.size() - 32 - 8;
+    ASSERT_TRUE(PropertyList::parse(whole));
+    for (const quint64 offset : {quint64{0}, quint64{7}, quint64(table), quint64{0xFFFFFFFF}}) {
+        QByteArray changed = whole;
+        changed.replace(table + 4, 4, bigEndian(offset, 4));
+        EXPECT_FALSE(PropertyList::parse(changed)) << offset;
+    }
+    EXPECT_FALSE(PropertyList::parse(binaryList({arrayOf({2}), "\x09"})));
+    EXPECT_FALSE(PropertyList::parse(binaryList({arrayOf({0xFFFFFFFF}), "\x09"})));
+}
+
+TEST(BinaryPropertyListTest, RefusesListsThatHoldThemselves) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(PropertyList::parse(binaryList({arrayOf({0})})));
+    EXPECT_FALSE(PropertyList::parse(binaryList({arrayOf({1, 1}), arrayOf({0, 0})})));
+    EXPECT_FALSE(PropertyList::parse(binaryList({dictionaryOf({1, 0}), asciiText("a")})));
+    EXPECT_FALSE(PropertyList::parse(binaryList({dictionaryOf({0, 0})})));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+}
+
+TEST(BinaryPropertyListTest, BoundsWhatSharedPartsUnfoldTo) {
+    QList<QByteArray> laughs;
+    for (quint64 level = 1; level <= 12; ++level)
+        laughs << arrayOf(QList<quint64>(10, level));
+    laughs << asciiText("lol");
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(PropertyList::parse(binaryList(laughs)));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+
+    const auto shared = [](int count) {
+        return PropertyList::parse(
+            binaryList({arrayOf(QList<quint64>(count, 1)), asciiText(QByteArray(1 << 20, 'x'))}));
+    };
+    ASSERT_TRUE(shared(31));
+    EXPECT_EQ(PropertyList::parse(shared(31)->serialized(PropertyListFormat::binary)), shared(31));
+    EXPECT_FALSE(shared(33));
+}
+
+TEST(BinaryPropertyListTest, BoundsDepthAndNumber) {
+    const auto nested = [](quint64 depth) {
+        QList<QByteArray> objects;
+        for (quint64 level = 1; level < depth; ++level)
+            objects << arrayOf({level});
+        return binaryList(objects << arrayOf({}));
+    };
+    EXPECT_TRUE(PropertyList::parse(nested(128)));
+    EXPECT_FALSE(PropertyList::parse(nested(129)));
+    EXPECT_FALSE(PropertyList::parse(nested(300'000)));
+    const auto pairs = [](qsizetype count) {
+        return binaryList({dictionaryOf(QList<quint64>(2 * count, 1)), asciiText("a")});
+    };
+    EXPECT_TRUE(PropertyList::parse(pairs(49'999)));
+    EXPECT_FALSE(PropertyList::parse(pairs(50'000)));
+}
+
+} // namespace
