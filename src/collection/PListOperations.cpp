@@ -37,30 +37,23 @@ PropertyList sustainValue() {
     return PropertyList::array({PropertyList::integer(0), PropertyList::boolean(true)});
 }
 
-// The record of a switch, a small property list. Without a workspace there is none.
-struct Record {
-    QString preferenceFile;
-    QString track;
-    /// Whether the run made the two keys; else it left those that there were as they are.
-    bool madeKeys = false;
-};
-
+// Without a workspace there is no record.
 std::optional<fs::path> recordFile() {
     using UtilityFunctions::tempSystemURL;
     return tempSystemURL ? std::optional(*tempSystemURL / "LoggingSwitch.plist") : std::nullopt;
 }
 
 // A failed record must not stop the diagnosis: without room for it the switch is written all the same.
-void keepRecord(const Record &record) {
+void keepRecord(bool madeKeys) {
     const auto file = recordFile();
     if (!file)
         return;
-    PropertyList root = PropertyList::dictionary();
-    root.set(recordFileKey, PropertyList::string(record.preferenceFile));
-    root.set(recordTrackKey, PropertyList::string(record.track));
-    root.set(recordMadeKey, PropertyList::boolean(record.madeKeys));
+    PropertyList record = PropertyList::dictionary();
+    record.set(recordFileKey, PropertyList::string(platform::displayText(plistURL->filename())));
+    record.set(recordTrackKey, PropertyList::string(UtilityFunctions::flavour));
+    record.set(recordMadeKey, PropertyList::boolean(madeKeys));
     std::error_code error;
-    platform::writeFileAtomically(*file, root.serialized(platform::PropertyListFormat::xml),
+    platform::writeFileAtomically(*file, record.serialized(platform::PropertyListFormat::xml),
                                   platform::Replacement::privateFile, error);
     if (error)
         Logger::logError(QStringLiteral("Failed to keep a record of the logging switch: ") +
@@ -81,27 +74,28 @@ bool isPreferenceFile(const QString &name) {
     });
 }
 
-// None when there is none, or with `isUnusable` set when the file is no record of this program: damaged, too
-// large, a link, or about a file that is none of the product's preferences.
-std::optional<Record> readRecord(bool &isUnusable) {
+struct Record {
+    QString preferenceFile;
+    QString track;
+    /// Whether the run made the two keys; otherwise it left those in the file as they are.
+    bool madeKeys;
+};
+
+// None when the file is no record of this program: damaged, too large, a link, or about a file that is none
+// of the product's preferences.
+std::optional<Record> readRecord(const fs::path &file) {
     static constexpr std::size_t limitBytes = std::size_t{1} << 20;
     std::error_code error;
-    const auto file = recordFile();
-    const auto attributes = file ? platform::fileAttributes(*file, error) : std::nullopt;
-    isUnusable = attributes.has_value();
-    if (!attributes || attributes->kind != platform::FileKind::regular)
-        return std::nullopt;
-    const auto bytes = platform::readFile(*file, limitBytes, error);
+    const bool isFile = fs::is_regular_file(fs::symlink_status(file, error));
+    const auto bytes = isFile ? platform::readFile(file, limitBytes, error) : std::nullopt;
     const auto root = bytes ? PropertyList::parse(*bytes) : std::nullopt;
-    if (!root)
-        return std::nullopt;
-    const PropertyList none = PropertyList::dictionary();
-    const auto valueOf = [&](const char *key) { return root->value(key) ? *root->value(key) : none; };
-    const auto name = valueOf(recordFileKey).text();
-    const auto track = valueOf(recordTrackKey).text();
-    const auto madeKeys = valueOf(recordMadeKey).flag();
-    isUnusable = !name || !isPreferenceFile(*name) || !track || !madeKeys;
-    return isUnusable ? std::nullopt : std::optional(Record{*name, *track, *madeKeys});
+    const auto value = [&](const char *key) { return root ? root->value(key) : nullptr; };
+    const PropertyList *name = value(recordFileKey);
+    const PropertyList *track = value(recordTrackKey);
+    const PropertyList *madeKeys = value(recordMadeKey);
+    const bool isRecord = name != nullptr && isPreferenceFile(name->text().value_or(QString())) &&
+                          track != nullptr && track->text() && madeKeys != nullptr && madeKeys->flag();
+    return isRecord ? std::optional(Record{*name->text(), *track->text(), *madeKeys->flag()}) : std::nullopt;
 }
 
 // Saves the array that a key of an existing switch has. True when the key is not on.
@@ -135,7 +129,7 @@ bool switchOn(PropertyList &track) {
         if (!isEnableOff && !isSustainOff)
             return false;
     }
-    keepRecord({platform::displayText(plistURL->filename()), UtilityFunctions::flavour, isMade});
+    keepRecord(isMade);
     return true;
 }
 
@@ -172,7 +166,7 @@ bool putBackAll(PropertyList &root) {
     return true;
 }
 
-// What became of the two keys when an interrupted run was made good.
+// What became of the two keys of an interrupted run.
 struct Restoration {
     QStringList putBack;
     QStringList changedSince;
@@ -275,15 +269,14 @@ void RevertLumaLogPList(bool isLumaloggingEnabled) {
 }
 
 void RestoreAfterInterruptedRun() {
-    if (!UtilityFunctions::userLibraryPrefURL)
+    const auto place = recordFile();
+    std::error_code error;
+    if (!UtilityFunctions::userLibraryPrefURL || !place || !fs::exists(fs::symlink_status(*place, error)))
         return;
-    bool isUnusable = false;
-    const auto record = readRecord(isUnusable);
+    const auto record = readRecord(*place);
     if (!record) {
-        if (isUnusable) {
-            removeRecord();
-            Logger::logWarning(QStringLiteral("Interrupted run: its record cannot be used and is removed."));
-        }
+        removeRecord();
+        Logger::logWarning(QStringLiteral("Interrupted run: its record cannot be used and is removed."));
         return;
     }
     const auto file = *UtilityFunctions::userLibraryPrefURL / platform::pathFromText(record->preferenceFile);

@@ -52,8 +52,7 @@ TEST(PropertyListTest, ComparesTypesAndValuesAllTheWayDown) {
         {"<dict><key>a</key><true/></dict>"},
         {"<dict><key>b</key><true/></dict>"},
         {"<dict><key>a</key><false/></dict>"},
-        {"<dict><key>a</key><true/><key>b</key><true/></dict>"},
-    };
+        {"<dict><key>a</key><true/><key>b</key><true/></dict>"}};
     for (qsizetype i = 0; i < different.size(); ++i) {
         for (qsizetype j = 0; j < different.size(); ++j) {
             for (const QByteArray &spelling : different[j])

@@ -76,18 +76,12 @@ TEST(XmlPropertyListTest, ReadsEveryEncoding) {
     using Converter = QStringConverter;
     const QByteArray ascii =
         "<?xml version='1.0' encoding='US-ASCII'?><plist><string>caf&#xE9;</string></plist>";
-    for (const QByteArray &bytes : {
-             encoded(Converter::Utf8, "", false),
-             encoded(Converter::Utf8, "", true),
-             encoded(Converter::Utf8, "utf-8", true),
-             encoded(Converter::Latin1, "ISO-8859-1", false),
-             encoded(Converter::Utf16LE, "UTF-16", true),
-             encoded(Converter::Utf16BE, "UTF-16", true),
-             encoded(Converter::Utf16LE, "", true),
-             encoded(Converter::Utf16BE, "UTF-16", false),
-             encoded(Converter::Utf32LE, "UTF-32", true),
-             ascii,
-         })
+    for (const QByteArray &bytes :
+         {encoded(Converter::Utf8, "", false), encoded(Converter::Utf8, "", true),
+          encoded(Converter::Utf8, "utf-8", true), encoded(Converter::Latin1, "ISO-8859-1", false),
+          encoded(Converter::Utf16LE, "UTF-16", true), encoded(Converter::Utf16BE, "UTF-16", true),
+          encoded(Converter::Utf16LE, "", true), encoded(Converter::Utf16BE, "UTF-16", false),
+          encoded(Converter::Utf32LE, "UTF-32", true), ascii})
         EXPECT_EQ(PropertyList::parse(bytes), PropertyList::string(QStringLiteral("caf\u00e9")))
             << bytes.constData();
     EXPECT_FALSE(PropertyList::parse(encoded(Converter::Latin1, "", false)));
@@ -97,66 +91,55 @@ TEST(XmlPropertyListTest, ReadsEveryEncoding) {
 }
 
 TEST(XmlPropertyListTest, ReadsEveryFrame) {
-    for (const QByteArray text : {
-             "<true/>",
-             " \n<plist><true/></plist>",
-             " <?xml version='1.0'?><plist><true/></plist>",
-             "<!DOCTYPE plist SYSTEM 'file://localhost/System/DTDs/PropertyList.dtd'><plist><true/></plist>",
-             "<!-- <!DOCTYPE a [ <a --><plist version='1.0' xmlns:a='>'><true/><?a b?></plist> <!-- end -->",
-         })
+    for (const QByteArray text :
+         {"<true/>", " \n<plist><true/></plist>", " <?xml version='1.0'?><plist><true/></plist>",
+          "<!DOCTYPE plist SYSTEM 'file://localhost/System/DTDs/PropertyList.dtd'><plist><true/></plist>",
+          "<!-- <!DOCTYPE a [ <a --><plist version='1.0' xmlns:a='>'><true/><?a b?></plist> <!-- end -->"})
         EXPECT_EQ(PropertyList::parse(text), PropertyList::boolean(true)) << text.constData();
 }
 
 TEST(XmlPropertyListTest, RefusesWhatIsNoPropertyList) {
-    for (const QByteArray value : {
-             "",
-             "text",
-             "<true/><true/>",
-             "<dict><true/></dict>",
-             "<dict><key>a</key></dict>",
-             "<dict><key>a</key><key>b</key><true/></dict>",
-             "<dict>a</dict>",
-             "<array><key>a</key></array>",
-             "<array><true/></dict>",
-             "<array>",
-             "</array>",
-             "<array/></array>",
-             "<array><string>a</array>",
-             "<string>a<b/></string>",
-             "<string>a</key>",
-             "<string>&foo;</string>",
-             "<string>&lt</string>",
-             "<string>&#0;</string>",
-             "<string>&#1;</string>",
-             "<string>&#xD800;</string>",
-             "<string>&#x110000;</string>",
-             "<string>a<!-- b</string>",
-             "<string>a<![CDATA[b</string>",
-             "<string>\x01</string>",
-             "<string>\xFF\xFE</string>",
-             "<true>x</true>",
-             "<array class=\"x\"/>",
-             "<array / >",
-             "<null/>",
-             "<Dict/>",
-             "<plist><true/></plist>",
-             "<!DOCTYPE x><true/>",
-             "<!ELEMENT x><true/>",
-         })
+    for (const QByteArray value : {"",
+                                   "text",
+                                   "<true/><true/>",
+                                   "<dict><true/></dict>",
+                                   "<dict><key>a</key></dict>",
+                                   "<dict><key>a</key><key>b</key><true/></dict>",
+                                   "<dict>a</dict>",
+                                   "<array><key>a</key></array>",
+                                   "<array><true/></dict>",
+                                   "<array>",
+                                   "</array>",
+                                   "<array/></array>",
+                                   "<array><string>a</array>",
+                                   "<string>a<b/></string>",
+                                   "<string>a</key>",
+                                   "<string>&foo;</string>",
+                                   "<string>&lt</string>",
+                                   "<string>&#0;</string>",
+                                   "<string>&#1;</string>",
+                                   "<string>&#xD800;</string>",
+                                   "<string>&#x110000;</string>",
+                                   "<string>a<!-- b</string>",
+                                   "<string>a<![CDATA[b</string>",
+                                   "<string>\x01</string>",
+                                   "<string>\xFF\xFE</string>",
+                                   "<true>x</true>",
+                                   "<array class=\"x\"/>",
+                                   "<array / >",
+                                   "<null/>",
+                                   "<Dict/>",
+                                   "<plist><true/></plist>",
+                                   "<!DOCTYPE x><true/>",
+                                   "<!ELEMENT x><true/>"})
         EXPECT_FALSE(PropertyList::parse(xmlList(value))) << value.constData();
-    for (const QByteArray &text : {
-             QByteArray(" "),
-             QByteArray("<"),
-             QByteArray("<plist/>"),
-             QByteArray("<plists><true/></plists>"),
-             QByteArray("<plist><true/></plist>x"),
-             QByteArray("<plist><true/></plist><plist><true/></plist>"),
-             QByteArray("x<plist><true/></plist>"),
-             QByteArray("<plist version=\"><true/></plist>"),
-             QByteArray("<!DOCTYPE plist [ ]><plist><true/></plist>"),
-             QByteArray("<!DOCTYPE plist [ <!ENTITY a 'b'> ]><plist><string>&a;</string></plist>"),
-             QByteArray("<plist>\0<true/></plist>", 23),
-         })
+    for (const QByteArray &text :
+         {QByteArray(" "), QByteArray("<"), QByteArray("<plist/>"), QByteArray("<plists><true/></plists>"),
+          QByteArray("<plist><true/></plist>x"), QByteArray("<plist><true/></plist><plist><true/></plist>"),
+          QByteArray("x<plist><true/></plist>"), QByteArray("<plist version=\"><true/></plist>"),
+          QByteArray("<!DOCTYPE plist [ ]><plist><true/></plist>"),
+          QByteArray("<!DOCTYPE plist [ <!ENTITY a 'b'> ]><plist><string>&a;</string></plist>"),
+          QByteArray("<plist>\0<true/></plist>", 23)})
         EXPECT_FALSE(PropertyList::parse(text)) << text.constData();
 }
 
