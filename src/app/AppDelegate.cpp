@@ -85,15 +85,6 @@ bool chooseNamedProduct() {
     return true;
 }
 
-void chooseRunningOrInstalledProduct() {
-    LumadocRunningInstance.clear();
-    for (const QString &identifier : LumadocBundleIndentifiers) {
-        if (IsApplicationRunning(identifier))
-            LumadocRunningInstance.append(identifier);
-    }
-    SetLumadocRunningOrInstalledInstances(false);
-}
-
 void reportSilentUpload(const UploadResult &result) {
     const bool failed = std::holds_alternative<UploadError>(result);
     AppDelegate::KillApp(
@@ -115,11 +106,7 @@ void AppDelegate::launch() {
     Logger::log(QStringLiteral("----------------------------Application Started----------------------------"),
                 platform::OSLogType::debug);
     logVersion();
-    if (CreateOutputDirectories())
-        Logger::changeLogFileLocation();
-    else
-        Logger::logError(QStringLiteral("Application terminated"));
-    isOutputDirectoryCreated = true;
+    BeginRun();
     PListOperations::RestoreAfterInterruptedRun();
     CommandLineArguments::parse(QCoreApplication::arguments());
     if (IsSilentMode) {
@@ -139,32 +126,24 @@ void AppDelegate::KillApp(const QString &log) {
 
 void AppDelegate::runWithoutUI() {
     Logger::logInfo(QStringLiteral("Running without UI based on command-line parameter."));
-    if (!chooseNamedProduct())
-        chooseRunningOrInstalledProduct();
+    if (!chooseNamedProduct()) {
+        FindRunningEditions();
+        SetLumadocRunningOrInstalledInstances(false);
+    }
     SetLumadocOrPellix();
     SetUserFilesFolder();
     PListOperations::GetLumaLogs(true);
     GetCrashReports();
-    FilesPathDirectory::removeFilesFromDirectoryRecursively(
-        tempTimeStampedURL.value_or(std::filesystem::path()), allowedExtensions);
-    Logger::logInfo(QStringLiteral("Total files removed based on allowed extensions: ") +
-                    QString::number(RemovedFilesCount));
+    FilesPathDirectory::pruneOutput();
     Logger::logInfo(QStringLiteral("Log file will be copied and compressed after this point."));
     CopyLumamonLogFile();
     saveDetailedInfo();
     // Without an archive there is nothing to send, and the program stays as it is: the product that started
     // it finds it running and does not start it again.
-    if (!FilesPathDirectory::CompressOutputDirectory()) {
-        Logger::logError(QStringLiteral("unable to copy compressed file."));
+    if (!FilesPathDirectory::packOutput())
         return;
-    }
-    if (!compressedLogURL)
-        platform::fatal("The archive's location is not known after it was made.");
-    if (!FilesPathDirectory::isFileSizeValid(*compressedLogURL)) {
-        const QString tooLarge = QStringLiteral("Logs Size is large.");
-        Logger::logError(tooLarge);
-        KillApp(tooLarge);
-    }
-    // Also behind an archive that is too large: the end of the program is only scheduled then.
+    if (!FilesPathDirectory::isArchiveSizeValid())
+        KillApp(QStringLiteral("Logs Size is large."));
+    // Also for an archive that is too large: the end of the program is only scheduled then.
     SilentUpload(reportSilentUpload);
 }

@@ -110,6 +110,14 @@ bool IsApplicationRunning(const QString &bundleIdentifier) {
     return false;
 }
 
+void FindRunningEditions() {
+    LumadocRunningInstance.clear();
+    for (const QString &identifier : LumadocBundleIndentifiers) {
+        if (IsApplicationRunning(identifier))
+            LumadocRunningInstance.append(identifier);
+    }
+}
+
 void SetLumadocRunningOrInstalledInstances(bool displayAlert) {
     if (!LumadocRunningInstance.isEmpty())
         return;

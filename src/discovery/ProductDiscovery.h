@@ -34,6 +34,9 @@ void setPellixInstalledPath();
 /// Whether an application with this identifier runs; the oldest such one becomes the one under diagnosis.
 bool IsApplicationRunning(const QString &bundleIdentifier);
 
+/// Lists the editions that run in `LumadocRunningInstance`.
+void FindRunningEditions();
+
 /// When no edition runs, takes an installed one, the paid edition first. With `displayAlert` the user is told
 /// when there is none.
 void SetLumadocRunningOrInstalledInstances(bool displayAlert);

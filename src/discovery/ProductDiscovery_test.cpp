@@ -278,10 +278,7 @@ TEST_F(DiscoveryTest, BothRunningGivesThePaidEditionWithTheFreeOnesVersion) {
     const sample_product::RunningProduct first(lumadoc.executable);
     const sample_product::RunningProduct second(pellix.executable);
     ASSERT_TRUE(CreateOutputDirectories());
-    for (const QString &identifier : LumadocBundleIndentifiers) {
-        if (IsApplicationRunning(identifier))
-            LumadocRunningInstance.append(identifier);
-    }
+    FindRunningEditions();
     SetLumadocOrPellix();
     EXPECT_EQ(*lumadocOrPellix, QStringLiteral("Lumadoc"));
     EXPECT_EQ(LumadocVersion, QStringLiteral("24.1.10"));

@@ -50,6 +50,14 @@ bool CreateOutputDirectories() {
     return made;
 }
 
+void BeginRun() {
+    if (CreateOutputDirectories())
+        Logger::changeLogFileLocation();
+    else
+        Logger::logError(QStringLiteral("Application terminated"));
+    isOutputDirectoryCreated = true;
+}
+
 void SetUserFilesFolder() {
     userFilesURL = tempOutputURL ? OptionalURL(*tempOutputURL / "UserFiles") : std::nullopt;
 }

@@ -12,6 +12,10 @@ namespace UtilityFunctions {
 /// the locations stay computed).
 bool CreateOutputDirectories();
 
+/// Begins a run: makes the workspace and moves the log into it. Without a workspace the run goes on all the
+/// same, with an error line and the log where it was.
+void BeginRun();
+
 /// Names the attachments folder inside the output folder. Makes nothing.
 void SetUserFilesFolder();
 

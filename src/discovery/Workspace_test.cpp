@@ -104,6 +104,22 @@ TEST_F(WorkspaceTest, TheFoldersBehindTheOneThatFailedAreNotTried) {
     EXPECT_FALSE(fs::exists(root / "temp"));
 }
 
+TEST_F(WorkspaceTest, ARunBeginsWithItsWorkspaceAndTheLogInIt) {
+    BeginRun();
+    EXPECT_FALSE(fs::exists(log));
+    EXPECT_EQ(lumamonLogFileURL, root / "System/LumadocDiagnosticsDebugOutput.log");
+    EXPECT_EQ(logLines(*lumamonLogFileURL).size(), 4);
+    EXPECT_TRUE(isOutputDirectoryCreated);
+}
+
+TEST_F(WorkspaceTest, ARunGoesOnWithoutAWorkspaceAndLogsWhereItDid) {
+    test_support::writeFile(root, "a file where the folder should be");
+    BeginRun();
+    EXPECT_EQ(logLines(log).last(), QStringLiteral("ERROR: Application terminated"));
+    EXPECT_FALSE(lumamonLogFileURL);
+    EXPECT_TRUE(isOutputDirectoryCreated);
+}
+
 TEST_F(WorkspaceTest, UserFilesFolderLiesInTheOutputFolderAndIsNotMade) {
     ASSERT_TRUE(CreateOutputDirectories());
     SetUserFilesFolder();

@@ -124,6 +124,35 @@ bool CompressOutputDirectory() {
     return true;
 }
 
+void pruneOutput() {
+    using namespace UtilityFunctions;
+    removeFilesFromDirectoryRecursively(tempTimeStampedURL.value_or(fs::path()), allowedExtensions);
+    Logger::logInfo(QStringLiteral("Total files removed based on allowed extensions: ") +
+                    QString::number(RemovedFilesCount));
+}
+
+bool packOutput() {
+    const bool isPacked = CompressOutputDirectory();
+    if (!isPacked)
+        Logger::logError(QStringLiteral("unable to copy compressed file."));
+    return isPacked;
+}
+
+bool isArchiveSizeValid() {
+    if (!UtilityFunctions::compressedLogURL)
+        platform::fatal("The archive's location is not known when it is to be shared.");
+    const bool isValid = isFileSizeValid(*UtilityFunctions::compressedLogURL);
+    if (!isValid)
+        Logger::logError(QStringLiteral("Logs Size is large."));
+    return isValid;
+}
+
+void removeOutput() {
+    if (!UtilityFunctions::tempOutputURL)
+        platform::fatal("The output folder is not known when it is to be removed.");
+    deleteDirectory(*UtilityFunctions::tempOutputURL);
+}
+
 bool isFileSizeValid(const fs::path &url) {
     constexpr double bytesPerMegabyte = 1'048'576;
     constexpr double limitMegabytes = 100.0;

@@ -26,6 +26,21 @@ bool CommandLineCompression(const std::optional<std::filesystem::path> &director
 /// then names the archive.
 bool CompressOutputDirectory();
 
+// The steps that both modes take, each with its line in the log.
+
+/// Removes what may not go into the archive from the run folder, and logs how many files that were.
+void pruneOutput();
+
+/// `CompressOutputDirectory`, with an error line when there is no archive.
+bool packOutput();
+
+/// Whether the service takes the archive; an error line when it is too large. Ends the process when there was
+/// never an archive.
+bool isArchiveSizeValid();
+
+/// Removes the whole output, which has been sent. Ends the process when its place is not known.
+void removeOutput();
+
 /// Whether the file is smaller than the service takes: 100 MiB. False when that cannot be told.
 bool isFileSizeValid(const std::filesystem::path &url);
 

@@ -10,7 +10,4 @@ namespace UtilityFunctions {
 /// thread.
 void SilentUpload(UploadAPI::CompletionHandler completion);
 
-/// Tells the log what an upload failed of.
-void logUploadError(const UploadError &error);
-
 } // namespace UtilityFunctions

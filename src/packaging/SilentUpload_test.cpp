@@ -11,7 +11,7 @@
 namespace {
 
 using test_support::logLines;
-using UtilityFunctions::logUploadError;
+using UploadAPI::logUploadError;
 
 class SilentUploadTest : public testing::Test {
 protected:

@@ -92,3 +92,18 @@ UploadResult UploadAPI::handleResponse(const UploadResponse &response) {
     Logger::logInfo(unknownErrorText);
     return UploadError{UploadErrorDomain, 0, unknownErrorText};
 }
+
+void UploadAPI::logUploadError(const UploadError &error) {
+    Logger::logError(QStringLiteral("Upload error code: ") + QString::number(error.code));
+    Logger::logError(QStringLiteral("Upload error domain: ") + error.domain);
+    if (error.code == TransportErrorCode::cancelled) {
+        Logger::logError(QStringLiteral("Upload task was canceled"));
+    } else if (error.code == TransportErrorCode::notConnectedToInternet) {
+        Logger::logError(QStringLiteral("No internet connection"));
+    } else {
+        Logger::logError(QStringLiteral("Other network error: ") + error.localizedDescription());
+        const QString &text = error.userInfoDescription;
+        Logger::logError(QStringLiteral("userInfo: ") +
+                         (text.isEmpty() ? QStringLiteral("no userInfo") : text));
+    }
+}

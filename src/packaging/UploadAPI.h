@@ -29,6 +29,9 @@ void upload(const std::optional<std::filesystem::path> &fileURL, CompletionHandl
 /// What the service's answer comes to: only status 200 with data is success.
 UploadResult handleResponse(const UploadResponse &response);
 
+/// Logs why an upload failed.
+void logUploadError(const UploadError &error);
+
 } // namespace UploadAPI
 
 /// Receives the progress of one upload. Made on the main thread, called on the upload's.

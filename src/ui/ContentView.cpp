@@ -60,8 +60,12 @@ void ContentView::primaryButtonPressed() {
 void ContentView::StartButtonPressed() {
     const QString state = startButtonLabel;
     if (state == Texts::startDiagnostics) {
-        if (!isOutputDirectoryCreated)
-            makeWorkspaceAnew();
+        if (!isOutputDirectoryCreated) {
+            // The window was closed and opened again in one process.
+            Logger::log(QStringLiteral("--------------Application restarted without quitting--------------"),
+                        platform::OSLogType::debug);
+            BeginRun();
+        }
         StartMonitoring();
     } else if (state == Texts::stopDiagnostics) {
         StopMonitoring();
@@ -72,25 +76,10 @@ void ContentView::StartButtonPressed() {
     }
 }
 
-// The window was closed and opened again in one process.
-void ContentView::makeWorkspaceAnew() {
-    Logger::log(QStringLiteral("--------------Application restarted without quitting--------------"),
-                platform::OSLogType::debug);
-    if (CreateOutputDirectories())
-        Logger::changeLogFileLocation();
-    else
-        Logger::logError(QStringLiteral("Application terminated"));
-    isOutputDirectoryCreated = true;
-}
-
 void ContentView::StartMonitoring() {
     Logger::logInfo(QStringLiteral("Start diagnostics pressed. Advanced Log Checkbox: ") +
                     (getSpinDump ? QStringLiteral("Yes") : QStringLiteral("No")));
-    LumadocRunningInstance.clear();
-    for (const QString &identifier : LumadocBundleIndentifiers) {
-        if (IsApplicationRunning(identifier))
-            LumadocRunningInstance.append(identifier);
-    }
+    FindRunningEditions();
     if (IsMultipleInstance()) {
         Logger::logInfo(QStringLiteral("Lumadoc multiple running instances."));
         return;

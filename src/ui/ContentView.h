@@ -106,7 +106,6 @@ Q_SIGNALS:
     void closeRequested();
 
 private:
-    void makeWorkspaceAnew();
     void captureCompleted();
     bool buildArchive();
     void uploadArchive();

@@ -3,11 +3,8 @@
 
 #include "discovery/MainQueue.h"
 #include "discovery/RunState.h"
-#include "logging/Logging.h"
 #include "packaging/FilesPathDirectory.h"
-#include "packaging/SilentUpload.h"
 #include "packaging/UploadAPI.h"
-#include "platform/posix/Fatal.h"
 #include "ui/FeedbackRecord.h"
 #include "ui/WorkBesideWindow.h"
 
@@ -33,13 +30,10 @@ void ContentView::ShareButtonPressed() {
     isSecondaryError = SecondaryError::none;
     if (!UtilityFunctions::ShareButtonPressed && !buildArchive())
         return;
-    if (!compressedLogURL)
-        platform::fatal("The archive's location is not known when it is to be shared.");
-    if (FilesPathDirectory::isFileSizeValid(*compressedLogURL)) {
+    if (FilesPathDirectory::isArchiveSizeValid()) {
         uploadArchive();
         return;
     }
-    Logger::logError(QStringLiteral("Logs Size is large."));
     isUploadFailedLayoutVisible = true;
     isLoggingCompleteVisible = false;
     primaryButtonDisabled = false;
@@ -52,16 +46,11 @@ bool ContentView::buildArchive() {
     logLabel = Texts::compressingLogs;
     CreateUserDetailContent(emailText, feedbackText);
     const auto isCompressed = workBesideWindow([] {
-        FilesPathDirectory::removeFilesFromDirectoryRecursively(
-            tempTimeStampedURL.value_or(std::filesystem::path()), allowedExtensions);
-        Logger::logInfo(QStringLiteral("Total files removed based on allowed extensions: ") +
-                        QString::number(RemovedFilesCount));
-        return FilesPathDirectory::CompressOutputDirectory();
+        FilesPathDirectory::pruneOutput();
+        return FilesPathDirectory::packOutput();
     });
-    if (isCompressed == false) {
-        Logger::logError(QStringLiteral("unable to copy compressed file."));
+    if (isCompressed == false)
         primaryButtonDisabled = false;
-    }
     return isCompressed.value_or(false);
 }
 
@@ -81,7 +70,7 @@ void ContentView::uploadArchive() {
             // The user stopped this one and has started the next.
             if (view->m_uploadNumber != upload) {
                 if (const auto *error = std::get_if<UploadError>(&result))
-                    logUploadError(*error);
+                    UploadAPI::logUploadError(*error);
                 return;
             }
             view->startUpload(result);
@@ -91,7 +80,7 @@ void ContentView::uploadArchive() {
 
 void ContentView::startUpload(const UploadResult &result) {
     if (const auto *error = std::get_if<UploadError>(&result)) {
-        logUploadError(*error);
+        UploadAPI::logUploadError(*error);
         if (error->code == TransportErrorCode::cancelled)
             isSecondaryError = SecondaryError::canceled;
         else if (error->code == TransportErrorCode::notConnectedToInternet)
@@ -103,9 +92,7 @@ void ContentView::startUpload(const UploadResult &result) {
         return;
     }
     logLabel = QStringLiteral("Uploading 100%");
-    if (!tempOutputURL)
-        platform::fatal("The output folder is not known when it is to be removed.");
-    FilesPathDirectory::deleteDirectory(*tempOutputURL);
+    FilesPathDirectory::removeOutput();
     startButtonLabel = Texts::close;
     logLabel = QString();
     isFeedbackLayoutVisible = false;
