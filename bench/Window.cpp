@@ -7,7 +7,6 @@
 #include "MeasuredProcess.h"
 #include "discovery/MainQueue.h"
 #include "discovery/RunState.h"
-#include "discovery/Workspace.h"
 #include "logging/Logging.h"
 #include "packaging/UploadAPI.h"
 #include "platform/Bundle.h"

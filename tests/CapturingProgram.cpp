@@ -1,10 +1,9 @@
 // A run of the window without a window: it switches the product's logging on, captures everything, and ends
 // as the program ends. Status 7 when the capture was completed.
-#include "app/Ending.h"
+#include "app/LumamonApp.h"
 #include "collection/PListOperations.h"
 #include "collection/ProcessExecution.h"
 #include "discovery/ProductDiscovery.h"
-#include "discovery/Workspace.h"
 #include "logging/Logging.h"
 #include "platform/posix/Process.h"
 
@@ -23,6 +22,6 @@ int main(int argumentCount, char **arguments) {
     constexpr int completed = 7;
     ProcessExecution::runTasksConcurrently(true, true, true, [] { QCoreApplication::exit(completed); });
     const int status = QCoreApplication::exec();
-    endRun(status);
+    LumamonApp::endRun(status);
     return status;
 }

@@ -1,27 +1,24 @@
 #include "app/AppDelegate.h"
 
 #include "app/CommandLineArguments.h"
-#include "app/Ending.h"
+#include "app/LumamonApp.h"
 #include "app/TimeoutManager.h"
 #include "collection/Collectors.h"
 #include "collection/PListOperations.h"
+#include "collection/PrintedList.h"
 #include "discovery/DetailedInfo.h"
 #include "discovery/MainQueue.h"
 #include "discovery/ProductDiscovery.h"
-#include "discovery/Workspace.h"
 #include "logging/Logging.h"
-#include "logging/PrintedList.h"
 #include "packaging/FilesPathDirectory.h"
-#include "packaging/SilentUpload.h"
+#include "packaging/UploadAPI.h"
 #include "platform/Applications.h"
 #include "platform/Bundle.h"
 #include "platform/posix/Fatal.h"
 #include "platform/posix/Text.h"
 #include "ui/WindowFrontEnd.h"
 
-#include <QCoreApplication>
 #include <algorithm>
-#include <chrono>
 #include <thread>
 
 namespace {
@@ -31,21 +28,20 @@ using namespace UtilityFunctions;
 const QString applicationName = QStringLiteral("Brennic_Lumadoc_Diagnostics");
 
 bool isAnotherListed(const QString &identifier) {
-    const auto running = platform::runningApplications();
-    return std::any_of(running.begin(), running.end(), [&](const auto &application) {
+    return std::ranges::any_of(platform::runningApplications(), [&](const auto &application) {
         return application.bundleIdentifier == identifier &&
                application.processIdentifier != QCoreApplication::applicationPid();
     });
 }
 
-// Whether another copy of this program goes on. The list of what runs does not tell that alone: of two that
-// are started together each may find both, or one may look before the other can be seen.
+// Whether another copy of this program goes on. The list of running programs is not enough: of two copies
+// started together each may find both, or one may look before the other can be seen.
 bool isAnotherCopyRunning() {
     const auto &bundle = platform::Bundle::main();
     const auto identifier = bundle ? bundle->identifier() : std::nullopt;
     if (!identifier)
         platform::fatal("The main bundle has no identifier.");
-    // One that ends is gone from the list a little sooner than its claim is free.
+    // A copy that ends leaves the list a little before its claim is free.
     constexpr int attempts = 10;
     for (int i = 0; i < attempts && !platform::claimSingleInstance(*identifier); ++i) {
         if (isAnotherListed(*identifier))
@@ -56,11 +52,10 @@ bool isAnotherCopyRunning() {
 }
 
 void logAndTerminateAsSecondCopy() {
-    const QString hyphens(11, u'-');
+    const QString line = QStringLiteral(
+        "-----------%1 running instanace detected. Terminating the new instance with %2.-----------");
     if (Logger::NewLogFileLocation())
-        Logger::logInfo(hyphens + applicationName +
-                        QStringLiteral(" running instanace detected. Terminating the new instance with ") +
-                        printedList(QCoreApplication::arguments()) + u'.' + hyphens);
+        Logger::logInfo(line.arg(applicationName, printedList(QCoreApplication::arguments())));
     QCoreApplication::quit();
 }
 
@@ -72,7 +67,7 @@ void logVersion() {
     Logger::logInfo(applicationName + QStringLiteral(" App Version: ") + LumamonAppVersion);
 }
 
-// The installation that the command line names; false when it names none, or none that is there.
+// Takes the installation that the command line names; false when it names none that is there.
 bool chooseNamedProduct() {
     using namespace CommandLineArguments;
     const OptionalURL url = product && track ? IsFlavourValid(*product, *track) : std::nullopt;
@@ -113,12 +108,12 @@ void AppDelegate::launch() {
         constexpr auto timeout = std::chrono::seconds(300);
         TimeoutManager::shared().runWithTimeout(timeout, [this] { runWithoutUI(); });
     } else if (m_window) {
-        m_window->open([] { limitTheEnd(); });
+        m_window->open([] { LumamonApp::limitTheEnd(EXIT_SUCCESS); });
     }
 }
 
 void AppDelegate::KillApp(const QString &log) {
-    platform::onMainQueue([log] {
+    onMainQueue([log] {
         Logger::logInfo(log);
         QCoreApplication::quit();
     });
@@ -138,8 +133,8 @@ void AppDelegate::runWithoutUI() {
     Logger::logInfo(QStringLiteral("Log file will be copied and compressed after this point."));
     CopyLumamonLogFile();
     saveDetailedInfo();
-    // Without an archive there is nothing to send, and the program stays as it is: the product that started
-    // it finds it running and does not start it again.
+    // Without an archive there is nothing to send, and the program goes on running idle: the product that
+    // started it finds it running and does not start it again.
     if (!FilesPathDirectory::packOutput())
         return;
     if (!FilesPathDirectory::isArchiveSizeValid())

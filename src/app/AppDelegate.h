@@ -1,4 +1,4 @@
-// The launch sequence, the silent pipeline, and the way the program ends itself.
+// The launch sequence, the silent pipeline, and how the silent pipeline ends the program.
 //
 // Main thread, except `KillApp`.
 #pragma once
@@ -9,7 +9,7 @@ class WindowFrontEnd;
 
 class AppDelegate {
 public:
-    /// `window` is the front end of window mode; silent mode has none.
+    /// `window` is the front end of window mode, which outlives this object; silent mode has none.
     explicit AppDelegate(WindowFrontEnd *window = nullptr)
         : m_window(window) {}
 

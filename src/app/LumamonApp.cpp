@@ -1,56 +1,96 @@
 #include "app/LumamonApp.h"
 
+#include "app/AppDelegate.h"
 #include "app/CommandLineArguments.h"
-#include "app/Ending.h"
-#include "app/WindowLoader.h"
+#include "collection/PListOperations.h"
+#include "collection/ProcessExecution.h"
 #include "discovery/MainQueue.h"
+#include "packaging/UploadAPI.h"
+#include "platform/Bundle.h"
+#include "platform/SystemLog.h"
+#include "platform/posix/Fatal.h"
 #include "platform/posix/Process.h"
+#include "platform/posix/Program.h"
 #include "ui/WindowFrontEnd.h"
 
 #include <QCoreApplication>
-#include <cstdlib>
+#include <QPluginLoader>
+#include <atomic>
+#include <thread>
 
 namespace {
 
-QStringList texts(int argumentCount, char **arguments) {
-    QStringList result;
+using namespace std::chrono_literals;
+
+bool isSilent(int argumentCount, char **arguments) {
+    QStringList texts;
     for (int i = 0; i < argumentCount; ++i)
-        result.append(QString::fromLocal8Bit(arguments[i]));
-    return result;
+        texts.append(QString::fromLocal8Bit(arguments[i]));
+    return CommandLineArguments::asksForSilence(texts);
+}
+
+// The bundle's module that holds the window. Its front end stays for the life of the process.
+WindowFrontEnd *loadWindow() {
+    const auto &bundle = platform::Bundle::main();
+    const auto module = bundle ? bundle->path() / "Contents/PlugIns/libWindow.so" : std::filesystem::path();
+    QPluginLoader loader(platform::displayText(module));
+    auto *window = qobject_cast<WindowFrontEnd *>(loader.instance());
+    if (!window)
+        platform::fatal(("the window cannot be loaded: " + loader.errorString().toUtf8()).constData());
+    return window;
 }
 
 } // namespace
 
 int LumamonApp::run(int argumentCount, char **arguments) {
     platform::prepareProcess();
-    WindowFrontEnd *window = nullptr;
+    WindowFrontEnd *const window = isSilent(argumentCount, arguments) ? nullptr : loadWindow();
     std::unique_ptr<QCoreApplication> application;
-    if (CommandLineArguments::asksForSilence(texts(argumentCount, arguments))) {
-        application = std::make_unique<QCoreApplication>(argumentCount, arguments);
-    } else {
-        window = loadWindow();
-        if (!window)
-            return EXIT_FAILURE;
+    if (window) {
         application = window->makeApplication(argumentCount, arguments);
         platform::onTerminationRequest([] {
-            limitTheEnd();
+            limitTheEnd(EXIT_SUCCESS);
             QCoreApplication::quit();
         });
+    } else {
+        application = std::make_unique<QCoreApplication>(argumentCount, arguments);
     }
     AppDelegate delegate(window);
-    platform::onMainQueue([&delegate] { delegate.applicationDidFinishLaunching(); });
+    onMainQueue([&delegate] { delegate.applicationDidFinishLaunching(); });
     const int status = QCoreApplication::exec();
     if (window)
         window->close();
     endRun(status);
+    if (!window)
+        return status;
     // A copied Log ID outlives the program where a clipboard manager takes it, and only an application that
     // is destroyed offers it to one.
-    if (window && window->ownsPasteboard()) {
-        platform::closeMainQueue();
+    if (window->ownsPasteboard()) {
+        closeMainQueue();
         application.reset();
     }
-    // A step of the window may still run on a thread of its own, and nothing else that it uses is destroyed.
-    if (window)
-        std::_Exit(status);
-    return status;
+    // A step of the window may still run on another thread, and nothing else that it uses is destroyed.
+    platform::endProcess(status);
+}
+
+void LumamonApp::limitTheEnd(int status) {
+    static std::atomic<bool> isLimited = false;
+    if (isLimited.exchange(true))
+        return;
+    // The disk may have stopped answering, and then any step of the end waits for ever.
+    std::thread([=] {
+        std::this_thread::sleep_for(1800ms);
+        platform::endProcess(status);
+    }).detach();
+}
+
+void LumamonApp::endRun(int status) {
+    limitTheEnd(status);
+    UploadAPI::uploadTask.reset();
+    platform::stopPrograms();
+    const bool captureHasEnded = ProcessExecution::stop();
+    PListOperations::RevertLumaLogPList(true);
+    platform::SystemLog::flush(1s);
+    if (!captureHasEnded)
+        platform::endProcess(status);
 }

@@ -9,8 +9,8 @@ public:
     static TimeoutManager &shared();
 
     /// Runs `task` on the calling thread. When it has not returned after `timeout`, another thread logs "Task
-    /// timed out." and ends the process with status 1, wherever the task is stuck; child processes end with
-    /// it.
+    /// timed out." and ends the process with status 1, wherever the task is stuck. Child processes end with
+    /// the process. Any thread.
     void runWithTimeout(std::chrono::duration<double> timeout, const std::function<void()> &task);
 
 private:

@@ -20,17 +20,11 @@ OptionalURL below(const OptionalURL &folder, const fs::path &name) {
     return folder ? OptionalURL(*folder / name) : std::nullopt;
 }
 
-const fs::path &required(const OptionalURL &url, const char *otherwise) {
-    if (!url)
-        platform::fatal(otherwise);
-    return *url;
-}
-
 const fs::path &outputFolder() {
     return required(tempOutputURL, "The output folder is not known when logs are collected.");
 }
 
-// A folder of the output. One that cannot be made is told once; the copies into it are tried all the same.
+// A folder of the output. When it cannot be made that is one line; the copies into it are tried all the same.
 fs::path madeFolder(const char *name) {
     fs::path folder = outputFolder() / name;
     std::error_code error;

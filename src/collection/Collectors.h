@@ -1,7 +1,7 @@
 // What is collected: each collector is a fixed list of places and of folders in the output.
 //
-// Best effort, one after the other: a missing source costs one line of the log and the next item is tried.
-// Results are for the curious; no caller needs them.
+// Best effort: a missing source costs one line of the log and the next item is tried. Blocks; one thread at a
+// time. No caller needs the results.
 #pragma once
 
 namespace UtilityFunctions {

@@ -1,165 +1,141 @@
 #include "collection/Collectors.h"
 
 #include "discovery/RunState.h"
-#include "test_support/LogReader.h"
-#include "test_support/ScratchHome.h"
-
-#include <gtest/gtest.h>
+#include "test_support/LoggedTest.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace UtilityFunctions;
-using test_support::logLines;
 using test_support::readFile;
 using test_support::writeFile;
+using testing::ElementsAre;
 
-class CollectorsTest : public testing::Test {
+class Collectors : public test_support::LoggedTest {
 protected:
-    CollectorsTest() {
+    Collectors() {
         userLibraryURL = library;
         userLibraryPrefURL = library / "Preferences";
         tempOutputURL = out;
     }
 
-    test_support::ScratchHome home;
-    fs::path log = test_support::startLog();
+    // Makes each file below the Library folder, with its path as its content.
+    void makeSources(const std::vector<fs::path> &names) const {
+        for (const fs::path &name : names)
+            writeFile(library / name, QByteArray::fromStdString(name));
+    }
+
     fs::path library = home.library();
     fs::path out = home.path() / "out";
-    QString copied = QStringLiteral("INFO: File copied successfully.");
 };
 
-QString missing(const char *name) {
-    return QStringLiteral("ERROR: Error copying %1: No such file or directory")
-        .arg(QString::fromLatin1(name));
+std::string missing(const std::string &name) {
+    return "ERROR: Error copying " + name + ": No such file or directory";
 }
 
-TEST_F(CollectorsTest, CrashReportsOfTheProductAreTaken) {
-    writeFile(library / "Logs/DiagnosticReports/Lumacef_1.ips", "report");
-    writeFile(library / "Logs/DiagnosticReports/Other_1.ips", "other");
+TEST_F(Collectors, TakeTheProductsCrashReportsUpToOneMebibyte) {
+    makeSources({"Logs/DiagnosticReports/Lumacef_1.ips", "Logs/DiagnosticReports/Other_1.ips"});
     GetCrashReports();
-    EXPECT_EQ(readFile(out / "DiagnosticReports/Lumacef_1.ips"), "report");
+    EXPECT_TRUE(fs::exists(out / "DiagnosticReports/Lumacef_1.ips"));
     EXPECT_FALSE(fs::exists(out / "DiagnosticReports/Other_1.ips"));
-    EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral("INFO: Total [\"lumacef\"] files found: 1. Copying: 1 of size 0 "
-                                         "kb. MaxFileCopyCount: 100")});
-}
-
-TEST_F(CollectorsTest, CrashReportsAreBoundedToOneMebibyte) {
-    writeFile(library / "Logs/DiagnosticReports/lumacef_1.ips", QByteArray(1'048'577, 'x'));
+    EXPECT_THAT(said(), ElementsAre("INFO: Total [\"lumacef\"] files found: 1. Copying: 1 of size 0 kb. "
+                                    "MaxFileCopyCount: 100"));
+    writeFile(library / "Logs/DiagnosticReports/lumacef_2.ips", QByteArray(1'048'577, 'x'));
     GetCrashReports();
-    EXPECT_FALSE(fs::exists(out / "DiagnosticReports/lumacef_1.ips"));
+    EXPECT_FALSE(fs::exists(out / "DiagnosticReports/lumacef_2.ips"));
 }
 
-TEST_F(CollectorsTest, OwnLogIsCopiedUnderItsName) {
+TEST_F(Collectors, TakeThisProgramsLogUnderItsName) {
+    CopyLumamonLogFile();
     lumamonLogFileURL = home.path() / "System/own.log";
     writeFile(*lumamonLogFileURL, "lines");
     CopyLumamonLogFile();
     EXPECT_EQ(readFile(out / "own.log"), "lines");
-}
-
-TEST_F(CollectorsTest, OwnLogWithoutAPlaceIsToldAndPassedOver) {
-    CopyLumamonLogFile();
-    lumamonLogFileURL = home.path() / "own.log";
     tempOutputURL.reset();
     CopyLumamonLogFile();
-    const QString line = QStringLiteral("INFO: Unable to find copy LumadocDiagnostics log file. ");
-    EXPECT_EQ(logLines(log), (QStringList{line, line}));
+    const std::string notFound = "INFO: Unable to find copy LumadocDiagnostics log file. ";
+    EXPECT_THAT(said(), ElementsAre(notFound, notFound));
 }
 
-TEST_F(CollectorsTest, PreferencesOfTheRunningProductGoFirst) {
-    LumadocRunningInstance = {PellixBundleIdentifier};
-    LumadocInstalledInstance = {LumadocBundleIdentifier};
-    writeFile(library / "Preferences/com.brennic.Pelx.plist", "pellix");
-    writeFile(library / "Preferences/com.brennic.LumadocPE.plist", "lumadoc");
-    writeFile(library / "Preferences/com.brennic.crashreporter.plist", "reporter");
-    EXPECT_TRUE(GetPropertyList());
-    EXPECT_EQ(readFile(out / "PropertyList/com.brennic.Pelx.plist"), "pellix");
-    EXPECT_EQ(readFile(out / "PropertyList/com.brennic.crashreporter.plist"), "reporter");
-    EXPECT_FALSE(fs::exists(out / "PropertyList/com.brennic.LumadocPE.plist"));
-    EXPECT_EQ(logLines(log), (QStringList{copied, copied}));
-}
-
-TEST_F(CollectorsTest, PreferencesOfAnInstalledProductServeWhenNoneRuns) {
-    LumadocInstalledInstance = {LumadocBundleIdentifier};
-    writeFile(library / "Preferences/com.brennic.LumadocPE.plist", "lumadoc");
-    EXPECT_TRUE(GetPropertyList());
-    EXPECT_EQ(readFile(out / "PropertyList/com.brennic.LumadocPE.plist"), "lumadoc");
-    EXPECT_EQ(
-        logLines(log),
-        (QStringList{copied, QStringLiteral("ERROR: Error while copying file: No such file or directory")}));
-}
-
-TEST_F(CollectorsTest, PreferencesOfNobodyAreNotCopied) {
-    writeFile(library / "Preferences/com.brennic.crashreporter.plist", "reporter");
+TEST_F(Collectors, TakeThePreferencesOfTheRunningProductElseOfTheInstalledOne) {
+    const fs::path reporter = "PropertyList/com.brennic.crashreporter.plist";
+    makeSources({"Preferences/com.brennic.Pelx.plist", "Preferences/com.brennic.LumadocPE.plist",
+                 "Preferences/com.brennic.crashreporter.plist"});
     EXPECT_FALSE(GetPropertyList());
-    EXPECT_FALSE(fs::exists(out));
-    EXPECT_FALSE(fs::exists(log));
+    EXPECT_FALSE(fs::exists(out) || fs::exists(log));
+
+    LumadocInstalledInstance = {LumadocBundleIdentifier};
+    LumadocRunningInstance = {PellixBundleIdentifier};
+    EXPECT_TRUE(GetPropertyList());
+    EXPECT_TRUE(fs::exists(out / "PropertyList/com.brennic.Pelx.plist"));
+    EXPECT_FALSE(fs::exists(out / "PropertyList/com.brennic.LumadocPE.plist"));
+    EXPECT_EQ(readFile(out / reporter), "Preferences/com.brennic.crashreporter.plist");
+
+    LumadocRunningInstance.clear();
+    fs::remove(library / "Preferences/com.brennic.crashreporter.plist");
+    EXPECT_TRUE(GetPropertyList());
+    EXPECT_EQ(readFile(out / "PropertyList/com.brennic.LumadocPE.plist"),
+              "Preferences/com.brennic.LumadocPE.plist");
+    const std::string copied = "INFO: File copied successfully.";
+    EXPECT_THAT(said(), ElementsAre(copied, copied, copied,
+                                    "ERROR: Error while copying file: No such file or directory"));
 }
 
-TEST_F(CollectorsTest, LicensingLogsAreFilesAndFolders) {
-    for (const char *name : {"lumaKWDLog.txt", "distKWDLog.txt", "KWD/a.log", "lumacef_low/b.log"})
-        writeFile(library / "Logs" / name, name);
-    EXPECT_TRUE(GetLicensingLogs());
-    for (const char *name : {"lumaKWDLog.txt", "distKWDLog.txt", "KWD/a.log", "lumacef_low/b.log"})
-        EXPECT_EQ(readFile(out / "LicensingLogs" / name), name);
-    EXPECT_FALSE(fs::exists(log));
-}
-
-TEST_F(CollectorsTest, MissingLicensingLogsAreOneLineEach) {
+TEST_F(Collectors, TakeLicensingLogsThatAreFilesAndFolders) {
     EXPECT_TRUE(GetLicensingLogs());
     EXPECT_TRUE(fs::is_directory(out / "LicensingLogs"));
-    EXPECT_EQ(logLines(log), (QStringList{missing("lumaKWDLog.txt"), missing("distKWDLog.txt"),
-                                          missing("KWD"), missing("lumacef_low")}));
-}
-
-TEST_F(CollectorsTest, AFolderThatCannotBeMadeIsToldAndTheCopiesAreStillTried) {
-    writeFile(out, "a file in the way");
-    writeFile(library / "Logs/lumaKWDLog.txt", "text");
+    EXPECT_THAT(said(), ElementsAre(missing("lumaKWDLog.txt"), missing("distKWDLog.txt"), missing("KWD"),
+                                    missing("lumacef_low")));
+    makeSources({"Logs/lumaKWDLog.txt", "Logs/distKWDLog.txt", "Logs/KWD/a.log", "Logs/lumacef_low/b.log"});
     EXPECT_TRUE(GetLicensingLogs());
-    const QStringList lines = logLines(log);
-    ASSERT_EQ(lines.size(), 5);
-    EXPECT_EQ(lines.first(), QStringLiteral("ERROR: Error: Not a directory"));
-    EXPECT_EQ(lines.at(1), QStringLiteral("ERROR: Error copying lumaKWDLog.txt: Not a directory"));
+    for (const char *name : {"lumaKWDLog.txt", "distKWDLog.txt", "KWD/a.log", "lumacef_low/b.log"})
+        EXPECT_EQ(readFile(out / "LicensingLogs" / name), QByteArray("Logs/") + name);
+    EXPECT_EQ(said().size(), 4U);
 }
 
-TEST_F(CollectorsTest, InstallLogsComeFromTheUserAndFromTheSystem) {
-    writeFile(library / "Logs/Brennic/Lumadoc Update Helper QZ.log", "helper");
-    writeFile(library / "Logs/Brennic/Lumadoc Updater QZ.log", "updater");
+TEST_F(Collectors, TryTheCopiesEvenWhenTheirFolderCannotBeMade) {
+    writeFile(out, "a file in the way");
+    makeSources({"Logs/lumaKWDLog.txt"});
+    EXPECT_TRUE(GetLicensingLogs());
+    ASSERT_EQ(said().size(), 5U);
+    EXPECT_EQ(said()[0], "ERROR: Error: Not a directory");
+    EXPECT_EQ(said()[1], "ERROR: Error copying lumaKWDLog.txt: Not a directory");
+}
+
+TEST_F(Collectors, TakeInstallLogsOfTheUserAndOfTheSystem) {
+    makeSources({"Logs/Brennic/Lumadoc Update Helper QZ.log", "Logs/Brennic/Lumadoc Updater QZ.log"});
     EXPECT_TRUE(GetInstallLogs());
-    EXPECT_EQ(readFile(out / "InstallLogs/Lumadoc Update Helper QZ.log"), "helper");
-    EXPECT_EQ(readFile(out / "InstallLogs/Lumadoc Updater QZ.log"), "updater");
+    for (const char *name : {"Lumadoc Update Helper QZ.log", "Lumadoc Updater QZ.log"})
+        EXPECT_EQ(readFile(out / "InstallLogs" / name), QByteArray("Logs/Brennic/") + name);
     if (fs::exists("/var/log/lumaUpdaterTools.log"))
         EXPECT_TRUE(fs::exists(out / "InstallLogs/lumaUpdaterTools.log"));
     else
-        EXPECT_EQ(logLines(log), QStringList{missing("lumaUpdaterTools.log")});
+        EXPECT_THAT(said(), ElementsAre(missing("lumaUpdaterTools.log")));
 }
 
-TEST_F(CollectorsTest, MessagingLogsAreTakenByEditionAndTrackUnderALicenceName) {
-    writeFile(library / "Application Support/Brennic/Lumadoc/QZ/Trellis-ProMessages/m.log", "lumadoc");
-    writeFile(library / "Application Support/Brennic/Lumadoc/QZ/PellixMessages", "pellix");
+TEST_F(Collectors, TakeMessagingDataByEditionAndTrackUnderALicenceName) {
+    const fs::path track = "Application Support/Brennic/Lumadoc/QZ";
+    makeSources({track / "Trellis-ProMessages/m.log", track / "PellixMessages"});
     flavour = QStringLiteral("QZ");
-    lumadocOrPellix = QStringLiteral("Lumadoc");
-    GetXelLogs();
-    lumadocOrPellix = QStringLiteral("Pellix");
-    GetXelLogs();
-    EXPECT_EQ(readFile(out / "XelLogs/Trellis-ProMessages.lic/m.log"), "lumadoc");
-    EXPECT_EQ(readFile(out / "XelLogs/PellixMessages.lic"), "pellix");
-    lumadocOrPellix = QStringLiteral("lumadoc");
-    GetXelLogs();
-    EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral("ERROR: Error copying PellixMessages.lic: File exists")});
+    for (const char *edition : {"Lumadoc", "Pellix", "lumadoc"}) {
+        lumadocOrPellix = QString::fromLatin1(edition);
+        GetXelLogs();
+    }
+    EXPECT_TRUE(fs::exists(out / "XelLogs/Trellis-ProMessages.lic/m.log"));
+    EXPECT_TRUE(fs::is_regular_file(out / "XelLogs/PellixMessages.lic"));
+    EXPECT_THAT(said(), ElementsAre("ERROR: Error copying PellixMessages.lic: File exists"));
 }
 
-TEST_F(CollectorsTest, WhatMustBeKnownAndIsNotEndsTheProcess) {
-    EXPECT_EXIT(GetXelLogs(), testing::ExitedWithCode(1), "The edition is not known");
+TEST_F(Collectors, EndTheProcessWithoutWhatMustBeKnown) {
+    const testing::ExitedWithCode failed(1);
+    EXPECT_EXIT(GetXelLogs(), failed, "The edition is not known");
     LumadocRunningInstance = {LumadocBundleIdentifier};
     tempOutputURL.reset();
-    EXPECT_EXIT(GetPropertyList(), testing::ExitedWithCode(1), "The output folder is not known");
-    EXPECT_EXIT(GetLicensingLogs(), testing::ExitedWithCode(1), "The output folder is not known");
-    EXPECT_EXIT(GetInstallLogs(), testing::ExitedWithCode(1), "The output folder is not known");
+    EXPECT_EXIT(GetPropertyList(), failed, "The output folder is not known");
+    EXPECT_EXIT(GetLicensingLogs(), failed, "The output folder is not known");
+    EXPECT_EXIT(GetInstallLogs(), failed, "The output folder is not known");
     userLibraryPrefURL.reset();
-    EXPECT_EXIT(GetPropertyList(), testing::ExitedWithCode(1), "The preferences folder is not known");
+    EXPECT_EXIT(GetPropertyList(), failed, "The preferences folder is not known");
 }
 
 } // namespace

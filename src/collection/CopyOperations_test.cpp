@@ -1,127 +1,205 @@
 #include "collection/CopyOperations.h"
 
-#include "test_support/LogReader.h"
-#include "test_support/ScratchHome.h"
+#include "test_support/ChildProcess.h"
+#include "test_support/Isolation.h"
+#include "test_support/LoggedTest.h"
+#include "test_support/Mounts.h"
 
-#include <gtest/gtest.h>
+#include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace {
 
 namespace fs = std::filesystem;
-using test_support::logLines;
 using test_support::readFile;
 using test_support::writeFile;
+using testing::ElementsAre;
 using UtilityFunctions::CopyFiles;
 using UtilityFunctions::copyItem;
 
-class CopyOperationsTest : public testing::Test {
+class Copying : public test_support::LoggedTest {
 protected:
-    test_support::ScratchHome home;
-    fs::path log = test_support::startLog();
     fs::path source = home.path() / "source";
-    fs::path destination = home.path() / "far" / "away" / "copy";
+    fs::path destination = home.path() / "far/away/copy";
 };
 
-TEST_F(CopyOperationsTest, CopyItemMakesTheParentFolders) {
-    writeFile(source, "content");
+TEST_F(Copying, TakesAFolderWithAllItsContents) {
+    const std::vector<std::string> names{
+        "a.log", "deep/er/b.log", "\xff\xfe", "a\nb", "\"quoted\"", "-r", "*", " "};
+    for (const auto &name : names)
+        writeFile(source / name, QByteArray::fromStdString(name));
+    fs::create_directory(source / "empty");
     EXPECT_TRUE(copyItem(source, destination));
-    EXPECT_EQ(readFile(destination), "content");
+    for (const auto &name : names)
+        EXPECT_EQ(readFile(destination / name).toStdString(), name);
+    EXPECT_TRUE(fs::is_directory(destination / "empty"));
     EXPECT_FALSE(fs::exists(log));
 }
 
-TEST_F(CopyOperationsTest, CopyItemNeverReplacesAnything) {
+TEST_F(Copying, MakesCopiesThatAreTheUsersAloneAndKeepTheirTimes) {
+    writeFile(source / "a.log", "a");
+    const auto old = fs::file_time_type::clock::now() - std::chrono::hours(1000);
+    for (const fs::path &path : {source / "a.log", source}) {
+        fs::permissions(path, fs::perms::all);
+        fs::last_write_time(path, old);
+    }
+    EXPECT_TRUE(copyItem(source, destination));
+    constexpr auto others = fs::perms::group_all | fs::perms::others_all;
+    EXPECT_EQ(fs::status(destination).permissions() & others, fs::perms::none);
+    EXPECT_EQ(fs::status(destination / "a.log").permissions(),
+              fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(fs::last_write_time(destination / "a.log"), old);
+    EXPECT_EQ(fs::last_write_time(destination), old);
+}
+
+TEST_F(Copying, FollowsNoLink) {
+    writeFile(home.path() / "secrets/key", "secret");
+    fs::create_directory(source);
+    const std::map<const char *, fs::path> links{{"folder.log", home.path() / "secrets"},
+                                                 {"file.log", home.path() / "secrets/key"},
+                                                 {"loop.log", "."},
+                                                 {"dangling.log", "missing"}};
+    for (const auto &[name, target] : links)
+        fs::create_symlink(target, source / name);
+    EXPECT_TRUE(copyItem(source, destination));
+    for (const auto &[name, target] : links)
+        EXPECT_EQ(fs::read_symlink(destination / name), target);
+}
+
+TEST_F(Copying, LeavesOutPipesAndSocketsInAFolderWithOneLine) {
+    writeFile(source / "a.log", "a");
+    ASSERT_EQ(::mkfifo((source / "pipe").c_str(), 0600), 0);
+    const int listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    struct sockaddr_un address {};
+    address.sun_family = AF_UNIX;
+    (source / "socket").native().copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(::bind(listener, reinterpret_cast<struct sockaddr *>(&address), sizeof address), 0);
+    EXPECT_TRUE(copyItem(source, destination));
+    ::close(listener);
+    EXPECT_EQ(std::distance(fs::directory_iterator(destination), {}), 1);
+    EXPECT_THAT(said(),
+                ElementsAre(testing::MatchesRegex("WARNING: Not copied from source: 2 pipes, sockets or "
+                                                  "devices, the first one being (pipe|socket)")));
+}
+
+TEST_F(Copying, FailsForAPipeByItself) {
+    ASSERT_EQ(::mkfifo(source.c_str(), 0600), 0);
+    EXPECT_FALSE(copyItem(source, destination));
+    EXPECT_FALSE(fs::exists(destination));
+    EXPECT_THAT(said(), ElementsAre("ERROR: Error copying copy: Operation not supported"));
+}
+
+TEST_F(Copying, NeverReplacesOrMixesAnything) {
+    const std::string line = "ERROR: Error copying copy: File exists";
     writeFile(source, "new");
     writeFile(destination, "old");
     EXPECT_FALSE(copyItem(source, destination));
     EXPECT_EQ(readFile(destination), "old");
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("ERROR: Error copying copy: File exists")});
-}
-
-TEST_F(CopyOperationsTest, CopyItemDoesNotMixFolders) {
-    writeFile(source / "new", "new");
-    writeFile(destination / "old", "old");
+    fs::remove(destination);
+    fs::create_symlink("nowhere", destination);
     EXPECT_FALSE(copyItem(source, destination));
-    EXPECT_FALSE(fs::exists(destination / "new"));
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("ERROR: Error copying copy: File exists")});
-}
-
-TEST_F(CopyOperationsTest, CopyItemTellsOfAMissingSource) {
+    EXPECT_TRUE(fs::is_symlink(destination));
+    for (const fs::path &path : {source, destination}) {
+        fs::remove(path);
+        writeFile(path / path.filename(), "");
+    }
     EXPECT_FALSE(copyItem(source, destination));
-    EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral("ERROR: Error copying copy: No such file or directory")});
+    EXPECT_FALSE(fs::exists(destination / "source"));
+    EXPECT_THAT(said(), ElementsAre(line, line, line));
 }
 
-TEST_F(CopyOperationsTest, CopyItemTellsOfAParentThatCannotBeMade) {
-    writeFile(source, "content");
-    writeFile(home.path() / "far", "a file");
-    EXPECT_FALSE(copyItem(source, destination));
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("ERROR: Error copying copy: Not a directory")});
-}
-
-TEST_F(CopyOperationsTest, CopyItemWarnsOfAnUnsetLocation) {
+TEST_F(Copying, SaysWhatIsMissing) {
     EXPECT_FALSE(copyItem(std::nullopt, destination));
     EXPECT_FALSE(copyItem(source, std::nullopt));
-    const QString line = QStringLiteral("WARNING: Invalid source or destination URL");
-    EXPECT_EQ(logLines(log), (QStringList{line, line}));
+    EXPECT_FALSE(copyItem(source, destination));
+    writeFile(source, "content");
+    EXPECT_FALSE(copyItem(source, source / "below/a/file"));
+    const std::string unset = "WARNING: Invalid source or destination URL";
+    EXPECT_THAT(said(), ElementsAre(unset, unset, "ERROR: Error copying copy: No such file or directory",
+                                    "ERROR: Error copying file: Not a directory"));
 }
 
-TEST_F(CopyOperationsTest, CopyItemTellsOfPipesInAFolderWithOneLineAndSucceeds) {
-    writeFile(source / "file.log", "content");
-    ASSERT_EQ(::mkfifo((source / "one").c_str(), 0600), 0);
-    ASSERT_EQ(::mkfifo((source / "two").c_str(), 0600), 0);
-    EXPECT_TRUE(copyItem(source, destination));
-    EXPECT_EQ(readFile(destination / "file.log"), "content");
-    ASSERT_EQ(logLines(log).size(), 1);
-    EXPECT_TRUE(logLines(log).first().startsWith(QStringLiteral(
-        "WARNING: Not copied from source: 2 pipes, sockets or devices, the first one being ")));
+TEST_F(Copying, GoesOnPastWhatCannotBeRead) {
+    for (const char *name : {"a.log", "b.log", "closed/c.log", "d.log"})
+        writeFile(source / name, name);
+    for (const char *name : {"b.log", "closed"})
+        fs::permissions(source / name, fs::perms::none);
+    // Root can read everything.
+    const bool isRoot = ::geteuid() == 0;
+    if (isRoot) {
+        for (const auto &entry : fs::recursive_directory_iterator(home.path()))
+            ASSERT_EQ(::lchown(entry.path().c_str(), 12345, 12345), 0);
+        ASSERT_EQ(::chown(home.path().c_str(), 12345, 12345), 0);
+    }
+    EXPECT_EQ(test_support::statusInChild([&] {
+                  if (isRoot && (::setgid(12345) != 0 || ::setuid(12345) != 0))
+                      return 99;
+                  return copyItem(source, destination) ? 1 : 0;
+              }),
+              0);
+    EXPECT_THAT(said(), ElementsAre("ERROR: Error copying copy: Permission denied"));
+    EXPECT_EQ(readFile(destination / "a.log"), "a.log");
+    EXPECT_EQ(readFile(destination / "d.log"), "d.log");
+    EXPECT_FALSE(fs::exists(destination / "b.log") || fs::exists(destination / "closed/c.log"));
+    for (const fs::path &folder : {source, destination})
+        fs::permissions(folder / "closed", fs::perms::owner_all);
 }
 
-TEST_F(CopyOperationsTest, CopyFilesCopiesOneNamedFile) {
-    writeFile(source / "a name", "content");
-    CopyFiles(source, destination, "a name");
-    EXPECT_EQ(readFile(destination / "a name"), "content");
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("INFO: File copied successfully.")});
-}
-
-TEST_F(CopyOperationsTest, CopyFilesReplacesAnExistingFile) {
-    writeFile(source / "name", "new");
-    writeFile(destination / "name", "old and longer");
-    CopyFiles(source, destination, "name");
-    EXPECT_EQ(readFile(destination / "name"), "new");
-}
-
-TEST_F(CopyOperationsTest, CopyFilesReplacesALinkAndLeavesItsTarget) {
-    writeFile(source / "name", "new");
-    writeFile(home.path() / "target", "untouched");
+TEST_F(Copying, LeavesNoPartOfAFileOnAFullDisk) {
+    ASSERT_TRUE(test_support::hasOwnNamespaces()) << "this test mounts a small file system";
+    writeFile(source / "big.log", QByteArray(2 << 20, 'x'));
     fs::create_directories(destination);
-    fs::create_symlink(home.path() / "target", destination / "name");
-    CopyFiles(source, destination, "name");
+    const auto small = test_support::Mount::memory(destination, 1 << 20);
+    EXPECT_FALSE(copyItem(source, destination / "copy"));
+    EXPECT_THAT(said(), ElementsAre("ERROR: Error copying copy: No space left on device"));
+    EXPECT_TRUE(fs::exists(destination / "copy"));
+    EXPECT_FALSE(fs::exists(destination / "copy/big.log"));
+}
+
+TEST_F(Copying, GoesOnPastNestingBeyondTheLengthOfAPath) {
+    writeFile(source / "a.log", "a");
+    const std::string name(200, 'n');
+    int at = ::open(source.c_str(), O_PATH | O_DIRECTORY);
+    for (int depth = 0; depth < 30; ++depth) {
+        ASSERT_EQ(::mkdirat(at, name.c_str(), 0700), 0);
+        const int next = ::openat(at, name.c_str(), O_PATH | O_DIRECTORY);
+        ::close(at);
+        at = next;
+    }
+    ::close(at);
+    EXPECT_FALSE(copyItem(source, destination));
+    EXPECT_THAT(said(), ElementsAre("ERROR: Error copying copy: File name too long"));
+    EXPECT_EQ(readFile(destination / "a.log"), "a");
+}
+
+TEST_F(Copying, OfOneNamedFileReplacesWhateverIsThere) {
+    writeFile(source / "a name", "new");
+    for (int i = 0; i < 2; ++i) {
+        CopyFiles(source, destination, "a name");
+        EXPECT_EQ(readFile(destination / "a name"), "new");
+        writeFile(destination / "a name", "old and longer");
+    }
+    writeFile(home.path() / "target", "untouched");
+    fs::remove(destination / "a name");
+    fs::create_symlink(home.path() / "target", destination / "a name");
+    CopyFiles(source, destination, "a name");
     EXPECT_EQ(readFile(home.path() / "target"), "untouched");
-    EXPECT_FALSE(fs::is_symlink(destination / "name"));
+    EXPECT_FALSE(fs::is_symlink(destination / "a name"));
+    const std::string copied = "INFO: File copied successfully.";
+    EXPECT_THAT(said(), ElementsAre(copied, copied, copied));
 }
 
-TEST_F(CopyOperationsTest, CopyFilesTellsOfAFolderThatCannotBeMade) {
-    writeFile(home.path() / "far", "a file");
+TEST_F(Copying, OfOneNamedFileSaysWhatFailed) {
     CopyFiles(source, destination, "name");
-    EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral("ERROR: Error while creating directory: Not a directory")});
-}
-
-TEST_F(CopyOperationsTest, CopyFilesTellsOfAMissingSource) {
-    CopyFiles(source, destination, "name");
-    EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral("ERROR: Error while copying file: No such file or directory")});
-}
-
-TEST_F(CopyOperationsTest, CopyFilesTellsOfAnExistingFileThatCannotBeRemoved) {
-    writeFile(source / "name", "new");
-    writeFile(destination / "name", "old");
-    // Removing fails in a folder that is the root of a mounted file system or, as here, has become immutable
-    // to the user: a name of "." can be neither removed nor copied to.
+    // A name of "." can be neither removed nor copied to.
     CopyFiles(source, destination, ".");
-    EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral("ERROR: Error while removing existing file: Invalid argument")});
+    CopyFiles(source, log / "below a file", "name");
+    EXPECT_THAT(said(), ElementsAre("ERROR: Error while copying file: No such file or directory",
+                                    "ERROR: Error while removing existing file: Invalid argument",
+                                    "ERROR: Error while creating directory: Not a directory"));
 }
 
 } // namespace

@@ -1,13 +1,14 @@
 #include "collection/FileSelection.h"
 
 #include "collection/CopyOperations.h"
+#include "collection/PrintedList.h"
 #include "logging/Logging.h"
-#include "logging/PrintedList.h"
 #include "platform/posix/Fatal.h"
 #include "platform/posix/FileSystem.h"
 #include "platform/posix/Text.h"
 
 #include <algorithm>
+#include <functional>
 
 namespace {
 
@@ -61,26 +62,17 @@ std::error_code copyRecords(const std::vector<FileRecord> &records, const fs::pa
     return {};
 }
 
-bool isAscii(const std::string &text) {
-    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 128; });
-}
-
 } // namespace
 
 bool containsAnyName(const std::string &name, const QStringList &patterns) {
-    const auto size = static_cast<qsizetype>(name.size());
-    const QString text =
-        isAscii(name) ? QString::fromLatin1(name.data(), size) : QString::fromUtf8(name.data(), size);
-    return std::any_of(patterns.begin(), patterns.end(), [&](const QString &pattern) {
+    const QString text = QString::fromStdString(name);
+    return std::ranges::any_of(patterns, [&](const QString &pattern) {
         return !pattern.isEmpty() && text.contains(pattern, Qt::CaseInsensitive);
     });
 }
 
 Selection selectNewest(std::vector<FileRecord> candidates, std::int64_t maxFileSizeBytes) {
-    std::stable_sort(candidates.begin(), candidates.end(),
-                     [](const FileRecord &left, const FileRecord &right) {
-                         return left.creationDate > right.creationDate;
-                     });
+    std::ranges::stable_sort(candidates, std::greater(), &FileRecord::creationDate);
     Selection selection;
     for (FileRecord &record : candidates) {
         std::uint64_t total = 0;

@@ -1,4 +1,6 @@
 // The selection engine: the newest matching files of one folder, bounded by total size and by count.
+//
+// Any thread; one copies at a time.
 #pragma once
 
 #include <QStringList>

@@ -1,9 +1,8 @@
 #include "collection/FileSelection.h"
 
-#include "test_support/LogReader.h"
-#include "test_support/ScratchHome.h"
+#include "collection/PrintedList.h"
+#include "test_support/LoggedTest.h"
 
-#include <gtest/gtest.h>
 #include <limits>
 #include <sys/stat.h>
 #include <thread>
@@ -12,56 +11,41 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
-using test_support::logLines;
 using test_support::writeFile;
+using testing::ElementsAre;
+using testing::IsEmpty;
 using UtilityFunctions::copyFilesContainingName;
 
 FileRecord record(const char *name, std::chrono::seconds age, std::uint64_t sizeBytes) {
     return {name, std::chrono::sys_time<std::chrono::nanoseconds>(1'000'000s - age), sizeBytes};
 }
 
-std::vector<std::string> names(const Selection &selection) {
-    std::vector<std::string> result;
-    for (const auto &taken : selection.taken)
-        result.push_back(taken.name);
-    return result;
+std::vector<std::string> selected(std::vector<FileRecord> candidates, std::int64_t limitBytes) {
+    std::vector<std::string> names;
+    for (const auto &taken : selectNewest(std::move(candidates), limitBytes).taken)
+        names.push_back(taken.name);
+    return names;
 }
 
-using Names = std::vector<std::string>;
-
-TEST(Selection, TakesTheNewestFirst) {
-    EXPECT_EQ(names(selectNewest({record("old", 3s, 1), record("new", 1s, 1), record("middle", 2s, 1)}, 100)),
-              (Names{"new", "middle", "old"}));
-}
-
-TEST(Selection, KeepsTheListingOrderOfEqualDates) {
-    EXPECT_EQ(names(selectNewest({record("b", 1s, 1), record("a", 1s, 1), record("c", 1s, 1)}, 100)),
-              (Names{"b", "a", "c"}));
-}
-
-TEST(Selection, AFileWithoutADateIsTheOldest) {
+TEST(Selection, TakesTheNewestFirstAndKeepsTheListingOrderOfEqualDates) {
     FileRecord undated = record("undated", 0s, 1);
     undated.creationDate = std::chrono::sys_time<std::chrono::nanoseconds>::min();
-    EXPECT_EQ(names(selectNewest({undated, record("dated", 1s, 1)}, 100)), (Names{"dated", "undated"}));
+    EXPECT_THAT(selected({undated, record("old", 3s, 1), record("b", 1s, 1), record("a", 1s, 1),
+                          record("c", 1s, 1), record("middle", 2s, 1)},
+                         100),
+                ElementsAre("b", "a", "c", "middle", "old", "undated"));
 }
 
-TEST(Selection, StopsAtTheFirstFileOverTheLimitAndTakesNoSmallerOneBehindIt) {
-    const auto selection = selectNewest(
-        {record("a", 1s, 700'000), record("b", 2s, 400'000), record("c", 3s, 100'000)}, 1'048'576);
-    EXPECT_EQ(names(selection), Names{"a"});
-    EXPECT_EQ(selection.totalBytes, 700'000U);
+TEST(Selection, StopsAtTheFirstFileOverTheLimitAndTakesNoSmallerOneAfterIt) {
+    const std::vector candidates{record("a", 1s, 700), record("b", 2s, 400), record("c", 3s, 100)};
+    EXPECT_THAT(selected(candidates, 1048), ElementsAre("a"));
+    EXPECT_EQ(selectNewest(candidates, 1048).totalBytes, 700U);
+    EXPECT_THAT(selected(candidates, 1100), ElementsAre("a", "b"));
+    EXPECT_THAT(selected({record("empty", 1s, 0)}, 0), ElementsAre("empty"));
+    EXPECT_THAT(selected({record("empty", 1s, 0)}, -1), IsEmpty());
 }
 
-TEST(Selection, TheLimitItselfIsAllowed) {
-    EXPECT_EQ(names(selectNewest({record("a", 1s, 60), record("b", 2s, 40)}, 100)), (Names{"a", "b"}));
-    EXPECT_EQ(names(selectNewest({record("empty", 1s, 0)}, 0)), Names{"empty"});
-}
-
-TEST(Selection, ANegativeLimitTakesNothing) {
-    EXPECT_TRUE(selectNewest({record("empty", 1s, 0)}, -1).taken.empty());
-}
-
-TEST(Selection, SizesThatCannotBeAddedUpEndTheProcess) {
+TEST(Selection, EndsTheProcessWhenSizesCannotBeAddedUp) {
     constexpr auto most = std::numeric_limits<std::int64_t>::max();
     EXPECT_EXIT(selectNewest({record("a", 1s, static_cast<std::uint64_t>(most)),
                               record("b", 2s, std::numeric_limits<std::uint64_t>::max())},
@@ -69,52 +53,53 @@ TEST(Selection, SizesThatCannotBeAddedUpEndTheProcess) {
                 testing::ExitedWithCode(1), "add up to more than can be counted");
 }
 
-TEST(NameMatch, IgnoresCaseAndTakesAnyPart) {
-    const QStringList patterns{QStringLiteral("lumacef")};
-    EXPECT_TRUE(containsAnyName("Lumacef_2024-01-02-101112_host.ips", patterns));
-    EXPECT_TRUE(containsAnyName("LUMACEF.ips", patterns));
-    EXPECT_TRUE(containsAnyName("the lumaCEF", patterns));
-    EXPECT_TRUE(containsAnyName("\xff\xfeLumacef", patterns));
+TEST(NameMatch, IgnoresCaseAndTakesAnyPartOfAnyPattern) {
+    const QStringList patterns{QString(), QStringLiteral("lumacef"), QStringLiteral("ärger")};
+    for (const char *name : {"Lumacef_2024-01-02-101112_host.ips", "LUMACEF.ips", "the lumaCEF",
+                             "\xff\xfeLumacef", "\xc3\x84rger"})
+        EXPECT_TRUE(containsAnyName(name, patterns)) << name;
     EXPECT_FALSE(containsAnyName("Luma_cef", patterns));
-}
-
-TEST(NameMatch, OnePatternOfSeveralIsEnough) {
-    EXPECT_TRUE(containsAnyName("b.txt", {QStringLiteral("a"), QStringLiteral("B")}));
-    EXPECT_TRUE(containsAnyName("\xc3\x84rger", {QStringLiteral("ärger")}));
-}
-
-TEST(NameMatch, AnEmptyPatternMatchesNothing) {
     EXPECT_FALSE(containsAnyName("name", {QString()}));
     EXPECT_FALSE(containsAnyName("name", {}));
 }
 
-class CopyFilesContainingNameTest : public testing::Test {
+TEST(PrintedList, QuotesEachTextAndEscapesWhatWouldBreakTheLine) {
+    EXPECT_EQ(printedList({}), QStringLiteral("[]"));
+    EXPECT_EQ(printedList({QStringLiteral("a"), QString(), QStringLiteral("b c")}),
+              QStringLiteral("[\"a\", \"\", \"b c\"]"));
+    EXPECT_EQ(printedList({QStringLiteral("a\"b\\c\nd\re\tf"), QStringLiteral("\\n")}),
+              QStringLiteral("[\"a\\\"b\\\\c\\nd\\re\\tf\", \"\\\\n\"]"));
+}
+
+class CopyingTheNewest : public test_support::LoggedTest {
 protected:
-    bool copy(int maxFileCount = 100, std::int64_t maxFileSize = 1'048'576) {
-        return copyFilesContainingName(source, destination, maxFileCount, maxFileSize,
+    bool copy(int maxFileCount = 100) {
+        return copyFilesContainingName(source, destination, maxFileCount, 1'048'576,
                                        {QStringLiteral("lumacef")});
     }
     // Files get their creation dates by being made one after the other.
-    void make(const std::string &name, qsizetype size) {
+    void make(const std::string &name, qsizetype size = 1) {
         writeFile(source / name, QByteArray(size, 'x'));
         std::this_thread::sleep_for(5ms);
     }
-    Names copied() const {
-        Names result;
+    std::vector<std::string> copied() const {
+        std::vector<std::string> names;
         if (fs::exists(destination))
             for (const auto &entry : fs::directory_iterator(destination))
-                result.push_back(entry.path().filename());
-        std::sort(result.begin(), result.end());
-        return result;
+                names.push_back(entry.path().filename());
+        std::ranges::sort(names);
+        return names;
+    }
+    static std::string summary(const char *found, const char *copying, const char *size, const char *most) {
+        return std::string("INFO: Total [\"lumacef\"] files found: ") + found + ". Copying: " + copying +
+               " of size " + size + " kb. MaxFileCopyCount: " + most;
     }
 
-    test_support::ScratchHome home;
-    fs::path log = test_support::startLog();
     fs::path source = home.path() / "reports";
-    fs::path destination = home.path() / "out" / "DiagnosticReports";
+    fs::path destination = home.path() / "out/DiagnosticReports";
 };
 
-TEST_F(CopyFilesContainingNameTest, CopiesTheNewestHundredOfManyAndCountsAllThatWereTaken) {
+TEST_F(CopyingTheNewest, StopsAtTheCountAndTellsOfAllThatWereTaken) {
     for (int i = 0; i < 150; ++i) {
         writeFile(source / ("Lumacef_" + std::to_string(1000 + i) + ".ips"), QByteArray(5000, 'x'));
         std::this_thread::sleep_for(i < 50 || i > 51 ? 0ms : 20ms);
@@ -123,87 +108,64 @@ TEST_F(CopyFilesContainingNameTest, CopiesTheNewestHundredOfManyAndCountsAllThat
     EXPECT_EQ(copied().size(), 100U);
     EXPECT_EQ(copied().back(), "Lumacef_1149.ips");
     EXPECT_FALSE(fs::exists(destination / "Lumacef_1000.ips"));
-    EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral("INFO: Total [\"lumacef\"] files found: 150. Copying: 100 of "
-                                         "size 732 kb. MaxFileCopyCount: 100")});
+    EXPECT_THAT(said(), ElementsAre(summary("150", "100", "732", "100")));
 }
 
-TEST_F(CopyFilesContainingNameTest, StopsAtTheSizeLimit) {
+TEST_F(CopyingTheNewest, StopsAtTheSizeLimit) {
     make("lumacef_c.ips", 100'000);
     make("lumacef_b.ips", 400'000);
     make("lumacef_a.ips", 700'000);
     EXPECT_TRUE(copy());
-    EXPECT_EQ(copied(), Names{"lumacef_a.ips"});
+    EXPECT_THAT(copied(), ElementsAre("lumacef_a.ips"));
 }
 
-TEST_F(CopyFilesContainingNameTest, WithoutAMatchNoFolderIsMadeAndTheSummaryStillComes) {
-    make("other.ips", 1);
-    EXPECT_TRUE(copy());
-    EXPECT_FALSE(fs::exists(destination));
-    EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral("INFO: Total [\"lumacef\"] files found: 0. Copying: 0 of size "
-                                         "0 kb. MaxFileCopyCount: 100")});
-}
-
-TEST_F(CopyFilesContainingNameTest, ACountOfZeroStillLetsTheFirstOneThrough) {
-    make("lumacef_1.ips", 1);
-    make("lumacef_2.ips", 1);
+TEST_F(CopyingTheNewest, LetsTheFirstOneThroughWithACountOfZero) {
+    make("lumacef_1.ips");
+    make("lumacef_2.ips");
     EXPECT_TRUE(copy(0));
-    EXPECT_EQ(copied(), Names{"lumacef_2.ips"});
-    EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral("INFO: Total [\"lumacef\"] files found: 2. Copying: 0 of size "
-                                         "0 kb. MaxFileCopyCount: 0")});
+    EXPECT_THAT(copied(), ElementsAre("lumacef_2.ips"));
+    EXPECT_THAT(said(), ElementsAre(summary("2", "0", "0", "0")));
 }
 
-TEST_F(CopyFilesContainingNameTest, OnlySuccessfulCopiesCount) {
-    make("lumacef_file.ips", 1);
+TEST_F(CopyingTheNewest, CountsOnlyCopiesThatSucceed) {
+    make("lumacef_file.ips");
     ASSERT_EQ(::mkfifo((source / "lumacef_pipe.ips").c_str(), 0600), 0);
     EXPECT_TRUE(copy(1));
-    EXPECT_EQ(copied(), Names{"lumacef_file.ips"});
-    EXPECT_EQ(logLines(log).last(),
-              QStringLiteral("ERROR: Error copying lumacef_pipe.ips: Operation not supported"));
+    EXPECT_THAT(copied(), ElementsAre("lumacef_file.ips"));
+    EXPECT_EQ(said().back(), "ERROR: Error copying lumacef_pipe.ips: Operation not supported");
 }
 
-TEST_F(CopyFilesContainingNameTest, ReplacesWhatStandsAtTheDestination) {
+TEST_F(CopyingTheNewest, ReplacesExistingFilesAndCopiesLinksAsLinks) {
     make("lumacef.ips", 3);
+    writeFile(home.path() / "secret", "secret");
+    fs::create_symlink(home.path() / "secret", source / "lumacef_link.ips");
     writeFile(destination / "lumacef.ips", "before");
     EXPECT_TRUE(copy());
     EXPECT_EQ(test_support::readFile(destination / "lumacef.ips"), "xxx");
+    EXPECT_TRUE(fs::is_symlink(destination / "lumacef_link.ips"));
 }
 
-TEST_F(CopyFilesContainingNameTest, ALinkIsCopiedAsALink) {
-    writeFile(home.path() / "secret", "secret");
-    fs::create_directories(source);
-    fs::create_symlink(home.path() / "secret", source / "lumacef.ips");
-    EXPECT_TRUE(copy());
-    EXPECT_TRUE(fs::is_symlink(destination / "lumacef.ips"));
-}
-
-TEST_F(CopyFilesContainingNameTest, AMissingSourceIsNoFailureAndSaysNothing) {
+TEST_F(CopyingTheNewest, IsNoFailureWhenThereIsNothingToCopy) {
     EXPECT_TRUE(copy());
     EXPECT_FALSE(fs::exists(log));
+    make("other.ips");
+    EXPECT_TRUE(copy());
+    EXPECT_FALSE(fs::exists(destination));
+    EXPECT_THAT(said(), ElementsAre(summary("0", "0", "0", "100")));
 }
 
-TEST_F(CopyFilesContainingNameTest, AnUnsetLocationIsAWarning) {
+TEST_F(CopyingTheNewest, FailsWithOneLine) {
     EXPECT_FALSE(copyFilesContainingName(std::nullopt, destination, 1, 1, {}));
     EXPECT_FALSE(copyFilesContainingName(source, std::nullopt, 1, 1, {}));
-    const QString line = QStringLiteral("WARNING: Source or destination directory is nil.");
-    EXPECT_EQ(logLines(log), (QStringList{line, line}));
-}
-
-TEST_F(CopyFilesContainingNameTest, ASourceThatCannotBeListedIsOneError) {
-    writeFile(source, "a file");
+    writeFile(source, "a file that cannot be listed");
     EXPECT_FALSE(copy());
-    EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral("ERROR: Error while copying files: Not a directory")});
-}
-
-TEST_F(CopyFilesContainingNameTest, ADestinationThatCannotBeMadeIsOneError) {
-    make("lumacef.ips", 1);
-    writeFile(home.path() / "out", "a file");
+    fs::remove(source);
+    make("lumacef.ips");
+    writeFile(home.path() / "out", "a file in the way");
     EXPECT_FALSE(copy());
-    EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral("ERROR: Error while copying files: Not a directory")});
+    const std::string unset = "WARNING: Source or destination directory is nil.";
+    const std::string failed = "ERROR: Error while copying files: Not a directory";
+    EXPECT_THAT(said(), ElementsAre(unset, unset, failed, failed));
 }
 
 } // namespace

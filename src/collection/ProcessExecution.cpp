@@ -7,10 +7,10 @@
 #include "discovery/ProductDiscovery.h"
 #include "logging/Logging.h"
 #include "platform/Bundle.h"
-#include "platform/SerialQueue.h"
 #include "platform/posix/Program.h"
 #include "platform/posix/Text.h"
 
+#include <QThreadPool>
 #include <atomic>
 
 namespace ProcessExecution {
@@ -21,30 +21,27 @@ using namespace UtilityFunctions;
 
 std::atomic<bool> stopRequested = false;
 
-// A script that was stopped is the beginning of the program's end, which may reach this worker a little
-// later.
+// Scripts are stopped first when the program ends, a little before the capture is.
 bool isStopping() {
     return stopRequested || platform::programsAreStopped();
 }
 
-// Never destroyed: a step that hangs may still run when the process ends.
-platform::SerialQueue &monitoringQueue() {
-    static auto *const queue = new platform::SerialQueue("MonitoringQueue");
+// One thread. Never destroyed: a step that hangs may still run when the process ends.
+QThreadPool &monitoringQueue() {
+    static auto *const queue = [] {
+        auto *pool = new QThreadPool;
+        pool->setObjectName(QStringLiteral("MonitoringQueue"));
+        pool->setMaxThreadCount(1);
+        return pool;
+    }();
     return *queue;
-}
-
-void submit(std::function<void()> task) {
-    monitoringQueue().submit([task = std::move(task)] {
-        if (!isStopping())
-            task();
-    });
 }
 
 using Progress = std::optional<TextBinding>;
 
-void setProgressText(const Progress &progress, const QString &text) {
+void show(const Progress &progress, const char *text) {
     if (progress)
-        progress->set(text);
+        progress->set(QString::fromLatin1(text));
 }
 
 std::filesystem::path helper(const char *name) {
@@ -61,35 +58,16 @@ void sampleProcess(bool getSpinDump, const Progress &progress) {
     VerifyApplicationProcess();
     if (!getSpinDump || !IsProcessRunning(ProcessId))
         return;
-    setProgressText(progress, QStringLiteral("Capturing Lumadoc data dump. Please wait for a few minutes."));
+    show(progress, "Capturing Lumadoc data dump. Please wait for a few minutes.");
     const auto error = runSpinDump();
     Logger::logInfo(error ? error->printedDescription() : QStringLiteral("No SpinResult debug description"));
 }
 
 void listInstalledApplications(const Progress &progress) {
-    setProgressText(progress, QStringLiteral("Capturing system configuration and settings."));
+    show(progress, "Capturing system configuration and settings.");
     const auto error = runSystemProfiler();
     Logger::logInfo(error ? QStringLiteral("Optional(") + error->printedDescription() + u')'
                           : QStringLiteral("nil"));
-}
-
-void collectSettingsAndLogs(bool isLumaloggingEnabled, const Progress &progress) {
-    setProgressText(progress, QStringLiteral("Capturing Lumadoc settings and logs."));
-    const std::function<void()> steps[] = {
-        [=] { PListOperations::GetLumaLogs(isLumaloggingEnabled); },
-        [] { GetPropertyList(); },
-        [] { GetLicensingLogs(); },
-        [] { GetInstallLogs(); },
-        GetCrashReports,
-        GetXelLogs,
-        saveDetailedInfo,
-        [=] { PListOperations::RevertLumaLogPList(isLumaloggingEnabled); },
-    };
-    for (const auto &step : steps) {
-        if (isStopping())
-            return;
-        step();
-    }
 }
 
 } // namespace
@@ -97,13 +75,23 @@ void collectSettingsAndLogs(bool isLumaloggingEnabled, const Progress &progress)
 void runTasksConcurrently(bool getInstalledApps, bool getSpinDump, bool isLumaloggingEnabled,
                           std::function<void()> completion) {
     Logger::logInfo(QStringLiteral("Monitoring Queue initiated."));
-    submit([=, progress = labelTextBinding] { sampleProcess(getSpinDump, progress); });
-    submit([=, progress = labelTextBinding] {
-        if (getInstalledApps && getSpinDump)
-            listInstalledApplications(progress);
+    const Progress progress = labelTextBinding;
+    std::vector<std::function<void()>> steps{[=] { sampleProcess(getSpinDump, progress); }};
+    if (getInstalledApps && getSpinDump)
+        steps.emplace_back([=] { listInstalledApplications(progress); });
+    steps.insert(steps.end(),
+                 {[=] { show(progress, "Capturing Lumadoc settings and logs."); },
+                  [=] { PListOperations::GetLumaLogs(isLumaloggingEnabled); }, [] { GetPropertyList(); },
+                  [] { GetLicensingLogs(); }, [] { GetInstallLogs(); }, GetCrashReports, GetXelLogs,
+                  saveDetailedInfo, [=] { PListOperations::RevertLumaLogPList(isLumaloggingEnabled); },
+                  [done = std::move(completion)] { onMainQueue(done); }});
+    monitoringQueue().start([steps = std::move(steps)] {
+        for (const auto &step : steps) {
+            if (isStopping())
+                return;
+            step();
+        }
     });
-    submit([=, progress = labelTextBinding] { collectSettingsAndLogs(isLumaloggingEnabled, progress); });
-    submit([done = std::move(completion)] { platform::onMainQueue(done); });
 }
 
 std::optional<platform::ScriptError> runSpinDump() {
@@ -132,9 +120,9 @@ std::optional<platform::ScriptError> runSystemProfiler() {
 }
 
 bool stop() {
-    constexpr auto moment = std::chrono::milliseconds(500);
+    constexpr int momentMilliseconds = 500;
     stopRequested = true;
-    return monitoringQueue().stop(moment);
+    return monitoringQueue().waitForDone(momentMilliseconds);
 }
 
 } // namespace ProcessExecution

@@ -6,18 +6,17 @@
 #include "platform/posix/Program.h"
 #include "test_support/ChildProcess.h"
 #include "test_support/Isolation.h"
-#include "test_support/LogReader.h"
+#include "test_support/LoggedTest.h"
 #include "test_support/Mounts.h"
 #include "test_support/ProgramRun.h"
-#include "test_support/ScratchHome.h"
 #include "test_support/TestBundle.h"
 
 #include <QCoreApplication>
 #include <QTimer>
 #include <atomic>
-#include <gtest/gtest.h>
 #include <memory>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -26,32 +25,41 @@ using namespace UtilityFunctions;
 using test_support::readFile;
 using test_support::waitUntil;
 using test_support::writeFile;
+using testing::ElementsAre;
 
-const QString spindumpText = QStringLiteral("Capturing Lumadoc data dump. Please wait for a few minutes.");
-const QString profilerText = QStringLiteral("Capturing system configuration and settings.");
-const QString settingsText = QStringLiteral("Capturing Lumadoc settings and logs.");
+using Lines = std::vector<std::string>;
 
-// What the third task says when no source is there.
-const QStringList nothingToCollect{
-    QStringLiteral("ERROR: Error copying LumaLog: No such file or directory"),
-    QStringLiteral("ERROR: Error while copying file: No such file or directory"),
-    QStringLiteral("ERROR: Error while copying file: No such file or directory"),
-    QStringLiteral("ERROR: Error copying lumaKWDLog.txt: No such file or directory"),
-    QStringLiteral("ERROR: Error copying distKWDLog.txt: No such file or directory"),
-    QStringLiteral("ERROR: Error copying KWD: No such file or directory"),
-    QStringLiteral("ERROR: Error copying lumacef_low: No such file or directory"),
-    QStringLiteral("ERROR: Error copying Lumadoc Update Helper QZ.log: No such file or directory"),
-    QStringLiteral("ERROR: Error copying Lumadoc Updater QZ.log: No such file or directory"),
-    QStringLiteral("ERROR: Error copying lumaUpdaterTools.log: No such file or directory"),
-    QStringLiteral("ERROR: Error copying Trellis-ProMessages.lic: No such file or directory"),
-    QStringLiteral("INFO: File created and content written successfully.")};
+Lines operator+(Lines lines, const Lines &more) {
+    lines.insert(lines.end(), more.begin(), more.end());
+    return lines;
+}
 
-class ProcessExecutionTest : public testing::Test {
+const std::string spindumpText = "Capturing Lumadoc data dump. Please wait for a few minutes.";
+const std::string profilerText = "Capturing system configuration and settings.";
+const std::string settingsText = "Capturing Lumadoc settings and logs.";
+
+const std::string missingFile = ": No such file or directory";
+const Lines noLumaLog{"ERROR: Error copying LumaLog" + missingFile};
+// What the collectors say after that when no source is there.
+const Lines nothingElse{"ERROR: Error while copying file" + missingFile,
+                        "ERROR: Error while copying file" + missingFile,
+                        "ERROR: Error copying lumaKWDLog.txt" + missingFile,
+                        "ERROR: Error copying distKWDLog.txt" + missingFile,
+                        "ERROR: Error copying KWD" + missingFile,
+                        "ERROR: Error copying lumacef_low" + missingFile,
+                        "ERROR: Error copying Lumadoc Update Helper QZ.log" + missingFile,
+                        "ERROR: Error copying Lumadoc Updater QZ.log" + missingFile,
+                        "ERROR: Error copying lumaUpdaterTools.log" + missingFile,
+                        "ERROR: Error copying Trellis-ProMessages.lic" + missingFile,
+                        "INFO: File created and content written successfully."};
+const Lines initiated{"INFO: Monitoring Queue initiated."};
+
+class Capture : public test_support::LoggedTest {
 protected:
     void SetUp() override {
         if (!test_support::hasOwnNamespaces())
             GTEST_SKIP() << "this machine gives a test no namespaces of its own";
-        // The commands stand in the bundle of the test programs, which tests share.
+        // The commands are in the bundle of the test programs, which tests share.
         const fs::path helpers = platform::Bundle::main()->path() / "Contents/Helpers";
         fs::create_directories(helpers);
         fs::create_directories(commands);
@@ -68,16 +76,11 @@ protected:
             TextBinding{.get = [] { return QString(); }, .set = [this](const QString &text) { note(text); }};
     }
 
-    void makeCommand(const char *name, const QByteArray &script) {
+    void makeCommand(const char *name, const QByteArray &script = "touch \"$0.ran\"") {
         writeFile(commands / name, "#!/bin/sh\n" + script);
         fs::permissions(commands / name, fs::perms::owner_all);
     }
-    QString missing(const char *name) const {
-        const fs::path command = platform::Bundle::main()->path() / "Contents/Helpers" / name;
-        return QStringLiteral("[\"NSAppleScriptErrorMessage\": \"") +
-               QString::fromStdString(command.native()) +
-               QStringLiteral(": command not found\", \"NSAppleScriptErrorNumber\": 127]");
-    }
+    bool hasRun(const std::string &name) const { return fs::exists(commands / (name + ".ran")); }
 
     void startProduct() {
         const auto program = test_support::makeBundle(home.path() / "Lumadoc.app", "com.brennic.LumadocPE");
@@ -85,179 +88,150 @@ protected:
             test_support::ProgramOptions{.program = program, .arguments = {"1000"}});
         ASSERT_TRUE(waitUntil([] { return test_support::processesOf("Program").size() == 1; }));
     }
-    QString productId() const { return QString::number(product->processId()); }
+    std::string productId() const { return std::to_string(product->processId()); }
 
-    // Runs the capture in an event loop that goes on for a while behind the completion.
+    // Runs the capture in an event loop that goes on for a while after the completion.
     void capture(bool getInstalledApps, bool getSpinDump, bool isLumaloggingEnabled = true) {
-        ProcessExecution::runTasksConcurrently(getInstalledApps, getSpinDump, isLumaloggingEnabled, [this] {
+        int completions = 0;
+        progress.clear();
+        ProcessExecution::runTasksConcurrently(getInstalledApps, getSpinDump, isLumaloggingEnabled, [&] {
             ++completions;
-            completionThread = std::this_thread::get_id();
-            linesAtCompletion = lines();
+            EXPECT_EQ(std::this_thread::get_id(), mainThread);
+            linesAtCompletion = said();
             QTimer::singleShot(50, &application, &QCoreApplication::quit);
         });
         QTimer::singleShot(std::chrono::seconds(60), &application, &QCoreApplication::quit);
         QCoreApplication::exec();
         EXPECT_EQ(completions, 1);
-        EXPECT_EQ(completionThread, std::this_thread::get_id());
-        EXPECT_EQ(linesAtCompletion, lines());
+        EXPECT_EQ(linesAtCompletion, said());
     }
 
     void note(const QString &text) {
-        progress.append(text);
-        progressThreads.push_back(std::this_thread::get_id());
+        progress.push_back(text.toStdString());
+        EXPECT_EQ(readFile("/proc/self/task/" + std::to_string(::gettid()) + "/comm"), "MonitoringQueue\n");
         if (onProgress)
-            onProgress(text);
-    }
-    void expectProgress(const QStringList &texts) const {
-        EXPECT_EQ(progress, texts);
-        for (const auto thread : progressThreads) {
-            EXPECT_NE(thread, std::this_thread::get_id());
-            EXPECT_EQ(thread, progressThreads.front());
-        }
+            onProgress();
     }
 
-    QStringList lines() const { return test_support::logLines(log); }
-    static QString initiated() { return QStringLiteral("INFO: Monitoring Queue initiated."); }
-    static QString notVerified(const QString &id) {
-        return QStringLiteral("WARNING: Lumadoc running instance not Verified. OldProcessId: ") + id;
+    Lines verified() const {
+        return {"INFO: Lumadoc running instance verified. NewProcessId: " + productId()};
     }
-    QStringList verifiedAndRunning() const {
-        return {QStringLiteral("INFO: Lumadoc running instance verified. NewProcessId: ") + productId(),
-                QStringLiteral("INFO: Lumadoc process is running. ProcessId: ") + productId()};
+    static Lines notVerified(const std::string &id) {
+        return {"WARNING: Lumadoc running instance not Verified. OldProcessId: " + id};
     }
-    QString spindumpLine(const fs::path &report) const {
-        return QStringLiteral("INFO: Spindump shell script: do shell script \"spindump ") + ProcessId +
-               QStringLiteral(" -file '") + QString::fromStdString(report.native()) +
-               QStringLiteral(
-                   "'\" with administrator privileges with prompt \"Capturing Lumadoc data dump.\"");
+    // The lines before a sample of the running product.
+    Lines sampling() const {
+        return initiated + verified() + Lines{"INFO: Lumadoc process is running. ProcessId: " + productId()} +
+               script(productId(), *tempOutputURL / "spinReport.txt");
+    }
+    static Lines script(const std::string &id, const fs::path &report) {
+        return {"INFO: Spindump shell script: do shell script \"spindump " + id + " -file '" +
+                report.native() +
+                "'\" with administrator privileges with prompt \"Capturing Lumadoc data dump.\""};
+    }
+    static std::string scriptError(const std::string &message, int number) {
+        return "[\"NSAppleScriptErrorMessage\": \"" + message +
+               "\", \"NSAppleScriptErrorNumber\": " + std::to_string(number) + "]";
     }
 
-    test_support::ScratchHome home;
     fs::path commands = home.path() / "commands";
-    fs::path log = test_support::startLog();
     int count = 1;
     char programName[5] = "test";
     char *arguments[2] = {programName, nullptr};
     QCoreApplication application{count, arguments};
+    std::thread::id mainThread = std::this_thread::get_id();
     std::unique_ptr<test_support::ProgramRun> product;
 
-    QStringList progress;
-    std::vector<std::thread::id> progressThreads;
-    std::function<void(const QString &)> onProgress;
-    int completions = 0;
-    std::thread::id completionThread;
-    QStringList linesAtCompletion;
+    Lines progress;
+    std::function<void()> onProgress;
+    Lines linesAtCompletion;
 
 private:
     std::unique_ptr<test_support::Mount> m_helpers;
 };
 
-TEST_F(ProcessExecutionTest, RunsNoScriptWithoutAdvancedLogs) {
-    makeCommand("spindump", "touch \"$0.ran\"");
-    makeCommand("system_profiler", "touch \"$0.ran\"");
+TEST_F(Capture, RunsNoScriptWithoutAdvancedLogs) {
+    makeCommand("spindump");
+    makeCommand("system_profiler");
     startProduct();
     capture(false, false);
-    EXPECT_EQ(lines(), QStringList() << initiated() << verifiedAndRunning().first() << nothingToCollect);
-    expectProgress({settingsText});
-    EXPECT_FALSE(fs::exists(commands / "spindump.ran"));
-    EXPECT_FALSE(fs::exists(commands / "system_profiler.ran"));
+    EXPECT_EQ(said(), initiated + verified() + noLumaLog + nothingElse);
+    EXPECT_THAT(progress, ElementsAre(settingsText));
+    capture(true, false);
+    EXPECT_THAT(progress, ElementsAre(settingsText)) << "applications are listed only together with a sample";
+    EXPECT_FALSE(hasRun("spindump") || hasRun("system_profiler"));
+    capture(false, true);
+    EXPECT_THAT(progress, ElementsAre(spindumpText, settingsText));
+    EXPECT_TRUE(hasRun("spindump") && !hasRun("system_profiler"));
 }
 
-TEST_F(ProcessExecutionTest, SamplesTheProductListsApplicationsAndCollectsInThisOrder) {
+TEST_F(Capture, SamplesTheProductListsApplicationsAndCollectsInThisOrder) {
     makeCommand("spindump", "printf '<%s>' \"$@\" > \"$3\"; date +%s%N > \"$0.at\"");
     makeCommand("system_profiler", "printf '<%s>' \"$@\"; date +%s%N > \"$0.at\"");
     writeFile(home.library() / "Application Support/Brennic/Lumadoc/Trunk/Lumadoc/LumaLog/a.log", "log");
     startProduct();
     capture(true, true);
     const fs::path report = *tempOutputURL / "spinReport.txt";
-    EXPECT_EQ(lines(), QStringList() << initiated() << verifiedAndRunning() << spindumpLine(report)
-                                     << QStringLiteral("INFO: No SpinResult debug description")
-                                     << QStringLiteral("INFO: nil") << nothingToCollect.mid(1));
-    expectProgress({spindumpText, profilerText, settingsText});
-    EXPECT_EQ(readFile(report),
-              "<" + productId().toUtf8() + "><-file><" + QByteArray::fromStdString(report.native()) + ">");
+    const Lines expected =
+        sampling() + Lines{"INFO: No SpinResult debug description", "INFO: nil"} + nothingElse;
+    EXPECT_EQ(said(), expected);
+    EXPECT_THAT(progress, ElementsAre(spindumpText, profilerText, settingsText));
+    EXPECT_EQ(readFile(report).toStdString(), "<" + productId() + "><-file><" + report.native() + ">");
     EXPECT_EQ(readFile(*tempOutputURL / "sysinfo.txt"), "<-detailLevel><full><SPApplicationsDataType>");
     EXPECT_EQ(readFile(*tempOutputURL / "LumaLog/a.log"), "log");
     EXPECT_LT(readFile(commands / "spindump.at").toLongLong(),
               readFile(commands / "system_profiler.at").toLongLong());
     EXPECT_GT(fs::last_write_time(*tempOutputURL / "DetailedInfo.json"),
               fs::last_write_time(*tempOutputURL / "sysinfo.txt"));
+
+    fs::remove_all(*tempOutputURL / "LumaLog");
+    fs::remove(log);
+    ProcessExecution::labelTextBinding.reset();
+    capture(true, true);
+    EXPECT_EQ(said(), expected) << "with nobody to show progress to";
 }
 
-TEST_F(ProcessExecutionTest, SamplesNoProductThatHasEndedAndListsApplicationsAllTheSame) {
-    makeCommand("spindump", "touch \"$0.ran\"");
+TEST_F(Capture, SamplesNoProductThatHasEndedAndListsApplicationsAllTheSame) {
+    makeCommand("spindump");
     makeCommand("system_profiler", "echo list");
     ProcessId = QStringLiteral("999999");
     capture(true, true);
-    EXPECT_EQ(lines(),
-              QStringList() << initiated() << notVerified(ProcessId)
-                            << QStringLiteral("WARNING: Lumadoc process is not running. ProcessId: 999999")
-                            << QStringLiteral("INFO: nil") << nothingToCollect);
-    expectProgress({profilerText, settingsText});
-    EXPECT_FALSE(fs::exists(commands / "spindump.ran"));
+    const Lines noSample{"WARNING: Lumadoc process is not running. ProcessId: 999999", "INFO: nil"};
+    EXPECT_EQ(said(), initiated + notVerified("999999") + noSample + noLumaLog + nothingElse);
+    EXPECT_THAT(progress, ElementsAre(profilerText, settingsText));
+    EXPECT_FALSE(hasRun("spindump"));
     EXPECT_EQ(readFile(*tempOutputURL / "sysinfo.txt"), "list\n");
 }
 
-TEST_F(ProcessExecutionTest, ListsApplicationsOnlyTogetherWithASample) {
-    makeCommand("spindump", "exit 0");
-    makeCommand("system_profiler", "touch \"$0.ran\"");
+TEST_F(Capture, GoesOnAfterScriptsThatFailOrAreMissing) {
     startProduct();
-    capture(false, true);
-    EXPECT_EQ(progress, (QStringList{spindumpText, settingsText}));
-    progress.clear();
-    completions = 0;
-    capture(true, false);
-    EXPECT_EQ(progress, QStringList{settingsText});
-    EXPECT_FALSE(fs::exists(commands / "system_profiler.ran"));
-}
+    const auto missing = [&](const char *name) {
+        const fs::path command = platform::Bundle::main()->path() / "Contents/Helpers" / name;
+        return scriptError(command.native() + ": command not found", 127);
+    };
+    capture(true, true);
+    const Lines notFound{"INFO: " + missing("spindump"),
+                         "INFO: Optional(" + missing("system_profiler") + ")"};
+    EXPECT_EQ(said(), sampling() + notFound + noLumaLog + nothingElse);
 
-TEST_F(ProcessExecutionTest, GoesOnBehindScriptsThatFail) {
     makeCommand("spindump", "echo 'no \"sample\"' >&2; exit 3");
     makeCommand("system_profiler", "echo part; kill -KILL $$");
-    startProduct();
+    fs::remove(log);
     capture(true, true);
-    EXPECT_EQ(lines(),
-              QStringList() << initiated() << verifiedAndRunning()
-                            << spindumpLine(*tempOutputURL / "spinReport.txt")
-                            << QStringLiteral("INFO: [\"NSAppleScriptErrorMessage\": \"no \\\"sample\\\"\", "
-                                              "\"NSAppleScriptErrorNumber\": 3]")
-                            << QStringLiteral(
-                                   "INFO: Optional([\"NSAppleScriptErrorMessage\": \"The command was killed "
-                                   "by signal 9.\", \"NSAppleScriptErrorNumber\": 137])")
-                            << nothingToCollect);
-    expectProgress({spindumpText, profilerText, settingsText});
+    const Lines errors{"INFO: " + scriptError("no \\\"sample\\\"", 3),
+                       "INFO: Optional(" + scriptError("The command was killed by signal 9.", 137) + ")"};
+    EXPECT_EQ(said(), sampling() + errors + noLumaLog + nothingElse);
+    EXPECT_THAT(progress, ElementsAre(spindumpText, profilerText, settingsText));
     EXPECT_EQ(readFile(*tempOutputURL / "sysinfo.txt"), "part\n");
 }
 
-TEST_F(ProcessExecutionTest, GoesOnWithoutTheCommands) {
-    startProduct();
-    capture(true, true);
-    EXPECT_EQ(lines(), QStringList() << initiated() << verifiedAndRunning()
-                                     << spindumpLine(*tempOutputURL / "spinReport.txt")
-                                     << QStringLiteral("INFO: ") + missing("spindump")
-                                     << QStringLiteral("INFO: Optional(") + missing("system_profiler") + u')'
-                                     << nothingToCollect);
-}
-
-TEST_F(ProcessExecutionTest, DoesTheSameWithoutAnybodyToShowProgressTo) {
-    ProcessExecution::labelTextBinding.reset();
-    makeCommand("spindump", "exit 0");
-    makeCommand("system_profiler", "exit 0");
-    startProduct();
-    capture(true, true);
-    EXPECT_EQ(lines(), QStringList() << initiated() << verifiedAndRunning()
-                                     << spindumpLine(*tempOutputURL / "spinReport.txt")
-                                     << QStringLiteral("INFO: No SpinResult debug description")
-                                     << QStringLiteral("INFO: nil") << nothingToCollect);
-}
-
-TEST_F(ProcessExecutionTest, WritesToTheRootWithoutAnOutputFolder) {
+TEST_F(Capture, WritesToTheRootWithoutAnOutputFolder) {
     makeCommand("spindump", "printf '<%s>' \"$@\" > \"$0.arguments\"");
     tempOutputURL.reset();
     ProcessId = QStringLiteral("12");
     EXPECT_EQ(ProcessExecution::runSpinDump(), std::nullopt);
     EXPECT_EQ(readFile(commands / "spindump.arguments"), "<12><-file></spinReport.txt>");
-    EXPECT_EQ(lines(), QStringList{spindumpLine("/spinReport.txt")});
+    EXPECT_EQ(said(), script("12", "/spinReport.txt"));
 
     if (!test_support::canRunAs(65534))
         GTEST_SKIP() << "the root folder is the machine's";
@@ -269,93 +243,85 @@ TEST_F(ProcessExecutionTest, WritesToTheRootWithoutAnOutputFolder) {
         return error == platform::ScriptError{1, QStringLiteral("/sysinfo.txt: Permission denied")} ? 0 : 2;
     });
     EXPECT_EQ(status, 0);
-    EXPECT_EQ(lines().size(), 1);
+    EXPECT_EQ(said().size(), 1U);
 }
 
-TEST_F(ProcessExecutionTest, CollectsNoProductLogsAndPutsNothingBackWithTheFlagFalse) {
+TEST_F(Capture, CollectsNoProductLogsAndPutsNothingBackWithTheFlagFalse) {
     PListOperations::plistUpdated = true;
     capture(false, false, false);
-    EXPECT_EQ(lines(), QStringList() << initiated() << notVerified(QString()) << nothingToCollect.mid(1));
+    EXPECT_EQ(said(), initiated + notVerified("") + nothingElse);
     EXPECT_TRUE(PListOperations::plistUpdated);
 }
 
-TEST_F(ProcessExecutionTest, PutsTheLoggingBackAsItsLastStep) {
-    const QByteArray before = "<plist version=\"1.0\"><dict><key>Trunk</key><dict/></dict></plist>";
+TEST_F(Capture, PutsTheLoggingBackAsItsLastStep) {
     const fs::path file = *userLibraryPrefURL / "com.brennic.LumadocPE.plist";
-    writeFile(file, before);
+    writeFile(file, "<plist version=\"1.0\"><dict><key>Trunk</key><dict/></dict></plist>");
     PListOperations::EnableLumaLogging(true);
     ASSERT_TRUE(PListOperations::plistUpdated);
     capture(false, false);
     EXPECT_FALSE(PListOperations::plistUpdated);
-    EXPECT_EQ(platform::PropertyList::load(file),
-              platform::PropertyList::parse("<plist version=\"1.0\"><dict><key>Trunk</key><dict>"
-                                            "<key>LumaLogging</key><dict/></dict></dict></plist>"));
+    EXPECT_FALSE(readFile(file).contains("EnableLumaLogging"));
     // The file was collected as the product had it in the meantime.
     EXPECT_TRUE(
         readFile(*tempOutputURL / "PropertyList/com.brennic.LumadocPE.plist").contains("EnableLumaLogging"));
 }
 
-TEST_F(ProcessExecutionTest, ReturnsBeforeTheTasksHaveRun) {
-    std::atomic<bool> mayGoOn = false;
+TEST_F(Capture, ReturnsBeforeItsStepsHaveRun) {
     std::atomic<bool> hasReturned = false;
-    onProgress = [&](const QString &) {
-        EXPECT_TRUE(waitUntil([&] { return mayGoOn.load(); }));
-        EXPECT_TRUE(hasReturned);
-    };
-    QTimer::singleShot(0, &application, [&] {
-        hasReturned = true;
-        mayGoOn = true;
-    });
+    onProgress = [&] { EXPECT_TRUE(waitUntil([&] { return hasReturned.load(); })); };
+    QTimer::singleShot(0, &application, [&] { hasReturned = true; });
     capture(false, false);
 }
 
-TEST_F(ProcessExecutionTest, StopsInMidScript) {
+TEST_F(Capture, StopsInMidScriptAndFollowsItWithNothing) {
     makeCommand("spindump", "touch \"$0.ran\"; exec sleep 1000");
-    makeCommand("system_profiler", "touch \"$0.ran\"");
+    makeCommand("system_profiler");
     startProduct();
-    ProcessExecution::runTasksConcurrently(true, true, true, [this] { ++completions; });
-    ASSERT_TRUE(waitUntil([this] { return fs::exists(commands / "spindump.ran"); }));
+    ProcessExecution::runTasksConcurrently(true, true, true, [] { ADD_FAILURE() << "not completed"; });
+    ASSERT_TRUE(waitUntil([this] { return hasRun("spindump"); }));
     const auto before = std::chrono::steady_clock::now();
     platform::stopPrograms();
-    // What was stopped is not followed by anything, however late the capture is told.
+    // However late the capture itself is stopped.
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_TRUE(ProcessExecution::stop());
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(1));
     QTimer::singleShot(50, &application, &QCoreApplication::quit);
     QCoreApplication::exec();
-    EXPECT_EQ(completions, 0);
     EXPECT_TRUE(waitUntil([] { return test_support::processesOf("sleep").empty(); }));
-    EXPECT_FALSE(fs::exists(commands / "system_profiler.ran"));
-    EXPECT_FALSE(fs::exists(*tempOutputURL / "DetailedInfo.json"));
-    EXPECT_EQ(lines(),
-              QStringList() << initiated() << verifiedAndRunning()
-                            << spindumpLine(*tempOutputURL / "spinReport.txt")
-                            << QStringLiteral("INFO: [\"NSAppleScriptErrorMessage\": \"The command was "
-                                              "stopped because the program is ending.\", "
-                                              "\"NSAppleScriptErrorNumber\": -128]"));
+    EXPECT_FALSE(hasRun("system_profiler") || fs::exists(*tempOutputURL / "DetailedInfo.json"));
+    const Lines stopped{"INFO: " +
+                        scriptError("The command was stopped because the program is ending.", -128)};
+    EXPECT_EQ(said(), sampling() + stopped);
 }
 
-TEST_F(ProcessExecutionTest, StopsBetweenTheStepsOfATask) {
+TEST_F(Capture, StopsBetweenItsStepsAndWaitsForOneOnlyAMoment) {
     std::atomic<bool> isThere = false;
     std::atomic<bool> mayGoOn = false;
-    onProgress = [&](const QString &) {
+    onProgress = [&] {
         isThere = true;
         EXPECT_TRUE(waitUntil([&] { return mayGoOn.load(); }));
     };
-    ProcessExecution::runTasksConcurrently(false, false, true, [this] { ++completions; });
+    const auto start = [] {
+        ProcessExecution::runTasksConcurrently(false, false, true, [] { ADD_FAILURE() << "not completed"; });
+    };
+    start();
     ASSERT_TRUE(waitUntil([&] { return isThere.load(); }));
     const auto before = std::chrono::steady_clock::now();
     EXPECT_FALSE(ProcessExecution::stop());
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(2));
     mayGoOn = true;
     EXPECT_TRUE(ProcessExecution::stop());
-    EXPECT_EQ(lines(), (QStringList{initiated(), notVerified(QString())}));
-    EXPECT_EQ(completions, 0);
+    start();
+    EXPECT_TRUE(ProcessExecution::stop());
+    QTimer::singleShot(50, &application, &QCoreApplication::quit);
+    QCoreApplication::exec();
+    EXPECT_EQ(said(), initiated + notVerified("") + initiated) << "a later capture is dropped";
 }
 
-TEST_F(ProcessExecutionTest, StopsWithoutACapture) {
+TEST_F(Capture, StopsAtOnceWhenNoneRuns) {
+    const auto before = std::chrono::steady_clock::now();
     EXPECT_TRUE(ProcessExecution::stop());
-    EXPECT_EQ(lines(), QStringList());
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(100));
 }
 
 } // namespace

@@ -1,11 +1,14 @@
 #include "discovery/DetailedInfo.h"
 
-#include "discovery/MachineIdentity.h"
 #include "discovery/RunState.h"
-#include "discovery/TextFile.h"
 #include "logging/Logging.h"
+#include "platform/Account.h"
+#include "platform/Network.h"
+#include "platform/posix/Fatal.h"
+#include "platform/posix/FileSystem.h"
 #include "platform/posix/Text.h"
 
+#include <QCryptographicHash>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <algorithm>
@@ -28,8 +31,8 @@ constexpr std::array<std::pair<const char *, QString DetailedInfo::*>, 8> fields
 } // namespace
 
 std::optional<DetailedInfo::CodingKeys> DetailedInfo::codingKey(const QString &text) {
-    const auto field = std::find_if(fields.begin(), fields.end(),
-                                    [&](const auto &entry) { return text == QLatin1String(entry.first); });
+    const auto field =
+        std::ranges::find_if(fields, [&](const auto &entry) { return text == QLatin1String(entry.first); });
     if (field == fields.end())
         return std::nullopt;
     return static_cast<CodingKeys>(field - fields.begin());
@@ -54,7 +57,9 @@ std::optional<DetailedInfo> DetailedInfo::decoded(const QByteArray &json) {
     return info;
 }
 
-void UtilityFunctions::saveDetailedInfo() {
+namespace UtilityFunctions {
+
+void saveDetailedInfo() {
     if (!tempOutputURL) {
         Logger::logError(QStringLiteral("tempOutputURL is nil"));
         return;
@@ -72,3 +77,42 @@ void UtilityFunctions::saveDetailedInfo() {
     };
     CreateFile(*tempOutputURL / "DetailedInfo.json", QString::fromUtf8(info.encoded()));
 }
+
+// The empty file comes first, so that the log tells a place where no file can be made from a file that cannot
+// be written.
+void CreateFile(const std::optional<std::filesystem::path> &fileURL, const QString &fileContent) {
+    if (!fileURL || fileContent.isEmpty())
+        return;
+    using platform::Replacement;
+    std::error_code error;
+    if (!platform::writeFileAtomically(*fileURL, {}, Replacement::privateFile, error)) {
+        Logger::logError(QStringLiteral("Failed to create the file."));
+        return;
+    }
+    if (platform::writeFileAtomically(*fileURL, fileContent.toUtf8(), Replacement::privateFile, error))
+        Logger::logInfo(QStringLiteral("File created and content written successfully."));
+    else
+        Logger::logError(QStringLiteral("Error writing to file: ") + platform::description(error));
+}
+
+QString unitMachineString(const std::vector<QString> &hardwareAddresses, const QString &userName) {
+    const QString first = hardwareAddresses.empty() ? QString() : hardwareAddresses.front();
+    return first + u'_' + userName;
+}
+
+std::optional<QString> getUnitMachineString() {
+    const auto addresses = platform::hardwareAddresses();
+    if (!addresses)
+        return std::nullopt;
+    return unitMachineString(*addresses, platform::userName());
+}
+
+QString getMachineHash() {
+    const auto machine = getUnitMachineString();
+    if (!machine)
+        platform::fatal("The system gives no list of network interfaces.");
+    const QByteArray digest = QCryptographicHash::hash(machine->toUtf8(), QCryptographicHash::Sha512);
+    return QString::fromLatin1(digest.toHex());
+}
+
+} // namespace UtilityFunctions

@@ -1,10 +1,14 @@
-// The run record: which product, version and track the collected files belong to, from which machine, made by
-// which version of this program.
+// What a run says about itself: the run record, which tells the support side which product, version and track
+// the collected files belong to and from which machine, and the writer of such small files.
+//
+// Any one thread at a time.
 #pragma once
 
 #include <QByteArray>
 #include <QString>
+#include <filesystem>
 #include <optional>
+#include <vector>
 
 /// Eight texts, each under a key equal to its field's name.
 struct DetailedInfo {
@@ -44,5 +48,23 @@ namespace UtilityFunctions {
 
 /// Writes the record of this run as "DetailedInfo.json" into the output folder.
 void saveDetailedInfo();
+
+/// Writes `fileContent` as UTF-8 to `fileURL`, replacing an existing file; the file is the user's alone. Does
+/// nothing without a location or without content. Success and failure are each one line of the log.
+void CreateFile(const std::optional<std::filesystem::path> &fileURL, const QString &fileContent);
+
+// A name for the machine and its user that says nothing about either: a one-way hash, computed afresh at
+// every call and stable while the first network interface keeps its address.
+
+/// The first hardware address (empty when there is none), "_", and the user's login name; none when the
+/// system gives no list of interfaces.
+std::optional<QString> getUnitMachineString();
+
+/// The same from an interface list already read.
+QString unitMachineString(const std::vector<QString> &hardwareAddresses, const QString &userName);
+
+/// SHA-512 (FIPS 180-4) of the machine string's UTF-8 bytes, as 128 lower-case hexadecimal digits. Without a
+/// machine string the process ends.
+QString getMachineHash();
 
 } // namespace UtilityFunctions

@@ -1,87 +1,76 @@
 #include "discovery/DetailedInfo.h"
 
-#include "discovery/MachineIdentity.h"
 #include "discovery/RunState.h"
-#include "test_support/LogReader.h"
-#include "test_support/ScratchHome.h"
+#include "platform/Account.h"
+#include "platform/Network.h"
+#include "test_support/LoggedTest.h"
 
+#include <QCryptographicHash>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <gtest/gtest.h>
+#include <QRegularExpression>
 
 namespace {
 
+namespace fs = std::filesystem;
 using namespace UtilityFunctions;
-using test_support::logLines;
+using test_support::readFile;
+using testing::ElementsAre;
 
-class DetailedInfoTest : public testing::Test {
+QString text(const char *latin1) {
+    return QString::fromLatin1(latin1);
+}
+
+class RunRecord : public test_support::LoggedTest {
 protected:
     QJsonObject save() {
         tempOutputURL = home.path();
         saveDetailedInfo();
-        return QJsonDocument::fromJson(test_support::readFile(home.path() / "DetailedInfo.json")).object();
+        return QJsonDocument::fromJson(readFile(home.path() / "DetailedInfo.json")).object();
     }
-
-    test_support::ScratchHome home;
-    std::filesystem::path log = test_support::startLog();
 };
 
-TEST_F(DetailedInfoTest, RecordsTheProductTheMachineAndThisProgram) {
-    lumadocOrPellix = QStringLiteral("Lumadoc");
-    flavour = QStringLiteral("QZ");
-    LumadocVersion = QStringLiteral("10.003.20112");
-    LumadocInstalledUrlUsed = "/opt/Lumadoc.app";
-    LumamonAppVersion = QStringLiteral("1.0.0");
-    IsSilentMode = true;
-    CommandLineArguments::componentName = QStringLiteral("editor \"core\"");
-
-    EXPECT_EQ(save(), (QJsonObject{
-                          {QStringLiteral("lumadoc_product"), QStringLiteral("Lumadoc")},
-                          {QStringLiteral("lumadoc_version"), QStringLiteral("QZ")},
-                          {QStringLiteral("lumadoc_versionnumber"), QStringLiteral("10.003.20112")},
-                          {QStringLiteral("lumadoc_lumadocinstallpath"), QStringLiteral("/opt/Lumadoc.app")},
-                          {QStringLiteral("diagnostics_silentapp"), QStringLiteral("True")},
-                          {QStringLiteral("diagnostics_machineid"), getMachineHash()},
-                          {QStringLiteral("diagnostics_version"), QStringLiteral("1.0.0")},
-                          {QStringLiteral("diagnostics_component"), QStringLiteral("editor \"core\"")},
-                      }));
-    EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral("INFO: File created and content written successfully.")});
-}
-
-TEST_F(DetailedInfoTest, ARunWithoutAProductHasEmptyTexts) {
-    const QJsonObject record = save();
+TEST_F(RunRecord, HoldsTheProductTheMachineAndThisProgram) {
+    QJsonObject expected;
     for (const char *key : {"lumadoc_product", "lumadoc_versionnumber", "lumadoc_lumadocinstallpath",
                             "diagnostics_version", "diagnostics_component"})
-        EXPECT_EQ(record.value(QLatin1String(key)), QJsonValue(QString())) << key;
-    EXPECT_EQ(record.value(QStringLiteral("lumadoc_version")), QJsonValue(QStringLiteral("Trunk")));
-    EXPECT_EQ(record.value(QStringLiteral("diagnostics_silentapp")), QJsonValue(QStringLiteral("False")));
-    EXPECT_EQ(record.size(), 8);
+        expected.insert(text(key), QString());
+    expected.insert(text("lumadoc_version"), text("Trunk"));
+    expected.insert(text("diagnostics_silentapp"), text("False"));
+    expected.insert(text("diagnostics_machineid"), getMachineHash());
+    EXPECT_EQ(save(), expected) << "a run without a product";
+
+    lumadocOrPellix = text("Lumadoc");
+    flavour = text("QZ");
+    LumadocVersion = text("10.003.20112");
+    LumadocInstalledUrlUsed = "/opt/Lumadoc.app";
+    LumamonAppVersion = text("1.0.0");
+    IsSilentMode = true;
+    CommandLineArguments::componentName = text("editor \"core\"");
+    expected = {{text("lumadoc_product"), text("Lumadoc")},
+                {text("lumadoc_version"), text("QZ")},
+                {text("lumadoc_versionnumber"), text("10.003.20112")},
+                {text("lumadoc_lumadocinstallpath"), text("/opt/Lumadoc.app")},
+                {text("diagnostics_silentapp"), text("True")},
+                {text("diagnostics_machineid"), getMachineHash()},
+                {text("diagnostics_version"), text("1.0.0")},
+                {text("diagnostics_component"), text("editor \"core\"")}};
+    EXPECT_EQ(save(), expected);
 }
 
-TEST_F(DetailedInfoTest, WithoutAnOutputFolderThereIsNoRecord) {
+TEST_F(RunRecord, IsNotWrittenWithoutAnOutputFolder) {
     saveDetailedInfo();
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("ERROR: tempOutputURL is nil")});
+    EXPECT_THAT(said(), ElementsAre("ERROR: tempOutputURL is nil"));
 }
 
-DetailedInfo sample() {
+TEST(RunRecordCoding, IsCompactAndDecodesOnlyWithAllEightTexts) {
     DetailedInfo info;
-    info.lumadoc_product = QStringLiteral("Pellix");
+    info.lumadoc_product = text("Pellix");
     info.diagnostics_component = QStringLiteral("ü/\\\"\n");
-    return info;
-}
-
-TEST(DetailedInfoCoding, DecodesWhatItEncoded) {
-    EXPECT_EQ(DetailedInfo::decoded(sample().encoded()), sample());
-}
-
-TEST(DetailedInfoCoding, IsCompact) {
-    EXPECT_FALSE(sample().encoded().contains('\n'));
-    EXPECT_FALSE(sample().encoded().contains(": "));
-}
-
-TEST(DetailedInfoCoding, AMissingKeyFails) {
-    const QJsonObject whole = QJsonDocument::fromJson(sample().encoded()).object();
+    EXPECT_EQ(DetailedInfo::decoded(info.encoded()), info);
+    EXPECT_FALSE(info.encoded().contains('\n') || info.encoded().contains(": "));
+    const QJsonObject whole = QJsonDocument::fromJson(info.encoded()).object();
+    ASSERT_EQ(whole.size(), 8);
     for (const QString &key : whole.keys()) {
         QJsonObject object = whole;
         object.remove(key);
@@ -92,12 +81,55 @@ TEST(DetailedInfoCoding, AMissingKeyFails) {
     EXPECT_FALSE(DetailedInfo::decoded("no json"));
 }
 
-TEST(DetailedInfoCoding, KeysAreFoundByTheirText) {
-    EXPECT_EQ(DetailedInfo::codingKey(QStringLiteral("lumadoc_product")),
-              DetailedInfo::CodingKeys::lumadoc_product);
-    EXPECT_EQ(DetailedInfo::codingKey(QStringLiteral("diagnostics_component")),
+TEST(RunRecordCoding, FindsKeysByTheirText) {
+    EXPECT_EQ(DetailedInfo::codingKey(text("lumadoc_product")), DetailedInfo::CodingKeys::lumadoc_product);
+    EXPECT_EQ(DetailedInfo::codingKey(text("diagnostics_component")),
               DetailedInfo::CodingKeys::diagnostics_component);
-    EXPECT_FALSE(DetailedInfo::codingKey(QStringLiteral("diagnostics_other")));
+    EXPECT_FALSE(DetailedInfo::codingKey(text("diagnostics_other")));
+}
+
+class TextFile : public test_support::LoggedTest {
+protected:
+    fs::path file = home.path() / "record.json";
+};
+
+TEST_F(TextFile, IsReplacedAndTheUsersAlone) {
+    test_support::writeFile(file, "something longer than what comes");
+    CreateFile(file, QStringLiteral("grüße"));
+    EXPECT_EQ(readFile(file), QStringLiteral("grüße").toUtf8());
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_THAT(said(), ElementsAre("INFO: File created and content written successfully."));
+}
+
+TEST_F(TextFile, IsNotMadeWithoutContentOrWithoutAPlace) {
+    CreateFile(file, QString());
+    CreateFile(std::nullopt, text("text"));
+    EXPECT_FALSE(fs::exists(file) || fs::exists(log));
+}
+
+TEST_F(TextFile, FailsWhereNoFileCanBeMade) {
+    CreateFile(home.path() / "missing" / "record.json", text("text"));
+    fs::create_directories(file / "inside");
+    CreateFile(file, text("text"));
+    EXPECT_TRUE(fs::exists(file / "inside"));
+    EXPECT_THAT(said(),
+                ElementsAre("ERROR: Failed to create the file.", "ERROR: Failed to create the file."));
+}
+
+TEST(MachineIdentity, IsTheFirstAddressAndTheUser) {
+    EXPECT_EQ(unitMachineString({text("a4:83:e7:0b:12:9c"), text("00:00:5e:00:53:01")}, text("jdoe")),
+              text("a4:83:e7:0b:12:9c_jdoe"));
+    EXPECT_EQ(unitMachineString({}, text("jdoe")), text("_jdoe"));
+    EXPECT_FALSE(platform::userName().isEmpty());
+    EXPECT_EQ(getUnitMachineString(),
+              unitMachineString(*platform::hardwareAddresses(), platform::userName()));
+}
+
+TEST(MachineIdentity, IsHashedWithSha512InLowerCaseHexadecimal) {
+    const QByteArray machine = getUnitMachineString()->toUtf8();
+    EXPECT_EQ(getMachineHash().toLatin1(),
+              QCryptographicHash::hash(machine, QCryptographicHash::Sha512).toHex());
+    EXPECT_TRUE(QRegularExpression(text("^[0-9a-f]{128}$")).match(getMachineHash()).hasMatch());
 }
 
 } // namespace

@@ -1,19 +1,49 @@
-// The main queue: work handed to the main thread, which runs it in order from its event loop.
+// The main queue: work for the main thread, which runs it in order from Qt's event loop.
 #pragma once
 
+#include <QCoreApplication>
+#include <QTimer>
 #include <chrono>
 #include <functional>
+#include <mutex>
 
-namespace platform {
+namespace mainqueue {
+
+/// Held while work is handed over, so that the application is not destroyed in the middle.
+inline std::mutex mutex;
+inline bool isClosed = false;
+
+} // namespace mainqueue
 
 /// Runs `work` on the main thread, in a later turn of its event loop. Any thread may call it; work handed
 /// over before the loop starts waits for it, work handed over after it has ended is never run.
-void onMainQueue(std::function<void()> work);
+inline void onMainQueue(std::function<void()> work) {
+    const std::lock_guard lock(mainqueue::mutex);
+    if (mainqueue::isClosed)
+        return;
+    auto run = [work = std::move(work)] {
+        // The thread sanitizer does not see Qt's own lock, and takes this one's word for the order.
+        mainqueue::mutex.lock();
+        mainqueue::mutex.unlock();
+        work();
+    };
+    QMetaObject::invokeMethod(QCoreApplication::instance(), std::move(run), Qt::QueuedConnection);
+}
 
 /// The same after `delay`. Main thread only.
-void onMainQueueAfter(std::chrono::milliseconds delay, std::function<void()> work);
+inline void onMainQueueAfter(std::chrono::milliseconds delay, std::function<void()> work) {
+    QTimer::singleShot(delay, Qt::PreciseTimer, QCoreApplication::instance(), std::move(work));
+}
 
 /// From now on work that is handed over is dropped. Main thread, before the application object is destroyed.
-void closeMainQueue();
+inline void closeMainQueue() {
+    const std::lock_guard lock(mainqueue::mutex);
+    mainqueue::isClosed = true;
+}
+
+namespace platform {
+
+using ::onMainQueue;
+using ::onMainQueueAfter;
 
 } // namespace platform

@@ -1,8 +1,6 @@
 #include "discovery/MainQueue.h"
 
-#include <QCoreApplication>
 #include <QStringList>
-#include <QThread>
 #include <array>
 #include <gmock/gmock.h>
 #include <thread>
@@ -14,7 +12,7 @@ using testing::ElementsAre;
 class MainQueue : public testing::Test {
 protected:
     static void quitLast() {
-        platform::onMainQueue([] { QCoreApplication::quit(); });
+        onMainQueue([] { QCoreApplication::quit(); });
     }
 
     int argumentCount = 1;
@@ -24,57 +22,35 @@ protected:
     std::vector<int> order;
 };
 
-TEST_F(MainQueue, RunsWorkInTheOrderInWhichItWasHandedOver) {
-    for (int i = 0; i < 5; ++i)
-        platform::onMainQueue([this, i] { order.push_back(i); });
-    quitLast();
+TEST_F(MainQueue, RunsWorkInOrderFromTheLoopAndNeverWithinTheCallThatHandsItOver) {
+    for (int i = 0; i < 3; ++i)
+        onMainQueue([this, i] { order.push_back(i); });
+    EXPECT_TRUE(order.empty());
+    onMainQueue([this] {
+        onMainQueue([this] { order.push_back(4); });
+        order.push_back(3);
+        quitLast();
+    });
     QCoreApplication::exec();
     EXPECT_THAT(order, ElementsAre(0, 1, 2, 3, 4));
 }
 
-TEST_F(MainQueue, RunsNothingBeforeTheLoopStarts) {
-    platform::onMainQueue([this] { order.push_back(1); });
-    EXPECT_TRUE(order.empty());
-    quitLast();
-    QCoreApplication::exec();
-    EXPECT_THAT(order, ElementsAre(1));
-}
-
-TEST_F(MainQueue, NeverRunsWorkWithinTheCallThatHandsItOver) {
-    platform::onMainQueue([this] {
-        platform::onMainQueue([this] { order.push_back(2); });
-        order.push_back(1);
-        quitLast();
-    });
-    QCoreApplication::exec();
-    EXPECT_THAT(order, ElementsAre(1, 2));
-}
-
-TEST_F(MainQueue, RunsWorkOfAnotherThreadOnTheMainThread) {
-    QThread *ranOn = nullptr;
-    std::thread([&] {
-        platform::onMainQueue([&] {
-            ranOn = QThread::currentThread();
-            QCoreApplication::quit();
-        });
-    }).join();
-    QCoreApplication::exec();
-    EXPECT_EQ(ranOn, application.thread());
-}
-
 TEST_F(MainQueue, LosesNothingOfWhatManyThreadsHandOverWhileTheLoopRuns) {
     constexpr int each = 500;
+    const auto mainThread = std::this_thread::get_id();
     int done = 0;
     std::array<std::thread, 4> threads;
     for (std::thread &thread : threads)
-        thread = std::thread([&done] {
+        thread = std::thread([&] {
             for (int j = 0; j < each; ++j)
-                platform::onMainQueue([&done] {
+                onMainQueue([&, text = QStringList{QStringLiteral("work %1").arg(j)}] {
+                    EXPECT_EQ(std::this_thread::get_id(), mainThread);
+                    EXPECT_TRUE(text.first().startsWith(u"work"));
                     if (++done == 4 * each)
                         QCoreApplication::quit();
                 });
         });
-    platform::onMainQueueAfter(std::chrono::seconds(30), [] { QCoreApplication::exit(1); });
+    onMainQueueAfter(std::chrono::seconds(30), [] { QCoreApplication::exit(1); });
     EXPECT_EQ(QCoreApplication::exec(), 0);
     for (std::thread &thread : threads)
         thread.join();
@@ -84,7 +60,7 @@ TEST_F(MainQueue, LosesNothingOfWhatManyThreadsHandOverWhileTheLoopRuns) {
 TEST_F(MainQueue, NeverRunsWorkHandedOverAfterTheLoopHasEnded) {
     quitLast();
     QCoreApplication::exec();
-    platform::onMainQueue([this] { order.push_back(1); });
+    onMainQueue([this] { order.push_back(1); });
     EXPECT_TRUE(order.empty());
 }
 
@@ -93,25 +69,25 @@ TEST(MainQueueDeathTest, DropsWorkOnceItIsClosedAndTheApplicationIsGone) {
         int argumentCount = 0;
         {
             const QCoreApplication application(argumentCount, nullptr);
-            platform::closeMainQueue();
+            closeMainQueue();
         }
-        std::thread([] { platform::onMainQueue([] { std::_Exit(1); }); }).join();
+        std::thread([] { onMainQueue([] { std::_Exit(1); }); }).join();
         std::_Exit(0);
     };
     EXPECT_EXIT(endWithWork(), testing::ExitedWithCode(0), "");
 }
 
-TEST_F(MainQueue, RunsDelayedWorkAfterItsDelayAndBehindWorkWithoutOne) {
+TEST_F(MainQueue, RunsDelayedWorkAfterItsDelayAndAfterWorkWithoutOne) {
     using Clock = std::chrono::steady_clock;
     constexpr std::chrono::milliseconds delay(60);
     const auto start = Clock::now();
     Clock::duration waited{};
-    platform::onMainQueueAfter(delay, [&] {
+    onMainQueueAfter(delay, [&] {
         waited = Clock::now() - start;
         order.push_back(2);
         QCoreApplication::quit();
     });
-    platform::onMainQueue([this] { order.push_back(1); });
+    onMainQueue([this] { order.push_back(1); });
     QCoreApplication::exec();
     EXPECT_GE(waited, delay);
     EXPECT_THAT(order, ElementsAre(1, 2));

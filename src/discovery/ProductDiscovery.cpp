@@ -5,11 +5,10 @@
 #include "logging/Logging.h"
 #include "platform/Applications.h"
 #include "platform/Bundle.h"
-#include "platform/posix/Fatal.h"
 #include "platform/posix/Process.h"
 #include "platform/posix/Text.h"
 
-#include <QCoreApplication>
+#include <algorithm>
 
 namespace UtilityFunctions {
 
@@ -24,7 +23,7 @@ const QString pellixWord = QStringLiteral("Pellix");
 const QString embeddedAppPath = QStringLiteral(
     "/Library/Application Support/Brennic/Lumadoc/%1/SupportFiles/Helpers/Brennic_Lumadoc_Diagnostics.app");
 
-// The track that a version text stands for: the first character of its last piece tells.
+// The track that a version text stands for, by the first character of its last piece.
 std::optional<QString> flavourOfVersion(const QString &version) {
     const QString lastPiece = version.section(u'.', -1);
     if (lastPiece.startsWith(u'0'))
@@ -34,6 +33,10 @@ std::optional<QString> flavourOfVersion(const QString &version) {
     if (lastPiece.startsWith(u'2'))
         return QStringLiteral("QZ");
     return std::nullopt;
+}
+
+bool isSame(const QString &text, const QString &other) {
+    return text.compare(other, Qt::CaseInsensitive) == 0;
 }
 
 void logFlavour(const QString &version, const QString &track) {
@@ -46,6 +49,25 @@ void addInstalledPaths(const QString &bundleIdentifier, std::vector<std::filesys
                         displayText(url));
         urls.push_back(url);
     }
+}
+
+// Takes the first installed copy of an edition; false when there is none.
+bool takeInstalled(const QString &bundleIdentifier, const QString &word,
+                   const std::vector<std::filesystem::path> &urls) {
+    if (urls.empty())
+        return false;
+    Logger::logInfo(word + QStringLiteral(" installation found."));
+    LumadocInstalledInstance.append(bundleIdentifier);
+    FlavourFromAppVersion(urls.front());
+    return true;
+}
+
+// The oldest running application of which this holds.
+template <typename Condition>
+std::optional<platform::RunningApplication> firstRunning(Condition condition) {
+    const auto running = platform::runningApplications();
+    const auto found = std::ranges::find_if(running, condition);
+    return found == running.end() ? std::nullopt : std::optional(*found);
 }
 
 } // namespace
@@ -69,13 +91,13 @@ void FlavourFromAppVersion(const std::filesystem::path &url) {
 }
 
 OptionalURL IsFlavourValid(const QString &product, const QString &track) {
-    const bool isLumadoc = product.compare(lumadocWord, Qt::CaseInsensitive) == 0;
-    if (!isLumadoc && product.compare(pellixWord, Qt::CaseInsensitive) != 0)
+    const bool isLumadoc = isSame(product, lumadocWord);
+    if (!isLumadoc && !isSame(product, pellixWord))
         return std::nullopt;
     const QString &identifier = isLumadoc ? LumadocBundleIdentifier : PellixBundleIdentifier;
     for (const auto &url : platform::installedApplications(identifier)) {
         const auto found = GetFlavourFromAppVersion(url);
-        if (!found || !found->flavour || found->flavour->compare(track, Qt::CaseInsensitive) != 0)
+        if (!found || !found->flavour || !isSame(*found->flavour, track))
             continue;
         logFlavour(found->version, *found->flavour);
         LumadocVersion = found->version;
@@ -96,18 +118,18 @@ void setPellixInstalledPath() {
 }
 
 bool IsApplicationRunning(const QString &bundleIdentifier) {
-    for (const auto &application : platform::runningApplications()) {
-        if (application.bundleIdentifier != bundleIdentifier)
-            continue;
-        ProcessId = QString::number(application.processIdentifier);
-        Logger::logInfo(
-            QStringLiteral("Lumadoc running instance found for BundleIdentifier: %1").arg(bundleIdentifier));
-        FlavourFromAppVersion(application.bundlePath);
-        return true;
+    const auto application =
+        firstRunning([&](const auto &running) { return running.bundleIdentifier == bundleIdentifier; });
+    if (!application) {
+        Logger::logWarning(QStringLiteral("Lumadoc running instance not found for BundleIdentifier: ") +
+                           bundleIdentifier);
+        return false;
     }
-    Logger::logWarning(
-        QStringLiteral("Lumadoc running instance not found for BundleIdentifier: %1").arg(bundleIdentifier));
-    return false;
+    ProcessId = QString::number(application->processIdentifier);
+    Logger::logInfo(QStringLiteral("Lumadoc running instance found for BundleIdentifier: ") +
+                    bundleIdentifier);
+    FlavourFromAppVersion(application->bundlePath);
+    return true;
 }
 
 void FindRunningEditions() {
@@ -123,20 +145,12 @@ void SetLumadocRunningOrInstalledInstances(bool displayAlert) {
         return;
     Logger::logInfo(QStringLiteral("LumadocRunningInstance.isEmpty"));
     setLumadocInstalledPath();
-    if (!lumadocInstalledUrls.empty()) {
-        Logger::logInfo(QStringLiteral("Lumadoc installation found."));
-        LumadocInstalledInstance.append(LumadocBundleIdentifier);
-        FlavourFromAppVersion(lumadocInstalledUrls.front());
+    if (takeInstalled(LumadocBundleIdentifier, lumadocWord, lumadocInstalledUrls))
         return;
-    }
     Logger::logInfo(QStringLiteral("lumadocInstalledUrls.isEmpty"));
     setPellixInstalledPath();
-    if (!pellixInstalledUrls.empty()) {
-        Logger::logInfo(QStringLiteral("Pellix installation found."));
-        LumadocInstalledInstance.append(PellixBundleIdentifier);
-        FlavourFromAppVersion(pellixInstalledUrls.front());
+    if (takeInstalled(PellixBundleIdentifier, pellixWord, pellixInstalledUrls))
         return;
-    }
     Logger::logInfo(QStringLiteral("pellixInstalledUrls.isEmpty"));
     if (displayAlert)
         UtilityFunctions::displayAlert(QStringLiteral("No Lumadoc installation detected"),
@@ -149,12 +163,11 @@ void SetLumadocOrPellix() {
     const bool isLumadoc = LumadocRunningInstance.value(0) == LumadocBundleIdentifier ||
                            LumadocInstalledInstance.value(0) == LumadocBundleIdentifier;
     lumadocOrPellix = isLumadoc ? lumadocWord : pellixWord;
-    if (!tempOutputURL)
-        platform::fatal("The output folder is not known when the edition is chosen.");
-    *tempOutputURL /= platform::pathFromText(*lumadocOrPellix);
+    tempOutputURL = required(tempOutputURL, "The output folder is not known when the edition is chosen.") /
+                    platform::pathFromText(*lumadocOrPellix);
     std::error_code error;
     std::filesystem::create_directories(*tempOutputURL, error);
-    const QString line = QStringLiteral("Directory created: %1").arg(displayText(*tempOutputURL));
+    const QString line = QStringLiteral("Directory created: ") + displayText(*tempOutputURL);
     if (error)
         Logger::logError(line);
     else
@@ -170,26 +183,26 @@ bool IsMultipleInstance() {
 }
 
 void VerifyApplicationProcess() {
-    for (const auto &application : platform::runningApplications()) {
-        if (!LumadocBundleIndentifiers.contains(application.bundleIdentifier))
-            continue;
-        ProcessId = QString::number(application.processIdentifier);
-        Logger::logInfo(QStringLiteral("Lumadoc running instance verified. NewProcessId: %1").arg(ProcessId));
+    const auto application = firstRunning(
+        [](const auto &running) { return LumadocBundleIndentifiers.contains(running.bundleIdentifier); });
+    if (!application) {
+        Logger::logWarning(QStringLiteral("Lumadoc running instance not Verified. OldProcessId: ") +
+                           ProcessId);
         return;
     }
-    Logger::logWarning(
-        QStringLiteral("Lumadoc running instance not Verified. OldProcessId: %1").arg(ProcessId));
+    ProcessId = QString::number(application->processIdentifier);
+    Logger::logInfo(QStringLiteral("Lumadoc running instance verified. NewProcessId: ") + ProcessId);
 }
 
 bool IsProcessRunning(const QString &processId) {
-    for (const auto &application : platform::runningApplications()) {
-        if (QString::number(application.processIdentifier) != processId)
-            continue;
-        Logger::logInfo(QStringLiteral("Lumadoc process is running. ProcessId: %1").arg(processId));
-        return true;
-    }
-    Logger::logWarning(QStringLiteral("Lumadoc process is not running. ProcessId: %1").arg(processId));
-    return false;
+    const bool isRunning = firstRunning([&](const auto &running) {
+                               return QString::number(running.processIdentifier) == processId;
+                           }).has_value();
+    if (isRunning)
+        Logger::logInfo(QStringLiteral("Lumadoc process is running. ProcessId: ") + processId);
+    else
+        Logger::logWarning(QStringLiteral("Lumadoc process is not running. ProcessId: ") + processId);
+    return isRunning;
 }
 
 bool IsLumadocRestartRequired() {
@@ -207,7 +220,7 @@ bool IsLumadocRestartRequired() {
 }
 
 void displayAlert(const QString &title, const QString &message, const QString &buttonTitle) {
-    platform::onMainQueue([=] {
+    onMainQueue([=] {
         if (alertPresenter)
             alertPresenter(title, message, buttonTitle);
     });

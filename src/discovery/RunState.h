@@ -1,5 +1,9 @@
-// The values of one run that every part of the program reads. The main flow fills them in a fixed order at
-// the start of a run; they have no locks because only the main flow writes them.
+// One run: the values that every part of the program reads, and the workspace that its files are in.
+//
+// The values have no locks. The main thread fills them in a fixed order before any other thread reads them.
+// Later writers are the capture's worker (`ProcessId`), the thread that packs (`RemovedFilesCount`,
+// `tempOutputURL`, `compressedLogURL`) and the log (`lumamonLogFileURL`); no other thread uses those values
+// in the meantime. The functions are for the main thread.
 #pragma once
 
 #include "logging/Logging.h"
@@ -19,10 +23,15 @@ using OptionalURL = std::optional<std::filesystem::path>;
 inline OptionalURL userLibraryURL;
 inline OptionalURL userLibraryPrefURL;
 inline OptionalURL tempDirURL;
+/// The run folder, named by the time at which the run began.
 inline OptionalURL tempTimeStampedURL;
+/// First the run folder; the edition's folder in it once the edition is chosen, which is what the collectors
+/// copy into and what is packed; and again the run folder once the archive is there.
 inline OptionalURL tempOutputURL;
+/// The scratch folder, where the archive is made.
 inline OptionalURL temptempURL;
 inline OptionalURL userFilesURL;
+/// The archive in the run folder.
 inline OptionalURL compressedLogURL;
 
 // The product under diagnosis.
@@ -63,6 +72,21 @@ inline const QStringList allowedExtensions{
 
 /// The Log ID: a random UUID in lower case, made once per process.
 inline const QString UniqueId = QUuid::createUuid().toString(QUuid::WithoutBraces);
+
+/// Begins a run: makes the workspace and moves the log into it. Without a workspace the run goes on all the
+/// same, with an error line and the log where it was.
+void BeginRun();
+
+/// Computes the run's locations and makes the folders that are missing: one fixed tree below the user's
+/// Library folder. False when the user has no Library folder (nothing is changed then) or when a folder
+/// cannot be made (logged; the locations stay computed).
+bool CreateOutputDirectories();
+
+/// Names the attachments folder inside the output folder. Makes nothing.
+void SetUserFilesFolder();
+
+/// A location that must be known by now; ends the process with `otherwise` when it is not.
+const std::filesystem::path &required(const OptionalURL &url, const char *otherwise);
 
 } // namespace UtilityFunctions
 

@@ -3,8 +3,6 @@
 #include "collection/CopyOperations.h"
 #include "discovery/RunState.h"
 #include "logging/Logging.h"
-#include "packaging/EarlierArchives.h"
-#include "platform/posix/Fatal.h"
 #include "platform/posix/FileSystem.h"
 #include "platform/posix/Program.h"
 #include "platform/posix/Text.h"
@@ -32,8 +30,8 @@ std::vector<fs::directory_entry> listing(const fs::path &folder, std::error_code
     return entries;
 }
 
-// Whether the entry itself is a folder. The listing has told already: these two, unlike the entry's status,
-// do not ask the system again.
+// Whether the entry itself is a folder. Both calls answer from the listing; the entry's status would ask the
+// system again.
 bool isFolder(const fs::directory_entry &entry) {
     std::error_code error;
     return !entry.is_symlink(error) && entry.is_directory(error);
@@ -49,10 +47,22 @@ QString archiveName() {
     return QStringLiteral("lumaMacLog_") + UtilityFunctions::UniqueId + u'_' + mode + QStringLiteral(".zip");
 }
 
-const fs::path &required(const std::optional<fs::path> &url) {
-    if (!url)
-        platform::fatal("The folders of the run are not known when its archive is in place.");
-    return *url;
+// zip gives an archive its name when it is complete.
+bool isFinishedArchive(const fs::path &name) {
+    return name.native().starts_with("lumaMacLog_") && name.extension() == ".zip";
+}
+
+// Whether another run folder holds the whole archive.
+bool isInAnotherRunFolder(const fs::path &archive, const fs::path &runFolders) {
+    std::error_code error;
+    const auto size = fs::file_size(archive, error);
+    for (const fs::directory_entry &folder : listing(runFolders, error)) {
+        std::error_code missing;
+        if (folder.path() != archive.parent_path() &&
+            fs::file_size(folder.path() / archive.filename(), missing) == size && !missing)
+            return true;
+    }
+    return false;
 }
 
 } // namespace
@@ -104,6 +114,22 @@ bool CommandLineCompression(const std::optional<fs::path> &directoryURL,
     return status.has_value();
 }
 
+void keepArchivesOfEarlierRuns(const fs::path &folder, const fs::path &runFolders, const fs::path &ownName) {
+    const fs::path recovered = runFolders / "Recovered";
+    std::error_code error;
+    for (const fs::directory_entry &entry : listing(folder, error)) {
+        const fs::path name = entry.path().filename();
+        if (name == ownName || !isFinishedArchive(name) || isInAnotherRunFolder(entry.path(), runFolders))
+            continue;
+        std::error_code failure;
+        fs::create_directories(recovered, failure);
+        fs::rename(entry.path(), recovered / name, failure);
+        if (!failure)
+            Logger::logInfo(QStringLiteral("Archive of an earlier run kept: ") +
+                            displayText(recovered / name));
+    }
+}
+
 bool CompressOutputDirectory() {
     using namespace UtilityFunctions;
     const QString name = archiveName();
@@ -112,8 +138,9 @@ bool CompressOutputDirectory() {
     Logger::logInfo(QStringLiteral("Compressed File: ") + name);
     if (!CommandLineCompression(tempOutputURL, zipURL))
         return false;
-    const fs::path &runFolder = required(tempTimeStampedURL);
-    const fs::path &scratchFolder = required(temptempURL);
+    const char *const unknown = "The folders of the run are not known when its archive is in place.";
+    const fs::path &runFolder = required(tempTimeStampedURL, unknown);
+    const fs::path &scratchFolder = required(temptempURL, unknown);
     for (const fs::path &folder : {scratchFolder, runFolder})
         keepArchivesOfEarlierRuns(folder, runFolder.parent_path(), fileName);
     deleteContentsOfDirectory(runFolder);
@@ -139,18 +166,17 @@ bool packOutput() {
 }
 
 bool isArchiveSizeValid() {
-    if (!UtilityFunctions::compressedLogURL)
-        platform::fatal("The archive's location is not known when it is to be shared.");
-    const bool isValid = isFileSizeValid(*UtilityFunctions::compressedLogURL);
+    using namespace UtilityFunctions;
+    const bool isValid = isFileSizeValid(
+        required(compressedLogURL, "The archive's location is not known when it is to be shared."));
     if (!isValid)
         Logger::logError(QStringLiteral("Logs Size is large."));
     return isValid;
 }
 
 void removeOutput() {
-    if (!UtilityFunctions::tempOutputURL)
-        platform::fatal("The output folder is not known when it is to be removed.");
-    deleteDirectory(*UtilityFunctions::tempOutputURL);
+    using namespace UtilityFunctions;
+    deleteDirectory(required(tempOutputURL, "The output folder is not known when it is to be removed."));
 }
 
 bool isFileSizeValid(const fs::path &url) {

@@ -1,7 +1,8 @@
 // Turns the collected output into one archive, and cleans up around it.
 //
-// Blocks; called by one thread at a time. Nothing throws: a failure is a line of the log and the result told.
-// Links are judged by their own names and removed themselves; nothing is done to what they point at.
+// Blocks; one thread at a time, which packs in the place of the main thread (see RunState.h). Nothing throws:
+// a failure is a line of the log and the documented result. Links are judged by their own names and removed
+// themselves; nothing is done to what they point at.
 #pragma once
 
 #include <QString>
@@ -12,8 +13,8 @@
 namespace FilesPathDirectory {
 
 /// Removes every file below `atPath` whose extension is not allowed (each entry with its leading dot, lower
-/// case) and counts it in `UtilityFunctions::RemovedFilesCount`. A folder that fails is given up with one
-/// line.
+/// case) and counts it in `UtilityFunctions::RemovedFilesCount`. An error ends the work in its folder with
+/// one line.
 void removeFilesFromDirectoryRecursively(const std::filesystem::path &atPath,
                                          const QStringList &allowedExtensions);
 
@@ -21,6 +22,14 @@ void removeFilesFromDirectoryRecursively(const std::filesystem::path &atPath,
 /// not be, or when a location or the parent folder is missing.
 bool CommandLineCompression(const std::optional<std::filesystem::path> &directoryURL,
                             const std::optional<std::filesystem::path> &zipFileURL);
+
+/// Moves the finished archives of earlier runs out of `folder`, which is about to be emptied, into
+/// "Recovered" among the run folders. In the scratch folder they come from runs that were killed between
+/// removing what was collected and copying the archive: nothing else is left of those. In the run folder they
+/// come from a run that began in the same second and could not send its archive. `ownName` is this run's
+/// archive and stays; one that is whole in another run folder is left to be removed.
+void keepArchivesOfEarlierRuns(const std::filesystem::path &folder, const std::filesystem::path &runFolders,
+                               const std::filesystem::path &ownName);
 
 /// Replaces what was collected by its archive. True when zip was run; `UtilityFunctions::compressedLogURL`
 /// then names the archive.
@@ -41,7 +50,7 @@ bool isArchiveSizeValid();
 /// Removes the whole output, which has been sent. Ends the process when its place is not known.
 void removeOutput();
 
-/// Whether the file is smaller than the service takes: 100 MiB. False when that cannot be told.
+/// Whether the file is smaller than the service takes: 100 MiB. False when its size cannot be read.
 bool isFileSizeValid(const std::filesystem::path &url);
 
 /// Removes all entries of a folder; the first failure ends it with one line.

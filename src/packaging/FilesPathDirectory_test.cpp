@@ -1,290 +1,267 @@
 #include "packaging/FilesPathDirectory.h"
 
 #include "discovery/RunState.h"
-#include "support_service/ArchiveListing.h"
-#include "test_support/LogReader.h"
-#include "test_support/ScratchHome.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "test_support/ArchiveReader.h"
+#include "test_support/LoggedTest.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace FilesPathDirectory;
 using namespace UtilityFunctions;
-using test_support::logLines;
+using test_support::readFile;
 using test_support::writeFile;
+using testing::ElementsAre;
 using testing::UnorderedElementsAre;
 
-QString text(const fs::path &path) {
-    return QString::fromStdString(path.native());
-}
-
 std::vector<std::string> archiveNames(const fs::path &archive) {
-    std::string problem;
     std::vector<std::string> names;
-    for (const auto &entry : support_service::listArchive(archive, problem)
-                                 .value_or(std::vector<support_service::ArchiveEntry>()))
-        names.push_back(entry.name + (entry.isLink ? " (link)" : ""));
+    for (const auto &[name, item] : test_support::readArchive(archive))
+        names.push_back(name + (item.isLink() ? " (link)" : ""));
     return names;
 }
 
-class FilesPathDirectoryTest : public testing::Test {
+class Folder : public test_support::LoggedTest {
 protected:
-    test_support::ScratchHome home;
-    fs::path log = test_support::startLog();
+    void makeFiles(const std::vector<std::string> &names) const {
+        for (const std::string &name : names)
+            writeFile(folder / name, "x");
+    }
+
     fs::path folder = home.path() / "run";
 };
 
-using PruningTest = FilesPathDirectoryTest;
+using Pruning = Folder;
 
-TEST_F(PruningTest, KeepsAllowedExtensionsIgnoringTheirCaseAndRemovesTheRest) {
-    writeFile(folder / "report.TXT", "");
-    writeFile(folder / "report.bin", "");
-    removeFilesFromDirectoryRecursively(folder, {QStringLiteral(".txt")});
-    EXPECT_TRUE(fs::exists(folder / "report.TXT"));
-    EXPECT_FALSE(fs::exists(folder / "report.bin"));
-    EXPECT_EQ(RemovedFilesCount, 1);
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("INFO: Removed file with extension: bin")});
+TEST_F(Pruning, RemovesWhatIsNotAllowedAndTellsTheExtensionAsWritten) {
+    const struct {
+        const char *name;
+        const char *extension;
+    } cases[] = {{"README", ""},   {".log", ""},       {".DS_Store", ""},      {"name.", ""},
+                 {"a.BIN", "BIN"}, {"a.log.gz", "gz"}, {".hidden.bin", "bin"}, {"-r.x", "x"}};
+    for (const auto &[name, extension] : cases) {
+        makeFiles({name});
+        removeFilesFromDirectoryRecursively(folder, allowedExtensions);
+        EXPECT_FALSE(fs::exists(folder / name)) << name;
+        EXPECT_EQ(said().back(), std::string("INFO: Removed file with extension: ") + extension);
+    }
+    EXPECT_EQ(RemovedFilesCount, static_cast<int>(std::size(cases)));
+    makeFiles({"report.TXT", ".hidden.log", "README"});
+    removeFilesFromDirectoryRecursively(
+        folder, {QStringLiteral(".txt"), QStringLiteral(".log"), QStringLiteral(".")});
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 3);
 }
 
-struct ExtensionCase {
-    const char *name;
-    const char *extension;
-};
-
-class ExtensionTest : public FilesPathDirectoryTest, public testing::WithParamInterface<ExtensionCase> {};
-
-TEST_P(ExtensionTest, IsToldAsWrittenWhenTheFileIsRemoved) {
-    writeFile(folder / GetParam().name, "");
-    removeFilesFromDirectoryRecursively(folder, {QStringLiteral(".never")});
-    EXPECT_FALSE(fs::exists(folder / GetParam().name));
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("INFO: Removed file with extension: ") +
-                                         QString::fromLatin1(GetParam().extension)});
-}
-
-INSTANTIATE_TEST_SUITE_P(Names, ExtensionTest,
-                         testing::Values(ExtensionCase{"README", ""}, ExtensionCase{".log", ""},
-                                         ExtensionCase{".DS_Store", ""}, ExtensionCase{"name.", ""},
-                                         ExtensionCase{"a.BIN", "BIN"}, ExtensionCase{"a.log.gz", "gz"},
-                                         ExtensionCase{".hidden.log", "log"}, ExtensionCase{"-r.x", "x"}));
-
-TEST_F(PruningTest, AFileWithoutAnExtensionStaysWhenTheEmptyOneIsAllowed) {
-    writeFile(folder / "README", "");
-    removeFilesFromDirectoryRecursively(folder, {QStringLiteral(".")});
-    EXPECT_TRUE(fs::exists(folder / "README"));
-}
-
-TEST_F(PruningTest, GoesIntoFoldersAndCountsThemAllTogether) {
+TEST_F(Pruning, GoesIntoFoldersAndCountsAllTogether) {
     RemovedFilesCount = 5;
-    writeFile(folder / "a/b/c/one.bin", "");
-    writeFile(folder / "a/two.bin", "");
-    writeFile(folder / "a/keep.log", "");
-    writeFile(folder / "folder.bin/keep.log", "");
-    removeFilesFromDirectoryRecursively(folder, allowedExtensions);
-    EXPECT_EQ(RemovedFilesCount, 7);
-    EXPECT_TRUE(fs::exists(folder / "a/b/c"));
+    tempTimeStampedURL = folder;
+    makeFiles({"a/b/c/one.bin", "a/two.bin", "a/keep.log", "folder.bin/keep.log"});
+    pruneOutput();
+    EXPECT_TRUE(fs::exists(folder / "a/b/c") && fs::exists(folder / "a/keep.log"));
     EXPECT_TRUE(fs::exists(folder / "folder.bin/keep.log"));
+    const std::string removed = "INFO: Removed file with extension: bin";
+    EXPECT_THAT(said(),
+                ElementsAre(removed, removed, "INFO: Total files removed based on allowed extensions: 7"));
 }
 
-TEST_F(PruningTest, ALinkIsJudgedByItsOwnNameAndRemovedItself) {
+TEST_F(Pruning, JudgesALinkByItsNameAndRemovesTheLinkItself) {
     writeFile(home.path() / "outside/precious.bin", "precious");
     fs::create_directories(folder);
     fs::create_symlink(home.path() / "outside", folder / "folder");
     fs::create_symlink(home.path() / "outside", folder / "folder.log");
     fs::create_symlink(home.path() / "outside/precious.bin", folder / "file.bin");
     removeFilesFromDirectoryRecursively(folder, allowedExtensions);
-    EXPECT_EQ(test_support::readFile(home.path() / "outside/precious.bin"), "precious");
-    EXPECT_FALSE(fs::is_symlink(folder / "folder"));
+    EXPECT_EQ(readFile(home.path() / "outside/precious.bin"), "precious");
     EXPECT_TRUE(fs::is_symlink(folder / "folder.log"));
-    EXPECT_FALSE(fs::is_symlink(folder / "file.bin"));
+    EXPECT_FALSE(fs::is_symlink(folder / "folder") || fs::is_symlink(folder / "file.bin"));
     EXPECT_EQ(RemovedFilesCount, 2);
 }
 
-TEST_F(PruningTest, AFolderThatCannotBeListedIsOneError) {
+TEST_F(Pruning, OfAFolderThatCannotBeListedIsOneError) {
     removeFilesFromDirectoryRecursively(folder, allowedExtensions);
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("ERROR: Error accessing directory: ") + text(folder) +
-                                         QStringLiteral(" - No such file or directory")});
+    pruneOutput();
+    EXPECT_THAT(said(), ElementsAre("ERROR: Error accessing directory: " + folder.native() +
+                                        " - No such file or directory",
+                                    "ERROR: Error accessing directory:  - No such file or directory",
+                                    "INFO: Total files removed based on allowed extensions: 0"));
 }
 
-TEST_F(PruningTest, WithoutARunFolderTheEmptyPathIsTold) {
-    removeFilesFromDirectoryRecursively({}, allowedExtensions);
-    EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral("ERROR: Error accessing directory:  - No such file or directory")});
+class Zipping : public Folder {
+protected:
+    bool zip(const std::optional<fs::path> &directory) const {
+        return CommandLineCompression(directory, archive);
+    }
+
+    fs::path archive = home.path() / "out.zip";
+    const std::string done = "INFO: Directory compressed successfully.";
+};
+
+TEST_F(Zipping, PacksTheFolderByItsNameAndTheRecordsBesideIt) {
+    // Options from the environment do not reach zip.
+    const test_support::ScopedEnvironment options("ZIPOPT", "-m");
+    const test_support::ScopedEnvironment more("ZIP", "-m");
+    makeFiles({"Lumadoc/a.log", "Lumadoc/deep/b.log", "not asked for.log"});
+    EXPECT_TRUE(zip(folder / "Lumadoc"));
+    EXPECT_THAT(archiveNames(archive),
+                UnorderedElementsAre("Lumadoc/", "Lumadoc/a.log", "Lumadoc/deep/", "Lumadoc/deep/b.log"));
+    makeFiles({"UserEmailFeedback.json", "DetailedInfo.json"});
+    EXPECT_TRUE(zip(folder / "Lumadoc"));
+    EXPECT_THAT(archiveNames(archive),
+                testing::AllOf(testing::SizeIs(6), testing::Contains("UserEmailFeedback.json"),
+                               testing::Contains("DetailedInfo.json")));
+    EXPECT_TRUE(fs::exists(folder / "Lumadoc/a.log"));
+    EXPECT_THAT(said(), ElementsAre(done, done));
 }
 
-using ZippingTest = FilesPathDirectoryTest;
-
-TEST_F(ZippingTest, PacksTheFolderByItsNameAndTheRecordsBesideIt) {
-    writeFile(folder / "Lumadoc/a.log", "a");
-    writeFile(folder / "Lumadoc/deep/b.log", "b");
-    writeFile(folder / "UserEmailFeedback.json", "{}");
-    writeFile(folder / "DetailedInfo.json", "{}");
-    writeFile(folder / "other.log", "not asked for");
-    EXPECT_TRUE(CommandLineCompression(folder / "Lumadoc", home.path() / "out.zip"));
-    EXPECT_THAT(archiveNames(home.path() / "out.zip"),
-                UnorderedElementsAre("Lumadoc/", "Lumadoc/a.log", "Lumadoc/deep/", "Lumadoc/deep/b.log",
-                                     "UserEmailFeedback.json", "DetailedInfo.json"));
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("INFO: Directory compressed successfully.")});
-}
-
-TEST_F(ZippingTest, MissingRecordsAreNoFailure) {
-    writeFile(folder / "Lumadoc/a.log", "a");
-    EXPECT_TRUE(CommandLineCompression(folder / "Lumadoc", home.path() / "out.zip"));
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("INFO: Directory compressed successfully.")});
-}
-
-TEST_F(ZippingTest, LinksGoInAsLinks) {
+TEST_F(Zipping, PacksLinksAsLinks) {
     writeFile(home.path() / "outside/secret.log", "secret");
-    writeFile(folder / "Lumadoc/a.log", "a");
+    makeFiles({"Lumadoc/a.log"});
     fs::create_symlink(home.path() / "outside", folder / "Lumadoc/folder.log");
     fs::create_symlink(home.path() / "outside/secret.log", folder / "Lumadoc/file.log");
     fs::create_symlink(".", folder / "Lumadoc/loop.log");
-    EXPECT_TRUE(CommandLineCompression(folder / "Lumadoc", home.path() / "out.zip"));
-    EXPECT_THAT(archiveNames(home.path() / "out.zip"),
+    EXPECT_TRUE(zip(folder / "Lumadoc"));
+    EXPECT_THAT(archiveNames(archive),
                 UnorderedElementsAre("Lumadoc/", "Lumadoc/a.log", "Lumadoc/folder.log (link)",
                                      "Lumadoc/file.log (link)", "Lumadoc/loop.log (link)"));
 }
 
-TEST_F(ZippingTest, OptionsFromTheEnvironmentDoNotReachZip) {
-    const test_support::ScopedEnvironment options("ZIPOPT", "-m");
-    const test_support::ScopedEnvironment more("ZIP", "-m");
-    writeFile(folder / "Lumadoc/a.log", "a");
-    EXPECT_TRUE(CommandLineCompression(folder / "Lumadoc", home.path() / "out.zip"));
-    EXPECT_TRUE(fs::exists(folder / "Lumadoc/a.log"));
-}
-
-TEST_F(ZippingTest, AFailingZipIsToldAndStillCountsAsRun) {
-    writeFile(folder / "Lumadoc/a.log", "a");
+TEST_F(Zipping, CountsAsRunThoughItFailedButNotWithoutAFolder) {
+    makeFiles({"Lumadoc/a.log"});
     EXPECT_TRUE(CommandLineCompression(folder / "Lumadoc", home.path() / "missing/out.zip"));
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("ERROR: Failed to compress the directory.")});
+    EXPECT_FALSE(zip(home.path() / "missing/Lumadoc"));
+    EXPECT_FALSE(zip(std::nullopt) || CommandLineCompression(folder, std::nullopt));
+    EXPECT_FALSE(fs::exists(archive));
+    EXPECT_THAT(said(), ElementsAre("ERROR: Failed to compress the directory.",
+                                    "ERROR: Output folder path doesn't exist: " +
+                                        (home.path() / "missing").native()));
 }
 
-TEST_F(ZippingTest, AMissingParentFolderIsToldAndNothingIsRun) {
-    EXPECT_FALSE(CommandLineCompression(home.path() / "missing/Lumadoc", home.path() / "out.zip"));
-    EXPECT_FALSE(fs::exists(home.path() / "out.zip"));
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("ERROR: Output folder path doesn't exist: ") +
-                                         text(home.path() / "missing")});
-}
-
-TEST_F(ZippingTest, AnAbsentLocationIsFalseWithoutAWord) {
-    EXPECT_FALSE(CommandLineCompression(std::nullopt, home.path() / "out.zip"));
-    EXPECT_FALSE(CommandLineCompression(folder, std::nullopt));
-    EXPECT_FALSE(fs::exists(log));
-}
-
-class PackagingTest : public FilesPathDirectoryTest {
+class Packing : public Folder {
 protected:
-    PackagingTest() {
+    Packing() {
         tempTimeStampedURL = folder;
         tempOutputURL = folder / "Pellix";
         temptempURL = home.path() / "temp";
-        fs::create_directories(*temptempURL);
-        writeFile(*tempOutputURL / "a.log", "a");
+        makeFiles({"Pellix/a.log"});
+        writeFile(*temptempURL / "left over", "");
     }
 };
 
-TEST_F(PackagingTest, TheArchiveTakesThePlaceOfWhatWasCollected) {
+TEST_F(Packing, PutsTheArchiveInThePlaceOfWhatWasCollected) {
     IsSilentMode = true;
-    writeFile(*temptempURL / "left over", "");
-    EXPECT_TRUE(CompressOutputDirectory());
+    EXPECT_TRUE(packOutput());
     const std::string name = "lumaMacLog_" + UniqueId.toStdString() + "_cef.zip";
-    EXPECT_EQ(*compressedLogURL, folder / name);
-    EXPECT_EQ(*tempOutputURL, folder);
+    EXPECT_EQ(compressedLogURL, folder / name);
+    EXPECT_EQ(tempOutputURL, folder);
     EXPECT_THAT(archiveNames(*compressedLogURL), UnorderedElementsAre("Pellix/", "Pellix/a.log"));
     EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
     EXPECT_TRUE(fs::is_empty(*temptempURL));
-    const QString shown = QString::fromStdString(name);
-    EXPECT_THAT(logLines(log), testing::AllOf(testing::SizeIs(6),
-                                              testing::Contains(QStringLiteral("INFO: Deleted: left over"))));
-    EXPECT_EQ(logLines(log).first(4), (QStringList{QStringLiteral("INFO: Compressed File: ") + shown,
-                                                   QStringLiteral("INFO: Directory compressed successfully."),
-                                                   QStringLiteral("INFO: Deleted: Pellix"),
-                                                   QStringLiteral("INFO: File copied successfully.")}));
+    auto lines = said();
+    std::sort(lines.begin() + 4, lines.end());
+    EXPECT_THAT(lines,
+                ElementsAre("INFO: Compressed File: " + name, "INFO: Directory compressed successfully.",
+                            "INFO: Deleted: Pellix", "INFO: File copied successfully.",
+                            "INFO: Deleted: left over", "INFO: Deleted: " + name));
 }
 
-TEST_F(PackagingTest, WindowModeHasItsOwnSuffix) {
-    EXPECT_TRUE(CompressOutputDirectory());
-    EXPECT_TRUE(compressedLogURL->native().ends_with("_abc.zip"));
-}
-
-TEST_F(PackagingTest, AMissingOutputLeavesEverythingAsItIs) {
-    tempOutputURL = home.path() / "missing/Pellix";
-    writeFile(*temptempURL / "left over", "");
-    EXPECT_FALSE(CompressOutputDirectory());
-    EXPECT_FALSE(compressedLogURL);
-    EXPECT_TRUE(fs::exists(*temptempURL / "left over"));
-    EXPECT_TRUE(fs::exists(folder / "Pellix/a.log"));
-}
-
-TEST_F(PackagingTest, AFailingZipStillCountsAsSuccess) {
+TEST_F(Packing, CountsAsSuccessThoughZipFailedAndNamesWindowModesArchive) {
     tempOutputURL = folder / "not there";
-    EXPECT_TRUE(CompressOutputDirectory());
-    EXPECT_TRUE(compressedLogURL);
+    EXPECT_TRUE(packOutput());
+    EXPECT_EQ(compressedLogURL, folder / ("lumaMacLog_" + UniqueId.toStdString() + "_abc.zip"));
     EXPECT_FALSE(fs::exists(*compressedLogURL));
-    EXPECT_EQ(logLines(log).at(1), QStringLiteral("ERROR: Failed to compress the directory."));
+    EXPECT_EQ(said()[1], "ERROR: Failed to compress the directory.");
 }
 
-TEST_F(PackagingTest, FoldersThatAreNotKnownOnceTheArchiveIsMadeEndTheProcess) {
+TEST_F(Packing, LeavesEverythingWhenTheOutputIsMissing) {
+    tempOutputURL = home.path() / "missing/Pellix";
+    EXPECT_FALSE(packOutput());
+    EXPECT_FALSE(compressedLogURL);
+    EXPECT_TRUE(fs::exists(*temptempURL / "left over") && fs::exists(folder / "Pellix/a.log"));
+    EXPECT_EQ(said().back(), "ERROR: unable to copy compressed file.");
+}
+
+TEST_F(Packing, EndsTheProcessWithoutTheFoldersOfTheRun) {
     tempTimeStampedURL.reset();
-    EXPECT_EXIT(CompressOutputDirectory(), testing::ExitedWithCode(1),
-                "The folders of the run are not known");
+    EXPECT_EXIT(packOutput(), testing::ExitedWithCode(1), "The folders of the run are not known");
 }
 
-using SizeTest = FilesPathDirectoryTest;
+struct EarlierCase {
+    const char *description;
+    // Files before, below the home folder, with their content.
+    std::map<const char *, const char *> files;
+    const char *emptied;
+    bool isKept;
+};
 
-TEST_F(SizeTest, OneByteBelowAHundredMebibytesPasses) {
-    writeFile(folder, "");
-    fs::resize_file(folder, 104'857'599);
-    EXPECT_TRUE(isFileSizeValid(folder));
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("INFO: Compressed file size: 100.000 mb")});
+TEST_F(Folder, KeepsArchivesOfEarlierRunsThatAreNowhereElse) {
+    const fs::path own = "lumaMacLog_own_cef.zip";
+    const char *const scratch = "temp/lumaMacLog_earlier_cef.zip";
+    const char *const inRunFolder = "Output/20200101000000/lumaMacLog_earlier_cef.zip";
+    const EarlierCase cases[] = {
+        {"in the scratch folder alone", {{scratch, "archive"}}, "temp", true},
+        {"whole in its run folder", {{scratch, "archive"}, {inRunFolder, "archive"}}, "temp", false},
+        {"unfinished in its run folder", {{scratch, "archive"}, {inRunFolder, "arch"}}, "temp", true},
+        {"in a run folder that is shared", {{inRunFolder, "archive"}}, "Output/20200101000000", true},
+        {"left unfinished by zip", {{"temp/ziAbCdEf", "part"}}, "temp", false},
+        {"of this run", {{"temp/lumaMacLog_own_cef.zip", "own"}}, "temp", false},
+        {"none", {}, "temp", false},
+    };
+    for (const auto &[description, files, emptied, isKept] : cases) {
+        const test_support::ScratchFolder place;
+        fs::remove(log);
+        for (const auto &[name, content] : files)
+            writeFile(place.path() / name, content);
+        keepArchivesOfEarlierRuns(place.path() / emptied, place.path() / "Output", own);
+        const fs::path kept = place.path() / "Output/Recovered/lumaMacLog_earlier_cef.zip";
+        EXPECT_EQ(readFile(kept), isKept ? "archive" : "") << description;
+        EXPECT_EQ(fs::exists(kept.parent_path()), isKept) << description;
+        EXPECT_EQ(said(), isKept ? std::vector{"INFO: Archive of an earlier run kept: " + kept.native()}
+                                 : std::vector<std::string>())
+            << description;
+    }
 }
 
-TEST_F(SizeTest, AHundredMebibytesAreTooMuch) {
-    writeFile(folder, "");
-    fs::resize_file(folder, 104'857'600);
-    EXPECT_FALSE(isFileSizeValid(folder));
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("INFO: Compressed file size: 100.000 mb")});
+TEST_F(Folder, OfAnArchiveOfAHundredMebibytesIsTooLarge) {
+    compressedLogURL = folder / "archive.zip";
+    makeFiles({"archive.zip"});
+    fs::resize_file(*compressedLogURL, 104'857'599);
+    EXPECT_TRUE(isArchiveSizeValid());
+    fs::resize_file(*compressedLogURL, 104'857'600);
+    EXPECT_FALSE(isArchiveSizeValid());
+    fs::remove(*compressedLogURL);
+    EXPECT_FALSE(isArchiveSizeValid());
+    const std::string size = "INFO: Compressed file size: 100.000 mb";
+    const std::string tooLarge = "ERROR: Logs Size is large.";
+    EXPECT_THAT(said(),
+                ElementsAre(size, size, tooLarge,
+                            "ERROR: Error fetching file attributes: No such file or directory", tooLarge));
+    compressedLogURL.reset();
+    EXPECT_EXIT(isArchiveSizeValid(), testing::ExitedWithCode(1), "The archive's location is not known");
 }
 
-TEST_F(SizeTest, AMissingFileIsAnError) {
-    EXPECT_FALSE(isFileSizeValid(folder));
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral(
-                                 "ERROR: Error fetching file attributes: No such file or directory")});
-}
-
-using RemovingTest = FilesPathDirectoryTest;
-
-TEST_F(RemovingTest, EmptyingAFolderKeepsIt) {
-    writeFile(folder / "sub/a", "");
+TEST_F(Folder, IsKeptWhenItIsEmptied) {
+    makeFiles({"sub/a"});
     deleteContentsOfDirectory(folder);
     EXPECT_TRUE(fs::is_empty(folder));
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("INFO: Deleted: sub")});
+    deleteContentsOfDirectory(folder / "missing");
+    EXPECT_THAT(said(),
+                ElementsAre("INFO: Deleted: sub", "ERROR: Error while deleting contents of directory: "
+                                                  "No such file or directory"));
 }
 
-TEST_F(RemovingTest, EmptyingAMissingFolderIsAnError) {
-    deleteContentsOfDirectory(folder);
-    EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral(
-                  "ERROR: Error while deleting contents of directory: No such file or directory")});
-}
-
-TEST_F(RemovingTest, RemovingAFolderTakesAllOfItAndNoTargetOfALink) {
+TEST_F(Folder, IsRemovedWithoutTheTargetsOfItsLinks) {
+    tempOutputURL = folder;
     writeFile(home.path() / "outside/precious", "precious");
-    writeFile(folder / "sub/a", "");
+    makeFiles({"sub/a"});
     fs::create_symlink(home.path() / "outside", folder / "link");
-    deleteDirectory(folder);
+    removeOutput();
     EXPECT_FALSE(fs::exists(folder));
     EXPECT_TRUE(fs::exists(home.path() / "outside/precious"));
-    EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral("INFO: Directory deleted successfully. Path: ") + text(folder)});
-}
-
-TEST_F(RemovingTest, RemovingAMissingFolderIsToldAtInfoLevel) {
-    deleteDirectory(folder);
-    EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral("INFO: Error deleting directory: No such file or directory")});
+    removeOutput();
+    EXPECT_THAT(said(), ElementsAre("INFO: Directory deleted successfully. Path: " + folder.native(),
+                                    "INFO: Error deleting directory: No such file or directory"));
+    tempOutputURL.reset();
+    EXPECT_EXIT(removeOutput(), testing::ExitedWithCode(1), "The output folder is not known");
 }
 
 } // namespace

@@ -1,12 +1,14 @@
 #include "packaging/UploadAPI.h"
 
+#include "discovery/RunState.h"
 #include "logging/Logging.h"
-#include "packaging/MultipartBody.h"
+#include "packaging/FilesPathDirectory.h"
 #include "platform/Bundle.h"
 #include "platform/posix/Fatal.h"
 #include "platform/posix/FileSystem.h"
 
 #include <QStringDecoder>
+#include <QUuid>
 #include <cmath>
 
 namespace {
@@ -34,7 +36,9 @@ void UploadTaskDelegate::urlSession(std::int64_t, std::int64_t totalBytesSent,
         m_progress->set(QStringLiteral("Uploading %1%").arg(QString::number(percent, 'f', 0)));
 }
 
-QByteArray UploadAPI::endpoint() {
+namespace UploadAPI {
+
+QByteArray endpoint() {
     const auto &bundle = platform::Bundle::main();
     const auto host = bundle ? bundle->text("LumamonSupportHost") : std::nullopt;
     if (!host || host->isEmpty())
@@ -42,24 +46,27 @@ QByteArray UploadAPI::endpoint() {
     return "https://" + host->toUtf8() + "/cr-apip-7.0.0/mac/log";
 }
 
-void UploadAPI::upload(const std::optional<std::filesystem::path> &fileURL,
-                       CompletionHandler completionHandler) {
+UploadRequest multipartRequest(const std::filesystem::path &fileName) {
+    const QByteArray boundary = QUuid::createUuid().toByteArray(QUuid::WithoutBraces).toUpper();
+    UploadRequest request;
+    request.contentType = "multipart/form-data; boundary=" + boundary;
+    request.head = "\r\n--" + boundary + "\r\nContent-Disposition: form-data; name=\"file\"; filename=\"" +
+                   QByteArray::fromStdString(fileName.native()) +
+                   "\"\r\nContent-Type: application/octet-stream\r\n\r\n";
+    request.tail = "\r\n--" + boundary + "--\r\n";
+    return request;
+}
+
+void upload(const std::optional<std::filesystem::path> &fileURL, CompletionHandler completionHandler) {
     if (!fileURL)
         return;
+    UploadRequest request = multipartRequest(fileURL->filename());
+    request.url = endpoint();
     std::error_code error;
-    std::uint64_t archiveBytes = 0;
-    auto archive = platform::openRegularFile(*fileURL, archiveBytes, error);
-    if (!archive)
+    request.archive = platform::openRegularFile(*fileURL, request.archiveBytes, error);
+    if (!request.archive)
         platform::fatal("The archive that was just made cannot be opened.");
-    const QByteArray boundary = makeBoundary();
-    UploadRequest request{
-        .url = endpoint(),
-        .contentType = "multipart/form-data; boundary=" + boundary,
-        .frame = multipartFrame(boundary, fileURL->filename()),
-        .archive = std::move(archive),
-        .archiveBytes = archiveBytes,
-    };
-    uploadTask = std::make_shared<UploadTask>(
+    uploadTask = std::make_unique<UploadTask>(
         std::move(request),
         [delegate = UploadTaskDelegate()](auto... bytes) mutable { delegate.urlSession(bytes...); },
         [handler = std::move(completionHandler)](const UploadResponse &response) {
@@ -68,7 +75,7 @@ void UploadAPI::upload(const std::optional<std::filesystem::path> &fileURL,
     uploadTask->resume();
 }
 
-UploadResult UploadAPI::handleResponse(const UploadResponse &response) {
+UploadResult handleResponse(const UploadResponse &response) {
     if (response.statusCode) {
         Logger::logInfo(QStringLiteral("Status Code: ") + QString::number(*response.statusCode));
         if (response.data) {
@@ -93,7 +100,7 @@ UploadResult UploadAPI::handleResponse(const UploadResponse &response) {
     return UploadError{UploadErrorDomain, 0, unknownErrorText};
 }
 
-void UploadAPI::logUploadError(const UploadError &error) {
+void logUploadError(const UploadError &error) {
     Logger::logError(QStringLiteral("Upload error code: ") + QString::number(error.code));
     Logger::logError(QStringLiteral("Upload error domain: ") + error.domain);
     if (error.code == TransportErrorCode::cancelled) {
@@ -106,4 +113,16 @@ void UploadAPI::logUploadError(const UploadError &error) {
         Logger::logError(QStringLiteral("userInfo: ") +
                          (text.isEmpty() ? QStringLiteral("no userInfo") : text));
     }
+}
+
+} // namespace UploadAPI
+
+void UtilityFunctions::SilentUpload(UploadAPI::CompletionHandler completion) {
+    UploadAPI::upload(compressedLogURL, [completion = std::move(completion)](const UploadResult &result) {
+        if (const auto *error = std::get_if<UploadError>(&result))
+            UploadAPI::logUploadError(*error);
+        else
+            FilesPathDirectory::removeOutput();
+        completion(result);
+    });
 }

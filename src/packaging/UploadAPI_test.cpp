@@ -1,101 +1,113 @@
 #include "packaging/UploadAPI.h"
 
-#include "packaging/TransportError.h"
-#include "test_support/LogReader.h"
-#include "test_support/ScratchHome.h"
+#include "test_support/LoggedTest.h"
 
-#include <gtest/gtest.h>
+#include <QRegularExpression>
+
+// Whole uploads are tested with the shipped bundle, whose Info.plist names the service.
 
 namespace {
 
-using test_support::logLines;
+using testing::ElementsAre;
 using UploadAPI::handleResponse;
 
-const UploadError serverError{QStringLiteral("com.brennic.LumadocDiagnostics.upload"), 1,
-                              QStringLiteral("Internal Server Error.")};
-const UploadError unknownError{QStringLiteral("com.brennic.LumadocDiagnostics.upload"), 0,
-                               QStringLiteral("Unknown error occurred.")};
+const QString uploadDomain = QStringLiteral("com.brennic.LumadocDiagnostics.upload");
+const UploadError serverError{uploadDomain, 1, QStringLiteral("Internal Server Error.")};
+const UploadError unknownError{uploadDomain, 0, QStringLiteral("Unknown error occurred.")};
 
-class UploadAPITest : public testing::Test {
-protected:
-    test_support::ScratchHome home;
-    std::filesystem::path log = test_support::startLog();
-};
+using Answer = test_support::LoggedTest;
 
-TEST_F(UploadAPITest, Status200WithDataIsSuccess) {
-    EXPECT_EQ(handleResponse({200, "thanks", std::nullopt}), UploadResult("thanks"));
-    EXPECT_EQ(logLines(log), (QStringList{QStringLiteral("INFO: Status Code: 200"),
-                                          QStringLiteral("INFO: Response Data: thanks")}));
-}
-
-TEST_F(UploadAPITest, Status200WithAnEmptyBodyIsSuccessWithEmptyData) {
-    EXPECT_EQ(handleResponse({200, QByteArray(), std::nullopt}), UploadResult(QByteArray()));
-    EXPECT_EQ(logLines(log), (QStringList{QStringLiteral("INFO: Status Code: 200"),
-                                          QStringLiteral("INFO: Response Data: ")}));
-}
-
-TEST_F(UploadAPITest, Status200WithoutDataIsAnUnknownFailure) {
-    EXPECT_EQ(handleResponse({200, std::nullopt, std::nullopt}), UploadResult(unknownError));
-    EXPECT_EQ(logLines(log), (QStringList{QStringLiteral("INFO: Status Code: 200"),
-                                          QStringLiteral("INFO: Unknown error occurred.")}));
-}
-
-TEST_F(UploadAPITest, DataThatIsNoTextIsLoggedAsNothing) {
-    EXPECT_EQ(handleResponse({200, "\xff\xfe", std::nullopt}), UploadResult("\xff\xfe"));
-    EXPECT_EQ(logLines(log).last(), QStringLiteral("INFO: Response Data: "));
-}
-
-class ServerErrorTest : public UploadAPITest, public testing::WithParamInterface<int> {};
-TEST_P(ServerErrorTest, WithDataHasItsOwnCode) {
-    EXPECT_EQ(handleResponse({GetParam(), "no", std::nullopt}), UploadResult(serverError));
-    EXPECT_EQ(logLines(log).size(), 2);
-}
-TEST_P(ServerErrorTest, WithoutDataIsUnknown) {
-    EXPECT_EQ(handleResponse({GetParam(), std::nullopt, std::nullopt}), UploadResult(unknownError));
-}
-INSTANTIATE_TEST_SUITE_P(Statuses, ServerErrorTest, testing::Values(405, 413, 500));
-
-class OtherStatusTest : public UploadAPITest, public testing::WithParamInterface<int> {};
-TEST_P(OtherStatusTest, IsUnknown) {
-    EXPECT_EQ(handleResponse({GetParam(), "data", std::nullopt}), UploadResult(unknownError));
-    EXPECT_EQ(logLines(log), (QStringList{QStringLiteral("INFO: Status Code: %1").arg(GetParam()),
-                                          QStringLiteral("INFO: Response Data: data"),
-                                          QStringLiteral("INFO: Unknown error occurred.")}));
-}
-INSTANTIATE_TEST_SUITE_P(Statuses, OtherStatusTest, testing::Values(201, 204, 302, 400, 401, 404, 503));
-
-TEST_F(UploadAPITest, ATransportErrorIsPassedOnAndDescribed) {
+TEST_F(Answer, IsSuccessOnlyWithStatus200AndData) {
     const UploadError lost = transportError(TransportErrorCode::connectionLost);
-    EXPECT_EQ(handleResponse({std::nullopt, std::nullopt, lost}), UploadResult(lost));
-    EXPECT_EQ(logLines(log),
-              QStringList{QStringLiteral("INFO: The connection to the support server was lost.")});
+    const std::string lostLine = "INFO: The connection to the support server was lost.";
+    const std::string unknownLine = "INFO: Unknown error occurred.";
+    const std::string status = "INFO: Status Code: ";
+    const std::string data = "INFO: Response Data: ";
+    struct Case {
+        UploadResponse response;
+        UploadResult result;
+        std::vector<std::string> lines;
+    };
+    std::vector<Case> cases{
+        {{200, "thanks", {}}, QByteArray("thanks"), {status + "200", data + "thanks"}},
+        {{200, "", {}}, QByteArray(""), {status + "200", data}},
+        {{200, "\xff\xfe", {}}, QByteArray("\xff\xfe"), {status + "200", data}},
+        {{200, {}, {}}, unknownError, {status + "200", unknownLine}},
+        {{{}, {}, lost}, lost, {lostLine}},
+        {{200, {}, lost}, lost, {status + "200", lostLine}},
+    };
+    for (const int code : {405, 413, 500}) {
+        const std::string line = status + std::to_string(code);
+        cases.push_back({{code, "no", {}}, serverError, {line, data + "no"}});
+        cases.push_back({{code, {}, {}}, unknownError, {line, unknownLine}});
+    }
+    for (const int code : {201, 204, 302, 400, 401, 404, 503})
+        cases.push_back(
+            {{code, "data", {}}, unknownError, {status + std::to_string(code), data + "data", unknownLine}});
+    for (const auto &[response, result, lines] : cases) {
+        std::filesystem::remove(log);
+        EXPECT_EQ(handleResponse(response), result) << lines.front();
+        EXPECT_EQ(said(), lines);
+    }
 }
 
-TEST_F(UploadAPITest, ATransferThatBrokeBehindItsStatusLineHasBoth) {
-    const UploadError lost = transportError(TransportErrorCode::connectionLost);
-    EXPECT_EQ(handleResponse({200, std::nullopt, lost}), UploadResult(lost));
-    EXPECT_EQ(logLines(log),
-              (QStringList{QStringLiteral("INFO: Status Code: 200"),
-                           QStringLiteral("INFO: The connection to the support server was lost.")}));
+using Failure = test_support::LoggedTest;
+
+TEST_F(Failure, IsLoggedWithItsCodeItsDomainAndItsReason) {
+    const QString domain = QStringLiteral("NSURLErrorDomain");
+    const struct {
+        UploadError error;
+        std::vector<std::string> reason;
+    } cases[] = {
+        {{domain, -999, QStringLiteral("text")}, {"Upload task was canceled"}},
+        {{domain, -1009, QStringLiteral("text")}, {"No internet connection"}},
+        {{domain, 1, QStringLiteral("Text.")}, {"Other network error: Text.", "userInfo: Text."}},
+        {{domain, 7, {}},
+         {"Other network error: The operation couldn’t be completed. (NSURLErrorDomain error 7.)",
+          "userInfo: no userInfo"}},
+    };
+    for (const auto &[error, reason] : cases) {
+        std::filesystem::remove(log);
+        UploadAPI::logUploadError(error);
+        std::vector<std::string> lines{"ERROR: Upload error code: " + std::to_string(error.code),
+                                       "ERROR: Upload error domain: NSURLErrorDomain"};
+        for (const std::string &text : reason)
+            lines.push_back("ERROR: " + text);
+        EXPECT_EQ(said(), lines);
+    }
 }
 
-TEST_F(UploadAPITest, WithoutALocationNothingHappens) {
-    UploadAPI::upload(std::nullopt, [](const UploadResult &) { FAIL() << "no upload, no call"; });
-    EXPECT_FALSE(UploadAPI::uploadTask);
-}
+using Upload = test_support::LoggedTest;
 
-TEST_F(UploadAPITest, AnArchiveThatCannotBeOpenedEndsTheProcess) {
-    EXPECT_EXIT(UploadAPI::upload(home.path() / "missing.zip", [](const UploadResult &) {}),
-                testing::ExitedWithCode(1), "cannot be opened");
-}
-
-TEST_F(UploadAPITest, EndpointIsTheMakersHostOverHttps) {
+TEST_F(Upload, IsAMultipartFormByteForByteWithAFreshBoundary) {
+    const UploadRequest request = UploadAPI::multipartRequest("lumaMacLog_1_cef.zip");
+    static const QRegularExpression form(
+        QStringLiteral("^multipart/form-data; "
+                       "boundary=([0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12})$"));
+    const auto match = form.match(QString::fromLatin1(request.contentType));
+    ASSERT_TRUE(match.hasMatch());
+    const QByteArray boundary = match.captured(1).toLatin1();
+    EXPECT_EQ(request.head, "\r\n--" + boundary +
+                                "\r\nContent-Disposition: form-data; name=\"file\"; "
+                                "filename=\"lumaMacLog_1_cef.zip\"\r\n"
+                                "Content-Type: application/octet-stream\r\n\r\n");
+    EXPECT_EQ(request.tail, "\r\n--" + boundary + "--\r\n");
+    EXPECT_NE(UploadAPI::multipartRequest("a.zip").contentType, request.contentType);
     EXPECT_EQ(UploadAPI::endpoint(), "https://support.brennic.example/cr-apip-7.0.0/mac/log");
 }
 
-class ProgressTest : public UploadAPITest {
+TEST_F(Upload, NeedsAnArchive) {
+    const auto handler = [](const UploadResult &) { FAIL() << "no upload, no call"; };
+    UploadAPI::upload(std::nullopt, handler);
+    UtilityFunctions::SilentUpload(handler);
+    EXPECT_FALSE(UploadAPI::uploadTask || std::filesystem::exists(log));
+    EXPECT_EXIT(UploadAPI::upload(home.path() / "missing.zip", handler), testing::ExitedWithCode(1),
+                "cannot be opened");
+}
+
+class Progress : public test_support::LoggedTest {
 protected:
-    void report(std::int64_t sent, std::int64_t expected) {
+    static void report(std::int64_t sent, std::int64_t expected) {
         UploadTaskDelegate().urlSession(1, sent, expected);
     }
     void bind() {
@@ -106,27 +118,20 @@ protected:
     QString label = QStringLiteral("before");
 };
 
-TEST_F(ProgressTest, WholePercentsFromOneTo99AreShownAndNotLogged) {
+TEST_F(Progress, IsShownInWholePercentsFrom1To99AndLoggedAtBothEnds) {
     bind();
-    for (const auto &[sent, shown] :
-         {std::pair(1, "Uploading 1%"), {42, "Uploading 42%"}, {99, "Uploading 99%"}}) {
-        report(sent, 100);
+    for (const auto &[sent, shown] : {std::pair(9, "before"),
+                                      {10, "Uploading 1%"},
+                                      {429, "Uploading 42%"},
+                                      {999, "Uploading 99%"},
+                                      {1000, "Uploading 99%"}}) {
+        report(sent, 1000);
         EXPECT_EQ(label, QString::fromLatin1(shown));
     }
-    report(429, 1000);
-    EXPECT_EQ(label, QStringLiteral("Uploading 42%"));
-    EXPECT_FALSE(std::filesystem::exists(log));
+    EXPECT_THAT(said(), ElementsAre("INFO: before", "INFO: Uploading 99%"));
 }
 
-TEST_F(ProgressTest, AtTheBeginningAndTheEndTheTextIsLoggedAndLeft) {
-    bind();
-    report(9, 1000);
-    report(1000, 1000);
-    EXPECT_EQ(label, QStringLiteral("before"));
-    EXPECT_EQ(logLines(log), (QStringList{QStringLiteral("INFO: before"), QStringLiteral("INFO: before")}));
-}
-
-TEST_F(ProgressTest, AnUploadKeepsTheLineThatItStartedWith) {
+TEST_F(Progress, KeepsTheLineThatTheUploadStartedWith) {
     bind();
     UploadTaskDelegate delegate;
     UploadAPI::uploadProgress.reset();
@@ -134,13 +139,13 @@ TEST_F(ProgressTest, AnUploadKeepsTheLineThatItStartedWith) {
     EXPECT_EQ(label, QStringLiteral("Uploading 42%"));
 }
 
-TEST_F(ProgressTest, WithoutAWindowAnEmptyLineIsLogged) {
+TEST_F(Progress, IsAnEmptyLineWithoutAWindow) {
     report(0, 1000);
     report(500, 1000);
-    EXPECT_EQ(logLines(log), QStringList{QStringLiteral("INFO: ")});
+    EXPECT_THAT(said(), ElementsAre("INFO: "));
 }
 
-TEST_F(ProgressTest, ATotalOfNothingEndsTheProcess) {
+TEST_F(Progress, OfNothingEndsTheProcess) {
     EXPECT_EXIT(report(0, 0), testing::ExitedWithCode(1), "progress cannot be told");
     EXPECT_EXIT(report(1, 0), testing::ExitedWithCode(1), "progress cannot be told");
 }

@@ -1,8 +1,12 @@
-// What can go wrong with an upload, as the support desk knows it: a domain, a code and a sentence.
+// What can go wrong with an upload, as the support desk knows it: a domain, a code and a sentence. Here is
+// also the one place where a failure of libcurl becomes such an error.
+//
+// Values and pure functions; any thread.
 #pragma once
 
 #include <QByteArray>
 #include <QString>
+#include <curl/curl.h>
 #include <variant>
 
 struct UploadError {
@@ -12,12 +16,7 @@ struct UploadError {
     QString userInfoDescription;
 
     /// That sentence, or one made from domain and code.
-    QString localizedDescription() const {
-        if (!userInfoDescription.isEmpty())
-            return userInfoDescription;
-        return QStringLiteral("The operation couldn’t be completed. (%1 error %2.)")
-            .arg(domain, QString::number(code));
-    }
+    QString localizedDescription() const;
 
     friend bool operator==(const UploadError &, const UploadError &) = default;
 };
@@ -42,3 +41,19 @@ inline constexpr int certificateExpired = -1201;
 inline constexpr int certificateUntrusted = -1202;
 inline constexpr int certificateNotYetValid = -1204;
 } // namespace TransportErrorCode
+
+/// How a transfer failed.
+struct TransportFailure {
+    CURLcode code = CURLE_OK;
+    /// The result of the certificate check (OpenSSL's X509_V_ERR_ values).
+    long verifyResult = 0;
+    /// The system's error number of the last failed connection attempt; 0 when there is none.
+    long systemError = 0;
+    /// Whether any network interface was up.
+    bool hasNetwork = true;
+};
+
+UploadError transportError(const TransportFailure &failure);
+
+/// An error of the transport's domain with its sentence.
+UploadError transportError(int code);

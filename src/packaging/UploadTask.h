@@ -1,11 +1,13 @@
-// One upload over HTTPS, on a thread of its own.
+// One upload over HTTPS: one HTTP exchange through libcurl, on its own thread.
 //
-// Made, started, cancelled and destroyed by the main thread. The two callbacks run on the task's own thread,
-// which is the session's callback queue; the last of them is `finished`, called exactly once, unless the task
-// is destroyed first: that stops the transfer promptly and tells nobody.
+// The main thread makes, starts, cancels and destroys a task. The two callbacks run on the task's thread, the
+// session's callback queue. The last of them is `finished`, called exactly once, unless the task is destroyed
+// first: that stops the transfer promptly and calls nothing.
+//
+// Redirects are followed as browsers do, to HTTPS only. Proxies come from the environment (https_proxy,
+// no_proxy), the certificates from the system or from SSL_CERT_FILE.
 #pragma once
 
-#include "packaging/MultipartBody.h"
 #include "packaging/UploadError.h"
 #include "platform/posix/FileDescriptor.h"
 
@@ -13,25 +15,28 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <thread>
 
-/// What came of a transfer. One that broke off behind its status line has a status, no data and an error.
+/// What came of a transfer. One that broke off after its status line has a status, no data and an error.
 struct UploadResponse {
     std::optional<int> statusCode;
     std::optional<QByteArray> data;
     std::optional<UploadError> error;
 };
 
+/// The body is `head`, the archive's bytes and `tail`.
 struct UploadRequest {
     QByteArray url;
     QByteArray contentType;
-    MultipartFrame frame;
+    QByteArray head;
+    QByteArray tail;
     platform::FileDescriptor archive;
     std::uint64_t archiveBytes = 0;
 };
 
-/// How long a transfer may stand still, and how much of an answer is kept.
+/// How long a transfer may make no progress, and how much of an answer is kept.
 struct UploadLimits {
     /// Without a byte moving.
     std::chrono::milliseconds idle = std::chrono::seconds(60);
@@ -53,7 +58,7 @@ public:
 
     /// Starts the transfer. Once.
     void resume();
-    /// Ends the transfer with the cancellation error, unless it has ended already. Any thread.
+    /// Ends the transfer with the cancellation error, unless it has ended already.
     void cancel();
 
 private:
@@ -63,7 +68,7 @@ private:
     Progress m_progress;
     Finished m_finished;
     UploadLimits m_limits;
-    std::atomic<void *> m_multi = nullptr;
+    const std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> m_multi;
     std::atomic<bool> m_cancelled = false;
     std::atomic<bool> m_abandoned = false;
     std::thread m_thread;

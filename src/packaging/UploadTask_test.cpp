@@ -1,6 +1,5 @@
 #include "packaging/UploadTask.h"
 
-#include "packaging/TransportError.h"
 #include "platform/posix/FileSystem.h"
 #include "support_service/SupportService.h"
 #include "test_support/LoopbackListener.h"
@@ -13,23 +12,31 @@
 namespace {
 
 using namespace std::chrono_literals;
-using support_service::Behaviour;
-using support_service::SupportService;
+using namespace support_service;
+using test_support::ScopedEnvironment;
 
 class UploadTaskTest : public testing::Test {
 protected:
     void SetUp() override { m_trust.emplace("SSL_CERT_FILE", service.certificateFile().native()); }
 
-    std::unique_ptr<UploadTask> makeTask(const QByteArray &content, UploadLimits limits = {}) {
+    void start(const QByteArray &content, UploadLimits limits = {}) {
+        startTo(QByteArray::fromStdString(service.host()), content, limits);
+    }
+    void startTo(const QByteArray &host, const QByteArray &content, UploadLimits limits = {}) {
         const auto file = home.path() / "archive.zip";
         test_support::writeFile(file, content);
         UploadRequest request;
         std::error_code error;
         request.archive = platform::openRegularFile(file, request.archiveBytes, error);
-        request.url = "https://" + QByteArray::fromStdString(service.host()) + "/cr-apip-7.0.0/mac/log";
+        request.url = "https://" + host + "/cr-apip-7.0.0/mac/log";
         request.contentType = "multipart/form-data; boundary=B";
-        request.frame = multipartFrame("B", "archive.zip");
-        return std::make_unique<UploadTask>(
+        // A body that the service takes.
+        request.head = "\r\n--B\r\n";
+        request.tail = "\r\n--B--\r\n";
+        finished = {};
+        finishedCalls = 0;
+        progress.clear();
+        task = std::make_unique<UploadTask>(
             std::move(request),
             [this](std::int64_t bytes, std::int64_t sent, std::int64_t expected) {
                 progress.push_back({bytes, sent, expected});
@@ -39,6 +46,7 @@ protected:
                 finished.set_value(response);
             },
             limits);
+        task->resume();
     }
 
     UploadResponse waitForEnd() {
@@ -50,11 +58,16 @@ protected:
         return future.get();
     }
 
-    UploadResponse upload(const QByteArray &content, UploadLimits limits = {}) {
-        task = makeTask(content, limits);
-        task->resume();
+    UploadResponse upload(const QByteArray &content = "content", UploadLimits limits = {}) {
+        start(content, limits);
         return waitForEnd();
     }
+    // The code of the error that an upload to a service that behaves like this ends with; 0 for none.
+    int errorOf(const Behaviour &behaviour, const QByteArray &content = "content", UploadLimits limits = {}) {
+        service.setBehaviour(behaviour);
+        return code(upload(content, limits));
+    }
+    static int code(const UploadResponse &response) { return response.error ? response.error->code : 0; }
 
     struct Report {
         std::int64_t bytes;
@@ -70,12 +83,8 @@ protected:
     std::unique_ptr<UploadTask> task;
 
 private:
-    std::optional<test_support::ScopedEnvironment> m_trust;
+    std::optional<ScopedEnvironment> m_trust;
 };
-
-int errorCode(const UploadResponse &response) {
-    return response.error ? response.error->code : 0;
-}
 
 QByteArray someBytes(qsizetype count) {
     QByteArray bytes(count, Qt::Uninitialized);
@@ -84,34 +93,29 @@ QByteArray someBytes(qsizetype count) {
     return bytes;
 }
 
-TEST_F(UploadTaskTest, SendsTheBodyByteForByteAndNoHeaderOfItsOwnButTheType) {
-    const QByteArray content = someBytes(300'001); // More than one of libcurl's buffers.
-    const UploadResponse response = upload(content);
-    EXPECT_EQ(response.statusCode, 200);
-    EXPECT_EQ(response.data, "Received.");
-    EXPECT_FALSE(response.error);
-    const auto requests = service.requests();
-    ASSERT_EQ(requests.size(), 1U);
-    const auto &request = requests.front();
-    const MultipartFrame frame = multipartFrame("B", "archive.zip");
-    EXPECT_EQ(request.method, "POST");
-    EXPECT_EQ(request.target, "/cr-apip-7.0.0/mac/log");
-    EXPECT_EQ(request.header("Content-Type"), "multipart/form-data; boundary=B");
-    EXPECT_EQ(*request.body, (frame.head + content + frame.tail).toStdString());
-    for (const auto &[name, value] : request.headers)
-        EXPECT_TRUE(name == "Host" || name == "Accept" || name == "Content-Type" || name == "Content-Length")
-            << name;
-}
-
-TEST_F(UploadTaskTest, AnEmptyArchiveIsSentToo) {
-    EXPECT_EQ(upload({}).statusCode, 200);
-    EXPECT_EQ(service.receipts().at(0).sizeBytes, 0U);
+TEST_F(UploadTaskTest, SendsTheBodyByteForByteAndNoOtherHeaderThanTheType) {
+    // More than one of libcurl's buffers; nothing.
+    for (const QByteArray &content : {someBytes(300'001), QByteArray()}) {
+        const UploadResponse response = upload(content);
+        EXPECT_EQ(response.statusCode, 200);
+        EXPECT_EQ(response.data, "Received.");
+        EXPECT_FALSE(response.error);
+        const auto request = service.requests().back();
+        EXPECT_EQ(request.method, "POST");
+        EXPECT_EQ(request.target, "/cr-apip-7.0.0/mac/log");
+        EXPECT_EQ(request.header("Content-Type"), "multipart/form-data; boundary=B");
+        EXPECT_EQ(*request.body, ("\r\n--B\r\n" + content + "\r\n--B--\r\n").toStdString());
+        for (const auto &[name, value] : request.headers)
+            EXPECT_TRUE(name == "Host" || name == "Accept" || name == "Content-Type" ||
+                        name == "Content-Length")
+                << name;
+    }
 }
 
 TEST_F(UploadTaskTest, ReportsEachWholePercentOnceInOrderUpToTheWhole) {
     service.setBehaviour({.readBytesPerSecond = 40'000'000});
     upload(someBytes(8'000'000));
-    ASSERT_FALSE(progress.empty());
+    ASSERT_GT(progress.size(), 20U);
     EXPECT_LE(progress.size(), 102U);
     std::int64_t sent = 0;
     for (const Report &report : progress) {
@@ -120,201 +124,135 @@ TEST_F(UploadTaskTest, ReportsEachWholePercentOnceInOrderUpToTheWhole) {
         EXPECT_EQ(report.expected, progress.front().expected);
     }
     EXPECT_EQ(sent, progress.back().expected);
-    EXPECT_GT(progress.size(), 20U);
 }
 
-TEST_F(UploadTaskTest, AConnectionResetInTheBodyIsLost) {
+TEST_F(UploadTaskTest, OfWhichTheConnectionBreaksIsLost) {
     service.setBehaviour({.resetAfterBytes = 100'000});
-    const UploadResponse response = upload(someBytes(4'000'000));
-    EXPECT_FALSE(response.statusCode || response.data);
-    EXPECT_EQ(errorCode(response), TransportErrorCode::connectionLost);
-}
-
-TEST_F(UploadTaskTest, AnAnswerThatBreaksOffHasAStatusNoDataAndAnError) {
-    using support_service::AnswerEnding;
+    const UploadResponse inBody = upload(someBytes(4'000'000));
+    EXPECT_FALSE(inBody.statusCode || inBody.data);
+    EXPECT_EQ(code(inBody), TransportErrorCode::connectionLost);
     for (const auto ending : {AnswerEnding::resetAfterHeaders, AnswerEnding::resetInBody}) {
-        finished = {};
         service.setBehaviour({.body = std::string(1000, 'x'), .ending = ending});
-        const UploadResponse response = upload("content");
-        EXPECT_EQ(response.statusCode, 200);
-        EXPECT_FALSE(response.data);
-        EXPECT_EQ(errorCode(response), TransportErrorCode::connectionLost);
+        const UploadResponse inAnswer = upload();
+        EXPECT_EQ(inAnswer.statusCode, 200);
+        EXPECT_FALSE(inAnswer.data);
+        EXPECT_EQ(code(inAnswer), TransportErrorCode::connectionLost);
     }
 }
 
-TEST_F(UploadTaskTest, AnEarlyAnswerIsTheAnswer) {
-    service.setBehaviour(
-        {.answerTime = support_service::AnswerTime::beforeBodyThenRead, .status = 413, .body = "big"});
-    const UploadResponse response = upload(someBytes(4'000'000));
-    EXPECT_EQ(response.statusCode, 413);
-    EXPECT_EQ(response.data, "big");
+TEST_F(UploadTaskTest, TakesAnEarlyAnswerAndAtMostTheLimitOfAnEndlessOne) {
+    service.setBehaviour({.answerTime = AnswerTime::beforeBodyThenRead, .status = 413, .body = "big"});
+    const UploadResponse early = upload(someBytes(4'000'000));
+    EXPECT_EQ(early.statusCode, 413);
+    EXPECT_EQ(early.data, "big");
+    service.setBehaviour({.ending = AnswerEnding::endlessBody});
+    const UploadResponse endless = upload("content", {.answerBytes = 100'000});
+    EXPECT_EQ(endless.statusCode, 200);
+    ASSERT_TRUE(endless.data);
+    EXPECT_EQ(endless.data->size(), 100'000);
 }
 
-TEST_F(UploadTaskTest, KeepsAtMostTheLimitOfAnEndlessAnswer) {
-    service.setBehaviour({.ending = support_service::AnswerEnding::endlessBody});
-    const UploadResponse response = upload("content", {.answerBytes = 100'000});
-    EXPECT_EQ(response.statusCode, 200);
-    ASSERT_TRUE(response.data);
-    EXPECT_EQ(response.data->size(), 100'000);
-}
-
-TEST_F(UploadTaskTest, AnAnswerThatTricklesForEverIsTimedOut) {
-    service.setBehaviour({.ending = support_service::AnswerEnding::trickle, .trickleInterval = 20ms});
-    const UploadResponse response = upload("content", {.idle = 10s, .answer = 500ms});
+TEST_F(UploadTaskTest, LimitsTheTimeOfTheAnswerAlone) {
+    service.setBehaviour({.ending = AnswerEnding::trickle, .trickleInterval = 20ms});
+    const UploadLimits limits{.idle = 10s, .answer = 500ms};
+    const UploadResponse response = upload("content", limits);
     EXPECT_EQ(response.statusCode, 200);
     EXPECT_FALSE(response.data);
-    EXPECT_EQ(errorCode(response), TransportErrorCode::timedOut);
-}
+    EXPECT_EQ(code(response), TransportErrorCode::timedOut);
+    EXPECT_NE(errorOf({.ending = AnswerEnding::endlessHeaders}, "content", {.answer = 2s}), 0);
 
-// The time for the answer is for the answer alone.
-TEST_F(UploadTaskTest, AProxysConsentBeginsNoAnswer) {
-    const test_support::ConnectProxy proxy;
-    const test_support::ScopedEnvironment way("https_proxy", proxy.url());
+    // Neither a redirect nor a proxy's consent begins it.
+    const QByteArray content = someBytes(6'000'000);
     service.setBehaviour({.readBytesPerSecond = 4'000'000});
-    EXPECT_EQ(upload(someBytes(6'000'000), {.idle = 10s, .answer = 500ms}).statusCode, 200);
+    service.setBehaviour({.status = 307, .location = "/cr-apip-7.0.0/mac/log"}, 1);
+    EXPECT_EQ(upload(content, limits).statusCode, 200);
+    const test_support::ConnectProxy proxy;
+    const ScopedEnvironment way("https_proxy", proxy.url());
+    EXPECT_EQ(upload(content, limits).statusCode, 200);
     EXPECT_EQ(proxy.requests().size(), 1U);
 }
 
-TEST_F(UploadTaskTest, ARedirectBeginsNoAnswer) {
-    service.setBehaviour({.status = 307, .location = "/cr-apip-7.0.0/mac/log"}, 1);
-    service.setBehaviour({.readBytesPerSecond = 4'000'000});
-    EXPECT_EQ(upload(someBytes(6'000'000), {.idle = 10s, .answer = 500ms}).statusCode, 200);
+TEST_F(UploadTaskTest, IsTimedOutWhenNothingMoves) {
+    const UploadLimits limits{.idle = 400ms};
+    EXPECT_EQ(errorOf({.stopReadingAfterBytes = 1000}, someBytes(20'000'000), limits),
+              TransportErrorCode::timedOut);
+    EXPECT_EQ(errorOf({.neverAnswer = true}, "content", limits), TransportErrorCode::timedOut);
+    service.setHandshake(Handshake::hang);
+    EXPECT_EQ(errorOf({}, "content", limits), TransportErrorCode::timedOut);
 }
 
-TEST_F(UploadTaskTest, EndlessHeadersEnd) {
-    service.setBehaviour({.ending = support_service::AnswerEnding::endlessHeaders});
-    EXPECT_NE(errorCode(upload("content", {.answer = 2s})), 0);
-}
-
-TEST_F(UploadTaskTest, AServiceThatStopsReadingIsTimedOut) {
-    service.setBehaviour({.stopReadingAfterBytes = 1000});
-    EXPECT_EQ(errorCode(upload(someBytes(20'000'000), {.idle = 400ms})), TransportErrorCode::timedOut);
-}
-
-TEST_F(UploadTaskTest, AServiceThatNeverAnswersIsTimedOut) {
-    service.setBehaviour({.neverAnswer = true});
-    EXPECT_EQ(errorCode(upload("content", {.idle = 400ms})), TransportErrorCode::timedOut);
-}
-
-TEST_F(UploadTaskTest, AHandshakeThatHangsIsTimedOut) {
-    service.setHandshake(support_service::Handshake::hang);
-    EXPECT_EQ(errorCode(upload("content", {.idle = 400ms})), TransportErrorCode::timedOut);
-}
-
-TEST_F(UploadTaskTest, ASlowServiceThatKeepsReadingIsNotTimedOut) {
-    service.setBehaviour({.readBytesPerSecond = 4'000'000});
-    EXPECT_EQ(upload(someBytes(6'000'000), {.idle = 900ms}).statusCode, 200);
-}
-
-TEST_F(UploadTaskTest, ASlowServiceIsNotTimedOutWhileTheSystemsBuffersDrain) {
+TEST_F(UploadTaskTest, WaitsForASlowServiceThatKeepsReading) {
+    EXPECT_EQ(errorOf({.readBytesPerSecond = 4'000'000}, someBytes(6'000'000), {.idle = 900ms}), 0);
     // Small enough to fit whole into the buffers on the way, where libcurl does not see it any more.
-    service.setBehaviour({.readBytesPerSecond = 1'000'000});
-    EXPECT_EQ(upload(someBytes(3'000'000), {.idle = 1s}).statusCode, 200);
+    EXPECT_EQ(errorOf({.readBytesPerSecond = 1'000'000}, someBytes(3'000'000), {.idle = 1s}), 0);
 }
 
-TEST_F(UploadTaskTest, ARefusedHandshakeIsATlsFailure) {
-    service.setHandshake(support_service::Handshake::refuse);
-    EXPECT_EQ(errorCode(upload("content")), TransportErrorCode::secureConnectionFailed);
-}
-
-struct CertificateCase {
-    support_service::CertificateKind kind;
-    int code;
-};
-
-class CertificateTest : public UploadTaskTest, public testing::WithParamInterface<CertificateCase> {};
-
-TEST_P(CertificateTest, ThatDoesNotHoldHasItsCodeAndNothingIsSent) {
-    service.setCertificate(GetParam().kind);
-    EXPECT_EQ(errorCode(upload("content")), GetParam().code);
+TEST_F(UploadTaskTest, SendsNothingWithoutAConnectionThatItTrusts) {
+    const std::pair<CertificateKind, int> cases[] = {{CertificateKind::wrongHost, -1202},
+                                                     {CertificateKind::untrusted, -1202},
+                                                     {CertificateKind::expired, -1201},
+                                                     {CertificateKind::notYetValid, -1204}};
+    for (const auto &[kind, expected] : cases) {
+        service.setCertificate(kind);
+        EXPECT_EQ(code(upload()), expected);
+    }
+    service.setHandshake(Handshake::refuse);
+    EXPECT_EQ(code(upload()), TransportErrorCode::secureConnectionFailed);
     EXPECT_TRUE(service.requests().empty());
     EXPECT_EQ(service.bodyBytes(), 0U);
+    startTo("127.0.0.1:1", "content");
+    EXPECT_EQ(code(waitForEnd()), TransportErrorCode::cannotConnectToHost);
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, CertificateTest,
-                         testing::Values(CertificateCase{support_service::CertificateKind::wrongHost, -1202},
-                                         CertificateCase{support_service::CertificateKind::untrusted, -1202},
-                                         CertificateCase{support_service::CertificateKind::expired, -1201},
-                                         CertificateCase{support_service::CertificateKind::notYetValid,
-                                                         -1204}));
-
-TEST_F(UploadTaskTest, RedirectsThatKeepTheMethodSendTheBodyAgain) {
+TEST_F(UploadTaskTest, FollowsRedirectsWithTheBodyOnlyWhereTheMethodStays) {
     service.setBehaviour({.status = 307, .location = "/cr-apip-7.0.0/mac/log"}, 1);
     EXPECT_EQ(upload(someBytes(200'000)).statusCode, 200);
+    service.setBehaviour({.status = 302, .location = "/elsewhere"}, 1);
+    EXPECT_EQ(upload().statusCode, 404);
     const auto requests = service.requests();
-    ASSERT_EQ(requests.size(), 2U);
+    ASSERT_EQ(requests.size(), 4U);
     EXPECT_EQ(requests[1].method, "POST");
     EXPECT_EQ(requests[0].body->size(), requests[1].body->size());
+    EXPECT_EQ(requests[3].method, "GET");
 }
 
-TEST_F(UploadTaskTest, OtherRedirectsAreFollowedWithoutTheBody) {
-    service.setBehaviour({.status = 302, .location = "/elsewhere"}, 1);
-    EXPECT_EQ(upload("content").statusCode, 404);
-    EXPECT_EQ(service.requests().at(1).method, "GET");
-}
-
-TEST_F(UploadTaskTest, ARedirectWithoutALocationIsTheAnswer) {
+TEST_F(UploadTaskTest, FollowsRedirectsToHttpsOnlyAndNotForEver) {
     service.setBehaviour({.status = 302});
-    EXPECT_EQ(upload("content").statusCode, 302);
+    EXPECT_EQ(upload().statusCode, 302) << "without a location it is the answer";
+    EXPECT_EQ(errorOf({.status = 307, .location = "http://" + service.host() + "/"}),
+              TransportErrorCode::unknown);
+    EXPECT_EQ(errorOf({.status = 307, .location = "/cr-apip-7.0.0/mac/log"}), TransportErrorCode::unknown);
 }
 
-TEST_F(UploadTaskTest, RedirectsLeadToHttpsOnlyAndHaveAnEnd) {
-    service.setBehaviour({.status = 307, .location = "http://" + service.host() + "/"}, 1);
-    EXPECT_EQ(errorCode(upload("content")), TransportErrorCode::unknown);
-    finished = {};
-    service.setBehaviour({.status = 307, .location = "/cr-apip-7.0.0/mac/log"});
-    EXPECT_EQ(errorCode(upload("content")), TransportErrorCode::unknown);
-}
-
-TEST_F(UploadTaskTest, ClosedPortCannotBeConnectedTo) {
-    UploadRequest request;
-    std::error_code error;
-    test_support::writeFile(home.path() / "archive.zip", "content");
-    request.archive = platform::openRegularFile(home.path() / "archive.zip", request.archiveBytes, error);
-    request.url = "https://127.0.0.1:1/";
-    request.frame = multipartFrame("B", "archive.zip");
-    UploadTask refused(
-        std::move(request), [](auto...) {}, [this](const auto &response) { finished.set_value(response); });
-    refused.resume();
-    EXPECT_EQ(errorCode(waitForEnd()), TransportErrorCode::cannotConnectToHost);
-}
-
-TEST_F(UploadTaskTest, CancellingEndsItPromptlyWithOneCall) {
+TEST_F(UploadTaskTest, IsCancelledPromptlyWithOneCall) {
     service.setBehaviour({.stopReadingAfterBytes = 1000});
-    task = makeTask(someBytes(20'000'000));
-    task->resume();
+    start(someBytes(20'000'000));
     ASSERT_TRUE(service.waitForBodyBytes(1000, 10s));
     const auto begin = std::chrono::steady_clock::now();
     task->cancel();
-    EXPECT_EQ(errorCode(waitForEnd()), TransportErrorCode::cancelled);
+    EXPECT_EQ(code(waitForEnd()), TransportErrorCode::cancelled);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 500ms);
     task->cancel();
     task.reset();
     EXPECT_EQ(finishedCalls, 1);
-}
 
-TEST_F(UploadTaskTest, CancellingBehindTheEndChangesNothing) {
-    EXPECT_EQ(upload("content").statusCode, 200);
+    service.setBehaviour({});
+    EXPECT_EQ(upload().statusCode, 200);
     task->cancel();
     task.reset();
-    EXPECT_EQ(finishedCalls, 1);
+    EXPECT_EQ(finishedCalls, 1) << "cancelling after the end changes nothing";
 }
 
-TEST_F(UploadTaskTest, DestroyingItStopsPromptlyAndTellsNobody) {
+TEST_F(UploadTaskTest, StopsPromptlyWithoutACallWhenItIsDestroyed) {
     service.setBehaviour({.neverAnswer = true});
-    task = makeTask("content");
-    task->resume();
+    start("content");
     ASSERT_TRUE(service.waitForRequests(1, 10s));
     const auto begin = std::chrono::steady_clock::now();
     task.reset();
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 500ms);
     EXPECT_EQ(finishedCalls, 0);
-}
-
-TEST_F(UploadTaskTest, OneThatWasNeverStartedIsDestroyedQuietly) {
-    task = makeTask("content");
-    task.reset();
-    EXPECT_EQ(finishedCalls, 0);
+    const UploadTask neverStarted(
+        UploadRequest(), [](auto...) { FAIL(); }, [](const auto &) { FAIL(); });
 }
 
 } // namespace

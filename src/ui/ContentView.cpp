@@ -4,7 +4,7 @@
 #include "collection/ProcessExecution.h"
 #include "discovery/MainQueue.h"
 #include "discovery/ProductDiscovery.h"
-#include "discovery/Workspace.h"
+#include "discovery/RunState.h"
 #include "logging/Logging.h"
 #include "packaging/UploadAPI.h"
 #include "platform/Bundle.h"

@@ -1,8 +1,7 @@
 #include "ui/FeedbackRecord.h"
 
-#include "discovery/MachineIdentity.h"
+#include "discovery/DetailedInfo.h"
 #include "discovery/RunState.h"
-#include "discovery/TextFile.h"
 #include "ui/EmailRule.h"
 
 void UtilityFunctions::CreateUserDetailContent(const QString &email, const QString &feedback) {

@@ -1,6 +1,6 @@
 #include "ui/FeedbackRecord.h"
 
-#include "discovery/MachineIdentity.h"
+#include "discovery/DetailedInfo.h"
 #include "discovery/RunState.h"
 #include "test_support/LogReader.h"
 #include "test_support/ScratchHome.h"

@@ -1,7 +1,7 @@
 #include "ui/RunTest.h"
 
 #include "discovery/ProductDiscovery.h"
-#include "discovery/Workspace.h"
+#include "discovery/RunState.h"
 #include "logging/Logging.h"
 
 #include <algorithm>

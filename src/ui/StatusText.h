@@ -3,7 +3,7 @@
 // Any thread, except where said otherwise.
 #pragma once
 
-#include "discovery/TextBinding.h"
+#include "collection/TextBinding.h"
 
 #include <QString>
 #include <cstdint>

@@ -1,12 +1,11 @@
 #include "ui/WindowApplication.h"
 
 #include "discovery/Constants.h"
+#include "platform/posix/Fatal.h"
 #include "ui/Views.h"
 
 #include <QApplication>
 #include <QQuickWindow>
-#include <cstdio>
-#include <unistd.h>
 
 namespace {
 
@@ -15,8 +14,7 @@ namespace {
 void sayThatThereIsNoDisplay(QtMsgType type, const QMessageLogContext &, const QString &) {
     if (type != QtFatalMsg)
         return;
-    std::fputs("Brennic_Lumadoc_Diagnostics: the window cannot be opened: there is no display\n", stderr);
-    ::_exit(EXIT_FAILURE);
+    platform::fatal("the window cannot be opened: there is no display");
 }
 
 } // namespace

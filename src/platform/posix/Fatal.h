@@ -1,10 +1,24 @@
-// The end of the process for what must exist and does not.
+// The end of the process: nothing else ends it, other than a return from `main`.
+//
+// Any thread. No destructor runs, since threads that hang may still use what would be destroyed, and no core
+// is dumped, since it would hold the user's data.
 #pragma once
+
+#include <cstdio>
+#include <cstdlib>
 
 namespace platform {
 
-/// Writes `reason` as one line to standard error and ends the process with status 1, from any thread,
-/// without running destructors. No core is dumped: it would hold the user's data.
-[[noreturn]] void fatal(const char *reason);
+/// Ends the process with `status`.
+[[noreturn]] inline void endProcess(int status) {
+    std::_Exit(status);
+}
+
+/// For what must exist and does not: ends the process with status 1 and `reason` as one line on standard
+/// error.
+[[noreturn]] inline void fatal(const char *reason) {
+    std::fprintf(stderr, "Brennic_Lumadoc_Diagnostics: %s\n", reason);
+    endProcess(EXIT_FAILURE);
+}
 
 } // namespace platform

@@ -1,4 +1,4 @@
-#include "app/Ending.h"
+#include "app/LumamonApp.h"
 
 #include "collection/PListOperations.h"
 #include "collection/ProcessExecution.h"
@@ -6,13 +6,11 @@
 #include "packaging/UploadAPI.h"
 #include "platform/posix/Program.h"
 #include "test_support/ChildProcess.h"
-#include "test_support/LogReader.h"
+#include "test_support/LoggedTest.h"
 #include "test_support/ProgramRun.h"
 #include "test_support/PropertyLists.h"
-#include "test_support/ScratchHome.h"
 
 #include <QCoreApplication>
-#include <gtest/gtest.h>
 #include <thread>
 
 namespace {
@@ -24,8 +22,8 @@ using test_support::readFile;
 using test_support::waitUntil;
 using test_support::writeFile;
 
-// Each end is that of a process of its own, with the logging switched on.
-class Ending : public testing::Test {
+// Each is the end of another process, which has switched the product's logging on.
+class Ending : public test_support::LoggedTest {
 protected:
     Ending() {
         userLibraryURL = home.library();
@@ -47,7 +45,7 @@ protected:
             PListOperations::EnableLumaLogging(true);
             work();
             writeFile(home.path() / "ending", "");
-            endRun(5);
+            LumamonApp::endRun(5);
             if (afterwards)
                 afterwards();
             return 6;
@@ -60,15 +58,13 @@ protected:
     bool hasRecord() const { return fs::exists(*tempSystemURL / "LoggingSwitch.plist"); }
 
     std::function<void()> afterwards;
-    test_support::ScratchHome home;
-    fs::path log = test_support::startLog();
     fs::path file = home.library() / "Preferences/com.brennic.LumadocPE.plist";
 };
 
-TEST_F(Ending, ComesThoughWhatGoesBeforeItHangs) {
+TEST_F(Ending, ComesEvenWhenAnEarlierStepHangs) {
     EXPECT_EQ(statusOfEnd([this] {
                   writeFile(home.path() / "ending", "");
-                  limitTheEnd(7);
+                  LumamonApp::limitTheEnd(7);
                   std::this_thread::sleep_for(std::chrono::seconds(30));
               }),
               7);
@@ -98,16 +94,15 @@ TEST_F(Ending, StopsProgramsThatOtherThreadsRun) {
     EXPECT_FALSE(isOn());
 }
 
-TEST_F(Ending, LeavesACaptureThatHangsBehindAndPutsTheLoggingBack) {
+TEST_F(Ending, PutsTheLoggingBackEvenWhenACaptureHangs) {
     EXPECT_EQ(statusOfEnd([] {
                   static std::atomic<bool> isThere = false;
+                  const auto hang = [](const QString &) {
+                      isThere = true;
+                      std::this_thread::sleep_for(std::chrono::seconds(100));
+                  };
                   ProcessExecution::labelTextBinding =
-                      TextBinding{.get = [] { return QString(); },
-                                  .set =
-                                      [](const QString &) {
-                                          isThere = true;
-                                          std::this_thread::sleep_for(std::chrono::seconds(100));
-                                      }};
+                      TextBinding{.get = [] { return QString(); }, .set = hang};
                   ProcessExecution::runTasksConcurrently(false, false, true, [] {});
                   waitUntil([] { return isThere.load(); });
               }),
@@ -117,7 +112,7 @@ TEST_F(Ending, LeavesACaptureThatHangsBehindAndPutsTheLoggingBack) {
 }
 
 // A read that never ends stands for a disk that has stopped answering.
-TEST_F(Ending, ComesWhateverHangsAndLeavesTheRestToTheNextStart) {
+TEST_F(Ending, LeavesTheLoggingToTheNextStartWhenAnUploadHangs) {
     EXPECT_EQ(statusOfEnd([] {
                   int ends[2];
                   ASSERT_EQ(::pipe(ends), 0);
@@ -125,7 +120,7 @@ TEST_F(Ending, ComesWhateverHangsAndLeavesTheRestToTheNextStart) {
                   request.url = "https://127.0.0.1:1/";
                   request.archive = platform::FileDescriptor(ends[0]);
                   request.archiveBytes = 100;
-                  UploadAPI::uploadTask = std::make_shared<UploadTask>(
+                  UploadAPI::uploadTask = std::make_unique<UploadTask>(
                       std::move(request), [](auto...) {}, [](const UploadResponse &) {});
                   UploadAPI::uploadTask->resume();
                   std::this_thread::sleep_for(std::chrono::milliseconds(100));
@@ -137,7 +132,7 @@ TEST_F(Ending, ComesWhateverHangsAndLeavesTheRestToTheNextStart) {
     PListOperations::RestoreAfterInterruptedRun();
     EXPECT_FALSE(isOn());
     EXPECT_FALSE(hasRecord());
-    EXPECT_EQ(test_support::logLines(log).size(), 1);
+    EXPECT_EQ(said().size(), 1U);
 }
 
 } // namespace

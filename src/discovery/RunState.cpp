@@ -1,8 +1,9 @@
-#include "discovery/Workspace.h"
+#include "discovery/RunState.h"
 
 #include "discovery/Constants.h"
 #include "logging/Logging.h"
 #include "platform/Account.h"
+#include "platform/posix/Fatal.h"
 #include "platform/posix/Text.h"
 
 #include <QDateTime>
@@ -13,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Makes a folder where nothing stands yet; `shownAs` is what the log calls it. False when it cannot be made.
+// Makes a folder that is missing; `shownAs` is what the log calls it. False when it cannot be made.
 bool makeIfMissing(const fs::path &folder, const QString &shownAs) {
     std::error_code error;
     if (fs::exists(folder, error))
@@ -26,6 +27,14 @@ bool makeIfMissing(const fs::path &folder, const QString &shownAs) {
 }
 
 } // namespace
+
+void BeginRun() {
+    if (CreateOutputDirectories())
+        Logger::changeLogFileLocation();
+    else
+        Logger::logError(QStringLiteral("Application terminated"));
+    isOutputDirectoryCreated = true;
+}
 
 bool CreateOutputDirectories() {
     const auto libraries = platform::userLibraryFolders();
@@ -50,16 +59,14 @@ bool CreateOutputDirectories() {
     return made;
 }
 
-void BeginRun() {
-    if (CreateOutputDirectories())
-        Logger::changeLogFileLocation();
-    else
-        Logger::logError(QStringLiteral("Application terminated"));
-    isOutputDirectoryCreated = true;
-}
-
 void SetUserFilesFolder() {
     userFilesURL = tempOutputURL ? OptionalURL(*tempOutputURL / "UserFiles") : std::nullopt;
+}
+
+const fs::path &required(const OptionalURL &url, const char *otherwise) {
+    if (!url)
+        platform::fatal(otherwise);
+    return *url;
 }
 
 } // namespace UtilityFunctions

@@ -1,0 +1,138 @@
+#include "discovery/RunState.h"
+
+#include "discovery/Constants.h"
+#include "test_support/LoggedTest.h"
+
+#include <QDateTime>
+#include <QRegularExpression>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace UtilityFunctions;
+using test_support::writeFile;
+using testing::ElementsAre;
+
+class Workspace : public test_support::LoggedTest {
+protected:
+    fs::path root = home.library() / "LumadocDiagnostics";
+};
+
+TEST_F(Workspace, IsATreeForTheUserAloneWithALineForEachFolder) {
+    ASSERT_TRUE(CreateOutputDirectories());
+    EXPECT_EQ(userLibraryURL, home.library());
+    EXPECT_EQ(userLibraryPrefURL, home.library() / "Preferences");
+    EXPECT_EQ(tempDirURL, root);
+    EXPECT_EQ(tempSystemURL, root / "System");
+    EXPECT_EQ(temptempURL, root / "temp");
+    EXPECT_EQ(tempTimeStampedURL->parent_path(), root / "Output");
+    EXPECT_EQ(tempOutputURL, tempTimeStampedURL);
+    EXPECT_FALSE(userFilesURL || compressedLogURL || lumamonLogFileURL);
+    constexpr auto others = fs::perms::group_all | fs::perms::others_all;
+    for (const auto &folder : {*tempDirURL, *tempSystemURL, *temptempURL, *tempTimeStampedURL}) {
+        EXPECT_TRUE(fs::is_directory(folder)) << folder;
+        EXPECT_EQ(fs::status(folder).permissions() & others, fs::perms::none) << folder;
+    }
+    EXPECT_THAT(said(), ElementsAre("INFO: LumadocDiagnostics Directory: " + root.native(),
+                                    "INFO: Directory created: " + tempTimeStampedURL->native(),
+                                    "INFO: Directory created: System", "INFO: Directory created: temp"));
+}
+
+TEST_F(Workspace, NamesTheRunFolderByTheLocalTime) {
+    const test_support::ScopedEnvironment zone("TZ", "Asia/Tokyo");
+    const auto before = QDateTime::currentDateTime();
+    ASSERT_TRUE(CreateOutputDirectories());
+    const QString stamp = QString::fromStdString(tempTimeStampedURL->filename());
+    EXPECT_TRUE(QRegularExpression(QStringLiteral("^\\d{14}$")).match(stamp).hasMatch());
+    const auto age = before.secsTo(QDateTime::fromString(stamp, QStringLiteral("yyyyMMddHHmmss")));
+    EXPECT_TRUE(age >= -1 && age <= 5) << age;
+}
+
+TEST_F(Workspace, ThatExistsGetsOnlyANewRunFolder) {
+    for (const char *folder : {"System", "temp", "Output/20200101000000"})
+        fs::create_directories(root / folder);
+    ASSERT_TRUE(CreateOutputDirectories());
+    EXPECT_THAT(said(), ElementsAre(testing::_, "INFO: Directory created: " + tempTimeStampedURL->native()));
+    EXPECT_TRUE(fs::exists(root / "Output/20200101000000"));
+}
+
+TEST_F(Workspace, IsSharedByTwoRunsWithinOneSecond) {
+    std::optional<fs::path> first;
+    // The clock may move on between the two.
+    for (int attempt = 0; attempt < 5 && (!first || first != tempTimeStampedURL); ++attempt) {
+        ASSERT_TRUE(CreateOutputDirectories());
+        first = tempTimeStampedURL;
+        ASSERT_TRUE(CreateOutputDirectories());
+    }
+    EXPECT_EQ(first, tempTimeStampedURL);
+}
+
+TEST_F(Workspace, EndsAtTheFirstFolderThatCannotBeMadeAndKeepsTheLocations) {
+    fs::create_directories(root);
+    writeFile(root / "Output", "a file where the folder should be");
+    EXPECT_FALSE(CreateOutputDirectories());
+    EXPECT_EQ(said().back(), "ERROR: Failed to create the initial directories.");
+    EXPECT_TRUE(tempOutputURL && tempSystemURL && temptempURL);
+    EXPECT_FALSE(fs::exists(root / "System") || fs::exists(root / "temp"));
+}
+
+TEST_F(Workspace, TakesTheLogInWhenARunBegins) {
+    BeginRun();
+    EXPECT_FALSE(fs::exists(log));
+    EXPECT_EQ(lumamonLogFileURL, root / "System/LumadocDiagnosticsDebugOutput.log");
+    log = *lumamonLogFileURL;
+    EXPECT_EQ(said().size(), 4U);
+    EXPECT_TRUE(isOutputDirectoryCreated);
+}
+
+TEST_F(Workspace, MayBeMissingWhenARunBegins) {
+    writeFile(root, "a file where the folder should be");
+    BeginRun();
+    EXPECT_EQ(said().back(), "ERROR: Application terminated");
+    EXPECT_FALSE(lumamonLogFileURL);
+    EXPECT_TRUE(isOutputDirectoryCreated);
+}
+
+TEST_F(Workspace, NamesTheAttachmentsFolderInTheOutputFolder) {
+    SetUserFilesFolder();
+    EXPECT_FALSE(userFilesURL);
+    ASSERT_TRUE(CreateOutputDirectories());
+    SetUserFilesFolder();
+    EXPECT_EQ(userFilesURL, *tempOutputURL / "UserFiles");
+    EXPECT_FALSE(fs::exists(*userFilesURL));
+}
+
+TEST(RunState, StartsEmptyWithALogIdOfItsOwn) {
+    EXPECT_FALSE(userLibraryURL || userLibraryPrefURL || tempDirURL || tempSystemURL || tempTimeStampedURL ||
+                 tempOutputURL || temptempURL || userFilesURL || compressedLogURL || lumamonLogFileURL ||
+                 LumadocInstalledUrlUsed || lumadocOrPellix);
+    EXPECT_EQ(ProcessId + LumadocVersion + LumamonAppVersion, QString());
+    EXPECT_EQ(flavour, QStringLiteral("Trunk"));
+    EXPECT_TRUE(LumadocRunningInstance.isEmpty() && LumadocInstalledInstance.isEmpty());
+    EXPECT_TRUE(lumadocInstalledUrls.empty() && pellixInstalledUrls.empty());
+    EXPECT_FALSE(IsSilentMode || isOutputDirectoryCreated || ShareButtonPressed);
+    EXPECT_EQ(RemovedFilesCount, 0);
+    static const QRegularExpression lowerCaseUuid(
+        QStringLiteral("^[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}$"));
+    EXPECT_TRUE(lowerCaseUuid.match(UniqueId).hasMatch());
+}
+
+TEST(Constants, AreAsTheSupportSideKnowsThem) {
+    EXPECT_EQ(allowedExtensions.join(u' '),
+              QStringLiteral(
+                  ".pml .dmp .zip .log .csv .plist .xml .reg .kwdlogcontrolconfig .txt .bat .lic .tmp .json "
+                  ".png .jpeg .jpg .pdf .docx .doc .xlsx .xls .ppt .pptx .ips"));
+    EXPECT_EQ(LumadocBundleIdentifier.size(), 21);
+    EXPECT_EQ(PellixBundleIdentifier.size(), 16);
+    EXPECT_EQ(LumadocBundleIndentifiers, (QStringList{LumadocBundleIdentifier, PellixBundleIdentifier}));
+    EXPECT_EQ(
+        LabelConstants::MultipleLumadocRunningDesc,
+        QStringLiteral("Please ensure that only one Lumadoc app which needs troubleshooting is open, before "
+                       "running Brennic Lumadoc Diagnostics."));
+    EXPECT_EQ(ConstantsFolder::LumalogPath.arg(QStringLiteral("Trunk"), QStringLiteral("Lumadoc")),
+              QStringLiteral("Application Support/Brennic/Lumadoc/Trunk/Lumadoc/LumaLog"));
+    EXPECT_EQ(std::string(ConstantsFolder::DebugOutputLogFile), "LumadocDiagnosticsDebugOutput.log");
+    EXPECT_EQ(Constants::AttachFileButtonWidth, 96.0);
+}
+
+} // namespace

@@ -1,0 +1,103 @@
+#include "packaging/UploadError.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <iterator>
+#include <openssl/x509_vfy.h>
+
+namespace {
+
+using namespace TransportErrorCode;
+
+struct Sentence {
+    int code;
+    const char *text;
+};
+
+constexpr Sentence sentences[] = {
+    {cancelled, "The upload was cancelled."},
+    {timedOut, "The request timed out."},
+    {cannotFindHost, "The support server's name could not be found."},
+    {cannotConnectToHost, "Could not connect to the support server."},
+    {connectionLost, "The connection to the support server was lost."},
+    {notConnectedToInternet, "This computer is not connected to the internet."},
+    {secureConnectionFailed, "A secure connection to the support server could not be made."},
+    {certificateExpired, "The support server's certificate has expired."},
+    {certificateUntrusted, "The support server's certificate is not trusted."},
+    {certificateNotYetValid, "The support server's certificate is not valid yet."},
+    {unknown, "An unknown error occurred while sending the logs."},
+};
+
+int connectCode(long systemError) {
+    switch (systemError) {
+    case ENETUNREACH:
+    case EHOSTUNREACH:
+    case EADDRNOTAVAIL: // No interface has an address to send from.
+    case ENETDOWN:
+        return notConnectedToInternet;
+    case ETIMEDOUT:
+        return timedOut;
+    default:
+        return cannotConnectToHost;
+    }
+}
+
+int verificationCode(long verifyResult) {
+    switch (verifyResult) {
+    case X509_V_ERR_CERT_HAS_EXPIRED:
+        return certificateExpired;
+    case X509_V_ERR_CERT_NOT_YET_VALID:
+        return certificateNotYetValid;
+    default:
+        return certificateUntrusted;
+    }
+}
+
+int codeOf(const TransportFailure &failure) {
+    switch (failure.code) {
+    case CURLE_ABORTED_BY_CALLBACK:
+        return cancelled;
+    case CURLE_OPERATION_TIMEDOUT:
+        return timedOut;
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_RESOLVE_PROXY:
+        return failure.hasNetwork ? cannotFindHost : notConnectedToInternet;
+    case CURLE_COULDNT_CONNECT:
+        return connectCode(failure.systemError);
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+    case CURLE_GOT_NOTHING:
+    case CURLE_PARTIAL_FILE:
+        return connectionLost;
+    case CURLE_PEER_FAILED_VERIFICATION:
+        return verificationCode(failure.verifyResult);
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_ISSUER_ERROR:
+    case CURLE_SSL_ENGINE_INITFAILED:
+        return secureConnectionFailed;
+    default:
+        return unknown;
+    }
+}
+
+} // namespace
+
+QString UploadError::localizedDescription() const {
+    if (!userInfoDescription.isEmpty())
+        return userInfoDescription;
+    return QStringLiteral("The operation couldn’t be completed. (%1 error %2.)")
+        .arg(domain, QString::number(code));
+}
+
+UploadError transportError(const TransportFailure &failure) {
+    return transportError(codeOf(failure));
+}
+
+UploadError transportError(int code) {
+    const auto known = std::ranges::find(sentences, code, &Sentence::code);
+    const Sentence &sentence = known == std::end(sentences) ? *std::rbegin(sentences) : *known;
+    return {TransportErrorDomain, code, QString::fromLatin1(sentence.text)};
+}
