@@ -2,6 +2,7 @@
 
 #include "platform/posix/FileDescriptor.h"
 
+#include <QDeadlineTimer>
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -98,14 +99,30 @@ pid_t start(const Program &program, const Streams &streams) {
     return child;
 }
 
-// Reads what is there now, and keeps the beginning of everything read. False when no more can come.
-bool readErrors(int stream, QByteArray &kept) {
-    std::array<char, 65536> buffer;
-    const ssize_t count = uninterrupted([&] { return ::read(stream, buffer.data(), buffer.size()); });
-    if (count > 0)
-        kept.append(buffer.data(), std::min<qsizetype>(count, errorOutputLimitBytes - kept.size()));
-    return count > 0 || (count < 0 && errno == EAGAIN);
-}
+// One of the child's streams, of which the beginning is kept.
+struct KeptStream {
+    FileDescriptor end;
+    QByteArray &kept;
+    qsizetype limitBytes;
+
+    // Reads what is there now, and closes the stream when no more can come.
+    void read() {
+        std::array<char, 65536> buffer;
+        const ssize_t count = uninterrupted([&] { return ::read(end.get(), buffer.data(), buffer.size()); });
+        if (count > 0)
+            kept.append(buffer.data(), std::min<qsizetype>(count, limitBytes - kept.size()));
+        else if (count == 0 || errno != EAGAIN)
+            end = FileDescriptor();
+    }
+
+    // Reads what is left when the child has ended; others may still hold the stream open.
+    void readRest() {
+        for (qsizetype before = -1; end && kept.size() < limitBytes && kept.size() != before;) {
+            before = kept.size();
+            read();
+        }
+    }
+};
 
 // A child process that is waited for.
 class Child {
@@ -114,50 +131,43 @@ public:
         : m_process(process)
         , m_end(static_cast<int>(::syscall(SYS_pidfd_open, process, 0))) {}
 
-    /// Waits for the child, not for the end of its error stream, which others may have inherited. False when
-    /// the programs are stopped, or the limit passes, first.
-    bool waitForEnd(FileDescriptor errors, QByteArray &kept,
-                    const std::optional<std::chrono::milliseconds> &limit) {
-        const auto start = Clock::now();
+    // Waits for the child, not for the end of its streams, which others may have inherited. False when the
+    // programs are stopped, or the time is up, first.
+    bool waitForEnd(std::array<KeptStream, 2> streams, const QDeadlineTimer &deadline) {
         for (;;) {
-            std::array<struct pollfd, 3> events = {
-                {{m_end.get(), POLLIN, 0}, {errors.get(), POLLIN, 0}, {stopPipe().readEnd.get(), POLLIN, 0}}};
-            const auto left = limit ? std::optional(*limit - (Clock::now() - start)) : std::nullopt;
-            ::poll(events.data(), events.size(), pollTime(left));
+            std::array<struct pollfd, 4> events = {{{m_end.get(), POLLIN, 0},
+                                                    {streams[0].end.get(), POLLIN, 0},
+                                                    {streams[1].end.get(), POLLIN, 0},
+                                                    {stopPipe().readEnd.get(), POLLIN, 0}}};
+            ::poll(events.data(), events.size(), pollMilliseconds(deadline));
             if (hasEnded())
                 break;
-            if (events[1].revents != 0 && !readErrors(errors.get(), kept))
-                errors = FileDescriptor();
-            if (events[2].revents != 0 || (left && *left <= Clock::duration::zero())) {
+            for (std::size_t i = 0; i < streams.size(); ++i) {
+                if (events[i + 1].revents != 0)
+                    streams[i].read();
+            }
+            if (events[3].revents != 0 || deadline.hasExpired()) {
                 kill();
                 return false;
             }
         }
-        for (qsizetype before = -1; errors && kept.size() < errorOutputLimitBytes && kept.size() != before;) {
-            before = kept.size();
-            readErrors(errors.get(), kept);
-        }
+        for (KeptStream &stream : streams)
+            stream.readRest();
         return true;
     }
 
-    /// How it ended.
+    // How it ended.
     int status() const { return m_status; }
 
 private:
-    using Clock = std::chrono::steady_clock;
-
     bool hasEnded() { return ::waitpid(m_process, &m_status, WNOHANG) == m_process; }
 
-    // In milliseconds, as poll(2) takes it: rounded up, so that the limit has passed afterwards.
-    int pollTime(const std::optional<Clock::duration> &left) const {
+    int pollMilliseconds(const QDeadlineTimer &deadline) const {
         constexpr int lookMilliseconds = 10;
-        constexpr std::chrono::milliseconds longest = std::chrono::hours(1);
+        constexpr qint64 longestMilliseconds = 3'600'000;
         if (!m_end)
             return lookMilliseconds;
-        if (!left)
-            return -1;
-        const auto time = std::chrono::ceil<std::chrono::milliseconds>(*left);
-        return static_cast<int>(std::clamp(time, std::chrono::milliseconds(0), longest).count());
+        return static_cast<int>(std::min(deadline.remainingTime(), longestMilliseconds));
     }
 
     void kill() {
@@ -188,19 +198,26 @@ ProgramOutcome run(const Program &program, bool keepsErrors) {
     FileDescriptor output;
     if (!program.standardOutput.empty() && !(output = makeOutputFile(program.standardOutput, error)))
         return notStarted(error, program.standardOutput);
+    const bool keepsOutput = program.keptOutputBytes > 0;
     Pipe report = Pipe::open();
     Pipe errors = keepsErrors && report ? Pipe::open() : Pipe();
-    const bool hasPipes = report && (errors || !keepsErrors);
+    Pipe kept = keepsOutput && report ? Pipe::open() : Pipe();
+    const bool hasPipes = report && (errors || !keepsErrors) && (kept || !keepsOutput);
+    const int outputEnd = keepsOutput ? kept.writeEnd.get() : output.get();
     const pid_t process =
-        hasPipes ? start(program, {output.get(), errors.writeEnd.get(), report.writeEnd.get()}) : -1;
+        hasPipes ? start(program, {outputEnd, errors.writeEnd.get(), report.writeEnd.get()}) : -1;
     if (process < 0)
         return notStarted(systemError(), program.path);
-    report.writeEnd = FileDescriptor();
-    errors.writeEnd = FileDescriptor();
+    for (Pipe *pipe : {&report, &errors, &kept})
+        pipe->writeEnd = FileDescriptor();
 
     ProgramOutcome outcome;
     Child child(process);
-    if (!child.waitForEnd(std::move(errors.readEnd), outcome.errorOutput, program.timeLimit))
+    const QDeadlineTimer deadline =
+        program.timeLimit ? QDeadlineTimer(*program.timeLimit) : QDeadlineTimer(QDeadlineTimer::Forever);
+    if (!child.waitForEnd({{{std::move(errors.readEnd), outcome.errorOutput, errorOutputLimitBytes},
+                            {std::move(kept.readEnd), outcome.output, program.keptOutputBytes}}},
+                          deadline))
         return outcome;
     int reason = 0;
     if (::read(report.readEnd.get(), &reason, sizeof reason) == sizeof reason) {

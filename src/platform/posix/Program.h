@@ -19,14 +19,16 @@ namespace platform {
 struct Program {
     /// Absolute.
     std::filesystem::path path;
-    std::vector<std::string> arguments;
+    std::vector<std::string> arguments = {};
     /// Empty for this process's own.
-    std::filesystem::path workingFolder;
+    std::filesystem::path workingFolder = {};
     /// Set for the child on top of this process's own variables.
-    std::vector<std::pair<std::string, std::string>> variables;
+    std::vector<std::pair<std::string, std::string>> variables = {};
     /// Where its output goes: a new file, the user's alone, which replaces a plain file of that name; where
     /// there is anything else, the program is not started. Empty: the output is discarded.
     std::filesystem::path standardOutput = {};
+    /// How much of the output is kept in memory instead; the rest is read and dropped.
+    qsizetype keptOutputBytes = 0;
     /// The program is killed when it has not ended by then. None: no limit.
     std::optional<std::chrono::milliseconds> timeLimit = {};
 };
@@ -42,6 +44,8 @@ struct ProgramOutcome {
     std::filesystem::path startErrorPath;
     /// The beginning of what it wrote to its standard error; the rest is read and dropped.
     QByteArray errorOutput;
+    /// The beginning of its output, as `Program::keptOutputBytes` asks for.
+    QByteArray output;
 };
 
 constexpr qsizetype errorOutputLimitBytes = 4096;

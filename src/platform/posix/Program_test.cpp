@@ -208,6 +208,15 @@ TEST_F(RunProgram, GivesTheBeginningOfItsErrorsAndReadsThemAll) {
     EXPECT_EQ(errors, "begin" + QByteArray(platform::errorOutputLimitBytes - 5, '\0'));
 }
 
+TEST_F(RunProgram, KeepsTheBeginningOfTheOutputWhenAsked) {
+    const auto outcome =
+        platform::outcomeOf({.path = "/usr/bin/seq", .arguments = {"100000"}, .keptOutputBytes = 300'000});
+    EXPECT_EQ(outcome.exitStatus, 0);
+    EXPECT_EQ(outcome.output.size(), 300'000);
+    EXPECT_TRUE(outcome.output.startsWith("1\n2\n3\n")) << outcome.output.first(10).toStdString();
+    EXPECT_EQ(platform::outcomeOf({.path = "/bin/echo", .arguments = {"x"}}).output, "");
+}
+
 TEST_F(RunProgram, DoesNotWaitForWhatItLeavesInTheBackground) {
     QByteArray errors;
     const auto before = Clock::now();
