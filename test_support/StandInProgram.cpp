@@ -9,7 +9,7 @@ namespace fs = std::filesystem;
 
 // A folder in which there is no such program takes none by a mount: all of /usr/bin is replaced, by links to
 // what is there.
-StandInProgram::StandInProgram(const std::string &name) {
+StandInProgram::StandInProgram(const std::string &name, const QByteArray &script) {
     const fs::path real = m_folder.path() / "real";
     const fs::path shown = m_folder.path() / "shown";
     const fs::path calls = m_folder.path() / "calls";
@@ -23,7 +23,7 @@ StandInProgram::StandInProgram(const std::string &name) {
     const std::string note = calls.native() + "/$$";
     writeFile(shown / name, "#!/bin/sh\nprintf '%s\\0' \"$0\" \"$@\" > " + QByteArray::fromStdString(note) +
                                 ".part\nmv " + QByteArray::fromStdString(note) + ".part " +
-                                QByteArray::fromStdString(note) + ".call\n");
+                                QByteArray::fromStdString(note) + ".call\n" + script);
     fs::permissions(shown / name, fs::perms::owner_all);
     m_mount.reset(new Mount(Mount::over(shown, "/usr/bin")));
 }

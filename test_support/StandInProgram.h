@@ -15,7 +15,8 @@ namespace test_support {
 /// Stands at "/usr/bin/<name>", whether or not there is such a program, and notes how it is called.
 class StandInProgram {
 public:
-    explicit StandInProgram(const std::string &name);
+    /// `script` is what it does then, a shell's lines.
+    explicit StandInProgram(const std::string &name, const QByteArray &script = {});
 
     /// Each call so far: the path by which the program was started, and its arguments.
     std::vector<std::vector<std::string>> calls() const;

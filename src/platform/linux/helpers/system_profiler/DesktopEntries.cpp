@@ -1,12 +1,7 @@
 #include "platform/linux/helpers/system_profiler/DesktopEntries.h"
 
-#include "platform/linux/helpers/system_profiler/Folders.h"
-#include "platform/posix/FileSystem.h"
-
-#include <algorithm>
+#include <QStandardPaths>
 #include <climits>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <unordered_set>
 
 namespace system_profiler {
@@ -15,123 +10,68 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The identity of a folder, whatever links lead to it.
-using FolderIdentity = std::pair<dev_t, ino_t>;
-
-std::optional<FolderIdentity> folderIdentity(const fs::path &path) {
-    struct stat status {};
-    if (::stat(path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode))
-        return std::nullopt;
-    return FolderIdentity(status.st_dev, status.st_ino);
-}
-
-class Reader {
-public:
-    Reader(NotRead &notRead, const EntryLimits &limits)
-        : m_notRead(notRead)
-        , m_limits(limits) {}
-
-    void read(const fs::path &folder, const std::string &prefix = {}) {
-        const auto identity = folderIdentity(folder);
-        if (!identity || !mayEnter(folder, *identity))
-            return;
-        m_within.push_back(*identity);
-        for (const fs::path &path : entriesOf(folder, m_notRead)) {
-            const std::string name = path.filename().native();
-            if (folderIdentity(path))
-                read(path, prefix + name + "-");
-            else if (name.ends_with(".desktop") && m_seen.insert(prefix + name).second)
-                readEntry(path, prefix + name);
-        }
-        m_within.pop_back();
-    }
-
-    std::vector<InstalledEntry> take() { return std::move(m_found); }
-
-private:
-    bool mayEnter(const fs::path &folder, const FolderIdentity &identity) {
-        if (std::find(m_within.begin(), m_within.end(), identity) != m_within.end())
-            m_notRead.add(folder, QStringLiteral("a link to a folder that it stands in"));
-        else if (m_within.size() > m_limits.folderDepth)
-            m_notRead.add(folder, QStringLiteral("below more than %1 folders").arg(m_limits.folderDepth));
-        else if (m_folderCount == m_limits.folders)
-            m_notRead.add(folder, QStringLiteral("comes after %1 other folders").arg(m_limits.folders));
-        else
-            return ++m_folderCount > 0;
-        return false;
-    }
-
-    void readEntry(const fs::path &path, std::string identifier) {
-        if (m_seen.size() > m_limits.entries)
-            return m_notRead.add(path, QStringLiteral("comes after %1 other entries").arg(m_limits.entries));
-        std::error_code error;
-        const auto bytes = platform::readFile(path, m_limits.entryBytes, error);
-        if (!bytes)
-            return m_notRead.add(path, error);
-        m_totalBytes += static_cast<std::size_t>(bytes->size());
-        if (m_totalBytes > m_limits.totalBytes)
-            return m_notRead.add(path,
-                                 QStringLiteral("comes after %1 bytes of entries").arg(m_limits.totalBytes));
-        QString problem;
-        auto entry = applicationEntry(*bytes, problem);
-        if (!problem.isEmpty())
-            m_notRead.add(path, problem);
-        else if (entry)
-            m_found.push_back({path, std::move(identifier), std::move(*entry)});
-    }
-
-    NotRead &m_notRead;
-    EntryLimits m_limits;
-    std::vector<FolderIdentity> m_within;
-    std::size_t m_folderCount = 0;
-    std::size_t m_totalBytes = 0;
-    std::unordered_set<std::string> m_seen;
-    std::vector<InstalledEntry> m_found;
-};
-
-bool isExecutableFile(const fs::path &path) {
-    std::error_code error;
-    return fs::is_regular_file(path, error) && ::access(path.c_str(), X_OK) == 0;
-}
-
 bool isOffered(const platform::DesktopEntry &entry) {
-    if (entry.hidden)
-        return false;
-    const auto tried = platform::findProgram(entry.tryExec);
-    return entry.tryExec.isEmpty() || (tried && isExecutableFile(*tried));
+    const QString tried = QString::fromUtf8(entry.tryExec);
+    return !entry.hidden && (tried.isEmpty() || !QStandardPaths::findExecutable(tried).isEmpty());
 }
+
+// How an entry breaks the specification; empty for one that does not.
+QString problemOf(const platform::DesktopEntry &entry) {
+    if (entry.type.isEmpty())
+        return QStringLiteral("a desktop entry without a type");
+    if (entry.name.trimmed().isEmpty())
+        return QStringLiteral("a desktop entry without a name");
+    if (entry.command.isEmpty() && !entry.startedByMessage)
+        return QStringLiteral("a desktop entry that starts nothing");
+    if (entry.command.value(0).size() >= PATH_MAX)
+        return QStringLiteral("a desktop entry whose program has too long a name");
+    return {};
+}
+
+struct Scan {
+    Reader &reader;
+    std::unordered_set<std::string> folders = {};
+    std::unordered_set<std::string> identifiers = {};
+    std::vector<InstalledEntry> found = {};
+
+    void add(const fs::path &folder, const std::string &prefix = {}) {
+        if (!folders.insert(resolved(folder).native()).second)
+            return;
+        for (const fs::path &path : reader.entriesOf(folder)) {
+            const std::string name = path.filename().native();
+            std::error_code error;
+            if (fs::is_directory(path, error))
+                add(path, prefix + name + "-");
+            else if (name.ends_with(".desktop") && identifiers.insert(prefix + name).second)
+                addEntry(path);
+        }
+    }
+
+    void addEntry(const fs::path &path) {
+        const auto bytes = reader.read(path);
+        if (!bytes)
+            return;
+        // A zero is UTF-8 too, but would end a path early.
+        if (bytes->contains('\0') || !QByteArrayView(*bytes).isValidUtf8())
+            return reader.note(path, QStringLiteral("not UTF-8 text"));
+        auto entry = platform::parseDesktopEntry(*bytes);
+        if (!entry)
+            return reader.note(path, QStringLiteral("no desktop entry"));
+        if (!isOffered(*entry) || (!entry->type.isEmpty() && entry->type != "Application"))
+            return;
+        if (const QString problem = problemOf(*entry); !problem.isEmpty())
+            return reader.note(path, problem);
+        found.push_back({path, std::move(*entry)});
+    }
+};
 
 } // namespace
 
-std::optional<platform::DesktopEntry> applicationEntry(const QByteArray &bytes, QString &problem) {
-    problem.clear();
-    // A zero is UTF-8 too, but would end a path early.
-    if (bytes.contains('\0') || !QByteArrayView(bytes).isValidUtf8()) {
-        problem = QStringLiteral("not UTF-8 text");
-        return std::nullopt;
-    }
-    auto entry = platform::parseDesktopEntry(bytes);
-    if (!entry)
-        problem = QStringLiteral("no desktop entry");
-    else if (!isOffered(*entry) || (!entry->type.isEmpty() && entry->type != "Application"))
-        return std::nullopt;
-    else if (entry->type.isEmpty())
-        problem = QStringLiteral("a desktop entry without a type");
-    else if (entry->name.trimmed().isEmpty())
-        problem = QStringLiteral("a desktop entry without a name");
-    else if (entry->command.isEmpty() && !entry->startedByMessage)
-        problem = QStringLiteral("a desktop entry that starts nothing");
-    else if (entry->command.value(0).size() >= PATH_MAX)
-        problem = QStringLiteral("a desktop entry whose program has too long a name");
-    return problem.isEmpty() ? std::move(entry) : std::nullopt;
-}
-
-std::vector<InstalledEntry> installedEntries(const std::vector<fs::path> &folders, NotRead &notRead,
-                                             const EntryLimits &limits) {
-    Reader reader(notRead, limits);
+std::vector<InstalledEntry> installedEntries(const std::vector<fs::path> &folders, Reader &reader) {
+    Scan scan{reader};
     for (const fs::path &folder : folders)
-        reader.read(folder);
-    return reader.take();
+        scan.add(folder);
+    return std::move(scan.found);
 }
 
 } // namespace system_profiler

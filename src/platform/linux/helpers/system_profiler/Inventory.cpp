@@ -1,13 +1,10 @@
 #include "platform/linux/helpers/system_profiler/Inventory.h"
 
-#include "platform/linux/helpers/system_profiler/AppStream.h"
-#include "platform/linux/helpers/system_profiler/Bundles.h"
+#include "platform/Applications.h"
+#include "platform/Bundle.h"
 #include "platform/linux/helpers/system_profiler/DesktopEntries.h"
-#include "platform/linux/helpers/system_profiler/Executables.h"
-#include "platform/linux/helpers/system_profiler/Flatpaks.h"
-#include "platform/linux/helpers/system_profiler/Folders.h"
-#include "platform/linux/helpers/system_profiler/PackageDatabase.h"
-#include "platform/linux/helpers/system_profiler/Snaps.h"
+#include "platform/linux/helpers/system_profiler/PackageManagers.h"
+#include "platform/posix/Environment.h"
 #include "platform/posix/Text.h"
 
 #include <algorithm>
@@ -19,24 +16,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// An application, and what remains to be looked up for it.
-struct Candidate {
-    Application application;
-    /// Files that tell its package, the most telling first; none for one that no package can have brought.
-    std::vector<fs::path> files;
-    /// Identifiers of the entries that start it.
-    std::vector<std::string> identifiers;
-};
-
 bool isWithin(const fs::path &path, const std::optional<fs::path> &folder) {
-    if (!folder || !folder->has_relative_path())
-        return false;
-    const auto [inFolder, inPath] = std::mismatch(folder->begin(), folder->end(), path.begin(), path.end());
-    // The last part is empty for a folder that is written with a slash at its end.
-    return inFolder == folder->end() || inFolder->empty();
+    return folder && folder->has_relative_path() && path.native().starts_with((*folder / "").native());
 }
 
-// Programs that run what their arguments name: whoever brought them did not bring the application.
+// Programs that run what their arguments name: whoever installed one did not install the application.
 bool runsOtherPrograms(const fs::path &program) {
     static constexpr std::array names = {"sh",   "bash",     "dash", "perl", "ruby",   "java",    "node",
                                          "wine", "xdg-open", "sudo", "gjs",  "pkexec", "flatpak", "snap"};
@@ -44,196 +28,213 @@ bool runsOtherPrograms(const fs::path &program) {
     return name.starts_with("python") || std::find(names.begin(), names.end(), name) != names.end();
 }
 
+// What an entry says of itself becomes part of paths.
+bool isName(const QByteArray &text) {
+    return !text.isEmpty() && !text.startsWith('.') && !text.contains('/');
+}
+
+// The program that a Flatpak application's entry names.
+fs::path programIn(const fs::path &location, const platform::DesktopEntry &entry) {
+    constexpr auto option = "--command=";
+    for (const QByteArray &argument : entry.command) {
+        if (argument.startsWith(option))
+            return location / "files/bin" / fs::path(argument.mid(qstrlen(option)).toStdString()).filename();
+    }
+    return {};
+}
+
+// A package manager whose applications bear its mark in their entries.
+struct Sandbox {
+    QString name;
+    std::map<std::string, Package> (*ask)(Reader &);
+    // Hold a folder for each application, and that the installed version under this name.
+    std::vector<fs::path> folders;
+    const char *version;
+    // Asked for when the first such application is found.
+    std::optional<std::map<std::string, Package>> packages = {};
+};
+
 class Inventory {
 public:
-    Inventory(const Places &places, NotRead &notRead)
-        : m_places(places)
-        , m_notRead(notRead)
-        , m_bundles(notRead) {}
+    explicit Inventory(Reader &reader)
+        : m_reader(reader) {}
 
     std::vector<Application> take() {
-        m_bundles.addInstalled(m_places);
-        for (const InstalledEntry &entry : installedEntries(m_places.desktopEntries, m_notRead))
-            addEntry(entry);
-        for (const auto &[key, bundle] : m_bundles.all())
-            addBundle(bundle, m_bundleEntries[key]);
+        platform::ApplicationRoots roots = platform::applicationRoots();
+        for (const fs::path &folder : m_flatpak.folders)
+            roots.desktopEntries.push_back(folder.parent_path() / "exports/share/applications");
+        roots.desktopEntries.emplace_back("/var/lib/snapd/desktop/applications");
+        for (const fs::path &folder : roots.bundles)
+            addBundlesIn(folder, 0);
+        for (const fs::path &folder : roots.nestedBundles)
+            addBundlesIn(folder, 1);
+        for (const auto &[path, entry] : installedEntries(roots.desktopEntries, m_reader))
+            addEntry(path, entry);
         addPackages();
-        addComponents();
-        std::vector<Application> result;
-        result.reserve(m_candidates.size());
-        for (Candidate &candidate : m_candidates)
-            result.push_back(std::move(candidate.application));
-        return result;
+        return std::move(m_found);
     }
 
 private:
-    void addEntry(const InstalledEntry &entry) {
-        if (const auto flatpak = flatpakOf(entry, m_places.flatpaks, m_notRead, m_budget))
-            return addFlatpak(entry, *flatpak);
-        if (const auto snap = snapOf(entry, m_places, m_notRead))
-            return addSnap(entry, *snap);
-        const auto program = platform::findProgram(entry.entry.command.value(0));
-        const std::string bundle = program ? m_bundles.addAround(*program) : std::string();
-        if (bundle.empty())
-            addProgram(entry, program);
-        else
-            m_bundleEntries[bundle].push_back(entry);
-    }
-
-    static Candidate candidateFor(const InstalledEntry &entry) {
-        Candidate candidate;
-        candidate.application.name = QString::fromUtf8(entry.entry.name);
-        candidate.application.entries = {entry.path};
-        candidate.application.inMenus = !entry.entry.noDisplay;
-        candidate.identifiers = {entry.identifier};
-        return candidate;
-    }
-
-    void addFlatpak(const InstalledEntry &entry, const Flatpak &flatpak) {
-        Candidate candidate = candidateFor(entry);
-        Application &application = candidate.application;
-        application.source = QStringLiteral("Flatpak %1").arg(flatpak.identifier);
-        if (flatpak.component) {
-            application.version = flatpak.component->version;
-            application.maintainer = flatpak.component->developer;
+    void addBundlesIn(const fs::path &folder, int depth) {
+        for (const fs::path &path : m_reader.entriesOf(folder)) {
+            if (path.extension() == ".app")
+                bundleAt(path);
+            else if (depth > 0)
+                addBundlesIn(path, depth - 1);
         }
-        describe(application, flatpak.location, flatpak.program);
-        m_candidates.push_back(std::move(candidate));
     }
 
-    void addSnap(const InstalledEntry &entry, const Snap &snap) {
-        Candidate candidate = candidateFor(entry);
-        Application &application = candidate.application;
-        application.source = QStringLiteral("Snap %1").arg(snap.name);
-        application.version = snap.version;
-        application.maintainer = snap.publisher;
-        describe(application, snap.location, snap.program);
-        m_candidates.push_back(std::move(candidate));
-    }
-
-    void addProgram(const InstalledEntry &entry, const std::optional<fs::path> &program) {
-        Candidate candidate = candidateFor(entry);
-        Application &application = candidate.application;
-        const bool isUsers =
-            isWithin(entry.path, m_places.home) || (program && isWithin(*program, m_places.home));
-        application.source = isUsers ? QStringLiteral("User") : QStringLiteral("System");
-        candidate.files = {entry.path};
+    /// The place in `m_found` of the bundle at `path`, which is added when it is new; none without a bundle.
+    std::optional<std::size_t> bundleAt(const fs::path &path) {
+        const auto [known, isNew] = m_bundles.try_emplace(resolved(path).native());
+        const fs::path info = path / "Contents/Info.plist";
         std::error_code error;
-        if (program && fs::exists(*program, error)) {
-            describe(application, *program, *program);
-            if (!runsOtherPrograms(*program))
-                candidate.files.push_back(*program);
-        } else if (!entry.entry.command.isEmpty()) {
-            application.location =
-                QStringLiteral("%1 (not found)").arg(QString::fromUtf8(entry.entry.command.first()));
+        if (!isNew || (!fs::exists(info, error) && !error))
+            return known->second;
+        // The bundle reads the file again, without the reader's limits.
+        const auto bundle = m_reader.read(info) ? platform::Bundle::at(path) : std::nullopt;
+        if (!bundle) {
+            // Keeps the reader's reason, if it has one.
+            m_reader.note(info, QStringLiteral("no property list with keys"));
+            return std::nullopt;
         }
-        m_candidates.push_back(std::move(candidate));
-    }
-
-    void addBundle(const platform::Bundle &bundle, const std::vector<InstalledEntry> &entries) {
-        Candidate candidate;
-        Application &application = candidate.application;
-        application.name = nameOf(bundle);
-        application.version = versionOf(bundle);
+        known->second = m_found.size();
+        Application &application = m_found.emplace_back();
+        const QString folderName = platform::displayText(path.stem());
+        application.name =
+            bundle->text("CFBundleDisplayName").value_or(bundle->text("CFBundleName").value_or(folderName));
+        application.version =
+            bundle->shortVersion().value_or(bundle->text("CFBundleVersion").value_or(QString()));
         application.source = QStringLiteral("Application bundle");
-        describe(application, bundle.path(), bundle.executable().value_or(fs::path()));
-        candidate.files = {bundle.path() / "Contents/Info.plist"};
-        application.inMenus = entries.empty();
-        for (const InstalledEntry &entry : entries) {
-            application.inMenus = application.inMenus || !entry.entry.noDisplay;
-            application.entries.push_back(entry.path);
-            candidate.files.push_back(entry.path);
-            candidate.identifiers.push_back(entry.identifier);
-        }
-        m_candidates.push_back(std::move(candidate));
+        describe(application, path, bundle->executable().value_or(fs::path()));
+        addFile(application, info);
+        return known->second;
     }
 
-    // Kind and date are the executable's; without one the date is that of the place itself.
-    void describe(Application &application, const fs::path &location, const fs::path &executable) {
-        application.location = platform::displayText(location);
-        if (!executable.empty()) {
-            const Executable found = describeExecutable(executable);
-            application.kind = found.kind;
-            application.modified = found.modified;
-            if (found.error && !isAbsence(found.error))
-                m_notRead.add(executable, found.error);
-            else if (!found.problem.isEmpty())
-                m_notRead.add(executable, found.problem);
-        }
-        if (!application.modified && !location.empty())
-            application.modified = modificationTime(location);
-    }
-
-    // The names under which a package may list a file: as it is called, where its links lead, and for both
-    // the one that it had before the folders of / became links into /usr.
-    static std::vector<std::string> listedNames(const fs::path &file) {
-        std::vector<std::string> names = {file.native(), resolved(file).native()};
-        for (const std::size_t i : {0U, 1U}) {
-            for (const char *folder : {"/usr/bin/", "/usr/sbin/", "/usr/lib/"}) {
-                if (names[i].starts_with(folder))
-                    names.push_back(names[i].substr(4));
+    /// The nearest bundle around `program`, of the innermost four folders that are named like one: above the
+    /// place that its links lead to, since a bundle may be a link to a folder of another name, and above its
+    /// own.
+    std::optional<std::size_t> bundleAround(const fs::path &program) {
+        std::optional<std::size_t> bundle;
+        for (fs::path folder : {resolved(program), program}) {
+            // Applications within applications end sooner; a path made to keep the search busy does not.
+            for (int remaining = 4; folder.has_relative_path() && !bundle && remaining > 0;) {
+                folder = folder.parent_path();
+                if (folder.extension() == ".app" && remaining-- > 0)
+                    bundle = bundleAt(folder);
             }
         }
-        return names;
+        return bundle;
+    }
+
+    Application &add(const fs::path &path, const platform::DesktopEntry &entry, const QString &source) {
+        Application &application = m_found.emplace_back();
+        application.name = QString::fromUtf8(entry.name);
+        application.source = source;
+        application.entries = {path};
+        application.inMenus = !entry.noDisplay;
+        return application;
+    }
+
+    void addEntry(const fs::path &path, const platform::DesktopEntry &entry) {
+        if (isName(entry.flatpak))
+            return addSandboxed(path, entry, entry.flatpak, m_flatpak);
+        if (isName(entry.snap))
+            return addSandboxed(path, entry, entry.snap, m_snap);
+        const auto program = platform::findProgram(entry.command.value(0));
+        const auto bundle = program ? bundleAround(*program) : std::nullopt;
+        if (!bundle)
+            return addProgram(path, entry, program);
+        Application &application = m_found[*bundle];
+        application.inMenus = !entry.noDisplay || (application.inMenus && !application.entries.empty());
+        application.entries.push_back(path);
+        addFile(application, path);
+    }
+
+    void addSandboxed(const fs::path &path, const platform::DesktopEntry &entry, const QByteArray &identifier,
+                      Sandbox &sandbox) {
+        if (!sandbox.packages)
+            sandbox.packages = sandbox.ask(m_reader);
+        const Package &package = (*sandbox.packages)[identifier.toStdString()];
+        Application &application =
+            add(path, entry, QStringLiteral("%1 %2").arg(sandbox.name, QString::fromUtf8(identifier)));
+        application.version = package.version;
+        application.maintainer = package.maintainer;
+        for (const fs::path &folder : sandbox.folders) {
+            const fs::path location = folder / identifier.toStdString() / sandbox.version;
+            if (application.location.isEmpty() && modificationTime(location))
+                describe(application, location, programIn(location, entry));
+        }
+    }
+
+    void addProgram(const fs::path &path, const platform::DesktopEntry &entry,
+                    const std::optional<fs::path> &program) {
+        const bool isUsers = isWithin(path, m_home) || (program && isWithin(*program, m_home));
+        Application &application =
+            add(path, entry, isUsers ? QStringLiteral("User") : QStringLiteral("System"));
+        addFile(application, path);
+        if (program && modificationTime(*program)) {
+            describe(application, *program, *program);
+            if (!runsOtherPrograms(*program))
+                addFile(application, *program);
+        } else if (!entry.command.isEmpty()) {
+            application.location =
+                QStringLiteral("%1 (not found)").arg(QString::fromUtf8(entry.command.first()));
+        }
+    }
+
+    // Kind and date are the program's; without one the date is that of the location itself.
+    void describe(Application &application, const fs::path &location, const fs::path &program) {
+        application.location = platform::displayText(location);
+        application.kind = m_reader.kindOf(program);
+        const auto modified = modificationTime(program);
+        application.modified = modified ? modified : modificationTime(location);
+    }
+
+    // A package may list a file by its own path or by the one that links lead to.
+    static void addFile(Application &application, const fs::path &file) {
+        application.files.push_back(file.native());
+        application.files.push_back(resolved(file).native());
     }
 
     void addPackages() {
-        std::vector<std::vector<std::string>> namesOfCandidates;
-        std::unordered_set<std::string> wanted;
-        for (const Candidate &candidate : m_candidates) {
-            auto &names = namesOfCandidates.emplace_back();
-            for (const fs::path &file : candidate.files) {
-                for (std::string &name : listedNames(file))
-                    names.push_back(std::move(name));
-            }
-            wanted.insert(names.begin(), names.end());
-        }
-        const auto packages = packagesOf(wanted, m_places.packages, m_notRead);
-        for (std::size_t i = 0; i < m_candidates.size(); ++i) {
-            for (const std::string &name : namesOfCandidates[i]) {
-                const auto package = packages.find(name);
-                if (package == packages.end())
-                    continue;
-                addPackage(m_candidates[i].application, package->second);
-                break;
-            }
+        std::set<std::string> files;
+        for (const Application &application : m_found)
+            files.insert(application.files.begin(), application.files.end());
+        const auto packages = packagesOf(files, m_reader);
+        for (Application &application : m_found) {
+            const auto owned = std::find_if(application.files.begin(), application.files.end(),
+                                            [&](const auto &file) { return packages.contains(file); });
+            if (owned == application.files.end())
+                continue;
+            const Package &package = packages.at(*owned);
+            application.source = QStringLiteral("Package %1").arg(package.name);
+            application.maintainer = package.maintainer;
+            if (application.version.isEmpty())
+                application.version = package.version;
         }
     }
 
-    static void addPackage(Application &application, const Package &package) {
-        application.source = QStringLiteral("Package %1").arg(package.name);
-        application.maintainer = package.maintainer;
-        if (application.version.isEmpty())
-            application.version = package.version;
-    }
-
-    void addComponents() {
-        const auto components = componentsIn(m_places.appStream, m_notRead, m_budget);
-        for (auto &[application, files, identifiers] : m_candidates) {
-            for (const std::string &identifier : identifiers) {
-                const auto component = components.find(identifier);
-                if (component == components.end())
-                    continue;
-                if (application.version.isEmpty())
-                    application.version = component->second.version;
-                if (application.maintainer.isEmpty())
-                    application.maintainer = component->second.developer;
-            }
-        }
-    }
-
-    const Places &m_places;
-    NotRead &m_notRead;
-    AppStreamBudget m_budget;
-    Bundles m_bundles;
-    std::map<std::string, std::vector<InstalledEntry>> m_bundleEntries;
-    std::vector<Candidate> m_candidates;
+    Reader &m_reader;
+    std::optional<fs::path> m_home = platform::homeFolder();
+    // The user's installation counts before the system's.
+    Sandbox m_flatpak{
+        QStringLiteral("Flatpak"),
+        flatpaks,
+        {platform::environmentPath("XDG_DATA_HOME").value_or(m_home.value_or("/") / ".local/share") /
+             "flatpak/app",
+         "/var/lib/flatpak/app"},
+        "current/active"};
+    Sandbox m_snap{QStringLiteral("Snap"), snaps, {"/snap", "/var/lib/snapd/snap"}, "current"};
+    // By the path with all links followed, so that each bundle counts once.
+    std::map<std::string, std::optional<std::size_t>> m_bundles;
+    std::vector<Application> m_found;
 };
 
 } // namespace
 
-std::vector<Application> installedApplications(const Places &places, NotRead &notRead) {
-    return Inventory(places, notRead).take();
+std::vector<Application> applicationsOfThisMachine(Reader &reader) {
+    return Inventory(reader).take();
 }
 
 } // namespace system_profiler

@@ -4,50 +4,20 @@
 
 #include <QDateTime>
 #include <algorithm>
+#include <tuple>
 
 namespace system_profiler {
 
 namespace {
 
 constexpr qsizetype lineLimit = 1000;
-constexpr auto unknown = "not known";
 
-// Control and format characters, line breaks, halves of pairs. The two joiners belong to the writing of
-// words.
+// Whether a character would not show, or would alter the order of the line. The two joiners belong to the
+// writing of words.
 bool isHarmful(char32_t c) {
-    constexpr char32_t nonJoiner = 0x200C;
-    constexpr char32_t joiner = 0x200D;
-    if (c == nonJoiner || c == joiner)
-        return false;
-    switch (QChar::category(c)) {
-    case QChar::Other_Control:
-    case QChar::Other_Format:
-    case QChar::Other_Surrogate:
-    case QChar::Separator_Line:
-    case QChar::Separator_Paragraph:
-        return true;
-    default:
-        return false;
-    }
-}
-
-struct Key {
-    QString name;
-    QString location;
-    std::string entry;
-
-    friend auto operator<=>(const Key &left, const Key &right) {
-        if (const int order = left.name.compare(right.name); order != 0)
-            return order <=> 0;
-        if (const int order = left.location.compare(right.location); order != 0)
-            return order <=> 0;
-        return left.entry.compare(right.entry) <=> 0;
-    }
-};
-
-Key keyOf(const Application &application) {
-    return {lineOf(application.name).toCaseFolded(), application.location,
-            application.entries.empty() ? std::string() : application.entries.front().native()};
+    constexpr std::u32string_view joiners = U"\u200C\u200D";
+    constexpr std::u32string_view lineBreaks = U"\u2028\u2029";
+    return lineBreaks.find(c) != lineBreaks.npos || (!QChar::isPrint(c) && joiners.find(c) == joiners.npos);
 }
 
 QString timeText(const std::optional<std::chrono::sys_seconds> &time) {
@@ -57,14 +27,17 @@ QString timeText(const std::optional<std::chrono::sys_seconds> &time) {
     return QDateTime::fromSecsSinceEpoch(time->time_since_epoch().count(), Qt::UTC).toString(Qt::ISODate);
 }
 
+QByteArray orUnknown(const QString &text) {
+    const QByteArray line = lineOf(text).toUtf8();
+    return line.isEmpty() ? QByteArrayLiteral("not known") : line;
+}
+
 void addLine(QByteArray &report, const char *key, const QString &value) {
-    const QString line = lineOf(value);
-    report.append("      ").append(key).append(": ");
-    report.append(line.isEmpty() ? QByteArray(unknown) : line.toUtf8()).append('\n');
+    report.append("      ").append(key).append(": ").append(orUnknown(value)).append('\n');
 }
 
 void addBlock(QByteArray &report, const Application &application) {
-    report.append("    ").append(lineOf(application.name).toUtf8()).append(":\n\n");
+    report.append("    ").append(orUnknown(application.name)).append(":\n\n");
     addLine(report, "Version", application.version);
     addLine(report, "Obtained from", application.source);
     addLine(report, "Last Modified", timeText(application.modified));
@@ -79,45 +52,43 @@ void addBlock(QByteArray &report, const Application &application) {
     report.append('\n');
 }
 
-void addNotRead(QByteArray &report, const NotRead &notRead) {
+void addNotRead(QByteArray &report, const Reader &reader) {
     report.append("Not read:\n\n");
-    for (const auto &[path, reason] : notRead.reasons()) {
+    for (const auto &[path, reason] : reader.notRead()) {
         report.append("    ").append(lineOf(QString::fromStdString(path)).toUtf8()).append(": ");
         report.append(lineOf(reason).toUtf8()).append('\n');
     }
-    if (notRead.furtherCount() > 0)
-        report.append("    and ")
-            .append(QByteArray::number(static_cast<qulonglong>(notRead.furtherCount())))
-            .append(" more\n");
     report.append('\n');
 }
 
 } // namespace
 
 QString lineOf(const QString &text) {
+    const QString trimmed = text.trimmed();
     QString line;
-    for (const char32_t c : text.trimmed().left(lineLimit).toUcs4()) {
+    for (const char32_t c : trimmed.left(lineLimit).toUcs4()) {
         if (isHarmful(c))
             line += QStringLiteral("\\u{%1}").arg(QString::number(static_cast<uint>(c), 16).toUpper());
         else
             line += QString::fromUcs4(&c, 1);
     }
-    return text.trimmed().size() > lineLimit ? line + QChar(0x2026) : line;
+    return trimmed.size() > lineLimit ? line + QChar(0x2026) : line;
 }
 
-QByteArray reportOf(std::vector<Application> applications, const NotRead &notRead) {
-    std::vector<std::pair<Key, const Application *>> sorted;
+QByteArray reportOf(std::vector<Application> applications, const Reader &reader) {
+    using Key = std::tuple<QString, QString, std::vector<std::filesystem::path>>;
+    std::multimap<Key, const Application *> sorted;
     for (Application &application : applications) {
         std::sort(application.entries.begin(), application.entries.end());
-        sorted.emplace_back(keyOf(application), &application);
+        sorted.emplace(
+            Key{lineOf(application.name).toCaseFolded(), application.location, application.entries},
+            &application);
     }
-    std::stable_sort(sorted.begin(), sorted.end(),
-                     [](const auto &left, const auto &right) { return left.first < right.first; });
     QByteArray report = "Applications:\n\n";
     for (const auto &[key, application] : sorted)
         addBlock(report, *application);
-    if (!notRead.reasons().empty())
-        addNotRead(report, notRead);
+    if (!reader.notRead().empty())
+        addNotRead(report, reader);
     return report;
 }
 

@@ -1,22 +1,38 @@
 // The text of the report.
 //
 // The same applications give the same bytes, whatever order they come in, and whatever language and time zone
-// the machine is set to: times are in UTC, so that reports of two machines can be laid side by side.
+// the machine is set to: times are in UTC, so that reports of two machines can be compared.
 #pragma once
 
-#include "platform/linux/helpers/system_profiler/Application.h"
-#include "platform/linux/helpers/system_profiler/NotRead.h"
+#include "platform/linux/helpers/system_profiler/Reader.h"
 
-#include <QByteArray>
+#include <chrono>
 
 namespace system_profiler {
 
-/// A text as it stands in the report: on one line, of bounded length, with what would not show or would alter
-/// the order of the line written as its number, `\u{A}`.
+/// One block of the report. A text is empty when not known.
+struct Application {
+    QString name;
+    QString version;
+    QString source;
+    std::optional<std::chrono::sys_seconds> modified;
+    QString kind;
+    QString location;
+    QString maintainer;
+    /// The desktop entries that start it.
+    std::vector<std::filesystem::path> entries;
+    /// False when all of its entries say that menus should not show it.
+    bool inMenus = true;
+    /// Not shown: files by which to ask for its package, the most telling first.
+    std::vector<std::string> files;
+};
+
+/// A text as the report shows it: on one line, of bounded length, with what would not show or would alter the
+/// order of the line written as its number, `\u{A}`.
 QString lineOf(const QString &text);
 
 /// The report in UTF-8: a block for each application, by name without regard to case and then by location;
 /// then, if there is any, what was not read.
-QByteArray reportOf(std::vector<Application> applications, const NotRead &notRead);
+QByteArray reportOf(std::vector<Application> applications, const Reader &reader);
 
 } // namespace system_profiler

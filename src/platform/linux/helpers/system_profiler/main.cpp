@@ -1,5 +1,39 @@
-#include "platform/linux/helpers/system_profiler/SystemProfiler.h"
+// The installed-applications report as a program: the applications of this machine and user on standard
+// output.
+//
+// Ends with 0 when the whole report was written, 1 when it could not be written, 2 for a command line that it
+// does not know. Anything but 0 comes with a line on standard error.
+#include "platform/linux/helpers/system_profiler/Inventory.h"
+#include "platform/posix/Process.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <string_view>
+#include <unistd.h>
 
 int main(int argumentCount, char **arguments) {
-    return system_profiler::run(argumentCount, arguments);
+    // Afterwards a closed stream cannot be told from one that leads nowhere.
+    const bool hasOutput = ::fcntl(STDOUT_FILENO, F_GETFD) >= 0;
+    platform::prepareProcess();
+    const std::vector<std::string_view> given(arguments + (argumentCount > 0 ? 1 : 0),
+                                              arguments + argumentCount);
+    if (given != std::vector<std::string_view>{"-detailLevel", "full", "SPApplicationsDataType"}) {
+        constexpr int wrongUsage = 2;
+        std::fputs("usage: system_profiler -detailLevel full SPApplicationsDataType\n", stderr);
+        return wrongUsage;
+    }
+
+    system_profiler::Reader reader;
+    const QByteArray report =
+        system_profiler::reportOf(system_profiler::applicationsOfThisMachine(reader), reader);
+    const auto size = static_cast<std::size_t>(report.size());
+    // Some file systems say only at the end that they are full.
+    if (hasOutput && std::fwrite(report.constData(), 1, size, stdout) == size && std::fclose(stdout) == 0)
+        return EXIT_SUCCESS;
+    const std::string reason =
+        hasOutput ? std::generic_category().message(errno) : "standard output is closed";
+    std::fprintf(stderr, "system_profiler: the report cannot be written: %s\n", reason.c_str());
+    return EXIT_FAILURE;
 }

@@ -1,0 +1,112 @@
+#include "platform/linux/helpers/system_profiler/PackageManagers.h"
+
+#include "platform/posix/Program.h"
+
+#include <QByteArrayList>
+#include <algorithm>
+
+namespace system_profiler {
+
+namespace {
+
+constexpr auto packageQuery = "/usr/bin/dpkg-query";
+constexpr qsizetype answerLimitBytes = qsizetype{32} << 20;
+// Half of what the system takes in one call.
+constexpr std::size_t argumentLimitBytes = std::size_t{1} << 20;
+
+// The lines that a program answers; none when it fails, which a status above `highestStatus` says.
+QByteArrayList ask(const std::filesystem::path &program, const std::vector<std::string> &arguments,
+                   Reader &reader, std::chrono::milliseconds limit, int highestStatus = EXIT_SUCCESS) {
+    const auto outcome = platform::outcomeOf(platform::Program{
+        .path = program, .arguments = arguments, .keptOutputBytes = answerLimitBytes, .timeLimit = limit});
+    if (outcome.output.size() == answerLimitBytes)
+        reader.note(program, QStringLiteral("gave too long an answer"));
+    else if (outcome.exitStatus && *outcome.exitStatus <= highestStatus)
+        return outcome.output.split('\n');
+    else if (outcome.exitStatus || outcome.signal != 0)
+        reader.note(program, QStringLiteral("failed: %1").arg(QString::fromUtf8(outcome.errorOutput)));
+    else if (!outcome.startError)
+        reader.note(program, QStringLiteral("gave no answer in time"));
+    else if (!isAbsence(outcome.startError))
+        reader.note(program, outcome.startError);
+    return {};
+}
+
+// The owner of each file by its name, with the architecture where several may be installed.
+std::map<std::string, QByteArray> ownersOf(const std::set<std::string> &files, Reader &reader,
+                                           std::chrono::milliseconds limit) {
+    std::vector<std::string> arguments = {"--search"};
+    std::size_t bytes = 0;
+    for (const std::string &file : files) {
+        bytes += file.size() + 1 + sizeof(char *);
+        if (bytes > argumentLimitBytes) {
+            reader.note(packageQuery, QStringLiteral("not asked for all files"));
+            break;
+        }
+        // Other names would be taken for patterns, or answered in two lines.
+        if (file.find_first_of("*?[\\\n") == std::string::npos)
+            arguments.push_back(file);
+    }
+    std::map<std::string, QByteArray> owners;
+    if (arguments.size() == 1)
+        return owners;
+    constexpr int someFileHasNoOwner = 1;
+    for (const QByteArray &line : ask(packageQuery, arguments, reader, limit, someFileHasNoOwner)) {
+        // "package, package: file". What comes before the colon holds blanks when the file was diverted.
+        const qsizetype colon = std::max<qsizetype>(line.indexOf(": "), 0);
+        const QByteArray owner = line.first(colon).split(',').first();
+        if (!owner.isEmpty() && !owner.contains(' '))
+            owners.emplace(line.mid(colon + 2).toStdString(), owner);
+    }
+    return owners;
+}
+
+} // namespace
+
+std::map<std::string, Package> packagesOf(const std::set<std::string> &files, Reader &reader,
+                                          std::chrono::milliseconds limit) {
+    std::map<std::string, Package> result;
+    const auto owners = ownersOf(files, reader, limit);
+    if (owners.empty())
+        return result;
+    std::map<QByteArray, Package> packages;
+    const std::string format = "--showformat=${binary:Package}\\t${Version}\\t${Maintainer}\\n";
+    for (const QByteArray &line : ask(packageQuery, {"--show", format}, reader, limit)) {
+        const QByteArrayList fields = line.split('\t');
+        packages[fields[0]] = {{}, QString::fromUtf8(fields.value(1)), QString::fromUtf8(fields.value(2))};
+    }
+    for (const auto &[file, owner] : owners) {
+        result[file] = packages[owner];
+        result[file].name = QString::fromUtf8(owner.split(':').first());
+    }
+    return result;
+}
+
+std::map<std::string, Package> flatpaks(Reader &reader) {
+    std::map<std::string, Package> result;
+    const std::vector<std::string> question = {"list", "--app", "--columns=application,version,installation"};
+    for (const QByteArray &line : ask("/usr/bin/flatpak", question, reader, answerLimit)) {
+        const QByteArrayList fields = line.split('\t');
+        const std::string identifier = fields[0].toStdString();
+        if (fields.value(2) == "user" || !result.contains(identifier))
+            result[identifier] = {{}, QString::fromUtf8(fields.value(1)), {}};
+    }
+    return result;
+}
+
+std::map<std::string, Package> snaps(Reader &reader) {
+    std::map<std::string, Package> result;
+    const std::vector<std::string> question = {"list", "--color=never", "--unicode=never"};
+    // Name, version, revision, channel, publisher, notes, under a line of headings. Stars mark the publishers
+    // that the store has verified; "-" is none.
+    for (const QByteArray &line : ask("/usr/bin/snap", question, reader, answerLimit).mid(1)) {
+        const QByteArrayList fields = line.simplified().split(' ');
+        const QByteArray publisher = fields.value(4).replace("*", "");
+        result[fields[0].toStdString()] = {{},
+                                           QString::fromUtf8(fields.value(1)),
+                                           QString::fromUtf8(publisher == "-" ? QByteArray() : publisher)};
+    }
+    return result;
+}
+
+} // namespace system_profiler

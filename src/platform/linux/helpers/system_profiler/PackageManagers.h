@@ -1,0 +1,35 @@
+// What the system's package managers say of the applications that they installed.
+//
+// Each is asked by its own program. One that is not there knows nothing; one that fails, or does not answer
+// in time, is noted.
+#pragma once
+
+#include "platform/linux/helpers/system_profiler/Reader.h"
+
+#include <set>
+
+namespace system_profiler {
+
+/// A text is empty when not known.
+struct Package {
+    /// Of the system's packages only.
+    QString name;
+    QString version;
+    QString maintainer;
+};
+
+/// How long a program may take.
+constexpr std::chrono::milliseconds answerLimit = std::chrono::seconds(10);
+
+/// The packages of the system that own these files, by file; of several owners the first that is named.
+std::map<std::string, Package> packagesOf(const std::set<std::string> &files, Reader &reader,
+                                          std::chrono::milliseconds limit = answerLimit);
+
+/// The installed Flatpak applications by identifier, the user's before the system's; Flatpak does not say who
+/// maintains them.
+std::map<std::string, Package> flatpaks(Reader &reader);
+
+/// The installed snaps by name.
+std::map<std::string, Package> snaps(Reader &reader);
+
+} // namespace system_profiler
