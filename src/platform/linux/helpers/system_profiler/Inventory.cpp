@@ -1,10 +1,10 @@
 #include "platform/linux/helpers/system_profiler/Inventory.h"
 
+#include "platform/Account.h"
 #include "platform/Applications.h"
 #include "platform/Bundle.h"
 #include "platform/linux/helpers/system_profiler/DesktopEntries.h"
 #include "platform/linux/helpers/system_profiler/PackageManagers.h"
-#include "platform/posix/Environment.h"
 #include "platform/posix/Text.h"
 
 #include <algorithm>
