@@ -1,48 +1,80 @@
 #include "CallTree.h"
 
 #include <algorithm>
-#include <functional>
 
 namespace spindump {
 
-CallTree::CallTree()
-    : m_nodes(1) {}
-
-std::size_t CallTree::Hash::operator()(const Call &call) const {
-    constexpr std::uint64_t spread = 0x9E3779B97F4A7C15u;
-    return std::hash<std::uint64_t>()((call.address + call.parent * spread) * spread);
+void CallTree::add(const std::vector<const Symbol *> &chain, std::uint64_t samples) {
+    constexpr std::size_t mostLines = 16;
+    std::size_t at = 0;
+    std::size_t depth = 0;
+    for (const Symbol *symbol : chain) {
+        if (at == 0 || m_calls[at].function != symbol->function) {
+            const auto [known, isNew] = m_calls[at].calls.try_emplace(symbol->function, m_calls.size());
+            at = known->second;
+            if (isNew)
+                m_calls.push_back({.function = symbol->function});
+            m_calls[at].samples += samples;
+            depth = 0;
+        }
+        Call &call = m_calls[at];
+        call.depth = std::max(call.depth, ++depth);
+        if (!symbol->line.isEmpty() && (call.lines.size() < mostLines || call.lines.contains(symbol->line)))
+            call.lines[symbol->line] += samples;
+    }
 }
 
-void CallTree::add(const UnwoundStack &stack, std::uint32_t weight, std::size_t &room) {
-    m_samples += weight;
-    if (stack.end == StackEnd::tooDeep)
-        m_tooDeep += weight;
-    if (stack.end == StackEnd::beyondCopy)
-        m_beyondCopy += weight;
-    std::uint32_t at = 0;
-    std::uint32_t run = 1;
-    for (auto address = stack.addresses.rbegin(); address != stack.addresses.rend(); ++address) {
-        if (at != 0 && m_nodes[at].address == *address) {
-            m_nodes[at].longestRun = std::max(m_nodes[at].longestRun, ++run);
-            continue;
-        }
-        run = 1;
-        const Call call{at, *address};
-        const auto known = m_calls.find(call);
-        if (known != m_calls.end()) {
-            at = known->second;
-            continue;
-        }
-        if (room == 0) {
-            m_withoutRoom += weight;
-            break;
-        }
-        --room;
-        m_nodes.push_back({.address = *address, .parent = at});
-        at = static_cast<std::uint32_t>(m_nodes.size() - 1);
-        m_calls.emplace(call, at);
+// Lightest first.
+std::vector<std::size_t> CallTree::callsFrom(std::size_t caller) const {
+    std::vector<std::size_t> result;
+    for (const auto &[function, call] : m_calls[caller].calls)
+        result.push_back(call);
+    std::sort(result.begin(), result.end(), [this](std::size_t left, std::size_t right) {
+        const Call &a = m_calls[left];
+        const Call &b = m_calls[right];
+        return a.samples != b.samples ? a.samples < b.samples : a.function > b.function;
+    });
+    return result;
+}
+
+QByteArray CallTree::line(const Call &call, std::size_t level) const {
+    // Deeper levels keep their number where more blanks would only push them off the page.
+    constexpr std::size_t deepestIndent = 60;
+    QByteArray text = QByteArray::number(qulonglong{call.samples}).rightJustified(8) + "  " +
+                      QByteArray(static_cast<qsizetype>(std::min(level, deepestIndent)), ' ');
+    if (level > deepestIndent)
+        text += "[" + QByteArray::number(qulonglong{level}) + "] ";
+    text += call.function;
+    const auto heaviest =
+        std::max_element(call.lines.begin(), call.lines.end(),
+                         [](const auto &left, const auto &right) { return left.second < right.second; });
+    if (heaviest != call.lines.end())
+        text += "  " + heaviest->first;
+    if (call.lines.size() > 1)
+        text += " and other lines";
+    if (call.depth > 1)
+        text += "  [calls itself, up to " + QByteArray::number(qulonglong{call.depth}) + " deep]";
+    return text + '\n';
+}
+
+QByteArray CallTree::text(std::size_t lineLimit) const {
+    QByteArray result;
+    std::size_t lines = 0;
+    std::vector<std::pair<std::size_t, std::size_t>> open;
+    const auto openCallsFrom = [&](std::size_t caller, std::size_t level) {
+        for (const std::size_t call : callsFrom(caller))
+            open.emplace_back(call, level);
+    };
+    for (openCallsFrom(0, 0); !open.empty() && lines < lineLimit; ++lines) {
+        const auto [call, level] = open.back();
+        open.pop_back();
+        result += line(m_calls[call], level);
+        openCallsFrom(call, level + 1);
     }
-    m_nodes[at].ownSamples += weight;
+    if (!open.empty())
+        result += "          … " + QByteArray::number(qulonglong{m_calls.size() - 1 - lines}) +
+                  " more calls are left out\n";
+    return result;
 }
 
 } // namespace spindump

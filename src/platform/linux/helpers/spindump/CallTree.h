@@ -1,57 +1,44 @@
-// How often each chain of calls was seen, by code address.
-//
-// Chains share their outer calls. An address that follows itself, as in a recursion, is one node.
+// A thread's calls by function, with the number of samples of each, and their text.
 #pragma once
 
-#include "Unwinder.h"
-
+#include <QByteArray>
 #include <cstdint>
-#include <unordered_map>
+#include <map>
 #include <vector>
 
 namespace spindump {
 
+struct Symbol {
+    /// Ready for a report: "function  (library)", or the address and its place in the library.
+    QByteArray function;
+    /// "file:line"; empty when it is not known.
+    QByteArray line;
+};
+
 class CallTree {
 public:
-    struct Node {
-        std::uint64_t address = 0;
-        /// An index into `nodes()`, smaller than the node's own; the first node's is its own.
-        std::uint32_t parent = 0;
-        /// Samples that ended here, not in a call from here.
-        std::uint64_t ownSamples = 0;
-        /// How often in a row at most.
-        std::uint32_t longestRun = 1;
-    };
+    /// Adds `samples` of a chain of calls, outermost first. A function that calls itself is one call.
+    void add(const std::vector<const Symbol *> &chain, std::uint64_t samples);
 
-    CallTree();
-
-    /// Adds `weight` samples of a chain. Takes new nodes from `room`; when none is left, the chain counts as
-    /// far as it is known.
-    void add(const UnwoundStack &stack, std::uint32_t weight, std::size_t &room);
-
-    /// The first one stands for the thread itself.
-    const std::vector<Node> &nodes() const { return m_nodes; }
-    std::uint64_t samples() const { return m_samples; }
-    std::uint64_t samplesTooDeep() const { return m_tooDeep; }
-    std::uint64_t samplesBeyondCopy() const { return m_beyondCopy; }
-    std::uint64_t samplesWithoutRoom() const { return m_withoutRoom; }
+    /// A line for each call, heaviest first, indented below its caller, `lineLimit` lines at most.
+    QByteArray text(std::size_t lineLimit) const;
 
 private:
+    /// Calls of one function from one caller, from whatever line.
     struct Call {
-        std::uint32_t parent;
-        std::uint64_t address;
-        friend bool operator==(const Call &, const Call &) = default;
+        QByteArray function = {};
+        std::uint64_t samples = 0;
+        /// How deep the function called itself.
+        std::size_t depth = 1;
+        std::map<QByteArray, std::uint64_t> lines = {};
+        /// Indices of the calls from here, by function.
+        std::map<QByteArray, std::size_t> calls = {};
     };
-    struct Hash {
-        std::size_t operator()(const Call &call) const;
-    };
+    std::vector<std::size_t> callsFrom(std::size_t caller) const;
+    QByteArray line(const Call &call, std::size_t level) const;
 
-    std::vector<Node> m_nodes;
-    std::unordered_map<Call, std::uint32_t, Hash> m_calls;
-    std::uint64_t m_samples = 0;
-    std::uint64_t m_tooDeep = 0;
-    std::uint64_t m_beyondCopy = 0;
-    std::uint64_t m_withoutRoom = 0;
+    /// The first one is the thread itself.
+    std::vector<Call> m_calls{1};
 };
 
 } // namespace spindump

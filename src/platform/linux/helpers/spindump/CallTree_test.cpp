@@ -2,48 +2,38 @@
 
 #include <gtest/gtest.h>
 
+namespace spindump {
+
 namespace {
 
-using spindump::CallTree;
-using spindump::StackEnd;
+const Symbol start{"main", "m.c:1"};
+const Symbol work{"work", "m.c:5"};
+const Symbol workElsewhere{"work", "m.c:6"};
+const Symbol idle{"idle", ""};
 
-TEST(CallTree, SharesOuterCalls) {
+TEST(CallTree, SharesOuterCallsHeaviestFirst) {
     CallTree tree;
-    std::size_t room = 100;
-    tree.add({{3, 2, 1}}, 5, room);
-    tree.add({{4, 2, 1}}, 1, room);
-    tree.add({{2, 1}}, 2, room);
-    ASSERT_EQ(tree.nodes().size(), 5u);
-    EXPECT_EQ(tree.samples(), 8u);
-    EXPECT_EQ(tree.nodes()[2].address, 2u);
-    EXPECT_EQ(tree.nodes()[2].ownSamples, 2u);
-    EXPECT_EQ(tree.nodes()[3].ownSamples, 5u);
-    EXPECT_EQ(tree.nodes()[4].parent, 2u);
+    tree.add({&start, &idle}, 2);
+    tree.add({&start, &work}, 5);
+    tree.add({&start, &workElsewhere, &idle}, 1);
+    EXPECT_EQ(tree.text(10), "       8  main  m.c:1\n"
+                             "       6   work  m.c:5 and other lines\n"
+                             "       1    idle\n"
+                             "       2   idle\n");
+    EXPECT_EQ(tree.text(2), "       8  main  m.c:1\n"
+                            "       6   work  m.c:5 and other lines\n"
+                            "          … 2 more calls are left out\n");
 }
 
-TEST(CallTree, KeepsARecursionInOneNode) {
+TEST(CallTree, KeepsARecursionInOneLine) {
     CallTree tree;
-    std::size_t room = 100;
-    std::vector<std::uint64_t> addresses(10'000, 7);
-    addresses.push_back(1);
-    tree.add({addresses}, 1, room);
-    ASSERT_EQ(tree.nodes().size(), 3u);
-    EXPECT_EQ(tree.nodes()[2].longestRun, 10'000u);
-}
-
-TEST(CallTree, CountsWhatDoesNotFit) {
-    CallTree tree;
-    std::size_t room = 2;
-    tree.add({{3, 2, 1}}, 4, room);
-    EXPECT_EQ(room, 0u);
-    EXPECT_EQ(tree.nodes().size(), 3u);
-    EXPECT_EQ(tree.nodes()[2].ownSamples, 4u);
-    EXPECT_EQ(tree.samplesWithoutRoom(), 4u);
-    tree.add({{2, 1}, StackEnd::tooDeep}, 1, room);
-    tree.add({{2, 1}, StackEnd::beyondCopy}, 1, room);
-    EXPECT_EQ(tree.samplesWithoutRoom(), 4u);
-    EXPECT_EQ(tree.samplesTooDeep(), 1u);
-    EXPECT_EQ(tree.samplesBeyondCopy(), 1u);
+    tree.add({&start, &work, &workElsewhere, &work, &idle, &work}, 1);
+    EXPECT_EQ(tree.text(10), "       1  main  m.c:1\n"
+                             "       1   work  m.c:5 and other lines  [calls itself, up to 3 deep]\n"
+                             "       1    idle\n"
+                             "       1     work  m.c:5\n");
 }
 
 } // namespace
+
+} // namespace spindump

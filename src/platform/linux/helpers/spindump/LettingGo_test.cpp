@@ -2,6 +2,7 @@
 #include "ProcFile.h"
 #include "test_target/SampledProgram.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 
 namespace {
@@ -19,9 +20,9 @@ std::string stateOf(pid_t process) {
 
 // Of all its threads.
 unsigned long processorTicks(pid_t process) {
-    const auto text = test_support::readFile("/proc/" + std::to_string(process) + "/stat").toStdString();
-    const auto stat = spindump::parseStat(text);
-    return stat ? stat->userTicks + stat->systemTicks : 0;
+    const spindump::ProcStat stat(
+        spindump::contentIn(AT_FDCWD, "/proc/" + std::to_string(process) + "/stat"));
+    return stat.number(14) + stat.number(15);
 }
 
 bool isTraced(pid_t process) {

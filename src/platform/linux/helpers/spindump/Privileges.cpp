@@ -1,9 +1,8 @@
 #include "Privileges.h"
 
-#include "Arguments.h"
+#include "Text.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <grp.h>
 #include <limits>
@@ -24,44 +23,32 @@ bool clearCapabilities() {
     return ::syscall(SYS_capset, &header, none) == 0;
 }
 
-// Root that asks keeps what root has: there is nothing more to give up.
 bool becomeUser(const AskingUser &asking) {
-    if (!asking.elevated || asking.user == 0)
-        return true;
     return ::prctl(PR_SET_KEEPCAPS, 0, 0, 0, 0) == 0 && ::setgroups(0, nullptr) == 0 &&
            ::setresgid(asking.group, asking.group, asking.group) == 0 &&
            ::setresuid(asking.user, asking.user, asking.user) == 0 && clearCapabilities();
 }
 
-bool canReturn(const AskingUser &asking) {
-    return asking.elevated && asking.user != 0 && (::setresuid(0, 0, 0) == 0 || ::setresgid(0, 0, 0) == 0);
-}
-
 } // namespace
 
-std::optional<AskingUser> askingUser(std::string &error) {
+AskingUser askingUser() {
     const char *named = std::getenv("PKEXEC_UID");
     if (::getuid() != 0 || named == nullptr)
-        return AskingUser{::getuid(), ::getgid(), ::geteuid() != ::getuid()};
+        return {::getuid(), ::getgid(), ::geteuid() != ::getuid()};
     const auto user = decimalNumber(named, std::numeric_limits<uid_t>::max() - 1);
-    const struct passwd *entry = user ? ::getpwuid(static_cast<uid_t>(*user)) : nullptr;
-    if (entry == nullptr) {
-        error = "the user who asks is not known to this system";
-        return std::nullopt;
-    }
-    return AskingUser{entry->pw_uid, entry->pw_gid, true};
+    const struct passwd *entry = user ? ::getpwuid(*user) : nullptr;
+    if (entry == nullptr)
+        throw Failure("the user who asks is not known to this system");
+    return {entry->pw_uid, entry->pw_gid, true};
 }
 
-bool dropPrivileges(const AskingUser &asking, std::string &error) {
-    if (!becomeUser(asking) || ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) {
-        error = std::string("rights cannot be given up: ") + std::strerror(errno);
-        return false;
-    }
-    if (canReturn(asking)) {
-        error = "rights that were given up came back";
-        return false;
-    }
-    return true;
+void dropPrivileges(const AskingUser &asking) {
+    // When root asks, there is nothing more to give up.
+    const bool becomesAnother = asking.elevated && asking.user != 0;
+    if ((becomesAnother && !becomeUser(asking)) || ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0)
+        throw Failure(QByteArray("rights cannot be given up: ") + std::strerror(errno));
+    if (becomesAnother && (::setresuid(0, 0, 0) == 0 || ::setresgid(0, 0, 0) == 0))
+        throw Failure("rights that were given up came back");
 }
 
 } // namespace spindump

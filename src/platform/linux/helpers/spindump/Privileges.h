@@ -3,8 +3,6 @@
 // To be called by the only thread of the process.
 #pragma once
 
-#include <optional>
-#include <string>
 #include <sys/types.h>
 
 namespace spindump {
@@ -17,12 +15,11 @@ struct AskingUser {
 };
 
 /// The user whom pkexec names when this process was started as root by it, else the real user of this
-/// process. None, with the reason in `error`, when pkexec names nobody that this system knows.
-std::optional<AskingUser> askingUser(std::string &error);
+/// process. Throws Failure when pkexec names nobody that this system knows.
+AskingUser askingUser();
 
 /// For good: no new rights through any program. When elevated: the identity of the asking user, no further
-/// groups, no capability. False, with the reason in `error`, when any of it fails or does not last; the
-/// process must then end.
-bool dropPrivileges(const AskingUser &asking, std::string &error);
+/// groups, no capability. Throws Failure when any of it fails or does not last.
+void dropPrivileges(const AskingUser &asking);
 
 } // namespace spindump

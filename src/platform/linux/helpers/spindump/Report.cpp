@@ -1,146 +1,130 @@
 #include "Report.h"
 
-#include "EscapedText.h"
-#include "HostText.h"
+#include "Text.h"
+#include "platform/Bundle.h"
 
+#include <QLocale>
+#include <QSysInfo>
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <fcntl.h>
-#include <sys/wait.h>
+#include <sys/utsname.h>
+#include <unistd.h>
 
 namespace spindump {
 
 namespace {
 
-std::string decimals(double value, int digits) {
+QByteArray number(std::uint64_t value) {
+    return QByteArray::number(static_cast<qulonglong>(value));
+}
+
+QByteArray decimals(double value, int digits) {
+    return QByteArray::number(value, 'f', digits);
+}
+
+QByteArray milliseconds(std::chrono::nanoseconds time, int digits) {
+    return decimals(std::chrono::duration<double, std::milli>(time).count(), digits) + " ms";
+}
+
+QByteArray sizeText(qint64 bytes) {
+    return QLocale::c().formattedDataSize(bytes, 1).toUtf8();
+}
+
+QByteArray line(const QByteArray &label, const QByteArray &value) {
+    return (label + ':').leftJustified(17) + ' ' + value + '\n';
+}
+
+QByteArray lineUnlessEmpty(const QByteArray &label, const QByteArray &source, const QByteArray &value) {
+    return line(label, source.isEmpty() ? "not readable" : value);
+}
+
+QByteArray dateText(std::time_t date) {
+    struct tm local {};
+    ::localtime_r(&date, &local);
     std::array<char, 64> text{};
-    const auto [end, failure] =
-        std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed, digits);
-    return failure == std::errc() ? std::string(text.data(), end) : "?";
+    std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S %z", &local);
+    return text.data();
 }
 
-std::string line(const std::string &label, const std::string &value) {
-    std::string text = label + ':';
-    text.resize(std::max<std::size_t>(18, text.size() + 1), ' ');
-    return text + value + '\n';
+QByteArray startText(const ProcStat &stat, std::time_t date) {
+    struct timespec sinceBoot {};
+    ::clock_gettime(CLOCK_BOOTTIME, &sinceBoot);
+    const auto started = static_cast<std::time_t>(stat.number(22)) / ::sysconf(_SC_CLK_TCK);
+    const std::time_t age = sinceBoot.tv_sec - started;
+    return dateText(date - age) + ", " + QByteArray::number(qlonglong{age}) + " s before";
 }
 
-template <typename Value, typename Show>
-std::string shown(const Reading<Value> &reading, Show show) {
-    if (reading.value)
-        return show(*reading.value);
-    return reading.failure.empty() ? "not readable" : reading.failure;
-}
-
-std::string memoryText(const std::string &status) {
-    const auto bytes = [&](const char *field) {
-        const auto text = statusField(status, field);
-        double kilobytes = 0;
-        if (!text || std::from_chars(text->data(), text->data() + text->size(), kilobytes).ec != std::errc())
-            return std::string("unknown");
-        return bytesText(kilobytes * 1024);
+QByteArray memoryText(const QByteArray &status) {
+    const auto size = [&](const char *field) {
+        const QByteArray text = statusField(status, field);
+        return text.isEmpty() ? "unknown" : sizeText(text.mid(0, text.indexOf(' ')).toLongLong() * 1024);
     };
-    return bytes("VmRSS") + " resident (at most " + bytes("VmHWM") + "), " + bytes("VmSize") +
-           " of addresses, " + bytes("VmSwap") + " swapped out";
+    return size("VmRSS") + " resident (at most " + size("VmHWM") + "), " + size("VmSize") +
+           " of addresses, " + size("VmSwap") + " swapped out";
 }
 
-std::string transferText(const std::string &io) {
-    const auto bytes = [&](const char *field) {
-        double value = 0;
-        const std::string text = statusField(io, field).value_or("");
-        std::from_chars(text.data(), text.data() + text.size(), value);
-        return bytesText(value);
+QByteArray parentText(const ProcStat &stat) {
+    const QByteArray id = number(stat.number(4));
+    const QByteArray name = contentIn(AT_FDCWD, "/proc/" + id.toStdString() + "/comm");
+    return name.isEmpty() ? id : id + " (" + escaped(name.chopped(1)) + ")";
+}
+
+QByteArray bundleLines(const QByteArray &executable) {
+    const auto bundle = platform::Bundle::around(executable.toStdString());
+    if (!bundle)
+        return line("Identifier", "none, the program stands in no bundle");
+    const auto shown = [](const std::optional<QString> &text) {
+        return text ? escaped(text->toUtf8(), 256) : "not stated";
     };
-    return bytes("read_bytes") + " read, " + bytes("write_bytes") + " written";
+    return line("Identifier", shown(bundle->identifier())) + line("Version", shown(bundle->shortVersion()));
 }
 
-std::string parentText(const ProcStat &stat) {
-    const auto name = contentIn(AT_FDCWD, "/proc/" + std::to_string(stat.parent) + "/comm", 64);
-    std::string text = std::to_string(stat.parent);
-    if (name.value && !name.value->empty())
-        text += " (" + escaped(name.value->substr(0, name.value->find_last_not_of('\n') + 1)) + ")";
-    return text;
+QByteArray processSection(const Target &target, std::time_t date) {
+    const TargetFacts &facts = target.facts;
+    const ProcStat stat(facts.stat);
+    const auto transferred = [&](const char *field) {
+        return sizeText(statusField(facts.io, field).toLongLong());
+    };
+    return line("Process", escaped(stat.name) + " [" + QByteArray::number(target.processId) + "]") +
+           lineUnlessEmpty("Path", facts.executable, escaped(facts.executable)) +
+           bundleLines(facts.executable) + line("Parent process", parentText(stat)) +
+           line("Command line", commandLineText(facts.commandLine)) + line("Started", startText(stat, date)) +
+           lineUnlessEmpty("Memory", facts.status, memoryText(facts.status)) +
+           line("CPU time", decimals(stat.userSeconds(), 2) + " s in the program, " +
+                                decimals(stat.systemSeconds(), 2) + " s in the system") +
+           lineUnlessEmpty("Disk", facts.io,
+                           transferred("read_bytes") + " read, " + transferred("write_bytes") + " written") +
+           lineUnlessEmpty("Open files", facts.openFiles, facts.openFiles) +
+           line("Threads", number(stat.number(20)));
 }
 
-std::string processSection(const ReportInput &input) {
-    const TargetFacts &facts = input.before;
-    const auto ofStat = [&](auto show) { return shown(facts.stat, show); };
-    const auto text = [](const std::string &value) { return escaped(value); };
-    std::string result;
-    result += line("Process", ofStat([](const ProcStat &stat) { return escaped(stat.name); }) + " [" +
-                                  std::to_string(input.processId) + "]");
-    result += line("Path", shown(facts.executable, text));
-    result += input.stacks.bundle.empty() ? line("Identifier", "not known") : input.stacks.bundle;
-    result += line("Parent process", ofStat(parentText));
-    result += line("Command line", shown(facts.commandLine, commandLineText));
-    result += line("Started", ofStat([&](const ProcStat &stat) { return startText(stat, input.date); }));
-    result += line("Memory", shown(facts.status, memoryText));
-    result += line("CPU time", ofStat([](const ProcStat &stat) {
-                       return decimals(ticks(stat.userTicks).count(), 2) + " s in the program, " +
-                              decimals(ticks(stat.systemTicks).count(), 2) + " s in the system";
-                   }));
-    result += line("Disk", shown(facts.io, transferText));
-    result +=
-        line("Open files", shown(facts.openFiles, [](std::size_t count) { return std::to_string(count); }));
-    result += line("Threads", ofStat([](const ProcStat &stat) { return std::to_string(stat.threads); }));
-    return result;
+QByteArray samplingSection(const SamplingResult &sampling) {
+    const StopTimes &stops = sampling.stops;
+    const auto rounds = std::max<std::uint64_t>(sampling.rounds, 1);
+    return line("Duration", decimals(sampling.duration.count(), 2) + " s; " + sampling.end) +
+           line("Samples", number(sampling.rounds) + ", one every " +
+                               decimals(sampling.duration.count() * 1000 / static_cast<double>(rounds), 2) +
+                               " ms") +
+           line("Time stopped", milliseconds(stops.total, 2) + " in " + number(stops.count) +
+                                    " stops of single threads, " +
+                                    milliseconds(stops.total / std::max<std::uint64_t>(stops.count, 1), 3) +
+                                    " each, the longest " + milliseconds(stops.longest, 3)) +
+           (sampling.threadsNotRecorded == 0
+                ? QByteArray()
+                : line("Note", number(sampling.threadsNotRecorded) + " more threads were not sampled"));
 }
 
-double milliseconds(std::chrono::nanoseconds time) {
-    return std::chrono::duration<double, std::milli>(time).count();
-}
-
-std::string endText(const ReportInput &input) {
-    switch (input.sampling.end) {
-    case SamplingEnd::processEnded:
-        if (input.endStatus && WIFSIGNALED(*input.endStatus))
-            return "the process was ended by signal " + std::to_string(WTERMSIG(*input.endStatus));
-        return input.endStatus
-                   ? "the process ended with status " + std::to_string(WEXITSTATUS(*input.endStatus))
-                   : "the process ended";
-    case SamplingEnd::otherProgram:
-        return "the process began to run another program";
-    case SamplingEnd::readerEnded:
-        return input.stacks.failure;
-    case SamplingEnd::timeUp:
-    case SamplingEnd::asked:
-        break;
-    }
-    return "the time was up";
-}
-
-std::string samplingSection(const ReportInput &input) {
-    const SamplingResult &sampling = input.sampling;
-    const double seconds = sampling.duration.count();
-    const auto stops = static_cast<double>(std::max<std::uint64_t>(input.stops.count, 1));
-    const double interval = seconds * 1000 / static_cast<double>(std::max<std::uint64_t>(sampling.rounds, 1));
-    std::string result = line("Duration", decimals(seconds, 2) + " s; " + endText(input));
-    result +=
-        line("Samples", std::to_string(sampling.rounds) + ", one every " + decimals(interval, 2) + " ms");
-    result +=
-        line("Time stopped",
-             decimals(milliseconds(input.stops.total), 2) + " ms in " + std::to_string(input.stops.count) +
-                 " stops of single threads, " + decimals(milliseconds(input.stops.total) / stops, 3) +
-                 " ms each, the longest " + decimals(milliseconds(input.stops.longest), 3) + " ms");
-    if (sampling.roundsLeftOut > 0)
-        result += line("Note", std::to_string(sampling.roundsLeftOut) +
-                                   " samples were left out because reading the stacks took longer");
-    if (sampling.snapshotsLeftOut > 0)
-        result += line("Note", std::to_string(sampling.snapshotsLeftOut) +
-                                   " times a thread was left out because reading the stacks took longer");
-    if (const auto threads = sampling.threadsNotRecorded + input.threadsBeyondLimit; threads > 0)
-        result += line("Note", std::to_string(threads) + " more threads were not sampled");
-    if (!input.stacks.failure.empty())
-        result += line("Note", (input.stacks.trees.empty() ? "no call trees: " : "call trees are missing: ") +
-                                   input.stacks.failure);
-    return result;
+QByteArray hostSection() {
+    struct utsname kernel {};
+    ::uname(&kernel);
+    return line("Host system", escaped(QSysInfo::prettyProductName().toUtf8(), 256)) +
+           line("Kernel", QByteArray(kernel.sysname) + ' ' + kernel.release + ' ' + kernel.machine) +
+           line("Processors", QByteArray::number(qlonglong{::sysconf(_SC_NPROCESSORS_ONLN)}));
 }
 
 const char *stateText(const ThreadRecord &thread) {
-    if (thread.hasEnded())
-        return "ended";
-    switch (thread.state()) {
+    switch (thread.hasEnded() ? 'X' : thread.state) {
     case 'R':
         return "running";
     case 'S':
@@ -160,72 +144,53 @@ const char *stateText(const ThreadRecord &thread) {
 }
 
 // A stopped thread waits for whoever stopped it.
-std::string waitText(const std::string &channel) {
-    const bool none = channel.empty() || channel == "0" || channel == "ptrace_stop";
-    return none ? "none" : escaped(channel, 128);
+QByteArray waitText(const QByteArray &channel) {
+    const bool isNone = channel.isEmpty() || channel == "0" || channel == "ptrace_stop";
+    return isNone ? "none" : escaped(channel, 128);
 }
 
-double shareOf(const ThreadRecord &thread, const SamplingResult &sampling) {
-    const auto used = std::chrono::duration<double>(thread.processorTime());
-    return sampling.duration.count() > 0 ? 100 * used / sampling.duration : 0;
+QByteArray threadSection(pid_t id, const ThreadRecord &thread, double seconds) {
+    const QByteArray head =
+        "\nThread " + QByteArray::number(id) + "  \"" + escaped(thread.name, 64) + "\"  " +
+        stateText(thread) + ", " + decimals(100 * thread.processorSeconds() / seconds, 1) + " % CPU, " +
+        number(thread.samples) + " samples, waits in: " + waitText(thread.waitChannel) + '\n';
+    return head + thread.text;
 }
 
-std::string threadSection(const ThreadRecord &thread, const ReportInput &input) {
-    std::string result = "Thread " + std::to_string(thread.id()) + "  \"" + escaped(thread.name(), 64) +
-                         "\"  " + stateText(thread) + ", " + decimals(shareOf(thread, input.sampling), 1) +
-                         " % CPU, " + std::to_string(thread.samples) +
-                         " samples, waits in: " + waitText(thread.waitChannel()) + '\n';
-    const auto tree = input.stacks.trees.find(thread.id());
-    if (thread.samples == 0)
-        return result + "          no sample: " + thread.whyNoSample + '\n';
-    return result + (tree == input.stacks.trees.end() ? "          no call tree\n" : tree->second);
-}
-
-std::string threadsSection(const ReportInput &input) {
-    std::vector<const ThreadRecord *> threads;
-    for (const auto &[id, thread] : *input.threads)
-        threads.push_back(&thread);
-    std::stable_sort(threads.begin(), threads.end(), [](const auto *left, const auto *right) {
-        return left->processorTime() > right->processorTime();
+QByteArray threadsSection(const SamplingResult &sampling) {
+    std::vector<std::pair<pid_t, const ThreadRecord *>> threads;
+    for (const auto &[id, thread] : sampling.threads)
+        threads.emplace_back(id, &thread);
+    std::stable_sort(threads.begin(), threads.end(), [](const auto &left, const auto &right) {
+        return left.second->processorSeconds() > right.second->processorSeconds();
     });
-    std::string result;
-    for (const ThreadRecord *thread : threads)
-        result += '\n' + threadSection(*thread, input);
+    QByteArray result;
+    for (const auto &[id, thread] : threads)
+        result += threadSection(id, *thread, std::max(sampling.duration.count(), 1e-9));
     return result;
 }
 
 } // namespace
 
-std::string commandLineText(const std::string &zeroSeparated) {
-    std::string text;
-    for (std::size_t begin = 0; begin < zeroSeparated.size();) {
-        const std::size_t end = std::min(zeroSeparated.find('\0', begin), zeroSeparated.size());
-        const std::string word = zeroSeparated.substr(begin, end - begin);
-        const bool plain = !word.empty() && word.find_first_of(" \"'") == std::string::npos;
-        text += (text.empty() ? "" : " ") + (plain ? escaped(word) : '"' + escaped(word) + '"');
-        begin = end + 1;
+QByteArray commandLineText(const QByteArray &zeroSeparated) {
+    if (zeroSeparated.isEmpty())
+        return "none";
+    QByteArrayList words;
+    const bool isEnded = zeroSeparated.endsWith('\0');
+    for (const QByteArray &word : zeroSeparated.chopped(isEnded ? 1 : 0).split('\0')) {
+        const bool isPlain =
+            !word.isEmpty() && !word.contains(' ') && !word.contains('"') && !word.contains('\'');
+        words.append(isPlain ? escaped(word) : '"' + escaped(word) + '"');
     }
-    return text.empty() ? "none" : text;
+    return words.join(' ');
 }
 
-std::string bytesText(double bytes) {
-    constexpr std::array units{"bytes", "KiB", "MiB", "GiB", "TiB"};
-    std::size_t unit = 0;
-    for (; bytes >= 1024 && unit + 1 < units.size(); ++unit)
-        bytes /= 1024;
-    return decimals(bytes, unit == 0 ? 0 : 1) + ' ' + units[unit];
-}
-
-std::string reportText(const ReportInput &input) {
-    std::string text = "Process sample by Lumadoc Diagnostics\n\n";
-    text += line("Date", dateText(input.date));
-    text += samplingSection(input);
-    text += hostText();
-    text += '\n' + processSection(input);
-    text += "\nCall trees: for each thread its calls with the number of samples, heaviest first.\n";
-    text += threadsSection(input);
-    text += "\nLibraries: address range, build identifier, path.\n\n";
-    return text + (input.stacks.libraries.empty() ? "not known\n" : input.stacks.libraries);
+QByteArray reportText(const Target &target, const SamplingResult &sampling, std::time_t date) {
+    return "Process sample by Lumadoc Diagnostics\n\n" + line("Date", dateText(date)) +
+           samplingSection(sampling) + hostSection() + '\n' + processSection(target, date) +
+           "\nCall trees: for each thread its calls with the number of samples, heaviest first.\n" +
+           threadsSection(sampling) + "\nLibraries: address range, build identifier, path.\n\n" +
+           (sampling.libraries.isEmpty() ? "not known\n" : sampling.libraries);
 }
 
 } // namespace spindump

@@ -3,27 +3,15 @@
 
 #include "Sampler.h"
 
+#include <ctime>
+
 namespace spindump {
 
-struct ReportInput {
-    std::chrono::system_clock::time_point date;
-    pid_t processId = 0;
-    TargetFacts before;
-    SamplingResult sampling = {};
-    StopTimes stops = {};
-    std::size_t threadsBeyondLimit = 0;
-    std::optional<int> endStatus = std::nullopt;
-    const std::map<pid_t, ThreadRecord> *threads = nullptr;
-    ReadStacks stacks = {};
-};
+/// `date` is when sampling began.
+QByteArray reportText(const Target &target, const SamplingResult &sampling, std::time_t date);
 
-std::string reportText(const ReportInput &input);
-
-/// The command line as it was typed, as far as that can be told: words that hold blanks or nothing are
+/// The command line as it was typed, as far as that can be known: words that hold blanks or nothing are
 /// quoted.
-std::string commandLineText(const std::string &zeroSeparated);
-
-/// A number of bytes, in the largest unit that keeps it above 1.
-std::string bytesText(double bytes);
+QByteArray commandLineText(const QByteArray &zeroSeparated);
 
 } // namespace spindump

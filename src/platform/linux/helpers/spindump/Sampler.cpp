@@ -1,14 +1,23 @@
 #include "Sampler.h"
 
-#include "Registers.h"
+#include "Text.h"
 
 #include <algorithm>
-#include <charconv>
-#include <ctime>
+#include <fcntl.h>
+#include <iostream>
+#include <sys/wait.h>
+#include <unordered_map>
+#include <utility>
 
 namespace spindump {
 
 namespace {
+
+using Clock = Tracer::Clock;
+
+// Of all chains together.
+constexpr std::size_t mostAddresses = std::size_t{8} << 20;
+constexpr std::size_t linesPerThread = 2'000;
 
 std::chrono::nanoseconds processorTimeUsed() {
     struct timespec used {};
@@ -16,200 +25,246 @@ std::chrono::nanoseconds processorTimeUsed() {
     return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
 }
 
-// Whether this is the place that the kernel tells: its last two words are stack pointer and program counter.
-bool isAt(const std::string &place, const Snapshot &snapshot) {
-    std::uint64_t values[2] = {};
-    std::size_t end = place.find_last_not_of(" \n") + 1;
-    for (std::uint64_t &value : values) {
-        const std::size_t begin = end == 0 ? std::string::npos : place.rfind(" 0x", end - 1);
-        if (begin == std::string::npos || begin + 3 > end)
-            return false;
-        std::from_chars(place.data() + begin + 3, place.data() + end, value, 16);
-        end = begin;
-    }
-    return values[0] == snapshot.programCounter() && values[1] == snapshot.stackPointer();
+QByteArray note(std::uint64_t samples, const QByteArray &text) {
+    return samples == 0
+               ? QByteArray()
+               : "          Note: in " + QByteArray::number(qulonglong{samples}) + " samples " + text;
 }
 
-} // namespace
+class Sampler : private Tracer::Listener {
+public:
+    Sampler(const Target &target, Tracer &tracer, const Limits &limits)
+        : m_target(target)
+        , m_tracer(tracer)
+        , m_limits(limits)
+        , m_stacks(target, limits.frames, limits.reading / 3) {}
 
-Sampler::Sampler(const Target &target, Tracer &tracer, StackReader &reader, WakeUps &wakeUps,
-                 const Limits &limits, StallGuard &guard, Progress progress)
-    : m_target(target)
-    , m_tracer(tracer)
-    , m_reader(reader)
-    , m_wakeUps(wakeUps)
-    , m_limits(limits)
-    , m_guard(guard)
-    , m_progress(std::move(progress))
-    , m_stacks(target.memory(), target.mappings(), limits.stackBytes)
-    , m_interval(limits.interval) {}
+    SamplingResult run();
+
+private:
+    void threadAppeared(pid_t thread) override;
+    void threadStopped(pid_t thread) override;
+    void threadEnded(pid_t thread) override;
+
+    QByteArray reasonToEnd() const;
+    void sampleInTime();
+    void sampleAll();
+    bool needsStop(ThreadRecord &record);
+    void count(ThreadRecord &record, unsigned weight);
+    void lookAtThreads();
+    void findNames();
+    QByteArray treeText(const ThreadRecord &record,
+                        const std::function<const Symbol *(std::uint64_t)> &named);
+
+    const Target &m_target;
+    Tracer &m_tracer;
+    const Limits &m_limits;
+    Stacks m_stacks;
+    std::size_t m_room = mostAddresses;
+    SamplingResult m_result;
+};
 
 void Sampler::threadAppeared(pid_t thread) {
     // An id may be used again.
-    if (const auto earlier = m_threads.find(thread); earlier != m_threads.end())
-        m_threads.erase(earlier);
-    if (m_threads.size() < m_limits.threads)
-        m_threads.try_emplace(thread, m_target.threads(), thread);
+    m_result.threads.erase(thread);
+    if (m_result.threads.size() < m_limits.threads)
+        m_result.threads.try_emplace(thread, m_target.threads.get(), thread);
     else
         ++m_result.threadsNotRecorded;
 }
 
-void Sampler::threadStopped(pid_t thread) {
-    const auto record = m_threads.find(thread);
-    if (record != m_threads.end() && record->second.pending > 0)
-        takeSnapshot(record->second);
-}
-
 void Sampler::threadEnded(pid_t thread) {
-    const auto record = m_threads.find(thread);
-    if (record == m_threads.end())
+    const auto found = m_result.threads.find(thread);
+    if (found == m_result.threads.end())
         return;
-    record->second.end();
+    found->second.end();
     // Threads that came and went between two samples would only fill the report.
-    if (record->second.samples == 0)
-        m_threads.erase(record);
+    if (found->second.samples == 0)
+        m_result.threads.erase(found);
 }
 
-void Sampler::childEnded(pid_t process, int status) {
-    m_reader.noteEnd(process, status);
-}
-
-void Sampler::takeSnapshot(ThreadRecord &record) {
-    Snapshot snapshot{.thread = record.id(), .weight = record.pending, .registers = {}, .stack = {}};
-    record.pending = 0;
-    record.sampledPlace.clear();
-    if (isReaderBehind()) {
-        ++m_result.snapshotsLeftOut;
-        record.whyNoSample = "reading the stacks took longer";
+void Sampler::threadStopped(pid_t thread) {
+    const auto found = m_result.threads.find(thread);
+    if (found == m_result.threads.end() || found->second.pending == 0)
         return;
-    }
-    if (!readRegisters(record.id(), snapshot.registers)) {
-        record.whyNoSample = "its registers could not be read, as in a 32-bit program";
-        return;
-    }
-    snapshot.stack = m_stacks.copy(snapshot.stackPointer());
-    record.samples += snapshot.weight;
-    if (isAt(record.askedPlace, snapshot))
-        record.sampledPlace = record.askedPlace;
-    if (record.repeats > 0)
-        m_reader.sendRepeat(record.id(), std::exchange(record.repeats, 0));
-    m_reader.send(snapshot);
+    ThreadRecord &record = found->second;
+    const unsigned weight = std::exchange(record.pending, 0);
+    record.sampledPlace = record.place();
+    record.sampledCalls = m_stacks.read(thread);
+    if (record.sampledCalls.empty())
+        record.text = "          no sample: its stack could not be read, as in a 32-bit program\n";
+    else
+        count(record, weight);
 }
 
-// Whether a stop is needed to know where the thread is. Until it has stopped, it stands for all samples
+void Sampler::count(ThreadRecord &record, unsigned weight) {
+    record.samples += weight;
+    const auto known = record.chains.find(record.sampledCalls);
+    if (known != record.chains.end()) {
+        known->second += weight;
+    } else if (m_room >= record.sampledCalls.size()) {
+        m_room -= record.sampledCalls.size();
+        record.chains.emplace(record.sampledCalls, weight);
+    } else {
+        record.samplesWithoutRoom += weight;
+    }
+}
+
+// Whether a stop is needed to know where the thread is. Until it has stopped, it is one for all samples
 // since.
 bool Sampler::needsStop(ThreadRecord &record) {
-    const std::string place = record.place();
-    if (!place.empty() && place == record.sampledPlace) {
-        ++record.repeats;
-        ++record.samples;
-        return false;
-    }
-    if (++record.pending > 1)
-        return false;
-    record.askedPlace = place;
-    return true;
+    const QByteArray place = record.place();
+    if (place.isEmpty() || place != record.sampledPlace || record.sampledCalls.empty())
+        return ++record.pending == 1;
+    count(record, 1);
+    return false;
 }
 
 // All are looked at first: once a thread has stopped, nothing keeps it waiting.
 void Sampler::sampleAll() {
-    if (isReaderBehind()) {
-        ++m_result.roundsLeftOut;
-        return;
-    }
     ++m_result.rounds;
-    std::vector<ThreadRecord *> toStop;
-    for (auto &[id, record] : m_threads) {
+    std::vector<pid_t> toStop;
+    for (auto &[thread, record] : m_result.threads) {
         if (!record.hasEnded() && needsStop(record))
-            toStop.push_back(&record);
+            toStop.push_back(thread);
     }
-    for (ThreadRecord *record : toStop) {
-        if (!m_tracer.interrupt(record->id()))
-            record->end();
+    for (const pid_t thread : toStop) {
+        if (!m_tracer.interrupt(thread))
+            m_result.threads.at(thread).end();
     }
-}
-
-void Sampler::adaptInterval(std::chrono::nanoseconds cost) {
-    constexpr int share = 20;
-    constexpr std::chrono::nanoseconds longest = std::chrono::seconds(1);
-    m_averageCost = (m_averageCost * 7 + cost) / 8;
-    m_interval = std::clamp<std::chrono::nanoseconds>(m_averageCost * share, m_limits.interval, longest);
 }
 
 void Sampler::lookAtThreads() {
-    for (auto &[id, record] : m_threads) {
-        if (!record.hasEnded())
-            record.look();
-    }
+    for (auto &[thread, record] : m_result.threads)
+        record.look();
 }
 
-std::optional<SamplingEnd> Sampler::reasonToEnd() const {
-    if (m_wakeUps.isAskedToEnd())
-        return SamplingEnd::asked;
+QByteArray Sampler::reasonToEnd() const {
     if (m_tracer.runsAnotherProgram())
-        return SamplingEnd::otherProgram;
-    if (m_tracer.isIdle())
-        return SamplingEnd::processEnded;
-    if (m_reader.hasEnded())
-        return SamplingEnd::readerEnded;
-    return std::nullopt;
+        return "the process began to run another program";
+    if (!m_tracer.threads().empty())
+        return {};
+    const int status = m_tracer.endStatus();
+    return WIFSIGNALED(status) ? "the process was ended by signal " + QByteArray::number(WTERMSIG(status))
+                               : "the process ended with status " + QByteArray::number(WEXITSTATUS(status));
 }
 
-void Sampler::wait(Clock::time_point until) {
-    m_guard.renew();
-    m_wakeUps.wait(until, m_reader.backlogBytes() > 0 ? m_reader.pipe() : -1);
-    m_tracer.handleEvents(*this);
-    m_reader.flush();
-}
-
-SamplingResult Sampler::run() {
-    for (const pid_t thread : m_tracer.threads())
-        threadAppeared(thread);
+void Sampler::sampleInTime() {
+    constexpr std::chrono::nanoseconds shortest = std::chrono::milliseconds(10);
+    constexpr int share = 20;
     const auto begin = Clock::now();
     const auto end = begin + m_limits.duration;
     auto nextRound = begin;
-    auto nextLook = begin + std::chrono::seconds(1);
+    auto nextLook = begin;
     auto used = processorTimeUsed();
-    std::optional<SamplingEnd> reason;
-    while (!(reason = reasonToEnd()) && Clock::now() < end) {
+    auto averageCost = std::chrono::nanoseconds(0);
+    while ((m_result.end = reasonToEnd()).isEmpty() && Clock::now() < end) {
         if (Clock::now() >= nextRound) {
-            adaptInterval(processorTimeUsed() - used);
+            averageCost = (averageCost * 7 + processorTimeUsed() - used) / 8;
             used = processorTimeUsed();
             sampleAll();
-            nextRound = std::max(nextRound + m_interval, Clock::now());
+            nextRound = std::max(nextRound + std::max(shortest, averageCost * share), Clock::now());
         }
         if (Clock::now() >= nextLook) {
             lookAtThreads();
-            m_progress(std::to_string(m_result.rounds) + " samples");
             nextLook += std::chrono::seconds(1);
+            std::cerr << m_result.rounds << " samples" << std::endl;
         }
-        wait(std::min({nextRound, nextLook, end}));
+        m_tracer.wait(std::min({nextRound, nextLook, end}), *this);
     }
-    m_result.end = reason.value_or(SamplingEnd::timeUp);
     m_result.duration = Clock::now() - begin;
-    finish();
-    return m_result;
-}
-
-void Sampler::finish() {
-    m_tracer.handleEvents(*this);
+    if (m_result.end.isEmpty())
+        m_result.end = "the time was up";
     lookAtThreads();
-    m_tracer.letGo(this);
-    for (auto &[id, record] : m_threads) {
-        if (record.repeats > 0)
-            m_reader.sendRepeat(id, std::exchange(record.repeats, 0));
-    }
-    m_reader.sendEnd();
 }
 
-bool Sampler::waitForReader() {
+SamplingResult Sampler::run() {
+    for (const auto &[thread, state] : m_tracer.threads())
+        threadAppeared(thread);
+    sampleInTime();
+    m_tracer.letGo(*this);
+    m_result.stops = m_tracer.stopTimes();
+    std::cerr << "reading the stacks" << std::endl;
+    findNames();
+    m_result.libraries = m_stacks.libraries();
+    return std::move(m_result);
+}
+
+// Each address is looked up once. What the system kept from stopping goes free meanwhile.
+void Sampler::findNames() {
     const auto deadline = Clock::now() + m_limits.reading;
-    while (!m_reader.hasEnded() && !m_wakeUps.isAskedToEnd()) {
-        if (Clock::now() >= deadline)
-            m_reader.kill("reading the stacks took too long");
-        wait(Clock::now() + std::chrono::milliseconds(100));
+    std::unordered_map<std::uint64_t, Symbol> symbols;
+    const auto named = [&](std::uint64_t address) -> const Symbol * {
+        const auto [known, isNew] = symbols.try_emplace(address);
+        if (isNew) {
+            m_tracer.wait(Clock::now(), *this);
+            if (Clock::now() >= deadline)
+                throw Failure("reading the stacks took too long");
+            known->second = m_stacks.symbolAt(address);
+        }
+        return &known->second;
+    };
+    for (auto &[thread, record] : m_result.threads) {
+        if (record.samples > 0)
+            record.text = treeText(record, named);
     }
-    return !m_wakeUps.isAskedToEnd();
+}
+
+QByteArray Sampler::treeText(const ThreadRecord &record,
+                             const std::function<const Symbol *(std::uint64_t)> &named) {
+    CallTree tree;
+    std::uint64_t tooDeep = 0;
+    for (const auto &[addresses, samples] : record.chains) {
+        std::vector<const Symbol *> chain(addresses.size());
+        std::transform(addresses.rbegin(), addresses.rend(), chain.begin(), named);
+        tree.add(chain, samples);
+        tooDeep += addresses.size() == m_limits.frames ? samples : 0;
+    }
+    return tree.text(linesPerThread) +
+           note(tooDeep, "the calls were nested too deep; the outermost are not shown.\n") +
+           note(record.samplesWithoutRoom, "there were too many different calls; they are not shown.\n") +
+           (m_stacks.leftOutLines()
+                ? "          Note: some source lines are left out, since finding them took too long.\n"
+                : "");
+}
+
+} // namespace
+
+ThreadRecord::ThreadRecord(int threadsFolder, pid_t id)
+    : text("          no sample: the system did not let the thread stop\n")
+    , m_folder(openIn(threadsFolder, std::to_string(id), O_RDONLY | O_DIRECTORY))
+    , m_syscall(openIn(m_folder.get(), "syscall", O_RDONLY)) {
+    look();
+    m_firstSeconds = m_lastSeconds;
+}
+
+void ThreadRecord::look() {
+    const ProcStat stat(contentIn(m_folder.get(), "stat"));
+    if (stat.fields.isEmpty())
+        return;
+    name = stat.name;
+    m_lastSeconds = stat.userSeconds() + stat.systemSeconds();
+    // About to stop for a sample, it would seem to stand still.
+    if (pending > 0 && state != '?')
+        return;
+    state = stat.state;
+    waitChannel = contentIn(m_folder.get(), "wchan");
+}
+
+// A thread that was stopped on its way through the program shows -1 for the system call.
+QByteArray ThreadRecord::place() const {
+    const QByteArray found = contentOf(m_syscall.get(), 256);
+    return found.startsWith("running") || found.startsWith("-1") ? QByteArray() : found;
+}
+
+void ThreadRecord::end() {
+    m_hasEnded = true;
+    m_folder = platform::FileDescriptor();
+    m_syscall = platform::FileDescriptor();
+}
+
+SamplingResult sample(const Target &target, Tracer &tracer, const Limits &limits) {
+    return Sampler(target, tracer, limits).run();
 }
 
 } // namespace spindump

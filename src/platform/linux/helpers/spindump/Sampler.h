@@ -1,79 +1,80 @@
-// Samples a traced process: asks all its threads for a snapshot at even intervals and passes these on.
+// Samples a traced process: stops all its threads at even intervals and reads their stacks.
 //
-// A thread that still waits where its last snapshot shows it is not stopped again. The interval grows when
-// samples cost more than a twentieth of one processor, and samples are left out while the reader is behind.
+// A thread that still waits where its last sample shows it is not stopped again. The interval grows when
+// samples cost more than a twentieth of one processor.
 #pragma once
 
-#include "Limits.h"
-#include "StackCopy.h"
-#include "StackReader.h"
-#include "StallGuard.h"
-#include "ThreadRecord.h"
+#include "Stacks.h"
 #include "Tracer.h"
-#include "WakeUps.h"
-
-#include <functional>
 
 namespace spindump {
 
-enum class SamplingEnd { timeUp, processEnded, otherProgram, readerEnded, asked };
-
-struct SamplingResult {
-    SamplingEnd end = SamplingEnd::timeUp;
-    std::chrono::duration<double> duration{};
-    std::uint64_t rounds = 0;
-    std::uint64_t roundsLeftOut = 0;
-    /// Of single threads, in the rounds that were not left out.
-    std::uint64_t snapshotsLeftOut = 0;
-    /// Threads that came when as many as are allowed had been sampled.
-    std::uint64_t threadsNotRecorded = 0;
+/// Bounds on what a target can make the sampler use, and for how long.
+struct Limits {
+    std::chrono::milliseconds duration{10'000};
+    /// For finding names and source lines, after that.
+    std::chrono::seconds reading{90};
+    /// Without any progress while the target is held, before all is given up.
+    std::chrono::seconds stall{10};
+    std::size_t threads = 1024;
+    std::size_t frames = 16'384;
 };
 
-class Sampler : private Tracer::Listener {
+/// What is known of one sampled thread, from the files that the kernel keeps for it. They stay open, so a
+/// later thread with the same id is never taken for it.
+class ThreadRecord {
 public:
-    using Progress = std::function<void(const std::string &)>;
+    /// `threadsFolder` is the process's folder "task".
+    ThreadRecord(int threadsFolder, pid_t id);
 
-    /// Borrows all of it.
-    Sampler(const Target &target, Tracer &tracer, StackReader &reader, WakeUps &wakeUps, const Limits &limits,
-            StallGuard &guard, Progress progress);
+    /// Reads name, state, wait channel and processor time again.
+    void look();
+    /// Where the thread waits in the kernel: system call, its arguments, stack pointer and program counter.
+    /// Empty while it runs and when the kernel does not say.
+    QByteArray place() const;
+    /// Keeps what is known, closes the files.
+    void end();
+    bool hasEnded() const { return m_hasEnded; }
+    /// Since this record was made, as far as it was looked at.
+    double processorSeconds() const { return m_lastSeconds - m_firstSeconds; }
 
-    /// Samples for the whole duration unless something ends it, and lets the process go.
-    SamplingResult run();
-    /// Waits until the reader has read everything, or its time is up. False when somebody asks to end.
-    bool waitForReader();
-
-    const std::map<pid_t, ThreadRecord> &threads() const { return m_threads; }
+    QByteArray name;
+    char state = '?';
+    QByteArray waitChannel;
+    std::uint64_t samples = 0;
+    /// Samples asked for and not yet taken; the thread stops as soon as it gets a processor.
+    unsigned pending = 0;
+    /// Where it was at the last stop; empty when it ran.
+    QByteArray sampledPlace;
+    CallChain sampledCalls;
+    /// Samples of each chain, and those for which there was no room.
+    std::map<CallChain, std::uint64_t> chains;
+    std::uint64_t samplesWithoutRoom = 0;
+    /// The call tree for the report, made at the end; or why there is none.
+    QByteArray text;
 
 private:
-    using Clock = std::chrono::steady_clock;
-
-    void threadAppeared(pid_t thread) override;
-    void threadStopped(pid_t thread) override;
-    void threadEnded(pid_t thread) override;
-    void childEnded(pid_t process, int status) override;
-
-    std::optional<SamplingEnd> reasonToEnd() const;
-    void wait(Clock::time_point until);
-    void sampleAll();
-    bool isReaderBehind() const { return m_reader.backlogBytes() > m_limits.backlogBytes; }
-    bool needsStop(ThreadRecord &record);
-    void takeSnapshot(ThreadRecord &record);
-    void adaptInterval(std::chrono::nanoseconds cost);
-    void lookAtThreads();
-    void finish();
-
-    const Target &m_target;
-    Tracer &m_tracer;
-    StackReader &m_reader;
-    WakeUps &m_wakeUps;
-    const Limits m_limits;
-    StallGuard &m_guard;
-    Progress m_progress;
-    StackCopy m_stacks;
-    std::map<pid_t, ThreadRecord> m_threads;
-    std::chrono::nanoseconds m_interval;
-    std::chrono::nanoseconds m_averageCost{};
-    SamplingResult m_result;
+    platform::FileDescriptor m_folder;
+    platform::FileDescriptor m_syscall;
+    bool m_hasEnded = false;
+    double m_firstSeconds = 0;
+    double m_lastSeconds = 0;
 };
+
+struct SamplingResult {
+    /// Why it ended, in words.
+    QByteArray end;
+    std::chrono::duration<double> duration{};
+    std::uint64_t rounds = 0;
+    /// Threads that came when as many as are allowed had been sampled.
+    std::uint64_t threadsNotRecorded = 0;
+    std::map<pid_t, ThreadRecord> threads;
+    StopTimes stops;
+    QByteArray libraries;
+};
+
+/// Samples for the whole duration unless the process ends earlier, lets it go, and finds the names. Throws
+/// Failure when a signal asks this process to end or that takes too long.
+SamplingResult sample(const Target &target, Tracer &tracer, const Limits &limits);
 
 } // namespace spindump

@@ -94,13 +94,13 @@ TEST(Sampling, SaysWhenCallsAreNestedTooDeep) {
     EXPECT_THAT(thread, Not(HasSubstr("  main  ")));
 }
 
-TEST(Sampling, SaysWhenAStackIsTooLarge) {
+TEST(Sampling, ReadsALargeStack) {
     SampledProgram target("bigStack");
     const auto sampled = sample(target.id());
     ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
     const std::string thread = threadPart(sampled.report, "spindump_target");
-    EXPECT_THAT(thread, HasSubstr("samples the stack was too large; the outermost calls are not shown."));
-    EXPECT_GT(samplesOf(thread, "sample::sleepForever()"), 0) << thread;
+    EXPECT_GT(samplesOf(thread, "sample::bigStack()"), 0) << thread;
+    EXPECT_GT(samplesOf(thread, "  main  "), 0) << thread;
 }
 
 TEST(Sampling, ReadsAStrippedProgram) {
@@ -178,15 +178,6 @@ TEST(Sampling, LeavesThreadsBeyondTheLimitAlone) {
     EXPECT_EQ(lineWith(sampled.report, "Note: "), "Note:             51 more threads were not sampled");
 }
 
-TEST(Sampling, LeavesThreadsOutWhileTheReaderIsBehind) {
-    SampledProgram target("bigBusyStacks");
-    const auto sampled = sample(target.id(), {.milliseconds = 1500, .backlogBytes = 1});
-    ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
-    EXPECT_THAT(sampled.report,
-                ContainsRegex("Note: +[0-9]+ times a thread was left out because reading the stacks"));
-    EXPECT_GT(samplesOf(sampled.report, "sample::busyBelow()"), 0) << sampled.report;
-}
-
 TEST(Sampling, SaysHowATargetThatMadeProcessesEnds) {
     SampledProgram target("cloneAndEnd");
     const auto sampled = sample(target.id(), {.milliseconds = 20'000});
@@ -222,8 +213,8 @@ TEST(Sampling, ReadsATargetWhoseFileIsGone) {
     ASSERT_EQ(::mkfifo((folder.path() / "program (deleted)").c_str(), 0600), 0);
     const auto sampled = sample(target.id());
     ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
-    EXPECT_THAT(lineWith(sampled.report, "no build identifier"),
-                HasSubstr("/program (deleted)  (not read: another file stands there now)"));
+    EXPECT_THAT(lineWith(sampled.report.substr(sampled.report.find("\nLibraries: ")), "/program (deleted)"),
+                MatchesRegex("0x[0-9a-f]+ - 0x[0-9a-f]+  [0-9a-f]{40}  /.*/program \\(deleted\\)"));
 }
 
 // The target with noise of the same size in the place of one of its sections.
@@ -262,46 +253,12 @@ INSTANTIATE_TEST_SUITE_P(Sampling, DamagedProgram,
                          testing::Values(".eh_frame", ".eh_frame_hdr", ".debug_info", ".debug_abbrev",
                                          ".debug_line", ".debug_aranges", ".debug_str"));
 
-TEST(Sampling, GoesOnWithoutWhatCannotBeRead) {
+TEST(Sampling, GivesUpWhenFindingNamesTakesTooLong) {
     SampledProgram target("sleep");
-    test_support::ScratchFolder folder;
-    const auto report = folder.path() / "report.txt";
-    test_support::ProgramRun sampler(quickSampler(target.id(), report, {.milliseconds = 60'000}));
-    // Whatever a target's files do to the process that reads them, here is its end.
-    pid_t reader = 0;
-    ASSERT_TRUE(test_support::waitUntil([&] {
-        std::ifstream children("/proc/" + std::to_string(sampler.processId()) + "/task/" +
-                               std::to_string(sampler.processId()) + "/children");
-        return static_cast<bool>(children >> reader);
-    }));
-    ASSERT_TRUE(test_support::waitUntil(
-        [&] { return sampler.standardError().find(" samples\n") != std::string::npos; }));
-    ASSERT_EQ(::kill(reader, SIGKILL), 0);
-    ASSERT_EQ(sampler.waitForEnd(), exited(0)) << sampler.standardError();
-    const std::string text = test_support::readFile(report).toStdString();
-    EXPECT_EQ(lineWith(text, "Note: "),
-              "Note:             no call trees: the reader of stacks was ended by signal 9");
-    EXPECT_THAT(text, HasSubstr("          no call tree\n"));
-    EXPECT_EQ(statusOf(target.id(), "TracerPid"), "0");
-}
-
-TEST(Sampling, GivesUpReadingWhenItTakesTooLong) {
-    SampledProgram target("sleep");
-    test_support::ScratchFolder folder;
-    const auto report = folder.path() / "report.txt";
-    test_support::ProgramRun sampler(
-        quickSampler(target.id(), report, {.milliseconds = 60'000, .readingSeconds = 1}));
-    pid_t reader = 0;
-    ASSERT_TRUE(test_support::waitUntil([&] {
-        std::ifstream children("/proc/" + std::to_string(sampler.processId()) + "/task/" +
-                               std::to_string(sampler.processId()) + "/children");
-        return static_cast<bool>(children >> reader);
-    }));
-    ASSERT_EQ(::kill(reader, SIGSTOP), 0);
-    target.run().send(SIGKILL);
-    ASSERT_EQ(sampler.waitForEnd(), exited(0)) << sampler.standardError();
-    EXPECT_EQ(lineWith(test_support::readFile(report).toStdString(), "Note: "),
-              "Note:             no call trees: reading the stacks took too long");
+    const auto sampled = sample(target.id(), {.milliseconds = 100, .readingSeconds = 0});
+    EXPECT_EQ(sampled.end, exited(1));
+    EXPECT_THAT(sampled.errors, testing::EndsWith("spindump: reading the stacks took too long\n"));
+    EXPECT_EQ(sampled.report, "");
 }
 
 } // namespace

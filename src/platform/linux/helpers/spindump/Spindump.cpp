@@ -1,15 +1,17 @@
 #include "Spindump.h"
 
-#include "Arguments.h"
-#include "EscapedText.h"
-#include "OutputFile.h"
 #include "Report.h"
+#include "Text.h"
+#include "platform/posix/FileSystem.h"
 #include "platform/posix/Process.h"
 
+#include <cerrno>
 #include <csignal>
-#include <cstdlib>
+#include <cstring>
 #include <iostream>
+#include <limits>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace spindump {
 
@@ -17,111 +19,107 @@ namespace {
 
 constexpr int wrongCommandLine = 2;
 
-int failure(const std::string &error, int status = EXIT_FAILURE) {
-    std::cerr << "spindump: " << error << '\n';
-    return status;
-}
-
-void say(const std::string &text) {
-    std::cerr << text + '\n' << std::flush;
-}
-
-// Each thread takes some descriptors.
-void raiseFileLimit() {
+// However large the target's files are, and whatever they hold. No core is dumped: it would hold the target's
+// data.
+void limitResources() {
     struct rlimit files {};
-    if (::getrlimit(RLIMIT_NOFILE, &files) != 0)
-        return;
-    files.rlim_cur = files.rlim_max;
-    ::setrlimit(RLIMIT_NOFILE, &files);
+    // Each thread takes some descriptors.
+    if (::getrlimit(RLIMIT_NOFILE, &files) == 0) {
+        files.rlim_cur = files.rlim_max;
+        ::setrlimit(RLIMIT_NOFILE, &files);
+    }
+    const struct rlimit noCore { 0, 0 };
+    const struct rlimit memory { 768 << 20, 768 << 20 };
+    const struct rlimit report { 64 << 20, 64 << 20 };
+    ::setrlimit(RLIMIT_CORE, &noCore);
+    ::setrlimit(RLIMIT_DATA, &memory);
+    ::setrlimit(RLIMIT_FSIZE, &report);
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
-// Everything between the taking of the process and the report's text.
-class Run {
-public:
-    Run(Target &target, const Limits &limits)
-        : m_target(target)
-        , m_limits(limits)
-        , m_tracer(target.processId(), target.threads(), limits.threads) {}
-
-    /// With the rights that this process was started with, and without reading what the target shapes.
-    bool attach(std::string &error) {
-        // Looked at again: until it is held, the process can become another program's.
-        return m_tracer.attach(error) && m_target.isAllowed(error);
+// The report takes the place of nothing but a plain file of the user's. What the user may do there is the
+// system's business, since no other rights are left.
+void requirePlace(const std::filesystem::path &path, const AskingUser &asking) {
+    const auto reason = [](const QByteArray &what) { return escaped(what) + ": " + std::strerror(errno); };
+    const std::string folderPath = path.native().substr(0, path.native().rfind('/') + 1);
+    const QByteArray folder = folderPath.empty() ? "." : QByteArray::fromStdString(folderPath);
+    const QByteArray name = QByteArray::fromStdString(path.filename());
+    struct stat status {};
+    if (::stat(folder.constData(), &status) != 0)
+        throw Failure(reason(folder));
+    if (asking.elevated && status.st_uid != asking.user)
+        throw Failure(escaped(folder) + ": the folder belongs to another user");
+    if (::lstat(path.c_str(), &status) != 0) {
+        if (errno != ENOENT)
+            throw Failure(reason(name));
+        return;
     }
+    if (!S_ISREG(status.st_mode))
+        throw Failure(escaped(name) + ": what stands there is no plain file");
+    if (status.st_uid != asking.user)
+        throw Failure(escaped(name) + ": a file of another user stands there");
+}
 
-    std::optional<std::string> sample(std::string &error) {
-        ReportInput input{.date = std::chrono::system_clock::now(),
-                          .processId = m_target.processId(),
-                          .before = m_target.facts()};
-        if (!m_reader.start(m_target, m_limits, error))
-            return std::nullopt;
-        Sampler sampler(m_target, m_tracer, m_reader, m_wakeUps, m_limits, m_guard, say);
-        say("sampling process " + std::to_string(input.processId));
-        input.sampling = sampler.run();
-        if (input.sampling.end != SamplingEnd::asked)
-            say("reading the stacks");
-        if (input.sampling.end == SamplingEnd::asked || !sampler.waitForReader()) {
-            error = "ended by a signal";
-            return std::nullopt;
-        }
-        // A thread that the system has kept from stopping is held until this process ends.
-        m_guard.renew();
-        if (m_tracer.isIdle())
-            m_guard.end();
-        input.stops = m_tracer.stopTimes();
-        input.threadsBeyondLimit = m_tracer.threadsBeyondLimit();
-        input.endStatus = m_tracer.endStatus();
-        input.threads = &sampler.threads();
-        input.stacks = m_reader.result();
-        return reportText(input);
-    }
+void writeReport(const QByteArray &report, const std::filesystem::path &path) {
+    std::error_code error;
+    if (!platform::writeFileAtomically(path, report, platform::Replacement::privateFile, error))
+        throw Failure(escaped(QByteArray::fromStdString(path.filename())) + ": " + error.message().c_str());
+}
 
-private:
-    Target &m_target;
-    const Limits m_limits;
-    WakeUps m_wakeUps;
-    StallGuard m_guard{m_limits.stall};
-    Tracer m_tracer;
-    StackReader m_reader;
-};
-
-int sampleInto(const Arguments &arguments, const AskingUser &asking, const Limits &limits) {
-    std::string error;
-    auto target = Target::open(arguments.processId, asking, error);
-    if (!target)
-        return failure(error);
-    target->openPrivileged();
-    Run run(*target, limits);
-    if (!run.attach(error) || !dropPrivileges(asking, error))
-        return failure(error);
-    const auto owner = asking.elevated ? FolderOwner::theUser : FolderOwner::anybody;
-    const auto output = OutputFile::prepare(arguments.outputPath, asking.user, owner, error);
-    if (!output)
-        return failure(error);
-    const auto report = run.sample(error);
-    if (!report || !output->write(*report, error))
-        return failure(error);
-    say("the report is in " + escaped(arguments.outputPath));
-    return EXIT_SUCCESS;
+// The process is taken with the rights that this program was started with, and without reading what the
+// target shapes; all else is done without them.
+QByteArray sampled(const Arguments &arguments, const AskingUser &asking, const Limits &limits) {
+    Target target(arguments.processId, asking);
+    Tracer tracer(target.processId, target.threads.get(), limits.stall);
+    tracer.attach();
+    // Until it is held, the process can become another program's.
+    target.requireAllowed();
+    dropPrivileges(asking);
+    requirePlace(arguments.outputPath, asking);
+    limitResources();
+    const std::time_t date = std::time(nullptr);
+    std::cerr << "sampling " << processNamed(target.processId).constData() << std::endl;
+    return reportText(target, sample(target, tracer, limits), date);
 }
 
 } // namespace
 
+Arguments parseArguments(const std::vector<std::string> &words) {
+    const QByteArray usage = "usage: spindump PID -file PATH";
+    if (words.size() != 3 || words[1] != "-file")
+        throw Failure(usage, wrongCommandLine);
+    const QByteArray id = QByteArray::fromStdString(words[0]);
+    const auto processId = decimalNumber(id, std::numeric_limits<pid_t>::max());
+    if (processId.value_or(0) == 0)
+        throw Failure('"' + escaped(id) + "\" is not a process id; " + usage, wrongCommandLine);
+    const std::filesystem::path path = words[2];
+    const auto name = path.filename();
+    if (name.empty() || name == "." || name == "..")
+        throw Failure('"' + escaped(QByteArray::fromStdString(words[2])) + "\" does not name a file; " +
+                          usage,
+                      wrongCommandLine);
+    return {static_cast<pid_t>(*processId), path};
+}
+
 int run(const std::vector<std::string> &words, const Limits &limits) {
     platform::prepareProcess();
-    std::string error;
-    const auto asking = askingUser(error);
-    // Nothing that others may have put there is for this program or its libraries.
-    ::clearenv();
-    const auto arguments = parseArguments(words, error);
-    if (!arguments)
-        return failure(error, wrongCommandLine);
-    if (!asking)
-        return failure(error);
-    if (asking->elevated && !arguments->outputPath.starts_with('/'))
-        return failure("the path of the report must be absolute", wrongCommandLine);
-    raiseFileLimit();
-    return sampleInto(*arguments, *asking, limits);
+    try {
+        const Arguments arguments = parseArguments(words);
+        const AskingUser asking = askingUser();
+        // Nothing that others may have put there is for this program or its libraries.
+        ::clearenv();
+        if (asking.elevated && !arguments.outputPath.is_absolute())
+            throw Failure("the path of the report must be absolute", wrongCommandLine);
+        writeReport(sampled(arguments, asking, limits), arguments.outputPath);
+        std::cerr << "the report is in " << escaped(arguments.outputPath.c_str()).constData() << std::endl;
+        return EXIT_SUCCESS;
+    } catch (const Failure &failure) {
+        std::cerr << "spindump: " << failure.what() << std::endl;
+        return failure.exitStatus;
+    } catch (const std::exception &error) {
+        std::cerr << "spindump: " << error.what() << std::endl;
+        return EXIT_FAILURE;
+    }
 }
 
 } // namespace spindump

@@ -23,7 +23,6 @@ public:
 private:
     void threadAppeared(pid_t) override {}
     void threadEnded(pid_t) override {}
-    void childEnded(pid_t, int) override {}
     void threadStopped(pid_t) override {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
         if (++m_stops == mostStops)
@@ -38,17 +37,16 @@ TEST(Tracer, DoesNotFollowEventsWithoutEnd) {
     SampledProgram target("signalStorm");
     const auto threads =
         spindump::openIn(AT_FDCWD, "/proc/" + std::to_string(target.id()) + "/task", O_RDONLY | O_DIRECTORY);
-    std::string error;
-    spindump::Tracer tracer(target.id(), threads.get(), 100);
-    ASSERT_TRUE(tracer.attach(error)) << error;
+    spindump::Tracer tracer(target.id(), threads.get(), std::chrono::seconds(60));
+    tracer.attach();
     SlowListener listener(target.id());
     ASSERT_TRUE(test_support::waitUntil([&] {
-        tracer.handleEvents(listener);
+        tracer.wait(std::chrono::steady_clock::now(), listener);
         return listener.stops() > 0;
     }));
     EXPECT_LT(listener.stops(), SlowListener::mostStops / 2);
-    tracer.letGo(nullptr);
-    EXPECT_TRUE(tracer.isIdle());
+    tracer.letGo(listener);
+    EXPECT_TRUE(tracer.threads().empty());
 }
 
 } // namespace

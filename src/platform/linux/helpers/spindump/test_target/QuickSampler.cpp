@@ -1,11 +1,11 @@
 // The process sampler with its limits on the command line, so that tests need not take ten seconds:
-// `spindump_quick MILLISECONDS FRAMES THREADS READING_SECONDS STALL_SECONDS BACKLOG_BYTES PID -file PATH`
+// `spindump_quick MILLISECONDS FRAMES THREADS READING_SECONDS STALL_SECONDS PID -file PATH`
 #include "platform/linux/helpers/spindump/Spindump.h"
 
 #include <cstdlib>
 
 int main(int argumentCount, char **arguments) {
-    constexpr int ownWords = 7;
+    constexpr int ownWords = 6;
     if (argumentCount < ownWords)
         return EXIT_FAILURE;
     spindump::Limits limits;
@@ -14,6 +14,5 @@ int main(int argumentCount, char **arguments) {
     limits.threads = static_cast<std::size_t>(std::atoi(arguments[3]));
     limits.reading = std::chrono::seconds(std::atoi(arguments[4]));
     limits.stall = std::chrono::seconds(std::atoi(arguments[5]));
-    limits.backlogBytes = static_cast<std::size_t>(std::atoi(arguments[6]));
     return spindump::run({arguments + ownWords, arguments + argumentCount}, limits);
 }

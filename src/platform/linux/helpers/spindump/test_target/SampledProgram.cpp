@@ -27,8 +27,7 @@ ProgramOptions quickSampler(pid_t target, const std::filesystem::path &report,
         .program = SPINDUMP_QUICK,
         .arguments = {std::to_string(options.milliseconds), std::to_string(options.frames),
                       std::to_string(options.threads), std::to_string(options.readingSeconds),
-                      std::to_string(options.stallSeconds), std::to_string(options.backlogBytes),
-                      std::to_string(target), "-file", report},
+                      std::to_string(options.stallSeconds), std::to_string(target), "-file", report},
         .user = options.user};
     if (!options.askingUser.empty())
         program.variables.emplace_back("PKEXEC_UID", options.askingUser);
@@ -70,12 +69,12 @@ int samplesOf(const std::string &text, const std::string &function) {
 }
 
 std::string shownCommandLine(pid_t process) {
-    return spindump::contentIn(AT_FDCWD, "/proc/" + std::to_string(process) + "/cmdline").value.value_or("");
+    return spindump::contentIn(AT_FDCWD, "/proc/" + std::to_string(process) + "/cmdline").toStdString();
 }
 
 std::string statusOf(pid_t process, const std::string &field) {
     const auto status = spindump::contentIn(AT_FDCWD, "/proc/" + std::to_string(process) + "/status");
-    return status.value ? spindump::statusField(*status.value, field).value_or("none") : "gone";
+    return status.isEmpty() ? "gone" : spindump::statusField(status, field.c_str()).toStdString();
 }
 
 } // namespace spindump_test

@@ -32,7 +32,6 @@ struct SamplerOptions {
     int threads = 1024;
     int readingSeconds = 60;
     int stallSeconds = 60;
-    int backlogBytes = 8 << 20;
     /// What pkexec would say; empty: not started by it.
     std::string askingUser = {};
     std::optional<uid_t> user = std::nullopt;
