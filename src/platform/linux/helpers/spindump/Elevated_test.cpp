@@ -76,18 +76,23 @@ void keepsNoRights() {
     ProgramRun sampler(quickSampler(target.id(), place.report, asked(60'000)));
     ASSERT_TRUE(waitUntil([&] { return sampler.standardError().starts_with("sampling"); }));
     const pid_t id = sampler.processId();
-    {
-        const pid_t process = id;
-        for (const char *set : {"CapInh", "CapPrm", "CapEff", "CapAmb"})
-            EXPECT_EQ(statusOf(process, set), "0000000000000000") << set;
-        EXPECT_EQ(statusOf(process, "NoNewPrivs"), "1");
-        EXPECT_EQ(statusOf(process, "Groups"), "");
-        EXPECT_EQ(statusOf(process, "Uid"), "65534\t65534\t65534\t65534");
-        EXPECT_EQ(statusOf(process, "Gid"), "65534\t65534\t65534\t65534");
-        EXPECT_EQ(statusOf(process, "Umask"), "0077");
-    }
+    for (const char *set : {"CapInh", "CapPrm", "CapEff", "CapAmb"})
+        EXPECT_EQ(statusOf(id, set), "0000000000000000") << set;
+    EXPECT_EQ(statusOf(id, "NoNewPrivs"), "1");
+    EXPECT_EQ(statusOf(id, "Groups"), "");
+    EXPECT_EQ(statusOf(id, "Uid"), "65534\t65534\t65534\t65534");
+    EXPECT_EQ(statusOf(id, "Gid"), "65534\t65534\t65534\t65534");
+    EXPECT_EQ(statusOf(id, "Umask"), "0077");
     sampler.send(SIGTERM);
     EXPECT_EQ(sampler.waitForEnd(), exited(1)) << sampler.standardError();
+}
+
+std::string refusalOf(pid_t process, const UserFolder &place) {
+    const auto sampled = sampleInto(place.report, process, asked());
+    EXPECT_EQ(sampled.end, exited(1));
+    EXPECT_FALSE(fs::exists(place.report));
+    const std::string named = "spindump: process " + std::to_string(process) + ' ';
+    return sampled.errors.starts_with(named) ? sampled.errors.substr(named.size()) : sampled.errors;
 }
 
 void refusesOtherUsersTargets() {
@@ -96,53 +101,40 @@ void refusesOtherUsersTargets() {
     ProgramRun roots({.program = "/bin/sleep", .arguments = {"1000"}});
     for (const ProgramRun *run : {&strangers, &roots}) {
         ASSERT_TRUE(waitUntil([&] { return statusOf(run->processId(), "Name") == "sleep"; }));
-        const auto sampled = sampleInto(place.report, run->processId(), asked());
-        EXPECT_EQ(sampled.end, exited(1));
-        EXPECT_EQ(sampled.errors,
-                  "spindump: process " + std::to_string(run->processId()) + " belongs to another user\n");
+        EXPECT_EQ(refusalOf(run->processId(), place), "belongs to another user\n");
     }
-    EXPECT_FALSE(fs::exists(place.report));
 }
 
-// It runs as root, whoever started it.
-void refusesSetUserTargets() {
-    const UserFolder place;
-    ASSERT_EQ(::chown(place.program.c_str(), 0, 0), 0);
-    ASSERT_EQ(::chmod(place.program.c_str(), 04755), 0);
-    SampledProgram target("sleep", {.program = place.program, .user = user});
-    ASSERT_EQ(statusOf(target.id(), "Uid"), "65534\t0\t0\t0")
-        << "the scratch folder's disk ignores the set-user bit";
-    const auto sampled = sampleInto(place.report, target.id(), asked());
-    EXPECT_EQ(sampled.end, exited(1));
-    EXPECT_EQ(sampled.errors,
-              "spindump: process " + std::to_string(target.id()) + " belongs to another user\n");
-}
-
-void refusesFurtherRightsOf(const UserFolder &place, const std::string &field, const std::string &value) {
-    SampledProgram target("sleep", {.program = place.program, .user = user});
-    ASSERT_EQ(statusOf(target.id(), field), value)
-        << "the scratch folder's disk ignores what a program gives";
-    const auto sampled = sampleInto(place.report, target.id(), asked());
-    EXPECT_EQ(sampled.end, exited(1));
-    EXPECT_EQ(sampled.errors,
-              "spindump: process " + std::to_string(target.id()) + " has rights that its user has not\n");
-}
-
-void refusesSetGroupTargets() {
-    const UserFolder place;
-    ASSERT_EQ(::chown(place.program.c_str(), user, 0), 0);
-    ASSERT_EQ(::chmod(place.program.c_str(), 02755), 0);
-    refusesFurtherRightsOf(place, "Gid", "65534\t0\t0\t0");
-}
-
-void refusesTargetsWithCapabilities() {
-    const UserFolder place;
+// Programs that run with more rights than whoever started them.
+void refusesTargetsWithFurtherRights() {
     constexpr std::uint32_t bindToLowPorts = 1U << CAP_NET_BIND_SERVICE;
     const struct vfs_cap_data given {
         .magic_etc = VFS_CAP_REVISION_2 | VFS_CAP_FLAGS_EFFECTIVE, .data = { {bindToLowPorts, 0}, {} }
     };
-    ASSERT_EQ(::setxattr(place.program.c_str(), "security.capability", &given, sizeof given, 0), 0);
-    refusesFurtherRightsOf(place, "CapPrm", "0000000000000400");
+    const struct {
+        uid_t owner;
+        mode_t mode;
+        bool isCapable;
+        const char *field;
+        const char *value;
+        const char *refusal;
+    } cases[] = {
+        {0, 04755, false, "Uid", "65534\t0\t0\t0", "belongs to another user\n"},
+        {user, 02755, false, "Gid", "65534\t0\t0\t0", "has rights that its user has not\n"},
+        {user, 0700, true, "CapPrm", "0000000000000400", "has rights that its user has not\n"},
+    };
+    for (const auto &[owner, mode, isCapable, field, value, refusal] : cases) {
+        const UserFolder place;
+        ASSERT_EQ(::chown(place.program.c_str(), owner, 0), 0);
+        ASSERT_EQ(::chmod(place.program.c_str(), mode), 0);
+        if (isCapable) {
+            ASSERT_EQ(::setxattr(place.program.c_str(), "security.capability", &given, sizeof given, 0), 0);
+        }
+        SampledProgram target("sleep", {.program = place.program, .user = user});
+        ASSERT_EQ(statusOf(target.id(), field), value)
+            << "the scratch folder's disk ignores what programs give";
+        EXPECT_EQ(refusalOf(target.id(), place), refusal);
+    }
 }
 
 void leavesTheEnvironmentOut() {
@@ -208,22 +200,21 @@ void takesNobodysWordForIt() {
 }
 
 [[maybe_unused]] const bool rootTested = [] {
-    const bool isRoot = test_support::canRunAs(user);
-    using test_support::registerTestIf;
-    registerTestIf(isRoot, "Elevated", "LeavesTheReportToTheUser", leavesTheReportToTheUser);
-    registerTestIf(isRoot, "Elevated", "ReadsWhatTheUserMayNot", readsWhatTheUserMayNot);
-    registerTestIf(isRoot, "Elevated", "KeepsNoRights", keepsNoRights);
-    registerTestIf(isRoot, "Elevated", "RefusesOtherUsersTargets", refusesOtherUsersTargets);
-    registerTestIf(isRoot, "Elevated", "RefusesSetUserTargets", refusesSetUserTargets);
-    registerTestIf(isRoot, "Elevated", "RefusesSetGroupTargets", refusesSetGroupTargets);
-    registerTestIf(isRoot, "Elevated", "RefusesTargetsWithCapabilities", refusesTargetsWithCapabilities);
-    registerTestIf(isRoot, "Elevated", "LeavesTheEnvironmentOut", leavesTheEnvironmentOut);
-    registerTestIf(isRoot, "Elevated", "RefusesFoldersOfOthers", refusesFoldersOfOthers);
-    registerTestIf(isRoot, "Elevated", "RefusesFilesOfOthersAndLinks", refusesFilesOfOthersAndLinks);
-    registerTestIf(isRoot, "Elevated", "RefusesRelativePathsAndUnknownUsers",
-                   refusesRelativePathsAndUnknownUsers);
-    registerTestIf(isRoot, "Elevated", "TakesNobodysWordForIt", takesNobodysWordForIt);
-    return isRoot;
+    const std::pair<const char *, void (*)()> tests[] = {
+        {"LeavesTheReportToTheUser", leavesTheReportToTheUser},
+        {"ReadsWhatTheUserMayNot", readsWhatTheUserMayNot},
+        {"KeepsNoRights", keepsNoRights},
+        {"RefusesOtherUsersTargets", refusesOtherUsersTargets},
+        {"RefusesTargetsWithFurtherRights", refusesTargetsWithFurtherRights},
+        {"LeavesTheEnvironmentOut", leavesTheEnvironmentOut},
+        {"RefusesFoldersOfOthers", refusesFoldersOfOthers},
+        {"RefusesFilesOfOthersAndLinks", refusesFilesOfOthersAndLinks},
+        {"RefusesRelativePathsAndUnknownUsers", refusesRelativePathsAndUnknownUsers},
+        {"TakesNobodysWordForIt", takesNobodysWordForIt},
+    };
+    for (const auto &[name, test] : tests)
+        test_support::registerTestIf(test_support::canRunAs(user), "Elevated", name, test);
+    return true;
 }();
 
 } // namespace

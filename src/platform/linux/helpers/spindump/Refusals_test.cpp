@@ -23,23 +23,32 @@ Sampled runShipped(const std::vector<std::string> &arguments, std::optional<uid_
     return result;
 }
 
-TEST(Refusals, WrongCommandLine) {
+TEST(Refusals, OfTheShippedProgram) {
+    const pid_t ended = ::fork();
+    if (ended == 0)
+        ::_exit(0);
+    ASSERT_TRUE(test_support::waitUntil([&] { return statusOf(ended, "State").starts_with("Z"); }));
     const ScratchFolder folder;
     const std::string report = folder.path() / "report.txt";
-    for (const std::vector<std::string> &words : std::vector<std::vector<std::string>>{
-             {}, {"1"}, {"x", "-file", report}, {"1", "-file", report, "5"}, {"1", "-duration", report}}) {
+    const std::string zombie = std::to_string(ended);
+    const struct {
+        std::vector<std::string> words;
+        int status;
+        std::string errors;
+    } cases[] = {
+        {{}, 2, "usage: spindump PID -file PATH"},
+        {{"1\033[2J", "-file", report},
+         2,
+         "\"1\\x1b[2J\" is not a process id; usage: spindump PID -file PATH"},
+        {{"1", "-file", "/"}, 2, "\"/\" does not name a file; usage: spindump PID -file PATH"},
+        {{"2147483647", "-file", report}, 1, "there is no process 2147483647"},
+        {{zombie, "-file", report}, 1, "process " + zombie + " has ended"},
+    };
+    for (const auto &[words, status, errors] : cases) {
         const auto run = runShipped(words);
-        EXPECT_EQ(run.end, exited(2)) << testing::PrintToString(words);
-        EXPECT_THAT(run.errors, testing::MatchesRegex("spindump: .*usage: spindump PID -file PATH\n"));
+        EXPECT_EQ(run.end, exited(status)) << testing::PrintToString(words);
+        EXPECT_EQ(run.errors, "spindump: " + errors + '\n');
     }
-    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
-}
-
-TEST(Refusals, NoSuchProcess) {
-    const ScratchFolder folder;
-    const auto run = runShipped({"2147483647", "-file", folder.path() / "report.txt"});
-    EXPECT_EQ(run.end, exited(1));
-    EXPECT_EQ(run.errors, "spindump: there is no process 2147483647\n");
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
 
@@ -57,17 +66,6 @@ TEST(Refusals, AThreadIsNoProcess) {
     }
 }
 
-TEST(Refusals, AnEndedProcess) {
-    const pid_t child = ::fork();
-    if (child == 0)
-        ::_exit(0);
-    ASSERT_TRUE(test_support::waitUntil([&] { return statusOf(child, "State").starts_with("Z"); }));
-    const ScratchFolder folder;
-    const auto run = runShipped({std::to_string(child), "-file", folder.path() / "report.txt"});
-    EXPECT_EQ(run.end, exited(1));
-    EXPECT_EQ(run.errors, "spindump: process " + std::to_string(child) + " has ended\n");
-}
-
 TEST(Refusals, AProcessThatIsTracedAlready) {
     SampledProgram target("sleep");
     const ScratchFolder folder;
@@ -80,17 +78,41 @@ TEST(Refusals, AProcessThatIsTracedAlready) {
     EXPECT_FALSE(std::filesystem::exists(folder.path() / "second.txt"));
 }
 
-TEST(Refusals, PlacesThatAreNoPlainFile) {
+TEST(Refusals, Places) {
     SampledProgram target("sleep");
     const ScratchFolder folder;
-    std::filesystem::create_symlink("/etc/passwd", folder.path() / "link");
-    std::filesystem::create_directory(folder.path() / "folder");
-    for (const std::string name : {"link", "folder"}) {
+    const auto in = [&](const char *name) { return folder.path().native() + '/' + name; };
+    test_support::writeFile(in("file"), "");
+    std::filesystem::create_symlink("/etc/passwd", in("link"));
+    std::filesystem::create_directory(in("folder"));
+    std::filesystem::create_directory_symlink("circle", in("circle"));
+    const std::pair<std::string, std::string> cases[] = {
+        {"link", "link: what stands there is no plain file"},
+        {"folder", "folder: what stands there is no plain file"},
+        {"none/report", in("none/: No such file or directory")},
+        {"file/report", in("file/: Not a directory")},
+        {"circle/report", in("circle/: Too many levels of symbolic links")},
+    };
+    for (const auto &[name, errors] : cases) {
         const auto run = sampleInto(folder.path() / name, target.id());
         EXPECT_EQ(run.end, exited(1));
-        EXPECT_EQ(run.errors, "spindump: " + name + ": what stands there is no plain file\n");
+        EXPECT_EQ(run.errors, "spindump: " + errors + '\n');
     }
     EXPECT_EQ(statusOf(target.id(), "TracerPid"), "0");
+}
+
+TEST(Refusals, NothingOfAReplacedFileIsKept) {
+    SampledProgram target("sleep");
+    const ScratchFolder folder;
+    const auto place = folder.path() / "report.txt";
+    test_support::writeFile(place, "before");
+    std::filesystem::permissions(place, std::filesystem::perms::all);
+    std::filesystem::create_hard_link(place, folder.path() / "other");
+    EXPECT_EQ(sampleInto(place, target.id(), {.milliseconds = 100}).end, exited(0));
+    EXPECT_TRUE(test_support::readFile(place).startsWith("Process sample"));
+    using std::filesystem::perms;
+    EXPECT_EQ(std::filesystem::status(place).permissions(), perms::owner_read | perms::owner_write);
+    EXPECT_EQ(test_support::readFile(folder.path() / "other"), "before");
 }
 
 TEST(Refusals, AFullDisk) {

@@ -4,10 +4,13 @@
 #include "platform/Bundle.h"
 
 #include <QLocale>
+#include <QString>
 #include <QSysInfo>
 #include <algorithm>
 #include <array>
+#include <cinttypes>
 #include <fcntl.h>
+#include <functional>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -19,12 +22,8 @@ QByteArray number(std::uint64_t value) {
     return QByteArray::number(static_cast<qulonglong>(value));
 }
 
-QByteArray decimals(double value, int digits) {
-    return QByteArray::number(value, 'f', digits);
-}
-
-QByteArray milliseconds(std::chrono::nanoseconds time, int digits) {
-    return decimals(std::chrono::duration<double, std::milli>(time).count(), digits) + " ms";
+double milliseconds(std::chrono::nanoseconds time) {
+    return std::chrono::duration<double, std::milli>(time).count();
 }
 
 QByteArray sizeText(qint64 bytes) {
@@ -33,10 +32,6 @@ QByteArray sizeText(qint64 bytes) {
 
 QByteArray line(const QByteArray &label, const QByteArray &value) {
     return (label + ':').leftJustified(17) + ' ' + value + '\n';
-}
-
-QByteArray lineUnlessEmpty(const QByteArray &label, const QByteArray &source, const QByteArray &value) {
-    return line(label, source.isEmpty() ? "not readable" : value);
 }
 
 QByteArray dateText(std::time_t date) {
@@ -83,36 +78,43 @@ QByteArray bundleLines(const QByteArray &executable) {
 QByteArray processSection(const Target &target, std::time_t date) {
     const TargetFacts &facts = target.facts;
     const ProcStat stat(facts.stat);
+    const auto unlessEmpty = [](const QByteArray &source, const QByteArray &value) {
+        return source.isEmpty() ? "not readable" : value;
+    };
     const auto transferred = [&](const char *field) {
         return sizeText(statusField(facts.io, field).toLongLong());
     };
     return line("Process", escaped(stat.name) + " [" + QByteArray::number(target.processId) + "]") +
-           lineUnlessEmpty("Path", facts.executable, escaped(facts.executable)) +
+           line("Path", unlessEmpty(facts.executable, escaped(facts.executable))) +
            bundleLines(facts.executable) + line("Parent process", parentText(stat)) +
            line("Command line", commandLineText(facts.commandLine)) + line("Started", startText(stat, date)) +
-           lineUnlessEmpty("Memory", facts.status, memoryText(facts.status)) +
-           line("CPU time", decimals(stat.userSeconds(), 2) + " s in the program, " +
-                                decimals(stat.systemSeconds(), 2) + " s in the system") +
-           lineUnlessEmpty("Disk", facts.io,
-                           transferred("read_bytes") + " read, " + transferred("write_bytes") + " written") +
-           lineUnlessEmpty("Open files", facts.openFiles, facts.openFiles) +
+           line("Memory", unlessEmpty(facts.status, memoryText(facts.status))) +
+           line("CPU time", QString::asprintf("%.2f s in the program, %.2f s in the system",
+                                              stat.userSeconds(), stat.systemSeconds())
+                                .toUtf8()) +
+           line("Disk", unlessEmpty(facts.io, transferred("read_bytes") + " read, " +
+                                                  transferred("write_bytes") + " written")) +
+           line("Open files", unlessEmpty(facts.openFiles, facts.openFiles)) +
            line("Threads", number(stat.number(20)));
 }
 
 QByteArray samplingSection(const SamplingResult &sampling) {
     const StopTimes &stops = sampling.stops;
-    const auto rounds = std::max<std::uint64_t>(sampling.rounds, 1);
-    return line("Duration", decimals(sampling.duration.count(), 2) + " s; " + sampling.end) +
-           line("Samples", number(sampling.rounds) + ", one every " +
-                               decimals(sampling.duration.count() * 1000 / static_cast<double>(rounds), 2) +
-                               " ms") +
-           line("Time stopped", milliseconds(stops.total, 2) + " in " + number(stops.count) +
-                                    " stops of single threads, " +
-                                    milliseconds(stops.total / std::max<std::uint64_t>(stops.count, 1), 3) +
-                                    " each, the longest " + milliseconds(stops.longest, 3)) +
-           (sampling.threadsNotRecorded == 0
-                ? QByteArray()
-                : line("Note", number(sampling.threadsNotRecorded) + " more threads were not sampled"));
+    const double seconds = sampling.duration.count();
+    const double interval = seconds * 1000 / static_cast<double>(std::max<std::uint64_t>(sampling.rounds, 1));
+    const double total = milliseconds(stops.total);
+    const double each = total / static_cast<double>(std::max<std::uint64_t>(stops.count, 1));
+    const QByteArray text =
+        line("Duration", QByteArray::number(seconds, 'f', 2) + " s; " + sampling.end) +
+        line("Samples",
+             number(sampling.rounds) + QString::asprintf(", one every %.2f ms", interval).toUtf8()) +
+        line("Time stopped", QString::asprintf("%.2f ms in %" PRIu64
+                                               " stops of single threads, %.3f ms each, the longest %.3f ms",
+                                               total, stops.count, each, milliseconds(stops.longest))
+                                 .toUtf8());
+    return sampling.threadsNotRecorded == 0
+               ? text
+               : text + line("Note", number(sampling.threadsNotRecorded) + " more threads were not sampled");
 }
 
 QByteArray hostSection() {
@@ -123,24 +125,12 @@ QByteArray hostSection() {
            line("Processors", QByteArray::number(qlonglong{::sysconf(_SC_NPROCESSORS_ONLN)}));
 }
 
-const char *stateText(const ThreadRecord &thread) {
-    switch (thread.hasEnded() ? 'X' : thread.state) {
-    case 'R':
-        return "running";
-    case 'S':
-    case 'I':
-        return "sleeping";
-    case 'D':
-        return "waiting for a device";
-    case 'T':
-    case 't':
-        return "stopped";
-    case 'Z':
-    case 'X':
-        return "ended";
-    default:
-        return "unknown";
-    }
+QByteArray stateText(const ThreadRecord &thread) {
+    static const std::map<char, const char *> texts{
+        {'R', "running"}, {'S', "sleeping"}, {'I', "sleeping"}, {'D', "waiting for a device"},
+        {'T', "stopped"}, {'t', "stopped"},  {'Z', "ended"},    {'X', "ended"}};
+    const auto found = texts.find(thread.hasEnded() ? 'X' : thread.state);
+    return found == texts.end() ? "unknown" : found->second;
 }
 
 // A stopped thread waits for whoever stopped it.
@@ -149,24 +139,19 @@ QByteArray waitText(const QByteArray &channel) {
     return isNone ? "none" : escaped(channel, 128);
 }
 
-QByteArray threadSection(pid_t id, const ThreadRecord &thread, double seconds) {
-    const QByteArray head =
-        "\nThread " + QByteArray::number(id) + "  \"" + escaped(thread.name, 64) + "\"  " +
-        stateText(thread) + ", " + decimals(100 * thread.processorSeconds() / seconds, 1) + " % CPU, " +
-        number(thread.samples) + " samples, waits in: " + waitText(thread.waitChannel) + '\n';
-    return head + thread.text;
-}
-
 QByteArray threadsSection(const SamplingResult &sampling) {
-    std::vector<std::pair<pid_t, const ThreadRecord *>> threads;
-    for (const auto &[id, thread] : sampling.threads)
-        threads.emplace_back(id, &thread);
-    std::stable_sort(threads.begin(), threads.end(), [](const auto &left, const auto &right) {
-        return left.second->processorSeconds() > right.second->processorSeconds();
-    });
+    std::multimap<double, QByteArray, std::greater<>> sections;
+    for (const auto &[id, thread] : sampling.threads) {
+        const double share = 100 * thread.processorSeconds() / std::max(sampling.duration.count(), 1e-9);
+        sections.emplace(thread.processorSeconds(),
+                         "\nThread " + QByteArray::number(id) + "  \"" + escaped(thread.name, 64) + "\"  " +
+                             stateText(thread) + ", " + QByteArray::number(share, 'f', 1) + " % CPU, " +
+                             number(thread.samples) + " samples, waits in: " + waitText(thread.waitChannel) +
+                             '\n' + thread.text);
+    }
     QByteArray result;
-    for (const auto &[id, thread] : threads)
-        result += threadSection(id, *thread, std::max(sampling.duration.count(), 1e-9));
+    for (const auto &[seconds, section] : sections)
+        result += section;
     return result;
 }
 

@@ -97,7 +97,7 @@ void Stacks::refresh() {
     dwfl_report_begin_add(m_dwfl);
     // The list may only be readable with the rights that it was opened with; only the kernel's page of code
     // is missing then.
-    if (dwfl_linux_proc_report(m_dwfl, m_target.processId) != 0) {
+    if (dwfl_linux_proc_report(m_dwfl, m_target.processId) != 0 && !mappings.isEmpty()) {
         FILE *list = ::fmemopen(const_cast<char *>(mappings.constData()),
                                 static_cast<std::size_t>(mappings.size()), "r");
         dwfl_linux_proc_maps_report(m_dwfl, list);

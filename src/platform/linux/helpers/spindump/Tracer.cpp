@@ -18,11 +18,6 @@ namespace spindump {
 
 namespace {
 
-struct Event {
-    pid_t thread;
-    int status;
-};
-
 int kindOf(int status) {
     return status >> 16;
 }
@@ -43,26 +38,12 @@ bool request(enum __ptrace_request what, pid_t thread, long data = 0) {
     return ::ptrace(what, thread, nullptr, data) == 0;
 }
 
-std::vector<Event> readyEvents() {
-    std::vector<Event> ready;
-    int status = 0;
-    for (pid_t thread = 0; (thread = ::waitpid(-1, &status, __WALL | WNOHANG)) > 0;)
-        ready.push_back({thread, status});
-    return ready;
-}
-
 sigset_t awaitedSignals() {
     sigset_t signals;
     ::sigemptyset(&signals);
     for (const int signal : {SIGCHLD, SIGTERM, SIGINT, SIGHUP})
         ::sigaddset(&signals, signal);
     return signals;
-}
-
-struct timespec timeLeft(Tracer::Clock::time_point until) {
-    using namespace std::chrono;
-    const auto left = std::max(nanoseconds(0), duration_cast<nanoseconds>(until - Tracer::Clock::now()));
-    return {duration_cast<seconds>(left).count(), (left % seconds(1)).count()};
 }
 
 } // namespace
@@ -83,13 +64,6 @@ Tracer::Tracer(pid_t process, int threadsFolder, std::chrono::seconds stall)
 
 Tracer::~Tracer() {
     ::timer_delete(m_guard);
-}
-
-void Tracer::renewGuard() {
-    const struct itimerspec time {
-        {0, 0}, { m_stall.count(), 0 }
-    };
-    ::timer_settime(m_guard, 0, &time, nullptr);
 }
 
 // A thread that is taken makes no thread unseen; one that is not yet may have made one meanwhile.
@@ -135,39 +109,37 @@ bool Tracer::interrupt(pid_t thread) {
         m_threads.erase(thread);
         return false;
     }
-    m_threads[thread].isAsked = true;
+    m_threads[thread] = true;
     return true;
+}
+
+void Tracer::renewGuard() {
+    const struct itimerspec time {
+        {0, 0}, { m_stall.count(), 0 }
+    };
+    ::timer_settime(m_guard, 0, &time, nullptr);
 }
 
 void Tracer::wait(Clock::time_point until, Listener &listener) {
     renewGuard();
+    const auto left = std::max(std::chrono::nanoseconds(0), std::chrono::nanoseconds(until - Clock::now()));
+    const struct timespec time { left / std::chrono::seconds(1), (left % std::chrono::seconds(1)).count() };
     const sigset_t signals = awaitedSignals();
-    const struct timespec left = timeLeft(until);
-    const int signal = ::sigtimedwait(&signals, nullptr, &left);
+    const int signal = ::sigtimedwait(&signals, nullptr, &time);
     if (signal > 0 && signal != SIGCHLD)
         throw Failure("ended by a signal");
-    handleEvents(listener);
-}
-
-void Tracer::handleEvents(Listener &listener) {
     constexpr auto longest = std::chrono::milliseconds(5);
-    auto couldBeSeen = Clock::now();
-    const auto deadline = couldBeSeen + longest;
-    while (couldBeSeen < deadline) {
-        const auto ready = readyEvents();
-        const auto seen = Clock::now();
-        if (ready.empty())
-            return;
-        for (const auto &[thread, status] : ready) {
-            handle(thread, status, listener);
-            if (!WIFSTOPPED(status))
-                continue;
-            const std::chrono::nanoseconds stopped = Clock::now() - couldBeSeen;
-            ++m_stopTimes.count;
-            m_stopTimes.total += stopped;
-            m_stopTimes.longest = std::max(m_stopTimes.longest, stopped);
-        }
-        couldBeSeen = seen;
+    const auto begin = Clock::now();
+    int status = 0;
+    pid_t thread = 0;
+    while (Clock::now() < begin + longest && (thread = ::waitpid(-1, &status, __WALL | WNOHANG)) > 0) {
+        handle(thread, status, listener);
+        if (!WIFSTOPPED(status))
+            continue;
+        const std::chrono::nanoseconds stopped = Clock::now() - begin;
+        ++m_stopTimes.count;
+        m_stopTimes.total += stopped;
+        m_stopTimes.longest = std::max(m_stopTimes.longest, stopped);
     }
 }
 
@@ -203,7 +175,7 @@ bool Tracer::isHeld(pid_t thread, Listener &listener) {
 }
 
 void Tracer::goOn(pid_t thread, int status, Listener &listener) {
-    bool &isAsked = m_threads[thread].isAsked;
+    bool &isAsked = m_threads[thread];
     // A thread that makes others would be seen doing only that, and any stop is the answer to an earlier
     // request.
     const bool isAskedAgain = isAsked && kindOf(status) == PTRACE_EVENT_CLONE;

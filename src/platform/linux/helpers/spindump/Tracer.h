@@ -1,11 +1,10 @@
 // Holds the threads of one process under trace: stops them when asked and lets them go on at once.
 //
-// Signals are passed on, a stopped process stays stopped, processes that the target makes are let go. Still,
-// a stop ends some system calls early, and the process can read that it is traced. The system itself lets
-// every thread go when this process ends, however it ends; and it ends, killed, when nobody waits here for a
-// while: reading the memory of another process can hang as long as whoever provides that memory pleases.
-//
-// The signals that are waited for stay blocked. All calls are the attaching thread's, one tracer at a time.
+// Signals are passed on, a stopped process stays stopped, processes that the target makes are let go. The
+// system itself lets every thread go when this process ends, however it ends; and it is killed when nobody
+// waits here for a while: reading the memory of another process can hang as long as whoever provides it
+// likes. All calls are the attaching thread's, one tracer at a time; the signals that are waited for stay
+// blocked.
 #pragma once
 
 #include <chrono>
@@ -16,8 +15,7 @@
 
 namespace spindump {
 
-/// How long threads stood still, each stop of a single thread by itself: from when it was seen, or could have
-/// been, until it was let go.
+/// How long threads stood still at most, each stop of a single thread by itself.
 struct StopTimes {
     std::uint64_t count = 0;
     std::chrono::nanoseconds total{};
@@ -48,29 +46,25 @@ public:
     void attach();
     /// The thread will stop, report to the listener, and go on. False when it is gone.
     bool interrupt(pid_t thread);
-    /// Returns at `until`, or earlier, with what happened to the threads passed to `listener`; after `letGo`
-    /// each thread that stops goes free instead. A target without pause in its events does not keep it busy.
-    /// Throws Failure when a signal asks this process to end.
+    /// Returns at `until`, or earlier, with what happened to the threads passed to `listener`. A target
+    /// without pause in its events does not keep it busy. Throws Failure when a signal asks this process to
+    /// end.
     void wait(Clock::time_point until, Listener &listener);
     /// Lets all threads go and waits up to a second for it. A thread that the system keeps for longer goes
     /// free in `wait`, or at the latest when this process ends.
     void letGo(Listener &listener);
 
-    struct Thread {
-        /// To stop, and has not yet.
-        bool isAsked = false;
-    };
-    const std::map<pid_t, Thread> &threads() const { return m_threads; }
+    /// By id; whether it is to stop and has not yet.
+    const std::map<pid_t, bool> &threads() const { return m_threads; }
     bool runsAnotherProgram() const { return m_runsAnotherProgram; }
     /// As waitpid has it, when there are no threads any more.
     int endStatus() const { return m_endStatus; }
     const StopTimes &stopTimes() const { return m_stopTimes; }
 
 private:
+    void renewGuard();
     bool seizeNewThreads();
     bool belongsToProcess(pid_t thread) const;
-    void renewGuard();
-    void handleEvents(Listener &listener);
     void handle(pid_t thread, int status, Listener &listener);
     bool isHeld(pid_t thread, Listener &listener);
     void goOn(pid_t thread, int status, Listener &listener);
@@ -79,7 +73,7 @@ private:
     int m_threadsFolder;
     std::chrono::seconds m_stall;
     timer_t m_guard{};
-    std::map<pid_t, Thread> m_threads;
+    std::map<pid_t, bool> m_threads;
     bool m_isLettingGo = false;
     bool m_runsAnotherProgram = false;
     int m_endStatus = 0;

@@ -228,21 +228,6 @@ void oddName() {
     sleepForever();
 }
 
-// Works with much on its stack.
-void busyBelow() {
-    volatile char array[900 << 10];
-    array[0] = 1;
-    array[sizeof array - 1] = array[0];
-    busy();
-}
-
-void bigBusyStacks() {
-    for (int i = 0; i < 8; ++i)
-        named("busy", busyBelow).detach();
-    readyWhen(8);
-    sleepForever();
-}
-
 // The kernel shows the environment behind arguments that do not end.
 void overwriteArguments() {
     for (char *c = argumentsBegin; c < argumentsEnd; ++c)
@@ -267,7 +252,6 @@ int main(int argumentCount, char **arguments) {
         {"busyThreads", busyThreads},
         {"deep", [] { descend(10'000); }},
         {"bigStack", bigStack},
-        {"bigBusyStacks", bigBusyStacks},
         {"overwriteArguments", overwriteArguments},
         {"overwriteArgumentsNotDumpable",
          [] {
