@@ -1,7 +1,8 @@
 #include "test_support/ArchiveReader.h"
 
-#include "test_support/ScratchHome.h"
+#include "test_support/ScratchFolder.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <string_view>
 #include <sys/stat.h>
@@ -13,12 +14,13 @@ namespace {
 
 constexpr std::string_view entrySignature("PK\1\2", 4);
 constexpr std::string_view endSignature("PK\5\6", 4);
+constexpr std::size_t endSize = 22;
 constexpr std::size_t entrySize = 46;
 constexpr std::size_t localHeaderSize = 30;
 
 std::string_view part(std::string_view bytes, std::size_t offset, std::size_t size) {
     if (offset > bytes.size() || size > bytes.size() - offset)
-        throw std::runtime_error("The archive ends too early");
+        throw std::runtime_error("the archive ends too early");
     return bytes.substr(offset, size);
 }
 
@@ -28,6 +30,19 @@ std::size_t number(std::string_view bytes, std::size_t offset, std::size_t size)
     for (std::size_t i = size; i-- > 0;)
         value = value << 8 | static_cast<unsigned char>(digits[i]);
     return value;
+}
+
+/// The record at the archive's end, which only its own comment follows.
+std::string_view endRecord(std::string_view archive) {
+    constexpr std::size_t longestComment = 0xffff;
+    const std::size_t lowest = archive.size() - std::min(archive.size(), endSize + longestComment);
+    for (std::size_t at = archive.size(); at-- > lowest;) {
+        const std::string_view record = archive.substr(at);
+        if (record.starts_with(endSignature) && record.size() >= endSize &&
+            record.size() == endSize + number(record, 20, 2))
+            return record;
+    }
+    throw std::runtime_error("this is no zip archive: it has no end record");
 }
 
 std::string inflated(std::string_view packed, std::size_t size) {
@@ -43,7 +58,7 @@ std::string inflated(std::string_view packed, std::size_t size) {
     const bool whole = status == Z_STREAM_END && stream.avail_out == 0;
     inflateEnd(&stream);
     if (!whole)
-        throw std::runtime_error("An item of the archive cannot be unpacked");
+        throw std::runtime_error("an item of the archive cannot be unpacked");
     return result;
 }
 
@@ -58,7 +73,7 @@ std::string contentOf(std::string_view archive, std::string_view entry) {
     const auto actual =
         crc32(0, reinterpret_cast<const Bytef *>(content.data()), static_cast<uInt>(content.size()));
     if (actual != checksum)
-        throw std::runtime_error("An item of the archive has the wrong checksum");
+        throw std::runtime_error("an item of the archive has the wrong checksum");
     return content;
 }
 
@@ -72,24 +87,30 @@ bool ArchivedItem::isLink() const {
     return S_ISLNK(mode);
 }
 
-std::map<std::string, ArchivedItem> readArchive(const std::filesystem::path &archive) {
+std::vector<std::pair<std::string, ArchivedItem>> listArchive(const std::filesystem::path &archive) {
     const std::string bytes = readFile(archive).toStdString();
-    const std::size_t end = bytes.rfind(endSignature);
-    if (end == std::string::npos)
-        throw std::runtime_error("This is no archive: " + archive.string());
-    const std::size_t count = number(bytes, end + 10, 2);
-    std::size_t position = number(bytes, end + 16, 4);
-    std::map<std::string, ArchivedItem> items;
+    const std::string_view end = endRecord(bytes);
+    const std::size_t count = number(end, 10, 2);
+    std::size_t position = number(end, 16, 4);
+    std::vector<std::pair<std::string, ArchivedItem>> items;
     for (std::size_t i = 0; i < count; ++i) {
         const std::string_view entry = part(bytes, position, entrySize);
         if (!entry.starts_with(entrySignature))
-            throw std::runtime_error("The archive's directory is damaged");
+            throw std::runtime_error("the archive's directory is damaged");
         const std::size_t nameSize = number(entry, 28, 2);
         const std::string name(part(bytes, position + entrySize, nameSize));
-        const ArchivedItem item{static_cast<mode_t>(number(entry, 40, 2)), contentOf(bytes, entry)};
-        if (!items.emplace(name, item).second)
-            throw std::runtime_error("The archive holds two items of the name " + name);
+        items.emplace_back(name,
+                           ArchivedItem{static_cast<mode_t>(number(entry, 40, 2)), contentOf(bytes, entry)});
         position += entrySize + nameSize + number(entry, 30, 2) + number(entry, 32, 2);
+    }
+    return items;
+}
+
+std::map<std::string, ArchivedItem> readArchive(const std::filesystem::path &archive) {
+    std::map<std::string, ArchivedItem> items;
+    for (auto &[name, item] : listArchive(archive)) {
+        if (!items.emplace(name, std::move(item)).second)
+            throw std::runtime_error("the archive holds two items of the name " + name);
     }
     return items;
 }

@@ -1,25 +1,31 @@
-// Reads a whole zip archive into memory, as a test compares it.
+// Reads a whole zip archive into memory: every item is unpacked and its checksum compared.
+//
+// Throws std::runtime_error when the archive is damaged in any way. Reads archives of up to 4 GiB and 65,534
+// items (not the "zip64" form). Any thread.
 #pragma once
 
 #include <filesystem>
 #include <map>
 #include <string>
 #include <sys/types.h>
+#include <utility>
+#include <vector>
 
 namespace test_support {
 
 struct ArchivedItem {
-    /// As Unix has it: kind and permissions.
+    /// Kind and permissions, as Unix has them.
     mode_t mode = 0;
-    /// A file's bytes, or what a link points at.
+    /// A file's bytes, or the target of a link.
     std::string content;
 
     bool isFolder() const;
     bool isLink() const;
 };
 
-/// By name; folders end in "/". Throws std::runtime_error when the archive is damaged in any way: each item
-/// is unpacked and its checksum compared.
+/// The items with their names, in the archive's order; folders end in "/".
+std::vector<std::pair<std::string, ArchivedItem>> listArchive(const std::filesystem::path &archive);
+/// The same by name. No name may occur twice.
 std::map<std::string, ArchivedItem> readArchive(const std::filesystem::path &archive);
 
 } // namespace test_support

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <array>
+#include <csignal>
 #include <cstdlib>
 #include <netinet/in.h>
 #include <poll.h>
@@ -102,6 +103,11 @@ void LoopbackListener::listen() {
         else
             ::shutdown(socket, SHUT_RDWR);
         m_threads.emplace_back([this, socket] {
+            // To a client that has gone, sending fails; it ends no process.
+            sigset_t brokenPipe;
+            sigemptyset(&brokenPipe);
+            sigaddset(&brokenPipe, SIGPIPE);
+            pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
             m_serve(socket);
             const std::lock_guard ending(m_mutex);
             m_open.erase(socket);

@@ -1,7 +1,6 @@
-// Servers that a test needs beside the support service: one that does not speak TLS, and a proxy.
+// Servers on 127.0.0.1: any, by a function that serves a connection, and a proxy.
 //
-// They listen on 127.0.0.1, serve each connection in a thread of its own, and end with their objects,
-// whatever they are in the middle of.
+// Each connection has its thread. They end with their objects, whatever they are doing.
 #pragma once
 
 #include <functional>

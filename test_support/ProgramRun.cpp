@@ -1,7 +1,5 @@
 #include "test_support/ProgramRun.h"
 
-#include "platform/posix/Program.h"
-
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
@@ -18,6 +16,15 @@
 namespace test_support {
 
 namespace {
+
+// The pointers hold as long as the texts are not moved.
+std::vector<char *> pointersTo(std::vector<std::string> &texts) {
+    std::vector<char *> pointers;
+    for (std::string &text : texts)
+        pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    return pointers;
+}
 
 std::vector<std::string> environmentOf(const ProgramOptions &options) {
     std::vector<std::string> result;
@@ -90,8 +97,8 @@ ProgramRun::ProgramRun(const ProgramOptions &options)
     argumentTexts.insert(argumentTexts.begin(),
                          options.name.empty() ? options.program.native() : options.name);
     std::vector<std::string> environmentTexts = environmentOf(options);
-    const auto arguments = platform::textPointers(argumentTexts);
-    const auto environment = platform::textPointers(environmentTexts);
+    const auto arguments = pointersTo(argumentTexts);
+    const auto environment = pointersTo(environmentTexts);
     m_processId = ::fork();
     if (m_processId == 0)
         becomeProgram(options, arguments.data(), environment.data(), m_output, m_errors);

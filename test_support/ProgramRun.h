@@ -1,6 +1,6 @@
-// A program that a test runs as a user would start it, with what it prints and how it ends.
+// A program that runs as a user would start it, with what it prints and how it ends.
 //
-// The process is killed and reaped when its object goes, and killed when the thread that started it ends.
+// The process is killed and reaped with its object, and killed when the thread that started it ends.
 #pragma once
 
 #include <chrono>
@@ -9,12 +9,13 @@
 #include <ostream>
 #include <string>
 #include <sys/types.h>
+#include <thread>
 #include <utility>
 #include <vector>
 
 namespace test_support {
 
-/// How a process ended: of its own, with a status, or by a signal.
+/// How a process ended: with a status, or by a signal.
 struct ProgramEnd {
     int status = 0;
     int signal = 0;
@@ -88,14 +89,7 @@ std::vector<pid_t> processesOf(const std::string &programName);
 
 /// Waits until `condition` holds; false when `limit` passes first.
 template <typename Condition>
-bool waitUntil(Condition condition, std::chrono::milliseconds limit = std::chrono::seconds(10));
-
-} // namespace test_support
-
-#include <thread>
-
-template <typename Condition>
-bool test_support::waitUntil(Condition condition, std::chrono::milliseconds limit) {
+bool waitUntil(Condition condition, std::chrono::milliseconds limit = std::chrono::seconds(10)) {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline)
@@ -104,3 +98,5 @@ bool test_support::waitUntil(Condition condition, std::chrono::milliseconds limi
     }
     return true;
 }
+
+} // namespace test_support

@@ -1,11 +1,11 @@
-// A folder of the test's own, empty and gone afterwards.
+// A folder for one test, empty at first and removed afterwards, and the reading and writing of small files.
 #pragma once
 
+#include <QByteArray>
 #include <filesystem>
 
 namespace test_support {
 
-/// A folder that removes itself.
 class ScratchFolder {
 public:
     ScratchFolder();
@@ -18,5 +18,10 @@ public:
 private:
     std::filesystem::path m_path;
 };
+
+/// Writes a file and the folders above it. Throws std::runtime_error when it cannot.
+void writeFile(const std::filesystem::path &path, const QByteArray &content);
+/// A file's bytes; empty when it cannot be read.
+QByteArray readFile(const std::filesystem::path &path);
 
 } // namespace test_support

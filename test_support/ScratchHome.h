@@ -1,11 +1,8 @@
-// A home folder of the test's own, empty and gone afterwards.
+// A home folder for one test, empty at first and removed afterwards.
 #pragma once
 
 #include "test_support/ScopedEnvironment.h"
 #include "test_support/ScratchFolder.h"
-
-#include <QByteArray>
-#include <filesystem>
 
 namespace test_support {
 
@@ -24,10 +21,5 @@ private:
     ScopedEnvironment m_cache{"XDG_CACHE_HOME", std::nullopt};
     ScopedEnvironment m_dataFolders{"XDG_DATA_DIRS", std::nullopt};
 };
-
-/// Writes a file, making its folders.
-void writeFile(const std::filesystem::path &path, const QByteArray &content);
-/// The whole content of a file; an empty array when it cannot be read.
-QByteArray readFile(const std::filesystem::path &path);
 
 } // namespace test_support

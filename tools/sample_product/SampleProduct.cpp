@@ -1,27 +1,80 @@
 #include "SampleProduct.h"
 
-#include "LogText.h"
-#include "ProductBundle.h"
+#include "test_support/ScratchFolder.h"
 
-#include <algorithm>
+#include <QDateTime>
+#include <QRandomGenerator>
 #include <array>
-#include <chrono>
-#include <cstdio>
 #include <numeric>
 #include <vector>
 
 namespace sample_product {
 
+namespace fs = std::filesystem;
+using test_support::writeFile;
+
 namespace {
 
+/// What programs say: level, thread and component belong to the place in the code that says it.
+constexpr std::array messages = {
+    " INFO  [3] Renderer: page rendered, milliseconds: ",
+    " DEBUG [3] Renderer: tile taken from the cache, age in milliseconds: ",
+    " INFO  [1] DocumentStore: document opened, pages: ",
+    " DEBUG [1] DocumentStore: object read at offset ",
+    " INFO  [5] Network: request finished with status 200, bytes: ",
+    " WARN  [5] Network: no answer within the time-out, attempt ",
+    " INFO  [2] Licensing: licence checked, days left: ",
+    " ERROR [4] Updater: the update list could not be read, line ",
+};
+
+/// Writes made-up log files, the same from the same point on.
+class LogWriter {
+public:
+    /// Whole lines of exactly so many bytes, the last one filled up with blanks.
+    void writeText(const fs::path &path, std::uint64_t bytes) {
+        QByteArray text;
+        while (text.size() < static_cast<qsizetype>(bytes))
+            text += line();
+        text.truncate(static_cast<qsizetype>(bytes));
+        if (!text.isEmpty()) {
+            const qsizetype whole = text.lastIndexOf('\n') + 1;
+            std::fill(text.begin() + whole, text.end(), ' ');
+            text.back() = '\n';
+        }
+        writeFile(path, text);
+    }
+    void writeIncompressible(const fs::path &path, std::uint64_t bytes) {
+        std::vector<quint32> words(bytes / sizeof(quint32) + 1);
+        m_random.fillRange(words.data(), static_cast<qsizetype>(words.size()));
+        writeFile(path,
+                  QByteArray(reinterpret_cast<const char *>(words.data()), static_cast<qsizetype>(bytes)));
+    }
+
+private:
+    QByteArray line() {
+        m_milliseconds += m_random.bounded(40);
+        const auto seconds = m_milliseconds / 1000;
+        std::array<char, 160> text{};
+        // Some messages come far more often than others.
+        const char *message = messages[m_random.bounded(static_cast<quint32>(m_random.bounded(1, 9)))];
+        std::snprintf(text.data(), text.size(), "2026-02-03T%02d:%02d:%02d.%03d%s%d\n", seconds / 3600 % 24,
+                      seconds / 60 % 60, seconds % 60, m_milliseconds % 1000, message,
+                      m_random.bounded(2000));
+        return text.data();
+    }
+
+    QRandomGenerator m_random{1};
+    int m_milliseconds = 0;
+};
+
 /// A file of the product's log folder. Logs dominate; some files are of kinds that nobody wants to have.
-std::filesystem::path logFileName(std::size_t index) {
+fs::path logFileName(std::size_t index) {
     constexpr std::array<const char *, 3> folders = {"", "services", "services/session 1"};
     constexpr std::array<const char *, 7> names = {"Lumadoc-",  "network-", "startup-", "state-",
                                                    "renderer-", "cache-",   "CHANGES-"};
     constexpr std::array<const char *, 7> extensions = {".log", ".txt", ".log", ".json", ".log", ".bin", ""};
     const std::size_t kind = index % names.size();
-    return std::filesystem::path(folders[index % folders.size()]) /
+    return fs::path(folders[index % folders.size()]) /
            (names[kind] + std::to_string(index + 1) + extensions[kind]);
 }
 
@@ -38,64 +91,113 @@ std::vector<std::uint64_t> split(std::uint64_t total, std::size_t parts) {
     return sizes;
 }
 
-void writeLogs(LogText &text, const std::filesystem::path &folder, const SampleProductOptions &options) {
-    std::filesystem::create_directories(folder);
-    const auto sizes = split(options.logBytes, std::max<std::size_t>(1, options.logFiles));
+void writeLogs(const SampleProduct &product, const SampleProductOptions &options) {
+    LogWriter writer;
+    fs::create_directories(product.logs);
+    const auto sizes = split(options.logBytes, options.logFiles);
     for (std::size_t i = 0; i < sizes.size(); ++i) {
-        const auto name = logFileName(i);
-        TextKind kind = name.extension() == ".json" ? TextKind::json : TextKind::log;
         if (options.incompressible)
-            kind = TextKind::incompressible;
-        text.write(folder / name, kind, sizes[i]);
+            writer.writeIncompressible(product.logs / logFileName(i), sizes[i]);
+        else
+            writer.writeText(product.logs / logFileName(i), sizes[i]);
     }
-}
 
-/// "2026-02-03-101112", so many minutes earlier.
-std::string reportTime(std::size_t minutesEarlier) {
-    using namespace std::chrono;
-    const sys_seconds time = sys_days(2026y / February / 3) + 10h + 11min + 12s - minutes(minutesEarlier);
-    const auto day = floor<days>(time);
-    const year_month_day date(day);
-    const hh_mm_ss clock(time - day);
-    std::array<char, 96> text{};
-    std::snprintf(text.data(), text.size(), "%04d-%02u-%02u-%02ld%02ld%02ld", static_cast<int>(date.year()),
-                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                  clock.hours().count(), clock.minutes().count(), clock.seconds().count());
-    return text.data();
-}
-
-void writeCrashReports(LogText &text, const SampleProduct &product, const SampleProductOptions &options) {
     // Oldest first, as a machine makes them: whoever sorts by creation date gets them by name.
-    for (std::size_t i = options.crashReports; i-- > 0;)
-        text.write(product.crashReports / ("Lumacef_" + reportTime(7 * i) + "_host.ips"), TextKind::json,
-                   options.crashReportBytes);
-    text.write(product.crashReports / ("TextTool_" + reportTime(3) + "_host.ips"), TextKind::json, 5000);
-    text.write(product.crashReports / ("lumace_" + reportTime(4) + "_host.ips"), TextKind::json, 4000);
-    text.write(product.crashReports / "Summary.txt", TextKind::log, 300);
-}
+    const QDateTime last(QDate(2026, 2, 3), QTime(10, 11, 12), Qt::UTC);
+    for (auto i = static_cast<qint64>(options.crashReports); i-- > 0;) {
+        const QString time = last.addSecs(-7 * 60 * i).toString(QStringLiteral("yyyy-MM-dd-HHmmss"));
+        writer.writeText(product.crashReports / ("Lumacef_" + time.toStdString() + "_host.ips"), 20'000);
+    }
+    writer.writeText(product.crashReports / "TextTool_2026-02-03-100812_host.ips", 5000);
+    writer.writeText(product.crashReports / "lumace_2026-02-03-100712_host.ips", 4000);
+    writer.writeText(product.crashReports / "Summary.txt", 300);
 
-void writeOtherLogs(LogText &text, const SampleProduct &product, const SampleProductOptions &options) {
-    const auto logs = product.library / "Logs";
     const auto messageSizes = split(options.messageBytes, 3);
-    text.write(product.messages / "messages-1.log", TextKind::log, messageSizes[0]);
-    text.write(product.messages / "messages-2.log", TextKind::log, messageSizes[1]);
-    text.write(product.messages / "campaigns/shown.json", TextKind::json, messageSizes[2]);
+    writer.writeText(product.messages / "messages-1.log", messageSizes[0]);
+    writer.writeText(product.messages / "messages-2.log", messageSizes[1]);
+    writer.writeText(product.messages / "campaigns/shown.json", messageSizes[2]);
 
-    text.write(logs / "lumaKWDLog.txt", TextKind::log, 6000);
-    text.write(logs / "distKWDLog.txt", TextKind::log, 3000);
-    text.write(logs / "KWD/kwd-1.log", TextKind::log, 8000);
-    text.write(logs / "KWD/older/kwd-0.log", TextKind::log, 2000);
-    text.write(logs / "lumacef_low/low.log", TextKind::log, 2500);
-    text.write(logs / "Brennic/Lumadoc Update Helper QZ.log", TextKind::log, 4000);
-    text.write(logs / "Brennic/Lumadoc Updater QZ.log", TextKind::log, 5000);
+    for (const char *name :
+         {"lumaKWDLog.txt", "distKWDLog.txt", "KWD/kwd-1.log", "KWD/older/kwd-0.log", "lumacef_low/low.log",
+          "Brennic/Lumadoc Update Helper QZ.log", "Brennic/Lumadoc Updater QZ.log"})
+        writer.writeText(product.library / "Logs" / name, 4000);
 }
 
-SampleProduct describe(const std::filesystem::path &home, const SampleProductOptions &options) {
+QByteArray entry(const char *key, const std::string &value) {
+    return "<key>" + QByteArray(key) + "</key><string>" +
+           QString::fromStdString(value).toHtmlEscaped().toUtf8() + "</string>\n";
+}
+
+QByteArray propertyList(const QByteArray &entries) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n" + entries +
+           "</dict>\n</plist>\n";
+}
+
+QByteArray preferences(const SampleProduct &product, const SampleProductOptions &options) {
+    // The same as below, as another program writes it: version 10.003.20112, track QZ.
+    if (options.preferences == Preferences::binary)
+        return QByteArray::fromBase64(
+            "YnBsaXN0MDDTAQIDBAUGXxAQSW5zdGFsbGVkVmVyc2lvbllMYXN0U3RhcnRSUVpcMTAuMDAzLjIwMTEyM0HHmQCg"
+            "AAAA1AcICQoLDA8QW09wZW5BdFN0YXJ0XxAPUmVjZW50RG9jdW1lbnRzW1dpbmRvd0NvdW50Wlpvb21GYWN0b3IJ"
+            "og0OWlJlcG9ydC5wZGZtANwAYgBlAHIAcwBpAGMAaAB0AC4AcABkAGYQAiM/9AAAAAAAAAgPIiwvPEVOWmx4g4SH"
+            "kq2vAAAAAAAAAQEAAAAAAAAAEQAAAAAAAAAAAAAAAAAAALg=");
+    const char *logging =
+        "<key>LumaLogging</key><dict>\n"
+        "<key>EnableLumaLogging</key><array><integer>1</integer><integer>2</integer></array>\n"
+        "<key>SustainLumaLogging</key><array><integer>3</integer><false/></array></dict>\n";
+    return propertyList(entry("InstalledVersion", options.version) +
+                        "<key>LastStart</key><date>2026-02-03T10:11:12Z</date>\n<key>" +
+                        QByteArray::fromStdString(product.track) +
+                        "</key><dict>\n<key>OpenAtStart</key><true/>\n"
+                        "<key>RecentDocuments</key><array><string>Report.pdf</string>"
+                        "<string>Übersicht.pdf</string></array>\n"
+                        "<key>WindowCount</key><integer>2</integer>\n"
+                        "<key>ZoomFactor</key><real>1.25</real>\n" +
+                        (options.lumaLogging ? logging : "") + "</dict>\n");
+}
+
+/// An argument of a desktop entry's "Exec": quoted, then escaped once more as every value of the file is.
+QByteArray execArgument(QByteArray argument) {
+    argument.replace('\\', "\\\\\\\\");
+    for (const char *special : {"\"", "`", "$"})
+        argument.replace(special, QByteArray("\\\\") + special);
+    return '"' + argument.replace('%', "%%") + '"';
+}
+
+void writeBundle(const SampleProduct &product, const SampleProductOptions &options) {
+    writeFile(product.bundle / "Contents/Info.plist",
+              propertyList(entry("CFBundleExecutable", product.editionName) +
+                           entry("CFBundleIdentifier", product.bundleIdentifier) +
+                           entry("CFBundleName", product.editionName) +
+                           entry("CFBundleShortVersionString", options.version)));
+    for (const fs::path &program : {product.executable, product.helper}) {
+        fs::create_directories(program.parent_path());
+        // A running program's file cannot be written to, but it can be replaced.
+        fs::remove(program);
+        fs::copy_file(SAMPLE_APP_PATH, program);
+    }
+    if (options.desktopEntry)
+        writeFile(
+            product.desktopEntry,
+            "[Desktop Entry]\nType=Application\nName=" + QByteArray::fromStdString(product.editionName) +
+                "\nExec=" + execArgument(QByteArray::fromStdString(product.executable)) + " %F\n");
+}
+
+std::string trackOf(const std::string &version) {
+    const std::string last = version.substr(version.rfind('.') + 1);
+    if (last.starts_with('1'))
+        return "Beta";
+    return last.starts_with('2') ? "QZ" : "Trunk";
+}
+
+} // namespace
+
+SampleProduct makeSampleBundle(const fs::path &home, const SampleProductOptions &options) {
     const bool lumadoc = options.edition == Edition::lumadoc;
     SampleProduct product;
     product.bundleIdentifier = lumadoc ? "com.brennic.LumadocPE" : "com.brennic.Pelx";
     product.editionName = lumadoc ? "Lumadoc" : "Pellix";
-    product.track = trackOfVersion(options.version);
+    product.track = trackOf(options.version);
     product.bundle =
         options.bundle.empty() ? home / "Applications" / (product.editionName + ".app") : options.bundle;
     product.executable = product.bundle / "Contents/Linux" / product.editionName;
@@ -109,35 +211,16 @@ SampleProduct describe(const std::filesystem::path &home, const SampleProductOpt
     product.messages = support / (lumadoc ? "Trellis-ProMessages" : "PellixMessages");
     product.crashReports = product.library / "Logs/DiagnosticReports";
     product.preferences = product.library / "Preferences" / (product.bundleIdentifier + ".plist");
-    product.crashReporterPreferences = product.library / "Preferences/com.brennic.crashreporter.plist";
+    writeBundle(product, options);
     return product;
 }
 
-} // namespace
-
-std::string trackOfVersion(const std::string &version) {
-    const std::string last = version.substr(version.rfind('.') + 1);
-    if (last.starts_with('1'))
-        return "Beta";
-    return last.starts_with('2') ? "QZ" : "Trunk";
-}
-
-SampleProduct makeSampleBundle(const std::filesystem::path &home, const SampleProductOptions &options) {
-    SampleProduct product = describe(home, options);
-    writeBundle(product, options.version);
-    if (options.desktopEntry)
-        writeDesktopEntry(product);
-    return product;
-}
-
-SampleProduct makeSampleProduct(const std::filesystem::path &home, const SampleProductOptions &options) {
-    SampleProduct product = makeSampleBundle(home, options);
-    LogText text(options.seed);
-    writeLogs(text, product.logs, options);
-    writeCrashReports(text, product, options);
-    writeOtherLogs(text, product, options);
-    if (options.preferences != Preferences::none)
-        writePreferences(product, options);
+SampleProduct makeSampleProduct(const fs::path &home, const SampleProductOptions &options) {
+    const SampleProduct product = makeSampleBundle(home, options);
+    writeLogs(product, options);
+    writeFile(product.preferences, preferences(product, options));
+    writeFile(product.library / "Preferences/com.brennic.crashreporter.plist",
+              propertyList(entry("DialogType", "none")));
     return product;
 }
 

@@ -1,5 +1,5 @@
-// A made-up installation of the document product, with its logs, crash reports and preferences, below a home
-// folder of the caller's choice. For tests and demonstrations.
+// A made-up installation of the document product below any home folder, with logs, crash reports and
+// preferences. For tests and demonstrations.
 //
 // Plain functions without shared state; any thread, one home at a time.
 #pragma once
@@ -12,15 +12,13 @@ namespace sample_product {
 
 enum class Edition { lumadoc, pellix };
 
-enum class Preferences {
-    none,
-    xml,
-    binary,
-};
+/// The format of the product's preferences.
+enum class Preferences { xml, binary };
 
 struct SampleProductOptions {
     Edition edition = Edition::lumadoc;
-    /// The first digit of the last piece tells the track: 0 Trunk, 1 Beta, 2 QZ.
+    /// The first digit of the last piece gives the track: 1 Beta, 2 QZ, any other Trunk. Binary preferences
+    /// are those of this default.
     std::string version = "10.003.20112";
     /// Where the bundle goes; empty: "Applications/<edition>.app" in the home folder.
     std::filesystem::path bundle = {};
@@ -32,16 +30,14 @@ struct SampleProductOptions {
     std::size_t logFiles = 14;
     /// The size of the message folder, to the byte.
     std::uint64_t messageBytes = 40'000;
-    /// Crash reports of the product, and the size of each. Reports of other programs stand beside them.
+    /// Crash reports of the product. Reports of other programs are beside them.
     std::size_t crashReports = 3;
-    std::uint64_t crashReportBytes = 20'000;
-    /// Fills the log folder with bytes that no archiver makes smaller.
+    /// Fills the log folder with bytes that no archiver can make smaller.
     bool incompressible = false;
-    std::uint64_t seed = 1;
 
     Preferences preferences = Preferences::xml;
-    /// The preferences already hold a logging switch: "EnableLumaLogging" [1, 2], "SustainLumaLogging" [3,
-    /// false].
+    /// XML preferences that already hold a logging switch: "EnableLumaLogging" [1, 2], "SustainLumaLogging"
+    /// [3, false].
     bool lumaLogging = false;
 };
 
@@ -63,19 +59,15 @@ struct SampleProduct {
     std::filesystem::path logs;
     std::filesystem::path messages;
     std::filesystem::path crashReports;
-    /// Preference files, whether or not they were made.
+    /// The preference file, whether or not it was made.
     std::filesystem::path preferences;
-    std::filesystem::path crashReporterPreferences;
 };
 
-/// The track of a version; "Trunk" when its digit says none.
-std::string trackOfVersion(const std::string &version);
-
-/// Makes it all; what stands there already is replaced file by file. The text is the same for the same seed.
-/// Throws std::runtime_error or std::filesystem::filesystem_error when something cannot be written.
+/// Makes it all, the same each time; existing files are replaced one by one. Throws std::exception when
+/// something cannot be written.
 SampleProduct makeSampleProduct(const std::filesystem::path &home, const SampleProductOptions &options = {});
 
-/// Bundle alone, with neither logs nor preferences: for further copies on the same machine.
+/// The bundle alone, with neither logs nor preferences: for further copies on the same machine.
 SampleProduct makeSampleBundle(const std::filesystem::path &home, const SampleProductOptions &options = {});
 
 } // namespace sample_product

@@ -1,6 +1,6 @@
 // How the support service treats what it receives: well by default, or badly in one chosen way.
 //
-// Plain values; every field stands alone and they combine. Designated initializers read best:
+// Plain values that combine. Designated initializers read best:
 //     service.setBehaviour({.status = 503, .body = "Busy"});
 #pragma once
 
@@ -8,15 +8,13 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
 namespace support_service {
 
-/// What a new connection is offered as the service's certificate.
+/// The certificate that a new connection is offered.
 enum class CertificateKind { good, wrongHost, expired, notYetValid, untrusted };
 
-/// What becomes of the TLS handshake of a new connection.
+/// What happens to the TLS handshake of a new connection.
 enum class Handshake {
     complete,
     /// Answered with a fatal alert.
@@ -28,9 +26,9 @@ enum class Handshake {
 /// When the answer is sent.
 enum class AnswerTime {
     afterBody,
-    /// As soon as the headers are in; the body is read to its end afterwards.
+    /// After the headers; the body is read to its end afterwards.
     beforeBodyThenRead,
-    /// As soon as the headers are in; the connection is closed with the body unread.
+    /// After the headers; the connection is closed with the body unread.
     beforeBodyThenClose,
 };
 
@@ -43,7 +41,7 @@ enum class AnswerEnding {
     resetInBody,
     /// The connection is closed, as TLS wants it, after half of the body.
     closeInBody,
-    /// Nothing more is sent after the headers, and the connection stays open.
+    /// Nothing is sent after the headers, and the connection stays open.
     hangAfterHeaders,
     /// Header lines, or body bytes, without end, as fast as they are taken.
     endlessHeaders,
@@ -68,14 +66,10 @@ struct Behaviour {
     bool neverAnswer = false;
     int status = 200;
     std::string body = "Received.";
-    /// A "Location" header, which makes a redirect of a status in the 300s.
+    /// A "Location" header, which turns a status in the 300s into a redirect.
     std::optional<std::string> location = std::nullopt;
-    std::vector<std::pair<std::string, std::string>> headers = {};
     AnswerEnding ending = AnswerEnding::whole;
     std::chrono::milliseconds trickleInterval{50};
-
-    /// Uploads alone are answered as above: another path gets 404, another method 405. With this, all are.
-    bool anyRequest = false;
 };
 
 } // namespace support_service

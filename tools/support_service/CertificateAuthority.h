@@ -1,7 +1,7 @@
-// A certificate authority of one run's own: it makes itself on construction and issues server certificates.
+// A certificate authority that creates itself and issues the service's certificates, good and bad.
 //
-// Nothing is kept on disk: the keys live in memory and go with their last holder. Not thread-safe; what it
-// issues may be used by any thread.
+// Nothing is kept on disk: the keys live in memory and go with their last holder. One thread at a time; the
+// contexts that it gives may be used by any.
 #pragma once
 
 #include "Behaviour.h"
@@ -12,26 +12,24 @@
 
 namespace support_service {
 
-struct Certificate {
-    std::shared_ptr<X509> certificate;
-    std::shared_ptr<EVP_PKEY> key;
-};
-
 class CertificateAuthority {
 public:
-    /// Throws std::runtime_error when OpenSSL fails.
-    explicit CertificateAuthority(const std::string &commonName);
+    /// Throws std::runtime_error when OpenSSL fails; so do the operations.
+    explicit CertificateAuthority(const char *name = "Loopback support authority");
 
-    /// A server certificate for localhost and 127.0.0.1, or one that is wrong in the way asked for.
-    /// `untrusted` is no matter of the certificate itself: issue a good one from another authority.
-    Certificate issue(CertificateKind kind);
+    /// A TLS server's side with a new certificate of this kind for localhost and 127.0.0.1.
+    std::shared_ptr<SSL_CTX> serverContext(CertificateKind kind);
 
     /// This authority's own certificate as PEM text.
     std::string pem() const;
 
 private:
-    Certificate m_own;
+    std::shared_ptr<EVP_PKEY> m_key;
+    std::shared_ptr<X509> m_certificate;
     long m_lastSerial = 1;
 };
+
+/// A TLS server's side without a certificate, which answers every handshake with a fatal alert.
+std::shared_ptr<SSL_CTX> contextWithoutCertificate();
 
 } // namespace support_service

@@ -1,273 +1,279 @@
 #include "SupportService.h"
 
-#include "HttpsServer.h"
-#include "RawAnswer.h"
-#include "ReceivedUploads.h"
+#include "UploadBody.h"
 
-#include <deque>
-#include <fstream>
-#include <unistd.h>
+#include <QCryptographicHash>
+#include <algorithm>
 
 namespace support_service {
 
 namespace {
 
-/// A folder of the service's own, gone with it.
-class TemporaryFolder {
+/// A name from outside as a name on disk: what could lead out of the folder, or hide, is replaced.
+std::string storedName(std::size_t index, std::string name) {
+    const auto isPlain = [](unsigned char c) {
+        return std::isalnum(c) != 0 || c == '.' || c == '_' || c == '-';
+    };
+    std::replace_if(
+        name.begin(), name.end(), [&](char c) { return !isPlain(static_cast<unsigned char>(c)); }, '_');
+    return std::to_string(index + 1) + "-" + name.substr(0, 200);
+}
+
+QByteArray rawBytes(std::string_view text) {
+    return QByteArray::fromRawData(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+std::string sha256(std::string_view bytes) {
+    return QCryptographicHash::hash(rawBytes(bytes), QCryptographicHash::Sha256).toHex().toStdString();
+}
+
+bool isUpload(const RequestHead &head) {
+    return head.method == "POST" && head.target == SupportService::uploadPath;
+}
+
+/// Keeps a reader to so many bytes per second.
+class Pace {
 public:
-    TemporaryFolder() {
-        std::string name = (std::filesystem::temp_directory_path() / "support-service-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr)
-            throw std::runtime_error("Cannot make a temporary folder");
-        m_path = name;
+    explicit Pace(std::uint64_t bytesPerSecond)
+        : m_bytesPerSecond(bytesPerSecond) {}
+
+    std::size_t pieceBytes() const {
+        constexpr std::uint64_t largest = 64 * 1024;
+        return m_bytesPerSecond == 0 ? largest : std::clamp<std::uint64_t>(m_bytesPerSecond / 20, 1, largest);
     }
-    ~TemporaryFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
+    /// The time to wait after `count` more bytes.
+    std::chrono::milliseconds pauseAfter(std::size_t count) {
+        using namespace std::chrono;
+        if (m_bytesPerSecond == 0)
+            return {};
+        m_bytes += count;
+        const auto due = m_begin + milliseconds(1000 * m_bytes / m_bytesPerSecond);
+        return std::max(milliseconds(0), duration_cast<milliseconds>(due - steady_clock::now()));
     }
-    TemporaryFolder(const TemporaryFolder &) = delete;
-    TemporaryFolder &operator=(const TemporaryFolder &) = delete;
-    const std::filesystem::path &path() const { return m_path; }
 
 private:
-    std::filesystem::path m_path;
+    const std::uint64_t m_bytesPerSecond;
+    const std::chrono::steady_clock::time_point m_begin = std::chrono::steady_clock::now();
+    std::uint64_t m_bytes = 0;
 };
-
-/// Fills in the places that were left open, in a folder that is made when one is.
-Options completed(Options options, std::optional<TemporaryFolder> &ownFolder) {
-    if (options.store.empty() || options.certificateFile.empty())
-        ownFolder.emplace();
-    if (options.store.empty())
-        options.store = ownFolder->path() / "archives";
-    if (options.certificateFile.empty())
-        options.certificateFile = ownFolder->path() / "authority.pem";
-    return options;
-}
-
-bool isUpload(const ReceivedRequest &request) {
-    return request.method == "POST" && request.target == SupportService::uploadPath;
-}
-
-/// The library puts the connection's addresses among the headers.
-bool isAddedByTheLibrary(std::string_view header) {
-    return header == "REMOTE_ADDR" || header == "REMOTE_PORT" || header == "LOCAL_ADDR" ||
-           header == "LOCAL_PORT";
-}
-
-bool hasBody(const httplib::Request &request) {
-    return request.has_header("Content-Length") || request.has_header("Transfer-Encoding");
-}
 
 } // namespace
 
-class SupportService::Implementation {
-public:
-    explicit Implementation(Options wanted)
-        : options(completed(std::move(wanted), m_folder))
-        , received(options.store, options.keepBodies, options.onReceipt)
-        , server([this](httplib::Request &request, Connection &connection) { begin(request, connection); }) {
-        std::filesystem::create_directories(options.store);
-        makeCertificates();
-
-        const auto withBody = [this](const httplib::Request &request, httplib::Response &response,
-                                     const httplib::ContentReader &reader) {
-            serve(request, response, &reader);
-        };
-        const auto withoutBody = [this](const httplib::Request &request, httplib::Response &response) {
-            serve(request, response, nullptr);
-        };
-        server.Post(".*", withBody).Put(".*", withBody).Patch(".*", withBody).Delete(".*", withBody);
-        server.Get(".*", withoutBody).Options(".*", withoutBody);
-        server.start(options.port);
-    }
-
-    void setBehaviour(const Behaviour &behaviour) {
-        const std::lock_guard lock(m_mutex);
-        m_behaviour = behaviour;
-    }
-
-    void queueBehaviour(const Behaviour &behaviour, std::size_t count) {
-        const std::lock_guard lock(m_mutex);
-        m_nextBehaviours.insert(m_nextBehaviours.end(), count, behaviour);
-    }
-
-private:
-    std::optional<TemporaryFolder> m_folder;
-    std::mutex m_mutex;
-    Behaviour m_behaviour;
-    std::deque<Behaviour> m_nextBehaviours;
-
-public:
-    const Options options;
-    ReceivedUploads received;
-    // Last, so that its threads end before anything that they use.
-    HttpsServer server;
-
-private:
-    void makeCertificates() {
-        CertificateAuthority authority("Loopback support authority");
-        CertificateAuthority stranger("Some other authority");
-        for (const auto kind : {CertificateKind::good, CertificateKind::wrongHost, CertificateKind::expired,
-                                CertificateKind::notYetValid})
-            server.setCertificate(kind, authority.issue(kind));
-        server.setCertificate(CertificateKind::untrusted, stranger.issue(CertificateKind::good));
-
-        std::ofstream file(options.certificateFile, std::ios::trunc);
-        file << authority.pem();
-        file.close();
-        if (!file)
-            throw std::runtime_error("Cannot write " + options.certificateFile.string());
-    }
-
-    Behaviour takeBehaviour() {
-        const std::lock_guard lock(m_mutex);
-        if (m_nextBehaviours.empty())
-            return m_behaviour;
-        Behaviour next = std::move(m_nextBehaviours.front());
-        m_nextBehaviours.pop_front();
-        return next;
-    }
-
-    void begin(httplib::Request &request, Connection &connection) {
-        ReceivedRequest noted{request.method, request.target};
-        for (const auto &[name, value] : request.headers) {
-            if (!isAddedByTheLibrary(name))
-                noted.headers.emplace_back(name, value);
-        }
-        connection.requestIndex = received.begin(std::move(noted));
-        // The library would take a multipart body apart, and its very bytes would be lost.
-        request.headers.erase("Content-Type");
-    }
-
-    void serve(const httplib::Request &request, httplib::Response &response,
-               const httplib::ContentReader *reader);
-    bool readBody(const httplib::ContentReader &reader, Connection &connection, const Behaviour &behaviour,
-                  bool upload);
-    void answer(Connection &connection, const Behaviour &behaviour, httplib::Response &response);
-};
-
-void SupportService::Implementation::serve(const httplib::Request &request, httplib::Response &response,
-                                           const httplib::ContentReader *reader) {
-    Connection &connection = Connection::of(request.ssl);
-    const bool upload = isUpload(received.request(connection.requestIndex));
-    const bool body = reader != nullptr && hasBody(request);
-    Behaviour behaviour = takeBehaviour();
-    if (!upload && !behaviour.anyRequest) {
-        const bool wrongMethod = request.target == uploadPath;
-        behaviour = {.status = wrongMethod ? 405 : 404, .body = ""};
-    }
-
-    if (behaviour.answerTime == AnswerTime::afterBody) {
-        if (body && !readBody(*reader, connection, behaviour, upload))
-            return connection.finish();
-        if (!body)
-            received.end(connection.requestIndex, {}, true);
-        return answer(connection, behaviour, response);
-    }
-
-    if (sleepUnlessStopped(server.stopToken(), behaviour.waitBeforeAnswer))
-        sendWholeAnswer(connection, behaviour);
-    if (behaviour.answerTime == AnswerTime::beforeBodyThenClose)
-        connection.waitUntilSent();
-    else if (body)
-        readBody(*reader, connection, behaviour, upload);
-    connection.finish();
-}
-
-bool SupportService::Implementation::readBody(const httplib::ContentReader &reader, Connection &connection,
-                                              const Behaviour &behaviour, bool upload) {
-    connection.setReadRate(behaviour.readBytesPerSecond);
-    if (behaviour.stopReadingAfterBytes)
-        connection.setReadLimit(*behaviour.stopReadingAfterBytes,
-                                [this] { sleepUntilStopped(server.stopToken()); });
-    else if (behaviour.resetAfterBytes)
-        connection.setReadLimit(*behaviour.resetAfterBytes, [&] { connection.reset(); });
-
-    std::string body;
-    const bool whole = reader([&](const char *bytes, std::size_t count) {
-        body.append(bytes, count);
-        received.addBodyBytes(count);
-        return true;
-    });
-    connection.setReadRate(0);
-    if (upload)
-        received.endUpload(connection.requestIndex, std::move(body), whole);
-    else
-        received.end(connection.requestIndex, std::move(body), whole);
-    return whole;
-}
-
-void SupportService::Implementation::answer(Connection &connection, const Behaviour &behaviour,
-                                            httplib::Response &response) {
-    const auto stop = server.stopToken();
-    if (behaviour.neverAnswer)
-        sleepUntilStopped(stop);
-    if (!sleepUnlessStopped(stop, behaviour.waitBeforeAnswer))
-        return connection.finish();
-    if (behaviour.ending != AnswerEnding::whole)
-        return sendBrokenAnswer(connection, behaviour, stop);
-
-    response.status = behaviour.status;
-    if (!behaviour.body.empty())
-        response.set_content(behaviour.body, "text/plain");
-    for (const auto &[name, value] : behaviour.headers)
-        response.set_header(name, value);
-    if (behaviour.location)
-        response.set_header("Location", *behaviour.location);
-}
-
 SupportService::SupportService(Options options)
-    : m_implementation(std::make_unique<Implementation>(std::move(options))) {}
+    : m_options(std::move(options)) {
+    if (m_options.store.empty())
+        m_options.store = m_folder.path() / "archives";
+    if (m_options.certificateFile.empty())
+        m_options.certificateFile = m_folder.path() / "authority.pem";
+    std::filesystem::create_directories(m_options.store);
+    test_support::writeFile(m_options.certificateFile, QByteArray::fromStdString(m_authority.pem()));
+    m_listener.emplace([this](int socket) { serve(socket); });
+}
 
-SupportService::~SupportService() = default;
+SupportService::~SupportService() {
+    m_stop.request_stop();
+}
 
 int SupportService::port() const {
-    return m_implementation->server.port();
+    return m_listener->port();
 }
+
 std::string SupportService::host() const {
     return "localhost:" + std::to_string(port());
 }
+
 std::filesystem::path SupportService::certificateFile() const {
-    return m_implementation->options.certificateFile;
+    return m_options.certificateFile;
 }
 
 void SupportService::setBehaviour(const Behaviour &behaviour) {
-    m_implementation->setBehaviour(behaviour);
+    const std::lock_guard lock(m_mutex);
+    m_behaviour = behaviour;
 }
+
 void SupportService::setBehaviour(const Behaviour &behaviour, std::size_t count) {
-    m_implementation->queueBehaviour(behaviour, count);
+    const std::lock_guard lock(m_mutex);
+    m_nextBehaviours.insert(m_nextBehaviours.end(), count, behaviour);
 }
+
 void SupportService::setCertificate(CertificateKind kind) {
-    m_implementation->server.certificateKind = kind;
+    const std::lock_guard lock(m_mutex);
+    m_certificate = kind;
 }
+
 void SupportService::setHandshake(Handshake handshake) {
-    m_implementation->server.handshake = handshake;
+    const std::lock_guard lock(m_mutex);
+    m_handshake = handshake;
 }
 
 std::vector<ReceivedRequest> SupportService::requests() const {
-    return m_implementation->received.requests();
+    const std::lock_guard lock(m_mutex);
+    return m_requests;
 }
+
 std::vector<Receipt> SupportService::receipts() const {
-    return m_implementation->received.receipts();
+    const std::lock_guard lock(m_mutex);
+    return m_receipts;
 }
+
 std::uint64_t SupportService::bodyBytes() const {
-    return m_implementation->received.bodyBytes();
+    const std::lock_guard lock(m_mutex);
+    return m_bodyBytes;
 }
+
 std::size_t SupportService::connections() const {
-    return m_implementation->server.acceptedConnections();
+    return m_listener->connections();
 }
-std::size_t SupportService::secureConnections() const {
-    return m_implementation->server.establishedConnections();
+
+template <typename Condition>
+bool SupportService::waitFor(std::chrono::milliseconds limit, Condition condition) const {
+    std::unique_lock lock(m_mutex);
+    return m_changed.wait_for(lock, limit, condition);
 }
 
 bool SupportService::waitForRequests(std::size_t count, std::chrono::milliseconds limit) const {
-    return m_implementation->received.waitForRequests(count, limit);
+    return waitFor(limit, [&] { return m_requests.size() >= count; });
 }
+
 bool SupportService::waitForReceipts(std::size_t count, std::chrono::milliseconds limit) const {
-    return m_implementation->received.waitForReceipts(count, limit);
+    return waitFor(limit, [&] { return m_receipts.size() >= count; });
 }
+
 bool SupportService::waitForBodyBytes(std::uint64_t count, std::chrono::milliseconds limit) const {
-    return m_implementation->received.waitForBodyBytes(count, limit);
+    return waitFor(limit, [&] { return m_bodyBytes >= count; });
+}
+
+void SupportService::serve(int socket) {
+    const auto context = contextForNextConnection();
+    if (!context)
+        return sleepUntilStopped(m_stop.get_token());
+    TlsConnection connection(socket, context.get());
+    if (!connection.handshake())
+        return;
+    while (serveRequest(connection)) {
+    }
+    connection.finish();
+}
+
+// None for a connection whose handshake is to hang.
+std::shared_ptr<SSL_CTX> SupportService::contextForNextConnection() {
+    const std::lock_guard lock(m_mutex);
+    if (m_handshake != Handshake::complete)
+        return m_handshake == Handshake::refuse ? contextWithoutCertificate() : nullptr;
+    auto &context = m_contexts[m_certificate];
+    if (!context)
+        context = m_authority.serverContext(m_certificate);
+    return context;
+}
+
+bool SupportService::serveRequest(TlsConnection &connection) {
+    const auto head = readHead(connection);
+    if (!head)
+        return false;
+    std::size_t index = 0;
+    const Behaviour how = begin(*head, index);
+    const auto stop = m_stop.get_token();
+
+    if (how.answerTime != AnswerTime::afterBody) {
+        if (!sleepUnlessStopped(stop, how.waitBeforeAnswer) || !sendAnswer(connection, how, stop))
+            connection.waitUntilSent();
+        else
+            receiveBody(connection, how, index, {connection, *head});
+        return false;
+    }
+    if (head->header("Expect") == "100-continue")
+        connection.send("HTTP/1.1 100 Continue\r\n\r\n");
+    if (!receiveBody(connection, how, index, {connection, *head}))
+        return false;
+    if (how.neverAnswer)
+        sleepUntilStopped(stop);
+    return sleepUnlessStopped(stop, how.waitBeforeAnswer) && sendAnswer(connection, how, stop);
+}
+
+Behaviour SupportService::begin(const RequestHead &head, std::size_t &index) {
+    const std::lock_guard lock(m_mutex);
+    index = m_requests.size();
+    m_requests.push_back({head});
+    m_changed.notify_all();
+    Behaviour how = m_behaviour;
+    if (!m_nextBehaviours.empty()) {
+        how = std::move(m_nextBehaviours.front());
+        m_nextBehaviours.pop_front();
+    }
+    if (!isUpload(head))
+        return {.status = head.target == uploadPath ? 405 : 404, .body = ""};
+    return how;
+}
+
+bool SupportService::receiveBody(TlsConnection &connection, const Behaviour &how, std::size_t index,
+                                 BodyReader reader) {
+    const auto limit = how.stopReadingAfterBytes ? how.stopReadingAfterBytes : how.resetAfterBytes;
+    Pace pace(how.readBytesPerSecond);
+    std::string body;
+    while (!limit || body.size() < *limit) {
+        const std::size_t most =
+            limit ? std::min<std::uint64_t>(*limit - body.size(), pace.pieceBytes()) : pace.pieceBytes();
+        const std::string bytes = reader.next(most);
+        if (bytes.empty())
+            break;
+        body += bytes;
+        {
+            const std::lock_guard lock(m_mutex);
+            m_bodyBytes += bytes.size();
+            m_changed.notify_all();
+        }
+        if (const auto pause = pace.pauseAfter(bytes.size()); pause.count() > 0)
+            sleepUnlessStopped(m_stop.get_token(), pause);
+    }
+    if (limit && body.size() == *limit) {
+        if (how.stopReadingAfterBytes)
+            sleepUntilStopped(m_stop.get_token());
+        else
+            connection.reset();
+    }
+    finish(index, std::move(body), reader.isWhole());
+    return reader.isWhole();
+}
+
+void SupportService::finish(std::size_t index, std::string body, bool isWhole) {
+    const auto kept = std::make_shared<const std::string>(std::move(body));
+    RequestHead head;
+    {
+        const std::lock_guard lock(m_mutex);
+        head = m_requests.at(index);
+        if (m_options.keepBodies)
+            m_requests.at(index).body = kept;
+    }
+    if (!isUpload(head))
+        return;
+    Receipt receipt = receiptFor(head, *kept, isWhole, index);
+    if (m_options.onReceipt) {
+        const std::lock_guard reporting(m_reporting);
+        m_options.onReceipt(receipt);
+    }
+    const std::lock_guard lock(m_mutex);
+    m_receipts.push_back(std::move(receipt));
+    m_changed.notify_all();
+}
+
+Receipt SupportService::receiptFor(const RequestHead &head, const std::string &body, bool isWhole,
+                                   std::size_t index) const {
+    Receipt receipt;
+    const auto upload = parseUploadBody(head.header("Content-Type"), body, receipt.problem);
+    if (!upload)
+        return receipt;
+    receipt.fileName = upload->fileName;
+    receipt.logId = logIdFromFileName(upload->fileName);
+    receipt.sizeBytes = upload->content.size();
+    receipt.sha256 = sha256(upload->content);
+    receipt.complete = upload->complete && isWhole;
+    if (!receipt.complete) {
+        receipt.problem = "the body broke off before its closing boundary";
+        return receipt;
+    }
+    receipt.archive = m_options.store / storedName(index, receipt.fileName);
+    test_support::writeFile(receipt.archive, rawBytes(upload->content));
+    return receipt;
 }
 
 } // namespace support_service

@@ -1,15 +1,21 @@
-// The support side of the upload, on 127.0.0.1 with TLS: takes archives in, keeps them with a receipt, and
-// can be told to misbehave. For tests and demonstrations.
+// The support side of the upload, on 127.0.0.1 with TLS: receives archives, keeps them with a receipt, and
+// can be asked to misbehave. For tests and demonstrations.
 //
-// Runs in threads of its own from construction to destruction; the destructor ends every connection at
-// once, whatever it is stuck in. Every operation may be called from any thread at any time.
+// Runs in its own threads from construction to destruction; the destructor ends every connection at once,
+// whatever it is doing. Any thread may call any operation at any time.
 #pragma once
 
-#include "Behaviour.h"
+#include "CertificateAuthority.h"
+#include "Exchange.h"
+#include "test_support/LoopbackListener.h"
+#include "test_support/ScratchFolder.h"
 
+#include <condition_variable>
+#include <deque>
 #include <filesystem>
 #include <functional>
-#include <memory>
+#include <map>
+#include <mutex>
 
 namespace support_service {
 
@@ -29,27 +35,13 @@ struct Receipt {
     std::filesystem::path archive;
 };
 
-/// A request as it came.
-struct ReceivedRequest {
-    std::string method;
-    /// Path and query, as sent.
-    std::string target;
-    /// Names as sent, values without the blanks around them; in the order of the names.
-    std::vector<std::pair<std::string, std::string>> headers = {};
+struct ReceivedRequest : RequestHead {
     /// The bytes of the body that were read; absent while it is being read, and without `keepBodies`.
     std::shared_ptr<const std::string> body = nullptr;
-    /// The body was read as far as it will be; it came whole.
-    bool finished = false;
-    bool arrivedWhole = false;
-
-    /// The value of the first header with this name, in any case; empty when there is none.
-    std::string header(std::string_view name) const;
 };
 
 struct Options {
-    /// 0 takes a free one.
-    int port = 0;
-    /// Where archives are stored. Empty: in a folder of the service's own that goes with it.
+    /// Where archives are stored. Empty: in a temporary folder that goes with the service.
     std::filesystem::path store = {};
     /// Where the authority's certificate is written, as PEM. Empty: in that folder.
     std::filesystem::path certificateFile = {};
@@ -61,25 +53,24 @@ struct Options {
 
 class SupportService {
 public:
-    /// Where uploads go.
+    /// Where uploads go. Another path gets 404, another method 405.
     static constexpr std::string_view uploadPath = "/cr-apip-7.0.0/mac/log";
 
-    /// Listens when it returns. Throws std::runtime_error or std::filesystem::filesystem_error when it
-    /// cannot.
+    /// Listens on a free port when it returns. Throws std::exception when it cannot.
     explicit SupportService(Options options = {});
     ~SupportService();
     SupportService(const SupportService &) = delete;
     SupportService &operator=(const SupportService &) = delete;
 
     int port() const;
-    /// "localhost:" and the port: a name that the good certificate holds for.
+    /// "localhost:" and the port: a name that the good certificate is valid for.
     std::string host() const;
     /// What a client is to trust (SSL_CERT_FILE).
     std::filesystem::path certificateFile() const;
 
-    /// For the requests whose headers arrive from now on; takes the place of what was set before.
+    /// For the requests whose headers arrive from now on; replaces what was set before.
     void setBehaviour(const Behaviour &behaviour);
-    /// For the next `count` requests alone; then as before. A further call queues behind.
+    /// For the next `count` requests only; then as before. Further calls queue.
     void setBehaviour(const Behaviour &behaviour, std::size_t count);
     /// For connections made from now on.
     void setCertificate(CertificateKind kind);
@@ -91,9 +82,8 @@ public:
     std::vector<Receipt> receipts() const;
     /// Body bytes read so far, over all requests.
     std::uint64_t bodyBytes() const;
-    /// Connections accepted so far, and those of them that completed the TLS handshake.
+    /// Connections accepted so far.
     std::size_t connections() const;
-    std::size_t secureConnections() const;
 
     /// Waits until so many requests' headers have arrived, so many receipts were made, so many body bytes
     /// were read. False when `limit` passes first.
@@ -102,8 +92,39 @@ public:
     bool waitForBodyBytes(std::uint64_t count, std::chrono::milliseconds limit) const;
 
 private:
-    class Implementation;
-    std::unique_ptr<Implementation> m_implementation;
+    template <typename Condition>
+    bool waitFor(std::chrono::milliseconds limit, Condition condition) const;
+
+    // In a thread of their own for each connection.
+    void serve(int socket);
+    std::shared_ptr<SSL_CTX> contextForNextConnection();
+    bool serveRequest(TlsConnection &connection);
+    Behaviour begin(const RequestHead &head, std::size_t &index);
+    bool receiveBody(TlsConnection &connection, const Behaviour &how, std::size_t index, BodyReader reader);
+    void finish(std::size_t index, std::string body, bool isWhole);
+    Receipt receiptFor(const RequestHead &head, const std::string &body, bool isWhole,
+                       std::size_t index) const;
+
+    const test_support::ScratchFolder m_folder;
+    Options m_options;
+    std::mutex m_reporting;
+    std::stop_source m_stop;
+
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_changed;
+    // Guarded by the mutex.
+    CertificateAuthority m_authority;
+    std::map<CertificateKind, std::shared_ptr<SSL_CTX>> m_contexts;
+    CertificateKind m_certificate = CertificateKind::good;
+    Handshake m_handshake = Handshake::complete;
+    Behaviour m_behaviour;
+    std::deque<Behaviour> m_nextBehaviours;
+    std::vector<ReceivedRequest> m_requests;
+    std::vector<Receipt> m_receipts;
+    std::uint64_t m_bodyBytes = 0;
+
+    // Last, so that its threads end before anything that they use.
+    std::optional<test_support::LoopbackListener> m_listener;
 };
 
 } // namespace support_service

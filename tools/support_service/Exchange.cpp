@@ -1,0 +1,166 @@
+#include "Exchange.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstdlib>
+#include <mutex>
+#include <strings.h>
+
+namespace support_service {
+
+namespace {
+
+/// A line without its line break; none when the connection ends before it.
+std::optional<std::string> readLine(TlsConnection &connection) {
+    std::string line;
+    while (!line.ends_with("\r\n")) {
+        // Byte by byte, so that nothing of what follows is taken.
+        const std::string byte = connection.read(1);
+        if (byte.empty())
+            return std::nullopt;
+        line += byte;
+    }
+    line.resize(line.size() - 2);
+    return line;
+}
+
+std::string statusLine(const Behaviour &behaviour) {
+    return "HTTP/1.1 " + std::to_string(behaviour.status) + " Answer\r\n";
+}
+
+bool keepsConnection(const Behaviour &behaviour) {
+    // Clients that read of the connection's end beforehand stop sending: wrong for one that is to go on.
+    return behaviour.ending == AnswerEnding::whole && behaviour.answerTime != AnswerTime::beforeBodyThenClose;
+}
+
+std::string head(const Behaviour &behaviour, std::uint64_t contentBytes) {
+    constexpr int noContent = 204;
+    std::string text = statusLine(behaviour);
+    if (behaviour.status != noContent)
+        text += "Content-Type: text/plain\r\nContent-Length: " + std::to_string(contentBytes) + "\r\n";
+    if (!keepsConnection(behaviour))
+        text += "Connection: close\r\n";
+    if (behaviour.location)
+        text += "Location: " + *behaviour.location + "\r\n";
+    return text + "\r\n";
+}
+
+void sendForEver(TlsConnection &connection, const std::string &piece) {
+    while (connection.send(piece)) {
+    }
+}
+
+} // namespace
+
+bool sleepUnlessStopped(const std::stop_token &stop, std::chrono::milliseconds duration) {
+    std::mutex mutex;
+    std::condition_variable_any never;
+    std::unique_lock lock(mutex);
+    never.wait_for(lock, stop, duration, [] { return false; });
+    return !stop.stop_requested();
+}
+
+void sleepUntilStopped(const std::stop_token &stop) {
+    while (sleepUnlessStopped(stop, std::chrono::hours(1))) {
+    }
+}
+
+std::string RequestHead::header(std::string_view name) const {
+    for (const auto &[key, value] : headers) {
+        if (key.size() == name.size() && strncasecmp(key.data(), name.data(), name.size()) == 0)
+            return value;
+    }
+    return {};
+}
+
+std::optional<RequestHead> readHead(TlsConnection &connection) {
+    auto line = readLine(connection);
+    if (!line)
+        return std::nullopt;
+    const std::size_t space = line->find(' ');
+    RequestHead head{line->substr(0, space), line->substr(space + 1, line->rfind(' ') - space - 1)};
+    while ((line = readLine(connection)) && !line->empty()) {
+        const std::size_t colon = line->find(": ");
+        if (colon == std::string::npos)
+            return std::nullopt;
+        head.headers.emplace_back(line->substr(0, colon), line->substr(colon + 2));
+    }
+    return line ? std::optional(head) : std::nullopt;
+}
+
+BodyReader::BodyReader(TlsConnection &connection, const RequestHead &head)
+    : m_connection(connection)
+    , m_isChunked(head.header("Transfer-Encoding") == "chunked")
+    , m_hasMoreChunks(m_isChunked)
+    , m_rest(std::strtoull(head.header("Content-Length").c_str(), nullptr, 10)) {
+    beginChunk();
+}
+
+std::string BodyReader::next(std::size_t most) {
+    if (m_rest == 0)
+        return {};
+    std::string bytes = m_connection.read(std::min<std::uint64_t>(m_rest, most));
+    m_rest -= bytes.size();
+    if (m_rest == 0 && m_isChunked) {
+        readLine(m_connection);
+        beginChunk();
+    }
+    return bytes;
+}
+
+void BodyReader::beginChunk() {
+    const auto size = m_hasMoreChunks ? readLine(m_connection) : std::nullopt;
+    if (!size)
+        return;
+    m_rest = std::strtoull(size->c_str(), nullptr, 16);
+    // The last one is empty, and followed by an empty line.
+    if (m_rest == 0)
+        m_hasMoreChunks = !readLine(m_connection);
+}
+
+bool sendAnswer(TlsConnection &connection, const Behaviour &behaviour, const std::stop_token &stop) {
+    constexpr std::uint64_t endless = std::uint64_t{1} << 50;
+    const std::string whole = head(behaviour, behaviour.body.size()) + behaviour.body;
+    const std::string bodyless = whole.substr(0, whole.size() - behaviour.body.size());
+    const std::string half = whole.substr(0, whole.size() - (behaviour.body.size() + 1) / 2);
+
+    switch (behaviour.ending) {
+    case AnswerEnding::whole:
+        return connection.send(whole) && keepsConnection(behaviour);
+    case AnswerEnding::resetAfterStatusLine:
+        connection.send(statusLine(behaviour));
+        connection.reset();
+        break;
+    case AnswerEnding::resetAfterHeaders:
+        connection.send(bodyless);
+        connection.reset();
+        break;
+    case AnswerEnding::resetInBody:
+        connection.send(half);
+        connection.reset();
+        break;
+    case AnswerEnding::closeInBody:
+        connection.send(half);
+        break;
+    case AnswerEnding::hangAfterHeaders:
+        connection.send(bodyless);
+        sleepUntilStopped(stop);
+        break;
+    case AnswerEnding::endlessHeaders:
+        connection.send(statusLine(behaviour));
+        sendForEver(connection, "X-Endless: " + std::string(100, 'x') + "\r\n");
+        break;
+    case AnswerEnding::endlessBody:
+        connection.send(head(behaviour, endless));
+        sendForEver(connection, std::string(65'536, 'x'));
+        break;
+    case AnswerEnding::trickle:
+        connection.send(head(behaviour, endless));
+        while (connection.send("x") && sleepUnlessStopped(stop, behaviour.trickleInterval)) {
+        }
+        break;
+    }
+    return false;
+}
+
+} // namespace support_service
