@@ -1,11 +1,11 @@
 #include "test_support/ProgramRun.h"
 
-#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
 #include <grp.h>
+#include <map>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -27,17 +27,19 @@ std::vector<char *> pointersTo(std::vector<std::string> &texts) {
 }
 
 std::vector<std::string> environmentOf(const ProgramOptions &options) {
-    std::vector<std::string> result;
+    std::map<std::string, std::string> variables;
     for (char **entry = environ; *entry != nullptr; ++entry) {
-        const std::string_view text(*entry);
-        const auto names = [&](const auto &variable) { return text.starts_with(variable.first + "="); };
-        if (std::none_of(options.variables.begin(), options.variables.end(), names))
-            result.emplace_back(text);
+        const std::string text(*entry);
+        variables[text.substr(0, text.find('='))] = text;
     }
     for (const auto &[name, value] : options.variables) {
+        variables.erase(name);
         if (value)
-            result.push_back(name + "=" + *value);
+            variables[name] = name + "=" + *value;
     }
+    std::vector<std::string> result;
+    for (const auto &[name, text] : variables)
+        result.push_back(text);
     return result;
 }
 

@@ -42,7 +42,7 @@ struct ProgramOptions {
     std::vector<std::string> arguments = {};
     /// The program's first argument; empty: its path.
     std::string name = {};
-    /// Set, or unset, on top of the environment of the test.
+    /// Set, or unset, on top of this process's environment; the last one of a name counts.
     std::vector<std::pair<std::string, std::optional<std::string>>> variables = {};
     std::filesystem::path workingFolder = "/";
     /// Another user, and the group of the same number.

@@ -49,18 +49,13 @@ std::string machineId() {
 
 } // namespace
 
-TEST_F(GoodRun, TellsTheLogEveryStepInOrder) {
+TEST_F(GoodRun, LogsEveryStepInOrderAndLeavesNothingElse) {
     install();
     EXPECT_EQ(run(), exited(0));
     ASSERT_EQ(service.receipts().size(), 1U);
     EXPECT_EQ(log(),
               collectedSmallProduct + sizeLine(service.receipts()[0].sizeBytes) + "INFO: \n" + sentWell);
     EXPECT_FALSE(fs::exists(firstLogFile()));
-}
-
-TEST_F(GoodRun, LeavesItsLogAndNothingElse) {
-    install();
-    EXPECT_EQ(run(), exited(0));
     EXPECT_EQ(namesIn(""), (std::vector<std::string>{"Output", "System",
                                                      "System/LumadocDiagnosticsDebugOutput.log", "temp"}));
     EXPECT_TRUE(fs::is_empty(home.caches() / "Logs"));
@@ -97,17 +92,6 @@ TEST_F(GoodRun, SendsOneRequestOfExactlyTheAgreedForm) {
     EXPECT_EQ(requests[0].header("Content-Length"), std::to_string(body.size()));
 }
 
-TEST_F(GoodRun, NamesEachRunAndEachRequestAnew) {
-    install();
-    EXPECT_EQ(run(), exited(0));
-    const std::string first = logId();
-    EXPECT_EQ(run(), exited(0));
-    EXPECT_NE(logId(), first);
-    const auto requests = service.requests();
-    ASSERT_EQ(requests.size(), 2U);
-    EXPECT_NE(requests[0].header("Content-Type"), requests[1].header("Content-Type"));
-}
-
 TEST_F(GoodRun, PacksWhatTheProductLoggedByteForByte) {
     const auto product = install();
     EXPECT_EQ(run(), exited(0));
@@ -137,24 +121,15 @@ TEST_F(GoodRun, PacksWhatTheProductLoggedByteForByte) {
             files[name] = item.content;
     }
     EXPECT_EQ(files.erase("Lumadoc/DetailedInfo.json"), 1U);
+    // The log as it was when it was copied.
+    const std::string copied = files["Lumadoc/LumadocDiagnosticsDebugOutput.log"];
+    EXPECT_THAT(copied, testing::EndsWith("Log file will be copied and compressed after this point.\n"));
+    EXPECT_TRUE(readFile(logFile()).startsWith(QByteArray::fromStdString(copied)));
     EXPECT_EQ(files.erase("Lumadoc/LumadocDiagnosticsDebugOutput.log"), 1U);
     EXPECT_EQ(files, expected);
     EXPECT_EQ(folders,
               (std::vector<std::string>{"Lumadoc/", "Lumadoc/DiagnosticReports/", "Lumadoc/LumaLog/",
                                         "Lumadoc/LumaLog/services/", "Lumadoc/LumaLog/services/session 1/"}));
-}
-
-TEST_F(GoodRun, PacksItsOwnLogUpToTheCopying) {
-    install();
-    EXPECT_EQ(run(), exited(0));
-    const fs::path packed = home.path() / "packed.log";
-    writeFile(packed,
-              QByteArray::fromStdString(received().at("Lumadoc/LumadocDiagnosticsDebugOutput.log").content));
-    const std::string last = "INFO: Log file will be copied and compressed after this point.\n";
-    const std::string upToCopying =
-        collectedSmallProduct.substr(0, collectedSmallProduct.find(last) + last.size());
-    EXPECT_EQ(log(packed), upToCopying);
-    EXPECT_TRUE(readFile(logFile()).startsWith(readFile(packed)));
 }
 
 TEST_F(GoodRun, PacksARecordOfTheRun) {
@@ -179,10 +154,7 @@ TEST_F(GoodRun, PacksARecordOfTheRun) {
 }
 
 TEST_F(GoodRun, ChangesNothingOutsideItsOwnFolder) {
-    install({.logFiles = 28,
-             .crashReports = 5,
-             .preferences = sample_product::Preferences::binary,
-             .lumaLogging = true});
+    install({.logFiles = 28, .crashReports = 5, .preferences = sample_product::Preferences::binary});
     fs::create_symlink("Logs", home.library() / "link to logs");
     const auto before = outside();
     EXPECT_EQ(run(), exited(0));
@@ -192,10 +164,10 @@ TEST_F(GoodRun, ChangesNothingOutsideItsOwnFolder) {
 }
 
 // Looked at over and over while the run goes on, with a file mode mask around it that hides nothing.
-TEST_F(GoodRun, LetsNobodyElseReadWhatItCollects) {
+TEST_F(GoodRun, LetsNobodyElseReadWhatItCollectsOrKeeps) {
     install({.logBytes = 3'000'000, .logFiles = 60, .incompressible = true});
     fs::permissions(home.path(), fs::perms::all);
-    service.setBehaviour({.readBytesPerSecond = 8'000'000});
+    service.setBehaviour({.readBytesPerSecond = 8'000'000, .status = 503});
     const auto running = start();
     std::vector<std::string> open;
     std::size_t looks = 0;
@@ -210,17 +182,11 @@ TEST_F(GoodRun, LetsNobodyElseReadWhatItCollects) {
         ++looks;
     }
     EXPECT_EQ(running->waitForEnd(), exited(0));
+    EXPECT_TRUE(fs::exists(archive()));
+    EXPECT_EQ(openToOthers(root()), std::vector<std::string>());
     EXPECT_EQ(open, std::vector<std::string>());
     EXPECT_GT(looks, 10U);
     EXPECT_GT(most, 10U) << "what was collected was never seen";
-}
-
-TEST_F(GoodRun, LetsNobodyElseReadWhatItKeeps) {
-    install();
-    service.setBehaviour({.status = 503});
-    EXPECT_EQ(run(), exited(0));
-    EXPECT_TRUE(fs::exists(archive()));
-    EXPECT_EQ(openToOthers(root()), std::vector<std::string>());
 }
 
 TEST_F(GoodRun, MasksTheUsersNameInItsLogAlone) {
@@ -240,16 +206,20 @@ TEST_F(GoodRun, MasksTheUsersNameInItsLogAlone) {
                 testing::HasSubstr("/home/jane doe/Applications/Lumadoc.app"));
 }
 
-TEST_F(GoodRun, AppendsToTheLogOfEarlierRuns) {
+TEST_F(GoodRun, AppendsToTheLogOfEarlierRunsUnderNewNames) {
     install();
     EXPECT_EQ(run(), exited(0));
     const QByteArray first = readFile(logFile());
+    const std::string firstId = logId();
     EXPECT_EQ(run(), exited(0));
+    EXPECT_NE(logId(), firstId);
+    EXPECT_NE(service.requests().at(0).header("Content-Type"),
+              service.requests().at(1).header("Content-Type"));
     const QByteArray both = readFile(logFile());
     ASSERT_TRUE(both.startsWith(first));
     EXPECT_TRUE(both.mid(first.size()).startsWith('\n'));
     std::string second = collectedSmallProduct;
-    for (const char *made : {"INFO: Directory created: System\n", "INFO: Directory created: temp\n"})
-        second.erase(second.find(made), std::string(made).size());
+    for (const std::string made : {"INFO: Directory created: System\n", "INFO: Directory created: temp\n"})
+        second.erase(second.find(made), made.size());
     EXPECT_THAT(log(), testing::StartsWith(second));
 }

@@ -1,5 +1,5 @@
-// The program is killed at a moment of its run and started again: the next run succeeds, nothing goes on
-// behind the killed one, and what that one had collected or packed is still there.
+// The program is killed at a moment of its run and started again: the next run succeeds, nothing of the
+// killed one goes on, and what that one had collected or packed is still there.
 #include "tests/SilentRun.h"
 
 #include <algorithm>
@@ -18,13 +18,13 @@ using Archives = std::map<std::string, QByteArray>;
 class Kill : public SilentRun {
 protected:
     // Another time zone gives the next run another run folder, however soon it comes.
-    ProgramOptions laterProgram() const {
+    ProgramOptions programInZone(const std::string &zone) const {
         auto options = program();
-        options.variables.emplace_back("TZ", "LATER-5");
+        options.variables.emplace_back("TZ", zone);
         return options;
     }
 
-    // The archives that stand complete in the scratch folder.
+    // The complete archives in the scratch folder.
     Archives scratchArchives() const {
         Archives found;
         for (const std::string &name : namesIn("temp")) {
@@ -49,7 +49,7 @@ protected:
         EXPECT_TRUE(waitUntil([] { return processesOf("zip").empty(); }, std::chrono::seconds(1)));
     }
 
-    // Whether the archive stands in a run folder, or among those that were recovered.
+    // Whether the archive is in a run folder, or among those that were recovered.
     bool isKept(const std::string &name, const QByteArray &content) const {
         const fs::directory_iterator folders(root() / "Output");
         return std::any_of(begin(folders), end(folders),
@@ -64,7 +64,7 @@ protected:
         const Archives archives = scratchArchives();
         const std::size_t receivedBefore = service.receipts().size();
 
-        EXPECT_EQ(run(laterProgram()), exited(0));
+        EXPECT_EQ(run(programInZone("LATER-5")), exited(0));
         EXPECT_EQ(uploadLog(), sentWell);
         EXPECT_EQ(received().size(), itemCount);
         EXPECT_EQ(service.receipts().size(), receivedBefore + 1);
@@ -77,7 +77,7 @@ protected:
             EXPECT_TRUE(isKept(name, content)) << name << " is lost";
     }
 
-    // Whether the last run's data stands somewhere: as files, or as an archive that can be read.
+    // Whether the last run's data is somewhere: as files, or as an archive that can be read.
     bool hasData() const {
         const fs::path folder = runFolder();
         if (fs::exists(folder / "Lumadoc/LumaLog/services/renderer-5.log"))
@@ -99,7 +99,7 @@ protected:
 
 struct Moment {
     std::string line;
-    // Whether the run has collected everything by then and nobody has received it yet.
+    // Whether by then the run has collected everything and nobody has received it.
     bool hasCollected;
 };
 
@@ -127,24 +127,19 @@ TEST_P(KilledAt, LosesNothing) {
     expectTheNextRunSucceedsAndNothingIsLost();
 }
 
+// One line for each state of the folders.
 INSTANTIATE_TEST_SUITE_P(
-    EachLine, KilledAt,
+    EachState, KilledAt,
     testing::Values(Moment{"----------------------------Application Started", false},
-                    Moment{"Brennic_Lumadoc_Diagnostics App Version: ", false},
                     Moment{"LumadocDiagnostics Directory: ", false},
                     Moment{"Directory created: System", false}, Moment{"Directory created: temp", false},
-                    Moment{"Arguments: Silent Mode: ", false}, Moment{"Component Name: ", false},
-                    Moment{"Track: ", false}, Moment{"Running without UI", false},
-                    Moment{"Not Found Lumadoc", false}, Moment{"Lumadoc running instance not found", false},
-                    Moment{"LumadocRunningInstance.isEmpty", false}, Moment{"App url for bundle", false},
-                    Moment{"Lumadoc installation found.", false}, Moment{"FlavourFromAppVersion:", false},
+                    Moment{"Running without UI", false}, Moment{"FlavourFromAppVersion:", false},
                     Moment{"Total [\"lumacef\"]", true}, Moment{"Removed file with extension", true},
-                    Moment{"Total files removed", true}, Moment{"Log file will be copied", true},
-                    Moment{"File created and content written", true}, Moment{"Compressed File: ", true},
+                    Moment{"Log file will be copied", true}, Moment{"File created and content written", true},
                     Moment{"Directory compressed successfully.", true}, Moment{"Deleted: Lumadoc", true},
                     Moment{"File copied successfully.", true}, Moment{"Deleted: lumaMacLog_", true},
                     Moment{"Compressed file size: ", true}, Moment{"Status Code: ", false},
-                    Moment{"Response Data: ", false}, Moment{"Directory deleted successfully.", false}));
+                    Moment{"Directory deleted successfully.", false}));
 
 TEST_F(Kill, WhileLogsAreCopied) {
     const auto product = install({.logBytes = 400'000, .logFiles = 400});
@@ -181,14 +176,13 @@ TEST_F(Kill, TwiceInARow) {
     killWhen([this] { return holds(logFile(), "Directory compressed"); });
     const auto first = treeOf(runFolder());
     const fs::path firstFolder = runFolder();
-    auto options = program();
-    options.variables.emplace_back("TZ", "LATER-3");
-    killWhen([this] { return readFile(logFile()).count("Directory compressed") == 2; }, options);
+    killWhen([this] { return readFile(logFile()).count("Directory compressed") == 2; },
+             programInZone("LATER-3"));
     expectTheNextRunSucceedsAndNothingIsLost();
     EXPECT_EQ(differences(first, treeOf(firstFolder)), std::vector<std::string>());
 }
 
-// The program itself is not told: zip must end by what it was started with.
+// The program itself does nothing about it: zip must end by the way it was started.
 TEST_F(Kill, ZipEndsWithTheProgram) {
     install({.logBytes = 60'000'000, .logFiles = 6, .incompressible = true});
     ProgramRun running(program());
@@ -219,11 +213,9 @@ TEST_F(Kill, AnArchiveThatCouldNotBeSentOutlivesARunInTheSameSecond) {
         ASSERT_TRUE(waitUntil([&] { return std::time(nullptr) != before; }));
         const std::time_t late = std::time(nullptr) - second;
         const std::time_t size = std::abs(late);
-        auto options = program();
-        options.variables.emplace_back("TZ", (late < 0 ? "SAME-" : "SAME+") + std::to_string(size / 3600) +
-                                                 ":" + std::to_string(size / 60 % 60) + ":" +
-                                                 std::to_string(size % 60));
-        ASSERT_EQ(run(options), exited(0));
+        ASSERT_EQ(run(programInZone((late < 0 ? "SAME-" : "SAME+") + std::to_string(size / 3600) + ":" +
+                                    std::to_string(size / 60 % 60) + ":" + std::to_string(size % 60))),
+                  exited(0));
         ASSERT_EQ(uploadLog(), sentWell);
     }
     ASSERT_EQ(runFolder(), first.parent_path());

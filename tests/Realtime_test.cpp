@@ -1,4 +1,4 @@
-// Limits of time that the program keeps, waited for in full: minutes each.
+// The program's time limits, waited for in full: minutes each.
 #include "tests/SilentRun.h"
 
 #include <csignal>
@@ -65,7 +65,7 @@ TEST_F(Realtime, AServerThatNeverAgreesOnTls) {
     EXPECT_EQ(uploadLog(), transportFailure(-1001, timedOut));
 }
 
-TEST_F(Realtime, AServerThatFallsSilentBehindItsHeaders) {
+TEST_F(Realtime, AServerThatFallsSilentAfterItsHeaders) {
     install();
     service.setBehaviour({.ending = AnswerEnding::hangAfterHeaders});
     ProgramRun running(program());
@@ -83,8 +83,7 @@ TEST_F(Realtime, AServerThatIsNeverDoneAnswering) {
     expectArchiveKept();
 }
 
-// A line so slow that what the system has already taken over from the program needs more than a minute to get
-// through.
+// A line so slow that what the system has already taken from the program needs more than a minute to arrive.
 TEST_F(Realtime, AServerThatReadsSlowlyButSteadily) {
     install({.logBytes = 4'000'000, .logFiles = 6, .incompressible = true});
     service.setBehaviour({.readBytesPerSecond = 20'000});

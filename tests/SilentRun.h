@@ -1,5 +1,5 @@
-// What the black-box tests of silent mode share: a copy of the shipped bundle that sends to a service of the
-// test's own, a home folder of the test's own, and a look at what a run leaves behind.
+// What the black-box tests of silent mode share: a home folder, a copy of the shipped bundle that sends to a
+// support service of the test, and a look at what a run leaves.
 #pragma once
 
 #include "sample_product/SampleProduct.h"
@@ -18,8 +18,7 @@
 #include <string>
 #include <vector>
 
-// For tests that mount something or see other processes of theirs only: on a machine where a test cannot have
-// namespaces of its own they would disturb it.
+// For tests that mount something, or must see no other processes than theirs.
 #define REQUIRE_OWN_NAMESPACES()                                                                             \
     if (!test_support::hasOwnNamespaces())                                                                   \
     GTEST_SKIP() << "this machine gives a test no namespaces of its own"
@@ -41,8 +40,8 @@ protected:
     test_support::ProgramEnd run(const std::vector<std::string> &arguments = {"/silent"}) const;
     test_support::ProgramEnd run(const test_support::ProgramOptions &options) const;
 
-    /// It reaches the point at which it has no archive, and is alive afterwards; nothing can be seen or heard
-    /// of it.
+    /// It comes to the point at which it has no archive, and is alive afterwards; it prints and sends
+    /// nothing.
     void expectItStays(test_support::ProgramRun &running, const std::filesystem::path &file) const;
 
     std::filesystem::path root() const { return home.library() / "LumadocDiagnostics"; }
@@ -54,13 +53,15 @@ protected:
     /// for the home folder.
     std::string log() const;
     std::string log(const std::filesystem::path &file) const;
-    /// The part of it that tells of the upload: what follows the archive's size, without the progress lines.
+    /// What of it is between these texts; all of it, with a remark, when one is missing.
+    std::string logBetween(const std::string &begin, const std::string &end) const;
+    /// The part of it about the upload: what follows the archive's size, without the progress lines.
     std::string uploadLog() const;
     /// The number of lines so far, over all runs.
     std::size_t lineCount() const;
 
-    /// Everything in the home folder that is none of the program's business. The program's folder is made
-    /// where it is missing, since that changes the folder around it.
+    /// Everything in the home folder outside the program's own folder. That one is created where it is
+    /// missing, since that changes the folder around it.
     std::map<std::string, std::string> outside() const;
     void expectUnchanged(const std::map<std::string, std::string> &outsideBefore) const;
 
@@ -70,7 +71,9 @@ protected:
     std::filesystem::path archive() const;
     /// The names below a folder of the program's, sorted.
     std::vector<std::string> namesIn(const std::string &folder) const;
-    /// The last run's archive stands in its run folder alone, and is what the service received.
+    /// The last run's archive is in its run folder, and nowhere else; it can be read to its end.
+    void expectArchiveComplete() const;
+    /// The same, and it is what the service received.
     void expectArchiveKept() const;
     /// The archive as the service received it, in the last upload.
     std::map<std::string, test_support::ArchivedItem> received() const;
@@ -82,9 +85,9 @@ protected:
 
 /// What the log says of a run of the small product, installed as Lumadoc, from its start to its archive.
 extern const std::string collectedSmallProduct;
-/// What it says of an upload that went well, behind the progress.
+/// What it says of an upload that succeeded, after the progress.
 extern const std::string sentWell;
-/// What it says of an upload that failed with this code, which has this sentence, behind any status line.
+/// What it says of an upload that failed with this code and sentence, after any status line.
 std::string transportFailure(int code, const std::string &sentence);
-/// The same for an answer that is none of success.
+/// The same for an answer other than success.
 std::string answerFailure(int code, const std::string &sentence);

@@ -1,10 +1,9 @@
-// Log folders that cannot be read in full, or that change while they are copied.
+// Log folders with entries of every kind, that cannot be read in full, or that change while they are copied:
+// the run ends, everything that can be read is in the archive, and nothing from outside is.
 #include "tests/SilentRun.h"
 
 #include <atomic>
-#include <cerrno>
 #include <fcntl.h>
-#include <fstream>
 #include <functional>
 #include <sys/stat.h>
 #include <thread>
@@ -15,19 +14,46 @@ using namespace test_support;
 
 namespace {
 
-constexpr std::uint64_t mebibyte = std::uint64_t{1} << 20;
+const std::string usualReports =
+    "INFO: Total [\"lumacef\"] files found: 3. Copying: 3 of size 58 kb. MaxFileCopyCount: 100\n";
+const std::string removedFile = "INFO: Removed file with extension: bin\n";
 
 class Sources : public SilentRun {
 protected:
-    // The one line of the log that tells of the copying of the log folder; empty when there is none.
-    std::string copyingLog() const {
-        const std::string text = log();
-        const std::string begin = "INFO: Directory created: RUN/Lumadoc\n";
-        const std::size_t from = text.find(begin) + begin.size();
-        return text.substr(from, text.find("INFO: Total [\"lumacef\"]") - from);
+    // What the log says between the choice of the product and the count of removed files.
+    std::string collectingLog() const {
+        return logBetween("INFO: Directory created: RUN/Lumadoc\n", "INFO: Total files removed");
     }
 
+    // Runs, and expects success with nothing changed outside. `copying` and `pruning` are what the log says
+    // of them.
+    void runAndExpect(const ProgramOptions &options, const std::string &copying) {
+        const auto before = outside();
+        EXPECT_EQ(run(options), exited(0));
+        EXPECT_EQ(collectingLog(), copying + removedFile);
+        EXPECT_EQ(uploadLog(), sentWell);
+        items = received();
+        expectUnchanged(before);
+        EXPECT_EQ(namesIn("").size(), 4U);
+        EXPECT_TRUE(items.contains("Lumadoc/DetailedInfo.json"));
+    }
+
+    const ArchivedItem &item(const std::string &name) {
+        static const ArchivedItem none{0, "missing"};
+        const auto found = items.find("Lumadoc/LumaLog/" + name);
+        return found == items.end() ? none : found->second;
+    }
+    void expectUsualFiles() {
+        for (const char *name :
+             {"Lumadoc-1.log", "services/network-2.txt", "services/session 1/startup-3.log", "state-4.json",
+              "services/renderer-5.log"})
+            EXPECT_TRUE(item(name).content == readFile(logs / name).toStdString()) << name;
+    }
     fs::path copiedLogs() const { return runFolder() / "Lumadoc/LumaLog"; }
+
+    const sample_product::SampleProduct product = install();
+    const fs::path logs = product.logs;
+    std::map<std::string, ArchivedItem> items;
 };
 
 // A user who is not root and so can be kept out.
@@ -38,11 +64,10 @@ protected:
     void SetUp() override {
         if (!canRunAs(user))
             GTEST_SKIP() << "this user cannot run the program as somebody else";
-        product = install();
     }
 
-    // Makes everything that user's own, with what the user needs to trust the service.
-    ProgramOptions asUser() {
+    // Gives everything to that user, with what the user needs to trust the service.
+    ProgramOptions asUser() const {
         fs::create_directories(root());
         fs::copy_file(service.certificateFile(), home.path() / "authority.pem");
         (void)!::lchown(home.path().c_str(), user, user);
@@ -50,146 +75,168 @@ protected:
             EXPECT_EQ(::lchown(entry.path().c_str(), user, user), 0);
         auto options = program();
         options.user = user;
-        options.variables[0].second = (home.path() / "authority.pem").native();
+        options.variables.emplace_back("SSL_CERT_FILE", (home.path() / "authority.pem").native());
         return options;
     }
-
-    sample_product::SampleProduct product;
 };
 
-// Does something over and over in a thread of its own until it goes.
+// Does something over and over in its thread as long as it lives.
 class Busy {
 public:
     explicit Busy(std::function<void()> work)
-        : m_thread([this, work = std::move(work)] {
-            while (!m_stopped)
+        : m_thread([work = std::move(work)](const std::stop_token &stop) {
+            while (!stop.stop_requested())
                 work();
         }) {}
-    ~Busy() {
-        m_stopped = true;
-        m_thread.join();
-    }
-    Busy(const Busy &) = delete;
-    Busy &operator=(const Busy &) = delete;
 
 private:
-    std::atomic<bool> m_stopped = false;
-    std::thread m_thread;
+    std::jthread m_thread;
 };
 
 } // namespace
 
-TEST_F(OtherUser, SeesAGoodRun) {
-    const auto options = asUser();
-    const auto before = outside();
-    EXPECT_EQ(run(options), exited(0));
-    EXPECT_THAT(log(), testing::StartsWith(collectedSmallProduct.substr(
-                           0, collectedSmallProduct.find("INFO: Deleted: Lumadoc\n"))));
-    EXPECT_EQ(received().size(), 15U);
-    expectUnchanged(before);
+TEST_F(Sources, LinksArePackedAsLinks) {
+    writeFile(home.path() / "outside/secret.log", "very secret");
+    const std::map<std::string, std::string> links = {
+        {"to a file.log", home.path() / "outside/secret.log"},
+        {"to a folder.log", home.path() / "outside"},
+        {"upwards.log", "../.."},
+        {"to nothing.log", "nowhere"},
+        {"to itself.log", "to itself.log"},
+        {"endless.log", "/dev/zero"},
+        {"services/parent.log", ".."},
+    };
+    for (const auto &[name, target] : links)
+        fs::create_symlink(target, logs / name);
+    runAndExpect(program(), usualReports);
+    expectUsualFiles();
+    for (const auto &[name, target] : links) {
+        EXPECT_TRUE(item(name).isLink()) << name;
+        EXPECT_EQ(item(name).content, target) << name;
+    }
+    EXPECT_EQ(items.size(), 15 + links.size());
 }
 
-TEST_F(OtherUser, IsToldOnceOfWhatCannotBeReadAndGetsTheRest) {
-    writeFile(product.logs / "closed.log", "closed");
-    writeFile(product.logs / "closed too.log", "closed");
-    writeFile(product.logs / "closed folder/in.log", "in");
-    writeFile(product.logs / "no entry/in.log", "in");
-    writeFile(product.logs / "services/open.log", "open");
-    const auto options = asUser();
-    fs::permissions(product.logs / "closed.log", fs::perms::none);
-    fs::permissions(product.logs / "closed too.log", fs::perms::none);
-    fs::permissions(product.logs / "closed folder", fs::perms::none);
-    fs::permissions(product.logs / "no entry", fs::perms::owner_read);
-    const auto before = outside();
-    EXPECT_EQ(run(options), exited(0));
-    EXPECT_EQ(copyingLog(), "ERROR: Error copying LumaLog: Permission denied\n");
+TEST_F(Sources, NamesOfEveryKindArePacked) {
+    const std::vector<std::string> names = {"not \xff\xfe utf8 \x80.log",
+                                            "quote\" and ' and `date`.log",
+                                            "line\nfeed.log",
+                                            "-m.log",
+                                            "@.log",
+                                            "[a-z]*?.log",
+                                            "back\\slash.log",
+                                            " blanks .log",
+                                            "dollar$HOME.log",
+                                            "ünïcödé 日本語.log",
+                                            "e\xcc\x81 apart.log",
+                                            "colon:semicolon;.log",
+                                            "\x01\x1b[31mred.log",
+                                            "--.log",
+                                            ".hidden.log",
+                                            std::string(251, 'n') + ".log",
+                                            "...log",
+                                            "UPPER.LOG",
+                                            "tab\t.log"};
+    const std::vector<std::string> folders = {"-r", "line\nfeed", "\xff", "*", "quote\"", "x.app", "y.log"};
+    for (const std::string &name : names)
+        writeFile(logs / "names" / name, QByteArray::fromStdString("content of " + name));
+    for (const std::string &folder : folders)
+        writeFile(logs / folder / "in.txt", QByteArray::fromStdString(folder));
+    fs::create_directories(logs / "empty");
+    const int pipe = ::mkfifo((logs / "pipe.log").c_str(), 0600);
+    ASSERT_EQ(pipe, 0);
+    runAndExpect(
+        program(),
+        "WARNING: Not copied from LumaLog: 1 pipes, sockets or devices, the first one being pipe.log\n" +
+            usualReports);
+    expectUsualFiles();
+    for (const std::string &name : names)
+        EXPECT_EQ(item("names/" + name).content, "content of " + name);
+    for (const std::string &folder : folders)
+        EXPECT_EQ(item(folder + "/in.txt").content, folder);
+    EXPECT_TRUE(item("empty/").isFolder());
+    EXPECT_EQ(items.size(), 15 + 1 + names.size() + 2 * folders.size() + 1);
+}
+
+TEST_F(Sources, DeeperThanAPathCanBe) {
+    const std::string name(200, 'd');
+    int folder = ::open(logs.c_str(), O_RDONLY | O_DIRECTORY);
+    for (int depth = 0; depth < 30; ++depth) {
+        const int file = ::openat(folder, "here.log", O_WRONLY | O_CREAT, 0600);
+        EXPECT_EQ(::write(file, "here", 4), 4);
+        ::close(file);
+        EXPECT_EQ(::mkdirat(folder, name.c_str(), 0700), 0);
+        const int inner = ::openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY);
+        ::close(folder);
+        folder = inner;
+    }
+    ::close(folder);
+    EXPECT_EQ(run(), exited(0));
+    EXPECT_EQ(collectingLog(),
+              "ERROR: Error copying LumaLog: File name too long\n" + usualReports + removedFile);
     EXPECT_EQ(uploadLog(), sentWell);
-    const auto items = received();
-    EXPECT_EQ(items.at("Lumadoc/LumaLog/services/open.log").content, "open");
-    EXPECT_FALSE(items.contains("Lumadoc/LumaLog/closed.log"));
-    EXPECT_FALSE(items.contains("Lumadoc/LumaLog/no entry/in.log"));
-    EXPECT_EQ(items.size(), 15U + 1 + 2)
-        << "the five readable files, the new one, and the two closed folders, empty";
-    expectUnchanged(before);
+    items = received();
+    expectUsualFiles();
+    std::string path;
+    for (int depth = 0; depth < 17; ++depth) {
+        EXPECT_EQ(item(path + "here.log").content, "here") << depth;
+        path += name + '/';
+    }
+    EXPECT_EQ(namesIn("").size(), 4U);
 }
 
-TEST_F(OtherUser, GoesWithoutAFolderThatIsClosed) {
-    const auto options = asUser();
-    fs::permissions(product.logs, fs::perms::none);
-    fs::permissions(product.crashReports, fs::perms::none);
-    EXPECT_EQ(run(options), exited(0));
-    EXPECT_THAT(log(), testing::HasSubstr("INFO: Directory created: RUN/Lumadoc\n"
-                                          "ERROR: Error copying LumaLog: Permission denied\n"
-                                          "ERROR: Error while copying files: Permission denied\n"
-                                          "INFO: Total files removed based on allowed extensions: 0\n"));
-    EXPECT_EQ(uploadLog(), sentWell);
+TEST_F(Sources, CrashReportsOfEveryKind) {
+    const fs::path reports = product.crashReports;
+    writeFile(home.path() / "secret.ips", "very secret");
+    ASSERT_EQ(::mkfifo((reports / "lumacef pipe.ips").c_str(), 0600), 0);
+    fs::create_symlink(home.path() / "secret.ips", reports / "lumacef link.ips");
+    writeFile(reports / "lumacef folder.ips/inner.log", "inner");
+    writeFile(reports / "LUMACEF \xff.IPS", "upper");
+    EXPECT_EQ(run(), exited(0));
+    EXPECT_THAT(
+        collectingLog(),
+        testing::MatchesRegex("INFO: Total \\[\"lumacef\"\\] files found: 7. Copying: 7 of size [0-9]+ "
+                              "kb. MaxFileCopyCount: 100\n"
+                              "ERROR: Error copying lumacef pipe.ips: Operation not supported\n" +
+                              removedFile));
+    items = received();
+    EXPECT_EQ(items.at("Lumadoc/DiagnosticReports/LUMACEF \xff.IPS").content, "upper");
+    EXPECT_EQ(items.at("Lumadoc/DiagnosticReports/lumacef folder.ips/inner.log").content, "inner");
+    EXPECT_TRUE(items.at("Lumadoc/DiagnosticReports/lumacef link.ips").isLink());
+    EXPECT_EQ(items.size(), 19U);
 }
 
-TEST_F(OtherUser, CannotBeKeptFromACrashReportByAnother) {
+TEST_F(OtherUser, GetsWhatCanBeRead) {
+    writeFile(logs / "closed.log", "closed");
+    writeFile(logs / "closed folder/in.log", "in");
+    writeFile(logs / "no entry/in.log", "in");
+    writeFile(logs / "services/open.log", "open");
     writeFile(product.crashReports / "lumacef closed.ips", "closed");
     const auto options = asUser();
-    fs::permissions(product.crashReports / "lumacef closed.ips", fs::perms::none);
-    EXPECT_EQ(run(options), exited(0));
-    EXPECT_THAT(log(), testing::HasSubstr("files found: 4. Copying: 4 of size 58 kb. MaxFileCopyCount: 100\n"
-                                          "ERROR: Error copying lumacef closed.ips: Permission denied\n"
-                                          "INFO: Removed file with extension: bin\n"));
-    EXPECT_EQ(received().size(), 15U);
+    for (const fs::path &closed :
+         {logs / "closed.log", logs / "closed folder", product.crashReports / "lumacef closed.ips"})
+        fs::permissions(closed, fs::perms::none);
+    fs::permissions(logs / "no entry", fs::perms::owner_read);
+    runAndExpect(options,
+                 "ERROR: Error copying LumaLog: Permission denied\n"
+                 "INFO: Total [\"lumacef\"] files found: 4. Copying: 4 of size 58 kb. MaxFileCopyCount: 100\n"
+                 "ERROR: Error copying lumacef closed.ips: Permission denied\n");
+    expectUsualFiles();
+    EXPECT_EQ(item("services/open.log").content, "open");
+    EXPECT_EQ(items.size(), 15U + 1 + 2) << "with the open file, and the two closed folders, empty";
 }
 
-TEST_F(OtherUser, DoesNotTakeARunningProductOfSomebodyElseForItsOwn) {
+TEST_F(OtherUser, HasNoPartInSomebodyElsesRunningProduct) {
     ProgramRun foreign({.program = product.executable});
     ASSERT_TRUE(waitUntil([] { return !processesOf("Lumadoc").empty(); }));
     EXPECT_EQ(run(asUser()), exited(0));
-    EXPECT_THAT(
-        log(),
-        testing::HasSubstr(
-            "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.LumadocPE\n"));
-}
-
-TEST_F(OtherUser, CannotMakeAWorkspaceInAClosedLibrary) {
-    const auto options = asUser();
-    fs::remove(root());
-    fs::permissions(home.library(), fs::perms::owner_read | fs::perms::owner_exec);
-    ProgramRun running(options);
-    expectItStays(running, firstLogFile());
-    EXPECT_THAT(log(firstLogFile()), testing::HasSubstr("ERROR: Failed to create the initial directories.\n"
-                                                        "ERROR: Application terminated\n"));
-}
-
-// The file gains 64 MiB many times within the time that copying that much takes: read to its end, it would
-// never end.
-TEST_F(Sources, AFileThatGrowsWithoutEndIsCopiedAsLargeAsItWas) {
-    REQUIRE_OWN_NAMESPACES();
-    fs::create_directories(root());
-    const Mount disk = Mount::memory(home.path() / ".local", 512 * mebibyte);
-    const auto product = install();
-    const fs::path growing = product.logs / "growing.log";
-    writeFile(growing, "first words");
-    fs::resize_file(growing, 64 * mebibyte);
-    std::uint64_t size = 64 * mebibyte;
-    ProgramRun running(program());
-    {
-        const Busy grow([&] {
-            std::error_code error;
-            if (size > 64 * mebibyte || fs::exists(copiedLogs() / "growing.log", error))
-                fs::resize_file(growing, size += 64 * mebibyte, error);
-        });
-        EXPECT_EQ(running.waitForEnd(), exited(0));
-    }
-    EXPECT_GT(size, 1024 * mebibyte);
-    EXPECT_EQ(copyingLog(), "");
-    EXPECT_EQ(uploadLog(), sentWell);
-    const std::string content = received().at("Lumadoc/LumaLog/growing.log").content;
-    EXPECT_EQ(content.size(), 64 * mebibyte);
-    EXPECT_EQ(content.substr(0, 11), "first words");
+    EXPECT_THAT(log(), testing::HasSubstr("WARNING: Lumadoc running instance not found for BundleIdentifier: "
+                                          "com.brennic.LumadocPE\n"));
 }
 
 TEST_F(Sources, FilesThatVanishCostNothingElse) {
-    const auto product = install();
     constexpr int files = 1500;
-    const auto name = [&](int number) {
-        return product.logs / "vanishing" / (std::to_string(number) + ".log");
-    };
+    const auto name = [&](int number) { return logs / "vanishing" / (std::to_string(number) + ".log"); };
     for (int i = 0; i < files; ++i)
         writeFile(name(i), "here");
     ProgramRun running(program());
@@ -197,25 +244,24 @@ TEST_F(Sources, FilesThatVanishCostNothingElse) {
     for (int i = 0; i < files; ++i)
         fs::remove(name(i));
     EXPECT_EQ(running.waitForEnd(), exited(0));
-    EXPECT_THAT(copyingLog(),
-                testing::AnyOf("", "ERROR: Error copying LumaLog: No such file or directory\n"));
+    const std::string usual = usualReports + removedFile;
+    EXPECT_THAT(collectingLog(),
+                testing::AnyOf(usual, "ERROR: Error copying LumaLog: No such file or directory\n" + usual));
     EXPECT_EQ(uploadLog(), sentWell);
-    const auto items = received();
+    items = received();
+    expectUsualFiles();
     EXPECT_LT(items.size(), 15U + files);
-    EXPECT_TRUE(items.contains("Lumadoc/DetailedInfo.json"));
-    for (const auto &[path, item] : items) {
-        if (path.starts_with("Lumadoc/LumaLog/vanishing/") && !item.isFolder()) {
-            EXPECT_EQ(item.content, "here") << path;
-        }
-    }
+    for (const auto &[path, packed] : items)
+        EXPECT_TRUE(!path.starts_with("Lumadoc/LumaLog/vanishing/") || packed.isFolder() ||
+                    packed.content == "here")
+            << path;
 }
 
 // A folder is swapped for a link while it is copied: what the link leads to must not be taken for the
 // folder's.
 TEST_F(Sources, AFolderSwappedForALinkLeadsNowhere) {
-    const auto product = install();
-    const fs::path folder = product.logs / "a folder";
-    const fs::path aside = product.logs / "aside";
+    const fs::path folder = logs / "a folder";
+    const fs::path aside = logs / "aside";
     const fs::path outsideFolder = home.path() / "outside";
     for (int i = 0; i < 50; ++i) {
         writeFile(folder / ("own " + std::to_string(i) + ".log"), "own");
@@ -232,6 +278,6 @@ TEST_F(Sources, AFolderSwappedForALinkLeadsNowhere) {
         EXPECT_EQ(running.waitForEnd(), exited(0));
     }
     EXPECT_EQ(uploadLog(), sentWell);
-    for (const auto &[path, item] : received())
-        EXPECT_NE(item.content, "secret") << path;
+    for (const auto &[path, packed] : received())
+        EXPECT_NE(packed.content, "secret") << path;
 }
