@@ -1,9 +1,10 @@
-// What the measurements share: figures and the conditions under which they stand.
+// What the measurements share: figures and the conditions under which they count.
 #pragma once
 
 #include <algorithm>
 #include <cstdlib>
 #include <iostream>
+#include <string>
 #include <vector>
 
 constexpr double mebibyte = 1'048'576;
@@ -15,7 +16,7 @@ inline double median(std::vector<double> values) {
 }
 
 /// Ends the program with `what` on standard error and status 1 unless `condition` holds.
-inline void require(bool condition, const char *what) {
+inline void require(bool condition, const std::string &what) {
     if (condition)
         return;
     std::cerr << "bench: " << what << '\n';

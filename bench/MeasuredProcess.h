@@ -13,7 +13,7 @@ struct Measurement {
     std::chrono::duration<double> wall{};
     /// The largest resident set of the program itself.
     std::uint64_t peakBytes = 0;
-    /// When the process was made.
+    /// When the process was started.
     std::chrono::system_clock::time_point started;
 };
 

@@ -1,32 +1,23 @@
-// Single operations, each beside what the standard library takes for the same work.
-#include "RatioReporter.h"
+// Single operations, each in turn with what the standard library takes for the same work.
+#include "Figures.h"
 
 #include "collection/FileSelection.h"
 #include "discovery/RunState.h"
 #include "logging/Logging.h"
 #include "packaging/FilesPathDirectory.h"
+#include "test_support/ScratchFolder.h"
 
+#include <benchmark/benchmark.h>
 #include <fcntl.h>
-#include <string>
+#include <functional>
 #include <unistd.h>
-
-namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int entryCount = 100'000;
-constexpr int repetitions = 3;
+namespace {
 
-// A folder of the benchmark's own, on the disk that holds temporary files.
-const fs::path &scratch() {
-    static const fs::path folder = [] {
-        std::string name = (fs::temp_directory_path() / "lumamon-bench-XXXXXX").native();
-        if (::mkdtemp(name.data()) == nullptr)
-            std::abort();
-        return fs::path(name);
-    }();
-    return folder;
-}
+constexpr int entryCount = 100'000;
+constexpr int rounds = 3;
 
 void makeFiles(const fs::path &folder, const char *prefix, const char *suffix) {
     fs::create_directories(folder);
@@ -36,57 +27,54 @@ void makeFiles(const fs::path &folder, const char *prefix, const char *suffix) {
     }
 }
 
-const fs::path &reports() {
-    static const fs::path folder = [] {
-        makeFiles(scratch() / "reports", "Lumacef_", ".ips");
-        return scratch() / "reports";
-    }();
-    return folder;
+double secondsOf(const std::function<void()> &work) {
+    const auto begin = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
-void selection(benchmark::State &state) {
-    reports();
-    // No size is allowed, so everything is looked at and nothing is copied.
-    for ([[maybe_unused]] auto _ : state)
-        UtilityFunctions::copyFilesContainingName(reports(), scratch() / "selected", 100, -1,
-                                                  {QStringLiteral("lumacef")});
-}
-
-void bareWalk(benchmark::State &state) {
-    reports();
+// Measures `operation`, and reports how many times as long it takes as `bare`.
+void compare(benchmark::State &state, const std::function<void()> &operation,
+             const std::function<void()> &bare) {
+    std::vector<double> ratios;
     for ([[maybe_unused]] auto _ : state) {
-        for (const auto &entry : fs::directory_iterator(reports())) {
+        const double own = secondsOf(operation);
+        state.SetIterationTime(own);
+        ratios.push_back(own / secondsOf(bare));
+    }
+    state.counters["times_the_bare_operation"] = median(ratios);
+}
+
+void selection(benchmark::State &state, const fs::path &scratch) {
+    const fs::path reports = scratch / "reports";
+    makeFiles(reports, "Lumacef_", ".ips");
+    const auto bareWalk = [&] {
+        for (const auto &entry : fs::directory_iterator(reports)) {
             benchmark::DoNotOptimize(entry.file_size());
             benchmark::DoNotOptimize(entry.last_write_time());
         }
-    }
+    };
+    // No size is allowed, so everything is looked at and nothing is copied.
+    const auto select = [&] {
+        UtilityFunctions::copyFilesContainingName(reports, scratch / "selected", 100, -1,
+                                                  {QStringLiteral("lumacef")});
+    };
+    compare(state, select, bareWalk);
 }
 
-// The folders to remove are all made before the first of them goes: ext4 is slow to make files where it has
-// just removed some.
-fs::path folderToRemove() {
-    static int next = [] {
-        for (int i = 0; i < 2 * repetitions; ++i)
-            makeFiles(scratch() / ("removed" + std::to_string(i)), "file", ".bin");
-        return 0;
-    }();
-    return scratch() / ("removed" + std::to_string(next++));
-}
-
-void removing(benchmark::State &state, void (*remove)(const fs::path &)) {
-    const fs::path folder = folderToRemove();
-    for ([[maybe_unused]] auto _ : state)
-        remove(folder);
-}
-
-void pruning(benchmark::State &state) {
-    removing(state, [](const fs::path &folder) {
-        FilesPathDirectory::removeFilesFromDirectoryRecursively(folder, UtilityFunctions::allowedExtensions);
-    });
-}
-
-void bareRemoval(benchmark::State &state) {
-    removing(state, [](const fs::path &folder) { fs::remove_all(folder); });
+void pruning(benchmark::State &state, const fs::path &scratch) {
+    // All made before the first of them is removed: ext4 is slow to make files where it has just removed
+    // some.
+    int next = 2 * rounds;
+    const auto folder = [&] { return scratch / ("removed" + std::to_string(--next)); };
+    while (next > 0)
+        makeFiles(folder(), "file", ".bin");
+    next = 2 * rounds;
+    const auto prune = [&] {
+        FilesPathDirectory::removeFilesFromDirectoryRecursively(folder(),
+                                                                UtilityFunctions::allowedExtensions);
+    };
+    compare(state, prune, [&] { fs::remove_all(folder()); });
 }
 
 void logLines(benchmark::State &state) {
@@ -100,29 +88,20 @@ void logLines(benchmark::State &state) {
 } // namespace
 
 int main(int argumentCount, char **arguments) {
-    ::setenv("HOME", scratch().c_str(), 1);
+    const test_support::ScratchFolder scratch;
+    ::setenv("HOME", scratch.path().c_str(), 1);
     ::unsetenv("XDG_CACHE_HOME");
     Logger::setupLogFile();
-    using benchmark::RegisterBenchmark;
-    const auto slow = [](benchmark::internal::Benchmark *one) {
-        one->Iterations(1)->Repetitions(repetitions)->Unit(benchmark::kMillisecond)->UseRealTime();
+    using Operation = void (*)(benchmark::State &, const fs::path &);
+    const auto add = [&](const char *name, Operation operation) {
+        benchmark::RegisterBenchmark(name, operation, scratch.path())
+            ->Iterations(rounds)
+            ->Unit(benchmark::kMillisecond)
+            ->UseManualTime();
     };
-    slow(RegisterBenchmark("selection of 100000", selection));
-    slow(RegisterBenchmark("selection of 100000/bare", bareWalk));
-    slow(RegisterBenchmark("pruning of 100000", pruning));
-    slow(RegisterBenchmark("pruning of 100000/bare", bareRemoval));
-    RegisterBenchmark("labelled log lines", logLines)
-        ->Iterations(200'000)
-        ->Repetitions(repetitions)
-        ->UseRealTime();
-
-    std::string inTurn = "--benchmark_enable_random_interleaving=true";
-    std::vector<char *> options(arguments, arguments + argumentCount);
-    options.insert(options.begin() + 1, inTurn.data());
-    argumentCount = static_cast<int>(options.size());
-    benchmark::Initialize(&argumentCount, options.data());
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    fs::remove_all(scratch());
-    return 0;
+    add("selection of 100000", selection);
+    add("pruning of 100000", pruning);
+    benchmark::RegisterBenchmark("labelled log lines", logLines)->Iterations(200'000)->UseRealTime();
+    benchmark::Initialize(&argumentCount, arguments);
+    benchmark::RunSpecifiedBenchmarks();
 }

@@ -1,5 +1,5 @@
-// The shipped program's whole silent run, beside the same work done by cp, zip and curl on the same tree and
-// the same service, in turn; its peak memory; and the time from its start to its first line.
+// The shipped program's whole silent run, in turn with cp, zip and curl on the same tree and the same
+// service; its peak memory; and the time from its start to its first line.
 #include "Figures.h"
 #include "MeasuredProcess.h"
 
@@ -12,7 +12,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 
 namespace {
 
@@ -25,7 +24,7 @@ struct Bench {
         , product(sample_product::makeSampleProduct(scratch.path() / "home", options))
         , bundle(PROGRAM_BUNDLE, scratch.path()) {
         bundle.setText("LumamonSupportHost", service.host());
-        // Of its own, so that no other copy that runs on this machine is taken for one of these.
+        // So that no other copy that runs on this machine is taken for one of these.
         bundle.setText("CFBundleIdentifier", "com.brennic.LumadocDiagnostics.Bench");
     }
 
@@ -57,21 +56,20 @@ struct Bench {
     test_support::ScratchBundle bundle;
 };
 
-// Leaves only what the program sends, so that both sides pack the same bytes; gives how many those are.
+// Leaves only what the program sends, so that both sides pack the same bytes; returns how many those are.
 std::uint64_t keepAllowedFiles(const fs::path &folder) {
-    std::uint64_t bytes = 0;
-    std::vector<fs::path> removed;
+    std::vector<fs::path> files;
     for (const auto &entry : fs::recursive_directory_iterator(folder)) {
-        const auto extension = QString::fromStdString(entry.path().extension()).toLower();
-        if (!entry.is_regular_file())
-            continue;
-        if (UtilityFunctions::allowedExtensions.contains(extension))
-            bytes += entry.file_size();
-        else
-            removed.push_back(entry.path());
+        if (entry.is_regular_file())
+            files.push_back(entry.path());
     }
-    for (const fs::path &file : removed)
-        fs::remove(file);
+    std::uint64_t bytes = 0;
+    for (const fs::path &file : files) {
+        if (UtilityFunctions::allowedExtensions.contains(QString::fromStdString(file.extension()).toLower()))
+            bytes += fs::file_size(file);
+        else
+            fs::remove(file);
+    }
     return bytes;
 }
 
@@ -102,15 +100,14 @@ void measureMemory(std::uint64_t logBytes) {
                 peak, peak - archive);
 }
 
-// The first line makes the log file. With a file in the workspace's place the log stays where that happened;
+// The first line creates the log file. With a file in the place of the workspace the log stays where it is;
 // there is nothing to pack then, and the program stays until it is ended.
 void measureStart() {
     constexpr int rounds = 21;
     Bench bench({.logBytes = 1000});
     const fs::path home = bench.scratch.path() / "empty home";
     const fs::path log = home / ".cache/Logs/LumadocDiagnosticsDebugOutput.log";
-    fs::create_directories(home / ".local/share/Library");
-    std::ofstream(home / ".local/share/Library/LumadocDiagnostics") << "in the way";
+    test_support::writeFile(home / ".local/share/Library/LumadocDiagnostics", "in the way");
     std::vector<double> milliseconds;
     for (int round = 0; round < rounds; ++round) {
         fs::remove(log);

@@ -1,8 +1,9 @@
-// The window: the time from the start of the process to its first frame, beside a bare window of Qt Quick in
-// turn; the peak memory of the window that waits; and the longest time in which the main thread serves no
-// event while it captures, packs and uploads.
+// The window: the time from the start of the process to its first frame, in turn with a bare window of Qt
+// Quick; the peak memory of the waiting window; and the longest time in which the main thread serves no event
+// while it captures, packs and uploads.
 //
-// With the argument "--gaps" it is the last of these, in a process and a bundle of its own.
+// The last of these is measured by a second process of this program in another bundle, with the argument
+// "--gaps".
 #include "Figures.h"
 #include "MeasuredProcess.h"
 #include "discovery/MainQueue.h"
@@ -51,11 +52,6 @@ const char *verdict(bool isMet) {
     return isMet ? "met" : "MISSED";
 }
 
-[[noreturn]] void fail(const std::string &what) {
-    std::cerr << "bench_window: " << what << '\n';
-    std::exit(1);
-}
-
 // ---- The main thread's gaps, in the process that has the window.
 
 class GapWatch {
@@ -88,8 +84,7 @@ private:
 void waitFor(const std::function<bool()> &condition) {
     const auto deadline = Clock::now() + std::chrono::minutes(3);
     while (!condition()) {
-        if (Clock::now() > deadline)
-            fail("the window does not get on");
+        require(Clock::now() < deadline, "the window does not get on");
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
 }
@@ -104,8 +99,7 @@ int measureGaps(int argumentCount, char **arguments) {
     platform::prepareProcess();
     const auto application = makeWindowApplication(argumentCount, arguments);
     Logger::setupLogFile();
-    if (!UtilityFunctions::CreateOutputDirectories())
-        fail("no output folders");
+    require(UtilityFunctions::CreateOutputDirectories(), "no output folders");
     Logger::changeLogFileLocation();
     UtilityFunctions::isOutputDirectoryCreated = true;
     WindowScene scene;
@@ -123,29 +117,23 @@ int measureGaps(int argumentCount, char **arguments) {
     settle(std::chrono::seconds(1));
 
     constexpr auto afterStep = std::chrono::milliseconds(300);
-    watch.take();
-    auto begin = Clock::now();
-    view->primaryButtonPressed();
-    waitFor(has(Texts::stopDiagnostics));
-    settle(afterStep);
-    report("start", watch.take(), begin);
-    begin = Clock::now();
-    view->primaryButtonPressed();
-    waitFor(has(Texts::shareLogs));
-    settle(afterStep);
-    report("capture", watch.take(), begin);
+    const auto measure = [&](const char *phase, bool press, const std::function<bool()> &isOver) {
+        watch.take();
+        const auto begin = Clock::now();
+        if (press)
+            view->primaryButtonPressed();
+        waitFor(isOver);
+        // The upload has begun by now and counts by itself.
+        if (!has(Texts::stopUpload)())
+            settle(afterStep);
+        report(phase, watch.take(), begin);
+    };
+    measure("start", true, has(Texts::stopDiagnostics));
+    measure("capture", true, has(Texts::shareLogs));
     view->changeFeedback(QStringLiteral("Measured"));
-    watch.take();
-    begin = Clock::now();
-    view->primaryButtonPressed();
-    waitFor(has(Texts::stopUpload));
-    report("compression", watch.take(), begin);
-    begin = Clock::now();
-    waitFor([&] { return view->startButtonLabel.value() != Texts::stopUpload; });
-    settle(afterStep);
-    report("upload", watch.take(), begin);
-    if (view->startButtonLabel.value() != Texts::close)
-        fail("the upload failed");
+    measure("compression", true, has(Texts::stopUpload));
+    measure("upload", false, [&] { return !has(Texts::stopUpload)(); });
+    require(view->startButtonLabel.value() == Texts::close, "the upload failed");
     std::fflush(stdout);
     return 0;
 }
@@ -191,13 +179,12 @@ bool isDrawn(const Surroundings &around) {
 double firstFrame(const Surroundings &around, const fs::path &path) {
     const auto begin = Clock::now();
     ProgramRun run(around.program(path));
-    if (!waitUntil([&] { return isDrawn(around); }))
-        fail(path.filename().native() + " draws nothing: " + run.standardError());
+    require(waitUntil([&] { return isDrawn(around); }),
+            path.filename().native() + " draws nothing: " + run.standardError());
     const double took = Milliseconds(Clock::now() - begin).count();
     run.send(SIGKILL);
     run.waitForEnd();
-    if (!waitUntil([&] { return !isDrawn(around); }))
-        fail("the display does not get empty");
+    require(waitUntil([&] { return !isDrawn(around); }), "the display does not get empty");
     return took;
 }
 
@@ -234,8 +221,7 @@ void measureGapsIn(const Surroundings &around) {
     ProgramRun run(around.program(around.gapsBundle.executable(), {"--gaps"}));
     const auto end = run.waitForEnd(std::chrono::minutes(5));
     std::printf("%s", run.standardOutput().c_str());
-    if (end != exited(0))
-        fail("the measurement of gaps failed: " + run.standardError());
+    require(end == exited(0), "the measurement of gaps failed: " + run.standardError());
 }
 
 } // namespace
