@@ -12,7 +12,7 @@ function(lumamon_test name)
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE lumamon test_support ${ARG_LIBRARIES})
   target_precompile_headers(${name} REUSE_FROM test_support)
-  set_target_properties(${name} PROPERTIES
+  set_target_properties(${name} PROPERTIES LUMAMON_UNOPTIMIZED ON
     RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/UnitTests.app/Contents/Linux")
   # Values without a printed form would change a test's name with every build.
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60 NO_PRETTY_VALUES
