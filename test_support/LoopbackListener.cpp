@@ -23,6 +23,9 @@ struct sockaddr_in loopback(int port) {
 
 int boundSocket() {
     const int result = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    // Small, so that a client soon feels it when nothing is read. Accepted sockets take it over.
+    constexpr int receiveBufferBytes = 128 * 1024;
+    ::setsockopt(result, SOL_SOCKET, SO_RCVBUF, &receiveBufferBytes, sizeof receiveBufferBytes);
     const auto address = loopback(0);
     if (::bind(result, reinterpret_cast<const struct sockaddr *>(&address), sizeof address) != 0)
         std::abort();

@@ -12,19 +12,11 @@
 
 namespace support_service {
 
-namespace {
-
-/// Small, so that the sender soon feels it when nothing is read.
-constexpr int receiveBufferBytes = 128 * 1024;
-
-} // namespace
-
 TlsConnection::TlsConnection(int socket, SSL_CTX *context)
     : m_socket(socket)
     , m_tls(SSL_new(context), SSL_free) {
     const int yes = 1;
     setsockopt(m_socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
-    setsockopt(m_socket, SOL_SOCKET, SO_RCVBUF, &receiveBufferBytes, sizeof receiveBufferBytes);
     SSL_set_fd(m_tls.get(), m_socket);
 }
 
