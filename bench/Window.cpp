@@ -20,7 +20,6 @@
 #include "test_support/ScratchHome.h"
 #include "test_support/Screen.h"
 #include "test_support/Xvfb.h"
-#include "ui/WindowApplication.h"
 #include "ui/WindowScene.h"
 
 #include <QElapsedTimer>

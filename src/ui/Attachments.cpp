@@ -1,4 +1,4 @@
-// Files that the user attaches: picked, measured, copied one in each turn of the main thread, counted,
+// Files that the user attaches: picked, measured, copied one in each turn of the main thread, counted and
 // removed.
 #include "ui/ContentView.h"
 
@@ -6,11 +6,14 @@
 #include "discovery/MainQueue.h"
 #include "discovery/RunState.h"
 #include "logging/Logging.h"
-#include "platform/FilePanel.h"
 #include "platform/posix/FileSystem.h"
 #include "platform/posix/Text.h"
 
+#include <QFile>
+#include <QFileDialog>
+#include <QGuiApplication>
 #include <QPointer>
+#include <QWindow>
 
 namespace fs = std::filesystem;
 using UtilityFunctions::userFilesURL;
@@ -27,7 +30,18 @@ const QStringList attachableExtensions{QStringLiteral("pdf"), QStringLiteral("jp
                                        QStringLiteral("xls"), QStringLiteral("xlsx"), QStringLiteral("ppt"),
                                        QStringLiteral("pptx")};
 
-// Why the file cannot be attached, if there is a reason. A link is none: under a harmless name it may lead to
+// The panel offers only files of these kinds, but lets the user type any name.
+std::vector<fs::path> attachable(const QStringList &names) {
+    std::vector<fs::path> files;
+    for (const QString &name : names) {
+        const QString extension = name.section(u'/', -1).section(u'.', -1);
+        if (attachableExtensions.contains(extension, Qt::CaseInsensitive))
+            files.emplace_back(QFile::encodeName(name).toStdString());
+    }
+    return files;
+}
+
+// Why the file cannot be attached, if there is a reason. A link cannot: under a harmless name it may lead to
 // a file that the user never meant to send.
 std::error_code obstacleOf(const fs::path &file) {
     std::error_code error;
@@ -47,7 +61,7 @@ qint64 sizeBytesOf(const fs::path &file) {
     return attributes ? static_cast<qint64>(attributes->sizeBytes) : 0;
 }
 
-// What the folder's entries come to; nothing when it cannot be listed.
+// The sum of the folder's entries; nothing when it cannot be listed.
 qint64 contentBytesOf(const fs::path &folder) {
     qint64 sum = 0;
     std::error_code error;
@@ -63,21 +77,40 @@ void logCopyError(const std::error_code &error) {
 
 } // namespace
 
+// The widget panel, which is the desktop's where there is one; the one of Qt Quick picks a single file.
 void ContentView::presentFilePicker() {
     if (isFilePickerPresented)
         return;
     isFilePickerPresented = true;
-    platform::pickFiles(attachableExtensions, [view = QPointer(this)](const platform::PickedFiles &picked) {
-        if (!view)
-            return;
-        view->isFilePickerPresented = false;
-        if (const auto *failure = std::get_if<QString>(&picked))
-            Logger::logError(QStringLiteral("File selection error: ") + *failure);
-        // What is picked behind the archive would stay unsent.
-        else if (const auto &files = std::get<std::vector<fs::path>>(picked);
-                 !files.empty() && !view->isFormFrozen())
-            view->attach(files);
+    QWindow *window = QGuiApplication::focusWindow();
+    auto *panel = new QFileDialog;
+    panel->setWindowModality(Qt::ApplicationModal);
+    panel->setWindowTitle(QStringLiteral("Attach files"));
+    panel->setFileMode(QFileDialog::ExistingFiles);
+    panel->setNameFilter(QStringLiteral("Pictures and documents (*.%1)")
+                             .arg(attachableExtensions.join(QStringLiteral(" *."))));
+    panel->setDirectory(QDir::homePath());
+    connect(panel, &QFileDialog::finished, panel, [panel, view = QPointer(this)](int result) {
+        panel->deleteLater();
+        if (view)
+            view->filesPicked(result == QDialog::Accepted ? attachable(panel->selectedFiles())
+                                                          : std::vector<fs::path>());
     });
+    panel->winId();
+    panel->windowHandle()->setTransientParent(window);
+    panel->show();
+}
+
+void ContentView::filesPicked(const PickedFiles &picked) {
+    isFilePickerPresented = false;
+    if (const auto *failure = std::get_if<QString>(&picked)) {
+        Logger::logError(QStringLiteral("File selection error: ") + *failure);
+        return;
+    }
+    // What is picked after the archive was started would never be sent.
+    const auto &files = std::get<std::vector<fs::path>>(picked);
+    if (!files.empty() && !isFormFrozen())
+        attach(files);
 }
 
 void ContentView::attach(const std::vector<fs::path> &files) {
@@ -148,12 +181,12 @@ void ContentView::replaceFileAndContinue() {
         Logger::logError(missingFolder);
     dropFirstInQueue();
     currentFileToProcess = std::nullopt;
-    // The alert closes before the next one may open.
+    // The alert must close before the next one may open.
     continueCopying(std::chrono::milliseconds(500));
 }
 
-// Beside what is attached already, and into its place when it is whole: a folder or a pipe under a picked
-// name, a file that cannot be read any more or a full disk must not take away what stands there.
+// Copied beside the attached files and renamed when it is whole: a folder or a pipe under a picked name, a
+// file that can no longer be read or a full disk must not destroy an attached file of that name.
 void ContentView::copyAttachment(const fs::path &file) {
     std::error_code error = obstacleOf(file);
     if (error) {

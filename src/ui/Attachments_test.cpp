@@ -2,9 +2,10 @@
 #include "logging/Logging.h"
 #include "test_support/ArchiveReader.h"
 #include "test_support/Mounts.h"
-#include "ui/RunTest.h"
+#include "test_support/WindowFixture.h"
 
-#include <fcntl.h>
+#include <QFileDialog>
+#include <QLineEdit>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -43,6 +44,7 @@ protected:
     fs::path attached(const std::string &name) const { return *userFilesURL / name; }
     void attachAndWait(const std::vector<fs::path> &files) {
         view.attach(files);
+        runMainQueueUntil([&] { return view.showAlert || view.fileProcessingQueue.value().empty(); });
         waitForCopies();
     }
     fs::path picked(const char *name) const { return home.path() / "picked" / name; }
@@ -95,53 +97,36 @@ TEST_F(AttachmentsTest, OtherWorkHasItsTurnBetweenTwoCopies) {
     EXPECT_THAT(left, testing::Contains(1U));
 }
 
-TEST_F(AttachmentsTest, ExactlyTheLimitIsAccepted) {
-    attachAndWait({makeLarge("a.pdf", limitBytes - 5), makeLarge("b.pdf", 5)});
-    EXPECT_FALSE(view.showAlert);
-    EXPECT_EQ(view.filesCountInDestination, 2);
-    EXPECT_EQ(fs::file_size(attached("a.pdf")), static_cast<std::uintmax_t>(limitBytes - 5));
-}
-
-TEST_F(AttachmentsTest, OneByteMoreIsRefusedWhole) {
+TEST_F(AttachmentsTest, AttachedAndPickedFilesTogetherMayHaveTheLimitAndNotOneByteMore) {
     attachAndWait({make("small.png", "1"), makeLarge("large.pdf", limitBytes)});
     EXPECT_THAT(record.take(),
                 ElementsAre(measured(limitBytes + 1, 0), "activeAlert = fileSize", "showAlert = true"));
     EXPECT_FALSE(fs::exists(*userFilesURL));
     EXPECT_TRUE(view.fileProcessingQueue.value().empty());
-}
-
-TEST_F(AttachmentsTest, WhatIsAttachedCounts) {
+    cancelAlert();
     attachAndWait({makeLarge("a.pdf", 10'000'000)});
     record.take();
     attachAndWait({makeLarge("b.pdf", limitBytes - 10'000'000 + 1)});
-    EXPECT_THAT(record.take(), ElementsAre(measured(limitBytes - 10'000'000 + 1, 10'000'000),
-                                           "activeAlert = fileSize", "showAlert = true"));
+    EXPECT_THAT(record.take(),
+                ElementsAre(measured(limitBytes - 10'000'000 + 1, 10'000'000), "showAlert = true"));
     cancelAlert();
-    attachAndWait({makeLarge("c.pdf", limitBytes - 10'000'000)});
-    EXPECT_EQ(view.filesCountInDestination, 2);
+    attachAndWait({makeLarge("c.pdf", limitBytes - 10'000'005), makeLarge("d.pdf", 5)});
+    EXPECT_FALSE(view.showAlert);
+    EXPECT_EQ(view.filesCountInDestination, 3);
+    EXPECT_EQ(fs::file_size(attached("a.pdf")), 10'000'000U);
 }
 
-TEST_F(AttachmentsTest, TheLimitIsTheCallers) {
+TEST_F(AttachmentsTest, FilesAreMeasuredAgainstTheLimitOfTheCaller) {
     const auto file = make("a", "12345");
-    EXPECT_TRUE(view.areFilesWithinSizeLimit({file}, home.path() / "nowhere", 5));
-    EXPECT_FALSE(view.areFilesWithinSizeLimit({file}, home.path() / "nowhere", 4));
+    const fs::path nowhere = home.path() / "nowhere";
+    EXPECT_TRUE(view.areFilesWithinSizeLimit({file}, nowhere, 5));
+    EXPECT_FALSE(view.areFilesWithinSizeLimit({file}, nowhere, 4));
     EXPECT_FALSE(view.areFilesWithinSizeLimit({file}, std::nullopt, 1000));
     EXPECT_EQ(logLines(log).last(), QStringLiteral("ERROR: userFilesURL is nil"));
-}
-
-TEST_F(AttachmentsTest, AFileWithoutASizeCountsNothing) {
-    EXPECT_TRUE(view.areFilesWithinSizeLimit({home.path() / "missing"}, home.path() / "nowhere", 0));
-    EXPECT_THAT(record.take(),
-                ElementsAre("INFO: Currently user selected files size: 0, existing user files size: 0, "
-                            "limit in bytes: 0"));
-}
-
-// A gigabyte and more must not turn the sum over.
-TEST_F(AttachmentsTest, HugeFilesAreRefused) {
-    const auto file = makeLarge("huge.pdf", std::uintmax_t{5} << 40);
-    attachAndWait({file, file, file});
-    EXPECT_EQ(view.activeAlert, ActiveAlert::fileSize);
-    EXPECT_FALSE(fs::exists(*userFilesURL));
+    // A file without a size counts nothing, and terabytes do not overflow the sum.
+    EXPECT_TRUE(view.areFilesWithinSizeLimit({home.path() / "missing"}, nowhere, 0));
+    const auto huge = makeLarge("huge.pdf", std::uintmax_t{5} << 40);
+    EXPECT_FALSE(view.areFilesWithinSizeLimit({huge, huge, huge}, nowhere, limitBytes));
 }
 
 TEST_F(AttachmentsTest, NamesThatAreNoUtf8AreKept) {
@@ -150,7 +135,7 @@ TEST_F(AttachmentsTest, NamesThatAreNoUtf8AreKept) {
     EXPECT_EQ(readFile(attached("caf\xe9.png")), "x");
 }
 
-TEST_F(AttachmentsTest, ASecondPickWhileFilesAreQueuedIsCopiedBehindThem) {
+TEST_F(AttachmentsTest, ASecondPickWhileFilesAreQueuedIsCopiedAfterThem) {
     view.attach({make("1"), make("2")});
     view.attach({make("3"), make("4")});
     waitForCopies();
@@ -177,30 +162,24 @@ TEST_F(AttachmentsTest, AClashAsksAndCopiesNothingMore) {
     EXPECT_EQ(view.fileProcessingQueue.value(), (std::vector<fs::path>{again, behind}));
 }
 
-TEST_F(AttachmentsTest, BehindACancelTheNextPickMeetsTheClashFirst) {
+TEST_F(AttachmentsTest, AfterACancelTheNextPickMeetsTheClashFirst) {
     attachAndWait({make("a.png", "old")});
     attachAndWait({make("a.png", "new"), make("b.png")});
     cancelAlert();
+    // A pick that is refused does not meet it.
+    attachAndWait({makeLarge("large.pdf", limitBytes + 1)});
+    EXPECT_EQ(view.activeAlert, ActiveAlert::fileSize);
+    cancelAlert();
     record.take();
     attachAndWait({make("c.png")});
-    EXPECT_THAT(record.takeFields(),
-                ElementsAre("fileProcessingQueue = [a.png, b.png, c.png]", "showAlert = true"));
+    EXPECT_THAT(record.takeFields(), ElementsAre("fileProcessingQueue = [a.png, b.png, c.png]",
+                                                 "activeAlert = replaceFile", "showAlert = true"));
     EXPECT_FALSE(fs::exists(attached("c.png")));
-    EXPECT_EQ(view.activeAlert, ActiveAlert::replaceFile);
-
+    EXPECT_EQ(readFile(attached("a.png")), "old");
     // Replaced, all three are attached.
     replace();
     ASSERT_TRUE(runMainQueueUntil([&] { return view.filesCountInDestination.value() == 3; }, 2s));
     EXPECT_EQ(readFile(attached("a.png")), "new");
-}
-
-TEST_F(AttachmentsTest, ARefusedPickBehindACancelDoesNotMeetTheClash) {
-    attachAndWait({make("a.png", "old")});
-    attachAndWait({make("a.png", "new")});
-    cancelAlert();
-    attachAndWait({makeLarge("large.pdf", limitBytes + 1)});
-    EXPECT_EQ(view.activeAlert, ActiveAlert::fileSize);
-    EXPECT_EQ(readFile(attached("a.png")), "old");
 }
 
 TEST_F(AttachmentsTest, AReplacedFileLetsTheRestGoOnAfterHalfASecond) {
@@ -227,7 +206,7 @@ TEST_F(AttachmentsTest, TwoFilesOfOneNameInAPickClash) {
     EXPECT_EQ(readFile(attached("a.png")), "second");
 }
 
-TEST_F(AttachmentsTest, ReplacingWithNothingToReplaceTellsOfNoFolder) {
+TEST_F(AttachmentsTest, ReplacingWithNothingToReplaceIsLogged) {
     view.replaceFileAndContinue();
     EXPECT_THAT(record.take(), ElementsAre("ERROR: userFilesURL is nil"));
 }
@@ -252,12 +231,31 @@ TEST_F(AttachmentsTest, ALinkUnderAnAttachedNameClashesAndIsNotWrittenThrough) {
 
 // --- What cannot be copied ---
 
-class UncopyableTest : public AttachmentsTest {
+struct Uncopyable {
+    const char *name;
+    void (*make)(const fs::path &);
+    const char *reason;
+};
+
+void PrintTo(const Uncopyable &kind, std::ostream *out) {
+    *out << kind.name;
+}
+
+void makeSocket(const fs::path &file) {
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    struct sockaddr_un address {};
+    address.sun_family = AF_UNIX;
+    file.native().copy(address.sun_path, sizeof address.sun_path - 1);
+    EXPECT_EQ(::bind(socket, reinterpret_cast<struct sockaddr *>(&address), sizeof address), 0);
+    ::close(socket);
+}
+
+class UncopyableTest : public AttachmentsTest, public testing::WithParamInterface<Uncopyable> {
 protected:
     // Attached between two good files; the log has the one line.
     void expectLeftOut(const fs::path &bad, const std::string &reason) {
         attachAndWait({make("before.png"), bad, make("after.png")});
-        auto lines = record.takeLog();
+        const auto lines = record.takeLog();
         ASSERT_EQ(lines.size(), 5U) << testing::PrintToString(lines);
         EXPECT_THAT(std::vector<std::string>(lines.begin() + 1, lines.end()),
                     ElementsAre(copied, "ERROR: Error while copying file: " + reason, copied,
@@ -265,9 +263,8 @@ protected:
         EXPECT_TRUE(view.fileProcessingQueue.value().empty());
         EXPECT_FALSE(fs::exists(fs::symlink_status(attached(bad.filename()))));
     }
-    // What is attached under its name is not lost by a replacement that fails.
+    // A replacement that fails does not lose what is attached under its name.
     void expectKept(const fs::path &bad) {
-        fs::create_directories(*userFilesURL);
         writeFile(attached(bad.filename()), "attached before");
         record.take();
         attachAndWait({bad});
@@ -276,101 +273,66 @@ protected:
         runMainQueueFor(550ms);
         EXPECT_EQ(readFile(attached(bad.filename())), "attached before");
         EXPECT_EQ(view.filesCountInDestination, 1);
-        const auto lines = record.takeLog();
-        EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                                [](const std::string &line) {
-                                    return line.starts_with("ERROR: Error while copying file: ");
-                                }),
-                  1);
-    }
-
-    fs::path at(const char *name) {
-        fs::create_directories(home.path() / "picked");
-        return home.path() / "picked" / name;
+        EXPECT_THAT(record.takeLog(),
+                    testing::Contains(testing::StartsWith("ERROR: Error while copying file: ")).Times(1));
     }
 };
 
-TEST_F(UncopyableTest, AFolder) {
-    fs::create_directories(at("folder.pdf") / "inside");
-    expectLeftOut(at("folder.pdf"), "Is a directory");
+TEST_P(UncopyableTest, IsLeftOutAndReplacesNothing) {
+    const fs::path bad = picked("bad.pdf");
+    fs::create_directories(bad.parent_path());
+    GetParam().make(bad);
+    expectLeftOut(bad, GetParam().reason);
     view.removeAllUserFiles();
-    expectKept(at("folder.pdf"));
+    expectKept(bad);
 }
 
-TEST_F(UncopyableTest, APipe) {
-    ASSERT_EQ(::mkfifo(at("pipe.pdf").c_str(), 0600), 0);
-    expectLeftOut(at("pipe.pdf"), "Invalid argument");
-    view.removeAllUserFiles();
-    expectKept(at("pipe.pdf"));
-}
-
-TEST_F(UncopyableTest, ASocket) {
-    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    struct sockaddr_un address {};
-    address.sun_family = AF_UNIX;
-    at("socket.pdf").native().copy(address.sun_path, sizeof address.sun_path - 1);
-    ASSERT_EQ(::bind(socket, reinterpret_cast<struct sockaddr *>(&address), sizeof address), 0);
-    expectLeftOut(at("socket.pdf"), "Invalid argument");
-    ::close(socket);
-}
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, UncopyableTest,
+    testing::Values(
+        Uncopyable{"folder", [](const fs::path &path) { fs::create_directories(path / "inside"); },
+                   "Is a directory"},
+        Uncopyable{"pipe", [](const fs::path &path) { EXPECT_EQ(::mkfifo(path.c_str(), 0600), 0); },
+                   "Invalid argument"},
+        Uncopyable{"socket", makeSocket, "Invalid argument"},
+        Uncopyable{"missing", [](const fs::path &) {}, "No such file or directory"},
+        // Under a harmless name a link may lead anywhere.
+        Uncopyable{"link",
+                   [](const fs::path &path) {
+                       writeFile(path.parent_path() / "target", "the document");
+                       fs::create_symlink("target", path);
+                   },
+                   "Too many levels of symbolic links"},
+        Uncopyable{"link to nowhere", [](const fs::path &path) { fs::create_symlink("nowhere", path); },
+                   "Too many levels of symbolic links"},
+        Uncopyable{"link to a folder", [](const fs::path &path) { fs::create_directory_symlink(".", path); },
+                   "Too many levels of symbolic links"}),
+    [](const auto &kind) { return std::to_string(kind.index); });
 
 // An endless one, under the name of a document.
 TEST_F(UncopyableTest, ADevice) {
     REQUIRE_OWN_NAMESPACES();
-    writeFile(at("device.pdf"), "");
-    const auto device = test_support::Mount::over("/dev/zero", at("device.pdf"));
-    expectLeftOut(at("device.pdf"), "Invalid argument");
-}
-
-TEST_F(UncopyableTest, AFileThatVanished) {
-    const auto file = make("gone.pdf");
-    view.attach({make("before.png"), file});
-    fs::remove(file);
-    waitForCopies();
-    EXPECT_EQ(view.filesCountInDestination, 1);
-    EXPECT_EQ(logLines(log).filter(QStringLiteral("ERROR: ")),
-              QStringList{QStringLiteral("ERROR: Error while copying file: No such file or directory")});
-    view.removeAllUserFiles();
-    expectKept(at("gone.pdf"));
+    const auto device = test_support::Mount::over("/dev/zero", make("device.pdf"));
+    expectLeftOut(picked("device.pdf"), "Invalid argument");
 }
 
 TEST_F(UncopyableTest, AFileThatThisUserMayNotRead) {
     constexpr uid_t nobody = 65534;
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can become another user";
+    const auto before = make("before.png");
     const auto file = make("private.pdf");
+    const auto after = make("after.png");
     fs::permissions(file, fs::perms::none);
     ASSERT_EQ(::chown(home.path().c_str(), nobody, nobody), 0);
     for (const auto &entry : fs::recursive_directory_iterator(home.path()))
         ASSERT_EQ(::chown(entry.path().c_str(), entry.path() == file ? 0 : nobody, nobody), 0);
-    make("before.png");
-    make("after.png");
-    ASSERT_EQ(::chown((home.path() / "picked/before.png").c_str(), nobody, nobody), 0);
-    ASSERT_EQ(::chown((home.path() / "picked/after.png").c_str(), nobody, nobody), 0);
     ASSERT_EQ(::seteuid(nobody), 0);
-    attachAndWait({at("before.png"), file, at("after.png")});
+    attachAndWait({before, file, after});
     ASSERT_EQ(::seteuid(0), 0);
     EXPECT_EQ(view.filesCountInDestination, 2);
     EXPECT_EQ(logLines(log).filter(QStringLiteral("ERROR: ")),
               QStringList{QStringLiteral("ERROR: Error while copying file: Permission denied")});
-}
-
-// Under a harmless name it may lead anywhere.
-TEST_F(UncopyableTest, ALink) {
-    fs::create_symlink(make("target.pdf", "the document"), at("link.pdf"));
-    expectLeftOut(at("link.pdf"), "Too many levels of symbolic links");
-    view.removeAllUserFiles();
-    expectKept(at("link.pdf"));
-}
-
-TEST_F(UncopyableTest, ALinkThatLeadsNowhere) {
-    fs::create_symlink(home.path() / "missing", at("link.pdf"));
-    expectLeftOut(at("link.pdf"), "Too many levels of symbolic links");
-}
-
-TEST_F(UncopyableTest, ALinkToAFolder) {
-    fs::create_directory_symlink(home.path(), at("link.pdf"));
-    expectLeftOut(at("link.pdf"), "Too many levels of symbolic links");
 }
 
 TEST_F(AttachmentsTest, TheAttachedFileItselfStays) {
@@ -382,33 +344,26 @@ TEST_F(AttachmentsTest, TheAttachedFileItselfStays) {
     EXPECT_EQ(readFile(attached("a.png")), "old");
 }
 
-TEST_F(UncopyableTest, AFullDisk) {
+TEST_F(UncopyableTest, OnAFullDiskWhatIsAttachedStays) {
     REQUIRE_OWN_NAMESPACES();
     fs::create_directories(userFilesURL->parent_path());
     const auto small = test_support::Mount::memory(userFilesURL->parent_path(), 65536);
-    attachAndWait({make("a.pdf", QByteArray(1'000'000, 'x')), make("b.png")});
+    const QByteArray large(1'000'000, 'x');
+    attachAndWait({make("a.pdf", large), make("b.png", "old")});
     EXPECT_FALSE(fs::exists(attached("a.pdf")));
-    EXPECT_TRUE(fs::exists(attached("b.png")));
     EXPECT_EQ(logLines(log).filter(QStringLiteral("ERROR: ")),
               QStringList{QStringLiteral("ERROR: Error while copying file: No space left on device")});
-}
-
-TEST_F(UncopyableTest, AReplacementOnAFullDiskKeepsTheAttachedFile) {
-    REQUIRE_OWN_NAMESPACES();
-    fs::create_directories(userFilesURL->parent_path());
-    const auto small = test_support::Mount::memory(userFilesURL->parent_path(), 65536);
-    attachAndWait({make("a.pdf", "old")});
-    attachAndWait({make("a.pdf", QByteArray(1'000'000, 'x'))});
+    attachAndWait({make("b.png", large)});
     ASSERT_TRUE(view.showAlert);
     replace();
     runMainQueueFor(550ms);
-    EXPECT_EQ(readFile(attached("a.pdf")), "old");
+    EXPECT_EQ(readFile(attached("b.png")), "old");
     EXPECT_EQ(view.filesCountInDestination, 1);
 }
 
 // --- Counting and removing ---
 
-TEST_F(AttachmentsTest, WithoutAFolderThereIsNothingAttachedAndNothingToTell) {
+TEST_F(AttachmentsTest, WithoutAFolderNothingIsAttachedAndNothingLogged) {
     view.filesCountInDestination = 3;
     record.take();
     view.updateFileCount();
@@ -424,7 +379,7 @@ TEST_F(AttachmentsTest, EveryEntryCounts) {
                 ElementsAre("filesCountInDestination = 3", "INFO: Total user files attached: 3"));
 }
 
-TEST_F(AttachmentsTest, AFolderThatCannotBeListedKeepsTheCountAndIsTold) {
+TEST_F(AttachmentsTest, AFolderThatCannotBeListedKeepsTheCountAndIsLogged) {
     writeFile(*userFilesURL, "a file");
     view.filesCountInDestination = 2;
     record.take();
@@ -434,17 +389,17 @@ TEST_F(AttachmentsTest, AFolderThatCannotBeListedKeepsTheCountAndIsTold) {
     EXPECT_EQ(view.filesCountInDestination, 2);
 }
 
-TEST_F(AttachmentsTest, RemovingTakesAllAndTellsHowMany) {
-    attachAndWait({make("a"), make("b"), make("c")});
+TEST_F(AttachmentsTest, RemovingTakesAllAndLogsHowMany) {
+    attachAndWait({make("a", "1"), make("b"), make("c")});
     record.take();
     view.removeAllUserFiles();
     EXPECT_THAT(record.take(), ElementsAre("INFO: UserFiles directory removed with 3 files.",
                                            "filesCountInDestination = 0"));
     EXPECT_FALSE(fs::exists(*userFilesURL));
-}
-
-TEST_F(AttachmentsTest, RemovingAFolderThatIsGoneIsTold) {
-    attachAndWait({make("a")});
+    // Files can be attached again, and a folder that has vanished is logged.
+    attachAndWait({make("a", "2")});
+    EXPECT_FALSE(view.showAlert);
+    EXPECT_EQ(readFile(attached("a")), "2");
     fs::remove_all(*userFilesURL);
     record.take();
     view.removeAllUserFiles();
@@ -472,15 +427,6 @@ TEST_F(AttachmentsTest, RemovingALinkInTheFoldersPlaceLeavesItsTarget) {
     view.removeAllUserFiles();
     EXPECT_EQ(readFile(home.path() / "elsewhere/file"), "kept");
     EXPECT_FALSE(fs::exists(fs::symlink_status(*userFilesURL)));
-}
-
-TEST_F(AttachmentsTest, FilesCanBeAttachedAgainBehindARemoval) {
-    attachAndWait({make("a", "1")});
-    view.removeAllUserFiles();
-    attachAndWait({make("a", "2")});
-    EXPECT_FALSE(view.showAlert);
-    EXPECT_EQ(readFile(attached("a")), "2");
-    EXPECT_EQ(view.filesCountInDestination, 1);
 }
 
 // --- Without a location ---
@@ -520,6 +466,89 @@ TEST_F(AttachmentsTest, AWindowThatIsGoneCopiesNothingMore) {
     EXPECT_FALSE(fs::exists(attached("b")));
 }
 
+// --- The panel ---
+
+class FilePanelTest : public AttachmentsTest {
+protected:
+    QFileDialog *panel() {
+        QFileDialog *found = nullptr;
+        EXPECT_TRUE(runMainQueueUntil([&] {
+            for (QWidget *widget : QApplication::topLevelWidgets()) {
+                auto *dialog = qobject_cast<QFileDialog *>(widget);
+                if (dialog && dialog->isVisible())
+                    found = dialog;
+            }
+            return found != nullptr;
+        }));
+        return found;
+    }
+    // As a user types it, and presses the button.
+    void type(const char *names) {
+        auto *dialog = panel();
+        dialog->findChild<QLineEdit *>()->setText(QString::fromLatin1(names));
+        static_cast<QDialog *>(dialog)->accept();
+        runMainQueueUntil([&] { return view.fileProcessingQueue.value().empty(); });
+        waitForCopies();
+    }
+};
+
+TEST_F(FilePanelTest, OffersTheKindsOfFilesAndSeveralOfThem) {
+    view.presentFilePicker();
+    view.presentFilePicker();
+    EXPECT_THAT(record.take(), ElementsAre("isFilePickerPresented = true"));
+    const QPointer<QFileDialog> dialog = panel();
+    EXPECT_EQ(QApplication::topLevelWidgets().count(dialog.data()), 1);
+    EXPECT_EQ(dialog->fileMode(), QFileDialog::ExistingFiles);
+    EXPECT_EQ(dialog->windowModality(), Qt::ApplicationModal);
+    EXPECT_EQ(dialog->directory().path(), QString::fromStdString(home.path().native()));
+    EXPECT_EQ(
+        dialog->nameFilters(),
+        QStringList{QStringLiteral(
+            "Pictures and documents (*.pdf *.jpg *.jpeg *.png *.doc *.docx *.xls *.xlsx *.ppt *.pptx)")});
+    dialog->reject();
+    EXPECT_TRUE(runMainQueueUntil([&] { return dialog.isNull(); }));
+    EXPECT_THAT(record.take(), ElementsAre("isFilePickerPresented = false"));
+}
+
+TEST_F(FilePanelTest, AttachesWhatIsPickedButForOtherKindsOfFiles) {
+    for (const char *name : {"one.pdf", "two.PNG", "three.exe"})
+        writeFile(home.path() / name, "1");
+    view.presentFilePicker();
+    record.take();
+    type("\"one.pdf\" \"two.PNG\" \"three.exe\"");
+    EXPECT_THAT(record.take(),
+                ElementsAre("isFilePickerPresented = false", measured(2, 0),
+                            "fileProcessingQueue = [one.pdf, two.PNG]", copied,
+                            "fileProcessingQueue = [two.PNG]", copied, "fileProcessingQueue = []",
+                            "filesCountInDestination = 2", "INFO: Total user files attached: 2"));
+}
+
+TEST_F(FilePanelTest, WhatIsPickedAfterTheArchiveWasStartedIsNotAttached) {
+    UtilityFunctions::ShareButtonPressed = true;
+    ContentView frozen;
+    frozen.filesPicked(std::vector<fs::path>{make("late.pdf")});
+    EXPECT_FALSE(fs::exists(*userFilesURL));
+}
+
+TEST_F(FilePanelTest, AFailureOfThePanelIsLogged) {
+    view.isFilePickerPresented = true;
+    record.take();
+    view.filesPicked(QStringLiteral("no panel"));
+    EXPECT_THAT(record.take(),
+                ElementsAre("isFilePickerPresented = false", "ERROR: File selection error: no panel"));
+}
+
+TEST_F(FilePanelTest, APanelWhoseWindowIsGoneAttachesNothing) {
+    writeFile(home.path() / "one.pdf", "1");
+    {
+        ContentView gone;
+        gone.presentFilePicker();
+        panel();
+    }
+    type("one.pdf");
+    EXPECT_FALSE(fs::exists(*userFilesURL));
+}
+
 // --- Sharing while files are queued ---
 
 class ShareAttachmentsTest : public ShareTest {
@@ -546,7 +575,7 @@ TEST_F(ShareAttachmentsTest, WhatIsStillQueuedGoesIntoTheArchive) {
     EXPECT_EQ(items.at("Pellix/UserFiles/c.png").content, "3");
 }
 
-TEST_F(ShareAttachmentsTest, WhatWaitsBehindAReplacementGoesIntoTheArchive) {
+TEST_F(ShareAttachmentsTest, WhatWaitsForAReplacementGoesIntoTheArchive) {
     capture();
     describe();
     view.attach({make("a.png", "old")});

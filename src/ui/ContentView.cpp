@@ -9,8 +9,7 @@
 #include "packaging/UploadAPI.h"
 #include "platform/Bundle.h"
 #include "platform/Desktop.h"
-#include "ui/EmailRule.h"
-#include "ui/MailLink.h"
+#include "ui/FeedbackForm.h"
 
 #include <QPointer>
 
@@ -26,11 +25,6 @@ ContentView::ContentView(QObject *parent)
     m_attachedFilesLabel.setBinding([this] {
         const qint64 count = filesCountInDestination;
         return count > 0 ? QStringLiteral("%1 file(s) attached").arg(count) : QString();
-    });
-    m_isRunning.setBinding([this] {
-        const bool isCapturing = startButtonLabel.value() == Texts::stopDiagnostics && primaryButtonDisabled;
-        const bool isCompressing = logLabel.value() == Texts::compressingLogs && primaryButtonDisabled;
-        return isCapturing || isCompressing || startButtonLabel.value() == Texts::stopUpload;
     });
 }
 
@@ -109,6 +103,7 @@ void ContentView::StartMonitoring() {
 
 void ContentView::StopMonitoring() {
     primaryButtonDisabled = true;
+    isRunning = true;
     ProcessExecution::runTasksConcurrently(getInstalledApps, getSpinDump, isLumaloggingEnabled,
                                            [view = QPointer(this)] {
                                                if (view)
@@ -120,6 +115,7 @@ void ContentView::captureCompleted() {
     Logger::logInfo(QStringLiteral("Stop diagnostics Queue Completed."));
     logLabel = QStringLiteral("Logging complete.");
     startButtonLabel = Texts::shareLogs;
+    isRunning = false;
     isLogEditorVisible = false;
     isFeedbackLayoutVisible = true;
     primaryButtonColor = QStringLiteral("PrimaryColor");

@@ -1,15 +1,15 @@
 // The one window of window mode: it walks the user through a diagnostics run. Every step calls the operations
-// of the collection and the packaging, and moves the window's own fields.
+// of the collection and the packaging, and sets the window's own fields.
 //
-// Main thread. The views send what the user does to the slots below; of the fields they write only those that
-// tell where the keyboard and the pointer are.
+// Main thread. The views call the functions below for what the user does; the only fields they write are
+// those of the keyboard focus and the pointer.
 #pragma once
 
 #include "packaging/UploadError.h"
 #include "ui/ContentViewState.h"
 #include "ui/StatusText.h"
 
-#include <functional>
+#include <variant>
 
 class ContentView : public ContentViewState {
     Q_OBJECT
@@ -17,7 +17,6 @@ class ContentView : public ContentViewState {
     Q_PROPERTY(QString logId READ logId CONSTANT)
     Q_PROPERTY(QString supportEmail READ supportEmail CONSTANT)
     Q_PROPERTY(bool isFormFrozen READ isFormFrozen BINDABLE isFormFrozenBinding)
-    Q_PROPERTY(bool isRunning READ isRunning BINDABLE isRunningBinding)
     Q_PROPERTY(QString attachedFilesLabel READ attachedFilesLabel BINDABLE attachedFilesLabelBinding)
     Q_PROPERTY(bool isEmailValid READ isEmailValid BINDABLE isEmailValidBinding)
 
@@ -31,10 +30,6 @@ public:
     /// Whether the archive was started, which fixes the form for the life of the process.
     bool isFormFrozen() const { return m_isFormFrozen; }
     QBindable<bool> isFormFrozenBinding() { return {&m_isFormFrozen}; }
-
-    /// Whether a capture, a compression or an upload is under way.
-    bool isRunning() const { return m_isRunning; }
-    QBindable<bool> isRunningBinding() { return {&m_isRunning}; }
 
     /// How many files are attached; empty when there are none.
     QString attachedFilesLabel() const { return m_attachedFilesLabel; }
@@ -83,8 +78,12 @@ public:
     Q_INVOKABLE void leaveFeedback();
     Q_INVOKABLE void leaveEmail();
 
-    /// Opens the file panel; what is picked comes to `attach`.
+    /// Opens the file panel; what comes of it goes to `filesPicked`.
     Q_INVOKABLE void presentFilePicker();
+
+    /// The files that the user picked, none when the panel was cancelled; or what failed.
+    using PickedFiles = std::variant<std::vector<std::filesystem::path>, QString>;
+    void filesPicked(const PickedFiles &picked);
 
     /// Files picked: all are copied, one in each turn of the main thread, or none when they are too large.
     void attach(const std::vector<std::filesystem::path> &files);
@@ -124,7 +123,6 @@ private:
     // Files are still to be copied in a later turn.
     bool m_isCopyScheduled = false;
     QProperty<bool> m_isFormFrozen;
-    QProperty<bool> m_isRunning;
     QProperty<bool> m_isEmailValid;
     QProperty<QString> m_attachedFilesLabel;
 };

@@ -1,11 +1,11 @@
-// What the diagnostics window shows: every field that the views read, in one place.
+// What the diagnostics window shows: the fields that the flow sets and the views read. What follows from
+// these and from the run, the views read from ContentView.
 //
 // Main thread. A field that changes redraws what depends on it. Colours are names of the asset catalogue
 // (Assets.h) or the system colours "white" and "clear".
 #pragma once
 
 #include "discovery/Constants.h"
-#include "ui/Texts.h"
 
 #include <QObject>
 #include <QProperty>
@@ -14,6 +14,38 @@
 #include <filesystem>
 #include <optional>
 #include <vector>
+
+/// The texts that more than one place needs.
+namespace Texts {
+
+inline const QString productName = QStringLiteral("Lumadoc Diagnostics");
+
+// The primary button's captions, which are also the states of the window.
+inline const QString startDiagnostics = QStringLiteral("Start diagnostics");
+inline const QString stopDiagnostics = QStringLiteral("Stop diagnostics");
+inline const QString shareLogs = QStringLiteral("Share logs");
+inline const QString stopUpload = QStringLiteral("Stop upload");
+inline const QString close = QStringLiteral("Close");
+
+inline const QString compressingLogs = QStringLiteral("Compressing logs.");
+
+inline const QString copyId = QStringLiteral("Copy ID");
+inline const QString idCopied = QStringLiteral("ID Copied!");
+
+// What is collected. Spaces separate the columns; the view decides where the second one begins.
+inline const QString basicLogs = QStringLiteral("BASIC LOGS\n"
+                                                "• Lumadoc configuration, settings and logs\n"
+                                                "• System configuration and settings");
+inline const QString advancedLogs = QStringLiteral("BASIC LOGS") + QString(57, u' ') +
+                                    QStringLiteral("ADVANCED LOGS\n"
+                                                   "• Lumadoc configuration, settings and logs") +
+                                    QString(8, u' ') +
+                                    QStringLiteral("• Full Lumadoc data dump\n"
+                                                   "• System configuration and settings");
+inline const QString advancedLogsWithApps =
+    advancedLogs + QString(18, u' ') + QStringLiteral("• System apps version information");
+
+} // namespace Texts
 
 /// A field with its initial value: to the views a property, here assigned and read as a value.
 #define LUMAMON_FIELD(Type, name, initial)                                                                   \
@@ -110,4 +142,6 @@ public:
     LUMAMON_FIELD(double, AttachFileButtonWidth, Constants::AttachFileButtonWidth)
 
     LUMAMON_FIELD(bool, isLumaloggingEnabled, true)
+    /// A capture, a compression or an upload is under way.
+    LUMAMON_FIELD(bool, isRunning, false)
 };

@@ -1,5 +1,5 @@
+#include "test_support/WindowFixture.h"
 #include "ui/ContentView.h"
-#include "ui/WindowTest.h"
 
 #include <QMetaEnum>
 #include <QMetaProperty>
@@ -58,6 +58,7 @@ constexpr InitialValue initialValues[] = {
     {"feedbackFormFocus", "noField"},
     {"AttachFileButtonWidth", "96"},
     {"isLumaloggingEnabled", "true"},
+    {"isRunning", "false"},
 };
 
 class ContentViewStateTest : public WindowTest {
@@ -65,31 +66,24 @@ protected:
     ContentView view;
 };
 
-TEST_F(ContentViewStateTest, EveryFieldHasItsInitialValue) {
-    for (const auto &[field, value] : initialValues)
-        EXPECT_EQ(printedField(view, field), value) << field;
-}
-
-// A field that the table above does not know would not be held by it.
-TEST_F(ContentViewStateTest, TheTableHasEveryField) {
-    std::vector<std::string> known{"objectName", "logId",        "supportEmail",      "isFormFrozen",
-                                   "isRunning",  "isEmailValid", "attachedFilesLabel"};
-    for (const auto &[field, value] : initialValues)
-        known.emplace_back(field);
+TEST_F(ContentViewStateTest, EveryFieldHasItsInitialValueAndNotifiesTheViews) {
+    // What follows from the fields and from the run.
+    std::vector<std::string> known{"objectName",   "logId",        "supportEmail",
+                                   "isFormFrozen", "isEmailValid", "attachedFilesLabel"};
     const QMetaObject &type = ContentView::staticMetaObject;
-    std::vector<std::string> present(static_cast<std::size_t>(type.propertyCount()));
-    for (int i = 0; i < type.propertyCount(); ++i)
-        present[static_cast<std::size_t>(i)] = type.property(i).name();
-    EXPECT_THAT(present, testing::UnorderedElementsAreArray(known));
-}
-
-TEST_F(ContentViewStateTest, EveryFieldTellsTheViewsOfItsChanges) {
     for (const auto &[field, value] : initialValues) {
-        const auto &type = ContentView::staticMetaObject;
+        EXPECT_EQ(printedField(view, field), value) << field;
         const QMetaProperty property = type.property(type.indexOfProperty(field));
-        EXPECT_TRUE(property.isBindable()) << field;
-        EXPECT_TRUE(property.isWritable()) << field;
+        EXPECT_TRUE(property.isBindable() && property.isWritable()) << field;
+        known.emplace_back(field);
     }
+    std::vector<std::string> present;
+    for (int i = 0; i < type.propertyCount(); ++i)
+        present.emplace_back(type.property(i).name());
+    EXPECT_THAT(present, testing::UnorderedElementsAreArray(known));
+    EXPECT_FALSE(view.isFormFrozen());
+    EXPECT_EQ(view.supportEmail(), QStringLiteral("lumadoc-support@brennic.example"));
+    EXPECT_EQ(view.logId().size(), 36);
 }
 
 std::vector<std::string> casesOf(const char *enumeration) {
@@ -110,14 +104,6 @@ TEST_F(ContentViewStateTest, EnumerationsHaveTheirCasesInOrder) {
     EXPECT_THAT(casesOf("ColorScheme"), testing::ElementsAre("light", "dark"));
 }
 
-TEST_F(ContentViewStateTest, NothingRunsAndNothingIsFrozenAtFirst) {
-    EXPECT_FALSE(view.isRunning());
-    EXPECT_FALSE(view.isFormFrozen());
-    EXPECT_TRUE(view.isEmailValid());
-    EXPECT_EQ(view.supportEmail(), QStringLiteral("lumadoc-support@brennic.example"));
-    EXPECT_EQ(view.logId().size(), 36);
-}
-
 // --- The list of what is collected ---
 
 const std::string basic =
@@ -127,45 +113,25 @@ const std::string advanced =
     std::string(8, ' ') + "• Full Lumadoc data dump\n• System configuration and settings";
 const std::string withApps = advanced + std::string(18, ' ') + "• System apps version information";
 
-TEST_F(ContentViewStateTest, AdvancedLogsShowTheirColumn) {
-    view.changeSpinDump(true);
-    EXPECT_EQ(printedField(view, "captureDetails"), advanced);
-    EXPECT_TRUE(view.getSpinDump);
-    view.changeInstalledApps(true);
-    EXPECT_EQ(printedField(view, "captureDetails"), withApps);
-    EXPECT_TRUE(view.getInstalledApps);
-    view.changeInstalledApps(false);
-    EXPECT_EQ(printedField(view, "captureDetails"), advanced);
-    view.changeSpinDump(false);
-    EXPECT_EQ(printedField(view, "captureDetails"), basic);
-    EXPECT_FALSE(view.getSpinDump || view.getInstalledApps);
-}
-
-TEST_F(ContentViewStateTest, AppsAloneShowTheColumnToo) {
-    view.changeInstalledApps(true);
-    EXPECT_EQ(printedField(view, "captureDetails"), withApps);
-    EXPECT_FALSE(view.getSpinDump);
-    view.changeInstalledApps(false);
-    EXPECT_EQ(printedField(view, "captureDetails"), advanced);
-}
-
-TEST_F(ContentViewStateTest, TurningAdvancedLogsOffBehindAppsRestoresTheBasicList) {
-    view.changeInstalledApps(true);
-    view.changeSpinDump(true);
-    EXPECT_EQ(printedField(view, "captureDetails"), withApps);
-    view.changeSpinDump(false);
-    EXPECT_EQ(printedField(view, "captureDetails"), basic);
-    EXPECT_TRUE(view.getInstalledApps);
-    view.changeSpinDump(true);
-    EXPECT_EQ(printedField(view, "captureDetails"), withApps);
-}
-
-TEST_F(ContentViewStateTest, WhatIsNoChangeLeavesTheList) {
-    view.changeInstalledApps(true);
-    view.changeSpinDump(false);
-    EXPECT_EQ(printedField(view, "captureDetails"), withApps);
-    view.changeInstalledApps(true);
-    EXPECT_EQ(printedField(view, "captureDetails"), withApps);
+// The toggle of the applications does not look at the other one, and what is no change leaves the list.
+TEST_F(ContentViewStateTest, EachToggleRewritesTheList) {
+    struct Step {
+        bool isOfApps;
+        bool on;
+        const std::string &list;
+    };
+    for (const auto &[isOfApps, on, list] :
+         {Step{false, true, advanced}, Step{true, true, withApps}, Step{true, false, advanced},
+          Step{false, false, basic}, Step{true, true, withApps}, Step{false, false, withApps},
+          Step{false, true, withApps}, Step{false, false, basic}, Step{true, true, basic},
+          Step{false, true, withApps}, Step{false, false, basic}, Step{true, false, advanced}}) {
+        if (isOfApps)
+            view.changeInstalledApps(on);
+        else
+            view.changeSpinDump(on);
+        EXPECT_EQ(isOfApps ? view.getInstalledApps : view.getSpinDump, on);
+        EXPECT_EQ(printedField(view, "captureDetails"), list);
+    }
 }
 
 } // namespace

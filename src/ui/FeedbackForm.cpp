@@ -1,10 +1,14 @@
-// The rules of the two text boxes. Each is applied to a box's text after every change of it, its own
-// included.
+// The rules of the two text boxes, each applied to a box's text after every change of it, including the
+// rules' own; the record; the mail.
+#include "ui/FeedbackForm.h"
+
+#include "discovery/DetailedInfo.h"
+#include "discovery/RunState.h"
 #include "ui/ContentView.h"
 
-#include "discovery/RunState.h"
-
+#include <QRegularExpression>
 #include <QTextBoundaryFinder>
+#include <QUrl>
 
 namespace {
 
@@ -25,6 +29,24 @@ QString firstCharacters(const QString &text, qint64 limit) {
 
 bool endsInTabOrReturn(const QString &text) {
     return text.endsWith(u'\r') || text.endsWith(u'\t');
+}
+
+// None for a text that UTF-8 cannot hold.
+std::optional<QByteArray> queryEncoded(const QString &text) {
+    if (!text.isValidUtf16())
+        return std::nullopt;
+    return text.toUtf8().toPercentEncoding("!$&'()*+,-./:;=?@_~");
+}
+
+// The same language as the expression in the header, without its ambiguity: each text matches in one way at
+// most, and no quantifier gives anything back. What ICU counts as \w is spelled out: letters, marks, digits,
+// connectors, joiners, and the circled, squared and negative Latin letters.
+QRegularExpression emailRule() {
+    return QRegularExpression(QRegularExpression::anchoredPattern(
+        QStringLiteral(R"([0-9a-zA-Z]++(?:[-+_.][0-9a-zA-Z]++)*+@)"
+                       R"((?:[0-9a-zA-Z][-\p{L}\p{M}\p{Nd}\p{Nl}\p{Pc}\x{200C}\x{200D})"
+                       R"(\x{24B6}-\x{24E9}\x{1F130}-\x{1F149}\x{1F150}-\x{1F169}\x{1F170}-\x{1F189}]*+\.)++)"
+                       R"([0-9a-zA-Z]{2,17})")));
 }
 
 } // namespace
@@ -76,8 +98,8 @@ void ContentView::applyEmailRules() {
         applyEmailRules();
 }
 
-// What the rules make of the key at the end of the text: it goes, and the other box gets the focus. The text
-// itself stays, so that the box has nothing to show anew.
+// The rules would remove the key from the end of the text and move the focus. The text does not change here,
+// so that the box need not be redrawn.
 void ContentView::leaveFeedback() {
     if (UtilityFunctions::ShareButtonPressed)
         return;
@@ -87,4 +109,33 @@ void ContentView::leaveFeedback() {
 
 void ContentView::leaveEmail() {
     feedbackFormFocus = Field::feedback;
+}
+
+bool UtilityFunctions::isValidEmail(const QString &email) {
+    static const QRegularExpression rule = emailRule();
+    return email.isEmpty() || rule.match(email).hasMatch();
+}
+
+void UtilityFunctions::CreateUserDetailContent(const QString &email, const QString &feedback) {
+    if (!tempOutputURL)
+        return;
+    const QString address = isValidEmail(email) ? email : QString();
+    CreateFile(*tempOutputURL / "UserEmailFeedback.json",
+               QStringLiteral("{\"machineid\":\"") + getMachineHash() + QStringLiteral("\",\"email\":\"") +
+                   address + QStringLiteral("\",\"problemdesc\":\"") + feedback + QStringLiteral("\"}"));
+}
+
+std::optional<QByteArray> mailLink(const QString &email, const QString &logId, const QString &description,
+                                   const QString &senderAddress) {
+    const auto subject =
+        queryEncoded(QStringLiteral("Lumadoc troubleshooting using Brennic Lumadoc Diagnostics."));
+    const auto body = queryEncoded(QStringLiteral("Hi Team,\n\nLocal Log ID: ") + logId +
+                                   QStringLiteral("\nDescription: ") + description +
+                                   QStringLiteral("\nEmail address: ") + senderAddress + u'\n');
+    if (!subject || !body)
+        return std::nullopt;
+    const QByteArray link = "mailto:" + email.toUtf8() + "?subject=" + *subject + "&body=" + *body;
+    if (!QUrl::fromEncoded(link, QUrl::StrictMode).isValid())
+        return std::nullopt;
+    return link;
 }

@@ -5,12 +5,38 @@
 #include "discovery/RunState.h"
 #include "packaging/FilesPathDirectory.h"
 #include "packaging/UploadAPI.h"
-#include "ui/FeedbackRecord.h"
-#include "ui/WorkBesideWindow.h"
+#include "ui/FeedbackForm.h"
 
+#include <QEventLoop>
 #include <QPointer>
+#include <thread>
 
 using namespace UtilityFunctions;
+
+namespace {
+
+// Runs `work` on another thread and gives its result when it has ended. Meanwhile the window draws, the main
+// queue runs and the user may close the window. None when the program is to end before the work has: the work
+// then goes on alone, so it must own or outlive what it uses. Not a thread of a pool, since Qt waits for its
+// pool before it ends the program.
+std::optional<bool> workBesideWindow(std::function<bool()> work) {
+    // Main thread only.
+    const auto result = std::make_shared<std::optional<bool>>();
+    QEventLoop loop;
+    std::thread([result, loop = QPointer(&loop), work = std::move(work)] {
+        const bool value = work();
+        platform::onMainQueue([result, loop, value] {
+            *result = value;
+            if (loop)
+                loop->quit();
+        });
+    }).detach();
+    // Events of every kind: the closing of the window is one of the user's.
+    loop.exec();
+    return *result;
+}
+
+} // namespace
 
 void ContentView::ShareButtonPressed() {
     if (isInitialFocus && feedbackText.value().isEmpty()) {
@@ -28,8 +54,10 @@ void ContentView::ShareButtonPressed() {
     isUploadFailedLayoutVisible = false;
     isLoggingCompleteVisible = true;
     isSecondaryError = SecondaryError::none;
-    if (!UtilityFunctions::ShareButtonPressed && !buildArchive())
+    if (!UtilityFunctions::ShareButtonPressed && !buildArchive()) {
+        isRunning = false;
         return;
+    }
     if (FilesPathDirectory::isArchiveSizeValid()) {
         uploadArchive();
         return;
@@ -37,6 +65,7 @@ void ContentView::ShareButtonPressed() {
     isUploadFailedLayoutVisible = true;
     isLoggingCompleteVisible = false;
     primaryButtonDisabled = false;
+    isRunning = false;
 }
 
 // False when there is no archive, or when the program ends meanwhile.
@@ -44,6 +73,7 @@ bool ContentView::buildArchive() {
     UtilityFunctions::ShareButtonPressed = true;
     m_isFormFrozen = true;
     logLabel = Texts::compressingLogs;
+    isRunning = true;
     CreateUserDetailContent(emailText, feedbackText);
     const auto isCompressed = workBesideWindow([] {
         FilesPathDirectory::pruneOutput();
@@ -55,13 +85,14 @@ bool ContentView::buildArchive() {
 }
 
 void ContentView::uploadArchive() {
-    // One that the user has stopped may still be ending; from here on it has nothing more to say.
+    // One that the user has stopped may still be ending; its report must not reach the status line any more.
     UploadAPI::uploadTask.reset();
     logLabel = QStringLiteral("Uploading 0%");
     // Also when the line has not changed, since the earlier one did not get far.
     m_status->note(logLabel);
     primaryButtonDisabled = false;
     startButtonLabel = Texts::stopUpload;
+    isRunning = true;
     const int upload = ++m_uploadNumber;
     UploadAPI::upload(compressedLogURL, [view = QPointer(this), upload](const UploadResult &result) {
         platform::onMainQueue([=] {
@@ -89,11 +120,13 @@ void ContentView::startUpload(const UploadResult &result) {
         isLoggingCompleteVisible = false;
         primaryButtonDisabled = false;
         startButtonLabel = Texts::shareLogs;
+        isRunning = false;
         return;
     }
     logLabel = QStringLiteral("Uploading 100%");
     FilesPathDirectory::removeOutput();
     startButtonLabel = Texts::close;
+    isRunning = false;
     logLabel = QString();
     isFeedbackLayoutVisible = false;
     isCloseLayoutVisible = true;
@@ -108,5 +141,6 @@ void ContentView::StopShareButtonPressed() {
     if (UploadAPI::uploadTask)
         UploadAPI::uploadTask->cancel();
     startButtonLabel = Texts::shareLogs;
+    isRunning = false;
     primaryButtonDisabled = false;
 }

@@ -1,22 +1,37 @@
 #include "ui/WindowScene.h"
 
+#include "discovery/Constants.h"
 #include "discovery/ProductDiscovery.h"
 #include "platform/Bundle.h"
-#include "ui/Views.h"
+#include "platform/Desktop.h"
+#include "ui/WindowFrontEnd.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QEvent>
+#include <QFontDatabase>
 #include <QIcon>
 #include <cstdio>
+#include <unistd.h>
+
+// Written by the build from the types that are marked for the views. Called by name, since a linker leaves
+// out those parts of a static library that nothing refers to.
+void qml_register_types_Lumamon();
 
 namespace {
+
+// Qt ends a process that finds no display by a crash, after a page of advice. A user who starts the program
+// over a remote shell needs one line.
+void reportMissingDisplay(QtMsgType type, const QMessageLogContext &, const QString &) {
+    if (type == QtFatalMsg)
+        platform::fatal("the window cannot be opened: there is no display");
+}
 
 ContentView::ColorScheme schemeOf(platform::ColorScheme scheme) {
     return scheme == platform::ColorScheme::dark ? ContentView::ColorScheme::dark
                                                  : ContentView::ColorScheme::light;
 }
 
-// Hears of the closing before the views do.
+// An event filter gets the closing before the views do.
 class CloseWatch : public QObject {
 public:
     CloseWatch(std::function<void()> closing, QObject *parent)
@@ -43,6 +58,32 @@ void setIconLater(QQuickWindow &window) {
 }
 
 } // namespace
+
+std::unique_ptr<QCoreApplication> makeWindowApplication(int &argumentCount, char **arguments) {
+    // A graphics driver may be what is broken on this machine.
+    if (!qEnvironmentVariableIsSet("QT_QUICK_BACKEND"))
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    const auto before = qInstallMessageHandler(reportMissingDisplay);
+    auto application = std::make_unique<QApplication>(argumentCount, arguments);
+    qInstallMessageHandler(before);
+    QGuiApplication::setApplicationDisplayName(LabelConstants::ApplicationDisplayName);
+    QGuiApplication::setDesktopFileName(QStringLiteral("com.brennic.LumadocDiagnostics"));
+    registerViews();
+    return application;
+}
+
+void registerViews() {
+    qml_register_types_Lumamon();
+}
+
+// The window's faces are the typeface of the build under the names that the views use.
+void registerTypeface() {
+    for (const char *face : {"Regular", "Bold"}) {
+        const QString name = QString::fromLatin1(face);
+        QFontDatabase::addApplicationFont(QStringLiteral(":/Lumamon/fonts/Inter-%1.otf").arg(name));
+        QFont::insertSubstitution(QStringLiteral("BrennicClean-") + name, QStringLiteral("Inter"));
+    }
+}
 
 WindowScene::WindowScene()
     : m_appearance([this](platform::ColorScheme scheme) { m_view.colorScheme = schemeOf(scheme); })
@@ -87,3 +128,29 @@ void WindowScene::openWhenLoaded() {
     m_window->raise();
     m_window->requestActivate();
 }
+
+// The front end as the program loads it from the module.
+class WindowModule : public QObject, public WindowFrontEnd {
+    Q_OBJECT
+    Q_PLUGIN_METADATA(IID LumamonWindowFrontEnd_iid)
+    Q_INTERFACES(WindowFrontEnd)
+
+public:
+    std::unique_ptr<QCoreApplication> makeApplication(int &argumentCount, char **arguments) override {
+        auto application = makeWindowApplication(argumentCount, arguments);
+        // The views load while the program starts.
+        m_scene = std::make_unique<WindowScene>();
+        return application;
+    }
+
+    void open(std::function<void()> closing) override { m_scene->open(std::move(closing)); }
+
+    void close() override { m_scene.reset(); }
+
+    bool ownsPasteboard() const override { return platform::ownsPasteboard(); }
+
+private:
+    std::unique_ptr<WindowScene> m_scene;
+};
+
+#include "WindowScene.moc"

@@ -1,27 +1,41 @@
-// The window on the screen: it joins the views to the state, to the system's appearance and to the alerts.
+// Opens the window: the application object, what the views need before the first of them is shown, and the
+// scene that joins the views to the state, to the system's appearance and to the alerts.
 //
-// Main thread; made after the application object and gone before it.
+// Main thread.
 #pragma once
 
 #include "platform/Desktop.h"
-#include "ui/Alerts.h"
 #include "ui/ContentView.h"
+#include "ui/Notices.h"
 
+#include <QCoreApplication>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickWindow>
 #include <functional>
 #include <memory>
 
+/// The application object of window mode. Without a display the process ends with one line on standard error
+/// and status 1.
+std::unique_ptr<QCoreApplication> makeWindowApplication(int &argumentCount, char **arguments);
+
+/// Makes the views' types known. Once, after the application object.
+void registerViews();
+
+/// Makes the window's typeface known. Takes a while, since the system looks for its fonts. Once, after the
+/// application object.
+void registerTypeface();
+
+/// Made after the application object and destroyed before it.
 class WindowScene {
 public:
-    /// Begins to load the views, on a thread of the engine's own.
+    /// Begins to load the views, on the engine's thread.
     WindowScene();
     ~WindowScene();
 
     /// Shows the window and brings it to the front as soon as the views are loaded. When they cannot be, the
-    /// event loop ends with status 1 and standard error tells why. `closing` is called when the window is
-    /// asked to close, before its own steps.
+    /// event loop ends with status 1 and standard error says why. `closing` is called when the window is
+    /// asked to close, before the window does anything itself.
     void open(std::function<void()> closing = [] {});
 
     ContentView &view() { return m_view; }
@@ -36,6 +50,6 @@ private:
     std::function<void()> m_closing;
     QQmlEngine m_engine;
     QQmlComponent m_component;
-    // Last, so that the views go before what they show.
+    // Last, so that the views are destroyed before what they show.
     std::unique_ptr<QQuickWindow> m_window;
 };

@@ -4,7 +4,7 @@
 #include "test_support/SessionBus.h"
 #include "test_support/StandInProgram.h"
 #include "ui/ContentView.h"
-#include "ui/WindowTest.h"
+#include "test_support/WindowFixture.h"
 
 #include <QClipboard>
 #include <QDBusConnection>

@@ -20,14 +20,15 @@ BodyText {
 
     Accessible.role: Accessible.Notification
     Accessible.ignored: text.trim() === ""
-    // Qt itself tells of a text that comes up.
+    // A text that comes up is announced by Qt itself.
     onTextChanged: {
         if (isMade)
             announce();
     }
     Component.onCompleted: isMade = true
 
-    // What changes faster than it can be read, as an upload's progress does, is told as it is then.
+    // A text that changes faster than it can be read, like an upload's progress, is announced after a pause with
+    // the value that it has by then.
     Timer {
         id: pause
 

@@ -30,4 +30,32 @@ Column {
         enabled: !editor.view.advanceLogToggleDisabled
         onClicked: editor.view.changeInstalledApps(!checked)
     }
+
+    // In one or two columns, which several spaces in a line separate.
+    component CollectedList: Row {
+        id: list
+
+        required property ContentView view
+
+        function column(index: int): string {
+            return view.captureDetails.split("\n").map(line => line.split(/ {2,}/)[index] ?? "").join("\n");
+        }
+
+        spacing: 24
+
+        BodyText {
+            view: list.view
+            text: list.column(0)
+            lineHeight: 1.3
+            wrapMode: Text.NoWrap
+        }
+
+        BodyText {
+            view: list.view
+            text: list.column(1)
+            lineHeight: 1.3
+            wrapMode: Text.NoWrap
+            visible: text.trim() !== ""
+        }
+    }
 }

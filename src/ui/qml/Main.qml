@@ -7,7 +7,7 @@ Window {
 
     required property ContentView view
     required property Alerts alerts
-    /// The control of the sections that had the keyboard last: alerts give it back.
+    /// The control of the sections that had the keyboard last; it gets it back after an alert.
     property Item worked
 
     function isInSections(item: Item): bool {
@@ -25,14 +25,14 @@ Window {
     color: Assets.color("BackgroundColor", view.colorScheme)
     onClosing: view.disappear()
 
-    // What has the keyboard is in sight.
+    // The control that has the keyboard is scrolled into sight.
     onActiveFocusItemChanged: {
         if (isInSections(activeFocusItem))
             worked = activeFocusItem;
         revealing.restart();
     }
 
-    // In the next turn, when the sections have taken their places.
+    // In the next turn of the event loop, after the sections are laid out.
     Timer {
         id: revealing
 
@@ -87,7 +87,6 @@ Window {
             width: scroll.width - 2 * edge
             view: window.view
         }
-
     }
 
     // Shows that there is more.

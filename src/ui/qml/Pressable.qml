@@ -1,5 +1,6 @@
-// What buttons, links and check boxes share: they are worked by the pointer, by Space and by Return. Made of
-// Qt Quick's plain items, since loading its controls takes as long as all the rest of the window.
+// What buttons, links and check boxes share: the pointer, Space and (but for check boxes) Return press them. Made
+// of Qt Quick's plain items: its controls, which only the form and the alerts need, are then loaded after the
+// window has opened.
 import QtQuick
 
 Item {
@@ -9,7 +10,7 @@ Item {
     readonly property bool pressed: tap.pressed
     readonly property bool hovered: hover.hovered
     property alias cursorShape: hover.cursorShape
-    /// The keyboard works the control, and the user is to see it.
+    /// Whether to show that the keyboard works the control.
     readonly property bool visualFocus: activeFocus && !isFocusQuiet
     /// The focus came by the pointer, or was there when the window opened.
     property bool isFocusQuiet: false
@@ -39,7 +40,7 @@ Item {
     Keys.onReturnPressed: event => work(event)
     Keys.onEnterPressed: event => work(event)
     Keys.onSpacePressed: event => work(event)
-    // A press that disables the control, or another window in front, is no work of the keyboard.
+    // Unless the control lost the focus because a press disabled it, or because another window came to the front.
     onActiveFocusChanged: {
         if (!activeFocus && enabled && Window.active)
             isFocusQuiet = false;

@@ -1,4 +1,4 @@
-// The sections in one stack, centred. Which of them are there is the state's business.
+// The sections in one stack, centred. The state decides which of them are there.
 import QtQuick
 import Lumamon
 
@@ -69,5 +69,49 @@ Column {
         file: "CloseLayout.qml"
         isShown: sections.view.isCloseLayoutVisible
         anchors.horizontalCenter: parent.horizontalCenter
+    }
+
+    component Header: Row {
+        id: header
+
+        required property ContentView view
+
+        spacing: 16
+
+        AssetImage {
+            view: header.view
+            name: "lumadocdiagnosticlogo"
+            size: 80
+        }
+
+        BodyText {
+            view: header.view
+            text: "Brennic Lumadoc Diagnostics"
+            font.pixelSize: 22
+            wrapMode: Text.NoWrap
+            anchors.verticalCenter: parent.verticalCenter
+            Accessible.role: Accessible.Heading
+        }
+    }
+
+    // A section that is made when it is first shown, so that the window opens sooner, and piece by piece, so that the
+    // window goes on drawing meanwhile.
+    component LateSection: Loader {
+        id: section
+
+        required property ContentView view
+        /// The file of the section, which takes `view`.
+        required property string file
+        required property bool isShown
+
+        function make() {
+            if (isShown && status === Loader.Null)
+                setSource(file, { view: view });
+        }
+
+        asynchronous: true
+        visible: isShown
+        onIsShownChanged: make()
+        Component.onCompleted: make()
     }
 }

@@ -51,7 +51,7 @@ TestCase {
 
     /// Sections come up in later turns; then they are drawn.
     function settle() {
-        tryVerify(() => drawn(stage).every(item => !(item instanceof LateSection) || item.status === Loader.Ready));
+        tryVerify(() => drawn(stage).every(item => !(item instanceof Loader) || item.status === Loader.Ready));
         stage.Window.window.update();
         waitForRendering(stage);
     }
@@ -113,6 +113,11 @@ TestCase {
     /// The texts that a reader sees, from top to bottom.
     function shownTexts() {
         return drawn(stage).filter(item => item instanceof BodyText && item.text.trim() !== "").map(item => item.text);
+    }
+
+    /// The bar that moves while something runs.
+    function indicator() {
+        return drawn(stage).find(item => item.Accessible.role === Accessible.ProgressBar) ?? null;
     }
 
     function textItem(text) {

@@ -1,4 +1,4 @@
-#include "ui/Alerts.h"
+#include "ui/Notices.h"
 
 #include <gmock/gmock.h>
 
@@ -14,17 +14,17 @@ protected:
                        QStringLiteral("button of %1").arg(QString::fromLatin1(title)));
     }
     void expectUp(const char *title) {
-        EXPECT_TRUE(alerts.isUp());
-        EXPECT_EQ(alerts.title(), QString::fromLatin1(title));
-        EXPECT_EQ(alerts.message(), QStringLiteral("message of %1").arg(QString::fromLatin1(title)));
-        EXPECT_EQ(alerts.buttonTitle(), QStringLiteral("button of %1").arg(QString::fromLatin1(title)));
+        EXPECT_TRUE(alerts.isUp);
+        EXPECT_EQ(alerts.title, QString::fromLatin1(title));
+        EXPECT_EQ(alerts.message, QStringLiteral("message of %1").arg(QString::fromLatin1(title)));
+        EXPECT_EQ(alerts.buttonTitle, QStringLiteral("button of %1").arg(QString::fromLatin1(title)));
     }
 
     Alerts alerts;
 };
 
 TEST_F(AlertsTest, NoneIsUpAtFirst) {
-    EXPECT_FALSE(alerts.isUp());
+    EXPECT_FALSE(alerts.isUp);
 }
 
 TEST_F(AlertsTest, OneIsUpAtATimeInTheOrderAskedFor) {
@@ -41,13 +41,13 @@ TEST_F(AlertsTest, OneIsUpAtATimeInTheOrderAskedFor) {
     alerts.dismiss();
     expectUp("four");
     alerts.dismiss();
-    EXPECT_FALSE(alerts.isUp());
+    EXPECT_FALSE(alerts.isUp);
 }
 
 TEST_F(AlertsTest, ALaterOneComesUpByItself) {
     present("one");
     alerts.dismiss();
-    EXPECT_FALSE(alerts.isUp());
+    EXPECT_FALSE(alerts.isUp);
     present("two");
     expectUp("two");
 }
@@ -56,8 +56,8 @@ TEST_F(AlertsTest, ALaterOneComesUpByItself) {
 // between two alerts.
 TEST_F(AlertsTest, TheTextsStandBeforeTheAlertIsUpAndItGoesDownInBetween) {
     std::vector<std::string> seen;
-    const auto notifier = alerts.isUpBinding().addNotifier(
-        [&] { seen.push_back((alerts.isUp() ? "up " : "down ") + alerts.title().toStdString()); });
+    const auto notifier = alerts.isUp.addNotifier(
+        [&] { seen.push_back((alerts.isUp ? "up " : "down ") + alerts.title.value().toStdString()); });
     present("one");
     present("two");
     alerts.dismiss();
@@ -67,7 +67,7 @@ TEST_F(AlertsTest, TheTextsStandBeforeTheAlertIsUpAndItGoesDownInBetween) {
 
 TEST_F(AlertsTest, DismissingNothingIsHarmless) {
     alerts.dismiss();
-    EXPECT_FALSE(alerts.isUp());
+    EXPECT_FALSE(alerts.isUp);
     present("one");
     expectUp("one");
 }
@@ -76,16 +76,16 @@ TEST_F(AlertsTest, DismissingNothingIsHarmless) {
 TEST_F(AlertsTest, OneThatComesWithinADismissalIsNotLost) {
     present("one");
     bool isFirst = true;
-    const auto notifier = alerts.isUpBinding().addNotifier([&] {
-        if (alerts.isUp() || !std::exchange(isFirst, false))
+    const auto notifier = alerts.isUp.addNotifier([&] {
+        if (alerts.isUp || !std::exchange(isFirst, false))
             return;
         present("three");
     });
     present("two");
     alerts.dismiss();
     std::vector<std::string> shown;
-    for (int i = 0; i < 4 && alerts.isUp(); ++i) {
-        shown.push_back(alerts.title().toStdString());
+    for (int i = 0; i < 4 && alerts.isUp; ++i) {
+        shown.push_back(alerts.title.value().toStdString());
         alerts.dismiss();
     }
     EXPECT_THAT(shown, testing::UnorderedElementsAre("two", "three"));

@@ -1,5 +1,5 @@
-// Runs the views' tests, which stand in viewtests/.
-#include "ui/Views.h"
+// Runs the tests of the views.
+#include "ui/WindowScene.h"
 
 #include <QQmlEngine>
 #include <QQuickWindow>

@@ -1,0 +1,126 @@
+// What the tests of the window share: a home, a log, an application object without a display, a record of
+// what happens to the window's fields, and for tests of the flow the workspace of a launched program, a small
+// product and a support service.
+#pragma once
+
+#include "sample_product/RunningProduct.h"
+#include "sample_product/SampleProduct.h"
+#include "support_service/SupportService.h"
+#include "test_support/EventLoop.h"
+#include "test_support/Isolation.h"
+#include "test_support/LogReader.h"
+#include "test_support/Mounts.h"
+#include "test_support/ScratchHome.h"
+#include "ui/ContentView.h"
+
+#include <QApplication>
+#include <QPropertyNotifier>
+#include <gmock/gmock.h>
+#include <memory>
+#include <optional>
+#include <vector>
+
+// For tests that mount something: on a machine where a test cannot have namespaces of its own they would
+// disturb it.
+#define REQUIRE_OWN_NAMESPACES()                                                                             \
+    if (!test_support::hasOwnNamespaces())                                                                   \
+    GTEST_SKIP() << "this machine gives a test no namespaces of its own"
+
+class WindowTest : public testing::Test {
+protected:
+    test_support::ScratchHome home;
+    // Neither a display nor a desktop: whoever runs the tests may have both.
+    test_support::ScopedEnvironment display{"QT_QPA_PLATFORM", "offscreen"};
+    test_support::ScopedEnvironment sessionBus{"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus"};
+    std::filesystem::path log = test_support::startLog();
+
+    int argumentCount = 1;
+    char programName[5] = "test";
+    char *arguments[2] = {programName, nullptr};
+    QApplication application{argumentCount, arguments};
+};
+
+/// What happens to an object's fields, and what the log says meanwhile, in the order in which it happens: a
+/// line for each, "field = value" or the log's line.
+class Recorder {
+public:
+    /// From now on. `home` shows as "~", the run folder's stamp as RUN, the Log ID as LOGID, and process
+    /// identifiers as PID.
+    Recorder(QObject &object, std::filesystem::path home);
+
+    /// What has happened since the last call, or since the beginning.
+    std::vector<std::string> take();
+    /// The same, in the log alone and of the fields alone.
+    std::vector<std::string> takeLog();
+    std::vector<std::string> takeFields();
+
+private:
+    void addLogLines();
+    QString shortened(QString line) const;
+
+    std::filesystem::path m_home;
+    qsizetype m_linesRead = 0;
+    std::vector<std::pair<bool, std::string>> m_record;
+    std::vector<QPropertyNotifier> m_notifiers;
+};
+
+/// A property as the recorder writes it.
+std::string printedField(const QObject &object, const char *name);
+
+/// A support service that this process takes for the maker's. Before the first look at the main bundle.
+class OwnSupportService {
+public:
+    OwnSupportService();
+
+    /// From now on nothing listens there.
+    void stopService() { m_service.reset(); }
+    support_service::SupportService &service() { return *m_service; }
+
+private:
+    test_support::ScratchFolder m_folder;
+    std::optional<support_service::SupportService> m_service{std::in_place};
+    test_support::ScopedEnvironment m_trust{"SSL_CERT_FILE", m_service->certificateFile().native()};
+    test_support::ScopedEnvironment m_proxy{"https_proxy", std::nullopt};
+    test_support::ScopedEnvironment m_otherProxy{"all_proxy", std::nullopt};
+    std::unique_ptr<test_support::Mount> m_info;
+};
+
+class RunTest : public WindowTest {
+protected:
+    /// Does what the launch does before the window opens.
+    RunTest();
+
+    /// A product with 58 KiB of logs and three crash reports.
+    sample_product::SampleProduct install(sample_product::SampleProductOptions options = {});
+
+    void press() { view.primaryButtonPressed(); }
+    /// Presses the button and waits for its next caption.
+    void pressUntil(const char *caption);
+    bool hasCaption(const char *caption) const;
+
+    std::filesystem::path root() const { return home.library() / "LumadocDiagnostics"; }
+    std::filesystem::path systemLog() const { return root() / "System/LumadocDiagnosticsDebugOutput.log"; }
+
+    ContentView view;
+    /// Title, message and button of each alert.
+    std::vector<std::vector<std::string>> alerts;
+    Recorder record{view, home.path()};
+
+private:
+    void showAlerts();
+};
+
+/// The window behind a capture, ready to share.
+class ShareTest : protected OwnSupportService, public RunTest {
+protected:
+    void SetUp() override;
+
+    /// Fills the output as a capture does, with so many bytes that cannot be made smaller, and leaves the
+    /// window as it stands then.
+    void capture(std::size_t bytes = 2000);
+    void describe(const char *text = "It crashed");
+    /// Until the upload that is under way has ended.
+    void waitForUpload();
+    std::filesystem::path runFolder() const;
+    std::filesystem::path archive() const;
+};
