@@ -14,12 +14,11 @@
 #include "platform/posix/Process.h"
 #include "sample_product/SampleProduct.h"
 #include "support_service/SupportService.h"
-#include "test_support/PrivateBus.h"
+#include "test_support/Bus.h"
 #include "test_support/ScratchBundle.h"
 #include "test_support/ScratchFolder.h"
 #include "test_support/ScratchHome.h"
 #include "test_support/Screen.h"
-#include "test_support/Xvfb.h"
 #include "ui/WindowScene.h"
 
 #include <QElapsedTimer>

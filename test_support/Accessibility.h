@@ -4,7 +4,7 @@
 // One thread.
 #pragma once
 
-#include "test_support/BusClient.h"
+#include "test_support/Bus.h"
 
 #include <cstdint>
 #include <ostream>

@@ -1,12 +1,15 @@
-// What is on a display, as anybody sees it who looks at it: pixels, windows and what these ask of a window
-// manager.
+// A display without a screen, and what is on it as anybody sees it who looks at it: pixels, windows, what
+// these ask of a window manager, and the clipboard.
 //
 // One thread.
 #pragma once
 
 #include "test_support/Accessibility.h"
+#include "test_support/ProgramRun.h"
 
 #include <QImage>
+#include <chrono>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,6 +18,25 @@
 struct xcb_connection_t;
 
 namespace test_support {
+
+struct DisplaySize {
+    int width = 1280;
+    int height = 1024;
+};
+
+/// A display of the test's own, which ends with its object.
+class Xvfb {
+public:
+    /// Takes clients when it returns. Ends the process when there is no such display to be had.
+    explicit Xvfb(DisplaySize size = {});
+
+    /// What DISPLAY is to be.
+    const std::string &name() const { return m_name; }
+
+private:
+    std::unique_ptr<ProgramRun> m_server;
+    std::string m_name;
+};
 
 class Screen {
 public:
@@ -52,6 +74,27 @@ private:
 
     xcb_connection_t *m_connection = nullptr;
     std::uint32_t m_root = 0;
+};
+
+/// A desktop's clipboard manager: saves what was copied in a program that ends (freedesktop.org, "Clipboard
+/// Manager Specification").
+class ClipboardManager {
+public:
+    /// Is the display's manager from now on. Ends the process when the display cannot be reached.
+    explicit ClipboardManager(const std::string &display);
+    ~ClipboardManager();
+    ClipboardManager(const ClipboardManager &) = delete;
+    ClipboardManager &operator=(const ClipboardManager &) = delete;
+
+    /// Waits for a program that asks for its copy to be saved, and gives the copied text; none when no
+    /// program asks within the limit, or what it offers is no text.
+    std::optional<std::string> save(std::chrono::milliseconds limit);
+
+private:
+    std::optional<std::string> convertedText(std::chrono::milliseconds limit);
+
+    xcb_connection_t *m_connection;
+    std::uint32_t m_window;
 };
 
 } // namespace test_support

@@ -102,12 +102,6 @@ void WindowDriver::clickAt(const Control &control, int times) const {
            "click", "--repeat", std::to_string(times), "--delay", "60", "1"});
 }
 
-void WindowDriver::point(const Control &control) const {
-    const Extents place = onDisplay(scrolledTo(control).extents);
-    input(
-        {"mousemove", std::to_string(place.x + place.width / 2), std::to_string(place.y + place.height / 2)});
-}
-
 void WindowDriver::movePointerAway() const {
     input({"mousemove", "0", "0"});
 }

@@ -7,10 +7,9 @@
 #pragma once
 
 #include "test_support/Accessibility.h"
-#include "test_support/PrivateBus.h"
+#include "test_support/Bus.h"
 #include "test_support/ProgramRun.h"
 #include "test_support/Screen.h"
-#include "test_support/Xvfb.h"
 
 #include <functional>
 
@@ -53,7 +52,6 @@ public:
     /// it is out of the window's sight.
     void click(const std::string &role, const std::string &name) const;
     void clickAt(const Control &control, int times = 1) const;
-    void point(const Control &control) const;
     void movePointerAway() const;
     void type(const std::string &text) const;
     /// A key or a combination of keys, as xdotool names them.

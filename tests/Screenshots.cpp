@@ -4,7 +4,7 @@
 
 #include "sample_product/RunningProduct.h"
 #include "test_support/Networks.h"
-#include "test_support/Portal.h"
+#include "test_support/Bus.h"
 
 #include <cstdlib>
 #include <tuple>
@@ -52,17 +52,6 @@ protected:
         ASSERT_TRUE(picture.save(QString::fromStdString(file.native()))) << file;
     }
 
-    // A zip that waits for the file "pack" in the home folder.
-    Mount zipThatWaits() const {
-        fs::copy_file("/usr/bin/zip", home.path() / "real-zip");
-        const fs::path standIn = home.path() / "zip";
-        const QByteArray folder = QByteArray::fromStdString(home.path().native());
-        writeFile(standIn, "#!/bin/sh\nwhile [ ! -e '" + folder + "/pack' ]; do sleep 0.02; done\nexec '" +
-                               folder + "/real-zip' \"$@\"\n");
-        fs::permissions(standIn, fs::perms::all);
-        return Mount::over(standIn, "/usr/bin/zip");
-    }
-
     Portal portal;
 };
 
@@ -71,7 +60,7 @@ protected:
 TEST_P(Screenshots, OfAWholeRun) {
     const auto product = install({.logBytes = 6'000'000, .logFiles = 6, .incompressible = true});
     RunningProduct running(product.executable);
-    const Mount zip = zipThatWaits();
+    const Mount zip = holdZip();
     holdCapture();
     open();
     take("start");
@@ -112,7 +101,7 @@ TEST_P(Screenshots, OfAWholeRun) {
     press("Share logs");
     waitForText("Compressing logs.");
     take("compressing");
-    writeFile(home.path() / "pack", "");
+    releaseZip();
     ASSERT_TRUE(service.waitForBodyBytes(2'000'000, std::chrono::seconds(30)));
     take("uploading");
     expectUploadError("-999");

@@ -104,7 +104,7 @@ TEST_F(WindowAccessible, AnAlertHoldsTheKeyboardAndTellsWhatItSays) {
     press("Start diagnostics");
     const Control dialog = window().find("dialog", "No Lumadoc installation detected");
     window().waitForFocus("push button", "OK");
-    // Nothing behind it can be reached.
+    // Nothing below it can be reached.
     window().key("Tab");
     window().waitForFocus("push button", "OK");
     const Control ok = *window().look("push button", "OK");
@@ -127,7 +127,7 @@ TEST_F(WindowAccessible, ChangesAreToldAsTheyHappen) {
     const Control status = window().find(
         "notification", "Please reproduce the steps that led to the issue and then select Stop diagnostics");
     expectTold(status, 1);
-    // Behind the pause between two texts of one line.
+    // After the pause between two texts of one line.
     std::this_thread::sleep_for(std::chrono::seconds(2));
     press("Stop diagnostics");
     expectTold(window().find("notification", "Logs generated successfully."), 1);

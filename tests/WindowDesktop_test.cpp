@@ -1,8 +1,8 @@
-// The window on the desktop: its toggles, links and the clipboard, the system's appearance, its size.
+// The window on the desktop: its links and the clipboard, the system's appearance, its size.
 #include "tests/WindowRun.h"
 
-#include "test_support/ClipboardManager.h"
-#include "test_support/Portal.h"
+#include "test_support/Screen.h"
+#include "test_support/Bus.h"
 
 namespace fs = std::filesystem;
 using namespace support_service;
@@ -62,67 +62,6 @@ int brightnessOf(std::uint32_t pixel) {
 
 } // namespace
 
-TEST_F(WindowDesktop, TogglesRewriteTheListOfWhatIsCollected) {
-    const std::string basic = "BASIC LOGS\n• Lumadoc configuration, settings and logs\n"
-                              "• System configuration and settings";
-    const std::string advanced = "ADVANCED LOGS\n• Full Lumadoc data dump";
-    const std::string withApps = advanced + "\n• System apps version information";
-    open();
-    // The columns, but for the title and the sentence over them.
-    const auto expectColumns = [this](const std::vector<std::string> &columns) {
-        const auto shown = [this] {
-            auto all = texts();
-            all.erase(all.begin(), all.begin() + 2);
-            for (std::string &text : all)
-                text.erase(text.find_last_not_of('\n') + 1);
-            return all;
-        };
-        EXPECT_TRUE(waitUntil([&] { return shown() == columns; })) << testing::PrintToString(shown());
-    };
-    expectColumns({basic});
-    window().click("check box", "System apps information");
-    expectColumns({basic, withApps});
-    window().click("check box", "System apps information");
-    expectColumns({basic, advanced});
-    window().click("check box", "Advanced logs");
-    expectColumns({basic, advanced});
-    window().click("check box", "System apps information");
-    expectColumns({basic, withApps});
-    window().click("check box", "Advanced logs");
-    expectColumns({basic});
-}
-
-TEST_F(WindowDesktop, TogglesAreFixedOnceDiagnosticsRun) {
-    install();
-    open();
-    window().click("check box", "Advanced logs");
-    window().find("check box", "Advanced logs", [](const Control &toggle) { return toggle.isChecked(); });
-    press("Start diagnostics");
-    waitForButton("Stop diagnostics");
-    EXPECT_THAT(log(), testing::HasSubstr("Start diagnostics pressed. Advanced Log Checkbox: Yes\n"));
-    for (const char *name : {"Advanced logs", "System apps information"}) {
-        const Control toggle = *window().look("check box", name);
-        EXPECT_FALSE(toggle.isEnabled()) << name;
-        window().clickAt(toggle);
-        EXPECT_EQ(window().look("check box", name)->isChecked(), toggle.isChecked()) << name;
-    }
-}
-
-TEST_F(WindowDesktop, TheLogIdIsCopiedAndTheCaptionComesBack) {
-    install();
-    open();
-    capture();
-    const auto copied = std::chrono::steady_clock::now();
-    window().click("push button", "Copy ID");
-    window().find("push button", "ID Copied!");
-    EXPECT_EQ(clipboard(), shownLogId());
-    EXPECT_EQ(shownLogId().size(), 36U);
-    window().find("push button", "Copy ID");
-    const auto took = std::chrono::steady_clock::now() - copied;
-    EXPECT_GE(took, std::chrono::milliseconds(4900));
-    EXPECT_LE(took, std::chrono::milliseconds(6500));
-}
-
 TEST_F(WindowDesktop, TheCopiedLogIdOutlivesTheWindow) {
     install();
     open();
@@ -130,6 +69,8 @@ TEST_F(WindowDesktop, TheCopiedLogIdOutlivesTheWindow) {
     window().click("push button", "Copy ID");
     window().find("push button", "ID Copied!");
     const std::string copied = shownLogId();
+    EXPECT_EQ(copied.size(), 36U);
+    EXPECT_EQ(clipboard(), copied);
     ClipboardManager manager(display.name());
     window().close();
     EXPECT_EQ(manager.save(std::chrono::seconds(5)), copied);
@@ -144,13 +85,6 @@ TEST_F(WindowDesktop, AClipboardManagerThatHangsDoesNotHoldTheEnd) {
     window().find("push button", "ID Copied!");
     const ClipboardManager manager(display.name());
     closeAndExpectTheEnd();
-}
-
-TEST_F(WindowDesktop, ViewLogsInTheBlockOfTheLogIdStaysDisabled) {
-    install();
-    open();
-    capture();
-    EXPECT_FALSE(window().find("link", "view logs").isEnabled());
 }
 
 TEST_F(WindowDesktop, LinksOpenTheRunFolderAndAPreparedMessage) {
@@ -179,32 +113,24 @@ TEST_F(WindowDesktop, LinksOpenTheRunFolderAndAPreparedMessage) {
     expectOpened(runFolder().native());
 }
 
-TEST_F(WindowDesktop, FollowsTheSystemsAppearance) {
-    Portal portal(bus, Portal::ColorScheme::light);
+TEST_F(WindowDesktop, BeginsInTheSystemsAppearanceAndFollowsIt) {
+    Portal portal(bus, Portal::ColorScheme::dark);
     open();
     const Screen::Window place = window().window();
     const auto background = [&] {
         return brightnessOf(window().screen().pixel(place.extents.x + 4, place.extents.y + 4));
     };
-    EXPECT_TRUE(waitUntil([&] { return background() > 230; })) << background();
+    EXPECT_TRUE(waitUntil([&] { return background() < 60; })) << background();
     // The window listens by then.
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    portal.change(Portal::ColorScheme::dark);
-    EXPECT_TRUE(waitUntil([&] { return background() < 60; })) << background();
     portal.change(Portal::ColorScheme::light);
     EXPECT_TRUE(waitUntil([&] { return background() > 230; })) << background();
+    portal.change(Portal::ColorScheme::dark);
+    EXPECT_TRUE(waitUntil([&] { return background() < 60; })) << background();
 }
 
-TEST_F(WindowDesktop, BeginsInTheSystemsAppearance) {
-    const Portal portal(bus, Portal::ColorScheme::dark);
-    open();
-    const Screen::Window place = window().window();
-    EXPECT_TRUE(waitUntil([&] {
-        return brightnessOf(window().screen().pixel(place.extents.x + 4, place.extents.y + 4)) < 60;
-    }));
-}
-
-TEST_F(WindowDesktop, IsNotMadeSmallerThanItsContentNeeds) {
+TEST_F(WindowDesktop, IsNeverSmallerThanItsContentAndUsesTheRoomOfALargerWindow) {
+    install();
     open();
     const Screen::Window place = window().window();
     EXPECT_EQ(place.title, "Brennic Lumadoc Diagnostics");
@@ -212,17 +138,12 @@ TEST_F(WindowDesktop, IsNotMadeSmallerThanItsContentNeeds) {
     EXPECT_EQ(place.minimum.height, 576);
     EXPECT_EQ(place.extents.width, 680);
     EXPECT_EQ(place.extents.height, 576);
-}
-
-TEST_F(WindowDesktop, UsesTheRoomOfALargerWindow) {
-    install();
-    open();
     capture();
     window().screen().resize(window().window(), 1000, 900);
     window().find("frame", "Brennic Lumadoc Diagnostics", [](const Control &frame) {
         return frame.extents.width == 1000 && frame.extents.height == 900;
     });
-    // The stack stands in the middle.
+    // The sections are in the middle.
     EXPECT_TRUE(waitUntil([this] {
         const Extents button = window().look("push button", "Share logs")->extents;
         return std::abs(button.x + button.width / 2 - 500) <= 6;

@@ -123,12 +123,6 @@ void WindowRun::waitForNoText(const std::string &text) {
     ASSERT_TRUE(waitUntil([&] { return !shows(text); }, WindowDriver::limit)) << "still \"" << text << "\"";
 }
 
-void WindowRun::waitForLog(const std::string &text) {
-    ASSERT_TRUE(waitUntil([&] { return log().find(text) != std::string::npos; }, WindowDriver::limit))
-        << "no \"" << text << "\" in\n"
-        << log();
-}
-
 void WindowRun::closeAndExpectTheEnd() {
     window().close();
     expectTheEnd();
@@ -170,6 +164,21 @@ void WindowRun::holdCapture() {
 
 void WindowRun::releaseCapture() {
     test_support::writeFile(home.path() / "go-on", "");
+}
+
+test_support::Mount WindowRun::holdZip() const {
+    fs::copy_file("/usr/bin/zip", home.path() / "real-zip");
+    const fs::path standIn = home.path() / "zip";
+    const QByteArray folder = QByteArray::fromStdString(home.path().native());
+    test_support::writeFile(standIn, "#!/bin/sh\nwhile [ ! -e '" + folder +
+                                         "/pack' ]; do sleep 0.02; done\nexec '" + folder +
+                                         "/real-zip' \"$@\"\n");
+    fs::permissions(standIn, fs::perms::all);
+    return test_support::Mount::over(standIn, "/usr/bin/zip");
+}
+
+void WindowRun::releaseZip() const {
+    test_support::writeFile(home.path() / "pack", "");
 }
 
 std::vector<std::string> WindowRun::unexpectedErrors() const {

@@ -48,8 +48,6 @@ protected:
     bool shows(const std::string &text);
     void waitForText(const std::string &text);
     void waitForNoText(const std::string &text);
-    /// Waits until the text stands in the log.
-    void waitForLog(const std::string &text);
 
     /// Closes the window; the program ends in time, well, and has said so in its log.
     void closeAndExpectTheEnd();
@@ -64,6 +62,10 @@ protected:
     /// Holds the capture at its second task from now on, until `releaseCapture`. The toggles must be on.
     void holdCapture();
     void releaseCapture();
+
+    /// Holds the archive, until `releaseZip`, as long as the mount lives.
+    test_support::Mount holdZip() const;
+    void releaseZip() const;
 
     /// Two presses with less than this between them are a double click.
     static constexpr auto doubleClick = std::chrono::milliseconds(450);

@@ -5,6 +5,7 @@
 
 #include <regex>
 
+namespace fs = std::filesystem;
 using namespace support_service;
 using namespace test_support;
 using sample_product::RunningProduct;
@@ -14,7 +15,10 @@ namespace {
 class WindowWholeRun : public WindowRun {
 protected:
     static constexpr char restartTitle[] = "Lumadoc restart required";
-    static constexpr char severalTitle[] = "Multiple instances of Lumadoc detected";
+    static constexpr char replaceTitle[] = "Confirm Replace";
+
+    fs::path attachments() const { return runFolder() / "Lumadoc/UserFiles"; }
+    void expectAttached(const std::string &count) { waitForText(count + " file(s) attached"); }
 
     void expectSent(const std::string &text, const std::string &email) {
         ASSERT_EQ(service.receipts().size(), 1U);
@@ -145,39 +149,6 @@ TEST_F(WindowWholeRun, NeedsNoPointer) {
     expectTheEnd();
 }
 
-TEST_F(WindowWholeRun, StopsAtAnEmptyDescription) {
-    install();
-    open();
-    capture();
-    EXPECT_FALSE(shows("Desciption is required"));
-    EXPECT_FALSE(window().look("push button", "Share logs")->isEnabled());
-    describe("x");
-    waitForButton("Share logs");
-    EXPECT_FALSE(shows("Desciption is required"));
-    window().key("BackSpace");
-    waitForText("Desciption is required");
-    EXPECT_EQ(description().description, "Desciption is required");
-    EXPECT_FALSE(window().look("push button", "Share logs")->isEnabled());
-    window().clickAt(*window().look("push button", "Share logs"));
-    window().clickAt(description());
-    EXPECT_EQ(service.connections(), 0U);
-    EXPECT_THAT(log(), testing::Not(testing::HasSubstr("Compressed File")));
-    describe("It stopped");
-    press("Share logs");
-    waitForText(sentText);
-    expectSent("It stopped", "");
-}
-
-TEST_F(WindowWholeRun, ASecondClickOfADoubleClickDoesNotStop) {
-    install();
-    open();
-    window().clickAt(waitForButton("Start diagnostics"), 2);
-    waitForButton("Stop diagnostics");
-    std::this_thread::sleep_for(std::chrono::milliseconds(600));
-    EXPECT_TRUE(window().shows("push button", "Stop diagnostics"));
-    EXPECT_THAT(log(), testing::Not(testing::HasSubstr("Monitoring Queue initiated.")));
-}
-
 TEST_F(WindowWholeRun, TheStandaloneProgramEndsAtTheLogId) {
     QByteArray info = readFile(bundle.info());
     ASSERT_TRUE(info.contains("<key>LumamonStandaloneVersion</key>"));
@@ -250,35 +221,88 @@ TEST_F(WindowWholeRun, AdvancedLogsBringBothReports) {
     EXPECT_THAT(log(), testing::HasSubstr("INFO: No SpinResult debug description\n"));
 }
 
-TEST_F(WindowWholeRun, TwoRunningProductsAreOneTooMany) {
-    REQUIRE_OWN_NAMESPACES();
-    const auto one = install();
-    const auto other =
-        sample_product::makeSampleBundle(home.path(), {.edition = sample_product::Edition::pellix});
-    RunningProduct first(one.executable);
-    auto second = std::make_unique<RunningProduct>(other.executable);
+TEST_F(WindowWholeRun, FilesAreAttachedSentAndRemoved) {
+    install();
     open();
-    for (const char *key : {"Return", "Escape", "space"}) {
-        press("Start diagnostics");
-        window().find("dialog", severalTitle);
-        window().waitForFocus("push button", "OK");
-        window().key(key);
-        window().waitUntilGone("dialog", severalTitle);
-        EXPECT_TRUE(window().shows("push button", "Start diagnostics"));
-        EXPECT_THAT(log(), testing::EndsWith("INFO: Lumadoc multiple running instances.\n"));
-    }
-    second.reset();
-    press("Start diagnostics");
-    waitForButton("Stop diagnostics");
+    capture();
+    writeFile(home.path() / "one.png", "first");
+    writeFile(home.path() / "two.pdf", "second");
+    pick("one.png");
+    expectAttached("1");
+    EXPECT_EQ(readFile(attachments() / "one.png"), "first");
+    window().click("push button", "Remove attached files");
+    waitForNoText("1 file(s) attached");
+    EXPECT_FALSE(fs::exists(attachments()));
+    EXPECT_FALSE(window().shows("push button", "Remove attached files"));
+    pick("\"one.png\" \"two.pdf\"");
+    expectAttached("2");
+    window().clickAt(description());
+    window().waitForFocus("text", descriptionName);
+    describe("Attached");
+    press("Share logs");
+    waitForText(sentText);
+    const auto items = received();
+    EXPECT_EQ(items.at("Lumadoc/UserFiles/one.png").content, "first");
+    EXPECT_EQ(items.at("Lumadoc/UserFiles/two.pdf").content, "second");
 }
 
-TEST_F(WindowWholeRun, WithoutAProductItSaysSoAndGoesOn) {
+TEST_F(WindowWholeRun, ANameClashIsForTheUserToDecide) {
+    install();
     open();
-    press("Start diagnostics");
-    window().find("dialog", "No Lumadoc installation detected");
-    waitForText("No Lumadoc installation found on this device. Please install Lumadoc and then start "
-                "troubeshooting.");
-    window().click("push button", "OK");
-    window().waitUntilGone("dialog", "No Lumadoc installation detected");
-    EXPECT_TRUE(window().shows("push button", "Stop diagnostics"));
+    capture();
+    writeFile(home.path() / "one.png", "first");
+    pick("one.png");
+    expectAttached("1");
+    writeFile(home.path() / "one.png", "second");
+    pick("one.png");
+    window().find("dialog", replaceTitle);
+    waitForText("File one.png already exists. Do you want to replace it?");
+    window().waitForFocus("push button", "Cancel");
+    window().key("Escape");
+    window().waitUntilGone("dialog", replaceTitle);
+    EXPECT_EQ(readFile(attachments() / "one.png"), "first");
+    // The file that waits comes first at the next pick.
+    writeFile(home.path() / "two.png", "other");
+    pick("two.png");
+    window().find("dialog", replaceTitle);
+    waitForText("File one.png already exists. Do you want to replace it?");
+    window().click("push button", "Replace");
+    window().waitUntilGone("dialog", replaceTitle);
+    expectAttached("2");
+    EXPECT_EQ(readFile(attachments() / "one.png"), "second");
+    EXPECT_EQ(readFile(attachments() / "two.png"), "other");
+}
+
+TEST_F(WindowWholeRun, StopsWhenAsked) {
+    install();
+    service.setBehaviour({.neverAnswer = true}, 1);
+    expectUploadError("-999");
+    open();
+    share();
+    ASSERT_TRUE(service.waitForReceipts(1, std::chrono::seconds(20)));
+    press("Stop upload");
+    waitForText("Upload cancelled.");
+    EXPECT_TRUE(shows("Error sharing logs."));
+    waitForButton("Share logs");
+    press("Share logs");
+    waitForText(sentText);
+    EXPECT_EQ(service.receipts().size(), 2U);
+    EXPECT_EQ(service.receipts()[0].sha256, service.receipts()[1].sha256);
+}
+
+TEST_F(WindowWholeRun, TheWindowMovesWhileTheArchiveIsBuilt) {
+    REQUIRE_OWN_NAMESPACES();
+    install();
+    const Mount zip = holdZip();
+    open();
+    share();
+    waitForText("Compressing logs.");
+    const Control bar = window().find("progress bar", "Compressing logs.");
+    const Extents place = window().onDisplay(bar.extents);
+    const QImage first = window().screen().picture(place);
+    EXPECT_TRUE(
+        waitUntil([&] { return window().screen().picture(place) != first; }, std::chrono::seconds(5)));
+    EXPECT_FALSE(window().look("push button", "Share logs")->isEnabled());
+    releaseZip();
+    waitForText(sentText);
 }

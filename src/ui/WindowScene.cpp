@@ -4,14 +4,13 @@
 #include "discovery/ProductDiscovery.h"
 #include "platform/Bundle.h"
 #include "platform/Desktop.h"
+#include "platform/posix/Fatal.h"
 #include "ui/WindowFrontEnd.h"
 
 #include <QApplication>
 #include <QEvent>
 #include <QFontDatabase>
 #include <QIcon>
-#include <cstdio>
-#include <unistd.h>
 
 // Written by the build from the types that are marked for the views. Called by name, since a linker leaves
 // out those parts of a static library that nothing refers to.

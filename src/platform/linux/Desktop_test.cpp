@@ -1,10 +1,10 @@
 #include "platform/Desktop.h"
 
 #include "discovery/RunState.h"
-#include "test_support/SessionBus.h"
+#include "test_support/Bus.h"
 #include "test_support/StandInProgram.h"
-#include "ui/ContentView.h"
 #include "test_support/WindowFixture.h"
+#include "ui/ContentView.h"
 
 #include <QClipboard>
 #include <QDBusConnection>
