@@ -1,4 +1,4 @@
-// What a program's window tells assistive technology of itself, as a screen reader gets it: over the bus,
+// What a program's window passes to assistive technology, as a screen reader gets it: over the bus,
 // from outside. https://gitlab.gnome.org/GNOME/at-spi2-core/-/tree/main/xml
 //
 // One thread.
@@ -64,7 +64,7 @@ public:
     /// Empty when it shows nothing yet, or when it changed while it was read.
     std::vector<Control> controlsOf(pid_t process) const;
 
-    /// From now on the program tells of changes as well, as it does to a screen reader that asks for them.
+    /// From now on the program reports changes as well, as it does to a screen reader that asks for them.
     void listen();
     struct Event {
         /// Of the element that it is about.

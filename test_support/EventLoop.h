@@ -8,7 +8,7 @@
 namespace test_support {
 
 /// Runs the main queue until `condition` holds; false when `limit` passes first. The condition is looked at
-/// on the main thread, also while the program itself waits in a loop of its own; this call returns behind
+/// on the main thread, also while the program itself waits in its own loop; this call returns after
 /// that. Needs the application object.
 template <typename Condition>
 bool runMainQueueUntil(Condition condition, std::chrono::milliseconds limit = std::chrono::seconds(20)) {

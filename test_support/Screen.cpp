@@ -76,7 +76,7 @@ Xvfb::Xvfb(DisplaySize size) {
                       std::to_string(size.width) + "x" + std::to_string(size.height) + "x24", "-dpi", "96",
                       "-nolisten", "tcp", "-noreset"}};
     // The name of a display is taken by its socket, which all processes of the machine see; its lock file
-    // tells of a process by number, which means another one in another namespace.
+    // names a process by number, which means another one in another namespace.
     if (hasOwnNamespaces())
         options.arguments.emplace_back("-nolock");
     m_server = std::make_unique<ProgramRun>(options);

@@ -1,8 +1,8 @@
 // Works a program's window as a user does: looks for a control by what it is and says, points at it and
-// clicks, types. It sees what the window shows and tells assistive technology, and nothing of the program's
-// inside.
+// clicks, types. It sees what the window shows and passes to assistive technology, and nothing of the
+// program's inside.
 //
-// One thread. What is not found within the limit ends the wait with std::runtime_error, which tells what is
+// One thread. What is not found within the limit ends the wait with std::runtime_error, which says what is
 // there.
 #pragma once
 

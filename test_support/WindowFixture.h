@@ -20,7 +20,7 @@
 #include <optional>
 #include <vector>
 
-// For tests that mount something: on a machine where a test cannot have namespaces of its own they would
+// For tests that mount something: on a machine where a test cannot have its own namespaces they would
 // disturb it.
 #define REQUIRE_OWN_NAMESPACES()                                                                             \
     if (!test_support::hasOwnNamespaces())                                                                   \
@@ -110,13 +110,13 @@ private:
     void showAlerts();
 };
 
-/// The window behind a capture, ready to share.
+/// The window after a capture, ready to share.
 class ShareTest : protected OwnSupportService, public RunTest {
 protected:
     void SetUp() override;
 
     /// Fills the output as a capture does, with so many bytes that cannot be made smaller, and leaves the
-    /// window as it stands then.
+    /// window as it is then.
     void capture(std::size_t bytes = 2000);
     void describe(const char *text = "It crashed");
     /// Until the upload that is under way has ended.

@@ -1,4 +1,4 @@
-// What the window tells a screen reader in each of its states.
+// What a screen reader gets from the window in each of its states.
 #include "tests/WindowRun.h"
 
 #include <sstream>
@@ -168,7 +168,7 @@ TEST_F(WindowAccessible, TheFocusCanBeSeen) {
     window().key("shift+Tab");
     window().waitForFocus("check box", "System apps information");
     const Control toggle = window().find("check box", "System apps information");
-    // The ring stands around the box.
+    // The ring is around the box.
     const Extents around{toggle.extents.x - 6, toggle.extents.y - 6, 34, toggle.extents.height + 12};
     const QImage with = window().screen().picture(window().onDisplay(around));
     window().key("Tab");

@@ -1,8 +1,8 @@
 // The window on the desktop: its links and the clipboard, the system's appearance, its size.
 #include "tests/WindowRun.h"
 
-#include "test_support/Screen.h"
 #include "test_support/Bus.h"
+#include "test_support/Screen.h"
 
 namespace fs = std::filesystem;
 using namespace support_service;

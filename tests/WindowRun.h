@@ -53,7 +53,7 @@ protected:
     void closeAndExpectTheEnd();
     void expectTheEnd(int status = 0);
 
-    /// The part of the log behind the start of the diagnostics.
+    /// The part of the log from the start of the diagnostics.
     std::string logFrom(const std::string &line) const;
     /// The errors of an upload that failed, with that code.
     void expectUploadError(const std::string &code);

@@ -180,7 +180,7 @@ TEST_F(WindowWholeRun, ARunningProductOfTheReleaseTrackIsToBeRestarted) {
     waitForText("We suggest restarting Lumadoc immediately to gather detailed logs and then perform the "
                 "problematic steps.");
     window().waitForFocus("push button", "OK");
-    // The run goes on behind the alert.
+    // The run goes on while the alert is up.
     EXPECT_TRUE(window().shows("push button", "Stop diagnostics"));
     window().key("Return");
     window().waitUntilGone("dialog", restartTitle);

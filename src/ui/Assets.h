@@ -1,6 +1,6 @@
 // The asset catalogue: the named colours and images, each for the light and the dark appearance.
 //
-// The values are chosen so that every text has a contrast of at least 4.5 to 1 against what it stands on, and
+// The values are chosen so that every text has a contrast of at least 4.5 to 1 against its ground, and
 // every outline and mark 3 to 1 (WCAG 2.1, 1.4.3 and 1.4.11); a test computes it from the table.
 #pragma once
 

@@ -174,7 +174,7 @@ TEST(AssetImagesTest, EveryImageOfTheViewsIsThereInBothAppearances) {
     }
 }
 
-// Each appearance has an error mark of its own name.
+// The error mark has another name in each appearance.
 TEST(AssetImagesTest, TheErrorMarkOfEachAppearanceIsThere) {
     expectImage(QStringLiteral("erroricon"), Scheme::light);
     expectImage(QStringLiteral("darkerroricon"), Scheme::dark);

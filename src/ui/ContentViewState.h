@@ -77,11 +77,11 @@ public:
     enum class SecondaryError { none, network, canceled };
     Q_ENUM(SecondaryError)
 
-    /// Which alert is up. `noAlert` stands for none chosen.
+    /// Which alert is up. `noAlert`: none is chosen.
     enum class ActiveAlert { noAlert, fileSize, replaceFile };
     Q_ENUM(ActiveAlert)
 
-    /// Which box of the form has the keyboard focus. `noField` stands for none.
+    /// Which box of the form has the keyboard focus. `noField`: none has.
     enum class Field { noField, feedback, email };
     Q_ENUM(Field)
 

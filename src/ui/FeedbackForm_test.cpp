@@ -21,7 +21,7 @@ using Field = ContentView::Field;
 
 class FeedbackFormTest : public WindowTest {
 protected:
-    // What becomes of a text in a window of its own.
+    // What a new window makes of a text.
     static QString described(const QString &text) {
         ContentView fresh;
         fresh.changeFeedback(text);

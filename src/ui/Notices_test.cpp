@@ -52,9 +52,9 @@ TEST_F(AlertsTest, ALaterOneComesUpByItself) {
     expectUp("two");
 }
 
-// The view opens its panel when `isUp` changes: its texts must stand there by then, and the panel must close
+// The view opens its panel when `isUp` changes: its texts must be set by then, and the panel must close
 // between two alerts.
-TEST_F(AlertsTest, TheTextsStandBeforeTheAlertIsUpAndItGoesDownInBetween) {
+TEST_F(AlertsTest, TheTextsAreSetBeforeTheAlertIsUpAndItGoesDownInBetween) {
     std::vector<std::string> seen;
     const auto notifier = alerts.isUp.addNotifier(
         [&] { seen.push_back((alerts.isUp ? "up " : "down ") + alerts.title.value().toStdString()); });

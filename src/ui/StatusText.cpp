@@ -6,7 +6,7 @@ StatusText::StatusText(std::function<void(const QString &)> show)
     : m_show(std::move(show)) {}
 
 void StatusText::note(const QString &text) {
-    // The window tells of every change, of those that come from here too.
+    // The window notes every change, also those that come from here.
     if (m_isShowing)
         return;
     const std::lock_guard lock(m_mutex);

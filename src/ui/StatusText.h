@@ -1,4 +1,4 @@
-// The status line as other threads see it: they read the text that stands there and put a new one there.
+// The status line as other threads see it: they read its text and replace it.
 //
 // Any thread, except where said otherwise.
 #pragma once
@@ -16,8 +16,8 @@ public:
     /// `show` is called on the main thread for each text that a thread puts there.
     explicit StatusText(std::function<void(const QString &)> show);
 
-    /// The window's own change of the line. What threads put there before and is still on its way is about an
-    /// earlier step, and is not shown any more. Main thread.
+    /// The window's own change of the line. Texts of threads that are still to be shown are about an earlier
+    /// step, and are dropped. Main thread.
     void note(const QString &text);
 
     /// The window is gone: texts that are still on their way are dropped. Main thread.

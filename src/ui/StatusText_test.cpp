@@ -84,7 +84,7 @@ TEST_F(StatusTextTest, ManyThreadsAndTheWindowReadAndWriteAtOnce) {
     }
 }
 
-// What an earlier step had put on its way must not stand over the text of the step that follows it.
+// A late text of an earlier step must not replace the text of the step that follows it.
 TEST_F(StatusTextTest, TextsOnTheirWayAreDroppedWhenTheWindowChangesTheLineItself) {
     const TextBinding binding = status->binding();
     std::thread([&] { binding.set(QStringLiteral("Uploading 37%")); }).join();
@@ -94,8 +94,8 @@ TEST_F(StatusTextTest, TextsOnTheirWayAreDroppedWhenTheWindowChangesTheLineItsel
     EXPECT_EQ(shown, QStringList{QStringLiteral("Uploading 1%")});
 }
 
-// The line tells of each change, the threads' own among them: none of these is the window's.
-TEST_F(StatusTextTest, ATextThatIsShownDoesNotOverruleThoseBehindIt) {
+// The line notes each change, also those of the threads, which are not the window's own.
+TEST_F(StatusTextTest, ATextThatIsShownDoesNotOverruleThoseAfterIt) {
     QStringList line;
     const auto joined = std::make_shared<StatusText *>(nullptr);
     QStringList readMeanwhile;

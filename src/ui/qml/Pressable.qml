@@ -31,7 +31,7 @@ Item {
     activeFocusOnTab: true
     Accessible.focusable: true
     Accessible.name: text
-    // This version of Qt does not tell assistive technology that a control is disabled.
+    // This version of Qt does not pass the disabled state on to assistive technology.
     Accessible.description: enabled ? "" : "Unavailable"
     Accessible.onPressAction: {
         if (enabled)

@@ -10,7 +10,7 @@ TestCase {
     required property Item stage
     property ContentView view
     property Item sections
-    /// The changed texts that a screen reader was told to read by itself.
+    /// The changed texts that were announced to a screen reader.
     property var announcements: []
 
     when: windowShown
