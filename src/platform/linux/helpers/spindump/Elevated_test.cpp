@@ -4,6 +4,7 @@
 #include "test_support/ConditionalTest.h"
 
 #include <gmock/gmock.h>
+#include <grp.h>
 #include <linux/capability.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -73,7 +74,12 @@ void readsWhatTheUserMayNot() {
 void keepsNoRights() {
     const UserFolder place;
     SampledProgram target("threads", {.program = place.program, .user = user});
-    ProgramRun sampler(quickSampler(target.id(), place.report, asked(60'000)));
+    auto options = quickSampler(target.id(), place.report, asked(60'000));
+    options.beforeStart = [] {
+        constexpr gid_t groups[] = {0, 4};
+        ::setgroups(2, groups);
+    };
+    ProgramRun sampler(options);
     ASSERT_TRUE(waitUntil([&] { return sampler.standardError().starts_with("sampling"); }));
     const pid_t id = sampler.processId();
     for (const char *set : {"CapInh", "CapPrm", "CapEff", "CapAmb"})
