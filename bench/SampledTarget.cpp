@@ -3,6 +3,7 @@
 // The same amount of work is done in turn with and without the shipped sampler at its default rate. Both take
 // about ten seconds; what the sampler does after sampling is not counted.
 #include "Figures.h"
+#include "MeasuredProcess.h"
 
 #include <algorithm>
 #include <atomic>
@@ -106,24 +107,6 @@ std::string lineWith(const fs::path &file, const std::string &words) {
     return words + " is not in the report";
 }
 
-std::uint64_t highWaterMark(const std::string &process) {
-    std::ifstream status("/proc/" + process + "/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("VmHWM:"))
-            return std::stoull(line.substr(6)) * 1024;
-    }
-    return 0;
-}
-
-// The sampler and the process that it makes to read stacks. Pages that both share count twice.
-std::uint64_t memoryOf(pid_t sampler) {
-    const std::string id = std::to_string(sampler);
-    std::ifstream children("/proc/" + id + "/task/" + id + "/children");
-    std::string child;
-    children >> child;
-    return highWaterMark(id) + (child.empty() ? 0 : highWaterMark(child));
-}
-
 pid_t startSampler(pid_t target, const fs::path &report) {
     const pid_t sampler = ::fork();
     if (sampler != 0)
@@ -147,7 +130,7 @@ SampledRate rateWhileSampled(const Target &target, const fs::path &report) {
     std::thread rate([&] { result.rate = target.rate(); });
     int status = 0;
     while (::waitpid(sampler, &status, WNOHANG) == 0) {
-        result.peakBytes = std::max(result.peakBytes, memoryOf(sampler));
+        result.peakBytes = std::max(result.peakBytes, highWaterMark(sampler));
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     rate.join();

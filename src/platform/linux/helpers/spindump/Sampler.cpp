@@ -15,20 +15,12 @@ namespace {
 
 using Clock = Tracer::Clock;
 
-// Of all chains together.
-constexpr std::size_t mostAddresses = std::size_t{8} << 20;
 constexpr std::size_t linesPerThread = 2'000;
 
 std::chrono::nanoseconds processorTimeUsed() {
     struct timespec used {};
     ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
     return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
-}
-
-QByteArray note(std::uint64_t samples, const QByteArray &text) {
-    return samples == 0
-               ? QByteArray()
-               : "          Note: in " + QByteArray::number(qulonglong{samples}) + " samples " + text;
 }
 
 class Sampler : private Tracer::Listener {
@@ -50,7 +42,6 @@ private:
     void sampleInTime();
     void sampleAll();
     bool needsStop(ThreadRecord &record);
-    void count(ThreadRecord &record, unsigned weight);
     void lookAtThreads();
     void findNames();
     QByteArray treeText(const ThreadRecord &record,
@@ -60,7 +51,6 @@ private:
     Tracer &m_tracer;
     const Limits &m_limits;
     Stacks m_stacks;
-    std::size_t m_room = mostAddresses;
     SamplingResult m_result;
 };
 
@@ -94,20 +84,7 @@ void Sampler::threadStopped(pid_t thread) {
     if (record.sampledCalls.empty())
         record.text = "          no sample: its stack could not be read, as in a 32-bit program\n";
     else
-        count(record, weight);
-}
-
-void Sampler::count(ThreadRecord &record, unsigned weight) {
-    record.samples += weight;
-    const auto known = record.chains.find(record.sampledCalls);
-    if (known != record.chains.end()) {
-        known->second += weight;
-    } else if (m_room >= record.sampledCalls.size()) {
-        m_room -= record.sampledCalls.size();
-        record.chains.emplace(record.sampledCalls, weight);
-    } else {
-        record.samplesWithoutRoom += weight;
-    }
+        record.add(weight);
 }
 
 // Whether a stop is needed to know where the thread is. Until it has stopped, it is one for all samples
@@ -116,7 +93,7 @@ bool Sampler::needsStop(ThreadRecord &record) {
     const QByteArray place = record.place();
     if (place.isEmpty() || place != record.sampledPlace || record.sampledCalls.empty())
         return ++record.pending == 1;
-    count(record, 1);
+    record.add(1);
     return false;
 }
 
@@ -220,12 +197,13 @@ QByteArray Sampler::treeText(const ThreadRecord &record,
         tree.add(chain, samples);
         tooDeep += addresses.size() == m_limits.frames ? samples : 0;
     }
-    return tree.text(linesPerThread) +
-           note(tooDeep, "the calls were nested too deep; the outermost are not shown.\n") +
-           note(record.samplesWithoutRoom, "there were too many different calls; they are not shown.\n") +
-           (m_stacks.leftOutLines()
-                ? "          Note: some source lines are left out, since finding them took too long.\n"
-                : "");
+    QByteArray text = tree.text(linesPerThread);
+    if (tooDeep > 0)
+        text += "          Note: in " + QByteArray::number(qulonglong{tooDeep}) +
+                " samples the calls were nested too deep; the outermost are not shown.\n";
+    if (m_stacks.leftOutLines())
+        text += "          Note: some source lines are left out, since finding them took too long.\n";
+    return text;
 }
 
 } // namespace
@@ -255,6 +233,11 @@ void ThreadRecord::look() {
 QByteArray ThreadRecord::place() const {
     const QByteArray found = contentOf(m_syscall.get(), 256);
     return found.startsWith("running") || found.startsWith("-1") ? QByteArray() : found;
+}
+
+void ThreadRecord::add(unsigned weight) {
+    samples += weight;
+    chains[sampledCalls] += weight;
 }
 
 void ThreadRecord::end() {

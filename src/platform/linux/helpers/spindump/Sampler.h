@@ -32,6 +32,8 @@ public:
     /// Where the thread waits in the kernel: system call, its arguments, stack pointer and program counter.
     /// Empty while it runs and when the kernel does not say.
     QByteArray place() const;
+    /// Counts samples of the calls that were last read.
+    void add(unsigned weight);
     /// Keeps what is known, closes the files.
     void end();
     bool hasEnded() const { return m_hasEnded; }
@@ -47,9 +49,8 @@ public:
     /// Where it was at the last stop; empty when it ran.
     QByteArray sampledPlace;
     CallChain sampledCalls;
-    /// Samples of each chain, and those for which there was no room.
+    /// Samples of each chain.
     std::map<CallChain, std::uint64_t> chains;
-    std::uint64_t samplesWithoutRoom = 0;
     /// The call tree for the report, made at the end; or why there is none.
     QByteArray text;
 

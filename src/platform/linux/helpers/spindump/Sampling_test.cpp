@@ -178,20 +178,16 @@ TEST(Sampling, LeavesThreadsBeyondTheLimitAlone) {
     EXPECT_EQ(lineWith(sampled.report, "Note: "), "Note:             51 more threads were not sampled");
 }
 
-TEST(Sampling, SaysHowATargetThatMadeProcessesEnds) {
-    SampledProgram target("cloneAndEnd");
-    const auto sampled = sample(target.id(), {.milliseconds = 20'000});
-    ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
-    EXPECT_THAT(lineWith(sampled.report, "Duration: "), HasSubstr("the process ended with status 8"));
-}
-
 TEST(Sampling, SaysHowATargetEnds) {
-    SampledProgram target("endSoon");
-    const auto sampled = sample(target.id(), {.milliseconds = 20'000});
-    ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
-    EXPECT_THAT(lineWith(sampled.report, "Duration: "), HasSubstr("the process ended with status 7"));
-    EXPECT_GT(samplesOf(sampled.report, "  main  "), 0) << sampled.report;
-    EXPECT_EQ(target.run().waitForEnd(), exited(7));
+    for (const auto &[work, status] : {std::pair("cloneAndEnd", 8), std::pair("endSoon", 7)}) {
+        SampledProgram target(work);
+        const auto sampled = sample(target.id(), {.milliseconds = 20'000});
+        ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
+        EXPECT_THAT(lineWith(sampled.report, "Duration: "),
+                    HasSubstr("the process ended with status " + std::to_string(status)));
+        EXPECT_GT(samplesOf(sampled.report, "  main  "), 0) << sampled.report;
+        EXPECT_EQ(target.run().waitForEnd(), exited(status));
+    }
 }
 
 TEST(Sampling, EndsWhenAnotherProgramBegins) {
