@@ -1,5 +1,5 @@
 // What the sampler does to its target: nothing that lasts.
-#include "ProcFile.h"
+#include "Target.h"
 #include "test_target/SampledProgram.h"
 
 #include <fcntl.h>

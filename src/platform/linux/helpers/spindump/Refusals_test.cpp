@@ -23,7 +23,26 @@ Sampled runShipped(const std::vector<std::string> &arguments, std::optional<uid_
     return result;
 }
 
-TEST(Refusals, OfTheShippedProgram) {
+TEST(Refusals, WrongCommandLines) {
+    std::vector<std::vector<std::string>> wrong{{"1"},
+                                                {"1", "-file"},
+                                                {"1", "/r"},
+                                                {"1", "-file", "/r", "10"},
+                                                {"1", "-FILE", "/r"},
+                                                {"-file", "/r", "1"}};
+    for (const char *id : {"", "0", "-1", "+1", " 1", "1 ", "01", "0x10", "1.5", "2147483648",
+                           "18446744073709551617", "self", "1/../2"})
+        wrong.push_back({id, "-file", "/r"});
+    for (const char *path : {"", "/tmp/", "/tmp/.", "/tmp/.."})
+        wrong.push_back({"1", "-file", path});
+    for (const auto &words : wrong) {
+        const auto run = runShipped(words);
+        EXPECT_EQ(run.end, exited(2)) << testing::PrintToString(words);
+        EXPECT_THAT(run.errors, testing::MatchesRegex("spindump: .*usage: spindump PID -file PATH\n"));
+    }
+}
+
+TEST(Refusals, SayWhatIsWrong) {
     const pid_t ended = ::fork();
     if (ended == 0)
         ::_exit(0);

@@ -19,6 +19,28 @@ namespace {
 
 constexpr int wrongCommandLine = 2;
 
+struct Arguments {
+    pid_t processId = 0;
+    std::filesystem::path outputPath;
+};
+
+Arguments parseArguments(const std::vector<std::string> &words) {
+    const QByteArray usage = "usage: spindump PID -file PATH";
+    if (words.size() != 3 || words[1] != "-file")
+        throw Failure(usage, wrongCommandLine);
+    const QByteArray id = QByteArray::fromStdString(words[0]);
+    const auto processId = decimalNumber(id, std::numeric_limits<pid_t>::max());
+    if (processId.value_or(0) == 0)
+        throw Failure('"' + escaped(id) + "\" is not a process id; " + usage, wrongCommandLine);
+    const std::filesystem::path path = words[2];
+    const auto name = path.filename();
+    if (name.empty() || name == "." || name == "..")
+        throw Failure('"' + escaped(QByteArray::fromStdString(words[2])) + "\" does not name a file; " +
+                          usage,
+                      wrongCommandLine);
+    return {static_cast<pid_t>(*processId), path};
+}
+
 // However large the target's files are, and whatever they hold. No core is dumped: it would hold the target's
 // data.
 void limitResources() {
@@ -83,23 +105,6 @@ QByteArray sampled(const Arguments &arguments, const AskingUser &asking, const L
 }
 
 } // namespace
-
-Arguments parseArguments(const std::vector<std::string> &words) {
-    const QByteArray usage = "usage: spindump PID -file PATH";
-    if (words.size() != 3 || words[1] != "-file")
-        throw Failure(usage, wrongCommandLine);
-    const QByteArray id = QByteArray::fromStdString(words[0]);
-    const auto processId = decimalNumber(id, std::numeric_limits<pid_t>::max());
-    if (processId.value_or(0) == 0)
-        throw Failure('"' + escaped(id) + "\" is not a process id; " + usage, wrongCommandLine);
-    const std::filesystem::path path = words[2];
-    const auto name = path.filename();
-    if (name.empty() || name == "." || name == "..")
-        throw Failure('"' + escaped(QByteArray::fromStdString(words[2])) + "\" does not name a file; " +
-                          usage,
-                      wrongCommandLine);
-    return {static_cast<pid_t>(*processId), path};
-}
 
 int run(const std::vector<std::string> &words, const Limits &limits) {
     platform::prepareProcess();

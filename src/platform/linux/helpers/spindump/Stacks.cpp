@@ -133,7 +133,8 @@ bool Stacks::isProgramFile(const char *name) const {
     return *name == '[' || m_filesWithCode.contains(name);
 }
 
-// The library's own ways to a traced process end this one when a thread dies while it is read.
+// These callbacks are for `dwfl_attach_state`: `dwfl_linux_proc_attach` would end this process by an
+// assertion when a thread dies while its stack is read. Only one thread at a time is asked for, by its id.
 pid_t Stacks::nextThread(Dwfl *, void *, void **) {
     return 0;
 }

@@ -2,7 +2,9 @@
 
 #include "Text.h"
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <climits>
 #include <fcntl.h>
 #include <filesystem>
@@ -11,6 +13,10 @@
 namespace spindump {
 
 namespace {
+
+double seconds(std::uint64_t ticks) {
+    return static_cast<double>(ticks) / static_cast<double>(::sysconf(_SC_CLK_TCK));
+}
 
 // Real, effective, saved and of the file system.
 QByteArray fourTimes(const QByteArray &id) {
@@ -28,6 +34,14 @@ QByteArray linkIn(int folder, const char *name) {
     std::array<char, PATH_MAX> path{};
     const ssize_t length = ::readlinkat(folder, name, path.data(), path.size());
     return {path.data(), std::max<ssize_t>(length, 0)};
+}
+
+QByteArray entriesIn(const std::filesystem::path &folder) {
+    std::error_code error;
+    int count = 0;
+    for (std::filesystem::directory_iterator entry(folder, error), end; entry != end; entry.increment(error))
+        ++count;
+    return error ? QByteArray() : QByteArray::number(count);
 }
 
 // A process may write over its arguments; the kernel then goes on into its environment, which is nobody's
@@ -61,10 +75,7 @@ Target::Target(pid_t id, const AskingUser &user)
     facts.executable = linkIn(folder.get(), "exe");
     facts.commandLine = commandLineIn(folder.get());
     facts.io = contentIn(folder.get(), "io");
-    std::error_code error;
-    const std::filesystem::directory_iterator openFiles("/proc/" + std::to_string(id) + "/fd", error);
-    if (!error)
-        facts.openFiles = QByteArray::number(qlonglong{std::distance(begin(openFiles), end(openFiles))});
+    facts.openFiles = entriesIn("/proc/" + std::to_string(id) + "/fd");
 }
 
 void Target::requireAllowed() const {
@@ -79,6 +90,55 @@ void Target::requireAllowed() const {
         throw Failure(processNamed(processId) + " belongs to another user");
     if (asking.elevated && asking.user != 0 && hasFurtherRights(status))
         throw Failure(processNamed(processId) + " has rights that its user has not");
+}
+
+platform::FileDescriptor openIn(int folder, const std::string &name, int flags) {
+    return platform::FileDescriptor(::openat(folder, name.c_str(), flags | O_CLOEXEC));
+}
+
+QByteArray contentOf(int file, qsizetype limitBytes) {
+    constexpr qsizetype partBytes = 1 << 14;
+    QByteArray content;
+    while (content.size() < limitBytes) {
+        const qsizetype begin = content.size();
+        content.resize(std::min(begin + partBytes, limitBytes));
+        const ssize_t count =
+            ::pread(file, content.data() + begin, static_cast<std::size_t>(content.size() - begin), begin);
+        content.truncate(begin + std::max<ssize_t>(count, 0));
+        if (count == 0 || (count < 0 && errno != EINTR))
+            break;
+    }
+    return content;
+}
+
+QByteArray contentIn(int folder, const std::string &name) {
+    return contentOf(openIn(folder, name, O_RDONLY).get());
+}
+
+QByteArray statusField(const QByteArray &text, const QByteArray &name) {
+    const QByteArray lines = '\n' + text;
+    const qsizetype found = lines.indexOf('\n' + name + ':');
+    const qsizetype begin = found + name.size() + 2;
+    return found < 0 ? QByteArray() : lines.mid(begin, lines.indexOf('\n', begin) - begin).trimmed();
+}
+
+// The name is in parentheses and may hold any character, parentheses and blanks as well.
+ProcStat::ProcStat(const QByteArray &text) {
+    const qsizetype open = text.indexOf('(');
+    const qsizetype close = text.lastIndexOf(')');
+    if (open < 0 || close < open)
+        return;
+    name = text.mid(open + 1, close - open - 1);
+    fields = text.mid(close + 1).simplified().split(' ');
+    state = fields.constFirst().isEmpty() ? '?' : fields.constFirst().front();
+}
+
+double ProcStat::userSeconds() const {
+    return seconds(number(14));
+}
+
+double ProcStat::systemSeconds() const {
+    return seconds(number(15));
 }
 
 } // namespace spindump

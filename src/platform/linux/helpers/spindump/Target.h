@@ -1,12 +1,17 @@
-// The process to be sampled, and whether it may be.
+// The process to be sampled: whether it may be, and what the kernel says of it in the files of its folder
+// under /proc.
 //
-// What is read of it comes from its folder under /proc, held open, so that a later process with the same id
-// is never read in its place. What needs rights is opened, and read but not interpreted, before they are
-// dropped.
+// That folder is held open, so that a later process with the same id is never read in its place. What needs
+// rights is opened, and read but not interpreted, before they are dropped.
 #pragma once
 
 #include "Privileges.h"
-#include "ProcFile.h"
+#include "platform/posix/FileDescriptor.h"
+
+#include <QByteArray>
+#include <QByteArrayList>
+#include <cstdint>
+#include <string>
 
 namespace spindump {
 
@@ -44,5 +49,30 @@ struct Target {
 
 /// "process 7", for messages.
 QByteArray processNamed(pid_t processId);
+
+/// Closed when it cannot be opened. `folder` is an open one, or AT_FDCWD.
+platform::FileDescriptor openIn(int folder, const std::string &name, int flags);
+
+/// Up to `limitBytes` of the file from its start; empty when it cannot be read. A descriptor may be read
+/// again and again.
+QByteArray contentOf(int file, qsizetype limitBytes = 1 << 16);
+QByteArray contentIn(int folder, const std::string &name);
+
+/// The text after "Name:" in a `status` or `io` file, without the blanks around it; empty when there is none.
+QByteArray statusField(const QByteArray &text, const QByteArray &name);
+
+/// A `stat` file. Its fields are numbered as in proc(5); one that is not there is 0.
+struct ProcStat {
+    explicit ProcStat(const QByteArray &text);
+    std::uint64_t number(int field) const { return fields.value(field - 3).toULongLong(); }
+    /// Processor time, in the program and in the system.
+    double userSeconds() const;
+    double systemSeconds() const;
+
+    QByteArray name;
+    char state = '?';
+    /// From the third on.
+    QByteArrayList fields;
+};
 
 } // namespace spindump

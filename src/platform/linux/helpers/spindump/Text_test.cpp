@@ -1,37 +1,12 @@
-#include "ProcFile.h"
 #include "Report.h"
-#include "Spindump.h"
+#include "Target.h"
 #include "Text.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 
 namespace spindump {
 
 namespace {
-
-TEST(Arguments, TakesProcessAndPath) {
-    const auto arguments = parseArguments({"4711", "-file", "/tmp/a b/report.txt"});
-    EXPECT_EQ(arguments.processId, 4711);
-    EXPECT_EQ(arguments.outputPath, "/tmp/a b/report.txt");
-}
-
-TEST(Arguments, RefusesEverythingElse) {
-    std::vector<std::vector<std::string>> wrong{{},
-                                                {"1"},
-                                                {"1", "-file"},
-                                                {"1", "/r"},
-                                                {"1", "-file", "/r", "10"},
-                                                {"1", "-FILE", "/r"},
-                                                {"-file", "/r", "1"}};
-    for (const char *id : {"", "0", "-1", "+1", " 1", "1 ", "01", "0x10", "1.5", "2147483648",
-                           "18446744073709551617", "self", "1/../2"})
-        wrong.push_back({id, "-file", "/r"});
-    for (const char *path : {"", "/", "/tmp/", "/tmp/.", "/tmp/.."})
-        wrong.push_back({"1", "-file", path});
-    for (const auto &words : wrong)
-        EXPECT_THROW(parseArguments(words), Failure) << testing::PrintToString(words);
-}
 
 TEST(Text, IsEscaped) {
     const std::pair<QByteArray, QByteArray> cases[] = {

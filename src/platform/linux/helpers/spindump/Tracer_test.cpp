@@ -1,4 +1,4 @@
-#include "ProcFile.h"
+#include "Target.h"
 #include "Tracer.h"
 #include "test_target/SampledProgram.h"
 

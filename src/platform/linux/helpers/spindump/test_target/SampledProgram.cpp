@@ -1,6 +1,6 @@
 #include "SampledProgram.h"
 
-#include "platform/linux/helpers/spindump/ProcFile.h"
+#include "platform/linux/helpers/spindump/Target.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
