@@ -159,8 +159,8 @@ SamplingResult Sampler::run() {
     for (const auto &[thread, state] : m_tracer.threads())
         threadAppeared(thread);
     sampleInTime();
-    m_tracer.letGo(*this);
     m_result.stops = m_tracer.stopTimes();
+    m_tracer.letGo(*this);
     std::cerr << "reading the stacks" << std::endl;
     findNames();
     m_result.libraries = m_stacks.libraries();
