@@ -4,6 +4,7 @@
 #include "test_support/ScratchHome.h"
 
 #include <fstream>
+#include <map>
 #include <string>
 
 namespace test_support {
@@ -13,21 +14,18 @@ inline QByteArray entryText(const QByteArray &name, const QByteArray &exec, cons
 }
 
 /// An Info.plist with these keys and texts.
-inline QByteArray infoText(const std::vector<std::pair<QByteArray, QByteArray>> &texts) {
-    QByteArray result = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>";
+inline QByteArray infoText(const std::map<QByteArray, QByteArray> &texts) {
+    QByteArray result = "<plist version=\"1.0\"><dict>";
     for (const auto &[key, text] : texts)
         result += "<key>" + key + "</key><string>" + text + "</string>";
     return result + "</dict></plist>\n";
 }
 
-/// The header of a program for x86-64, or for a machine of this class (1: 32 bits, 2: 64 bits), byte order
-/// (1: little, 2: big) and number.
+/// The header of a program of this class (1: 32 bits, 2: 64 bits), byte order (1: little, 2: big) and
+/// machine.
 inline QByteArray elfHeader(char wordClass = 2, char order = 1, int machine = 62) {
-    QByteArray header(64, '\0');
-    header.replace(0, 6,
-                   QByteArray("\x7f"
-                              "ELF") +
-                       wordClass + order);
+    QByteArray header = "\x7f" + QByteArray("ELF") + wordClass + order;
+    header.append(64 - header.size(), '\0');
     header[order == 1 ? 18 : 19] = static_cast<char>(machine & 0xff);
     header[order == 1 ? 19 : 18] = static_cast<char>(machine >> 8);
     return header;
@@ -39,7 +37,7 @@ inline void writeProgram(const std::filesystem::path &path, const QByteArray &co
     std::filesystem::permissions(path, std::filesystem::perms::owner_all);
 }
 
-/// A database that dpkg-query reads in place of the system's.
+/// A database of packages that dpkg-query reads in place of the system's.
 class PackageDatabase {
 public:
     explicit PackageDatabase(const std::filesystem::path &folder)
@@ -48,21 +46,28 @@ public:
         writeFile(folder / "info/format", "1\n");
     }
 
-    /// Adds an installed package that owns the file.
+    /// Adds an installed package that owns these files, one a line.
     void add(const std::string &name, const std::string &version, const std::string &maintainer,
-             const std::string &file, const std::string &architecture = "all") const {
-        const bool isForAll = architecture == "all";
+             const std::string &files, const std::string &architecture = "amd64") const {
         std::ofstream(m_folder / "status", std::ios::app)
             << "Package: " << name << "\nStatus: install ok installed\nMaintainer: " << maintainer
-            << "\nArchitecture: " << architecture << "\nMulti-Arch: " << (isForAll ? "no" : "same")
-            << "\nVersion: " << version << "\nDescription: d\n\n";
-        writeFile(m_folder / "info" / (name + (isForAll ? "" : ":" + architecture) + ".list"),
-                  QByteArray::fromStdString("/.\n" + file + "\n"));
+            << "\nArchitecture: " << architecture << "\nMulti-Arch: same\nVersion: " << version
+            << "\nDescription: d\n\n";
+        writeFile(m_folder / "info" / (name + ":" + architecture + ".list"),
+                  QByteArray::fromStdString(files + "\n"));
     }
 
 private:
     std::filesystem::path m_folder;
     ScopedEnvironment m_variable;
 };
+
+/// Texts that a test can print.
+inline std::map<std::string, std::string> texts(const std::map<std::string, QString> &values) {
+    std::map<std::string, std::string> result;
+    for (const auto &[key, value] : values)
+        result[key] = value.toStdString();
+    return result;
+}
 
 } // namespace test_support

@@ -32,7 +32,7 @@ struct Scan {
     Reader &reader;
     std::unordered_set<std::string> folders = {};
     std::unordered_set<std::string> identifiers = {};
-    std::vector<InstalledEntry> found = {};
+    std::map<fs::path, platform::DesktopEntry> found = {};
 
     void add(const fs::path &folder, const std::string &prefix = {}) {
         if (!folders.insert(resolved(folder).native()).second)
@@ -61,13 +61,14 @@ struct Scan {
             return;
         if (const QString problem = problemOf(*entry); !problem.isEmpty())
             return reader.note(path, problem);
-        found.push_back({path, std::move(*entry)});
+        found.emplace(path, std::move(*entry));
     }
 };
 
 } // namespace
 
-std::vector<InstalledEntry> installedEntries(const std::vector<fs::path> &folders, Reader &reader) {
+std::map<fs::path, platform::DesktopEntry> installedEntries(const std::vector<fs::path> &folders,
+                                                            Reader &reader) {
     Scan scan{reader};
     for (const fs::path &folder : folders)
         scan.add(folder);

@@ -46,12 +46,12 @@ fs::path programIn(const fs::path &location, const platform::DesktopEntry &entry
 // A package manager whose applications bear its mark in their entries.
 struct Sandbox {
     QString name;
-    std::map<std::string, Package> (*ask)(Reader &);
+    Packages (*ask)(Reader &);
     // Hold a folder for each application, and that the installed version under this name.
     std::vector<fs::path> folders;
     const char *version;
     // Asked for when the first such application is found.
-    std::optional<std::map<std::string, Package>> packages = {};
+    std::optional<Packages> packages = {};
 };
 
 class Inventory {
@@ -111,9 +111,8 @@ private:
         return known->second;
     }
 
-    /// The nearest bundle around `program`, of the innermost four folders that are named like one: above the
-    /// place that its links lead to, since a bundle may be a link to a folder of another name, and above its
-    /// own.
+    /// The nearest bundle around `program`, first above the place that links lead to, then above its own: a
+    /// bundle may be a link to a folder of another name.
     std::optional<std::size_t> bundleAround(const fs::path &program) {
         std::optional<std::size_t> bundle;
         for (fs::path folder : {resolved(program), program}) {

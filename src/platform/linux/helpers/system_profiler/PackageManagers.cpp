@@ -63,9 +63,8 @@ std::map<std::string, QByteArray> ownersOf(const std::set<std::string> &files, R
 
 } // namespace
 
-std::map<std::string, Package> packagesOf(const std::set<std::string> &files, Reader &reader,
-                                          std::chrono::milliseconds limit) {
-    std::map<std::string, Package> result;
+Packages packagesOf(const std::set<std::string> &files, Reader &reader, std::chrono::milliseconds limit) {
+    Packages result;
     const auto owners = ownersOf(files, reader, limit);
     if (owners.empty())
         return result;
@@ -82,8 +81,8 @@ std::map<std::string, Package> packagesOf(const std::set<std::string> &files, Re
     return result;
 }
 
-std::map<std::string, Package> flatpaks(Reader &reader) {
-    std::map<std::string, Package> result;
+Packages flatpaks(Reader &reader) {
+    Packages result;
     const std::vector<std::string> question = {"list", "--app", "--columns=application,version,installation"};
     for (const QByteArray &line : ask("/usr/bin/flatpak", question, reader, answerLimit)) {
         const QByteArrayList fields = line.split('\t');
@@ -94,8 +93,8 @@ std::map<std::string, Package> flatpaks(Reader &reader) {
     return result;
 }
 
-std::map<std::string, Package> snaps(Reader &reader) {
-    std::map<std::string, Package> result;
+Packages snaps(Reader &reader) {
+    Packages result;
     const std::vector<std::string> question = {"list", "--color=never", "--unicode=never"};
     // Name, version, revision, channel, publisher, notes, under a line of headings. Stars mark the publishers
     // that the store has verified; "-" is none.

@@ -18,18 +18,20 @@ struct Package {
     QString maintainer;
 };
 
+using Packages = std::map<std::string, Package>;
+
 /// How long a program may take.
 constexpr std::chrono::milliseconds answerLimit = std::chrono::seconds(10);
 
 /// The packages of the system that own these files, by file; of several owners the first that is named.
-std::map<std::string, Package> packagesOf(const std::set<std::string> &files, Reader &reader,
-                                          std::chrono::milliseconds limit = answerLimit);
+Packages packagesOf(const std::set<std::string> &files, Reader &reader,
+                    std::chrono::milliseconds limit = answerLimit);
 
 /// The installed Flatpak applications by identifier, the user's before the system's; Flatpak does not say who
 /// maintains them.
-std::map<std::string, Package> flatpaks(Reader &reader);
+Packages flatpaks(Reader &reader);
 
 /// The installed snaps by name.
-std::map<std::string, Package> snaps(Reader &reader);
+Packages snaps(Reader &reader);
 
 } // namespace system_profiler

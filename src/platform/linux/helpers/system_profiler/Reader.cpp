@@ -35,14 +35,14 @@ QString machineName(unsigned machine) {
     return QStringLiteral("machine %1").arg(machine);
 }
 
-// None for a header that breaks off or contradicts itself. No program is shorter than the larger header.
-std::optional<QString> elfKind(const QByteArray &header) {
+// Empty for a header that breaks off or contradicts itself. No program is shorter than the larger header.
+QString elfKind(const QByteArray &header) {
     if (header.size() < static_cast<qsizetype>(sizeof(Elf64_Ehdr)))
-        return std::nullopt;
+        return {};
     const bool has64Bits = header[EI_CLASS] == ELFCLASS64;
     const bool isLittleEndian = header[EI_DATA] == ELFDATA2LSB;
     if ((!has64Bits && header[EI_CLASS] != ELFCLASS32) || (!isLittleEndian && header[EI_DATA] != ELFDATA2MSB))
-        return std::nullopt;
+        return {};
     // In the same place for both classes.
     const char *const place = header.constData() + offsetof(Elf64_Ehdr, e_machine);
     const auto machine = isLittleEndian ? qFromLittleEndian<quint16>(place) : qFromBigEndian<quint16>(place);
@@ -61,11 +61,10 @@ std::vector<fs::path> Reader::entriesOf(const fs::path &folder) {
     std::vector<fs::path> result;
     std::error_code error;
     for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-        if (m_folderEntries == m_limits.folderEntries) {
+        if (++m_folderEntries > m_limits.folderEntries) {
             note(folder, QStringLiteral("comes after %1 entries of folders").arg(m_limits.folderEntries));
             break;
         }
-        ++m_folderEntries;
         result.push_back(entry->path());
     }
     if (error && !isAbsence(error))
@@ -77,16 +76,12 @@ std::vector<fs::path> Reader::entriesOf(const fs::path &folder) {
 std::optional<QByteArray> Reader::read(const fs::path &file) {
     std::error_code error;
     auto bytes = platform::readFile(file, m_limits.fileBytes, error);
-    if (!bytes) {
+    m_bytes += bytes ? static_cast<std::size_t>(bytes->size()) : 0;
+    if (!bytes)
         note(file, error);
-        return std::nullopt;
-    }
-    m_bytes += static_cast<std::size_t>(bytes->size());
-    if (m_bytes > m_limits.totalBytes) {
+    else if (m_bytes > m_limits.totalBytes)
         note(file, QStringLiteral("comes after %1 bytes of files").arg(m_limits.totalBytes));
-        return std::nullopt;
-    }
-    return bytes;
+    return m_bytes > m_limits.totalBytes ? std::nullopt : bytes;
 }
 
 QString Reader::kindOf(const fs::path &program) {
@@ -100,14 +95,12 @@ QString Reader::kindOf(const fs::path &program) {
     if (error && !isAbsence(error))
         note(program, error);
     beginning.truncate(std::max<ssize_t>(count, 0));
-    if (beginning.startsWith("#!"))
-        return scriptKind(beginning);
     if (!beginning.startsWith(ELFMAG))
-        return {};
-    const auto kind = elfKind(beginning);
-    if (!kind)
+        return beginning.startsWith("#!") ? scriptKind(beginning) : QString();
+    const QString kind = elfKind(beginning);
+    if (kind.isEmpty())
         note(program, QStringLiteral("a damaged ELF header"));
-    return kind.value_or(QString());
+    return kind;
 }
 
 void Reader::note(const fs::path &path, const QString &reason) {

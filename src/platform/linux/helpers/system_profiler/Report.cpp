@@ -52,15 +52,6 @@ void addBlock(QByteArray &report, const Application &application) {
     report.append('\n');
 }
 
-void addNotRead(QByteArray &report, const Reader &reader) {
-    report.append("Not read:\n\n");
-    for (const auto &[path, reason] : reader.notRead()) {
-        report.append("    ").append(lineOf(QString::fromStdString(path)).toUtf8()).append(": ");
-        report.append(lineOf(reason).toUtf8()).append('\n');
-    }
-    report.append('\n');
-}
-
 } // namespace
 
 QString lineOf(const QString &text) {
@@ -87,9 +78,13 @@ QByteArray reportOf(std::vector<Application> applications, const Reader &reader)
     QByteArray report = "Applications:\n\n";
     for (const auto &[key, application] : sorted)
         addBlock(report, *application);
-    if (!reader.notRead().empty())
-        addNotRead(report, reader);
-    return report;
+    if (reader.notRead().empty())
+        return report;
+    report.append("Not read:\n\n");
+    for (const auto &[path, reason] : reader.notRead())
+        report.append("    " + lineOf(QString::fromStdString(path)).toUtf8() + ": " +
+                      lineOf(reason).toUtf8() + '\n');
+    return report.append('\n');
 }
 
 } // namespace system_profiler
