@@ -9,7 +9,7 @@ namespace platform {
 
 namespace {
 
-// Undoes the escapes of a value of type string: \s \n \t \r \\.
+// Replaces the escapes of a value of type string by what they mean: \s \n \t \r \\.
 QByteArray unescaped(const QByteArray &value) {
     QByteArray result;
     for (qsizetype i = 0; i < value.size(); ++i) {
@@ -42,8 +42,8 @@ QByteArray unescaped(const QByteArray &value) {
 }
 
 // The arguments of an Exec value: separated by blanks, double quotes around arguments that hold reserved
-// characters, a backslash before a quoted `"`, `` ` ``, `$` or `\`. Outside quotes, where that
-// standard has no backslash, launchers take it as a shell does.
+// characters, a backslash before a quoted `"`, `` ` ``, `$` or `\`. Outside quotes, where the
+// specification has no backslash, launchers read it as a shell does.
 QByteArrayList arguments(const QByteArray &exec) {
     QByteArrayList result;
     QByteArray current;
@@ -73,7 +73,7 @@ QByteArrayList arguments(const QByteArray &exec) {
 }
 
 // `env NAME=value program` is a common way to start a program with a variable set.
-QByteArrayList behindEnv(QByteArrayList command) {
+QByteArrayList withoutEnv(QByteArrayList command) {
     qsizetype first = 0;
     if (command.value(0) == "env" || command.value(0).endsWith("/env")) {
         const QByteArrayList optionsWithValue = {"-u", "--unset", "-C", "--chdir"};
@@ -136,7 +136,7 @@ std::optional<DesktopEntry> parseDesktopEntry(const QByteArray &bytes) {
     }
     if (!hasEntry)
         return std::nullopt;
-    keys.entry.command = behindEnv(arguments(keys.exec));
+    keys.entry.command = withoutEnv(arguments(keys.exec));
     return std::move(keys.entry);
 }
 

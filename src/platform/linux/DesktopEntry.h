@@ -11,8 +11,8 @@
 
 namespace platform {
 
-/// The keys of an entry that this program asks for, without their escapes; empty where the entry has none. Of
-/// a key that stands there twice the first value counts.
+/// The keys of an entry that this program needs, with their escapes replaced; empty where the entry has none.
+/// Of a key that occurs twice the first value counts, but one "true" is enough.
 struct DesktopEntry {
     QByteArray type;
     QByteArray name;
@@ -22,7 +22,7 @@ struct DesktopEntry {
     bool hidden = false;
     bool noDisplay = false;
     bool startedByMessage = false;
-    /// The names that the two kinds of sandboxed applications give their entries.
+    /// The application's name in Flatpak and in Snap, by which their entries are marked.
     QByteArray flatpak;
     QByteArray snap;
 };

@@ -10,11 +10,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-bool isOffered(const platform::DesktopEntry &entry) {
-    const QString tried = QString::fromUtf8(entry.tryExec);
-    return !entry.hidden && (tried.isEmpty() || !QStandardPaths::findExecutable(tried).isEmpty());
-}
-
 // How an entry breaks the specification; empty for one that does not.
 QString problemOf(const platform::DesktopEntry &entry) {
     if (entry.type.isEmpty())
@@ -57,7 +52,9 @@ struct Scan {
         auto entry = platform::parseDesktopEntry(*bytes);
         if (!entry)
             return reader.note(path, QStringLiteral("no desktop entry"));
-        if (!isOffered(*entry) || (!entry->type.isEmpty() && entry->type != "Application"))
+        const QString tried = QString::fromUtf8(entry->tryExec);
+        if (entry->hidden || (!tried.isEmpty() && QStandardPaths::findExecutable(tried).isEmpty()) ||
+            (!entry->type.isEmpty() && entry->type != "Application"))
             return;
         if (const QString problem = problemOf(*entry); !problem.isEmpty())
             return reader.note(path, problem);

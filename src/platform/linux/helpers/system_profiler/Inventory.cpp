@@ -8,7 +8,6 @@
 #include "platform/posix/Text.h"
 
 #include <algorithm>
-#include <array>
 
 namespace system_profiler {
 
@@ -22,10 +21,12 @@ bool isWithin(const fs::path &path, const std::optional<fs::path> &folder) {
 
 // Programs that run what their arguments name: whoever installed one did not install the application.
 bool runsOtherPrograms(const fs::path &program) {
-    static constexpr std::array names = {"sh",   "bash",     "dash", "perl", "ruby",   "java",    "node",
-                                         "wine", "xdg-open", "sudo", "gjs",  "pkexec", "flatpak", "snap"};
+    static constexpr std::string_view names[] = {"sh",   "bash",   "dash",    "perl",     "ruby",
+                                                 "java", "node",   "wine",    "xdg-open", "sudo",
+                                                 "gjs",  "pkexec", "flatpak", "snap"};
     const std::string name = program.filename().native();
-    return name.starts_with("python") || std::find(names.begin(), names.end(), name) != names.end();
+    return name.starts_with("python") ||
+           std::find(std::begin(names), std::end(names), name) != std::end(names);
 }
 
 // What an entry says of itself becomes part of paths.
@@ -100,9 +101,9 @@ private:
         }
         known->second = m_found.size();
         Application &application = m_found.emplace_back();
-        const QString folderName = platform::displayText(path.stem());
         application.name =
-            bundle->text("CFBundleDisplayName").value_or(bundle->text("CFBundleName").value_or(folderName));
+            bundle->text("CFBundleDisplayName")
+                .value_or(bundle->text("CFBundleName").value_or(platform::displayText(path.stem())));
         application.version =
             bundle->shortVersion().value_or(bundle->text("CFBundleVersion").value_or(QString()));
         application.source = QStringLiteral("Application bundle");
@@ -200,7 +201,7 @@ private:
         std::set<std::string> files;
         for (const Application &application : m_found)
             files.insert(application.files.begin(), application.files.end());
-        const auto packages = packagesOf(files, m_reader);
+        const auto packages = packagesOf(files, m_reader, answerLimit);
         for (Application &application : m_found) {
             const auto owned = std::find_if(application.files.begin(), application.files.end(),
                                             [&](const auto &file) { return packages.contains(file); });

@@ -5,11 +5,8 @@
 
 namespace system_profiler {
 
-/// Every application that a desktop entry offers and every bundle, each bundle once whatever entries start
-/// it.
-///
-/// An application's version is what its bundle or its package manager says. Its package is the one that owns
-/// the entry or, for a user's own entry, the program.
+/// Every application that a desktop entry offers, and every bundle once. An application's version is what its
+/// bundle or its package manager says; its package owns the entry or, for a user's own entry, the program.
 std::vector<Application> applicationsOfThisMachine(Reader &reader);
 
 } // namespace system_profiler

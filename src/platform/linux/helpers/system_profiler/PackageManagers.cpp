@@ -3,7 +3,6 @@
 #include "platform/posix/Program.h"
 
 #include <QByteArrayList>
-#include <algorithm>
 
 namespace system_profiler {
 
@@ -53,8 +52,8 @@ std::map<std::string, QByteArray> ownersOf(const std::set<std::string> &files, R
     constexpr int someFileHasNoOwner = 1;
     for (const QByteArray &line : ask(packageQuery, arguments, reader, limit, someFileHasNoOwner)) {
         // "package, package: file". What comes before the colon holds blanks when the file was diverted.
-        const qsizetype colon = std::max<qsizetype>(line.indexOf(": "), 0);
-        const QByteArray owner = line.first(colon).split(',').first();
+        const qsizetype colon = line.indexOf(": ");
+        const QByteArray owner = line.left(colon).split(',').first();
         if (!owner.isEmpty() && !owner.contains(' '))
             owners.emplace(line.mid(colon + 2).toStdString(), owner);
     }

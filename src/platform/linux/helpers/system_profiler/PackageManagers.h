@@ -10,9 +10,8 @@
 
 namespace system_profiler {
 
-/// A text is empty when not known.
+/// A text is empty when not known. Only the system's packages have a name.
 struct Package {
-    /// Of the system's packages only.
     QString name;
     QString version;
     QString maintainer;
@@ -24,11 +23,9 @@ using Packages = std::map<std::string, Package>;
 constexpr std::chrono::milliseconds answerLimit = std::chrono::seconds(10);
 
 /// The packages of the system that own these files, by file; of several owners the first that is named.
-Packages packagesOf(const std::set<std::string> &files, Reader &reader,
-                    std::chrono::milliseconds limit = answerLimit);
+Packages packagesOf(const std::set<std::string> &files, Reader &reader, std::chrono::milliseconds limit);
 
-/// The installed Flatpak applications by identifier, the user's before the system's; Flatpak does not say who
-/// maintains them.
+/// The installed Flatpak applications by identifier, the user's before the system's, without a maintainer.
 Packages flatpaks(Reader &reader);
 
 /// The installed snaps by name.

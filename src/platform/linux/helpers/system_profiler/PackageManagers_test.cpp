@@ -38,20 +38,20 @@ TEST_F(PackageManagers, TellThePackagesOfFiles) {
     writeFile(m_folder.path() / "diversions", "/bin/diverted\n/bin/diverted.distrib\nviewer\n");
     EXPECT_EQ(told(packagesOf({"/bin/viewer", "/bin/viewer: 2", "/bin/view", "/bin/lib", "/bin/diverted",
                                "/bin/*", "/bin/v[i]ewer", "/bin/a\nviewer"},
-                              m_reader)),
+                              m_reader, answerLimit)),
               (Texts{{"/bin/viewer", "viewer 2:1.0-3 (V <v@x.example>)"},
                      {"/bin/viewer: 2", "viewer 2:1.0-3 (V <v@x.example>)"},
                      {"/bin/lib", "lib 2 (L)"},
                      {"/bin/diverted", "lib 1 (L)"}}));
-    EXPECT_EQ(told(packagesOf({"/bin/*"}, m_reader)), Texts());
+    EXPECT_EQ(told(packagesOf({"/bin/*"}, m_reader, answerLimit)), Texts());
     EXPECT_EQ(texts(m_reader.notRead()), Texts());
 }
 
 TEST_F(PackageManagers, WithABrokenDatabaseAreNoted) {
-    EXPECT_EQ(told(packagesOf({"/bin/x"}, m_reader)), Texts());
+    EXPECT_EQ(told(packagesOf({"/bin/x"}, m_reader, answerLimit)), Texts());
     EXPECT_EQ(texts(m_reader.notRead()), Texts());
     writeFile(m_folder.path() / "status", "rubbish");
-    EXPECT_EQ(told(packagesOf({"/bin/x"}, m_reader)), Texts());
+    EXPECT_EQ(told(packagesOf({"/bin/x"}, m_reader, answerLimit)), Texts());
     EXPECT_TRUE(texts(m_reader.notRead())[query].starts_with("failed: dpkg-query: error: parsing file"));
 }
 
@@ -60,13 +60,13 @@ TEST_F(PackageManagers, AreNotAskedForMoreThanACallTakes) {
     std::set<std::string> files = {"/a"};
     for (int i = 0; i < 3'000; ++i)
         files.insert("/b/" + std::string(1'000, 'x') + std::to_string(i));
-    EXPECT_EQ(told(packagesOf(files, m_reader)), (Texts{{"/a", "viewer 1 (V)"}}));
+    EXPECT_EQ(told(packagesOf(files, m_reader, answerLimit)), (Texts{{"/a", "viewer 1 (V)"}}));
     EXPECT_EQ(texts(m_reader.notRead()), (Texts{{query, "not asked for all files"}}));
 }
 
 TEST_F(PackageManagers, ThatAreNotThereAreNoFault) {
     const Mount empty = Mount::memory("/usr/bin", 1 << 20);
-    EXPECT_TRUE(packagesOf({"/bin/sh"}, m_reader).empty() && flatpaks(m_reader).empty() &&
+    EXPECT_TRUE(packagesOf({"/bin/sh"}, m_reader, answerLimit).empty() && flatpaks(m_reader).empty() &&
                 snaps(m_reader).empty());
     EXPECT_EQ(texts(m_reader.notRead()), Texts());
 }
@@ -81,7 +81,7 @@ TEST_F(PackageManagers, ThatAnswerForEverOrFailAreNoted) {
     const StandInProgram endless("flatpak", "head -c 40000000 /dev/zero");
     const StandInProgram failing("snap", "echo 'no snapd' >&2; exit 1");
     const StandInProgram killed("dpkg-query", "kill -KILL $$");
-    EXPECT_TRUE(packagesOf({"/bin/sh"}, m_reader).empty() && flatpaks(m_reader).empty() &&
+    EXPECT_TRUE(packagesOf({"/bin/sh"}, m_reader, answerLimit).empty() && flatpaks(m_reader).empty() &&
                 snaps(m_reader).empty());
     EXPECT_EQ(texts(m_reader.notRead()), (Texts{{query, "failed: "},
                                                 {"/usr/bin/flatpak", "gave too long an answer"},

@@ -58,8 +58,6 @@ std::optional<std::chrono::sys_seconds> modificationTime(const std::filesystem::
 
 /// The path with all links followed; the path itself when that fails.
 std::filesystem::path resolved(const std::filesystem::path &path);
-
-/// Whether this error only says that nothing is there.
 bool isAbsence(const std::error_code &error);
 
 } // namespace system_profiler

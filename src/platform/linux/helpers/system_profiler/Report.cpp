@@ -21,10 +21,9 @@ bool isHarmful(char32_t c) {
 }
 
 QString timeText(const std::optional<std::chrono::sys_seconds> &time) {
-    if (!time)
-        return {};
     // Empty for a year of more than four digits.
-    return QDateTime::fromSecsSinceEpoch(time->time_since_epoch().count(), Qt::UTC).toString(Qt::ISODate);
+    const std::int64_t seconds = time ? time->time_since_epoch().count() : 0;
+    return time ? QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC).toString(Qt::ISODate) : QString();
 }
 
 QByteArray orUnknown(const QString &text) {

@@ -20,9 +20,8 @@ int main(int argumentCount, char **arguments) {
     const std::vector<std::string_view> given(arguments + (argumentCount > 0 ? 1 : 0),
                                               arguments + argumentCount);
     if (given != std::vector<std::string_view>{"-detailLevel", "full", "SPApplicationsDataType"}) {
-        constexpr int wrongUsage = 2;
         std::fputs("usage: system_profiler -detailLevel full SPApplicationsDataType\n", stderr);
-        return wrongUsage;
+        return 2;
     }
 
     system_profiler::Reader reader;
