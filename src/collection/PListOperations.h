@@ -5,7 +5,7 @@
 // a record in the workspace's System folder says so, for the next start to put it back after a crash.
 //
 // Everything but the restore after an interrupted run does nothing when its flag is false. Switching and
-// putting back exclude each other: the end of the program may come while the capture's worker is at it.
+// putting back exclude each other: the end of the program and the capture's worker may both put back.
 #pragma once
 
 #include "platform/posix/PropertyList.h"

@@ -322,7 +322,7 @@ TEST_F(PListOperationsTest, MakesTheLoggingEntryAgainWhenItIsGone) {
     EXPECT_EQ(readFile(file), preferences(enableOld + sustainOld));
 }
 
-TEST_F(PListOperationsTest, PutsBackOnceWhicheverOfTwoThreadsComesFirst) {
+TEST_F(PListOperationsTest, PutsBackOnceFromTwoThreads) {
     for (int round = 0; round < 20; ++round) {
         writeFile(file, preferences(std::nullopt));
         EnableLumaLogging(true);
@@ -523,7 +523,7 @@ TEST_F(InterruptedRunTest, WaitsForAFileThatCannotBeReadOrWrittenNow) {
     EXPECT_EQ(readFile(file), preferences(""));
 }
 
-TEST_F(InterruptedRunTest, ChangesNothingForARecordThatIsNoneOfThisPrograms) {
+TEST_F(InterruptedRunTest, RemovesARecordThatThisProgramDidNotWriteAndChangesNothing) {
     const auto recordOf = [](const QByteArray &name, const QByteArray &track = "<string>Trunk</string>",
                              const QByteArray &made = "<key>MadeKeys</key><true/>") {
         return xmlList("<dict><key>PreferenceFile</key><string>" + name + "</string><key>Track</key>" +

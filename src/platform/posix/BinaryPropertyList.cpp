@@ -17,7 +17,7 @@ using Kind = PropertyList::Kind;
 
 constexpr int headSize = 8;
 constexpr int trailerSize = 32;
-// What texts and data may amount to where a list uses an object several times.
+// The limit of all texts and data, each counted as often as the list uses it.
 constexpr qsizetype limitContentBytes = qsizetype{32} << 20;
 constexpr double referenceDate = 978'307'200; // 2001-01-01T00:00:00Z, in seconds since 1970
 

@@ -123,6 +123,7 @@ TEST(BinaryPropertyListTest, KeepsTheFormOfEveryValue) {
                        {"237e37e43c8800759c", "<real>1e+300</real>"},
                        {"238000000000000000", "<real>-0</real>"},
                        {"237ff0000000000000", "<real>inf</real>"},
+                       {"237ff8000000000000", "<real>nan</real>"},
                        {"33c1cd27e440000000", "<date>1970-01-01T00:00:00Z</date>"},
                        {"33c1cd27e440800000", "<date>1969-12-31T23:59:59Z</date>"},
                        {"33c22d63c37f000000", "<date>0001-01-01T00:00:00Z</date>"},

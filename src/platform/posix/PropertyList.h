@@ -46,7 +46,7 @@ public:
     std::optional<QString> text() const;
     std::optional<bool> flag() const;
 
-    /// A dictionary's value, which stays its own; null when there is none or this is no dictionary.
+    /// A dictionary's value, owned by the dictionary; null when there is none or this is no dictionary.
     const PropertyList *value(QAnyStringView key) const;
     PropertyList *value(QAnyStringView key);
     /// Sets or removes an entry; does nothing when this is no dictionary.
