@@ -10,7 +10,6 @@
 
 #include <QDateTime>
 #include <QRegularExpression>
-#include <chrono>
 #include <ctime>
 #include <gmock/gmock.h>
 #include <thread>
@@ -266,15 +265,15 @@ TEST(UserNameMask, HidesWhatIsBetweenTwoSlashesInAFolderOfHomes) {
 }
 
 TEST(UserNameMask, TakesTimeLinearInTheText) {
-    using Clock = std::chrono::steady_clock;
     constexpr qsizetype size = 1 << 20;
     // Quadratic, each would take minutes.
     for (const QString &text : {u"/Users/"_qs.repeated(size / 7), QString(size, u'/'),
                                 u"/Users/"_qs + QString(size, u'x'), u"/Users/x"_qs.repeated(size / 8),
                                 u"/home"_qs.repeated(size / 5), u"/Users//"_qs.repeated(size / 8)}) {
-        const auto start = Clock::now();
+        // The processor's time: the machine may have other work.
+        const std::clock_t start = std::clock();
         maskedUserNames(text);
-        EXPECT_LT(Clock::now() - start, std::chrono::seconds(5)) << text.first(20).toStdString();
+        EXPECT_LT(std::clock() - start, 5 * CLOCKS_PER_SEC) << text.first(20).toStdString();
     }
 }
 

@@ -78,6 +78,7 @@ bool copyContent(int source, int destination, off_t remaining, std::error_code &
 } // namespace
 
 std::optional<QByteArray> readAtMost(int file, std::size_t limitBytes, std::error_code &error) {
+    error.clear();
     QByteArray bytes(static_cast<qsizetype>(limitBytes), Qt::Uninitialized);
     std::size_t filled = 0;
     while (filled < limitBytes) {
@@ -92,10 +93,12 @@ std::optional<QByteArray> readAtMost(int file, std::size_t limitBytes, std::erro
         filled += static_cast<std::size_t>(count);
     }
     bytes.truncate(static_cast<qsizetype>(filled));
+    bytes.squeeze();
     return bytes;
 }
 
 bool writeAll(int file, QByteArrayView bytes, std::error_code &error) {
+    error.clear();
     while (!bytes.isEmpty()) {
         const ssize_t count = uninterrupted(
             [&] { return ::write(file, bytes.data(), static_cast<std::size_t>(bytes.size())); });
