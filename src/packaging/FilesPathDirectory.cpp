@@ -151,34 +151,6 @@ bool CompressOutputDirectory() {
     return true;
 }
 
-void pruneOutput() {
-    using namespace UtilityFunctions;
-    removeFilesFromDirectoryRecursively(tempTimeStampedURL.value_or(fs::path()), allowedExtensions);
-    Logger::logInfo(QStringLiteral("Total files removed based on allowed extensions: ") +
-                    QString::number(RemovedFilesCount));
-}
-
-bool packOutput() {
-    const bool isPacked = CompressOutputDirectory();
-    if (!isPacked)
-        Logger::logError(QStringLiteral("unable to copy compressed file."));
-    return isPacked;
-}
-
-bool isArchiveSizeValid() {
-    using namespace UtilityFunctions;
-    const bool isValid = isFileSizeValid(
-        required(compressedLogURL, "The archive's location is not known when it is to be shared."));
-    if (!isValid)
-        Logger::logError(QStringLiteral("Logs Size is large."));
-    return isValid;
-}
-
-void removeOutput() {
-    using namespace UtilityFunctions;
-    deleteDirectory(required(tempOutputURL, "The output folder is not known when it is to be removed."));
-}
-
 bool isFileSizeValid(const fs::path &url) {
     constexpr double bytesPerMegabyte = 1'048'576;
     constexpr double limitMegabytes = 100.0;
@@ -217,6 +189,34 @@ void deleteDirectory(const fs::path &url) {
         Logger::logInfo(QStringLiteral("Error deleting directory: ") + description(error));
     else
         Logger::logInfo(QStringLiteral("Directory deleted successfully. Path: ") + displayText(url));
+}
+
+void pruneOutput() {
+    using namespace UtilityFunctions;
+    removeFilesFromDirectoryRecursively(tempTimeStampedURL.value_or(fs::path()), allowedExtensions);
+    Logger::logInfo(QStringLiteral("Total files removed based on allowed extensions: ") +
+                    QString::number(RemovedFilesCount));
+}
+
+bool packOutput() {
+    const bool isPacked = CompressOutputDirectory();
+    if (!isPacked)
+        Logger::logError(QStringLiteral("unable to copy compressed file."));
+    return isPacked;
+}
+
+bool isArchiveSizeValid() {
+    using namespace UtilityFunctions;
+    const bool isValid = isFileSizeValid(
+        required(compressedLogURL, "The archive's location is not known when it is to be shared."));
+    if (!isValid)
+        Logger::logError(QStringLiteral("Logs Size is large."));
+    return isValid;
+}
+
+void removeOutput() {
+    using namespace UtilityFunctions;
+    deleteDirectory(required(tempOutputURL, "The output folder is not known when it is to be removed."));
 }
 
 } // namespace FilesPathDirectory

@@ -1,8 +1,8 @@
 // Turns the collected output into one archive, and cleans up around it.
 //
-// Blocks; one thread at a time, which packs in the place of the main thread (see RunState.h). Nothing throws:
-// a failure is a line of the log and the documented result. Links are judged by their own names and removed
-// themselves; nothing is done to what they point at.
+// Blocks; one thread at a time. In window mode that is a worker, for which the main thread waits. Nothing
+// throws: a failure is a line of the log and the documented result. Links are judged by their own names and
+// removed themselves; nothing is done to what they point at.
 #pragma once
 
 #include <QString>
@@ -35,6 +35,15 @@ void keepArchivesOfEarlierRuns(const std::filesystem::path &folder, const std::f
 /// then names the archive.
 bool CompressOutputDirectory();
 
+/// Whether the file is smaller than the service takes: 100 MiB. False when its size cannot be read.
+bool isFileSizeValid(const std::filesystem::path &url);
+
+/// Removes all entries of a folder; the first failure ends it with one line.
+void deleteContentsOfDirectory(const std::filesystem::path &url);
+
+/// Removes a folder and everything in it.
+void deleteDirectory(const std::filesystem::path &url);
+
 // The steps that both modes take, each with its line in the log.
 
 /// Removes what may not go into the archive from the run folder, and logs how many files that were.
@@ -49,14 +58,5 @@ bool isArchiveSizeValid();
 
 /// Removes the whole output, which has been sent. Ends the process when its place is not known.
 void removeOutput();
-
-/// Whether the file is smaller than the service takes: 100 MiB. False when its size cannot be read.
-bool isFileSizeValid(const std::filesystem::path &url);
-
-/// Removes all entries of a folder; the first failure ends it with one line.
-void deleteContentsOfDirectory(const std::filesystem::path &url);
-
-/// Removes a folder and everything in it.
-void deleteDirectory(const std::filesystem::path &url);
 
 } // namespace FilesPathDirectory

@@ -8,7 +8,6 @@
 #include <QSocketNotifier>
 #include <csignal>
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -55,11 +54,6 @@ std::filesystem::path executablePath(const QStringList &arguments) {
         return first;
     std::error_code error;
     return std::filesystem::read_symlink("/proc/self/exe", error);
-}
-
-// Linux: macOS names the calling thread and no other, so its call takes no thread.
-void nameThisThread(const char *name) {
-    ::pthread_setname_np(::pthread_self(), name);
 }
 
 void onTerminationRequest(std::function<void()> end) {

@@ -1,4 +1,4 @@
-// This process: how it starts, what it is called, and how the system asks it to end.
+// This process: how it starts, where its executable is, and how the system asks it to end.
 #pragma once
 
 #include <QStringList>
@@ -14,9 +14,6 @@ void prepareProcess();
 /// This process's executable path: the first argument, or the real path of the executable when the first
 /// argument is missing or not absolute. Any thread.
 std::filesystem::path executablePath(const QStringList &arguments);
-
-/// Names the calling thread, as the system's tools show it. At most 15 characters.
-void nameThisThread(const char *name);
 
 /// Handles the system's requests to end: log-out, a closed terminal, Ctrl-C, a service manager. From now on
 /// such a request does not end the process itself. The first one calls `stopPrograms` at once, so that a main
