@@ -111,7 +111,7 @@ TEST_F(Ending, PutsTheLoggingBackEvenWhenACaptureHangs) {
     EXPECT_FALSE(hasRecord());
 }
 
-// A read that never ends stands for a disk that has stopped answering.
+// A read that never ends acts as a disk that has stopped answering.
 TEST_F(Ending, LeavesTheLoggingToTheNextStartWhenAnUploadHangs) {
     EXPECT_EQ(statusOfEnd([] {
                   int ends[2];

@@ -9,7 +9,7 @@
 
 namespace UtilityFunctions {
 
-/// A copy's version text and the track that it stands for.
+/// A copy's version text and the track that follows from it.
 struct AppVersion {
     QString version;
     /// None when the version's last piece begins with none of the known digits.
@@ -37,14 +37,14 @@ bool IsApplicationRunning(const QString &bundleIdentifier);
 /// Lists the editions that run in `LumadocRunningInstance`.
 void FindRunningEditions();
 
-/// When no edition runs, takes an installed one, the paid edition first. With `displayAlert` the user is told
+/// When no edition runs, takes an installed one, the paid edition first. With `displayAlert` an alert says
 /// when there is none.
 void SetLumadocRunningOrInstalledInstances(bool displayAlert);
 
 /// Picks the edition, extends the output folder by its name and makes that folder.
 void SetLumadocOrPellix();
 
-/// Whether both editions run; the user is then told, without waiting for the answer.
+/// Whether both editions run; an alert then says so, without waiting for the answer.
 bool IsMultipleInstance();
 
 /// Takes the process identifier of the edition that runs now: the user may have restarted it. Any one thread.
