@@ -134,7 +134,7 @@ private:
     static std::size_t onData(const char *bytes, std::size_t size, std::size_t count, void *self) {
         auto &transfer = *static_cast<Transfer *>(self);
         const auto room = transfer.m_limits.answerBytes - transfer.m_answer.size();
-        const auto arrived = static_cast<qsizetype>(size * count);
+        const auto arrived = static_cast<qsizetype>(size) * static_cast<qsizetype>(count);
         transfer.m_answer.append(bytes, std::min(arrived, room));
         transfer.m_answerIsFull = arrived > room;
         return transfer.m_answerIsFull ? 0 : size * count;
