@@ -95,14 +95,6 @@ TEST(ExecutablePath, IsTheFirstArgumentWhenThatIsAbsoluteAndTheRealPathOtherwise
         EXPECT_EQ(platform::executablePath(arguments), real);
 }
 
-TEST(ThreadName, IsThatOfTheCallingThread) {
-    std::thread([] {
-        platform::nameThisThread("Worker");
-        const fs::path self = fs::read_symlink("/proc/thread-self");
-        EXPECT_EQ(test_support::readFile("/proc" / self / "comm"), "Worker\n");
-    }).join();
-}
-
 class TerminationRequest : public testing::TestWithParam<int> {
 protected:
     // In a child process: an application that ends in the orderly way with status 3, and after 5 seconds
