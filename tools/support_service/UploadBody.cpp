@@ -1,24 +1,17 @@
 #include "UploadBody.h"
 
-#include <algorithm>
+#include <QUuid>
 
 namespace support_service {
 
 namespace {
 
 bool isUpperCaseUuid(std::string_view text) {
-    if (text.size() != 36)
-        return false;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
-        const bool digit = (text[i] >= '0' && text[i] <= '9') || (text[i] >= 'A' && text[i] <= 'F');
-        if (dash ? text[i] != '-' : !digit)
-            return false;
-    }
-    return true;
+    const auto uuid = QByteArray(text.data(), static_cast<qsizetype>(text.size()));
+    return QUuid::fromString(QLatin1String(uuid)).toByteArray(QUuid::WithoutBraces).toUpper() == uuid;
 }
 
-/// Takes `expected` off the front of `text`; false when it does not stand there.
+/// Takes `expected` off the front of `text`; false when it is not there.
 bool take(std::string_view &text, std::string_view expected) {
     if (!text.starts_with(expected))
         return false;
