@@ -1,4 +1,4 @@
-// A journal of the test's own in the place of the machine's. It needs the namespaces of Isolation.h.
+// Replaces the machine's journal for one test. Needs the namespaces of Isolation.h.
 #pragma once
 
 #include "platform/posix/FileDescriptor.h"

@@ -1,4 +1,4 @@
-// What a folder holds, in a form that can be compared: a test tells by it that nothing has changed.
+// What a folder holds, in a form that can be compared: with it a test shows that nothing has changed.
 #pragma once
 
 #include <filesystem>
@@ -13,7 +13,7 @@ namespace test_support {
 std::map<std::string, std::string> treeOf(const std::filesystem::path &folder,
                                           const std::filesystem::path &except = {});
 
-/// The paths at which two such trees differ, with what stands at each: short enough to be read in a test's
+/// The paths at which two such trees differ, with what is at each: short enough to be read in a test's
 /// output.
 std::vector<std::string> differences(const std::map<std::string, std::string> &before,
                                      const std::map<std::string, std::string> &after);

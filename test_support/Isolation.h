@@ -1,4 +1,4 @@
-// Keeps tests that run at the same time out of each other's sight.
+// Keeps tests that run at the same time from seeing each other.
 #pragma once
 
 namespace test_support {

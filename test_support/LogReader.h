@@ -7,7 +7,7 @@
 namespace test_support {
 
 /// The lines of a log, each with its label and message: "INFO: message". A line that does not have the log's
-/// form is given as it stands, behind "MALFORMED: ".
+/// form comes whole, after "MALFORMED: ".
 QStringList logLines(const std::filesystem::path &file);
 
 /// Points the log at a fresh file in the scratch home's caches folder, and gives its path.

@@ -1,4 +1,4 @@
-// A program of the test's own in the place of one of the system's.
+// Replaces one of the system's programs for one test.
 //
 // Only with `hasOwnNamespaces()`.
 #pragma once
@@ -12,7 +12,7 @@
 
 namespace test_support {
 
-/// Stands at "/usr/bin/<name>", whether or not there is such a program, and notes how it is called.
+/// Is "/usr/bin/<name>", whether or not there is such a program, and notes how it is called.
 class StandInProgram {
 public:
     /// `script` is what it does then, a shell's lines.

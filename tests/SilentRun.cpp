@@ -22,7 +22,7 @@ void replaceAll(std::string &text, const std::string &what, const std::string &w
         text.replace(at, what.size(), with);
 }
 
-// The last run in the log, as it stands but for the time stamps.
+// The last run in the log, without its time stamps.
 std::string lastRun(const fs::path &file) {
     const QStringList lines = test_support::logLines(file);
     const qsizetype first = std::max<qsizetype>(0, lines.lastIndexOf(QString::fromLatin1(started)));
@@ -258,6 +258,6 @@ std::string transportFailure(int code, const std::string &sentence) {
 std::string answerFailure(int code, const std::string &sentence) {
     std::string text =
         failure("com.brennic.LumadocDiagnostics.upload", code, sentence, otherReason(sentence));
-    // The server's own failure is told by its status alone.
+    // A failure of the server is logged without its sentence.
     return code == 1 ? text.substr(text.find('\n') + 1) : text;
 }

@@ -14,7 +14,7 @@ struct UploadBody {
     std::string fileName;
     /// The archive's bytes, within the body that was parsed: as many as arrived.
     std::string_view content;
-    /// The closing boundary stands where it must and nothing follows it.
+    /// The closing boundary is in its place and nothing follows it.
     bool complete = false;
 };
 
