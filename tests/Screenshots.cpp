@@ -3,8 +3,8 @@
 #include "tests/WindowRun.h"
 
 #include "sample_product/RunningProduct.h"
-#include "test_support/Networks.h"
 #include "test_support/Bus.h"
+#include "test_support/Networks.h"
 
 #include <cstdlib>
 #include <tuple>
