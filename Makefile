@@ -12,7 +12,7 @@ help:
 	@echo "make test       build, then run every test"
 	@echo "make build      the shipped bundle, in build/release"
 	@echo "make bench      measure speed and memory"
-	@echo "make lint       clang-tidy, formatting and layers;  make format puts the formatting right"
+	@echo "make lint       formatting, layers, qmllint and clang-tidy;  make format corrects the formatting"
 	@echo "make sanitize   every test under the address, undefined-behaviour and thread sanitizers"
 	@echo "make screenshots  pictures of the window in every state, in build/screenshots"
 	@echo "make package    a Debian package in build/release"
