@@ -2,7 +2,7 @@
 // database of 3,000 packages; the time of the whole program and its peak memory.
 #include "Figures.h"
 #include "MeasuredProcess.h"
-#include "test_support/ScratchFolder.h"
+#include "test_support/ScratchHome.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -5,7 +5,7 @@
 #include "discovery/RunState.h"
 #include "logging/Logging.h"
 #include "packaging/FilesPathDirectory.h"
-#include "test_support/ScratchFolder.h"
+#include "test_support/ScratchHome.h"
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>

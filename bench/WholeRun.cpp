@@ -8,7 +8,7 @@
 #include "sample_product/SampleProduct.h"
 #include "support_service/SupportService.h"
 #include "test_support/ScratchBundle.h"
-#include "test_support/ScratchFolder.h"
+#include "test_support/ScratchHome.h"
 
 #include <cstdio>
 #include <filesystem>

@@ -16,7 +16,6 @@
 #include "support_service/SupportService.h"
 #include "test_support/Bus.h"
 #include "test_support/ScratchBundle.h"
-#include "test_support/ScratchFolder.h"
 #include "test_support/ScratchHome.h"
 #include "test_support/Screen.h"
 #include "ui/WindowScene.h"

@@ -1,6 +1,6 @@
 #include "test_support/ArchiveReader.h"
 
-#include "test_support/ScratchFolder.h"
+#include "test_support/ScratchHome.h"
 
 #include <algorithm>
 #include <stdexcept>

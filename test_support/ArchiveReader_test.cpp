@@ -2,7 +2,7 @@
 #include "test_support/ArchiveReader.h"
 
 #include "test_support/ProgramRun.h"
-#include "test_support/ScratchFolder.h"
+#include "test_support/ScratchHome.h"
 
 #include <gmock/gmock.h>
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "test_support/ProgramRun.h"
-#include "test_support/ScopedEnvironment.h"
 #include "test_support/ScratchHome.h"
 
 #include <atomic>

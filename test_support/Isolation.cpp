@@ -1,16 +1,23 @@
 #include "test_support/Isolation.h"
 
+#include "test_support/ProgramRun.h"
+
+#include <arpa/inet.h>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <fstream>
+#include <linux/if_tun.h>
+#include <net/if.h>
+#include <netinet/in.h>
 #include <sched.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/signal.h>
-#include <sys/wait.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace test_support {
@@ -44,14 +51,33 @@ void waitForOtherTests() {
     ::flock(lock, LOCK_EX);
 }
 
-[[noreturn]] void passOnStatus(pid_t child) {
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    if (WIFSIGNALED(status)) {
-        std::fprintf(stderr, "The test was ended by signal %d.\n", WTERMSIG(status));
-        std::_Exit(128 + WTERMSIG(status));
-    }
-    std::_Exit(WEXITSTATUS(status));
+class Conditional : public testing::Test {
+public:
+    explicit Conditional(void (*body)())
+        : m_body(body) {}
+    void TestBody() override { m_body(); }
+
+private:
+    void (*m_body)();
+};
+
+void mountOrAbort(const char *source, const std::filesystem::path &target, const char *type,
+                  unsigned long flags, const char *data = nullptr) {
+    if (::mount(source, target.c_str(), type, flags, data) == 0)
+        return;
+    std::perror(("Cannot mount on " + target.native()).c_str());
+    std::abort();
+}
+
+void require(bool done) {
+    if (!done)
+        ::_exit(126);
+}
+
+void setAddress(struct sockaddr &address, std::uint32_t value) {
+    auto *internet = reinterpret_cast<struct sockaddr_in *>(&address);
+    internet->sin_family = AF_INET;
+    internet->sin_addr.s_addr = htonl(value);
 }
 
 } // namespace
@@ -60,8 +86,12 @@ void isolate() {
     if (!enterNamespaces())
         return waitForOtherTests();
     const pid_t child = ::fork();
-    if (child != 0)
-        passOnStatus(child);
+    if (child != 0) {
+        const int status = statusOf(child);
+        if (status >= 128)
+            std::fprintf(stderr, "The test was ended by signal %d.\n", status - 128);
+        std::_Exit(status);
+    }
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     const bool mounted = ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
                          ::mount("proc", "/proc", "proc", 0, nullptr) == 0;
@@ -74,6 +104,61 @@ void isolate() {
 
 bool hasOwnNamespaces() {
     return ownNamespaces;
+}
+
+bool registerTestIf(bool condition, const char *suite, const char *name, void (*body)()) {
+    if (condition)
+        testing::RegisterTest(suite, name, nullptr, nullptr, __FILE__, __LINE__,
+                              [body]() -> testing::Test * { return new Conditional(body); });
+    return condition;
+}
+
+Mount Mount::memory(const std::filesystem::path &folder, std::uint64_t bytes) {
+    mountOrAbort("none", folder, "tmpfs", 0, ("mode=700,size=" + std::to_string(bytes)).c_str());
+    return Mount(folder);
+}
+
+Mount Mount::readOnly(const std::filesystem::path &folder) {
+    mountOrAbort(folder.c_str(), folder, nullptr, MS_BIND);
+    mountOrAbort("none", folder, nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY);
+    return Mount(folder);
+}
+
+Mount Mount::over(const std::filesystem::path &source, const std::filesystem::path &target) {
+    mountOrAbort(source.c_str(), target, nullptr, MS_BIND);
+    return Mount(target);
+}
+
+Mount::~Mount() {
+    ::umount2(m_target.c_str(), MNT_DETACH);
+}
+
+void enterNoNetwork() {
+    require(::unshare(CLONE_NEWNET) == 0);
+}
+
+void enterLonelyNetwork() {
+    enterNoNetwork();
+    // The interface lives as long as this descriptor is open, which is as long as the program runs.
+    const int tunnel = ::open("/dev/net/tun", O_RDWR);
+    struct ifreq request {};
+    request.ifr_flags = IFF_TUN | IFF_NO_PI;
+    std::strcpy(request.ifr_name, "lonely0");
+    require(tunnel >= 0 && ::ioctl(tunnel, TUNSETIFF, &request) == 0);
+
+    const int control = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    constexpr std::uint32_t ownAddress = 0xC0000202; // 192.0.2.2, from the addresses kept for examples
+    setAddress(request.ifr_addr, ownAddress);
+    require(::ioctl(control, SIOCSIFADDR, &request) == 0);
+    request.ifr_flags = IFF_UP | IFF_RUNNING;
+    require(::ioctl(control, SIOCSIFFLAGS, &request) == 0);
+}
+
+bool canEnter(void (*network)()) {
+    return statusInChild([network] {
+               network();
+               return 0;
+           }) == 0;
 }
 
 } // namespace test_support

@@ -1,5 +1,15 @@
-// Keeps tests that run at the same time from seeing each other.
+// What a test changes in the machine for itself alone: namespaces, mounts and networks that no other process
+// sees.
 #pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <gtest/gtest.h>
+
+// For tests that mount something, or must see no other processes than theirs.
+#define REQUIRE_OWN_NAMESPACES()                                                                             \
+    if (!test_support::hasOwnNamespaces())                                                                   \
+    GTEST_SKIP() << "this machine gives a test no namespaces of its own"
 
 namespace test_support {
 
@@ -10,5 +20,43 @@ void isolate();
 
 /// Whether this process may mount file systems and make network namespaces without anybody noticing.
 bool hasOwnNamespaces();
+
+/// Registers `body` as the test `suite`.`name` when `condition` holds: a test of what this machine is unable
+/// to show is then not there, in place of being skipped.
+bool registerTestIf(bool condition, const char *suite, const char *name, void (*body)());
+
+/// A file system that a test mounts where it needs a full disk, a read-only folder, or another file. Only
+/// with `hasOwnNamespaces()`. Unmounted with its object.
+class Mount {
+public:
+    /// An empty file system in memory that holds so many bytes.
+    static Mount memory(const std::filesystem::path &folder, std::uint64_t bytes);
+    /// `folder` itself, without its entries being writable.
+    static Mount readOnly(const std::filesystem::path &folder);
+    /// `source`, a file or a folder, in the place of `target`, of the same kind.
+    static Mount over(const std::filesystem::path &source, const std::filesystem::path &target);
+
+    ~Mount();
+    Mount(const Mount &) = delete;
+    Mount &operator=(const Mount &) = delete;
+
+private:
+    explicit Mount(std::filesystem::path target)
+        : m_target(std::move(target)) {}
+
+    std::filesystem::path m_target;
+};
+
+// Networks that lead nowhere, for the process that enters them. Each is a function that does system calls
+// alone, so that it can be called between fork and exec. They end the process with status 126 when the
+// machine does not let them.
+
+/// No interface is up, not even the loopback.
+void enterNoNetwork();
+/// One interface is up, and no route leads beyond its own network; whatever is sent into that is lost.
+void enterLonelyNetwork();
+
+/// Whether this machine lets a test enter that network.
+bool canEnter(void (*network)());
 
 } // namespace test_support

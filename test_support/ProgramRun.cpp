@@ -150,12 +150,27 @@ std::string ProgramRun::standardError() const {
     return contentOf(m_errors);
 }
 
-bool canRunAs(uid_t user) {
+pid_t startInChild(const std::function<int()> &work) {
     const pid_t child = ::fork();
-    if (child == 0)
-        ::_exit(becomeUser(user) ? 0 : 1);
+    if (child == 0) {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        ::_exit(work());
+    }
+    return child;
+}
+
+int statusOf(pid_t child) {
     int status = 0;
-    return child > 0 && ::waitpid(child, &status, 0) == child && status == 0;
+    ::waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+int statusInChild(const std::function<int()> &work) {
+    return statusOf(startInChild(work));
+}
+
+bool canRunAs(uid_t user) {
+    return statusInChild([user] { return becomeUser(user) ? 0 : 1; }) == 0;
 }
 
 std::vector<pid_t> processesOf(const std::string &programName) {

@@ -1,10 +1,10 @@
-// A program that runs as a user would start it, with what it prints and how it ends.
-//
-// The process is killed and reaped with its object, and killed when the thread that started it ends.
+// Processes that a test starts: a program as a user would start it, with what it prints and how it ends, and
+// copies of the test's own process. They are killed when the thread that started them ends.
 #pragma once
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -52,6 +52,7 @@ struct ProgramOptions {
     void (*beforeStart)() = nullptr;
 };
 
+/// One run of a program; killed and reaped with its object.
 class ProgramRun {
 public:
     /// Starts the program, with the most permissive file mode mask there is.
@@ -80,6 +81,12 @@ private:
     std::optional<ProgramEnd> m_end;
     std::uint64_t m_peakMemoryBytes = 0;
 };
+
+/// Runs `work` in a copy of this process, which ends with the status that it gives.
+pid_t startInChild(const std::function<int()> &work);
+/// The exit status of a child process, waited for; 128 and the signal when it was killed.
+int statusOf(pid_t child);
+int statusInChild(const std::function<int()> &work);
 
 /// Whether this process may start programs as that user.
 bool canRunAs(uid_t user);

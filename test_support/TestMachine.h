@@ -21,6 +21,20 @@ inline QByteArray infoText(const std::map<QByteArray, QByteArray> &texts) {
     return result + "</dict></plist>\n";
 }
 
+inline QByteArray infoPlist(const QByteArray &identifier, const QByteArray &executable) {
+    return infoText({{"CFBundleIdentifier", identifier}, {"CFBundleExecutable", executable}});
+}
+
+/// A bundle whose main program waits as many seconds as its argument says. Gives the program's path.
+inline std::filesystem::path makeBundle(const std::filesystem::path &path, const QByteArray &identifier,
+                                        const QByteArray &executable = "Program") {
+    writeFile(path / "Contents/Info.plist", infoPlist(identifier, executable));
+    const auto program = path / "Contents/Linux" / executable.toStdString();
+    std::filesystem::create_directories(program.parent_path());
+    std::filesystem::copy_file("/bin/sleep", program);
+    return program;
+}
+
 /// The header of a program of this class (1: 32 bits, 2: 64 bits), byte order (1: little, 2: big) and
 /// machine.
 inline QByteArray elfHeader(char wordClass = 2, char order = 1, int machine = 62) {
@@ -31,10 +45,8 @@ inline QByteArray elfHeader(char wordClass = 2, char order = 1, int machine = 62
     return header;
 }
 
-/// Writes a program that may be started.
-inline void writeProgram(const std::filesystem::path &path, const QByteArray &content = elfHeader()) {
-    writeFile(path, content);
-    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+inline void writeProgram(const std::filesystem::path &path) {
+    writeProgram(path, elfHeader());
 }
 
 /// A database of packages that dpkg-query reads in place of the system's.

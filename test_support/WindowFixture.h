@@ -8,8 +8,7 @@
 #include "support_service/SupportService.h"
 #include "test_support/EventLoop.h"
 #include "test_support/Isolation.h"
-#include "test_support/LogReader.h"
-#include "test_support/Mounts.h"
+#include "test_support/LoggedTest.h"
 #include "test_support/ScratchHome.h"
 #include "ui/ContentView.h"
 
@@ -19,12 +18,6 @@
 #include <memory>
 #include <optional>
 #include <vector>
-
-// For tests that mount something: on a machine where a test cannot have its own namespaces they would
-// disturb it.
-#define REQUIRE_OWN_NAMESPACES()                                                                             \
-    if (!test_support::hasOwnNamespaces())                                                                   \
-    GTEST_SKIP() << "this machine gives a test no namespaces of its own"
 
 class WindowTest : public testing::Test {
 protected:

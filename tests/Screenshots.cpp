@@ -4,7 +4,7 @@
 
 #include "sample_product/RunningProduct.h"
 #include "test_support/Bus.h"
-#include "test_support/Networks.h"
+#include "test_support/Isolation.h"
 
 #include <cstdlib>
 #include <tuple>

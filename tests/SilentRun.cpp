@@ -1,6 +1,6 @@
 #include "tests/SilentRun.h"
 
-#include "test_support/LogReader.h"
+#include "test_support/LoggedTest.h"
 
 #include <QRegularExpression>
 #include <QStringList>

@@ -7,7 +7,6 @@
 #include "test_support/ArchiveReader.h"
 #include "test_support/FileTree.h"
 #include "test_support/Isolation.h"
-#include "test_support/Mounts.h"
 #include "test_support/ProgramRun.h"
 #include "test_support/ScratchBundle.h"
 #include "test_support/ScratchHome.h"
@@ -17,11 +16,6 @@
 #include <optional>
 #include <string>
 #include <vector>
-
-// For tests that mount something, or must see no other processes than theirs.
-#define REQUIRE_OWN_NAMESPACES()                                                                             \
-    if (!test_support::hasOwnNamespaces())                                                                   \
-    GTEST_SKIP() << "this machine gives a test no namespaces of its own"
 
 class SilentRun : public testing::Test {
 protected:

@@ -1,8 +1,8 @@
 // How an upload ends: what the program logs, whether it keeps the archive, and that it ends.
 #include "tests/SilentRun.h"
 
+#include "test_support/Isolation.h"
 #include "test_support/LoopbackListener.h"
-#include "test_support/Networks.h"
 
 #include <csignal>
 #include <sys/socket.h>

@@ -5,7 +5,6 @@
 #include "discovery/RunState.h"
 #include "packaging/UploadAPI.h"
 #include "platform/posix/Program.h"
-#include "test_support/ChildProcess.h"
 #include "test_support/LoggedTest.h"
 #include "test_support/ProgramRun.h"
 #include "test_support/PropertyLists.h"

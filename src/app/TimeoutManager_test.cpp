@@ -1,7 +1,6 @@
 #include "app/TimeoutManager.h"
 
 #include "platform/posix/Program.h"
-#include "test_support/ChildProcess.h"
 #include "test_support/LoggedTest.h"
 #include "test_support/ProgramRun.h"
 

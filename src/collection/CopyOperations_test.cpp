@@ -1,9 +1,8 @@
 #include "collection/CopyOperations.h"
 
-#include "test_support/ChildProcess.h"
 #include "test_support/Isolation.h"
 #include "test_support/LoggedTest.h"
-#include "test_support/Mounts.h"
+#include "test_support/ProgramRun.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>

@@ -2,8 +2,7 @@
 
 #include "discovery/RunState.h"
 #include "test_support/Isolation.h"
-#include "test_support/LogReader.h"
-#include "test_support/Mounts.h"
+#include "test_support/LoggedTest.h"
 #include "test_support/PropertyLists.h"
 #include "test_support/ScratchHome.h"
 

@@ -4,12 +4,10 @@
 #include "discovery/RunState.h"
 #include "platform/Bundle.h"
 #include "platform/posix/Program.h"
-#include "test_support/ChildProcess.h"
 #include "test_support/Isolation.h"
 #include "test_support/LoggedTest.h"
-#include "test_support/Mounts.h"
 #include "test_support/ProgramRun.h"
-#include "test_support/TestBundle.h"
+#include "test_support/TestMachine.h"
 
 #include <QCoreApplication>
 #include <QTimer>

@@ -1,7 +1,6 @@
 #include "logging/LogFile.h"
 
 #include "test_support/Isolation.h"
-#include "test_support/Mounts.h"
 #include "test_support/ScratchHome.h"
 
 #include <QByteArrayList>

@@ -1,12 +1,11 @@
 #include "logging/Logging.h"
 
 #include "platform/posix/FileDescriptor.h"
-#include "test_support/ChildProcess.h"
-#include "test_support/FakeJournal.h"
 #include "test_support/Isolation.h"
-#include "test_support/LogReader.h"
-#include "test_support/Mounts.h"
+#include "test_support/LoggedTest.h"
+#include "test_support/ProgramRun.h"
 #include "test_support/ScratchHome.h"
+#include "test_support/StandIns.h"
 
 #include <QDateTime>
 #include <QRegularExpression>

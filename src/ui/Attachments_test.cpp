@@ -1,7 +1,7 @@
 #include "discovery/RunState.h"
 #include "logging/Logging.h"
 #include "test_support/ArchiveReader.h"
-#include "test_support/Mounts.h"
+#include "test_support/Isolation.h"
 #include "test_support/WindowFixture.h"
 
 #include <QFileDialog>

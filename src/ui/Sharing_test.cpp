@@ -4,9 +4,8 @@
 #include "packaging/UploadAPI.h"
 #include "packaging/UploadError.h"
 #include "test_support/ArchiveReader.h"
-#include "test_support/ConditionalTest.h"
+#include "test_support/Isolation.h"
 #include "test_support/LoopbackListener.h"
-#include "test_support/Networks.h"
 #include "test_support/WindowFixture.h"
 
 #include <QRegularExpression>

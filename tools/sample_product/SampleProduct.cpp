@@ -1,6 +1,6 @@
 #include "SampleProduct.h"
 
-#include "test_support/ScratchFolder.h"
+#include "test_support/ScratchHome.h"
 
 #include <QDateTime>
 #include <QRandomGenerator>

@@ -1,8 +1,8 @@
 // What the product's own tests rely on without looking: sizes, kinds and the end of the sample product.
 #include "sample_product/RunningProduct.h"
 #include "sample_product/SampleProduct.h"
-#include "test_support/ChildProcess.h"
-#include "test_support/ScratchFolder.h"
+#include "test_support/ProgramRun.h"
+#include "test_support/ScratchHome.h"
 
 #include <gmock/gmock.h>
 #include <set>

@@ -8,7 +8,7 @@
 #include "CertificateAuthority.h"
 #include "Exchange.h"
 #include "test_support/LoopbackListener.h"
-#include "test_support/ScratchFolder.h"
+#include "test_support/ScratchHome.h"
 
 #include <condition_variable>
 #include <deque>

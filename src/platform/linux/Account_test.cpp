@@ -2,7 +2,6 @@
 
 #include "platform/Applications.h"
 #include "test_support/Isolation.h"
-#include "test_support/Mounts.h"
 #include "test_support/ScratchHome.h"
 
 #include <gmock/gmock.h>

@@ -1,9 +1,8 @@
 #include "platform/Applications.h"
 
 #include "platform/posix/FileDescriptor.h"
-#include "test_support/ChildProcess.h"
 #include "test_support/ProgramRun.h"
-#include "test_support/TestBundle.h"
+#include "test_support/TestMachine.h"
 
 #include <csignal>
 #include <gmock/gmock.h>

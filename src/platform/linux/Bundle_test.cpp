@@ -1,6 +1,6 @@
 #include "platform/Bundle.h"
 
-#include "test_support/TestBundle.h"
+#include "test_support/TestMachine.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -2,7 +2,7 @@
 
 #include "discovery/RunState.h"
 #include "test_support/Bus.h"
-#include "test_support/StandInProgram.h"
+#include "test_support/StandIns.h"
 #include "test_support/WindowFixture.h"
 #include "ui/ContentView.h"
 

@@ -1,7 +1,7 @@
 #include "platform/Network.h"
 
 #include "platform/posix/FileDescriptor.h"
-#include "test_support/ConditionalTest.h"
+#include "test_support/Isolation.h"
 #include "test_support/ProgramRun.h"
 
 #include <arpa/inet.h>

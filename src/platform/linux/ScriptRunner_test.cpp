@@ -1,9 +1,7 @@
 #include "platform/ScriptRunner.h"
 
 #include "platform/posix/Program.h"
-#include "test_support/ChildProcess.h"
 #include "test_support/Isolation.h"
-#include "test_support/Mounts.h"
 #include "test_support/ProgramRun.h"
 #include "test_support/ScratchHome.h"
 

@@ -1,9 +1,8 @@
 #include "platform/SystemLog.h"
 
-#include "test_support/ChildProcess.h"
-#include "test_support/ConditionalTest.h"
-#include "test_support/FakeJournal.h"
 #include "test_support/Isolation.h"
+#include "test_support/ProgramRun.h"
+#include "test_support/StandIns.h"
 
 #include <gmock/gmock.h>
 #include <sys/resource.h>

@@ -1,8 +1,6 @@
 #include "platform/posix/FileSystem.h"
 
-#include "test_support/ConditionalTest.h"
 #include "test_support/Isolation.h"
-#include "test_support/Mounts.h"
 #include "test_support/ScratchHome.h"
 
 #include <atomic>

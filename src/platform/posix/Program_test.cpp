@@ -1,7 +1,6 @@
 #include "platform/posix/Program.h"
 
 #include "platform/posix/FileDescriptor.h"
-#include "test_support/ChildProcess.h"
 #include "test_support/ProgramRun.h"
 #include "test_support/ScratchHome.h"
 

@@ -2,7 +2,6 @@
 
 #include "platform/posix/Program.h"
 #include "test_support/PropertyLists.h"
-#include "test_support/ScopedEnvironment.h"
 #include "test_support/ScratchHome.h"
 
 #include <QList>

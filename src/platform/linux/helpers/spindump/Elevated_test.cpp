@@ -1,7 +1,7 @@
 // The sampler as pkexec starts it: by root, for another user. These tests need root.
 #include "test_target/SampledProgram.h"
 
-#include "test_support/ConditionalTest.h"
+#include "test_support/Isolation.h"
 
 #include <gmock/gmock.h>
 #include <grp.h>

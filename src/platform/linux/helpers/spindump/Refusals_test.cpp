@@ -1,9 +1,7 @@
 // What the shipped program refuses, and how it says so.
 #include "test_target/SampledProgram.h"
 
-#include "test_support/ConditionalTest.h"
 #include "test_support/Isolation.h"
-#include "test_support/Mounts.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>

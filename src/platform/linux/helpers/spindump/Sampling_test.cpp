@@ -2,7 +2,7 @@
 #include "test_target/SampledProgram.h"
 
 #include "test_support/Isolation.h"
-#include "test_support/TestBundle.h"
+#include "test_support/TestMachine.h"
 
 #include <fstream>
 #include <gmock/gmock.h>

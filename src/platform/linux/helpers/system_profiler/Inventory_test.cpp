@@ -1,7 +1,7 @@
 #include "platform/linux/helpers/system_profiler/Inventory.h"
 
 #include "test_support/Isolation.h"
-#include "test_support/StandInProgram.h"
+#include "test_support/StandIns.h"
 #include "test_support/TestMachine.h"
 
 #include <gtest/gtest.h>

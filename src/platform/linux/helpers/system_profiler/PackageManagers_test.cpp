@@ -1,6 +1,6 @@
 #include "platform/linux/helpers/system_profiler/PackageManagers.h"
 
-#include "test_support/StandInProgram.h"
+#include "test_support/StandIns.h"
 #include "test_support/TestMachine.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 // Runs of the program as it ships, on a machine that the test makes.
-#include "test_support/ConditionalTest.h"
 #include "test_support/FileTree.h"
+#include "test_support/Isolation.h"
 #include "test_support/ProgramRun.h"
-#include "test_support/StandInProgram.h"
+#include "test_support/StandIns.h"
 #include "test_support/TestMachine.h"
 
 #include <fcntl.h>

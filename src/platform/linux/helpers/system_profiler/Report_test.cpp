@@ -1,6 +1,6 @@
 #include "platform/linux/helpers/system_profiler/Report.h"
 
-#include "test_support/ScopedEnvironment.h"
+#include "test_support/ScratchHome.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>

@@ -1,8 +1,7 @@
-#include "test_support/LogReader.h"
+#include "test_support/LoggedTest.h"
 
 #include "logging/Logging.h"
 #include "platform/Account.h"
-#include "test_support/ScratchHome.h"
 
 #include <QRegularExpression>
 
@@ -25,6 +24,13 @@ QStringList logLines(const std::filesystem::path &file) {
 std::filesystem::path startLog() {
     Logger::setupLogFile();
     return platform::userCachesFolders().front() / "Logs" / ConstantsFolder::DebugOutputLogFile;
+}
+
+std::vector<std::string> LoggedTest::said() const {
+    std::vector<std::string> lines;
+    for (const QString &line : logLines(log))
+        lines.push_back(line.toStdString());
+    return lines;
 }
 
 } // namespace test_support

@@ -1,0 +1,51 @@
+#include "test_support/ScratchHome.h"
+
+#include <QDir>
+#include <fstream>
+#include <stdexcept>
+
+namespace test_support {
+
+namespace fs = std::filesystem;
+
+ScratchFolder::ScratchFolder()
+    : m_folder(QDir::tempPath() + QStringLiteral("/lumamon-test-XXXXXX")) {
+    if (!m_folder.isValid())
+        throw std::runtime_error("Cannot create a scratch folder");
+    m_path = fs::canonical(m_folder.path().toStdString());
+}
+
+ScopedEnvironment::ScopedEnvironment(const char *name, const std::optional<std::string> &value)
+    : m_name(name) {
+    if (const char *before = std::getenv(name))
+        m_before = before;
+    apply(value);
+}
+
+void ScopedEnvironment::apply(const std::optional<std::string> &value) const {
+    if (value)
+        ::setenv(m_name.c_str(), value->c_str(), 1);
+    else
+        ::unsetenv(m_name.c_str());
+}
+
+void writeFile(const fs::path &path, const QByteArray &content) {
+    std::error_code error;
+    fs::create_directories(path.parent_path(), error);
+    // Not by Qt: a name need not be text.
+    std::ofstream file(path, std::ios::binary);
+    if (!file.write(content.constData(), content.size()).flush())
+        throw std::runtime_error("Cannot write " + path.native());
+}
+
+void writeProgram(const fs::path &path, const QByteArray &content) {
+    writeFile(path, content);
+    fs::permissions(path, fs::perms::owner_all);
+}
+
+QByteArray readFile(const fs::path &path) {
+    std::ifstream file(path, std::ios::binary);
+    return QByteArray::fromStdString({std::istreambuf_iterator(file), {}});
+}
+
+} // namespace test_support
