@@ -7,6 +7,7 @@
 #include "test_support/Bus.h"
 
 #include <cstdint>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -22,15 +23,17 @@ struct Extents {
 
     int right() const { return x + width; }
     int bottom() const { return y + height; }
-    friend bool operator==(const Extents &, const Extents &) = default;
+};
+
+/// Where an element can be asked: a bus name and a path.
+struct Element {
+    std::string service;
+    std::string path;
 };
 
 /// One element that is on the screen, as it was when it was read.
 struct Control {
-    // Where it is asked further.
-    std::string service;
-    std::string path;
-
+    Element element;
     /// As the registry spells it: "push button", "check box", "label"...
     std::string role;
     std::string name;
@@ -39,45 +42,32 @@ struct Control {
     Extents extents;
 
     /// The window says it in the description, since the state of a disabled item is not passed on.
-    bool isEnabled() const {
-        return has(stateEnabled) && has(stateSensitive) && description != "Unavailable";
-    }
-    bool isChecked() const { return has(stateChecked); }
-    bool isFocused() const { return has(stateFocused); }
-    bool isEditable() const { return has(stateEditable); }
+    bool isEnabled() const { return has(8) && has(24) && description != "Unavailable"; }
+    bool isChecked() const { return has(4); }
+    bool isFocused() const { return has(12); }
+    bool isEditable() const { return has(7); }
+    /// Also when it has to be scrolled to.
+    bool isVisible() const { return has(30); }
 
 private:
-    static constexpr unsigned stateChecked = 4;
-    static constexpr unsigned stateEditable = 7;
-    static constexpr unsigned stateEnabled = 8;
-    static constexpr unsigned stateFocused = 12;
-    static constexpr unsigned stateSensitive = 24;
+    /// By the numbers of AtspiStateType.
     bool has(unsigned state) const { return (states >> state & 1) != 0; }
 };
 std::ostream &operator<<(std::ostream &out, const Control &control);
 
 class Accessibility {
 public:
-    explicit Accessibility(const std::string &busAddress);
+    explicit Accessibility(const std::string &busAddress)
+        : m_bus(busAddress) {}
 
     /// Everything that the process shows, or would where the user scrolls to it, in the order of the tree.
-    /// Empty when it shows nothing yet, or when it changed while it was read.
-    std::vector<Control> controlsOf(pid_t process) const;
+    /// None when the window changed while it was read.
+    std::optional<std::vector<Control>> controlsOf(pid_t process) const;
 
-    /// From now on the program reports changes as well, as it does to a screen reader that asks for them.
+    /// From now on the program reports what comes up, as it does to a screen reader that asks for it.
     void listen();
-    struct Event {
-        /// Of the element that it is about.
-        std::string path;
-        std::string name;
-        std::string detail;
-        /// The first number that came with it: of a state, whether it holds now.
-        int first = 0;
-        /// The value that came with it, where that is a text.
-        std::string text;
-    };
-    /// Those since the last call.
-    std::vector<Event> takeEvents();
+    /// How often the control has come up since then.
+    std::ptrdiff_t timesShown(const Control &control);
 
     /// The text in a box.
     std::string textOf(const Control &control) const;
@@ -87,20 +77,16 @@ public:
     bool work(const Control &control) const;
 
 private:
-    struct Element {
-        std::string service;
-        std::string path;
-    };
-    std::vector<Element> childrenOf(const Element &parent) const;
-    std::vector<Element> windowsOf(pid_t process) const;
-    bool read(const Element &element, Control &control) const;
+    BusMessage ask(const Element &element, const char *method) const;
+    std::optional<std::vector<Element>> childrenOf(const Element &parent) const;
+    bool isOf(pid_t process, const Element &application) const;
+    bool read(Control &control) const;
     bool addVisible(const Element &element, std::vector<Control> &controls) const;
-    std::string textProperty(const Element &element, const char *interface, const char *name) const;
-
-    static int noteEvent(sd_bus_message *message, void *accessibility, sd_bus_error *error);
+    std::string property(const Element &element, const char *name) const;
 
     BusClient m_bus;
-    std::vector<Event> m_events;
+    /// The paths of what came up.
+    std::vector<std::string> m_shown;
 };
 
 } // namespace test_support

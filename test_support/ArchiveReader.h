@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <map>
 #include <string>
-#include <sys/types.h>
+#include <sys/stat.h>
 #include <utility>
 #include <vector>
 
@@ -19,8 +19,8 @@ struct ArchivedItem {
     /// A file's bytes, or the target of a link.
     std::string content;
 
-    bool isFolder() const;
-    bool isLink() const;
+    bool isFolder() const { return S_ISDIR(mode); }
+    bool isLink() const { return S_ISLNK(mode); }
 };
 
 /// The items with their names, in the archive's order; folders end in "/".

@@ -1,8 +1,7 @@
 #include "test_support/Bus.h"
 
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
+#include <stdexcept>
 
 namespace test_support {
 
@@ -35,34 +34,27 @@ constexpr char portalSettings[] = "org.freedesktop.portal.Settings";
 } // namespace
 
 BusClient::BusClient(const std::string &address) {
+    constexpr std::chrono::microseconds limit = std::chrono::minutes(2);
     sd_bus *bus = nullptr;
     bool isOpen = sd_bus_new(&bus) >= 0;
     m_bus.reset(bus);
     isOpen = isOpen && sd_bus_set_address(bus, address.c_str()) >= 0 && sd_bus_set_bus_client(bus, 1) >= 0 &&
+             sd_bus_set_method_call_timeout(bus, static_cast<std::uint64_t>(limit.count())) >= 0 &&
              sd_bus_start(bus) >= 0;
-    if (!isOpen) {
-        std::fprintf(stderr, "The message bus %s does not answer\n", address.c_str());
-        std::abort();
-    }
-}
-
-bool BusClient::hasOwner(const std::string &name) const {
-    const auto answer = call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                             "NameHasOwner", "s", name.c_str());
-    int owned = 0;
-    return answer && sd_bus_message_read(answer.get(), "b", &owned) >= 0 && owned != 0;
+    if (!isOpen)
+        throw std::runtime_error("The message bus " + address + " does not answer");
 }
 
 BusObject::BusObject(const std::string &address, const std::string &service, const std::string &path,
                      Handler handler)
     : m_bus(address)
     , m_handler(std::move(handler)) {
-    sd_bus *bus = m_bus.get();
-    if (sd_bus_add_object(bus, nullptr, path.c_str(), &BusObject::handle, this) < 0 ||
-        sd_bus_request_name(bus, service.c_str(), 0) < 0) {
-        std::fprintf(stderr, "%s cannot be put on the bus\n", service.c_str());
-        std::abort();
-    }
+    const auto handle = [](sd_bus_message *message, void *object, sd_bus_error *) {
+        return static_cast<BusObject *>(object)->m_handler(message) ? 1 : 0;
+    };
+    if (sd_bus_add_object(m_bus.get(), nullptr, path.c_str(), handle, this) < 0 ||
+        sd_bus_request_name(m_bus.get(), service.c_str(), 0) < 0)
+        throw std::runtime_error(service + " cannot be put on the bus");
     m_thread = std::thread([this] { serve(); });
 }
 
@@ -71,47 +63,28 @@ BusObject::~BusObject() {
     m_thread.join();
 }
 
-void BusObject::perform(std::function<void(sd_bus *)> work) {
+void BusObject::perform(const std::function<void(sd_bus *)> &work) {
     const std::lock_guard lock(m_mutex);
-    m_work.push_back(std::move(work));
+    work(m_bus.get());
 }
 
 void BusObject::serve() {
-    constexpr std::chrono::microseconds pause = std::chrono::milliseconds(10);
-    while (!m_isEnding) {
-        std::vector<std::function<void(sd_bus *)>> work;
-        {
-            const std::lock_guard lock(m_mutex);
-            work.swap(m_work);
-        }
-        for (const auto &step : work)
-            step(m_bus.get());
-        const int progress = sd_bus_process(m_bus.get(), nullptr);
-        if (progress < 0)
-            return;
+    int progress = 0;
+    while (!m_isEnding && progress >= 0) {
         if (progress == 0)
-            sd_bus_wait(m_bus.get(), static_cast<std::uint64_t>(pause.count()));
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        const std::lock_guard lock(m_mutex);
+        progress = sd_bus_process(m_bus.get(), nullptr);
     }
-}
-
-int BusObject::handle(sd_bus_message *message, void *object, sd_bus_error *) {
-    return static_cast<BusObject *>(object)->m_handler(message) ? 1 : 0;
 }
 
 PrivateBus::PrivateBus(Accessibility accessibility) {
-    writeFile(m_folder.path() / "bus.conf", configuration(m_folder.path() / "bus"));
+    const auto file = m_folder.path() / "bus.conf";
+    writeFile(file, configuration(m_folder.path() / "bus"));
     m_daemon = std::make_unique<ProgramRun>(
         ProgramOptions{.program = "/usr/bin/dbus-daemon",
-                       .arguments = {"--nofork", "--print-address=1",
-                                     "--config-file=" + (m_folder.path() / "bus.conf").native()}});
-    const bool isUp =
-        waitUntil([this] { return m_daemon->standardOutput().ends_with('\n'); }, std::chrono::seconds(30));
-    if (!isUp) {
-        std::fprintf(stderr, "dbus-daemon does not start: %s\n", m_daemon->standardError().c_str());
-        std::abort();
-    }
-    m_address = m_daemon->standardOutput();
-    m_address.pop_back();
+                       .arguments = {"--nofork", "--print-address=1", "--config-file=" + file.native()}});
+    m_address = m_daemon->waitForFirstLine();
     if (accessibility == Accessibility::off)
         return;
     m_registry = std::make_unique<ProgramRun>(ProgramOptions{
@@ -121,11 +94,10 @@ PrivateBus::PrivateBus(Accessibility accessibility) {
     m_launcher = std::make_unique<BusObject>(
         m_address, "org.a11y.Bus", "/org/a11y/bus",
         [address = m_address](sd_bus_message *call) { return answer(call, address); });
-    BusClient client(m_address);
-    if (!waitUntil([&] { return client.hasOwner("org.a11y.atspi.Registry"); }, std::chrono::seconds(30))) {
-        std::fprintf(stderr, "at-spi2-registryd does not start: %s\n", m_registry->standardError().c_str());
-        std::abort();
-    }
+    const BusClient client(m_address);
+    const auto isThere = [&] { return client.ask("GetNameOwner", "org.a11y.atspi.Registry") != nullptr; };
+    if (!waitUntil(isThere, std::chrono::minutes(2)))
+        throw std::runtime_error("at-spi2-registryd does not start: " + m_registry->standardError());
 }
 
 std::vector<std::pair<std::string, std::optional<std::string>>> PrivateBus::variables() const {
@@ -136,22 +108,17 @@ std::vector<std::pair<std::string, std::optional<std::string>>> PrivateBus::vari
 
 Portal::Portal(const PrivateBus &bus, ColorScheme colorScheme)
     : m_colorScheme(colorScheme)
-    , m_object(bus.address(), "org.freedesktop.portal.Desktop", portalPath,
-               [this](sd_bus_message *call) { return answer(call); }) {}
+    , m_object(bus.address(), "org.freedesktop.portal.Desktop", portalPath, [this](sd_bus_message *call) {
+        return sd_bus_message_is_method_call(call, portalSettings, "Read") > 0 &&
+               sd_bus_reply_method_return(call, "v", "v", "u", m_colorScheme.load()) >= 0;
+    }) {}
 
 void Portal::change(ColorScheme colorScheme) {
     m_colorScheme = colorScheme;
     m_object.perform([colorScheme](sd_bus *connection) {
         sd_bus_emit_signal(connection, portalPath, portalSettings, "SettingChanged", "ssv",
-                           "org.freedesktop.appearance", "color-scheme", "u",
-                           static_cast<std::uint32_t>(colorScheme));
+                           "org.freedesktop.appearance", "color-scheme", "u", colorScheme);
     });
-}
-
-bool Portal::answer(sd_bus_message *call) const {
-    return sd_bus_message_is_method_call(call, portalSettings, "Read") > 0 &&
-           sd_bus_reply_method_return(call, "v", "v", "u",
-                                      static_cast<std::uint32_t>(m_colorScheme.load())) >= 0;
 }
 
 } // namespace test_support

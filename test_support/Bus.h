@@ -1,4 +1,6 @@
 // Message buses of the tests, with what answers there for services that a test machine does not have.
+//
+// Whatever cannot be started or reached throws std::runtime_error.
 #pragma once
 
 #include "test_support/ProgramRun.h"
@@ -23,13 +25,12 @@ using BusMessage = std::unique_ptr<sd_bus_message, decltype(&sd_bus_message_unre
 /// One connection to a message bus. One thread.
 class BusClient {
 public:
-    /// Ends the process when the bus does not take it.
     explicit BusClient(const std::string &address);
 
     sd_bus *get() const { return m_bus.get(); }
-    bool hasOwner(const std::string &name) const;
 
-    /// Calls a method and waits for its answer; empty on an error of any kind.
+    /// Calls a method and waits for its answer; empty on an error of any kind. What does not answer within
+    /// minutes hangs: a busy machine is no error.
     template <typename... Arguments>
     BusMessage call(const std::string &destination, const std::string &path, const char *interface,
                     const char *method, const char *types, Arguments... arguments) const {
@@ -37,6 +38,11 @@ public:
         sd_bus_call_method(m_bus.get(), destination.c_str(), path.c_str(), interface, method, nullptr,
                            &answer, types, arguments...);
         return {answer, &sd_bus_message_unref};
+    }
+    /// Calls a method of the bus itself about a name.
+    BusMessage ask(const char *method, const std::string &name) const {
+        return call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", method, "s",
+                    name.c_str());
     }
 
 private:
@@ -58,17 +64,15 @@ public:
     BusObject(const BusObject &) = delete;
     BusObject &operator=(const BusObject &) = delete;
 
-    /// Has `work` done with the connection in the object's thread, soon.
-    void perform(std::function<void(sd_bus *)> work);
+    /// Does `work` with the connection, while the object's thread leaves it alone.
+    void perform(const std::function<void(sd_bus *)> &work);
 
 private:
     void serve();
-    static int handle(sd_bus_message *message, void *object, sd_bus_error *error);
 
     BusClient m_bus;
     Handler m_handler;
     std::mutex m_mutex;
-    std::vector<std::function<void(sd_bus *)>> m_work;
     std::atomic<bool> m_isEnding = false;
     std::thread m_thread;
 };
@@ -79,8 +83,8 @@ class PrivateBus {
 public:
     enum class Accessibility { on, off };
 
-    /// Returns when the bus takes clients and the registry is there; ends the process when it cannot be had.
-    /// Without accessibility it is the session's bus alone.
+    /// Returns when the bus takes clients and the registry is there. Without accessibility it is the
+    /// session's bus alone.
     explicit PrivateBus(Accessibility accessibility = Accessibility::on);
 
     const std::string &address() const { return m_address; }
@@ -117,8 +121,6 @@ public:
     void change(ColorScheme colorScheme);
 
 private:
-    bool answer(sd_bus_message *call) const;
-
     std::atomic<ColorScheme> m_colorScheme;
     BusObject m_object;
 };

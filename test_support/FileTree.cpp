@@ -3,6 +3,7 @@
 #include "test_support/ScratchHome.h"
 
 #include <QCryptographicHash>
+#include <sstream>
 #include <sys/stat.h>
 
 namespace test_support {
@@ -11,22 +12,19 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string contentOf(const fs::path &path, mode_t mode) {
-    if (S_ISLNK(mode))
-        return fs::read_symlink(path).native();
-    if (!S_ISREG(mode))
-        return {};
-    return QCryptographicHash::hash(readFile(path), QCryptographicHash::Sha1).toHex().toStdString();
-}
-
 std::string describe(const fs::path &path) {
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0)
         return "gone";
-    const std::string size = S_ISDIR(status.st_mode) ? "" : std::to_string(status.st_size);
-    return std::to_string(status.st_mode) + " " + std::to_string(status.st_uid) + " " + size + " " +
-           std::to_string(status.st_mtim.tv_sec) + "." + std::to_string(status.st_mtim.tv_nsec) + " " +
-           contentOf(path, status.st_mode);
+    std::ostringstream text;
+    text << status.st_mode << ' ' << status.st_uid << ' ' << status.st_mtim.tv_sec << '.'
+         << status.st_mtim.tv_nsec << ' ';
+    if (S_ISLNK(status.st_mode))
+        text << fs::read_symlink(path);
+    if (S_ISREG(status.st_mode))
+        text << status.st_size << ' '
+             << QCryptographicHash::hash(readFile(path), QCryptographicHash::Sha1).toHex().constData();
+    return text.str();
 }
 
 } // namespace
@@ -46,38 +44,29 @@ std::map<std::string, std::string> treeOf(const fs::path &folder, const fs::path
 std::vector<std::string> differences(const std::map<std::string, std::string> &before,
                                      const std::map<std::string, std::string> &after) {
     std::vector<std::string> result;
-    const auto note = [&](const char *what, const std::string &path, const std::string &description) {
-        std::string line = what;
-        line.append(path).append(": ").append(description);
-        result.push_back(std::move(line));
+    const auto addMissing = [&result](const char *what, const auto &from, const auto &in) {
+        for (const auto &[path, description] : from) {
+            const auto found = in.find(path);
+            if (found == in.end() || found->second != description)
+                result.push_back(what + path + ": " + description);
+        }
     };
-    for (const auto &[path, description] : before) {
-        const auto found = after.find(path);
-        if (found == after.end())
-            note("gone: ", path, description);
-        else if (found->second != description)
-            note("changed: ", path, description + " -> " + found->second);
-    }
-    for (const auto &[path, description] : after) {
-        if (!before.contains(path))
-            note("new: ", path, description);
-    }
+    addMissing("before: ", before, after);
+    addMissing("after: ", after, before);
     return result;
 }
 
 std::vector<std::string> openToOthers(const fs::path &folder) {
     std::vector<std::string> result;
     const auto check = [&](const fs::path &path) {
-        struct stat status {};
-        if (::lstat(path.c_str(), &status) == 0 && !S_ISLNK(status.st_mode) &&
-            (status.st_mode & (S_IRWXG | S_IRWXO)) != 0)
+        const fs::file_status status = fs::symlink_status(path);
+        const fs::perms others = fs::perms::group_all | fs::perms::others_all;
+        if (!fs::is_symlink(status) && (status.permissions() & others) != fs::perms::none)
             result.push_back(path.native());
     };
     check(folder);
-    std::error_code error;
-    fs::recursive_directory_iterator entry(folder, error);
-    for (const fs::recursive_directory_iterator end; !error && entry != end; entry.increment(error))
-        check(entry->path());
+    for (const auto &entry : fs::recursive_directory_iterator(folder))
+        check(entry.path());
     return result;
 }
 

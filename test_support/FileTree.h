@@ -13,8 +13,7 @@ namespace test_support {
 std::map<std::string, std::string> treeOf(const std::filesystem::path &folder,
                                           const std::filesystem::path &except = {});
 
-/// The paths at which two such trees differ, with what is at each: short enough to be read in a test's
-/// output.
+/// The entries in which two such trees differ, as they were before and as they are after.
 std::vector<std::string> differences(const std::map<std::string, std::string> &before,
                                      const std::map<std::string, std::string> &after);
 

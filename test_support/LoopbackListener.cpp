@@ -5,7 +5,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <netinet/in.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -49,19 +48,15 @@ bool sendAll(int socket, std::string_view bytes) {
     return true;
 }
 
-// Passes on what one side sends; false when that side has ended.
-bool passOn(int from, int to) {
+// Passes on what one side sends; ends both when that side has ended.
+void passOn(int from, int to) {
     std::array<char, 65536> buffer{};
-    const ssize_t count = ::recv(from, buffer.data(), buffer.size(), 0);
-    return count > 0 && sendAll(to, std::string_view(buffer.data(), static_cast<std::size_t>(count)));
-}
-
-void relay(int one, int other) {
-    std::array<struct pollfd, 2> ends{{{one, POLLIN, 0}, {other, POLLIN, 0}}};
-    while (::poll(ends.data(), ends.size(), -1) > 0) {
-        if ((ends[0].revents != 0 && !passOn(one, other)) || (ends[1].revents != 0 && !passOn(other, one)))
-            return;
-    }
+    ssize_t count = 0;
+    do {
+        count = ::recv(from, buffer.data(), buffer.size(), 0);
+    } while (count > 0 && sendAll(to, std::string_view(buffer.data(), static_cast<std::size_t>(count))));
+    ::shutdown(from, SHUT_RDWR);
+    ::shutdown(to, SHUT_RDWR);
 }
 
 } // namespace
@@ -150,16 +145,16 @@ void ConnectProxy::serve(int socket) {
     const auto address = loopback(std::atoi(line.c_str() + colon + 1));
     const int target = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (::connect(target, reinterpret_cast<const struct sockaddr *>(&address), sizeof address) == 0 &&
-        sendAll(socket, "HTTP/1.1 200 Connected\r\n\r\n"))
-        relay(socket, target);
+        sendAll(socket, "HTTP/1.1 200 Connected\r\n\r\n")) {
+        std::thread answers(passOn, target, socket);
+        passOn(socket, target);
+        answers.join();
+    }
     ::close(target);
 }
 
 int closedPort() {
-    const int socket = boundSocket();
-    const int port = portOf(socket);
-    ::close(socket);
-    return port;
+    return LoopbackListener([](int) {}).port();
 }
 
 } // namespace test_support

@@ -1,16 +1,15 @@
 #include "test_support/ProgramRun.h"
 
-#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
 #include <grp.h>
 #include <map>
+#include <stdexcept>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace test_support {
@@ -140,6 +139,15 @@ void ProgramRun::send(int signal) const {
 std::optional<ProgramEnd> ProgramRun::waitForEnd(std::chrono::milliseconds limit) {
     waitUntil([this] { return !isRunning(); }, limit);
     return m_end;
+}
+
+std::string ProgramRun::waitForFirstLine() {
+    waitUntil([this] { return standardOutput().find('\n') != std::string::npos || !isRunning(); },
+              std::chrono::minutes(2));
+    const std::string output = standardOutput();
+    if (output.find('\n') == std::string::npos)
+        throw std::runtime_error("A server does not start: " + standardError());
+    return output.substr(0, output.find('\n'));
 }
 
 std::string ProgramRun::standardOutput() const {

@@ -3,12 +3,13 @@
 #pragma once
 
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <functional>
 #include <optional>
 #include <ostream>
 #include <string>
-#include <sys/types.h>
+#include <sys/wait.h>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -67,6 +68,9 @@ public:
     /// None when the program still runs after `limit`.
     std::optional<ProgramEnd> waitForEnd(std::chrono::milliseconds limit = std::chrono::seconds(30));
 
+    /// The first line that a server prints once it takes clients; throws std::runtime_error with what it
+    /// printed as errors when it ends before.
+    std::string waitForFirstLine();
     std::string standardOutput() const;
     std::string standardError() const;
     /// The most memory that it held at a time; known when it has ended.
@@ -96,7 +100,7 @@ std::vector<pid_t> processesOf(const std::string &programName);
 
 /// Waits until `condition` holds; false when `limit` passes first.
 template <typename Condition>
-bool waitUntil(Condition condition, std::chrono::milliseconds limit = std::chrono::seconds(10)) {
+bool waitUntil(Condition condition, std::chrono::milliseconds limit = std::chrono::seconds(30)) {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline)

@@ -3,7 +3,7 @@
 #include "test_support/ScratchHome.h"
 
 #include <QRegularExpression>
-#include <cstdlib>
+#include <stdexcept>
 
 namespace test_support {
 
@@ -22,21 +22,14 @@ fs::path ScratchBundle::info() const {
     return m_path / "Contents/Info.plist";
 }
 
-void ScratchBundle::setText(const std::string &key, const std::string &value) const {
-    replaceText(key, "<key>" + key + "</key><string>" + value + "</string>");
-}
-
-void ScratchBundle::removeText(const std::string &key) const {
-    replaceText(key, "");
-}
-
-void ScratchBundle::replaceText(const std::string &key, const std::string &replacement) const {
+void ScratchBundle::setValue(const std::string &key, const std::string &value) const {
+    const QString name = QStringLiteral("<key>%1</key>").arg(QString::fromStdString(key));
+    const QRegularExpression entry(name + QStringLiteral("\\s*<(string>[^<]*</string|true/|false/)>"));
     QString text = QString::fromUtf8(readFile(info()));
-    const QRegularExpression entry(
-        QStringLiteral("<key>%1</key>\\s*<string>[^<]*</string>").arg(QString::fromStdString(key)));
     if (!text.contains(entry))
-        std::abort();
-    writeFile(info(), text.replace(entry, QString::fromStdString(replacement)).toUtf8());
+        throw std::runtime_error("Info.plist has no " + key);
+    text.replace(entry, value.empty() ? QString() : name + QString::fromStdString(value));
+    writeFile(info(), text.toUtf8());
 }
 
 } // namespace test_support

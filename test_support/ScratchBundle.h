@@ -16,14 +16,15 @@ public:
     std::filesystem::path executable() const;
     std::filesystem::path info() const;
 
-    /// Gives a text of the bundle's Info.plist another value. The key must be there.
-    void setText(const std::string &key, const std::string &value) const;
-    /// Removes a text of the bundle's Info.plist.
-    void removeText(const std::string &key) const;
+    /// Replaces a value of the bundle's Info.plist, which must be there, by this one in XML; by nothing: with
+    /// its key.
+    void setValue(const std::string &key, const std::string &value) const;
+    void setText(const std::string &key, const std::string &text) const {
+        setValue(key, "<string>" + text + "</string>");
+    }
+    void removeText(const std::string &key) const { setValue(key, ""); }
 
 private:
-    void replaceText(const std::string &key, const std::string &replacement) const;
-
     std::filesystem::path m_path;
 };
 

@@ -1,7 +1,7 @@
 // A display without a screen, and what is on it as anybody sees it who looks at it: pixels, windows, what
 // these ask of a window manager, and the clipboard.
 //
-// One thread.
+// One thread. A display that cannot be started or reached throws std::runtime_error.
 #pragma once
 
 #include "test_support/Accessibility.h"
@@ -14,8 +14,7 @@
 #include <optional>
 #include <string>
 #include <vector>
-
-struct xcb_connection_t;
+#include <xcb/xcb.h>
 
 namespace test_support {
 
@@ -27,7 +26,7 @@ struct DisplaySize {
 /// A display of the test's own, which ends with its object.
 class Xvfb {
 public:
-    /// Takes clients when it returns. Ends the process when there is no such display to be had.
+    /// Takes clients when it returns.
     explicit Xvfb(DisplaySize size = {});
 
     /// What DISPLAY is to be.
@@ -38,13 +37,32 @@ private:
     std::string m_name;
 };
 
-class Screen {
+/// A connection to a display.
+class DisplayClient {
+protected:
+    explicit DisplayClient(const std::string &display);
+
+    xcb_connection_t *connection() const { return m_connection.get(); }
+    xcb_window_t root() const;
+    xcb_atom_t atom(const std::string &name) const;
+    /// The bytes of a window's property; empty when it has none of that format (8 or 32 bits).
+    std::string property(xcb_window_t window, const std::string &name, int format) const;
+    /// Sends an event of 32 bytes to a window.
+    template <typename Event>
+    void send(xcb_window_t window, const Event &event) const {
+        xcb_send_event(connection(), 0, window, XCB_EVENT_MASK_NO_EVENT,
+                       reinterpret_cast<const char *>(&event));
+        xcb_flush(connection());
+    }
+
+private:
+    std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> m_connection;
+};
+
+class Screen : private DisplayClient {
 public:
-    /// Ends the process when the display cannot be reached.
-    explicit Screen(const std::string &display);
-    ~Screen();
-    Screen(const Screen &) = delete;
-    Screen &operator=(const Screen &) = delete;
+    explicit Screen(const std::string &display)
+        : DisplayClient(display) {}
 
     /// The windows that programs have mapped, lowest first, those of no process known left out.
     struct Window {
@@ -69,32 +87,25 @@ public:
     std::uint32_t pixel(int x, int y) const;
 
 private:
-    std::vector<std::uint32_t> property(std::uint32_t window, const char *name) const;
-    std::string textProperty(std::uint32_t window, const char *name) const;
-
-    xcb_connection_t *m_connection = nullptr;
-    std::uint32_t m_root = 0;
+    std::vector<std::uint32_t> numbers(xcb_window_t window, const std::string &property) const;
 };
 
 /// A desktop's clipboard manager: saves what was copied in a program that ends (freedesktop.org, "Clipboard
 /// Manager Specification").
-class ClipboardManager {
+class ClipboardManager : private DisplayClient {
 public:
-    /// Is the display's manager from now on. Ends the process when the display cannot be reached.
+    /// Is the display's manager from now on.
     explicit ClipboardManager(const std::string &display);
-    ~ClipboardManager();
-    ClipboardManager(const ClipboardManager &) = delete;
-    ClipboardManager &operator=(const ClipboardManager &) = delete;
 
     /// Waits for a program that asks for its copy to be saved, and gives the copied text; none when no
     /// program asks within the limit, or what it offers is no text.
     std::optional<std::string> save(std::chrono::milliseconds limit);
 
 private:
-    std::optional<std::string> convertedText(std::chrono::milliseconds limit);
+    template <typename Event>
+    std::optional<Event> nextEvent(int type, std::chrono::milliseconds limit) const;
 
-    xcb_connection_t *m_connection;
-    std::uint32_t m_window;
+    xcb_window_t m_window;
 };
 
 } // namespace test_support

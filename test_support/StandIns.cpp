@@ -48,11 +48,10 @@ StandInProgram::StandInProgram(const std::string &name, const QByteArray &script
         if (entry.path().filename() != name)
             fs::create_symlink(entry.path(), shown / entry.path().filename());
     }
-    const std::string note = calls.native() + "/$$";
-    writeFile(shown / name, "#!/bin/sh\nprintf '%s\\0' \"$0\" \"$@\" > " + QByteArray::fromStdString(note) +
-                                ".part\nmv " + QByteArray::fromStdString(note) + ".part " +
-                                QByteArray::fromStdString(note) + ".call\n" + script);
-    fs::permissions(shown / name, fs::perms::owner_all);
+    const QByteArray note = QByteArray::fromStdString(calls) + "/$$";
+    writeProgram(shown / name, "#!/bin/sh\nprintf '%s\\0' \"$0\" \"$@\" > " + note + ".part\nmv " + note +
+                                   ".part " + note + ".call\nreal=" + QByteArray::fromStdString(real / name) +
+                                   "\n" + script);
     m_mount.reset(new Mount(Mount::over(shown, "/usr/bin")));
 }
 

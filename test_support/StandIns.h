@@ -17,7 +17,7 @@ namespace test_support {
 /// Is "/usr/bin/<name>", whether or not there is such a program, and notes how it is called.
 class StandInProgram {
 public:
-    /// `script` is what it does then, a shell's lines.
+    /// `script` is what it does then, a shell's lines; `$real` is the program that it replaces.
     explicit StandInProgram(const std::string &name, const QByteArray &script = {});
 
     /// Each call so far: the path by which the program was started, and its arguments.

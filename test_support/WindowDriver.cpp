@@ -32,8 +32,29 @@ WindowDriver::WindowDriver(const ProgramOptions &program, const Xvfb &display, c
     , m_program(std::make_unique<ProgramRun>(test_support::onDisplay(program, display, bus, scale)))
     , m_process(m_program->processId()) {}
 
+// Waits until it holds, or the program has ended.
+template <typename Condition>
+void WindowDriver::require(Condition condition, const std::string &complaint) const {
+    bool holds = false;
+    waitUntil(
+        [&] {
+            holds = condition();
+            return holds || !m_program->isRunning();
+        },
+        limit);
+    if (!holds)
+        throw std::runtime_error(complaint + ":\n" + description());
+}
+
 std::vector<Control> WindowDriver::controls() const {
-    return m_accessibility.controlsOf(m_process);
+    std::optional<std::vector<Control>> found;
+    waitUntil(
+        [&] {
+            found = m_accessibility.controlsOf(m_process);
+            return found || !m_program->isRunning();
+        },
+        limit);
+    return found.value_or(std::vector<Control>());
 }
 
 std::optional<Control> WindowDriver::look(const std::string &role, const std::string &name) const {
@@ -44,22 +65,15 @@ std::optional<Control> WindowDriver::look(const std::string &role, const std::st
     return std::nullopt;
 }
 
-Control WindowDriver::find(const std::string &role, const std::string &name) const {
-    return find(role, name, [](const Control &) { return true; });
-}
-
 Control WindowDriver::find(const std::string &role, const std::string &name,
                            const std::function<bool(const Control &)> &condition) const {
     std::optional<Control> found;
-    const bool isThere = waitUntil(
+    require(
         [&] {
             found = look(role, name);
-            return (found && condition(*found)) || !m_program->isRunning();
+            return found && condition(*found);
         },
-        limit);
-    if (!isThere || !found || !condition(*found))
-        throw std::runtime_error("There is no " + role + " \"" + name + "\" as it should be, but:\n" +
-                                 description());
+        "There is no " + role + " \"" + name + "\" as it should be, but");
     return *found;
 }
 
@@ -68,38 +82,27 @@ Control WindowDriver::findEnabled(const std::string &role, const std::string &na
 }
 
 void WindowDriver::waitUntilGone(const std::string &role, const std::string &name) const {
-    if (!waitUntil([&] { return !shows(role, name); }, limit))
-        throw std::runtime_error("The " + role + " \"" + name + "\" does not go:\n" + description());
-}
-
-std::optional<Control> WindowDriver::focused() const {
-    // The innermost one: what is around it has the focus as well.
-    std::optional<Control> found;
-    for (const Control &control : controls()) {
-        if (control.isFocused())
-            found = control;
-    }
-    return found;
+    require([&] { return !shows(role, name); }, "The " + role + " \"" + name + "\" does not go");
 }
 
 void WindowDriver::waitForFocus(const std::string &role, const std::string &name) const {
-    const auto hasIt = [&] {
-        const auto control = focused();
-        return control && control->role == role && control->name == name;
+    const auto hasFocus = [&] {
+        // The innermost one counts: what is around it has the focus as well.
+        const std::vector<Control> all = controls();
+        const auto found = std::find_if(all.rbegin(), all.rend(), std::mem_fn(&Control::isFocused));
+        return found != all.rend() && found->role == role && found->name == name;
     };
-    if (!waitUntil(hasIt, limit))
-        throw std::runtime_error("The " + role + " \"" + name + "\" does not get the keyboard:\n" +
-                                 description());
+    require(hasFocus, "The " + role + " \"" + name + "\" does not get the keyboard");
 }
 
 void WindowDriver::click(const std::string &role, const std::string &name) const {
     clickAt(findEnabled(role, name));
 }
 
-void WindowDriver::clickAt(const Control &control, int times) const {
+void WindowDriver::clickAt(const Control &control) const {
     const Extents place = onDisplay(scrolledTo(control).extents);
     input({"mousemove", std::to_string(place.x + place.width / 2), std::to_string(place.y + place.height / 2),
-           "click", "--repeat", std::to_string(times), "--delay", "60", "1"});
+           "click", "1"});
 }
 
 void WindowDriver::movePointerAway() const {
@@ -140,17 +143,15 @@ void WindowDriver::input(std::vector<std::string> words) const {
 
 Screen::Window WindowDriver::window(const std::string &title) const {
     std::optional<Screen::Window> found;
-    const bool isThere = waitUntil(
+    require(
         [&] {
             for (const auto &window : m_screen.windows()) {
                 if (window.process == m_process && window.title == title)
                     found = window;
             }
-            return found.has_value() || !m_program->isRunning();
+            return found.has_value();
         },
-        limit);
-    if (!isThere || !found)
-        throw std::runtime_error("There is no window \"" + title + "\"");
+        "There is no window \"" + title + "\"");
     return *found;
 }
 

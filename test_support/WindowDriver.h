@@ -12,12 +12,13 @@
 #include "test_support/Screen.h"
 
 #include <functional>
+#include <optional>
 
 namespace test_support {
 
 class WindowDriver {
 public:
-    static constexpr auto limit = std::chrono::seconds(30);
+    static constexpr auto limit = std::chrono::seconds(60);
 
     /// Starts the program on that display and bus. `scale` is what a pixel of the program's is on the
     /// display.
@@ -30,28 +31,26 @@ public:
     Screen &screen() { return m_screen; }
     Accessibility &accessibility() { return m_accessibility; }
 
-    /// All that is on the screen, of all windows of the program.
+    /// All that is on the screen, of all windows of the program; nothing when it has ended.
     std::vector<Control> controls() const;
     std::optional<Control> look(const std::string &role, const std::string &name) const;
     bool shows(const std::string &role, const std::string &name) const {
         return look(role, name).has_value();
     }
-    /// Waits for it.
-    Control find(const std::string &role, const std::string &name) const;
-    /// Waits for it in that condition.
-    Control find(const std::string &role, const std::string &name,
-                 const std::function<bool(const Control &)> &condition) const;
+    /// Waits for it, in that condition.
+    Control find(
+        const std::string &role, const std::string &name,
+        const std::function<bool(const Control &)> &condition = [](const Control &) { return true; }) const;
     Control findEnabled(const std::string &role, const std::string &name) const;
     void waitUntilGone(const std::string &role, const std::string &name) const;
     std::string textOf(const Control &control) const { return m_accessibility.textOf(control); }
-    /// The control that has the keyboard.
-    std::optional<Control> focused() const;
+    /// Waits until it has the keyboard.
     void waitForFocus(const std::string &role, const std::string &name) const;
 
     /// Waits for it to be there and enabled, moves the pointer to its middle, and clicks; scrolls to it where
     /// it is out of the window's sight.
     void click(const std::string &role, const std::string &name) const;
-    void clickAt(const Control &control, int times = 1) const;
+    void clickAt(const Control &control) const;
     void movePointerAway() const;
     void type(const std::string &text) const;
     /// A key or a combination of keys, as xdotool names them.
@@ -69,6 +68,8 @@ public:
     std::string description() const;
 
 private:
+    template <typename Condition>
+    void require(Condition condition, const std::string &complaint) const;
     void input(std::vector<std::string> words) const;
     Control scrolledTo(const Control &control) const;
 

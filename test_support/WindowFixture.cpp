@@ -111,7 +111,7 @@ OwnSupportService::OwnSupportService() {
         return;
     const fs::path info = fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "Info.plist";
     QByteArray text = test_support::readFile(info);
-    text.replace("support.brennic.example", QByteArray::fromStdString(m_service->host()));
+    text.replace("support.brennic.example", QByteArray::fromStdString(m_service.host()));
     test_support::writeFile(m_folder.path() / "Info.plist", text);
     m_info.reset(new test_support::Mount(test_support::Mount::over(m_folder.path() / "Info.plist", info)));
 }

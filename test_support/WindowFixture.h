@@ -65,14 +65,12 @@ class OwnSupportService {
 public:
     OwnSupportService();
 
-    /// From now on nothing listens there.
-    void stopService() { m_service.reset(); }
-    support_service::SupportService &service() { return *m_service; }
+    support_service::SupportService &service() { return m_service; }
 
 private:
     test_support::ScratchFolder m_folder;
-    std::optional<support_service::SupportService> m_service{std::in_place};
-    test_support::ScopedEnvironment m_trust{"SSL_CERT_FILE", m_service->certificateFile().native()};
+    support_service::SupportService m_service;
+    test_support::ScopedEnvironment m_trust{"SSL_CERT_FILE", m_service.certificateFile().native()};
     test_support::ScopedEnvironment m_proxy{"https_proxy", std::nullopt};
     test_support::ScopedEnvironment m_otherProxy{"all_proxy", std::nullopt};
     std::unique_ptr<test_support::Mount> m_info;

@@ -5,6 +5,7 @@
 #include "sample_product/RunningProduct.h"
 #include "test_support/Bus.h"
 #include "test_support/Isolation.h"
+#include "test_support/StandIns.h"
 
 #include <cstdlib>
 #include <tuple>
@@ -60,7 +61,7 @@ protected:
 TEST_P(Screenshots, OfAWholeRun) {
     const auto product = install({.logBytes = 6'000'000, .logFiles = 6, .incompressible = true});
     RunningProduct running(product.executable);
-    const Mount zip = holdZip();
+    const StandInProgram zip("zip", waitingFor("pack") + "exec \"$real\" \"$@\"\n");
     holdCapture();
     open();
     take("start");
@@ -76,7 +77,7 @@ TEST_P(Screenshots, OfAWholeRun) {
     press("Stop diagnostics");
     waitForText("Capturing system configuration and settings.");
     take("capturing");
-    releaseCapture();
+    release("go-on");
     window().waitForFocus("text", descriptionName);
     take("form");
     window().type("x");
@@ -101,7 +102,7 @@ TEST_P(Screenshots, OfAWholeRun) {
     press("Share logs");
     waitForText("Compressing logs.");
     take("compressing");
-    releaseZip();
+    release("pack");
     ASSERT_TRUE(service.waitForBodyBytes(2'000'000, std::chrono::seconds(30)));
     take("uploading");
     expectUploadError("-999");
@@ -132,10 +133,7 @@ TEST_P(Screenshots, WithoutANetwork) {
 TEST_P(Screenshots, OfAnArchiveThatIsTooLarge) {
     install();
     expectError("Logs Size is large.");
-    const fs::path standIn = home.path() / "zip";
-    writeFile(standIn, "#!/bin/sh\nexec /usr/bin/truncate -s 104857600 \"$3\"\n");
-    fs::permissions(standIn, fs::perms::all);
-    const Mount zip = Mount::over(standIn, "/usr/bin/zip");
+    const StandInProgram zip("zip", "exec truncate -s 104857600 \"$3\"\n");
     open();
     share();
     waitForText("Error sharing logs.");
@@ -143,9 +141,7 @@ TEST_P(Screenshots, OfAnArchiveThatIsTooLarge) {
 }
 
 TEST_P(Screenshots, OfTheStandaloneProgram) {
-    QByteArray info = readFile(bundle.info());
-    const qsizetype key = info.indexOf("<key>LumamonStandaloneVersion</key>");
-    writeFile(bundle.info(), info.replace(info.indexOf("<false/>", key), 8, "<true/>"));
+    makeStandalone();
     install();
     open();
     press("Start diagnostics");

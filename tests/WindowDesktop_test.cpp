@@ -1,10 +1,8 @@
 // The window on the desktop: its links and the clipboard, the system's appearance, its size.
 #include "tests/WindowRun.h"
 
-#include "test_support/Bus.h"
-#include "test_support/Screen.h"
+#include "test_support/StandIns.h"
 
-namespace fs = std::filesystem;
 using namespace support_service;
 using namespace test_support;
 
@@ -14,21 +12,12 @@ class WindowDesktop : public WindowRun {
 protected:
     using WindowRun::WindowRun;
 
-    // An xdg-open that writes down what it is to open.
-    Mount openerThatNotes() const {
-        const fs::path standIn = home.path() / "xdg-open";
-        writeFile(standIn, "#!/bin/sh\nprintf '%s' \"$1\" > '" +
-                               QByteArray::fromStdString(opened().native()) + ".part'\nmv '" +
-                               QByteArray::fromStdString(opened().native()) + ".part' '" +
-                               QByteArray::fromStdString(opened().native()) + "'\n");
-        fs::permissions(standIn, fs::perms::all);
-        return Mount::over(standIn, "/usr/bin/xdg-open");
-    }
-    fs::path opened() const { return home.path() / "opened"; }
-    void expectOpened(const std::string &target) {
-        EXPECT_TRUE(waitUntil([this] { return fs::exists(opened()); }));
-        EXPECT_EQ(readFile(opened()).toStdString(), target);
-        fs::remove(opened());
+    void expectOpened(const StandInProgram &opener, const std::vector<std::string> &targets) {
+        std::vector<std::vector<std::string>> calls;
+        for (const std::string &target : targets)
+            calls.push_back({"/usr/bin/xdg-open", target});
+        EXPECT_TRUE(waitUntil([&] { return opener.calls().size() >= calls.size(); }));
+        EXPECT_THAT(opener.calls(), testing::UnorderedElementsAreArray(calls));
     }
 
     std::string clipboard() const {
@@ -37,6 +26,16 @@ protected:
                          .variables = {{"DISPLAY", display.name()}}});
         EXPECT_EQ(tool.waitForEnd(std::chrono::seconds(5)), exited(0)) << tool.standardError();
         return tool.standardOutput();
+    }
+
+    // A captured run whose Log ID is copied; gives that.
+    std::string copyLogId() {
+        install();
+        open();
+        capture();
+        window().click("push button", "Copy ID");
+        window().find("push button", "ID Copied!");
+        return shownLogId();
     }
 
     std::string shownLogId() {
@@ -56,19 +55,10 @@ protected:
     }
 };
 
-int brightnessOf(std::uint32_t pixel) {
-    return static_cast<int>((pixel >> 16 & 255) + (pixel >> 8 & 255) + (pixel & 255)) / 3;
-}
-
 } // namespace
 
 TEST_F(WindowDesktop, TheCopiedLogIdOutlivesTheWindow) {
-    install();
-    open();
-    capture();
-    window().click("push button", "Copy ID");
-    window().find("push button", "ID Copied!");
-    const std::string copied = shownLogId();
+    const std::string copied = copyLogId();
     EXPECT_EQ(copied.size(), 36U);
     EXPECT_EQ(clipboard(), copied);
     ClipboardManager manager(display.name());
@@ -78,11 +68,7 @@ TEST_F(WindowDesktop, TheCopiedLogIdOutlivesTheWindow) {
 }
 
 TEST_F(WindowDesktop, AClipboardManagerThatHangsDoesNotHoldTheEnd) {
-    install();
-    open();
-    capture();
-    window().click("push button", "Copy ID");
-    window().find("push button", "ID Copied!");
+    copyLogId();
     const ClipboardManager manager(display.name());
     closeAndExpectTheEnd();
 }
@@ -90,7 +76,7 @@ TEST_F(WindowDesktop, AClipboardManagerThatHangsDoesNotHoldTheEnd) {
 TEST_F(WindowDesktop, LinksOpenTheRunFolderAndAPreparedMessage) {
     REQUIRE_OWN_NAMESPACES();
     install();
-    const Mount opener = openerThatNotes();
+    const StandInProgram opener("xdg-open");
     service.setBehaviour({.status = 500});
     expectUploadError("1");
     open();
@@ -100,17 +86,19 @@ TEST_F(WindowDesktop, LinksOpenTheRunFolderAndAPreparedMessage) {
     const std::string id = shownLogId();
     press("Share logs");
     window().click("link", "view the logs");
-    expectOpened(runFolder().native());
+    const std::string folder = runFolder().native();
+    expectOpened(opener, {folder});
     window().click("link", "lumadoc-support@brennic.example");
-    expectOpened("mailto:lumadoc-support@brennic.example"
-                 "?subject=Lumadoc%20troubleshooting%20using%20Brennic%20Lumadoc%20Diagnostics."
-                 "&body=Hi%20Team,%0A%0ALocal%20Log%20ID:%20" +
-                 id + "%0ADescription:%20a%20&%20b%0AEmail%20address:%20x+y@brennic.example%0A");
+    const std::string message =
+        "mailto:lumadoc-support@brennic.example"
+        "?subject=Lumadoc%20troubleshooting%20using%20Brennic%20Lumadoc%20Diagnostics."
+        "&body=Hi%20Team,%0A%0ALocal%20Log%20ID:%20" +
+        id + "%0ADescription:%20a%20&%20b%0AEmail%20address:%20x+y@brennic.example%0A";
+    expectOpened(opener, {folder, message});
     // By the keyboard as well.
-    window().key("shift+Tab");
-    window().waitForFocus("link", "view the logs");
+    go("shift+Tab", "link", "view the logs");
     window().key("Return");
-    expectOpened(runFolder().native());
+    expectOpened(opener, {folder, message, folder});
 }
 
 TEST_F(WindowDesktop, BeginsInTheSystemsAppearanceAndFollowsIt) {
@@ -118,7 +106,7 @@ TEST_F(WindowDesktop, BeginsInTheSystemsAppearanceAndFollowsIt) {
     open();
     const Screen::Window place = window().window();
     const auto background = [&] {
-        return brightnessOf(window().screen().pixel(place.extents.x + 4, place.extents.y + 4));
+        return qGray(window().screen().pixel(place.extents.x + 4, place.extents.y + 4));
     };
     EXPECT_TRUE(waitUntil([&] { return background() < 60; })) << background();
     // The window listens by then.
@@ -145,7 +133,7 @@ TEST_F(WindowDesktop, IsNeverSmallerThanItsContentAndUsesTheRoomOfALargerWindow)
     });
     // The sections are in the middle.
     EXPECT_TRUE(waitUntil([this] {
-        const Extents button = window().look("push button", "Share logs")->extents;
+        const Extents button = window().find("push button", "Share logs").extents;
         return std::abs(button.x + button.width / 2 - 500) <= 6;
     }));
 }

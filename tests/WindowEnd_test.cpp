@@ -1,7 +1,7 @@
 // How a run in the window ends before its time, and starts that come to no window.
 #include "tests/WindowRun.h"
 
-#include "sample_product/RunningProduct.h"
+#include "test_support/StandIns.h"
 
 #include <csignal>
 
@@ -24,12 +24,31 @@ protected:
         open();
         for (const char *name : {"Advanced logs", "System apps information"}) {
             window().click("check box", name);
-            window().find("check box", name, [](const Control &toggle) { return toggle.isChecked(); });
+            waitForCheck(name);
         }
         press("Start diagnostics");
         press("Stop diagnostics");
         waitForText("Capturing system configuration and settings.");
     }
+};
+
+// The ways to end a run that has switched the product's logging on.
+enum class Ending { byItsCross, bySignal };
+
+class WindowEndOfLogging : public WindowEnd, public testing::WithParamInterface<Ending> {
+protected:
+    void expectSwitchedOffAtTheEnd() {
+        EXPECT_TRUE(isSwitchedOn(product));
+        if (GetParam() == Ending::byItsCross) {
+            closeAndExpectTheEnd();
+        } else {
+            window().program().send(SIGTERM);
+            EXPECT_TRUE(window().program().waitForEnd(std::chrono::seconds(2)));
+        }
+        EXPECT_FALSE(isSwitchedOn(product));
+    }
+
+    const sample_product::SampleProduct product = install();
 };
 
 } // namespace
@@ -39,47 +58,25 @@ TEST_F(WindowEnd, ClosedBeforeTheStart) {
     closeAndExpectTheEnd();
 }
 
-TEST_F(WindowEnd, ClosedWhileTheUserReproduces) {
-    const auto product = install();
+TEST_P(WindowEndOfLogging, WhileTheUserReproduces) {
     open();
     press("Start diagnostics");
     waitForButton("Stop diagnostics");
-    EXPECT_TRUE(isSwitchedOn(product));
-    closeAndExpectTheEnd();
-    EXPECT_FALSE(isSwitchedOn(product));
+    expectSwitchedOffAtTheEnd();
 }
+
+TEST_P(WindowEndOfLogging, InMidCapture) {
+    startHeldCapture();
+    expectSwitchedOffAtTheEnd();
+}
+
+INSTANTIATE_TEST_SUITE_P(Endings, WindowEndOfLogging, testing::Values(Ending::byItsCross, Ending::bySignal));
 
 TEST_F(WindowEnd, ClosedUnderAnAlert) {
     open();
     press("Start diagnostics");
     window().find("dialog", "No Lumadoc installation detected");
     closeAndExpectTheEnd();
-}
-
-TEST_F(WindowEnd, ClosedInMidCapture) {
-    const auto product = install();
-    startHeldCapture();
-    EXPECT_TRUE(isSwitchedOn(product));
-    closeAndExpectTheEnd();
-    EXPECT_FALSE(isSwitchedOn(product));
-}
-
-TEST_F(WindowEnd, AskedToEndInMidCapture) {
-    const auto product = install();
-    startHeldCapture();
-    window().program().send(SIGTERM);
-    EXPECT_TRUE(window().program().waitForEnd(std::chrono::seconds(2)));
-    EXPECT_FALSE(isSwitchedOn(product));
-}
-
-TEST_F(WindowEnd, AskedToEndWhileTheUserReproduces) {
-    const auto product = install();
-    open();
-    press("Start diagnostics");
-    waitForButton("Stop diagnostics");
-    window().program().send(SIGTERM);
-    EXPECT_TRUE(window().program().waitForEnd(std::chrono::seconds(2)));
-    EXPECT_FALSE(isSwitchedOn(product));
 }
 
 TEST_F(WindowEnd, ClosedWithTheFormOpen) {
@@ -94,11 +91,10 @@ TEST_F(WindowEnd, ClosedWithTheFormOpen) {
 TEST_F(WindowEnd, ClosedWhileTheArchiveIsBuilt) {
     REQUIRE_OWN_NAMESPACES();
     install();
-    const fs::path standIn = home.path() / "zip";
-    writeFile(standIn, "#!/bin/sh\nexec sleep 600\n");
-    fs::permissions(standIn, fs::perms::all);
-    const Mount zip = Mount::over(standIn, "/usr/bin/zip");
+    const StandInProgram zip("zip", "exec sleep 600\n");
     expectError("Failed to compress the directory.");
+    // Where the work comes to this line before the process has ended.
+    expectError("unable to copy compressed file.");
     open();
     share();
     waitForText("Compressing logs.");

@@ -14,10 +14,6 @@ namespace {
 constexpr char disappeared[] =
     "INFO: --------------onDisappear triggered, application closed-------------- \n";
 
-bool isText(const test_support::Control &control) {
-    return control.role == "label" || control.role == "notification" || control.role == "heading";
-}
-
 } // namespace
 
 void WindowRun::TearDown() {
@@ -34,10 +30,6 @@ WindowRun::WindowRun(test_support::DisplaySize size)
     : display(size) {
     // The sample product has none of these.
     expectError("Error copying lumaUpdaterTools.log: No such file or directory");
-}
-
-void WindowRun::open() {
-    open(program({}));
 }
 
 void WindowRun::open(ProgramOptions options) {
@@ -68,16 +60,29 @@ void WindowRun::capture() {
     window().waitForFocus("text", descriptionName);
 }
 
-void WindowRun::describe(const std::string &text) {
+void WindowRun::waitForCheck(const std::string &name, bool isOn) {
+    window().find("check box", name, [isOn](const Control &toggle) { return toggle.isChecked() == isOn; });
+}
+
+void WindowRun::go(const std::string &keys, const std::string &role, const std::string &name) {
+    window().key(keys);
+    window().waitForFocus(role, name);
+}
+
+void WindowRun::typeInto(const std::string &name, const std::string &text) {
     window().type(text);
-    ASSERT_TRUE(waitUntil([&] { return descriptionText() == text; })) << descriptionText();
+    const auto typed = [&] { return window().textOf(window().find("text", name)); };
+    ASSERT_TRUE(waitUntil([&] { return typed() == text; })) << typed();
+}
+
+void WindowRun::describe(const std::string &text) {
+    typeInto(descriptionName, text);
 }
 
 void WindowRun::writeEmail(const std::string &text) {
     window().clickAt(email());
     window().waitForFocus("text", emailName);
-    window().type(text);
-    ASSERT_TRUE(waitUntil([&] { return emailText() == text; })) << emailText();
+    typeInto(emailName, text);
 }
 
 void WindowRun::share(const std::string &text) {
@@ -86,15 +91,11 @@ void WindowRun::share(const std::string &text) {
     press("Share logs");
 }
 
-void WindowRun::openPanel() {
+void WindowRun::pick(const std::string &names) {
     window().click("push button", attachName);
     window().find("dialog", "Attach files");
     window().screen().focus(window().window("Attach files — Brennic Lumadoc Diagnostics"));
     window().waitForFocus("text", "File name:");
-}
-
-void WindowRun::pick(const std::string &names) {
-    openPanel();
     window().type(names);
     window().key("Return");
     window().waitUntilGone("dialog", "Attach files");
@@ -104,7 +105,9 @@ void WindowRun::pick(const std::string &names) {
 std::vector<std::string> WindowRun::texts() {
     std::vector<std::string> found;
     for (const Control &control : window().controls()) {
-        if (isText(control) && !control.name.empty() && control.name != " ")
+        const bool isText =
+            control.role == "label" || control.role == "notification" || control.role == "heading";
+        if (isText && !control.name.empty() && control.name != " ")
             found.push_back(control.name);
     }
     return found;
@@ -154,31 +157,17 @@ void WindowRun::expectUploadError(const std::string &code) {
     }
 }
 
+QByteArray WindowRun::waitingFor(const std::string &file) const {
+    return "while [ ! -e '" + QByteArray::fromStdString(home.path() / file) + "' ]; do sleep 0.02; done\n";
+}
+
 void WindowRun::holdCapture() {
-    const fs::path helper = bundle.path() / "Contents/Helpers/system_profiler";
-    test_support::writeFile(helper, "#!/bin/sh\nwhile [ ! -e '" +
-                                        QByteArray::fromStdString(home.path().native()) +
-                                        "/go-on' ]; do sleep 0.02; done\n");
-    fs::permissions(helper, fs::perms::owner_all);
+    test_support::writeProgram(bundle.path() / "Contents/Helpers/system_profiler",
+                               "#!/bin/sh\n" + waitingFor("go-on"));
 }
 
-void WindowRun::releaseCapture() {
-    test_support::writeFile(home.path() / "go-on", "");
-}
-
-test_support::Mount WindowRun::holdZip() const {
-    fs::copy_file("/usr/bin/zip", home.path() / "real-zip");
-    const fs::path standIn = home.path() / "zip";
-    const QByteArray folder = QByteArray::fromStdString(home.path().native());
-    test_support::writeFile(standIn, "#!/bin/sh\nwhile [ ! -e '" + folder +
-                                         "/pack' ]; do sleep 0.02; done\nexec '" + folder +
-                                         "/real-zip' \"$@\"\n");
-    fs::permissions(standIn, fs::perms::all);
-    return test_support::Mount::over(standIn, "/usr/bin/zip");
-}
-
-void WindowRun::releaseZip() const {
-    test_support::writeFile(home.path() / "pack", "");
+void WindowRun::release(const std::string &file) const {
+    test_support::writeFile(home.path() / file, "");
 }
 
 std::vector<std::string> WindowRun::unexpectedErrors() const {

@@ -15,7 +15,7 @@ protected:
     void TearDown() override;
 
     /// Starts the program and waits for its window, which has the keyboard then.
-    void open();
+    void open() { open(program({})); }
     void open(test_support::ProgramOptions options);
     test_support::WindowDriver &window() { return *m_window; }
     /// Gives the keyboard back to the window, as a window manager does when a panel over it has closed.
@@ -25,6 +25,9 @@ protected:
     /// Presses a button with the pointer; waits before a second press, so that the two make no double click.
     void press(const std::string &caption);
     Control waitForButton(const std::string &caption) { return window().findEnabled("push button", caption); }
+    void waitForCheck(const std::string &name, bool isOn = true);
+    /// Presses the keys, which bring the keyboard there.
+    void go(const std::string &keys, const std::string &role, const std::string &name);
     /// From "Start diagnostics" to the form, whose description has the keyboard then.
     void capture();
     /// Types into the box that has the keyboard, which is to hold that then.
@@ -33,15 +36,11 @@ protected:
     /// From the start to "Share logs" pressed, with this description.
     void share(const std::string &text = "It stopped");
 
-    /// Opens the file panel.
-    void openPanel();
     /// Picks files of the home folder in the panel, by their names.
     void pick(const std::string &names);
 
     Control description() { return window().find("text", descriptionName); }
     Control email() { return window().find("text", emailName); }
-    std::string descriptionText() { return window().textOf(description()); }
-    std::string emailText() { return window().textOf(email()); }
 
     /// What the labels, headings and announcements say, in the window's order.
     std::vector<std::string> texts();
@@ -59,27 +58,30 @@ protected:
     void expectUploadError(const std::string &code);
     void expectError(const std::string &line) { m_expectedErrors.push_back("ERROR: " + line); }
 
-    /// Holds the capture at its second task from now on, until `releaseCapture`. The toggles must be on.
+    /// Lines of a shell that wait until that file of the home folder is released.
+    QByteArray waitingFor(const std::string &file) const;
+    void release(const std::string &file) const;
+    /// Holds the capture at its second task from now on, until "go-on" is released. The toggles must be on.
     void holdCapture();
-    void releaseCapture();
-
-    /// Holds the archive, until `releaseZip`, as long as the mount lives.
-    test_support::Mount holdZip() const;
-    void releaseZip() const;
+    /// Makes the program end at the Log ID, when it is started.
+    void makeStandalone() const { bundle.setValue("LumamonStandaloneVersion", "<true/>"); }
 
     /// Two presses with less than this between them are a double click.
     static constexpr auto doubleClick = std::chrono::milliseconds(450);
-    static constexpr char descriptionName[] = "Please tell us what led to the error (required)";
-    static constexpr char emailName[] =
+    static inline const std::string descriptionName = "Please tell us what led to the error (required)";
+    static inline const std::string emailName =
         "Brennic can contact me for fixes at the following email address (optional)";
-    static constexpr char attachName[] = "Attach screenshot and pdf files";
-    static constexpr char sentText[] = "The log files were sent successfully.";
+    static inline const std::string attachName = "Attach screenshot and pdf files";
+    static inline const std::string reproduceText =
+        "Please reproduce the steps that led to the issue and then select Stop diagnostics";
+    static inline const std::string sentText = "The log files were sent successfully.";
 
     test_support::Xvfb display;
     test_support::PrivateBus bus;
     int scale = 1;
 
 private:
+    void typeInto(const std::string &name, const std::string &text);
     std::vector<std::string> unexpectedErrors() const;
 
     std::unique_ptr<test_support::WindowDriver> m_window;

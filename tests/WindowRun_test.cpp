@@ -83,7 +83,7 @@ TEST_F(WindowWholeRun, LeadsFromTheStartToTheEnd) {
                   "BASIC LOGS\n• Lumadoc configuration, settings and logs\n"
                   "• System configuration and settings"}));
     press("Start diagnostics");
-    waitForText("Please reproduce the steps that led to the issue and then select Stop diagnostics");
+    waitForText(reproduceText);
     press("Stop diagnostics");
     window().waitForFocus("text", descriptionName);
     EXPECT_THAT(texts(), testing::IsSupersetOf(
@@ -112,49 +112,34 @@ TEST_F(WindowWholeRun, NeedsNoPointer) {
     open();
     window().waitForFocus("push button", "Start diagnostics");
     // Back over the toggles, which Space works, and round again.
-    window().key("shift+Tab");
-    window().waitForFocus("check box", "System apps information");
-    window().key("shift+Tab");
-    window().waitForFocus("check box", "Advanced logs");
+    go("shift+Tab", "check box", "System apps information");
+    go("shift+Tab", "check box", "Advanced logs");
     window().key("space");
-    window().find("check box", "Advanced logs", [](const Control &toggle) { return toggle.isChecked(); });
+    waitForCheck("Advanced logs");
     window().key("space");
-    window().find("check box", "Advanced logs", [](const Control &toggle) { return !toggle.isChecked(); });
-    window().key("Tab");
-    window().key("Tab");
-    window().waitForFocus("push button", "Start diagnostics");
+    waitForCheck("Advanced logs", false);
+    go("Tab", "check box", "System apps information");
+    go("Tab", "push button", "Start diagnostics");
     window().key("Return");
     waitForButton("Stop diagnostics");
     std::this_thread::sleep_for(doubleClick);
-    window().key("space");
-    window().waitForFocus("text", descriptionName);
+    go("space", "text", descriptionName);
     describe("By keys");
-    window().key("Tab");
-    window().waitForFocus("text", emailName);
+    go("Tab", "text", emailName);
     window().type("keys@brennic.example");
-    window().key("Tab");
-    window().waitForFocus("push button", attachName);
-    window().key("shift+Tab");
-    window().waitForFocus("text", emailName);
-    window().key("shift+Tab");
-    window().waitForFocus("text", descriptionName);
-    for (const char *name : {"Copy ID", "Share logs"}) {
-        window().key("shift+Tab");
-        window().waitForFocus("push button", name);
-    }
-    window().key("Return");
-    window().waitForFocus("push button", "Close");
+    go("Tab", "push button", attachName);
+    go("shift+Tab", "text", emailName);
+    go("shift+Tab", "text", descriptionName);
+    go("shift+Tab", "push button", "Copy ID");
+    go("shift+Tab", "push button", "Share logs");
+    go("Return", "push button", "Close");
     expectSent("By keys", "keys@brennic.example");
     window().key("Return");
     expectTheEnd();
 }
 
 TEST_F(WindowWholeRun, TheStandaloneProgramEndsAtTheLogId) {
-    QByteArray info = readFile(bundle.info());
-    ASSERT_TRUE(info.contains("<key>LumamonStandaloneVersion</key>"));
-    const qsizetype key = info.indexOf("<key>LumamonStandaloneVersion</key>");
-    info.replace(info.indexOf("<false/>", key), 8, "<true/>");
-    writeFile(bundle.info(), info);
+    makeStandalone();
     install();
     open();
     press("Start diagnostics");
@@ -163,7 +148,7 @@ TEST_F(WindowWholeRun, TheStandaloneProgramEndsAtTheLogId) {
     // It has been scrolled into sight; the rest is above it.
     EXPECT_FALSE(description().isEditable());
     EXPECT_FALSE(email().isEditable());
-    EXPECT_FALSE(window().look("push button", attachName)->isEnabled());
+    EXPECT_FALSE(window().find("push button", attachName).isEnabled());
     EXPECT_FALSE(window().shows("push button", "Share logs"));
     window().click("push button", "Close");
     expectTheEnd();
@@ -221,7 +206,7 @@ TEST_F(WindowWholeRun, AdvancedLogsBringBothReports) {
     EXPECT_THAT(log(), testing::HasSubstr("INFO: No SpinResult debug description\n"));
 }
 
-TEST_F(WindowWholeRun, FilesAreAttachedSentAndRemoved) {
+TEST_F(WindowWholeRun, FilesAreAttachedReplacedRemovedAndSent) {
     install();
     open();
     capture();
@@ -229,12 +214,21 @@ TEST_F(WindowWholeRun, FilesAreAttachedSentAndRemoved) {
     writeFile(home.path() / "two.pdf", "second");
     pick("one.png");
     expectAttached("1");
-    EXPECT_EQ(readFile(attachments() / "one.png"), "first");
     window().click("push button", "Remove attached files");
     waitForNoText("1 file(s) attached");
     EXPECT_FALSE(fs::exists(attachments()));
     EXPECT_FALSE(window().shows("push button", "Remove attached files"));
     pick("\"one.png\" \"two.pdf\"");
+    expectAttached("2");
+    // A name clash is for the user to decide.
+    writeFile(home.path() / "one.png", "third");
+    pick("one.png");
+    window().find("dialog", replaceTitle);
+    waitForText("File one.png already exists. Do you want to replace it?");
+    window().waitForFocus("push button", "Cancel");
+    EXPECT_EQ(readFile(attachments() / "one.png"), "first");
+    window().click("push button", "Replace");
+    window().waitUntilGone("dialog", replaceTitle);
     expectAttached("2");
     window().clickAt(description());
     window().waitForFocus("text", descriptionName);
@@ -242,67 +236,6 @@ TEST_F(WindowWholeRun, FilesAreAttachedSentAndRemoved) {
     press("Share logs");
     waitForText(sentText);
     const auto items = received();
-    EXPECT_EQ(items.at("Lumadoc/UserFiles/one.png").content, "first");
+    EXPECT_EQ(items.at("Lumadoc/UserFiles/one.png").content, "third");
     EXPECT_EQ(items.at("Lumadoc/UserFiles/two.pdf").content, "second");
-}
-
-TEST_F(WindowWholeRun, ANameClashIsForTheUserToDecide) {
-    install();
-    open();
-    capture();
-    writeFile(home.path() / "one.png", "first");
-    pick("one.png");
-    expectAttached("1");
-    writeFile(home.path() / "one.png", "second");
-    pick("one.png");
-    window().find("dialog", replaceTitle);
-    waitForText("File one.png already exists. Do you want to replace it?");
-    window().waitForFocus("push button", "Cancel");
-    window().key("Escape");
-    window().waitUntilGone("dialog", replaceTitle);
-    EXPECT_EQ(readFile(attachments() / "one.png"), "first");
-    // The file that waits comes first at the next pick.
-    writeFile(home.path() / "two.png", "other");
-    pick("two.png");
-    window().find("dialog", replaceTitle);
-    waitForText("File one.png already exists. Do you want to replace it?");
-    window().click("push button", "Replace");
-    window().waitUntilGone("dialog", replaceTitle);
-    expectAttached("2");
-    EXPECT_EQ(readFile(attachments() / "one.png"), "second");
-    EXPECT_EQ(readFile(attachments() / "two.png"), "other");
-}
-
-TEST_F(WindowWholeRun, StopsWhenAsked) {
-    install();
-    service.setBehaviour({.neverAnswer = true}, 1);
-    expectUploadError("-999");
-    open();
-    share();
-    ASSERT_TRUE(service.waitForReceipts(1, std::chrono::seconds(20)));
-    press("Stop upload");
-    waitForText("Upload cancelled.");
-    EXPECT_TRUE(shows("Error sharing logs."));
-    waitForButton("Share logs");
-    press("Share logs");
-    waitForText(sentText);
-    EXPECT_EQ(service.receipts().size(), 2U);
-    EXPECT_EQ(service.receipts()[0].sha256, service.receipts()[1].sha256);
-}
-
-TEST_F(WindowWholeRun, TheWindowMovesWhileTheArchiveIsBuilt) {
-    REQUIRE_OWN_NAMESPACES();
-    install();
-    const Mount zip = holdZip();
-    open();
-    share();
-    waitForText("Compressing logs.");
-    const Control bar = window().find("progress bar", "Compressing logs.");
-    const Extents place = window().onDisplay(bar.extents);
-    const QImage first = window().screen().picture(place);
-    EXPECT_TRUE(
-        waitUntil([&] { return window().screen().picture(place) != first; }, std::chrono::seconds(5)));
-    EXPECT_FALSE(window().look("push button", "Share logs")->isEnabled());
-    releaseZip();
-    waitForText(sentText);
 }
