@@ -1,6 +1,7 @@
 #include "test_support/WindowDriver.h"
 
 #include <algorithm>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 
@@ -165,6 +166,12 @@ void WindowDriver::close() {
 
 QImage WindowDriver::picture() const {
     return m_screen.picture(window().extents);
+}
+
+std::string WindowDriver::printedErrors() const {
+    // Qt tells the registry of each key, waits for the answer only briefly, and prints that it did not come.
+    static const std::regex lateAnswer("QSpiApplication::keyEventError .*\\.NoReply.*\n");
+    return std::regex_replace(m_program->standardError(), lateAnswer, "");
 }
 
 std::string WindowDriver::description() const {

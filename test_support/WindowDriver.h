@@ -66,6 +66,8 @@ public:
     /// The picture of the window and what is over it.
     QImage picture() const;
     std::string description() const;
+    /// What the program has printed as errors, without what a busy machine makes Qt print.
+    std::string printedErrors() const;
 
 private:
     template <typename Condition>

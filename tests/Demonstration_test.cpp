@@ -38,7 +38,7 @@ TEST(Demonstration, OpensTheWindowAndTellsWhatTheServiceReceived) {
     window.click("push button", "Share logs");
     window.click("push button", "Close");
     EXPECT_EQ(window.program().waitForEnd(), exited(0));
-    EXPECT_EQ(window.program().standardError(), "");
+    EXPECT_EQ(window.printedErrors(), "");
     EXPECT_THAT(window.program().standardOutput(),
                 testing::AllOf(testing::ContainsRegex("\nLog ID: [0-9a-f-]{36}\nExit status: 0\n"),
                                testing::HasSubstr("== What the support service received\n"),

@@ -20,7 +20,7 @@ void WindowRun::TearDown() {
     if (!m_window)
         return;
     EXPECT_EQ(window().program().standardOutput(), "");
-    EXPECT_EQ(window().program().standardError(), "");
+    EXPECT_EQ(window().printedErrors(), "");
     EXPECT_THAT(unexpectedErrors(), testing::IsEmpty());
     if (HasFailure())
         std::cerr << "The window shows:\n" << window().description() << "The log:\n" << log();
