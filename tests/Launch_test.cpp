@@ -14,7 +14,7 @@ protected:
     // Starts a copy that stays in its upload.
     std::unique_ptr<ProgramRun> startAndHold() {
         service.setBehaviour({.neverAnswer = true});
-        auto running = start();
+        auto running = std::make_unique<ProgramRun>(program());
         EXPECT_TRUE(service.waitForReceipts(1, std::chrono::seconds(20)));
         EXPECT_TRUE(waitUntil([this] { return log().ends_with("INFO: \n"); }));
         return running;
@@ -26,7 +26,11 @@ protected:
                arguments + "].-----------\n";
     }
 
-    const std::string failed = "INFO: --------------Silent Upload failed, app terminated--------------\n";
+    // A copy of the bundle in another folder.
+    ScratchBundle copyIn(const std::string &folder) const {
+        fs::create_directories(home.path() / folder);
+        return {bundle.path(), home.path() / folder};
+    }
 };
 
 } // namespace
@@ -38,9 +42,7 @@ TEST_F(Launch, ASecondCopyLeavesOneLineAndEnds) {
     first->send(SIGSTOP);
     const std::string before = log();
     const auto filesBefore = namesIn("");
-    ProgramRun second(program({"/silent", "/product=\"a\\b\"", "/track=QZ"}));
-    EXPECT_EQ(second.waitForEnd(std::chrono::seconds(5)), exited(0));
-    EXPECT_EQ(second.standardOutput() + second.standardError(), "");
+    run(program({"/silent", "/product=\"a\\b\"", "/track=QZ"}));
     EXPECT_EQ(log(), before + detected(R"("PROGRAM", "/silent", "/product=\"a\\b\"", "/track=QZ")"));
     EXPECT_EQ(namesIn(""), filesBefore);
     EXPECT_TRUE(fs::is_empty(home.caches() / "Logs"));
@@ -50,13 +52,10 @@ TEST_F(Launch, ASecondCopyLeavesOneLineAndEnds) {
 TEST_F(Launch, ACopyInAnotherPlaceIsACopy) {
     install();
     const auto first = startAndHold();
-    const fs::path elsewhere = home.path() / "else\nwhere";
-    fs::create_directories(elsewhere);
-    const ScratchBundle other(bundle.path(), elsewhere);
     const std::string before = log();
     auto options = program();
-    options.program = other.executable();
-    EXPECT_EQ(run(options), exited(0));
+    options.program = copyIn("else\nwhere").executable();
+    run(options);
     EXPECT_EQ(log(), before + detected("\"~/else\\nwhere/Brennic_Lumadoc_Diagnostics.app/Contents/Linux/"
                                        "Brennic_Lumadoc_Diagnostics\", \"/silent\""));
 }
@@ -64,13 +63,12 @@ TEST_F(Launch, ACopyInAnotherPlaceIsACopy) {
 TEST_F(Launch, ACopyOfAnotherIdentifierIsNone) {
     install();
     const auto first = startAndHold();
-    fs::create_directories(home.path() / "other");
-    const ScratchBundle other(bundle.path(), home.path() / "other");
+    const ScratchBundle other = copyIn("other");
     other.setText("CFBundleIdentifier", "com.brennic.Other");
     service.setBehaviour({});
     auto options = program();
     options.program = other.executable();
-    EXPECT_EQ(run(options), exited(0));
+    run(options);
     EXPECT_EQ(service.receipts().size(), 2U);
     EXPECT_TRUE(first->isRunning());
 }
@@ -79,12 +77,12 @@ TEST_F(Launch, OfTwoAtTheSameMomentOneGoesOn) {
     install();
     service.setBehaviour({.waitBeforeAnswer = std::chrono::milliseconds(400), .status = 503});
     for (std::size_t round = 1; round <= 3; ++round) {
-        const auto one = start();
-        const auto other = start();
-        EXPECT_EQ(one->waitForEnd(), exited(0));
-        EXPECT_EQ(other->waitForEnd(), exited(0));
+        ProgramRun one(program());
+        ProgramRun other(program());
+        EXPECT_EQ(one.waitForEnd(), exited(0));
+        EXPECT_EQ(other.waitForEnd(), exited(0));
         EXPECT_EQ(service.receipts().size(), round);
-        EXPECT_THAT(log(), testing::EndsWith(failed));
+        EXPECT_THAT(log(), testing::EndsWith("Silent Upload failed, app terminated--------------\n"));
     }
     EXPECT_EQ(readFile(logFile()).count("Application Started"), 3);
 }
@@ -108,18 +106,13 @@ TEST_F(Launch, AnOlderProcessThatBecomesACopyLaterIsTheSecond) {
 }
 
 TEST_F(Launch, WithoutADisplayItSaysSoAndEnds) {
-    ProgramRun window(program({}));
-    EXPECT_EQ(window.waitForEnd(), exited(1));
-    EXPECT_EQ(window.standardOutput(), "");
-    EXPECT_EQ(window.standardError(),
+    expectEnd(program({}), 1, "",
               "Brennic_Lumadoc_Diagnostics: the window cannot be opened: there is no display\n");
 }
 
 TEST_F(Launch, ABundleWithoutIdentifierIsFatal) {
     bundle.removeText("CFBundleIdentifier");
-    ProgramRun running(program());
-    EXPECT_EQ(running.waitForEnd(), exited(1));
-    EXPECT_EQ(running.standardError(), "Brennic_Lumadoc_Diagnostics: The main bundle has no identifier.\n");
+    expectEnd(program(), 1, "", "Brennic_Lumadoc_Diagnostics: The main bundle has no identifier.\n");
     EXPECT_FALSE(fs::exists(root()));
 }
 
@@ -128,7 +121,7 @@ TEST_F(Launch, NeitherAVersionNorAPathIsNeeded) {
     bundle.removeText("CFBundleShortVersionString");
     auto options = program();
     options.name = "diagnostics";
-    EXPECT_EQ(run(options), exited(0));
+    run(options);
     EXPECT_THAT(log(), testing::StartsWith(
                            "----------------------------Application Started----------------------------\n"
                            "INFO: LumadocDiagnostics Directory: ROOT\n"));

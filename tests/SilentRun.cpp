@@ -2,12 +2,13 @@
 
 #include "test_support/LoggedTest.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QRegularExpression>
 #include <QStringList>
 #include <algorithm>
 
 namespace fs = std::filesystem;
-using test_support::ProgramEnd;
 using test_support::ProgramOptions;
 using test_support::ProgramRun;
 
@@ -68,21 +69,27 @@ ProgramOptions SilentRun::program(const std::vector<std::string> &arguments) con
                           {"NO_PROXY", std::nullopt}}};
 }
 
-std::unique_ptr<ProgramRun> SilentRun::start(const std::vector<std::string> &arguments) const {
-    return std::make_unique<ProgramRun>(program(arguments));
+ProgramOptions SilentRun::programWith(const char *variable, const std::optional<std::string> &value) const {
+    auto options = program();
+    options.variables.emplace_back(variable, value);
+    return options;
 }
 
-ProgramEnd SilentRun::run(const std::vector<std::string> &arguments) const {
-    return run(program(arguments));
+void SilentRun::run(const ProgramOptions &options) const {
+    expectEnd(options, 0, "", "");
 }
 
-ProgramEnd SilentRun::run(const ProgramOptions &options) const {
+void SilentRun::runWell(const ProgramOptions &options) const {
+    run(options);
+    EXPECT_EQ(uploadLog(), sentWell);
+}
+
+void SilentRun::expectEnd(const ProgramOptions &options, int status, const std::string &output,
+                          const std::string &errors) const {
     ProgramRun process(options);
-    const auto end = process.waitForEnd();
-    EXPECT_TRUE(end) << "the program does not end\n" << log();
-    EXPECT_EQ(process.standardOutput(), "");
-    EXPECT_EQ(process.standardError(), "");
-    return end.value_or(test_support::killedBy(0));
+    EXPECT_EQ(process.waitForEnd(), test_support::exited(status)) << log();
+    EXPECT_EQ(process.standardOutput(), output);
+    EXPECT_EQ(process.standardError(), errors);
 }
 
 void SilentRun::expectItStays(ProgramRun &running, const fs::path &file) const {
@@ -133,10 +140,6 @@ std::string SilentRun::uploadLog() const {
     text.erase(0, text.find('\n', size) + 1);
     replaceAll(text, "INFO: \n", "");
     return text;
-}
-
-std::size_t SilentRun::lineCount() const {
-    return static_cast<std::size_t>(test_support::readFile(logFile()).count('\n'));
 }
 
 std::map<std::string, std::string> SilentRun::outside() const {
@@ -198,6 +201,18 @@ std::map<std::string, test_support::ArchivedItem> SilentRun::received() const {
     return test_support::readArchive(receipts.back().archive);
 }
 
+std::map<std::string, std::string> SilentRun::receivedRecord() const {
+    std::map<std::string, std::string> texts;
+    for (const auto &[name, item] : received()) {
+        if (!name.ends_with("/DetailedInfo.json"))
+            continue;
+        const auto record = QJsonDocument::fromJson(QByteArray::fromStdString(item.content)).object();
+        for (auto text = record.begin(); text != record.end(); ++text)
+            texts[text.key().toStdString()] = text.value().toString().toStdString();
+    }
+    return texts;
+}
+
 const std::string collectedSmallProduct =
     "----------------------------Application Started----------------------------\n"
     "INFO: Brennic_Lumadoc_Diagnostics App Version: 7.8.9\n"
@@ -235,29 +250,19 @@ const std::string sentWell = "INFO: Status Code: 200\n"
                              "INFO: Directory deleted successfully. Path: RUN\n"
                              "INFO: --------------Silent Upload successful, app terminated--------------\n";
 
-namespace {
-
-std::string failure(const char *domain, int code, const std::string &sentence, const std::string &reason) {
+std::string transportFailure(int code, const std::string &sentence) {
+    constexpr int notConnected = -1009;
     return "INFO: " + sentence + "\nERROR: Upload error code: " + std::to_string(code) +
-           "\nERROR: Upload error domain: " + domain + "\n" + reason +
+           "\nERROR: Upload error domain: NSURLErrorDomain\nERROR: " +
+           (code == notConnected
+                ? "No internet connection\n"
+                : "Other network error: " + sentence + "\nERROR: userInfo: " + sentence + "\n") +
            "INFO: --------------Silent Upload failed, app terminated--------------\n";
 }
 
-std::string otherReason(const std::string &sentence) {
-    return "ERROR: Other network error: " + sentence + "\nERROR: userInfo: " + sentence + "\n";
-}
-
-} // namespace
-
-std::string transportFailure(int code, const std::string &sentence) {
-    constexpr int notConnected = -1009;
-    return failure("NSURLErrorDomain", code, sentence,
-                   code == notConnected ? "ERROR: No internet connection\n" : otherReason(sentence));
-}
-
 std::string answerFailure(int code, const std::string &sentence) {
-    std::string text =
-        failure("com.brennic.LumadocDiagnostics.upload", code, sentence, otherReason(sentence));
+    std::string text = transportFailure(code, sentence);
+    replaceAll(text, "NSURLErrorDomain", "com.brennic.LumadocDiagnostics.upload");
     // A failure of the server is logged without its sentence.
     return code == 1 ? text.substr(text.find('\n') + 1) : text;
 }

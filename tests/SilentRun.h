@@ -28,11 +28,18 @@ protected:
 
     /// The copied program, trusting the service.
     test_support::ProgramOptions program(const std::vector<std::string> &arguments = {"/silent"}) const;
-    std::unique_ptr<test_support::ProgramRun> start(const std::vector<std::string> &arguments = {
-                                                        "/silent"}) const;
-    /// Runs it to its end, which must come, and must have printed nothing.
-    test_support::ProgramEnd run(const std::vector<std::string> &arguments = {"/silent"}) const;
-    test_support::ProgramEnd run(const test_support::ProgramOptions &options) const;
+    /// The same with this variable set, or unset.
+    test_support::ProgramOptions programWith(const char *variable,
+                                             const std::optional<std::string> &value) const;
+    /// Runs it to its end, which must come with status 0 and nothing printed.
+    void run() const { run(program()); }
+    void run(const test_support::ProgramOptions &options) const;
+    /// The same, and the service takes the archive.
+    void runWell() const { runWell(program()); }
+    void runWell(const test_support::ProgramOptions &options) const;
+    /// It ends by itself with this status and these outputs.
+    void expectEnd(const test_support::ProgramOptions &options, int status, const std::string &output,
+                   const std::string &errors) const;
 
     /// It comes to the point at which it has no archive, and is alive afterwards; it prints and sends
     /// nothing.
@@ -51,15 +58,13 @@ protected:
     std::string logBetween(const std::string &begin, const std::string &end) const;
     /// The part of it about the upload: what follows the archive's size, without the progress lines.
     std::string uploadLog() const;
-    /// The number of lines so far, over all runs.
-    std::size_t lineCount() const;
 
     /// Everything in the home folder outside the program's own folder. That one is created where it is
     /// missing, since that changes the folder around it.
     std::map<std::string, std::string> outside() const;
     void expectUnchanged(const std::map<std::string, std::string> &outsideBefore) const;
 
-    // Of the last run in the log; empty when it does not tell.
+    // Of the last run in the log; empty when the log does not hold it.
     std::string logId() const;
     std::filesystem::path runFolder() const;
     std::filesystem::path archive() const;
@@ -71,6 +76,8 @@ protected:
     void expectArchiveKept() const;
     /// The archive as the service received it, in the last upload.
     std::map<std::string, test_support::ArchivedItem> received() const;
+    /// The texts of the run's record in it.
+    std::map<std::string, std::string> receivedRecord() const;
 
     test_support::ScratchHome home;
     support_service::SupportService service;
