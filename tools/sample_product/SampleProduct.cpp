@@ -86,7 +86,7 @@ std::vector<std::uint64_t> split(std::uint64_t total, std::size_t parts) {
         weights += 1 + i * 5 % 13;
     for (std::size_t i = 0; i < parts; ++i)
         sizes.push_back(total / weights * (1 + i * 5 % 13));
-    if (!sizes.empty())
+    if (parts > 0)
         sizes.back() += total - std::accumulate(sizes.begin(), sizes.end(), std::uint64_t{0});
     return sizes;
 }
@@ -95,12 +95,9 @@ void writeLogs(const SampleProduct &product, const SampleProductOptions &options
     LogWriter writer;
     fs::create_directories(product.logs);
     const auto sizes = split(options.logBytes, options.logFiles);
-    for (std::size_t i = 0; i < sizes.size(); ++i) {
-        if (options.incompressible)
-            writer.writeIncompressible(product.logs / logFileName(i), sizes[i]);
-        else
-            writer.writeText(product.logs / logFileName(i), sizes[i]);
-    }
+    const auto writeLog = options.incompressible ? &LogWriter::writeIncompressible : &LogWriter::writeText;
+    for (std::size_t i = 0; i < sizes.size(); ++i)
+        (writer.*writeLog)(product.logs / logFileName(i), sizes[i]);
 
     // Oldest first, as a machine makes them: whoever sorts by creation date gets them by name.
     const QDateTime last(QDate(2026, 2, 3), QTime(10, 11, 12), Qt::UTC);
@@ -141,10 +138,6 @@ QByteArray preferences(const SampleProduct &product, const SampleProductOptions 
             "AAAA1AcICQoLDA8QW09wZW5BdFN0YXJ0XxAPUmVjZW50RG9jdW1lbnRzW1dpbmRvd0NvdW50Wlpvb21GYWN0b3IJ"
             "og0OWlJlcG9ydC5wZGZtANwAYgBlAHIAcwBpAGMAaAB0AC4AcABkAGYQAiM/9AAAAAAAAAgPIiwvPEVOWmx4g4SH"
             "kq2vAAAAAAAAAQEAAAAAAAAAEQAAAAAAAAAAAAAAAAAAALg=");
-    const char *logging =
-        "<key>LumaLogging</key><dict>\n"
-        "<key>EnableLumaLogging</key><array><integer>1</integer><integer>2</integer></array>\n"
-        "<key>SustainLumaLogging</key><array><integer>3</integer><false/></array></dict>\n";
     return propertyList(entry("InstalledVersion", options.version) +
                         "<key>LastStart</key><date>2026-02-03T10:11:12Z</date>\n<key>" +
                         QByteArray::fromStdString(product.track) +
@@ -152,16 +145,7 @@ QByteArray preferences(const SampleProduct &product, const SampleProductOptions 
                         "<key>RecentDocuments</key><array><string>Report.pdf</string>"
                         "<string>Übersicht.pdf</string></array>\n"
                         "<key>WindowCount</key><integer>2</integer>\n"
-                        "<key>ZoomFactor</key><real>1.25</real>\n" +
-                        (options.lumaLogging ? logging : "") + "</dict>\n");
-}
-
-/// An argument of a desktop entry's "Exec": quoted, then escaped once more as every value of the file is.
-QByteArray execArgument(QByteArray argument) {
-    argument.replace('\\', "\\\\\\\\");
-    for (const char *special : {"\"", "`", "$"})
-        argument.replace(special, QByteArray("\\\\") + special);
-    return '"' + argument.replace('%', "%%") + '"';
+                        "<key>ZoomFactor</key><real>1.25</real></dict>\n");
 }
 
 void writeBundle(const SampleProduct &product, const SampleProductOptions &options) {
@@ -176,11 +160,6 @@ void writeBundle(const SampleProduct &product, const SampleProductOptions &optio
         fs::remove(program);
         fs::copy_file(SAMPLE_APP_PATH, program);
     }
-    if (options.desktopEntry)
-        writeFile(
-            product.desktopEntry,
-            "[Desktop Entry]\nType=Application\nName=" + QByteArray::fromStdString(product.editionName) +
-                "\nExec=" + execArgument(QByteArray::fromStdString(product.executable)) + " %F\n");
 }
 
 std::string trackOf(const std::string &version) {
@@ -202,8 +181,6 @@ SampleProduct makeSampleBundle(const fs::path &home, const SampleProductOptions 
         options.bundle.empty() ? home / "Applications" / (product.editionName + ".app") : options.bundle;
     product.executable = product.bundle / "Contents/Linux" / product.editionName;
     product.helper = product.bundle / "Contents/Helpers" / (product.editionName + "Helper");
-    if (options.desktopEntry)
-        product.desktopEntry = home / ".local/share/applications" / (product.bundleIdentifier + ".desktop");
 
     product.library = home / ".local/share/Library";
     const auto support = product.library / "Application Support/Brennic/Lumadoc" / product.track;

@@ -22,8 +22,6 @@ struct SampleProductOptions {
     std::string version = "10.003.20112";
     /// Where the bundle goes; empty: "Applications/<edition>.app" in the home folder.
     std::filesystem::path bundle = {};
-    /// Adds a desktop entry that starts the bundle's executable.
-    bool desktopEntry = false;
 
     /// The size of the product's own log folder, to the byte, and the number of files in it.
     std::uint64_t logBytes = 400'000;
@@ -36,9 +34,6 @@ struct SampleProductOptions {
     bool incompressible = false;
 
     Preferences preferences = Preferences::xml;
-    /// XML preferences that already hold a logging switch: "EnableLumaLogging" [1, 2], "SustainLumaLogging"
-    /// [3, false].
-    bool lumaLogging = false;
 };
 
 /// What was made, and where.
@@ -51,8 +46,6 @@ struct SampleProduct {
     /// The bundle's main executable, and a program inside the bundle that is not.
     std::filesystem::path executable;
     std::filesystem::path helper;
-    /// Empty when there is none.
-    std::filesystem::path desktopEntry;
     /// The user's Library folder in this home.
     std::filesystem::path library;
     /// Folders of the product's own logs, of its messages, and of all crash reports.

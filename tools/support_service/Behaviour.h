@@ -1,7 +1,5 @@
-// How the support service treats what it receives: well by default, or badly in one chosen way.
-//
-// Plain values that combine. Designated initializers read best:
-//     service.setBehaviour({.status = 503, .body = "Busy"});
+// How the support service treats what it receives: well by default, or badly in one chosen way. The values
+// combine: service.setBehaviour({.status = 503, .body = "Busy"});
 #pragma once
 
 #include <chrono>
@@ -39,8 +37,6 @@ enum class AnswerEnding {
     resetAfterStatusLine,
     resetAfterHeaders,
     resetInBody,
-    /// The connection is closed, as TLS wants it, after half of the body.
-    closeInBody,
     /// Nothing is sent after the headers, and the connection stays open.
     hangAfterHeaders,
     /// Header lines, or body bytes, without end, as fast as they are taken.

@@ -45,11 +45,6 @@ std::string head(const Behaviour &behaviour, std::uint64_t contentBytes) {
     return text + "\r\n";
 }
 
-void sendForEver(TlsConnection &connection, const std::string &piece) {
-    while (connection.send(piece)) {
-    }
-}
-
 } // namespace
 
 bool sleepUnlessStopped(const std::stop_token &stop, std::chrono::milliseconds duration) {
@@ -120,45 +115,40 @@ void BodyReader::beginChunk() {
 
 bool sendAnswer(TlsConnection &connection, const Behaviour &behaviour, const std::stop_token &stop) {
     constexpr std::uint64_t endless = std::uint64_t{1} << 50;
-    const std::string whole = head(behaviour, behaviour.body.size()) + behaviour.body;
-    const std::string bodyless = whole.substr(0, whole.size() - behaviour.body.size());
-    const std::string half = whole.substr(0, whole.size() - (behaviour.body.size() + 1) / 2);
+    const std::string &body = behaviour.body;
+    const std::string headers = head(behaviour, body.size());
+    const auto sendAndReset = [&](const std::string &bytes) {
+        connection.send(bytes);
+        connection.reset();
+        return false;
+    };
+    const auto sendForEver = [&](const std::string &begin, const std::string &piece,
+                                 std::chrono::milliseconds interval = {}) {
+        connection.send(begin);
+        while (connection.send(piece) && (interval.count() == 0 || sleepUnlessStopped(stop, interval))) {
+        }
+        return false;
+    };
 
     switch (behaviour.ending) {
     case AnswerEnding::whole:
-        return connection.send(whole) && keepsConnection(behaviour);
+        return connection.send(headers + body) && keepsConnection(behaviour);
     case AnswerEnding::resetAfterStatusLine:
-        connection.send(statusLine(behaviour));
-        connection.reset();
-        break;
+        return sendAndReset(statusLine(behaviour));
     case AnswerEnding::resetAfterHeaders:
-        connection.send(bodyless);
-        connection.reset();
-        break;
+        return sendAndReset(headers);
     case AnswerEnding::resetInBody:
-        connection.send(half);
-        connection.reset();
-        break;
-    case AnswerEnding::closeInBody:
-        connection.send(half);
-        break;
+        return sendAndReset(headers + body.substr(0, body.size() / 2));
     case AnswerEnding::hangAfterHeaders:
-        connection.send(bodyless);
+        connection.send(headers);
         sleepUntilStopped(stop);
-        break;
+        return false;
     case AnswerEnding::endlessHeaders:
-        connection.send(statusLine(behaviour));
-        sendForEver(connection, "X-Endless: " + std::string(100, 'x') + "\r\n");
-        break;
+        return sendForEver(statusLine(behaviour), "X-Endless: " + std::string(100, 'x') + "\r\n");
     case AnswerEnding::endlessBody:
-        connection.send(head(behaviour, endless));
-        sendForEver(connection, std::string(65'536, 'x'));
-        break;
+        return sendForEver(head(behaviour, endless), std::string(65'536, 'x'));
     case AnswerEnding::trickle:
-        connection.send(head(behaviour, endless));
-        while (connection.send("x") && sleepUnlessStopped(stop, behaviour.trickleInterval)) {
-        }
-        break;
+        return sendForEver(head(behaviour, endless), "x", behaviour.trickleInterval);
     }
     return false;
 }

@@ -3,8 +3,7 @@
 // One thread at a time; each operation ends early when the service stops.
 #pragma once
 
-#include "Behaviour.h"
-#include "TlsConnection.h"
+#include "Tls.h"
 
 #include <stop_token>
 #include <utility>

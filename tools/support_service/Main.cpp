@@ -80,7 +80,6 @@ int run(const QStringList &arguments) {
         option("certificate-file", "path", "Where the certificate to trust is written (a temporary file).");
     const auto readyFile = option("ready-file", "path", "Written with the port as soon as it listens.");
     const auto status = option("status", "number", "Answers with this status (200).");
-    const auto body = option("body", "text", "Answers with this body (Received.).");
     parser.process(arguments);
 
     SupportService service({.store = store(),
@@ -89,7 +88,6 @@ int run(const QStringList &arguments) {
                             .onReceipt = printReceipt});
     Behaviour behaviour;
     behaviour.status = status().empty() ? behaviour.status : std::stoi(status());
-    behaviour.body = body().empty() ? behaviour.body : body();
     service.setBehaviour(behaviour);
     std::cout << "Listening on https://" << service.host() << SupportService::uploadPath << "\n"
               << "Trust: SSL_CERT_FILE=" << service.certificateFile().string() << std::endl;

@@ -74,55 +74,9 @@ SupportService::~SupportService() {
     m_stop.request_stop();
 }
 
-int SupportService::port() const {
-    return m_listener->port();
-}
-
-std::string SupportService::host() const {
-    return "localhost:" + std::to_string(port());
-}
-
-std::filesystem::path SupportService::certificateFile() const {
-    return m_options.certificateFile;
-}
-
-void SupportService::setBehaviour(const Behaviour &behaviour) {
-    const std::lock_guard lock(m_mutex);
-    m_behaviour = behaviour;
-}
-
 void SupportService::setBehaviour(const Behaviour &behaviour, std::size_t count) {
     const std::lock_guard lock(m_mutex);
     m_nextBehaviours.insert(m_nextBehaviours.end(), count, behaviour);
-}
-
-void SupportService::setCertificate(CertificateKind kind) {
-    const std::lock_guard lock(m_mutex);
-    m_certificate = kind;
-}
-
-void SupportService::setHandshake(Handshake handshake) {
-    const std::lock_guard lock(m_mutex);
-    m_handshake = handshake;
-}
-
-std::vector<ReceivedRequest> SupportService::requests() const {
-    const std::lock_guard lock(m_mutex);
-    return m_requests;
-}
-
-std::vector<Receipt> SupportService::receipts() const {
-    const std::lock_guard lock(m_mutex);
-    return m_receipts;
-}
-
-std::uint64_t SupportService::bodyBytes() const {
-    const std::lock_guard lock(m_mutex);
-    return m_bodyBytes;
-}
-
-std::size_t SupportService::connections() const {
-    return m_listener->connections();
 }
 
 template <typename Condition>
@@ -259,20 +213,22 @@ void SupportService::finish(std::size_t index, std::string body, bool isWhole) {
 Receipt SupportService::receiptFor(const RequestHead &head, const std::string &body, bool isWhole,
                                    std::size_t index) const {
     Receipt receipt;
-    const auto upload = parseUploadBody(head.header("Content-Type"), body, receipt.problem);
-    if (!upload)
-        return receipt;
-    receipt.fileName = upload->fileName;
-    receipt.logId = logIdFromFileName(upload->fileName);
-    receipt.sizeBytes = upload->content.size();
-    receipt.sha256 = sha256(upload->content);
-    receipt.complete = upload->complete && isWhole;
-    if (!receipt.complete) {
-        receipt.problem = "the body broke off before its closing boundary";
-        return receipt;
+    try {
+        const auto upload = parseUploadBody(head.header("Content-Type"), body);
+        receipt.fileName = upload.fileName;
+        receipt.logId = logIdFromFileName(upload.fileName);
+        receipt.sizeBytes = upload.content.size();
+        receipt.sha256 = sha256(upload.content);
+        receipt.complete = upload.complete && isWhole;
+        if (receipt.complete) {
+            receipt.archive = m_options.store / storedName(index, receipt.fileName);
+            test_support::writeFile(receipt.archive, rawBytes(upload.content));
+        } else {
+            receipt.problem = "the body broke off before its closing boundary";
+        }
+    } catch (const std::exception &problem) {
+        receipt.problem = problem.what();
     }
-    receipt.archive = m_options.store / storedName(index, receipt.fileName);
-    test_support::writeFile(receipt.archive, rawBytes(upload->content));
     return receipt;
 }
 

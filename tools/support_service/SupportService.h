@@ -5,7 +5,6 @@
 // whatever it is doing. Any thread may call any operation at any time.
 #pragma once
 
-#include "CertificateAuthority.h"
 #include "Exchange.h"
 #include "test_support/LoopbackListener.h"
 #include "test_support/ScratchHome.h"
@@ -62,28 +61,28 @@ public:
     SupportService(const SupportService &) = delete;
     SupportService &operator=(const SupportService &) = delete;
 
-    int port() const;
+    int port() const { return m_listener->port(); }
     /// "localhost:" and the port: a name that the good certificate is valid for.
-    std::string host() const;
+    std::string host() const { return "localhost:" + std::to_string(port()); }
     /// What a client is to trust (SSL_CERT_FILE).
-    std::filesystem::path certificateFile() const;
+    std::filesystem::path certificateFile() const { return m_options.certificateFile; }
 
     /// For the requests whose headers arrive from now on; replaces what was set before.
-    void setBehaviour(const Behaviour &behaviour);
+    void setBehaviour(const Behaviour &behaviour) { set(m_behaviour, behaviour); }
     /// For the next `count` requests only; then as before. Further calls queue.
     void setBehaviour(const Behaviour &behaviour, std::size_t count);
     /// For connections made from now on.
-    void setCertificate(CertificateKind kind);
-    void setHandshake(Handshake handshake);
+    void setCertificate(CertificateKind kind) { set(m_certificate, kind); }
+    void setHandshake(Handshake handshake) { set(m_handshake, handshake); }
 
     /// In the order in which their headers arrived.
-    std::vector<ReceivedRequest> requests() const;
+    std::vector<ReceivedRequest> requests() const { return get(m_requests); }
     /// In the order in which the uploads ended. An upload's receipt is there before its answer is sent.
-    std::vector<Receipt> receipts() const;
+    std::vector<Receipt> receipts() const { return get(m_receipts); }
     /// Body bytes read so far, over all requests.
-    std::uint64_t bodyBytes() const;
+    std::uint64_t bodyBytes() const { return get(m_bodyBytes); }
     /// Connections accepted so far.
-    std::size_t connections() const;
+    std::size_t connections() const { return m_listener->connections(); }
 
     /// Waits until so many requests' headers have arrived, so many receipts were made, so many body bytes
     /// were read. False when `limit` passes first.
@@ -92,6 +91,16 @@ public:
     bool waitForBodyBytes(std::uint64_t count, std::chrono::milliseconds limit) const;
 
 private:
+    template <typename Value>
+    Value get(const Value &member) const {
+        const std::lock_guard lock(m_mutex);
+        return member;
+    }
+    template <typename Value>
+    void set(Value &member, const Value &value) {
+        const std::lock_guard lock(m_mutex);
+        member = value;
+    }
     template <typename Condition>
     bool waitFor(std::chrono::milliseconds limit, Condition condition) const;
 

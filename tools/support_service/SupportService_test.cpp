@@ -112,6 +112,7 @@ TEST(SupportService, SaysWhatIsWrongWithABody) {
     EXPECT_EQ(service.receipts().at(0).problem, "the body does not begin with a line break and the boundary");
     EXPECT_FALSE(service.receipts()[0].complete);
     EXPECT_EQ(service.receipts()[0].archive, "");
+    EXPECT_FALSE(service.waitForReceipts(2, 10ms));
 
     service.setBehaviour({.resetAfterBytes = 300});
     EXPECT_NE(send(service, {.body = uploadBody(std::string(1000, 'x'))}).error, CURLE_OK);
@@ -127,18 +128,6 @@ TEST(SupportService, TakesUploadsAtOnePlaceAlone) {
     EXPECT_EQ(send(service, {.body = uploadBody("data"), .method = "PUT"}).status, 405);
     EXPECT_EQ(service.requests().size(), 2U);
     EXPECT_TRUE(service.receipts().empty());
-}
-
-TEST(SupportService, KeepsAnArchiveWithAHostileNameInItsStore) {
-    const ScratchFolder folder;
-    {
-        SupportService service(
-            {.store = folder.path() / "store", .certificateFile = folder.path() / "ca.pem"});
-        EXPECT_EQ(send(service, {.body = uploadBody("data", "../../escaped/name.zip")}).status, 200);
-        EXPECT_EQ(service.receipts().at(0).fileName, "../../escaped/name.zip");
-    }
-    EXPECT_EQ(readFile(folder.path() / "store/1-.._.._escaped_name.zip"), "data");
-    EXPECT_TRUE(readFile(folder.path() / "ca.pem").startsWith("-----BEGIN CERTIFICATE-----"));
 }
 
 TEST(SupportService, EndsAtOnceWhateverItIsDoing) {
@@ -169,13 +158,6 @@ TEST(SupportService, EndsAtOnceWhateverItIsDoing) {
     }
 }
 
-TEST(SupportService, WaitsNoLongerThanItsLimit) {
-    SupportService service;
-    EXPECT_FALSE(service.waitForRequests(1, 10ms));
-    EXPECT_FALSE(service.waitForReceipts(1, 10ms));
-    EXPECT_FALSE(service.waitForBodyBytes(1, 10ms));
-}
-
 TEST(SupportServiceProgram, PrintsAReceiptAndKeepsArchivesPrivate) {
     const ScratchFolder folder;
     const std::string store = folder.path() / "store";
@@ -184,19 +166,21 @@ TEST(SupportServiceProgram, PrintsAReceiptAndKeepsArchivesPrivate) {
                                       "--ready-file", folder.path() / "ready", "--status", "503"}});
     ASSERT_TRUE(waitUntil([&] { return exists(folder.path() / "ready"); }));
     const int port = readFile(folder.path() / "ready").trimmed().toInt();
-    EXPECT_EQ(send(port, folder.path() / "ca.pem", {.body = uploadBody("none", "a\x1b[31m.zip")}).status,
-              503);
+    EXPECT_EQ(
+        send(port, folder.path() / "ca.pem", {.body = uploadBody("none", "../../a\x1b[31m.zip")}).status,
+        503);
     program.send(SIGTERM);
     EXPECT_EQ(program.waitForEnd(), exited(0));
     EXPECT_EQ(program.standardError(), "");
     EXPECT_EQ(program.standardOutput(),
               "Listening on https://localhost:" + std::to_string(port) + uploadPath +
                   "\nTrust: SSL_CERT_FILE=" + (folder.path() / "ca.pem").native() +
-                  "\nReceived a?[31m.zip\n  Log ID   none\n  Size     4 bytes\n  SHA-256  "
+                  "\nReceived ../../a?[31m.zip\n  Log ID   none\n  Size     4 bytes\n  SHA-256  "
                   "140bedbf9c3f6d56a9846d2ba7088798683f4da0c248231336e6a05679e4fdfe\n  Stored   " +
-                  store + "/1-a__31m.zip\n  Listing  none: this is no zip archive: it has no end record\n");
+                  store +
+                  "/1-.._.._a__31m.zip\n  Listing  none: this is no zip archive: it has no end record\n");
     using std::filesystem::perms;
     const auto mode = [](const std::filesystem::path &path) { return status(path).permissions(); };
     EXPECT_EQ(mode(store), perms::owner_all);
-    EXPECT_EQ(mode(store + "/1-a__31m.zip"), perms::owner_read | perms::owner_write);
+    EXPECT_EQ(mode(store + "/1-.._.._a__31m.zip"), perms::owner_read | perms::owner_write);
 }

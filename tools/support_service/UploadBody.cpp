@@ -1,6 +1,7 @@
 #include "UploadBody.h"
 
 #include <QUuid>
+#include <stdexcept>
 
 namespace support_service {
 
@@ -19,41 +20,32 @@ bool take(std::string_view &text, std::string_view expected) {
     return true;
 }
 
+void require(bool isAsAgreed, const char *problem) {
+    if (!isAsAgreed)
+        throw std::runtime_error(problem);
+}
+
 } // namespace
 
-std::optional<UploadBody> parseUploadBody(std::string_view contentType, std::string_view body,
-                                          std::string &problem) {
+UploadBody parseUploadBody(std::string_view contentType, std::string_view body) {
     std::string_view boundary = contentType;
-    if (!take(boundary, "multipart/form-data; boundary=")) {
-        problem = "the content type is not multipart form data with a boundary";
-        return std::nullopt;
-    }
-    if (!isUpperCaseUuid(boundary)) {
-        problem = "the boundary is not a UUID in upper case";
-        return std::nullopt;
-    }
+    require(take(boundary, "multipart/form-data; boundary="),
+            "the content type is not multipart form data with a boundary");
+    require(isUpperCaseUuid(boundary), "the boundary is not a UUID in upper case");
 
     const std::string dashes = "--" + std::string(boundary);
     std::string_view rest = body;
-    if (!take(rest, "\r\n" + dashes + "\r\n")) {
-        problem = "the body does not begin with a line break and the boundary";
-        return std::nullopt;
-    }
-    if (!take(rest, "Content-Disposition: form-data; name=\"file\"; filename=\"")) {
-        problem = "the part's disposition is not that of a file named \"file\"";
-        return std::nullopt;
-    }
+    require(take(rest, "\r\n" + dashes + "\r\n"),
+            "the body does not begin with a line break and the boundary");
+    require(take(rest, "Content-Disposition: form-data; name=\"file\"; filename=\""),
+            "the part's disposition is not that of a file named \"file\"");
     const std::size_t quote = rest.find('"');
     const std::string_view fileName = rest.substr(0, quote);
-    if (quote == std::string_view::npos || fileName.find_first_of("\r\n") != std::string_view::npos) {
-        problem = "the part's file name has no end";
-        return std::nullopt;
-    }
+    require(quote != std::string_view::npos && fileName.find_first_of("\r\n") == std::string_view::npos,
+            "the part's file name has no end");
     rest.remove_prefix(quote);
-    if (!take(rest, "\"\r\nContent-Type: application/octet-stream\r\n\r\n")) {
-        problem = "the file name is not followed by the content type application/octet-stream alone";
-        return std::nullopt;
-    }
+    require(take(rest, "\"\r\nContent-Type: application/octet-stream\r\n\r\n"),
+            "the file name is not followed by the content type application/octet-stream alone");
 
     UploadBody upload{std::string(fileName), rest, false};
     const std::string closing = "\r\n" + dashes + "--\r\n";
@@ -61,10 +53,8 @@ std::optional<UploadBody> parseUploadBody(std::string_view contentType, std::str
         upload.content.remove_suffix(closing.size());
         upload.complete = true;
     }
-    if (upload.content.find("\r\n" + dashes) != std::string_view::npos) {
-        problem = "what follows the archive is not the closing boundary alone";
-        return std::nullopt;
-    }
+    require(upload.content.find("\r\n" + dashes) == std::string_view::npos,
+            "what follows the archive is not the closing boundary alone");
     return upload;
 }
 

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -20,9 +19,8 @@ struct UploadBody {
 
 /// Takes a body apart. The format is held strictly, blanks and line breaks included: a boundary of a UUID in
 /// upper case, a line break before the first boundary, one part with two header lines, the closing boundary,
-/// nothing else. On any departure there is no result and `problem` says which.
-std::optional<UploadBody> parseUploadBody(std::string_view contentType, std::string_view body,
-                                          std::string &problem);
+/// nothing else. Throws std::runtime_error that names the departure on any.
+UploadBody parseUploadBody(std::string_view contentType, std::string_view body);
 
 /// The Log ID in an archive's name, "lumaMacLog_<Log ID>_<suffix>.zip"; empty for any other name.
 std::string logIdFromFileName(std::string_view fileName);
