@@ -14,7 +14,8 @@ std::uint64_t highWaterMark(pid_t process) {
 }
 
 Measurement runMeasured(const std::vector<std::string> &command,
-                        const std::vector<std::pair<std::string, std::string>> &variables) {
+                        const std::vector<std::pair<std::string, std::string>> &variables,
+                        std::chrono::milliseconds interval) {
     Measurement result;
     result.started = std::chrono::system_clock::now();
     const auto begin = std::chrono::steady_clock::now();
@@ -26,7 +27,7 @@ Measurement runMeasured(const std::vector<std::string> &command,
     while (run.isRunning()) {
         if (const auto mark = highWaterMark(run.processId()); mark > 0)
             result.peakBytes = mark;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        std::this_thread::sleep_for(interval);
     }
     result.wall = std::chrono::steady_clock::now() - begin;
     const auto end = *run.waitForEnd();

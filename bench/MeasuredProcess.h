@@ -20,6 +20,7 @@ struct Measurement {
 /// The largest resident set of a running process so far, in bytes; 0 when there is no such process.
 std::uint64_t highWaterMark(pid_t process);
 
-/// Runs `command` with these variables set, its output discarded.
+/// Runs `command` with these variables set, its output discarded; looks at its memory this often.
 Measurement runMeasured(const std::vector<std::string> &command,
-                        const std::vector<std::pair<std::string, std::string>> &variables = {});
+                        const std::vector<std::pair<std::string, std::string>> &variables = {},
+                        std::chrono::milliseconds interval = std::chrono::milliseconds(2));

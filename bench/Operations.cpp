@@ -7,9 +7,8 @@
 #include "packaging/FilesPathDirectory.h"
 #include "test_support/ScratchHome.h"
 
-#include <benchmark/benchmark.h>
+#include <chrono>
 #include <fcntl.h>
-#include <functional>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -17,7 +16,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr int entryCount = 100'000;
-constexpr int rounds = 3;
+constexpr int turns = 3;
 
 void makeFiles(const fs::path &folder, const char *prefix, const char *suffix) {
     fs::create_directories(folder);
@@ -27,31 +26,31 @@ void makeFiles(const fs::path &folder, const char *prefix, const char *suffix) {
     }
 }
 
-double secondsOf(const std::function<void()> &work) {
-    const auto begin = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+std::function<double()> secondsOf(const std::function<void()> &work) {
+    return [work] {
+        const auto begin = std::chrono::steady_clock::now();
+        work();
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    };
 }
 
-// Measures `operation`, and reports how many times as long it takes as `bare`.
-void compare(benchmark::State &state, const std::function<void()> &operation,
+void compare(const std::string &what, const std::function<void()> &operation,
              const std::function<void()> &bare) {
-    std::vector<double> ratios;
-    for ([[maybe_unused]] auto _ : state) {
-        const double own = secondsOf(operation);
-        state.SetIterationTime(own);
-        ratios.push_back(own / secondsOf(bare));
-    }
-    state.counters["times_the_bare_operation"] = median(ratios);
+    const auto seconds = inTurn(turns, {secondsOf(operation), secondsOf(bare)});
+    print(what, median(seconds[0]), "s");
+    print("  to the bare operation, median", medianRatio(seconds), "times");
 }
 
-void selection(benchmark::State &state, const fs::path &scratch) {
+void measureSelection(const fs::path &scratch) {
     const fs::path reports = scratch / "reports";
     makeFiles(reports, "Lumacef_", ".ips");
+    // Volatile, so that the compiler keeps what is only asked for.
+    volatile std::uintmax_t size = 0;
+    volatile std::int64_t time = 0;
     const auto bareWalk = [&] {
         for (const auto &entry : fs::directory_iterator(reports)) {
-            benchmark::DoNotOptimize(entry.file_size());
-            benchmark::DoNotOptimize(entry.last_write_time());
+            size = entry.file_size();
+            time = entry.last_write_time().time_since_epoch().count();
         }
     };
     // No size is allowed, so everything is looked at and nothing is copied.
@@ -59,49 +58,45 @@ void selection(benchmark::State &state, const fs::path &scratch) {
         UtilityFunctions::copyFilesContainingName(reports, scratch / "selected", 100, -1,
                                                   {QStringLiteral("lumacef")});
     };
-    compare(state, select, bareWalk);
+    compare("selection of 100000", select, bareWalk);
 }
 
-void pruning(benchmark::State &state, const fs::path &scratch) {
+void measurePruning(const fs::path &scratch) {
     // All made before the first of them is removed: ext4 is slow to make files where it has just removed
-    // some.
-    int next = 2 * rounds;
+    // some. The first turn does not count.
+    constexpr int folders = 2 * (turns + 1);
+    int next = folders;
     const auto folder = [&] { return scratch / ("removed" + std::to_string(--next)); };
     while (next > 0)
         makeFiles(folder(), "file", ".bin");
-    next = 2 * rounds;
+    next = folders;
     const auto prune = [&] {
         FilesPathDirectory::removeFilesFromDirectoryRecursively(folder(),
                                                                 UtilityFunctions::allowedExtensions);
     };
-    compare(state, prune, [&] { fs::remove_all(folder()); });
+    compare("pruning of 100000", prune, [&] { fs::remove_all(folder()); });
 }
 
-void logLines(benchmark::State &state) {
+void measureLogLines() {
+    constexpr int lines = 200'000;
     const QString message =
         QStringLiteral("Directory created: /home/jdoe/.local/share/Library/LumadocDiagnostics/Output");
-    for ([[maybe_unused]] auto _ : state)
-        Logger::logInfo(message);
-    state.SetItemsProcessed(state.iterations());
+    const auto logLines = [&] {
+        for (int i = 0; i < lines; ++i)
+            Logger::logInfo(message);
+    };
+    print("a labelled log line", median(inTurn(turns, {secondsOf(logLines)})[0]) / lines * 1e6,
+          "microseconds");
 }
 
 } // namespace
 
-int main(int argumentCount, char **arguments) {
+int main() {
     const test_support::ScratchFolder scratch;
     ::setenv("HOME", scratch.path().c_str(), 1);
     ::unsetenv("XDG_CACHE_HOME");
     Logger::setupLogFile();
-    using Operation = void (*)(benchmark::State &, const fs::path &);
-    const auto add = [&](const char *name, Operation operation) {
-        benchmark::RegisterBenchmark(name, operation, scratch.path())
-            ->Iterations(rounds)
-            ->Unit(benchmark::kMillisecond)
-            ->UseManualTime();
-    };
-    add("selection of 100000", selection);
-    add("pruning of 100000", pruning);
-    benchmark::RegisterBenchmark("labelled log lines", logLines)->Iterations(200'000)->UseRealTime();
-    benchmark::Initialize(&argumentCount, arguments);
-    benchmark::RunSpecifiedBenchmarks();
+    measureSelection(scratch.path());
+    measurePruning(scratch.path());
+    measureLogLines();
 }

@@ -4,25 +4,14 @@
 // about ten seconds; what the sampler does after sampling is not counted.
 #include "Figures.h"
 #include "MeasuredProcess.h"
+#include "test_support/ChildProcess.h"
+#include "test_support/ScratchFolder.h"
 
-#include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <fcntl.h>
-#include <filesystem>
 #include <fstream>
-#include <iostream>
-#include <string>
 #include <sys/mman.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
-#include <vector>
 
 namespace {
 
@@ -48,7 +37,6 @@ __attribute__((noinline)) std::uint64_t mix(std::vector<std::uint64_t> &cells, s
 }
 
 [[noreturn]] void doWork(Work &work) {
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     std::vector<std::thread> all;
     for (Counter &counter : work.counters)
         all.emplace_back([&counter] {
@@ -66,13 +54,10 @@ public:
     Target()
         : m_work(static_cast<Work *>(
               ::mmap(nullptr, sizeof(Work), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)))
-        , m_process(::fork()) {
-        if (m_process == 0)
-            doWork(*m_work);
-    }
+        , m_process(test_support::startInChild([this]() -> int { doWork(*m_work); })) {}
     ~Target() {
         ::kill(m_process, SIGKILL);
-        ::waitpid(m_process, nullptr, 0);
+        test_support::statusOf(m_process);
     }
     Target(const Target &) = delete;
     Target &operator=(const Target &) = delete;
@@ -107,40 +92,6 @@ std::string lineWith(const fs::path &file, const std::string &words) {
     return words + " is not in the report";
 }
 
-pid_t startSampler(pid_t target, const fs::path &report) {
-    const pid_t sampler = ::fork();
-    if (sampler != 0)
-        return sampler;
-    const int null = ::open("/dev/null", O_RDWR);
-    ::dup2(null, STDERR_FILENO);
-    ::execl(SAMPLER, SAMPLER, std::to_string(target).c_str(), "-file", report.c_str(), nullptr);
-    ::_exit(127);
-}
-
-struct SampledRate {
-    double rate = 0;
-    std::uint64_t peakBytes = 0;
-};
-
-SampledRate rateWhileSampled(const Target &target, const fs::path &report) {
-    SampledRate result;
-    const pid_t sampler = startSampler(target.process(), report);
-    // By then it is at work, and its memory its own.
-    std::this_thread::sleep_for(std::chrono::milliseconds(250));
-    std::thread rate([&] { result.rate = target.rate(); });
-    int status = 0;
-    while (::waitpid(sampler, &status, WNOHANG) == 0) {
-        result.peakBytes = std::max(result.peakBytes, highWaterMark(sampler));
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    rate.join();
-    if (status != 0) {
-        std::cerr << "bench: the sampler failed\n";
-        std::exit(1);
-    }
-    return result;
-}
-
 // Ahead of whatever else this machine does, where that is allowed: a thread that sleeps now and then gets a
 // larger share of a crowded processor, so among other busy programs a sampled one would seem faster.
 void goAhead() {
@@ -155,19 +106,26 @@ int main() {
     constexpr int rounds = 5;
     goAhead();
     const Target target;
-    const fs::path report = fs::temp_directory_path() / ("lumamon-bench-" + std::to_string(::getpid()));
-    std::vector<double> slowDowns;
+    const test_support::ScratchFolder folder;
+    const fs::path report = folder.path() / "report";
     std::vector<double> peaks;
-    for (int round = 0; round < rounds; ++round) {
-        const double alone = target.rate();
-        const SampledRate sampled = rateWhileSampled(target, report);
-        slowDowns.push_back(100 * (1 - sampled.rate / alone));
-        peaks.push_back(static_cast<double>(sampled.peakBytes) / mebibyte);
-        std::printf("round %d: %.1f %% slower\n  %s\n  %s\n", round + 1, slowDowns.back(),
-                    lineWith(report, "Samples:").c_str(), lineWith(report, "Time stopped:").c_str());
-        std::fflush(stdout);
-    }
-    fs::remove(report);
-    std::printf("eight busy threads, sampled: %.1f %% slower (median of %d); sampler: %.1f MiB at most\n",
-                median(slowDowns), rounds, median(peaks));
+    const auto rateWhileSampled = [&] {
+        double rate = 0;
+        std::thread counting([&] {
+            // By then the sampler is at work.
+            std::this_thread::sleep_for(std::chrono::milliseconds(250));
+            rate = target.rate();
+        });
+        const Measurement run = runMeasured({SAMPLER, std::to_string(target.process()), "-file", report}, {},
+                                            std::chrono::milliseconds(20));
+        counting.join();
+        require(run.exitStatus == 0, "the sampler failed");
+        peaks.push_back(static_cast<double>(run.peakBytes) / mebibyte);
+        std::printf("%s\n%s\n", lineWith(report, "Samples:").c_str(),
+                    lineWith(report, "Time stopped:").c_str());
+        return rate;
+    };
+    const auto rates = inTurn(rounds, {rateWhileSampled, [&] { return target.rate(); }});
+    print("eight busy threads, slower while sampled", 100 * (1 - medianRatio(rates)), "%");
+    print("the sampler's peak memory", median(peaks), "MiB");
 }

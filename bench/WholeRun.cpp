@@ -4,14 +4,12 @@
 #include "MeasuredProcess.h"
 
 #include "discovery/RunState.h"
+#include "packaging/FilesPathDirectory.h"
 #include "platform/posix/FileSystem.h"
 #include "sample_product/SampleProduct.h"
 #include "support_service/SupportService.h"
 #include "test_support/ScratchBundle.h"
 #include "test_support/ScratchHome.h"
-
-#include <cstdio>
-#include <filesystem>
 
 namespace {
 
@@ -58,58 +56,40 @@ struct Bench {
 
 // Leaves only what the program sends, so that both sides pack the same bytes; returns how many those are.
 std::uint64_t keepAllowedFiles(const fs::path &folder) {
-    std::vector<fs::path> files;
-    for (const auto &entry : fs::recursive_directory_iterator(folder)) {
-        if (entry.is_regular_file())
-            files.push_back(entry.path());
-    }
+    FilesPathDirectory::removeFilesFromDirectoryRecursively(folder, UtilityFunctions::allowedExtensions);
     std::uint64_t bytes = 0;
-    for (const fs::path &file : files) {
-        if (UtilityFunctions::allowedExtensions.contains(QString::fromStdString(file.extension()).toLower()))
-            bytes += fs::file_size(file);
-        else
-            fs::remove(file);
-    }
+    for (const auto &entry : fs::recursive_directory_iterator(folder))
+        bytes += entry.is_regular_file() ? entry.file_size() : 0;
     return bytes;
 }
 
 void compareWholeRuns() {
-    constexpr int rounds = 7;
     Bench bench({.logBytes = std::uint64_t{86} << 20});
     const double size = static_cast<double>(keepAllowedFiles(bench.product.logs)) / mebibyte;
-    bench.runProgram();
-    bench.runTools();
-    std::vector<double> ratios;
-    std::vector<double> program;
-    std::vector<double> tools;
-    for (int round = 0; round < rounds; ++round) {
-        program.push_back(bench.runProgram().wall.count());
-        tools.push_back(bench.runTools().wall.count());
-        ratios.push_back(program.back() / tools.back());
-    }
-    std::printf("whole silent run, %.0f MiB of logs: %.2f s; cp, zip and curl: %.2f s; median ratio %.3f\n",
-                size, median(program), median(tools), median(ratios));
+    const auto seconds = inTurn(
+        7, {[&] { return bench.runProgram().wall.count(); }, [&] { return bench.runTools().wall.count(); }});
+    print("logs of a whole silent run", size, "MiB");
+    print("the whole run", median(seconds[0]), "s");
+    print("cp, zip and curl for the same", median(seconds[1]), "s");
+    print("the one to the other, median", medianRatio(seconds), "");
 }
 
 void measureMemory(std::uint64_t logBytes) {
     Bench bench({.logBytes = logBytes, .incompressible = true});
     const auto run = bench.runProgram();
     const auto archive = static_cast<double>(bench.service.receipts().back().sizeBytes) / mebibyte;
-    const double peak = static_cast<double>(run.peakBytes) / mebibyte;
-    std::printf("peak memory with an archive of %.1f MiB: %.1f MiB, %.1f MiB above the archive\n", archive,
-                peak, peak - archive);
+    print("peak memory beyond an archive of " + std::to_string(archive) + " MiB",
+          static_cast<double>(run.peakBytes) / mebibyte - archive, "MiB");
 }
 
 // The first line creates the log file. With a file in the place of the workspace the log stays where it is;
 // there is nothing to pack then, and the program stays until it is ended.
 void measureStart() {
-    constexpr int rounds = 21;
     Bench bench({.logBytes = 1000});
     const fs::path home = bench.scratch.path() / "empty home";
     const fs::path log = home / ".cache/Logs/LumadocDiagnosticsDebugOutput.log";
     test_support::writeFile(home / ".local/share/Library/LumadocDiagnostics", "in the way");
-    std::vector<double> milliseconds;
-    for (int round = 0; round < rounds; ++round) {
+    const auto firstLine = [&] {
         fs::remove(log);
         const auto run = runMeasured(
             {"/bin/sh", "-c",
@@ -118,11 +98,9 @@ void measureStart() {
         std::error_code error;
         const auto attributes = platform::fileAttributes(log, error);
         require(attributes && attributes->creationDate, "the log's creation date cannot be read");
-        milliseconds.push_back(
-            std::chrono::duration<double, std::milli>(*attributes->creationDate - run.started).count());
-    }
-    std::printf("from process start to the first line: %.1f ms (median of %d)\n", median(milliseconds),
-                rounds);
+        return std::chrono::duration<double, std::milli>(*attributes->creationDate - run.started).count();
+    };
+    print("from process start to the first line", median(inTurn(21, {firstLine})[0]), "ms");
 }
 
 } // namespace

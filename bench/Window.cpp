@@ -24,11 +24,8 @@
 #include <QGuiApplication>
 #include <QQuickWindow>
 #include <QTimer>
-#include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
-#include <iostream>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
@@ -39,15 +36,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
-// The bars.
-constexpr double firstFrameMilliseconds = 200;
-constexpr double firstFrameRatio = 1.5;
-constexpr double idleMebibytes = 80;
 constexpr double gapMilliseconds = 50;
-
-const char *verdict(bool isMet) {
-    return isMet ? "met" : "MISSED";
-}
 
 // ---- The main thread's gaps, in the process that has the window.
 
@@ -86,12 +75,6 @@ void waitFor(const std::function<bool()> &condition) {
     }
 }
 
-void report(const char *phase, double gap, Clock::time_point begin) {
-    std::printf("  %-12s longest gap %5.1f ms of %6.2f s (bar %.0f ms: %s)\n", phase, gap,
-                std::chrono::duration<double>(Clock::now() - begin).count(), gapMilliseconds,
-                verdict(gap <= gapMilliseconds));
-}
-
 int measureGaps(int argumentCount, char **arguments) {
     platform::prepareProcess();
     const auto application = makeWindowApplication(argumentCount, arguments);
@@ -116,14 +99,13 @@ int measureGaps(int argumentCount, char **arguments) {
     constexpr auto afterStep = std::chrono::milliseconds(300);
     const auto measure = [&](const char *phase, bool press, const std::function<bool()> &isOver) {
         watch.take();
-        const auto begin = Clock::now();
         if (press)
             view->primaryButtonPressed();
         waitFor(isOver);
         // The upload has begun by now and counts by itself.
         if (!has(Texts::stopUpload)())
             settle(afterStep);
-        report(phase, watch.take(), begin);
+        print(std::string("  ") + phase + ", longest gap", watch.take(), "ms", gapMilliseconds);
     };
     measure("start", true, has(Texts::stopDiagnostics));
     measure("capture", true, has(Texts::shareLogs));
@@ -186,35 +168,26 @@ double firstFrame(const Surroundings &around, const fs::path &path) {
 }
 
 void measureFirstFrame(const Surroundings &around) {
-    constexpr int turns = 21;
-    std::vector<double> window;
-    std::vector<double> bare;
-    firstFrame(around, around.bundle.executable());
-    firstFrame(around, BARE_WINDOW);
-    for (int turn = 0; turn < turns; ++turn) {
-        window.push_back(firstFrame(around, around.bundle.executable()));
-        bare.push_back(firstFrame(around, BARE_WINDOW));
-    }
-    const double ratio = median(window) / median(bare);
-    std::printf("first frame after process start: %.0f ms (bar %.0f ms: %s); a bare window: %.0f ms; "
-                "ratio %.2f (bar %.1f: %s); medians of %d\n",
-                median(window), firstFrameMilliseconds, verdict(median(window) <= firstFrameMilliseconds),
-                median(bare), ratio, firstFrameRatio, verdict(ratio <= firstFrameRatio), turns);
+    const auto frames = inTurn(21, {[&] { return firstFrame(around, around.bundle.executable()); },
+                                    [&] { return firstFrame(around, BARE_WINDOW); }});
+    print("first frame after process start", median(frames[0]), "ms", 200);
+    print("first frame of a bare window", median(frames[1]), "ms");
+    print("the one to the other", median(frames[0]) / median(frames[1]), "", 1.5);
 }
 
 void measureMemory(const Surroundings &around) {
     ProgramRun run(around.program(around.bundle.executable()));
     waitUntil([&] { return isDrawn(around); });
     std::this_thread::sleep_for(std::chrono::seconds(2));
-    const double peak = static_cast<double>(highWaterMark(run.processId())) / mebibyte;
-    std::printf("peak memory of the window that waits: %.1f MiB (bar %.0f MiB: %s)\n", peak, idleMebibytes,
-                verdict(peak <= idleMebibytes));
+    print("peak memory of the window that waits",
+          static_cast<double>(highWaterMark(run.processId())) / mebibyte, "MiB", 80);
 }
 
 void measureGapsIn(const Surroundings &around) {
     constexpr std::uint64_t treeBytes = std::uint64_t{60} << 20;
     sample_product::makeSampleProduct(around.home.path(), {.logBytes = treeBytes, .incompressible = true});
     std::printf("the main thread without an event, with 60 MiB of logs:\n");
+    std::fflush(stdout);
     ProgramRun run(around.program(around.gapsBundle.executable(), {"--gaps"}));
     const auto end = run.waitForEnd(std::chrono::minutes(5));
     std::printf("%s", run.standardOutput().c_str());
