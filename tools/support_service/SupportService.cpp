@@ -79,24 +79,6 @@ void SupportService::setBehaviour(const Behaviour &behaviour, std::size_t count)
     m_nextBehaviours.insert(m_nextBehaviours.end(), count, behaviour);
 }
 
-template <typename Condition>
-bool SupportService::waitFor(std::chrono::milliseconds limit, Condition condition) const {
-    std::unique_lock lock(m_mutex);
-    return m_changed.wait_for(lock, limit, condition);
-}
-
-bool SupportService::waitForRequests(std::size_t count, std::chrono::milliseconds limit) const {
-    return waitFor(limit, [&] { return m_requests.size() >= count; });
-}
-
-bool SupportService::waitForReceipts(std::size_t count, std::chrono::milliseconds limit) const {
-    return waitFor(limit, [&] { return m_receipts.size() >= count; });
-}
-
-bool SupportService::waitForBodyBytes(std::uint64_t count, std::chrono::milliseconds limit) const {
-    return waitFor(limit, [&] { return m_bodyBytes >= count; });
-}
-
 void SupportService::serve(int socket) {
     const auto context = contextForNextConnection();
     if (!context)
@@ -114,10 +96,7 @@ std::shared_ptr<SSL_CTX> SupportService::contextForNextConnection() {
     const std::lock_guard lock(m_mutex);
     if (m_handshake != Handshake::complete)
         return m_handshake == Handshake::refuse ? contextWithoutCertificate() : nullptr;
-    auto &context = m_contexts[m_certificate];
-    if (!context)
-        context = m_authority.serverContext(m_certificate);
-    return context;
+    return m_authority.serverContext(m_certificate);
 }
 
 bool SupportService::serveRequest(TlsConnection &connection) {

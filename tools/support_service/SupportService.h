@@ -13,7 +13,6 @@
 #include <deque>
 #include <filesystem>
 #include <functional>
-#include <map>
 #include <mutex>
 
 namespace support_service {
@@ -86,9 +85,15 @@ public:
 
     /// Waits until so many requests' headers have arrived, so many receipts were made, so many body bytes
     /// were read. False when `limit` passes first.
-    bool waitForRequests(std::size_t count, std::chrono::milliseconds limit) const;
-    bool waitForReceipts(std::size_t count, std::chrono::milliseconds limit) const;
-    bool waitForBodyBytes(std::uint64_t count, std::chrono::milliseconds limit) const;
+    bool waitForRequests(std::size_t count, std::chrono::milliseconds limit) const {
+        return waitFor(limit, [&] { return m_requests.size() >= count; });
+    }
+    bool waitForReceipts(std::size_t count, std::chrono::milliseconds limit) const {
+        return waitFor(limit, [&] { return m_receipts.size() >= count; });
+    }
+    bool waitForBodyBytes(std::uint64_t count, std::chrono::milliseconds limit) const {
+        return waitFor(limit, [&] { return m_bodyBytes >= count; });
+    }
 
 private:
     template <typename Value>
@@ -102,7 +107,10 @@ private:
         member = value;
     }
     template <typename Condition>
-    bool waitFor(std::chrono::milliseconds limit, Condition condition) const;
+    bool waitFor(std::chrono::milliseconds limit, Condition condition) const {
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, limit, condition);
+    }
 
     // In a thread of their own for each connection.
     void serve(int socket);
@@ -123,7 +131,6 @@ private:
     mutable std::condition_variable m_changed;
     // Guarded by the mutex.
     CertificateAuthority m_authority;
-    std::map<CertificateKind, std::shared_ptr<SSL_CTX>> m_contexts;
     CertificateKind m_certificate = CertificateKind::good;
     Handshake m_handshake = Handshake::complete;
     Behaviour m_behaviour;
