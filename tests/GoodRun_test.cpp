@@ -29,7 +29,7 @@ TEST_F(GoodRun, LogsEveryStepInOrderAndLeavesNothingElse) {
     EXPECT_TRUE(fs::is_empty(home.caches() / "Logs"));
 }
 
-// The service takes nothing but the agreed form, byte for byte.
+// The service checks the form byte for byte.
 TEST_F(GoodRun, SendsOneRequestOfTheAgreedForm) {
     // Of a size at which clients like to ask first whether they may send.
     install({.logBytes = 3'000'000, .incompressible = true});

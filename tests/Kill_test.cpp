@@ -109,7 +109,7 @@ bool holds(const fs::path &file, const std::string &text) {
 
 TEST_P(KilledAt, LosesNothing) {
     install();
-    // So that a kill that comes late still comes before the run's data has a taker.
+    // No answer, so that a kill that comes late still comes before the archive is deleted.
     service.setBehaviour({.neverAnswer = GetParam().hasCollected});
     killWhen([this] {
         const std::string line = ": " + GetParam().line;

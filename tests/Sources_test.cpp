@@ -184,7 +184,7 @@ TEST_F(OtherUser, GetsWhatCanBeRead) {
     expectUsualFiles();
 }
 
-TEST_F(OtherUser, IsNotAskedAboutSomebodyElsesRunningProduct) {
+TEST_F(OtherUser, IsNotAffectedBySomebodyElsesRunningProduct) {
     ProgramRun foreign({.program = product.executable});
     ASSERT_TRUE(waitUntil([] { return !processesOf("Lumadoc").empty(); }));
     runWell(asUser());
