@@ -85,32 +85,12 @@ std::optional<RequestHead> readHead(TlsConnection &connection) {
 
 BodyReader::BodyReader(TlsConnection &connection, const RequestHead &head)
     : m_connection(connection)
-    , m_isChunked(head.header("Transfer-Encoding") == "chunked")
-    , m_hasMoreChunks(m_isChunked)
-    , m_rest(std::strtoull(head.header("Content-Length").c_str(), nullptr, 10)) {
-    beginChunk();
-}
+    , m_rest(std::strtoull(head.header("Content-Length").c_str(), nullptr, 10)) {}
 
 std::string BodyReader::next(std::size_t most) {
-    if (m_rest == 0)
-        return {};
-    std::string bytes = m_connection.read(std::min<std::uint64_t>(m_rest, most));
+    const std::string bytes = m_rest > 0 ? m_connection.read(std::min<std::uint64_t>(m_rest, most)) : "";
     m_rest -= bytes.size();
-    if (m_rest == 0 && m_isChunked) {
-        readLine(m_connection);
-        beginChunk();
-    }
     return bytes;
-}
-
-void BodyReader::beginChunk() {
-    const auto size = m_hasMoreChunks ? readLine(m_connection) : std::nullopt;
-    if (!size)
-        return;
-    m_rest = std::strtoull(size->c_str(), nullptr, 16);
-    // The last one is empty, and followed by an empty line.
-    if (m_rest == 0)
-        m_hasMoreChunks = !readLine(m_connection);
 }
 
 bool sendAnswer(TlsConnection &connection, const Behaviour &behaviour, const std::stop_token &stop) {

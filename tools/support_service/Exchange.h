@@ -30,7 +30,7 @@ struct RequestHead {
 /// Reads a request up to its body; none when the connection ends before.
 std::optional<RequestHead> readHead(TlsConnection &connection);
 
-/// The body that follows a head, with a known length or in chunks.
+/// The body that follows a head, whose length is in the head.
 class BodyReader {
 public:
     BodyReader(TlsConnection &connection, const RequestHead &head);
@@ -38,15 +38,11 @@ public:
     /// The next bytes of the body, `most` at most; empty when no more will come.
     std::string next(std::size_t most);
     /// Whether the body was read to its end.
-    bool isWhole() const { return m_rest == 0 && !m_hasMoreChunks; }
+    bool isWhole() const { return m_rest == 0; }
 
 private:
-    void beginChunk();
-
     TlsConnection &m_connection;
-    bool m_isChunked = false;
-    bool m_hasMoreChunks = false;
-    std::uint64_t m_rest = 0;
+    std::uint64_t m_rest;
 };
 
 /// Sends the answer, up to the end that the behaviour gives it. True when another request may follow on the
