@@ -23,14 +23,43 @@ using test_support::runMainQueueUntil;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class ContentViewTest : public RunTest {};
+class ContentViewTest : public RunTest {
+protected:
+    // What a start logs and sets, up to the alerts: `found` is what it found, before it knows the edition.
+    void expectStarted(std::vector<std::string> found, const std::vector<std::string> &end) {
+        found.insert(found.begin(), "INFO: Start diagnostics pressed. Advanced Log Checkbox: No");
+        for (const auto *more : {&startedEntries, &end})
+            found.insert(found.end(), more->begin(), more->end());
+        EXPECT_EQ(record.take(), found);
+    }
+    void expectOneAlert(const char *title, const char *message) {
+        ASSERT_TRUE(runMainQueueUntil([&] { return !alerts.empty(); }));
+        EXPECT_THAT(alerts, ElementsAre(ElementsAre(title, message, "OK")));
+    }
+    // What a press of the button under this caption does at once.
+    template <typename... Entries>
+    void expectAtPress(const char *caption, const Entries &...entries) {
+        view.startButtonLabel = QString::fromUtf8(caption);
+        view.primaryButtonDisabled = false;
+        record.take();
+        press();
+        runMainQueueFor(10ms);
+        EXPECT_THAT(record.take(), ElementsAre(entries...)) << caption;
+    }
 
-const std::vector<std::string> startedFields{
-    "advanceLogToggleDisabled = true", "startButtonLabel = Stop diagnostics",
+    static const std::vector<std::string> startedEntries;
+};
+
+const std::vector<std::string> ContentViewTest::startedEntries{
+    "INFO: Directory created: ~/.local/share/Library/LumadocDiagnostics/Output/RUN/Lumadoc",
+    "INFO: PropertyList URL: ~/.local/share/Library/Preferences/com.brennic.LumadocPE.plist",
+    "INFO: Lumalogging dictionary created",
+    "INFO: Changes synchronized to plist successfully.",
+    "advanceLogToggleDisabled = true",
+    "startButtonLabel = Stop diagnostics",
     "logLabel = Please reproduce the steps that led to the issue and then select Stop diagnostics",
-    "primaryButtonColor = PrimaryTextColor", "primaryButtonTextColor = BackgroundColor"};
-
-const std::string outputFolder = "~/.local/share/Library/LumadocDiagnostics/Output/RUN";
+    "primaryButtonColor = PrimaryTextColor",
+    "primaryButtonTextColor = BackgroundColor"};
 
 // --- The primary button ---
 
@@ -63,55 +92,36 @@ TEST_F(ContentViewTest, APressWhoseWindowIsGoneDoesNothing) {
     EXPECT_THAT(record.take(), IsEmpty());
 }
 
-TEST_F(ContentViewTest, AnyOtherCaptionDoesNothing) {
-    isOutputDirectoryCreated = false;
-    for (const char *caption : {"Close", "", " ", "start diagnostics", "Start diagnostics ", "Stop",
-                                "Share Logs", "Uploading 0%"}) {
-        view.startButtonLabel = QString::fromUtf8(caption);
-        record.take();
-        press();
-        runMainQueueFor(10ms);
-        EXPECT_THAT(record.take(), IsEmpty()) << caption;
-    }
-}
-
 TEST_F(ContentViewTest, EachCaptionHasItsStep) {
-    view.startButtonLabel = QStringLiteral("Share logs");
-    record.take();
-    press();
-    runMainQueueFor(5ms);
-    EXPECT_THAT(record.take(), ElementsAre("primaryButtonDisabled = true", "isInitialFocus = false"));
-
-    view.startButtonLabel = QStringLiteral("Stop upload");
+    isOutputDirectoryCreated = false;
+    for (const char *caption :
+         {"Close", "", " ", "start diagnostics", "Start diagnostics ", "Stop", "Share Logs", "Uploading 0%"})
+        expectAtPress(caption);
+    expectAtPress("Share logs", "primaryButtonDisabled = true", "isInitialFocus = false");
+    // Without an upload there is nothing to stop.
     view.isRunning = true;
-    view.primaryButtonDisabled = false;
-    record.take();
-    press();
-    runMainQueueFor(5ms);
-    EXPECT_THAT(record.take(), ElementsAre("primaryButtonDisabled = true", "startButtonLabel = Share logs",
-                                           "isRunning = false", "primaryButtonDisabled = false"));
+    expectAtPress("Stop upload", "primaryButtonDisabled = true", "startButtonLabel = Share logs",
+                  "isRunning = false", "primaryButtonDisabled = false");
 }
 
 // --- Start ---
+
+const std::string paidFound =
+    "INFO: Lumadoc running instance found for BundleIdentifier: com.brennic.LumadocPE";
+const std::string freeFound = "INFO: Lumadoc running instance found for BundleIdentifier: com.brennic.Pelx";
+const std::string freeMissing =
+    "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.Pelx";
+const std::string fastTrack = "INFO: FlavourFromAppVersion:10.003.20112 flavour: QZ";
 
 TEST_F(ContentViewTest, AStartWithAnInstalledProductGoesThroughItsStepsInOrder) {
     install({.version = "10.003.20112"});
     pressUntil("Stop diagnostics");
     runMainQueueFor(5ms);
-    EXPECT_THAT(
-        record.take(),
-        ElementsAre(
-            "INFO: Start diagnostics pressed. Advanced Log Checkbox: No",
-            "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.LumadocPE",
-            "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.Pelx",
-            "INFO: LumadocRunningInstance.isEmpty",
-            "INFO: App url for bundle: com.brennic.LumadocPE is: ~/Applications/Lumadoc.app",
-            "INFO: Lumadoc installation found.", "INFO: FlavourFromAppVersion:10.003.20112 flavour: QZ",
-            "INFO: Directory created: " + outputFolder + "/Lumadoc",
-            "INFO: PropertyList URL: ~/.local/share/Library/Preferences/com.brennic.LumadocPE.plist",
-            "INFO: Lumalogging dictionary created", "INFO: Changes synchronized to plist successfully.",
-            startedFields[0], startedFields[1], startedFields[2], startedFields[3], startedFields[4],
-            "INFO: ShowRestartLumadocAlert: false"));
+    expectStarted({"WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.LumadocPE",
+                   freeMissing, "INFO: LumadocRunningInstance.isEmpty",
+                   "INFO: App url for bundle: com.brennic.LumadocPE is: ~/Applications/Lumadoc.app",
+                   "INFO: Lumadoc installation found.", fastTrack},
+                  {"INFO: ShowRestartLumadocAlert: false"});
     EXPECT_EQ(userFilesURL, *tempOutputURL / "UserFiles");
     EXPECT_TRUE(PListOperations::plistUpdated);
     EXPECT_THAT(alerts, IsEmpty());
@@ -143,35 +153,13 @@ TEST_F(ContentViewTest, ARunningProductOfTheFastTrackIsToBeRestarted) {
     RunningProduct running(product.executable);
     pressUntil("Stop diagnostics");
     // The capture is running while the alert is up.
-    ASSERT_TRUE(runMainQueueUntil([&] { return !alerts.empty(); }));
-    EXPECT_THAT(
-        record.take(),
-        ElementsAre("INFO: Start diagnostics pressed. Advanced Log Checkbox: No",
-                    "INFO: Lumadoc running instance found for BundleIdentifier: com.brennic.LumadocPE",
-                    "INFO: FlavourFromAppVersion:10.003.20112 flavour: QZ",
-                    "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.Pelx",
-                    "INFO: Directory created: " + outputFolder + "/Lumadoc",
-                    "INFO: PropertyList URL: ~/.local/share/Library/Preferences/com.brennic.LumadocPE.plist",
-                    "INFO: Lumalogging dictionary created",
-                    "INFO: Changes synchronized to plist successfully.", startedFields[0], startedFields[1],
-                    startedFields[2], startedFields[3], startedFields[4],
-                    "INFO: Show Restart Alert: standalone consumer detected.",
-                    "INFO: ShowRestartLumadocAlert: true"));
-    EXPECT_THAT(alerts, ElementsAre(ElementsAre(
-                            "Lumadoc restart required",
-                            "We suggest restarting Lumadoc immediately to gather detailed logs and "
-                            "then perform the problematic steps.",
-                            "OK")));
+    expectOneAlert("Lumadoc restart required",
+                   "We suggest restarting Lumadoc immediately to gather detailed logs and "
+                   "then perform the problematic steps.");
+    expectStarted(
+        {paidFound, fastTrack, freeMissing},
+        {"INFO: Show Restart Alert: standalone consumer detected.", "INFO: ShowRestartLumadocAlert: true"});
     EXPECT_EQ(ProcessId.toInt(), running.processId());
-}
-
-TEST_F(ContentViewTest, ARunningProductOfAnotherTrackIsNotToBeRestarted) {
-    const auto product = install({.version = "10.003.10112"});
-    RunningProduct running(product.executable);
-    pressUntil("Stop diagnostics");
-    runMainQueueFor(20ms);
-    EXPECT_THAT(alerts, IsEmpty());
-    EXPECT_THAT(record.takeLog().back(), "INFO: ShowRestartLumadocAlert: false");
 }
 
 TEST_F(ContentViewTest, TwoRunningProductsRefuseTheStart) {
@@ -180,24 +168,13 @@ TEST_F(ContentViewTest, TwoRunningProductsRefuseTheStart) {
     RunningProduct first(paid.executable);
     RunningProduct second(free.executable);
     press();
-    ASSERT_TRUE(runMainQueueUntil([&] { return !alerts.empty(); }));
-    EXPECT_THAT(
-        record.take(),
-        ElementsAre("INFO: Start diagnostics pressed. Advanced Log Checkbox: No",
-                    "INFO: Lumadoc running instance found for BundleIdentifier: com.brennic.LumadocPE",
-                    "INFO: FlavourFromAppVersion:10.003.20112 flavour: QZ",
-                    "INFO: Lumadoc running instance found for BundleIdentifier: com.brennic.Pelx",
-                    "INFO: FlavourFromAppVersion:10.003.20112 flavour: QZ",
-                    "INFO: Lumadoc multiple running instances."));
-    EXPECT_THAT(alerts, ElementsAre(ElementsAre(
-                            "Multiple instances of Lumadoc detected",
-                            "Please ensure that only one Lumadoc app which needs troubleshooting is "
-                            "open, before running Brennic Lumadoc Diagnostics.",
-                            "OK")));
-    EXPECT_TRUE(hasCaption("Start diagnostics"));
-    EXPECT_FALSE(lumadocOrPellix);
-    EXPECT_FALSE(userFilesURL);
-
+    expectOneAlert("Multiple instances of Lumadoc detected",
+                   "Please ensure that only one Lumadoc app which needs troubleshooting is "
+                   "open, before running Brennic Lumadoc Diagnostics.");
+    EXPECT_THAT(record.take(),
+                ElementsAre("INFO: Start diagnostics pressed. Advanced Log Checkbox: No", paidFound,
+                            fastTrack, freeFound, fastTrack, "INFO: Lumadoc multiple running instances."));
+    EXPECT_FALSE(lumadocOrPellix || userFilesURL);
     // With one of them gone the next press starts.
     second.stop();
     pressUntil("Stop diagnostics");
@@ -207,12 +184,9 @@ TEST_F(ContentViewTest, TwoRunningProductsRefuseTheStart) {
 
 TEST_F(ContentViewTest, WithoutAProductAnAlertComesUpAndTheCaptureRuns) {
     pressUntil("Stop diagnostics");
-    ASSERT_TRUE(runMainQueueUntil([&] { return !alerts.empty(); }));
-    EXPECT_THAT(alerts, ElementsAre(ElementsAre(
-                            "No Lumadoc installation detected",
-                            "No Lumadoc installation found on this device. Please install Lumadoc "
-                            "and then start troubeshooting.",
-                            "OK")));
+    expectOneAlert("No Lumadoc installation detected",
+                   "No Lumadoc installation found on this device. Please install Lumadoc "
+                   "and then start troubeshooting.");
     EXPECT_EQ(lumadocOrPellix, QStringLiteral("Pellix"));
 }
 
@@ -250,15 +224,15 @@ TEST_F(ContentViewTest, AWorkspaceThatCannotBeMadeAgainIsLoggedAndTheStartGoesOn
     fs::remove_all(root() / "Output");
     fs::create_directories(root() / "Output");
     const auto readOnly = test_support::Mount::readOnly(root() / "Output");
-    press();
-    ASSERT_TRUE(runMainQueueUntil([&] { return hasCaption("Stop diagnostics"); }));
-    const auto lines = record.takeLog();
-    ASSERT_GE(lines.size(), 5U);
-    EXPECT_EQ(lines[0], "--------------Application restarted without quitting--------------");
-    EXPECT_EQ(lines[1], "INFO: LumadocDiagnostics Directory: ~/.local/share/Library/LumadocDiagnostics");
-    EXPECT_EQ(lines[2], "ERROR: Failed to create the initial directories.");
-    EXPECT_EQ(lines[3], "ERROR: Application terminated");
-    EXPECT_EQ(lines[4], "INFO: Start diagnostics pressed. Advanced Log Checkbox: No");
+    pressUntil("Stop diagnostics");
+    auto lines = record.takeLog();
+    lines.resize(5);
+    EXPECT_THAT(lines,
+                ElementsAre("--------------Application restarted without quitting--------------",
+                            "INFO: LumadocDiagnostics Directory: ~/.local/share/Library/LumadocDiagnostics",
+                            "ERROR: Failed to create the initial directories.",
+                            "ERROR: Application terminated",
+                            "INFO: Start diagnostics pressed. Advanced Log Checkbox: No"));
 }
 
 // --- Stop, and the end of the capture ---
@@ -287,17 +261,15 @@ TEST_F(ContentViewTest, ACaptureEndsAtTheForm) {
     ASSERT_TRUE(runMainQueueUntil([&] { return view.isRunning.value(); }));
     EXPECT_TRUE(view.primaryButtonDisabled);
     ASSERT_TRUE(runMainQueueUntil([&] { return hasCaption("Share logs"); }));
-    const auto all = record.take();
     std::vector<std::string> fields;
     std::vector<std::string> lines;
-    for (const std::string &entry : all)
+    for (const std::string &entry : record.take())
         (entry.find(" = ") != std::string::npos ? fields : lines).push_back(entry);
     EXPECT_EQ(fields, capturedFields);
     ASSERT_GE(lines.size(), 3U);
     EXPECT_EQ(lines[0], "INFO: Monitoring Queue initiated.");
     EXPECT_EQ(lines[1], "WARNING: Lumadoc running instance not Verified. OldProcessId: ");
-    EXPECT_EQ(lines.back(), "INFO: Stop diagnostics Queue Completed.");
-    EXPECT_EQ(std::count(lines.begin(), lines.end(), lines.back()), 1);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "INFO: Stop diagnostics Queue Completed."), 1);
     // The form decides when the logs can be shared.
     EXPECT_TRUE(view.primaryButtonDisabled);
     EXPECT_TRUE(fs::exists(*tempOutputURL / "DetailedInfo.json"));
@@ -305,18 +277,17 @@ TEST_F(ContentViewTest, ACaptureEndsAtTheForm) {
     EXPECT_FALSE(PListOperations::plistUpdated);
 }
 
+// A product of another track than the fast one is not to be restarted.
 TEST_F(ContentViewTest, TheAdvancedLogsAreTakenAsTheTogglesSay) {
     const auto product = install({.version = "10.003.10112"});
     RunningProduct running(product.executable);
     view.changeSpinDump(true);
     view.changeInstalledApps(true);
     pressUntil("Stop diagnostics");
-    record.take();
+    EXPECT_EQ(record.takeLog().back(), "INFO: ShowRestartLumadocAlert: false");
     pressUntil("Share logs");
-    std::vector<std::string> texts;
-    for (const auto &field : record.takeFields())
-        if (field.starts_with("logLabel = "))
-            texts.push_back(field);
+    auto texts = record.takeFields();
+    std::erase_if(texts, [](const auto &field) { return !field.starts_with("logLabel = "); });
     EXPECT_THAT(texts, ElementsAre("logLabel = Capturing Lumadoc data dump. Please wait for a few minutes.",
                                    "logLabel = Capturing system configuration and settings.",
                                    "logLabel = Capturing Lumadoc settings and logs.",
@@ -378,14 +349,6 @@ TEST_F(ContentViewTest, CopyIdHasItsCaptionAgainFiveSecondsAfterTheFirstOfTwoPre
     EXPECT_LT(Clock::now() - start, 5900ms);
     runMainQueueFor(1300ms);
     EXPECT_THAT(record.take(), ElementsAre("CopyText = ID Copied!", "CopyText = Copy ID"));
-}
-
-TEST_F(ContentViewTest, CloseAsksForTheEnd) {
-    int asked = 0;
-    QObject::connect(&view, &ContentView::closeRequested, &view, [&] { ++asked; });
-    view.close();
-    EXPECT_EQ(asked, 1);
-    EXPECT_THAT(record.take(), IsEmpty());
 }
 
 TEST_F(ContentViewTest, WithoutARunFolderThereIsNothingToView) {
