@@ -65,38 +65,28 @@ TestCase {
         view.advanceLogToggleDisabled = true;
     }
 
+    function set(fields) {
+        Object.assign(view, fields);
+        settle();
+    }
+
     function showForm() {
         reproduce();
-        view.logLabel = "Logging complete.";
-        view.startButtonLabel = "Share logs";
-        view.isLogEditorVisible = false;
-        view.isFeedbackLayoutVisible = true;
-        view.primaryButtonColor = "PrimaryColor";
-        view.primaryButtonTextColor = "white";
-        view.primaryButtonDisabled = true;
-        view.isLogLabelVisible = false;
-        view.isLoggingCompleteVisible = true;
-        settle();
+        set({ logLabel: "Logging complete.", startButtonLabel: "Share logs", isLogEditorVisible: false,
+              isFeedbackLayoutVisible: true, primaryButtonColor: "PrimaryColor", primaryButtonTextColor: "white",
+              primaryButtonDisabled: true, isLogLabelVisible: false, isLoggingCompleteVisible: true });
     }
 
     function fail() {
         showForm();
         view.changeFeedback("x");
-        view.isUploadFailedLayoutVisible = true;
-        view.isLoggingCompleteVisible = false;
-        settle();
+        set({ isUploadFailedLayoutVisible: true, isLoggingCompleteVisible: false });
     }
 
     function finish() {
         showForm();
-        view.startButtonLabel = "Close";
-        view.logLabel = "";
-        view.isFeedbackLayoutVisible = false;
-        view.isCloseLayoutVisible = true;
-        view.primaryButtonDisabled = false;
-        view.primaryButtonColor = "clear";
-        view.thickBorderButtonStyle = true;
-        settle();
+        set({ startButtonLabel: "Close", logLabel: "", isFeedbackLayoutVisible: false, isCloseLayoutVisible: true,
+              primaryButtonDisabled: false, primaryButtonColor: "clear", thickBorderButtonStyle: true });
     }
 
     // Every item that is drawn below `item`, in the order of drawing.
@@ -130,8 +120,14 @@ TestCase {
     }
 
     /// A screen reader reads it by itself: it has changed, or is of those that are read when they come up.
-    function announced(text) {
-        return announcements.includes(text) || textItem(text)?.Accessible.role === Accessible.Notification;
+    function verifyAnnounced(text) {
+        tryVerify(() => announcements.includes(text)
+                  || textItem(text)?.Accessible.role === Accessible.Notification);
+    }
+
+    function type(text) {
+        for (const character of text)
+            keyClick(character);
     }
 
     function colorOf(name) {

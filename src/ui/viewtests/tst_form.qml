@@ -23,11 +23,6 @@ Item {
             return control("Brennic can contact me for fixes at the following email address (optional)");
         }
 
-        function type(text) {
-            for (const character of text)
-                keyClick(character);
-        }
-
         function frameColor(box) {
             let item = box;
             while (!(item.background instanceof BoxFrame))
@@ -51,19 +46,23 @@ Item {
                 "Attach screenshot and pdf files",
                 "(Max 10 MB; Do not include any sensitive information)"]);
             verify(!control("Share logs").enabled);
-            tryVerify(() => announced("Logs generated successfully."));
+            verifyAnnounced("Logs generated successfully.");
         }
 
-        function test_the_description_has_the_keyboard() {
+        // A blank at first is cleared; Shift+Return breaks the line; the cursor stays where it is.
+        function test_typing_lets_share() {
             showForm();
             verify(description().activeFocus);
             compare(view.feedbackFormFocus, ContentView.Field.feedback);
-        }
-
-        function test_typing_lets_share() {
-            showForm();
-            type("It fell");
-            compare(view.feedbackText, "It fell");
+            type(" ");
+            compare(view.feedbackText + description().text, "");
+            type("ac");
+            keyClick(Qt.Key_Left);
+            type("b");
+            compare(description().cursorPosition, 2);
+            keyClick(Qt.Key_Return, Qt.ShiftModifier);
+            compare(view.feedbackText, "ab\nc");
+            verify(description().activeFocus);
             verify(control("Share logs").enabled);
         }
 
@@ -73,19 +72,12 @@ Item {
             keyClick(Qt.Key_Backspace);
             verify(!control("Share logs").enabled);
             compare(textItem("Desciption is required").color, colorOf("error"));
-            tryVerify(() => announced("Desciption is required"));
+            verifyAnnounced("Desciption is required");
             compare(frameColor(description()), colorOf("error"));
             compare(description().Accessible.description, "Desciption is required");
             type("y");
             compare(textItem("Desciption is required"), null);
             compare(frameColor(description()), colorOf("Border"));
-        }
-
-        function test_a_blank_at_first_is_cleared() {
-            showForm();
-            type(" ");
-            compare(description().text, "");
-            compare(view.feedbackText, "");
         }
 
         function test_keys_that_lead_to_the_address_data() {
@@ -104,25 +96,7 @@ Item {
             compare(view.feedbackFormFocus, ContentView.Field.email);
         }
 
-        function test_shift_return_breaks_the_line() {
-            showForm();
-            type("a");
-            keyClick(Qt.Key_Return, Qt.ShiftModifier);
-            type("b");
-            compare(view.feedbackText, "a\nb");
-            verify(description().activeFocus);
-        }
-
-        function test_the_cursor_stays_where_it_is() {
-            showForm();
-            type("ac");
-            keyClick(Qt.Key_Left);
-            type("b");
-            compare(view.feedbackText, "abc");
-            compare(description().cursorPosition, 2);
-        }
-
-        function test_the_cursor_stays_behind_a_cut() {
+        function test_the_cursor_stays_after_a_cut() {
             showForm();
             view.changeFeedback("x".repeat(2000));
             description().cursorPosition = 2000;
@@ -150,7 +124,7 @@ Item {
             compare(address().text, "ab@c.de");
         }
 
-        function test_a_wrong_address_is_told_and_does_not_hinder() {
+        function test_a_wrong_address_is_marked_and_does_not_hinder() {
             showForm();
             type("x");
             address().forceActiveFocus();
@@ -158,17 +132,12 @@ Item {
             compare(textItem("Invalid email address").color, colorOf("error"));
             compare(frameColor(address()), colorOf("error"));
             compare(address().Accessible.description, "Invalid email address");
-            tryVerify(() => announced("Invalid email address"));
+            verifyAnnounced("Invalid email address");
             verify(control("Share logs").enabled);
             type(".de");
             compare(textItem("Invalid email address"), null);
             compare(frameColor(address()), colorOf("Border"));
-        }
-
-        function test_return_in_the_address_leads_back() {
-            showForm();
-            address().forceActiveFocus();
-            type("a@b.de");
+            // Return leads back.
             keyClick(Qt.Key_Return);
             compare(view.emailText, "a@b.de");
             verify(description().activeFocus);
@@ -179,26 +148,20 @@ Item {
             address().forceActiveFocus();
             keyClick(Qt.Key_Tab);
             verify(control("Attach screenshot and pdf files").activeFocus);
-            keyClick(Qt.Key_Backtab);
-            verify(address().activeFocus);
-            keyClick(Qt.Key_Backtab);
-            verify(description().activeFocus);
-            keyClick(Qt.Key_Backtab);
-            verify(control("Copy ID").activeFocus);
+            for (const before of [address(), description(), control("Copy ID")]) {
+                keyClick(Qt.Key_Backtab);
+                verify(before.activeFocus);
+            }
         }
 
         function test_attached_files_are_counted() {
             showForm();
+            compare(control("Attach screenshot and pdf files").width, 96);
             compare(control("Remove attached files"), null);
             view.filesCountInDestination = 2;
             verify(textItem("2 file(s) attached") !== null);
-            tryVerify(() => announced("2 file(s) attached"));
+            verifyAnnounced("2 file(s) attached");
             verify(control("Remove attached files").enabled);
-        }
-
-        function test_the_attach_button_has_its_width() {
-            showForm();
-            compare(control("Attach screenshot and pdf files").width, 96);
         }
 
         function test_while_it_is_shared_nothing_can_be_edited() {
@@ -206,19 +169,14 @@ Item {
             type("x");
             view.filesCountInDestination = 1;
             view.isFeedbackEmailLayoutDisabled = true;
-            verify(description().readOnly);
-            verify(address().readOnly);
-            verify(!control("Attach screenshot and pdf files").enabled);
-            verify(!control("Remove attached files").enabled);
+            verify(description().readOnly && address().readOnly);
+            verify(!control("Attach screenshot and pdf files").enabled && !control("Remove attached files").enabled);
             type("y");
             compare(view.feedbackText, "x");
             keyClick(Qt.Key_Tab);
             verify(!description().activeFocus);
-        }
-
-        function test_sharing_takes_the_keyboard_from_the_boxes() {
-            showForm();
-            verify(description().activeFocus);
+            // Sharing takes the keyboard from the boxes.
+            description().forceActiveFocus();
             view.feedbackFormFocus = ContentView.Field.noField;
             verify(!description().activeFocus);
         }

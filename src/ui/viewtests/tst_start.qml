@@ -21,18 +21,10 @@ Item {
                 "Advanced logs",
                 "System apps information",
                 "Start diagnostics"]);
-            verify(control("Advanced logs").enabled);
-            verify(control("System apps information").enabled);
-            verify(control("Start diagnostics").enabled);
-        }
-
-        function test_the_button_has_the_keyboard_at_first() {
-            verify(control("Start diagnostics").activeFocus);
-        }
-
-        function test_tab_goes_round_in_the_order_of_the_window() {
             const names = ["Advanced logs", "System apps information", "Start diagnostics"];
-            control("Start diagnostics").forceActiveFocus();
+            verify(names.every(name => control(name).enabled));
+            // Tab goes round, from the button on.
+            verify(control("Start diagnostics").activeFocus);
             for (const name of names) {
                 keyClick(Qt.Key_Tab);
                 verify(control(name).activeFocus, name);
@@ -79,52 +71,30 @@ Item {
             compare(shownTexts().slice(2, 4), [
                 "BASIC LOGS\n• Lumadoc configuration, settings and logs\n• System configuration and settings",
                 "ADVANCED LOGS\n• Full Lumadoc data dump\n• System apps version information"]);
-            mouseClick(control("Advanced logs"));
-            verify(view.getSpinDump);
-            mouseClick(control("Advanced logs"));
-            verify(!view.getSpinDump);
+            control("Advanced logs").forceActiveFocus();
+            for (const [key, on] of [[Qt.Key_Space, true], [Qt.Key_Return, true], [Qt.Key_Enter, true],
+                                     [Qt.Key_Space, false]]) {
+                keyClick(key);
+                compare(view.getSpinDump, on);
+            }
             compare(shownTexts()[3], "Advanced logs");
         }
 
-        function test_toggles_work_by_space() {
-            control("Advanced logs").forceActiveFocus();
-            keyClick(Qt.Key_Space);
-            verify(view.getSpinDump);
-            compare(view.captureDetails.split("\n").length, 3);
-        }
-
-        function test_toggles_do_not_work_by_return() {
-            for (const key of [Qt.Key_Return, Qt.Key_Enter]) {
-                control("Advanced logs").forceActiveFocus();
-                keyClick(key);
-                verify(!view.getSpinDump);
-            }
-        }
-
-        // The pointer is still over the box that it has just worked.
-        function test_toggles_stay_in_their_place() {
-            const place = () => control("Advanced logs").mapToItem(root, 0, 0);
-            const before = place();
-            mouseClick(control("Advanced logs"));
-            mouseClick(control("System apps information"));
-            waitForRendering(root);
-            compare(place(), before);
-            const right = textItem(shownTexts()[3]);
-            const editor = control("Advanced logs").parent;
-            verify(right.mapToItem(editor, right.width, 0).x <= editor.width);
-        }
-
+        // The toggles stay in their place: the pointer is still over the box that it has just worked.
         function test_the_columns_line_up() {
+            const place = item => item.mapToItem(root, 0, 0);
+            const before = place(control("Advanced logs"));
             mouseClick(control("Advanced logs"));
             mouseClick(control("System apps information"));
             waitForRendering(root);
+            compare(place(control("Advanced logs")), before);
             const left = textItem(shownTexts()[2]);
             const right = textItem(shownTexts()[3]);
-            compare(left.lineCount, 3);
-            compare(right.lineCount, 3);
-            compare(right.mapToItem(root, 0, 0).y, left.mapToItem(root, 0, 0).y);
-            compare(right.height, left.height);
-            verify(right.mapToItem(root, 0, 0).x > left.mapToItem(root, left.contentWidth, 0).x);
+            compare([left.lineCount, right.lineCount], [3, 3]);
+            compare([place(right).y, right.height], [place(left).y, left.height]);
+            verify(place(right).x > place(left).x + left.contentWidth);
+            const editor = control("Advanced logs").parent;
+            verify(place(right).x + right.width <= place(editor).x + editor.width);
         }
 
         function test_capture_fixes_the_choice_and_inverts_the_button() {
@@ -136,7 +106,7 @@ Item {
             compare(button.contentItem.color, colorOf("BackgroundColor"));
             compare(shownTexts().pop(),
                     "Please reproduce the steps that led to the issue and then select Stop diagnostics");
-            tryVerify(() => announced(shownTexts().pop()));
+            verifyAnnounced(shownTexts().pop());
             compare(indicator(), null);
         }
 
@@ -147,7 +117,7 @@ Item {
             view.logLabel = "Capturing Lumadoc settings and logs.";
             verify(!control("Stop diagnostics").enabled);
             compare(shownTexts().pop(), "Capturing Lumadoc settings and logs.");
-            tryVerify(() => announced("Capturing Lumadoc settings and logs."));
+            verifyAnnounced("Capturing Lumadoc settings and logs.");
             const bar = indicator();
             const mark = bar.children[0];
             const before = mark.x;
@@ -158,7 +128,7 @@ Item {
             compare(mark.x, still);
         }
 
-        function test_fast_changes_are_told_as_they_are_then() {
+        function test_fast_changes_are_announced_as_they_are_then() {
             view.logLabel = "Uploading 1%";
             tryVerify(() => announcements.includes("Uploading 1%"));
             for (let percent = 2; percent <= 20; ++percent) {
