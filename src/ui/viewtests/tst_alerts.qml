@@ -24,28 +24,40 @@ Item {
         alerts: others
     }
 
+    Component {
+        id: windowComponent
+
+        Main {
+            view: state
+            alerts: others
+        }
+    }
+
     TestCase {
         id: test
 
         name: "Alerts"
         when: windowShown
 
-        function texts(item) {
+        // Every item that is visible below `item`, in the order of drawing.
+        function drawn(item) {
             let result = [];
             for (let i = 0; i < item.children.length; ++i) {
                 const child = item.children[i];
-                if (!child.visible)
-                    continue;
-                if (child instanceof BodyText)
-                    result.push(child.text);
-                result = result.concat(texts(child));
+                if (child.visible)
+                    result = result.concat([child], drawn(child));
             }
             return result;
         }
 
         function shown() {
             tryVerify(() => alert.opened);
-            return texts(alert.contentItem);
+            return drawn(alert.contentItem).filter(item => item instanceof BodyText).map(item => item.text);
+        }
+
+        function ask(kind) {
+            state.activeAlert = kind;
+            state.showAlert = true;
         }
 
         function init() {
@@ -59,48 +71,39 @@ Item {
             tryVerify(() => !alert.visible);
         }
 
-        function test_too_large() {
-            state.activeAlert = ContentView.ActiveAlert.fileSize;
-            state.showAlert = true;
-            compare(shown(), ["File Size Error", "The total file size should not exceed 10 MB.", "OK"]);
-            keyClick(Qt.Key_Return);
-            verify(!state.showAlert);
+        function test_alerts_of_the_form_data() {
+            return [{ tag: "size", kind: ContentView.ActiveAlert.fileSize, key: Qt.Key_Return,
+                      texts: ["File Size Error", "The total file size should not exceed 10 MB.", "OK"] },
+                    { tag: "replace", kind: ContentView.ActiveAlert.replaceFile, key: Qt.Key_Escape,
+                      texts: ["Confirm Replace", "File a.png already exists.", "Replace", "Cancel"] },
+                    // What cannot be undone is not what Return does.
+                    { tag: "cancel", kind: ContentView.ActiveAlert.replaceFile, key: Qt.Key_Return,
+                      texts: ["Confirm Replace", "File a.png already exists.", "Replace", "Cancel"] },
+                    { tag: "none", kind: ContentView.ActiveAlert.noAlert, key: Qt.Key_Space,
+                      texts: ["Error", "An unknown error occurred.", "OK"] }];
         }
 
-        function test_replace() {
-            state.activeAlert = ContentView.ActiveAlert.replaceFile;
-            state.fileExistsAlertMessage = "File a.png already exists. Do you want to replace it?";
-            state.showAlert = true;
-            compare(shown(), ["Confirm Replace", "File a.png already exists. Do you want to replace it?", "Replace",
-                              "Cancel"]);
-            keyClick(Qt.Key_Escape);
-            verify(!state.showAlert);
-        }
-
-        // What cannot be undone is not what Return does.
-        function test_cancel_has_the_keyboard() {
-            state.activeAlert = ContentView.ActiveAlert.replaceFile;
-            state.showAlert = true;
-            shown();
+        function test_alerts_of_the_form(data) {
+            state.fileExistsAlertMessage = "File a.png already exists.";
+            ask(data.kind);
+            compare(shown(), data.texts);
             const focused = () => root.Window.activeFocusItem.text;
-            compare(focused(), "Cancel");
-            keyClick(Qt.Key_Backtab);
-            compare(focused(), "Replace");
-            keyClick(Qt.Key_Tab);
-            compare(focused(), "Cancel");
-            keyClick(Qt.Key_Return);
+            compare(focused(), data.texts[data.texts.length - 1]);
+            if (data.texts.length === 4) {
+                keyClick(Qt.Key_Backtab);
+                compare(focused(), "Replace");
+                keyClick(Qt.Key_Tab);
+            }
+            keyClick(data.key);
             verify(!state.showAlert);
         }
 
-        function test_none_chosen() {
-            state.activeAlert = ContentView.ActiveAlert.noAlert;
-            state.showAlert = true;
-            compare(shown(), ["Error", "An unknown error occurred.", "OK"]);
-        }
-
-        function test_others_come_one_after_the_other() {
+        function test_others_come_one_after_the_other_after_the_forms() {
             others.present("First", "One", "OK");
             others.present("Second", "Two", "Fine");
+            ask(ContentView.ActiveAlert.fileSize);
+            compare(shown()[0], "File Size Error");
+            keyClick(Qt.Key_Escape);
             compare(shown(), ["First", "One", "OK"]);
             keyClick(Qt.Key_Escape);
             compare(shown(), ["Second", "Two", "Fine"]);
@@ -108,13 +111,20 @@ Item {
             tryVerify(() => !alert.visible);
         }
 
-        function test_the_form_goes_first() {
-            others.present("Other", "One", "OK");
-            state.activeAlert = ContentView.ActiveAlert.fileSize;
-            state.showAlert = true;
-            compare(shown()[0], "File Size Error");
-            keyClick(Qt.Key_Escape);
-            compare(shown()[0], "Other");
+        function test_the_keyboard_goes_back_after_an_alert() {
+            state.isFeedbackLayoutVisible = true;
+            const window = createTemporaryObject(windowComponent, root);
+            window.requestActivate();
+            const control = () => drawn(window.contentItem).find(
+                item => item.text === "Attach screenshot and pdf files" && item.activeFocusOnTab);
+            tryVerify(() => control() !== undefined);
+            const attach = control();
+            attach.forceActiveFocus(Qt.TabFocusReason);
+            ask(ContentView.ActiveAlert.fileSize);
+            tryVerify(() => !attach.activeFocus);
+            state.answerAlert(false);
+            tryVerify(() => attach.activeFocus);
+            state.isFeedbackLayoutVisible = false;
         }
     }
 }

@@ -42,12 +42,15 @@ Item {
 
         readonly property string hint: "(Max 10 MB; Do not include any sensitive information)"
 
-        function test_other_texts_have_fourteen_points() {
+        function test_sizes_of_the_texts() {
+            const sizes = { 22: "Brennic Lumadoc Diagnostics", 12: view.captureInfoLabel, 16: "Advanced logs" };
+            for (const size in sizes)
+                compare(textItem(sizes[size]).font.pixelSize, Number(size));
             fail();
-            for (const text of ["Share logs", "You can", "view the logs", view.feedbackLabel, view.emailLabel, hint,
-                                "Attach screenshot and pdf files"]) {
-                compare(textItem(text).font.pixelSize, 14, text);
-                compare(textItem(text).font.family, "BrennicClean-Regular", text);
+            for (const text of ["Brennic Lumadoc Diagnostics", "Share logs", "You can", "view the logs",
+                                view.feedbackLabel, view.emailLabel, hint, "Attach screenshot and pdf files"]) {
+                const face = textItem(text).font;
+                compare([face.pixelSize, face.family], [text === sizes[22] ? 22 : 14, "BrennicClean-Regular"], text);
             }
             for (const label of [view.feedbackLabel, view.emailLabel]) {
                 const box = drawn(root).find(item => item.Accessible.name === label && item.cursorPosition !== undefined);
@@ -55,21 +58,13 @@ Item {
             }
         }
 
-        function test_sizes_of_the_texts() {
-            compare(textItem("Brennic Lumadoc Diagnostics").font.pixelSize, 22);
-            compare(textItem("Brennic Lumadoc Diagnostics").font.family, "BrennicClean-Regular");
-            compare(textItem(view.captureInfoLabel).font.pixelSize, 12);
-            compare(textItem("Advanced logs").font.pixelSize, 16);
+        function test_sizes_at_the_end() {
+            const image = name => drawn(root).find(item => item instanceof AssetImage && item.name === name);
+            const logo = image("lumadocdiagnosticlogo");
+            compare([logo.width, logo.height], [80, 80]);
             finish();
+            compare([image("checkmarkcircle").width, image("checkmarkcircle").height], [64, 64]);
             compare(textItem("The log files were sent successfully.").font.pixelSize, 20);
-        }
-
-        function test_sizes_of_the_images() {
-            const logo = drawn(root).find(item => item instanceof AssetImage);
-            compare([logo.name, logo.width, logo.height], ["lumadocdiagnosticlogo", 80, 80]);
-            finish();
-            const mark = drawn(root).find(item => item instanceof AssetImage && item.name === "checkmarkcircle");
-            compare([mark.width, mark.height], [64, 64]);
         }
 
         function test_the_typeface_is_the_one_that_comes_with_the_program() {
@@ -80,12 +75,7 @@ Item {
             verify(textItem(view.logId).fontInfo.bold);
         }
 
-        function test_padding_of_the_styles_data() {
-            return [{ tag: "plain", component: plainComponent }, { tag: "thick", component: thickComponent }];
-        }
-
-        function test_padding_of_the_styles(data) {
-            const button = createTemporaryObject(data.component, root);
+        function verifyPadding(button) {
             compare(button.width, button.contentItem.implicitWidth + 32);
             compare(button.height, button.contentItem.implicitHeight + 16);
             compare([button.contentItem.x, button.contentItem.y], [16, 8]);
@@ -93,6 +83,7 @@ Item {
 
         function test_the_plain_style() {
             const button = createTemporaryObject(plainComponent, root);
+            verifyPadding(button);
             compare(button.opacity, 1.0);
             compare(button.background.color, "#102030");
             mousePress(button);
@@ -105,6 +96,7 @@ Item {
 
         function test_the_thick_style() {
             const button = createTemporaryObject(thickComponent, root);
+            verifyPadding(button);
             compare(button.background.radius, 16);
             compare(button.background.border.width, 2);
             compare(button.background.border.color, colorOf("PrimaryTextColor"));
