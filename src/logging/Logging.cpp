@@ -98,6 +98,9 @@ void Logger::changeLogFileLocation() {
         return;
     if (const auto error = logFile().moveTo(moved))
         report("Failed to change log file location: ", error);
+    else
+        // Nothing is left in the user's caches. The folder stays when something else is in it.
+        ::rmdir(current->parent_path().c_str());
 }
 
 bool Logger::NewLogFileLocation() {

@@ -42,8 +42,9 @@ public:
     static void logWarning(const QString &message);
     static void logError(const QString &message);
 
-    /// Moves the log into the workspace's system folder. Does nothing without that folder or without a log;
-    /// on failure the log stays where it is. Main thread.
+    /// Moves the log into the workspace's system folder, and removes the folder that it leaves when that is
+    /// empty. Does nothing without the system folder or without a log; on failure the log stays where it is.
+    /// Main thread.
     static void changeLogFileLocation();
 
     /// Points the log at the file of the copy of this program that is already running; false when the user

@@ -44,6 +44,8 @@ protected:
         work();
         return testing::internal::GetCapturedStdout();
     }
+    // Moves the log where that is possible.
+    static void move() { EXPECT_EQ(printedBy(Logger::changeLogFileLocation), ""); }
     static void expectLines(const fs::path &log, const QStringList &lines) {
         EXPECT_EQ(logLines(log), lines);
     }
@@ -61,27 +63,14 @@ TEST_F(LoggerTest, BeforeSetupWritesNoFileAndPrintsNothing) {
                   Logger::changeLogFileLocation();
               }),
               "");
-    EXPECT_FALSE(fs::exists(home.caches()));
-    EXPECT_FALSE(fs::exists(relocated));
-}
-
-TEST_F(LoggerTest, LabelsAndMasksLinesExceptThoseWithoutALabel) {
-    Logger::setupLogFile();
-    EXPECT_FALSE(fs::exists(first));
-    const QString message = QStringLiteral("from /Users/alice/x to /home/bob/y");
-    Logger::logInfo(message);
-    Logger::logWarning(message);
-    Logger::logError(message);
-    Logger::log(message, OSLogType::debug);
-    const QString masked = QStringLiteral("from /Users/[USER]/x to /home/[USER]/y");
-    expectLines(first, {QStringLiteral("INFO: ") + masked, QStringLiteral("WARNING: ") + masked,
-                        QStringLiteral("ERROR: ") + masked, message});
+    EXPECT_FALSE(fs::exists(home.caches()) || fs::exists(relocated));
 }
 
 TEST_F(LoggerTest, StampsLinesWithTheTimeInUtcAndKeepsTheirText) {
     const ScopedEnvironment zone("TZ", "Asia/Tokyo");
     ::tzset();
     Logger::setupLogFile();
+    EXPECT_FALSE(fs::exists(first));
     const QDateTime before = QDateTime::currentDateTimeUtc().addSecs(-1);
     info("Grüße 😀 \n\n");
     static const QRegularExpression form(
@@ -90,61 +79,51 @@ TEST_F(LoggerTest, StampsLinesWithTheTimeInUtcAndKeepsTheirText) {
     ASSERT_TRUE(match.hasMatch()) << readFile(first).constData();
     auto stamp = QDateTime::fromString(match.captured(1), QStringLiteral("yyyy-MM-dd HH:mm:ss"));
     stamp.setTimeSpec(Qt::UTC);
-    EXPECT_GE(stamp, before);
-    EXPECT_LE(stamp, QDateTime::currentDateTimeUtc());
+    EXPECT_TRUE(before <= stamp && stamp <= QDateTime::currentDateTimeUtc());
 }
 
-TEST_F(LoggerTest, MovesIntoTheWorkspaceOnceThereIsOne) {
+TEST_F(LoggerTest, MovesIntoTheWorkspaceOnceThereIsOneAndLeavesNoEmptyFolder) {
     Logger::setupLogFile();
     info("one");
-    EXPECT_EQ(printedBy(Logger::changeLogFileLocation), "");
+    move();
     EXPECT_EQ(lumamonLogFileURL, std::nullopt);
-    expectLines(first, {QStringLiteral("INFO: one")});
+    expectLines(first, {u"INFO: one"_qs});
 
     writeFile(relocated, "INFO: 2024-03-05 14:07:09 +0000: earlier\n");
     tempSystemURL = system;
-    EXPECT_EQ(printedBy(Logger::changeLogFileLocation), "");
+    move();
     info("two");
-    EXPECT_FALSE(fs::exists(first));
+    EXPECT_TRUE(fs::is_empty(home.caches()));
     EXPECT_EQ(lumamonLogFileURL, relocated);
-    const QStringList lines = {QStringLiteral("INFO: earlier"), QStringLiteral("MALFORMED: "),
-                               QStringLiteral("INFO: one"), QStringLiteral("INFO: two")};
+    const QStringList lines = {u"INFO: earlier"_qs, u"MALFORMED: "_qs, u"INFO: one"_qs, u"INFO: two"_qs};
     expectLines(relocated, lines);
 
-    EXPECT_EQ(printedBy(Logger::changeLogFileLocation), "");
+    move();
     expectLines(relocated, lines);
     fs::remove(relocated);
-    EXPECT_EQ(printedBy(Logger::changeLogFileLocation), "");
+    move();
     EXPECT_EQ(lumamonLogFileURL, relocated);
+
+    Logger::setupLogFile();
+    info("three");
+    writeFile(first.parent_path() / "other's", "");
+    move();
+    EXPECT_FALSE(fs::exists(first));
+    EXPECT_TRUE(fs::exists(first.parent_path() / "other's")) << "a folder that others use stays";
 }
 
-TEST_F(LoggerTest, SaysWhyItCannotMoveAndKeepsItsPlace) {
+TEST_F(LoggerTest, KeepsItsPlaceAndSaysWhyWhenItCannotMoveOrCreateItsFolder) {
     Logger::setupLogFile();
     info("one");
     tempSystemURL = home.path() / "missing";
     EXPECT_EQ(printedBy(Logger::changeLogFileLocation),
               "Failed to change log file location: No such file or directory\n");
-    info("two");
-    expectLines(first, {QStringLiteral("INFO: one"), QStringLiteral("INFO: two")});
     EXPECT_EQ(lumamonLogFileURL, home.path() / "missing/LumadocDiagnosticsDebugOutput.log");
-}
-
-TEST_F(LoggerTest, SaysWhyItCannotCreateItsFolderAndKeepsItsPlace) {
-    Logger::setupLogFile();
     writeFile(home.path() / "cache/Logs", "a file");
     const ScopedEnvironment cache("XDG_CACHE_HOME", (home.path() / "cache").native());
     EXPECT_EQ(printedBy(Logger::setupLogFile), "Failed to create log directory: Not a directory\n");
-    info("one");
-    expectLines(first, {QStringLiteral("INFO: one")});
-}
-
-TEST_F(LoggerTest, SaysWhyALineIsLost) {
-    Logger::setupLogFile();
-    fs::remove(first.parent_path());
-    EXPECT_EQ(printedBy([] { info("lost"); }), "Failed to write to log file: No such file or directory\n");
-    fs::create_directory(first.parent_path());
-    EXPECT_EQ(printedBy([] { info("kept"); }), "");
-    expectLines(first, {QStringLiteral("INFO: kept")});
+    info("two");
+    expectLines(first, {u"INFO: one"_qs, u"INFO: two"_qs});
 }
 
 // Lines as long as any path, so that a line in two writes would be seen.
@@ -178,7 +157,7 @@ TEST_F(LoggerTest, NeverMixesLinesOfThreadsAndProcesses) {
 }
 
 // A product may start the program and never read what it prints.
-TEST_F(LoggerTest, DoesNotWaitForAReaderOfWhatItPrints) {
+TEST_F(LoggerTest, SaysWhyALineIsLostWithoutWaitingForAReader) {
     platform::Pipe pipe = platform::Pipe::open();
     const platform::FileDescriptor output(::dup(STDOUT_FILENO));
     Logger::setupLogFile();
@@ -190,6 +169,9 @@ TEST_F(LoggerTest, DoesNotWaitForAReaderOfWhatItPrints) {
     char printed[56] = {};
     ASSERT_EQ(::read(pipe.readEnd.get(), printed, 55), 55);
     EXPECT_STREQ(printed, "Failed to write to log file: No such file or directory\n");
+    fs::create_directory(first.parent_path());
+    EXPECT_EQ(printedBy([] { info("kept"); }), "");
+    expectLines(first, {u"INFO: kept"_qs});
 }
 
 TEST_F(LoggerTest, OfASecondCopyWritesToTheFirstOnesFileAndCreatesNothing) {
@@ -201,8 +183,8 @@ TEST_F(LoggerTest, OfASecondCopyWritesToTheFirstOnesFileAndCreatesNothing) {
     EXPECT_EQ(lumamonLogFileURL, std::nullopt);
     writeFile(relocated, "INFO: 2024-03-05 14:07:09 +0000: running\n");
     info("second");
-    expectLines(relocated, {QStringLiteral("INFO: running"), QStringLiteral("INFO: second")});
-    expectLines(first, {QStringLiteral("INFO: one")});
+    expectLines(relocated, {u"INFO: running"_qs, u"INFO: second"_qs});
+    expectLines(first, {u"INFO: one"_qs});
 }
 
 TEST_F(LoggerTest, WithoutAHomeFolderHasNoPlace) {
@@ -214,31 +196,42 @@ TEST_F(LoggerTest, WithoutAHomeFolderHasNoPlace) {
                 "^Brennic_Lumadoc_Diagnostics: The user has no caches folder.\n$");
 }
 
-TEST_F(LoggerTest, CopiesLinesToTheSystemLogAlsoWhenTheFileCannotTakeThem) {
+TEST_F(LoggerTest, LabelsAndMasksLinesExceptThoseWithoutALabelHereAndInTheSystemLog) {
     test_support::FakeJournal journal;
     ASSERT_TRUE(journal.isListening());
-    const auto expectNext = [&](const QByteArray &message, const QByteArray &priority) {
-        auto fields = journal.next().value_or(QMap<QByteArray, QByteArray>());
-        fields.remove("SYSLOG_IDENTIFIER");
-        EXPECT_EQ(fields,
-                  (QMap<QByteArray, QByteArray>{{"MESSAGE", message},
-                                                {"PRIORITY", priority},
-                                                {"SUBSYSTEM", "com.brennic.LumadocDiagnostics.UnitTests"},
-                                                {"CATEGORY", "MyApp"}}));
+    const QString message = QStringLiteral("from /Users/alice/x to /home/bob/y");
+    const QString masked = QStringLiteral("from /Users/[USER]/x to /home/[USER]/y");
+    const auto logged = [&](const QString &text, OSLogType type) {
+        return std::function([&text, type] { Logger::log(text, type); });
     };
-    const QString message = QStringLiteral("/Users/alice/x");
-    Logger::logInfo(message);
-    expectNext("INFO: /Users/[USER]/x", "6");
-    Logger::setupLogFile();
-    Logger::logWarning(message);
-    expectNext("WARNING: /Users/[USER]/x", "6");
-    fs::remove_all(first.parent_path());
-    EXPECT_NE(printedBy([&] { Logger::logError(message); }), "");
-    expectNext("ERROR: /Users/[USER]/x", "3");
-    for (const auto &[type, priority] :
-         {std::pair(OSLogType::debug, "7"), {OSLogType::info, "6"}, {OSLogType::error, "3"}}) {
-        EXPECT_NE(printedBy([&, type = type] { Logger::log(message, type); }), "");
-        expectNext("/Users/alice/x", priority);
+    const struct {
+        std::function<void()> log;
+        QString line;
+        const char *priority;
+    } cases[] = {{[&] { Logger::logInfo(message); }, u"INFO: "_qs + masked, "6"},
+                 {[&] { Logger::logWarning(message); }, u"WARNING: "_qs + masked, "6"},
+                 {[&] { Logger::logError(message); }, u"ERROR: "_qs + masked, "3"},
+                 {logged(message, OSLogType::debug), message, "7"},
+                 {logged(message, OSLogType::info), message, "6"},
+                 {logged(message, OSLogType::error), message, "3"}};
+    // The file cannot take them at first.
+    for (const bool hasFile : {false, true}) {
+        Logger::setupLogFile();
+        QStringList lines;
+        for (const auto &[log, line, priority] : cases) {
+            if (!hasFile)
+                fs::remove_all(first.parent_path());
+            EXPECT_EQ(printedBy(log).empty(), hasFile);
+            auto fields = journal.next().value_or(QMap<QByteArray, QByteArray>());
+            fields.remove("SYSLOG_IDENTIFIER");
+            EXPECT_EQ(fields,
+                      (QMap<QByteArray, QByteArray>{{"MESSAGE", line.toUtf8()},
+                                                    {"PRIORITY", priority},
+                                                    {"SUBSYSTEM", "com.brennic.LumadocDiagnostics.UnitTests"},
+                                                    {"CATEGORY", "MyApp"}}));
+            lines.append(line);
+        }
+        expectLines(first, hasFile ? lines : QStringList());
     }
 }
 
