@@ -10,6 +10,8 @@
 #include "test_support/PropertyLists.h"
 
 #include <QCoreApplication>
+#include <algorithm>
+#include <sys/syscall.h>
 #include <thread>
 
 namespace {
@@ -110,6 +112,15 @@ TEST_F(Ending, PutsTheLoggingBackEvenWhenACaptureHangs) {
     EXPECT_FALSE(hasRecord());
 }
 
+// Whether a thread of this process waits for something to read from `file`.
+bool isReadAwaited(int file) {
+    const std::string call =
+        std::to_string(SYS_read) + " 0x" + QByteArray::number(file, 16).toStdString() + ' ';
+    return std::ranges::any_of(fs::directory_iterator("/proc/self/task"), [&](const auto &thread) {
+        return readFile(thread.path() / "syscall").startsWith(call.c_str());
+    });
+}
+
 // A read that never ends acts as a disk that has stopped answering.
 TEST_F(Ending, LeavesTheLoggingToTheNextStartWhenAnUploadHangs) {
     EXPECT_EQ(statusOfEnd([] {
@@ -122,7 +133,7 @@ TEST_F(Ending, LeavesTheLoggingToTheNextStartWhenAnUploadHangs) {
                   UploadAPI::uploadTask = std::make_unique<UploadTask>(
                       std::move(request), [](auto...) {}, [](const UploadResponse &) {});
                   UploadAPI::uploadTask->resume();
-                  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+                  ASSERT_TRUE(waitUntil([&] { return isReadAwaited(ends[0]); }));
               }),
               5);
     EXPECT_TRUE(isOn());
