@@ -16,10 +16,6 @@ namespace fs = std::filesystem;
 
 constexpr char CrashReporterPlistName[] = "com.brennic.crashreporter.plist";
 
-OptionalURL below(const OptionalURL &folder, const fs::path &name) {
-    return folder ? OptionalURL(*folder / name) : std::nullopt;
-}
-
 const fs::path &outputFolder() {
     return required(tempOutputURL, "The output folder is not known when logs are collected.");
 }
@@ -45,16 +41,14 @@ void GetCrashReports() {
 }
 
 void CopyLumamonLogFile() {
-    if (!lumamonLogFileURL || !tempOutputURL) {
+    if (lumamonLogFileURL && tempOutputURL)
+        copyItem(lumamonLogFileURL, *tempOutputURL / lumamonLogFileURL->filename());
+    else
         Logger::logInfo(LogConstants::LumamonLogNotFound);
-        return;
-    }
-    copyItem(lumamonLogFileURL, *tempOutputURL / lumamonLogFileURL->filename());
 }
 
 bool GetPropertyList() {
-    const QString identifier =
-        LumadocRunningInstance.isEmpty() ? LumadocInstalledInstance.value(0) : LumadocRunningInstance.first();
+    const QString identifier = diagnosedIdentifier();
     if (identifier.isEmpty())
         return false;
     const fs::path &source =

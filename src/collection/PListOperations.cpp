@@ -17,6 +17,7 @@ namespace PListOperations {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace UtilityFunctions;
 using platform::PropertyList;
 
 constexpr const char *loggingKey = "LumaLogging";
@@ -38,9 +39,8 @@ PropertyList sustainValue() {
 }
 
 // Without a workspace there is no record.
-std::optional<fs::path> recordFile() {
-    using UtilityFunctions::tempSystemURL;
-    return tempSystemURL ? std::optional(*tempSystemURL / "LoggingSwitch.plist") : std::nullopt;
+OptionalURL recordFile() {
+    return below(tempSystemURL, "LoggingSwitch.plist");
 }
 
 // A failed record must not stop the diagnosis: without room for it the switch is written all the same.
@@ -50,7 +50,7 @@ void keepRecord(bool madeKeys) {
         return;
     PropertyList record = PropertyList::dictionary();
     record.set(recordFileKey, PropertyList::string(platform::displayText(plistURL->filename())));
-    record.set(recordTrackKey, PropertyList::string(UtilityFunctions::flavour));
+    record.set(recordTrackKey, PropertyList::string(flavour));
     record.set(recordMadeKey, PropertyList::boolean(madeKeys));
     std::error_code error;
     platform::writeFileAtomically(*file, record.serialized(platform::PropertyListFormat::xml),
@@ -68,7 +68,7 @@ void removeRecord() {
 
 // Whoever wrote the record, only the product's preference files are changed because of it.
 bool isPreferenceFile(const QString &name) {
-    const QStringList &identifiers = UtilityFunctions::LumadocBundleIndentifiers;
+    const QStringList &identifiers = LumadocBundleIndentifiers;
     return std::any_of(identifiers.begin(), identifiers.end(), [&](const QString &identifier) {
         return name == identifier + QStringLiteral(".plist");
     });
@@ -122,7 +122,6 @@ bool switchOn(PropertyList &track) {
         track.set(loggingKey, std::move(made));
         Logger::logInfo(QStringLiteral("Lumalogging dictionary created"));
     } else {
-        using namespace UtilityFunctions;
         const bool isEnableOff = saveExisting(*logging, enableKey, enableValue(), existingEnableLumaLogging);
         const bool isSustainOff =
             saveExisting(*logging, sustainKey, sustainValue(), existingSustainLumaLogging);
@@ -133,19 +132,6 @@ bool switchOn(PropertyList &track) {
     return true;
 }
 
-void addToPlist() {
-    if (!plistURL)
-        return;
-    const auto change = platform::changePreferenceValue(*plistURL, UtilityFunctions::flavour, switchOn);
-    if (change == platform::PreferenceChange::written) {
-        Logger::logInfo(QStringLiteral("Changes synchronized to plist successfully."));
-        plistUpdated = true;
-    } else if (change == platform::PreferenceChange::failed) {
-        removeRecord();
-        Logger::logError(QStringLiteral("Failed to synchronize plist changes."));
-    }
-}
-
 void putBack(PropertyList &logging, const char *key, const PropertyList &existing) {
     if (existing.isEmptyArray())
         logging.remove(key);
@@ -154,14 +140,14 @@ void putBack(PropertyList &logging, const char *key, const PropertyList &existin
 }
 
 bool putBackAll(PropertyList &root) {
-    PropertyList *track = root.value(UtilityFunctions::flavour);
+    PropertyList *track = root.value(flavour);
     if (track == nullptr || !track->isDictionary())
         return false;
     const PropertyList *present = track->value(loggingKey);
     PropertyList logging =
         present != nullptr && present->isDictionary() ? *present : PropertyList::dictionary();
-    putBack(logging, enableKey, UtilityFunctions::existingEnableLumaLogging);
-    putBack(logging, sustainKey, UtilityFunctions::existingSustainLumaLogging);
+    putBack(logging, enableKey, existingEnableLumaLogging);
+    putBack(logging, sustainKey, existingSustainLumaLogging);
     track->set(loggingKey, std::move(logging));
     return true;
 }
@@ -221,35 +207,31 @@ std::optional<Restoration> restoreFile(const fs::path &file, const Record &recor
 } // namespace
 
 void EnableLumaLogging(bool isLumaloggingEnabled) {
-    using namespace UtilityFunctions;
-    if (!isLumaloggingEnabled || (LumadocRunningInstance.isEmpty() && LumadocInstalledInstance.isEmpty()))
-        return;
-    const QString identifier =
-        LumadocRunningInstance.isEmpty() ? LumadocInstalledInstance.first() : LumadocRunningInstance.first();
-    if (!userLibraryPrefURL)
+    const QString identifier = diagnosedIdentifier();
+    if (!isLumaloggingEnabled || identifier.isEmpty() || !userLibraryPrefURL)
         return;
     const auto file = *userLibraryPrefURL / platform::pathFromText(identifier + QStringLiteral(".plist"));
     Logger::logInfo(
         QStringLiteral("%1 URL: %2").arg(QStringLiteral("PropertyList"), platform::displayText(file)));
     const std::lock_guard lock(switching);
     plistURL = file;
-    addToPlist();
+    const auto change = platform::changePreferenceValue(file, flavour, switchOn);
+    if (change == platform::PreferenceChange::written) {
+        Logger::logInfo(QStringLiteral("Changes synchronized to plist successfully."));
+        plistUpdated = true;
+    } else if (change == platform::PreferenceChange::failed) {
+        removeRecord();
+        Logger::logError(QStringLiteral("Failed to synchronize plist changes."));
+    }
 }
 
 void GetLumaLogs(bool isLumaloggingEnabled) {
-    using namespace UtilityFunctions;
     if (!isLumaloggingEnabled)
         return;
     if (!lumadocOrPellix)
         platform::fatal("The product's edition is not known.");
-    const QString below = ConstantsFolder::LumalogPath.arg(flavour, *lumadocOrPellix);
-    OptionalURL source;
-    if (userLibraryURL)
-        source = *userLibraryURL / platform::pathFromText(below);
-    OptionalURL destination;
-    if (tempOutputURL)
-        destination = *tempOutputURL / "LumaLog";
-    copyItem(source, destination);
+    const QString source = ConstantsFolder::LumalogPath.arg(flavour, *lumadocOrPellix);
+    copyItem(below(userLibraryURL, platform::pathFromText(source)), below(tempOutputURL, "LumaLog"));
 }
 
 void RevertLumaLogPList(bool isLumaloggingEnabled) {
@@ -271,7 +253,7 @@ void RevertLumaLogPList(bool isLumaloggingEnabled) {
 void RestoreAfterInterruptedRun() {
     const auto place = recordFile();
     std::error_code error;
-    if (!UtilityFunctions::userLibraryPrefURL || !place || !fs::exists(fs::symlink_status(*place, error)))
+    if (!userLibraryPrefURL || !place || !fs::exists(fs::symlink_status(*place, error)))
         return;
     const auto record = readRecord(*place);
     if (!record) {
@@ -279,7 +261,7 @@ void RestoreAfterInterruptedRun() {
         Logger::logWarning(QStringLiteral("Interrupted run: its record cannot be used and is removed."));
         return;
     }
-    const auto file = *UtilityFunctions::userLibraryPrefURL / platform::pathFromText(record->preferenceFile);
+    const auto file = *userLibraryPrefURL / platform::pathFromText(record->preferenceFile);
     const auto done = restoreFile(file, *record);
     if (!done) {
         Logger::logError(QStringLiteral("Interrupted run: the logging switch cannot be put back in ") +

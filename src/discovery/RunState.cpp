@@ -60,7 +60,16 @@ bool CreateOutputDirectories() {
 }
 
 void SetUserFilesFolder() {
-    userFilesURL = tempOutputURL ? OptionalURL(*tempOutputURL / "UserFiles") : std::nullopt;
+    userFilesURL = below(tempOutputURL, "UserFiles");
+}
+
+QString diagnosedIdentifier() {
+    return LumadocRunningInstance.isEmpty() ? LumadocInstalledInstance.value(0)
+                                            : LumadocRunningInstance.first();
+}
+
+OptionalURL below(const OptionalURL &folder, const fs::path &name) {
+    return folder ? OptionalURL(*folder / name) : std::nullopt;
 }
 
 const fs::path &required(const OptionalURL &url, const char *otherwise) {

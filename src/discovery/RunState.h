@@ -85,6 +85,13 @@ bool CreateOutputDirectories();
 /// Names the attachments folder inside the output folder. Makes nothing.
 void SetUserFilesFolder();
 
+/// The edition under diagnosis, by its identifier: the first one that runs, else the first installed one;
+/// empty when none is known.
+QString diagnosedIdentifier();
+
+/// An entry of a folder; none without the folder.
+OptionalURL below(const OptionalURL &folder, const std::filesystem::path &name);
+
 /// A location that must be known by now; ends the process with `otherwise` when it is not.
 const std::filesystem::path &required(const OptionalURL &url, const char *otherwise);
 

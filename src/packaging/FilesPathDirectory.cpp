@@ -134,9 +134,8 @@ bool CompressOutputDirectory() {
     using namespace UtilityFunctions;
     const QString name = archiveName();
     const fs::path fileName = platform::pathFromText(name);
-    const OptionalURL zipURL = temptempURL ? OptionalURL(*temptempURL / fileName) : std::nullopt;
     Logger::logInfo(QStringLiteral("Compressed File: ") + name);
-    if (!CommandLineCompression(tempOutputURL, zipURL))
+    if (!CommandLineCompression(tempOutputURL, below(temptempURL, fileName)))
         return false;
     const char *const unknown = "The folders of the run are not known when its archive is in place.";
     const fs::path &runFolder = required(tempTimeStampedURL, unknown);
