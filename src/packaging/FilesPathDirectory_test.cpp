@@ -52,29 +52,21 @@ TEST_F(Pruning, RemovesWhatIsNotAllowedAndTellsTheExtensionAsWritten) {
     EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 3);
 }
 
-TEST_F(Pruning, GoesIntoFoldersAndCountsAllTogether) {
+TEST_F(Pruning, GoesIntoFoldersCountsAllTogetherAndRemovesLinksThemselvesByTheirNames) {
     RemovedFilesCount = 5;
     tempTimeStampedURL = folder;
-    makeFiles({"a/b/c/one.bin", "a/two.bin", "a/keep.log", "folder.bin/keep.log"});
+    makeFiles({"a/b/c/one.bin", "a/keep.log", "folder.bin/keep.log"});
+    const fs::path outside = home.path() / "outside";
+    writeFile(outside / "precious.bin", "precious");
+    fs::create_symlink(outside, folder / "folder");
+    fs::create_symlink(outside, folder / "folder.log");
+    fs::create_symlink(outside / "precious.bin", folder / "file.bin");
     pruneOutput();
     EXPECT_TRUE(fs::exists(folder / "a/b/c") && fs::exists(folder / "a/keep.log"));
-    EXPECT_TRUE(fs::exists(folder / "folder.bin/keep.log"));
-    const std::string removed = "INFO: Removed file with extension: bin";
-    EXPECT_THAT(said(),
-                ElementsAre(removed, removed, "INFO: Total files removed based on allowed extensions: 7"));
-}
-
-TEST_F(Pruning, JudgesALinkByItsNameAndRemovesTheLinkItself) {
-    writeFile(home.path() / "outside/precious.bin", "precious");
-    fs::create_directories(folder);
-    fs::create_symlink(home.path() / "outside", folder / "folder");
-    fs::create_symlink(home.path() / "outside", folder / "folder.log");
-    fs::create_symlink(home.path() / "outside/precious.bin", folder / "file.bin");
-    removeFilesFromDirectoryRecursively(folder, allowedExtensions);
-    EXPECT_EQ(readFile(home.path() / "outside/precious.bin"), "precious");
+    EXPECT_TRUE(fs::exists(folder / "folder.bin/keep.log") && fs::exists(outside / "precious.bin"));
     EXPECT_TRUE(fs::is_symlink(folder / "folder.log"));
     EXPECT_FALSE(fs::is_symlink(folder / "folder") || fs::is_symlink(folder / "file.bin"));
-    EXPECT_EQ(RemovedFilesCount, 2);
+    EXPECT_EQ(said().back(), "INFO: Total files removed based on allowed extensions: 8");
 }
 
 TEST_F(Pruning, OfAFolderThatCannotBeListedIsOneError) {
@@ -96,33 +88,30 @@ protected:
     const std::string done = "INFO: Directory compressed successfully.";
 };
 
-TEST_F(Zipping, PacksTheFolderByItsNameAndTheRecordsBesideIt) {
+TEST_F(Zipping, PacksTheFolderByItsNameTheRecordsBesideItAndLinksAsLinks) {
     // Options from the environment do not reach zip.
     const test_support::ScopedEnvironment options("ZIPOPT", "-m");
     const test_support::ScopedEnvironment more("ZIP", "-m");
-    makeFiles({"Lumadoc/a.log", "Lumadoc/deep/b.log", "not asked for.log"});
-    EXPECT_TRUE(zip(folder / "Lumadoc"));
-    EXPECT_THAT(archiveNames(archive),
-                UnorderedElementsAre("Lumadoc/", "Lumadoc/a.log", "Lumadoc/deep/", "Lumadoc/deep/b.log"));
-    makeFiles({"UserEmailFeedback.json", "DetailedInfo.json"});
-    EXPECT_TRUE(zip(folder / "Lumadoc"));
-    EXPECT_THAT(archiveNames(archive),
-                testing::AllOf(testing::SizeIs(6), testing::Contains("UserEmailFeedback.json"),
-                               testing::Contains("DetailedInfo.json")));
-    EXPECT_TRUE(fs::exists(folder / "Lumadoc/a.log"));
-    EXPECT_THAT(said(), ElementsAre(done, done));
-}
-
-TEST_F(Zipping, PacksLinksAsLinks) {
     writeFile(home.path() / "outside/secret.log", "secret");
-    makeFiles({"Lumadoc/a.log"});
+    makeFiles({"Lumadoc/a.log", "Lumadoc/deep/b.log", "not asked for.log"});
     fs::create_symlink(home.path() / "outside", folder / "Lumadoc/folder.log");
     fs::create_symlink(home.path() / "outside/secret.log", folder / "Lumadoc/file.log");
     fs::create_symlink(".", folder / "Lumadoc/loop.log");
     EXPECT_TRUE(zip(folder / "Lumadoc"));
-    EXPECT_THAT(archiveNames(archive),
-                UnorderedElementsAre("Lumadoc/", "Lumadoc/a.log", "Lumadoc/folder.log (link)",
-                                     "Lumadoc/file.log (link)", "Lumadoc/loop.log (link)"));
+    std::vector<std::string> names{"Lumadoc/",
+                                   "Lumadoc/a.log",
+                                   "Lumadoc/deep/",
+                                   "Lumadoc/deep/b.log",
+                                   "Lumadoc/folder.log (link)",
+                                   "Lumadoc/file.log (link)",
+                                   "Lumadoc/loop.log (link)"};
+    EXPECT_THAT(archiveNames(archive), testing::UnorderedElementsAreArray(names));
+    makeFiles({"UserEmailFeedback.json", "DetailedInfo.json"});
+    EXPECT_TRUE(zip(folder / "Lumadoc"));
+    names.insert(names.end(), {"UserEmailFeedback.json", "DetailedInfo.json"});
+    EXPECT_THAT(archiveNames(archive), testing::UnorderedElementsAreArray(names));
+    EXPECT_TRUE(fs::exists(folder / "Lumadoc/a.log"));
+    EXPECT_THAT(said(), ElementsAre(done, done));
 }
 
 TEST_F(Zipping, CountsAsRunThoughItFailedButNotWithoutAFolder) {
@@ -172,32 +161,28 @@ TEST_F(Packing, CountsAsSuccessThoughZipFailedAndNamesWindowModesArchive) {
     EXPECT_EQ(said()[1], "ERROR: Failed to compress the directory.");
 }
 
-TEST_F(Packing, LeavesEverythingWhenTheOutputIsMissing) {
+TEST_F(Packing, LeavesEverythingWhenTheOutputIsMissingAndNeedsTheFoldersOfTheRun) {
     tempOutputURL = home.path() / "missing/Pellix";
     EXPECT_FALSE(packOutput());
     EXPECT_FALSE(compressedLogURL);
     EXPECT_TRUE(fs::exists(*temptempURL / "left over") && fs::exists(folder / "Pellix/a.log"));
     EXPECT_EQ(said().back(), "ERROR: unable to copy compressed file.");
-}
-
-TEST_F(Packing, EndsTheProcessWithoutTheFoldersOfTheRun) {
+    tempOutputURL = folder / "Pellix";
     tempTimeStampedURL.reset();
     EXPECT_EXIT(packOutput(), testing::ExitedWithCode(1), "The folders of the run are not known");
 }
-
-struct EarlierCase {
-    const char *description;
-    // Files before, below the home folder, with their content.
-    std::map<const char *, const char *> files;
-    const char *emptied;
-    bool isKept;
-};
 
 TEST_F(Folder, KeepsArchivesOfEarlierRunsThatAreNowhereElse) {
     const fs::path own = "lumaMacLog_own_cef.zip";
     const char *const scratch = "temp/lumaMacLog_earlier_cef.zip";
     const char *const inRunFolder = "Output/20200101000000/lumaMacLog_earlier_cef.zip";
-    const EarlierCase cases[] = {
+    const struct {
+        const char *description;
+        // Files before, below the home folder, with their content.
+        std::map<const char *, const char *> files;
+        const char *emptied;
+        bool isKept;
+    } cases[] = {
         {"in the scratch folder alone", {{scratch, "archive"}}, "temp", true},
         {"whole in its run folder", {{scratch, "archive"}, {inRunFolder, "archive"}}, "temp", false},
         {"unfinished in its run folder", {{scratch, "archive"}, {inRunFolder, "arch"}}, "temp", true},
@@ -239,27 +224,24 @@ TEST_F(Folder, OfAnArchiveOfAHundredMebibytesIsTooLarge) {
     EXPECT_EXIT(isArchiveSizeValid(), testing::ExitedWithCode(1), "The archive's location is not known");
 }
 
-TEST_F(Folder, IsKeptWhenItIsEmptied) {
+TEST_F(Folder, IsEmptiedOrRemovedWithoutTheTargetsOfItsLinks) {
+    tempOutputURL = folder;
+    writeFile(home.path() / "outside/precious", "precious");
     makeFiles({"sub/a"});
     deleteContentsOfDirectory(folder);
     EXPECT_TRUE(fs::is_empty(folder));
     deleteContentsOfDirectory(folder / "missing");
-    EXPECT_THAT(said(),
-                ElementsAre("INFO: Deleted: sub", "ERROR: Error while deleting contents of directory: "
-                                                  "No such file or directory"));
-}
-
-TEST_F(Folder, IsRemovedWithoutTheTargetsOfItsLinks) {
-    tempOutputURL = folder;
-    writeFile(home.path() / "outside/precious", "precious");
     makeFiles({"sub/a"});
     fs::create_symlink(home.path() / "outside", folder / "link");
     removeOutput();
     EXPECT_FALSE(fs::exists(folder));
     EXPECT_TRUE(fs::exists(home.path() / "outside/precious"));
     removeOutput();
-    EXPECT_THAT(said(), ElementsAre("INFO: Directory deleted successfully. Path: " + folder.native(),
-                                    "INFO: Error deleting directory: No such file or directory"));
+    const std::string missing = "No such file or directory";
+    EXPECT_THAT(said(), ElementsAre("INFO: Deleted: sub",
+                                    "ERROR: Error while deleting contents of directory: " + missing,
+                                    "INFO: Directory deleted successfully. Path: " + folder.native(),
+                                    "INFO: Error deleting directory: " + missing));
     tempOutputURL.reset();
     EXPECT_EXIT(removeOutput(), testing::ExitedWithCode(1), "The output folder is not known");
 }

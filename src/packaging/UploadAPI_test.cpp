@@ -131,21 +131,15 @@ TEST_F(Progress, IsShownInWholePercentsFrom1To99AndLoggedAtBothEnds) {
     EXPECT_THAT(said(), ElementsAre("INFO: before", "INFO: Uploading 99%"));
 }
 
-TEST_F(Progress, KeepsTheLineThatTheUploadStartedWith) {
+TEST_F(Progress, KeepsTheLineThatTheUploadStartedWithAndIsAnEmptyOneWithoutAWindow) {
     bind();
     UploadTaskDelegate delegate;
     UploadAPI::uploadProgress.reset();
     delegate.urlSession(1, 42, 100);
     EXPECT_EQ(label, QStringLiteral("Uploading 42%"));
-}
-
-TEST_F(Progress, IsAnEmptyLineWithoutAWindow) {
     report(0, 1000);
     report(500, 1000);
     EXPECT_THAT(said(), ElementsAre("INFO: "));
-}
-
-TEST_F(Progress, OfNothingEndsTheProcess) {
     EXPECT_EXIT(report(0, 0), testing::ExitedWithCode(1), "progress cannot be told");
     EXPECT_EXIT(report(1, 0), testing::ExitedWithCode(1), "progress cannot be told");
 }

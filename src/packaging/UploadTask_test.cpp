@@ -20,15 +20,15 @@ protected:
     void SetUp() override { m_trust.emplace("SSL_CERT_FILE", service.certificateFile().native()); }
 
     void start(const QByteArray &content, UploadLimits limits = {}) {
-        startTo(QByteArray::fromStdString(service.host()), content, limits);
+        startTo(service.host(), content, limits);
     }
-    void startTo(const QByteArray &host, const QByteArray &content, UploadLimits limits = {}) {
+    void startTo(const std::string &host, const QByteArray &content, UploadLimits limits = {}) {
         const auto file = home.path() / "archive.zip";
         test_support::writeFile(file, content);
         UploadRequest request;
         std::error_code error;
         request.archive = platform::openRegularFile(file, request.archiveBytes, error);
-        request.url = "https://" + host + "/cr-apip-7.0.0/mac/log";
+        request.url = QByteArray::fromStdString("https://" + host + path);
         request.contentType = "multipart/form-data; boundary=B";
         // A body that the service takes.
         request.head = "\r\n--B\r\n";
@@ -62,10 +62,16 @@ protected:
         start(content, limits);
         return waitForEnd();
     }
-    // The code of the error that an upload to a service that behaves like this ends with; 0 for none.
-    int errorOf(const Behaviour &behaviour, const QByteArray &content = "content", UploadLimits limits = {}) {
+    // Uploads to a service that behaves like this, and keeps what it answers.
+    void expectEnd(const Behaviour &behaviour, std::optional<int> status, int error,
+                   const QByteArray &content = "content", UploadLimits limits = {}) {
+        SCOPED_TRACE(testing::Message() << "status " << status.value_or(0) << ", error " << error);
         service.setBehaviour(behaviour);
-        return code(upload(content, limits));
+        const UploadResponse response = upload(content, limits);
+        EXPECT_EQ(response.statusCode, status);
+        EXPECT_EQ(code(response), error);
+        EXPECT_EQ(response.data.has_value(), error == 0);
+        answer = response.data.value_or(QByteArray());
     }
     static int code(const UploadResponse &response) { return response.error ? response.error->code : 0; }
 
@@ -75,6 +81,9 @@ protected:
         std::int64_t expected;
     };
 
+    const std::string path = "/cr-apip-7.0.0/mac/log";
+    const UploadLimits shortAnswer{.idle = 10s, .answer = 500ms};
+    QByteArray answer;
     test_support::ScratchHome home;
     SupportService service;
     std::vector<Report> progress;
@@ -102,7 +111,7 @@ TEST_F(UploadTaskTest, SendsTheBodyByteForByteAndNoOtherHeaderThanTheType) {
         EXPECT_FALSE(response.error);
         const auto request = service.requests().back();
         EXPECT_EQ(request.method, "POST");
-        EXPECT_EQ(request.target, "/cr-apip-7.0.0/mac/log");
+        EXPECT_EQ(request.target, path);
         EXPECT_EQ(request.header("Content-Type"), "multipart/form-data; boundary=B");
         EXPECT_EQ(*request.body, ("\r\n--B\r\n" + content + "\r\n--B--\r\n").toStdString());
         for (const auto &[name, value] : request.headers)
@@ -126,65 +135,40 @@ TEST_F(UploadTaskTest, ReportsEachWholePercentOnceInOrderUpToTheWhole) {
     EXPECT_EQ(sent, progress.back().expected);
 }
 
-TEST_F(UploadTaskTest, OfWhichTheConnectionBreaksIsLost) {
-    service.setBehaviour({.resetAfterBytes = 100'000});
-    const UploadResponse inBody = upload(someBytes(4'000'000));
-    EXPECT_FALSE(inBody.statusCode || inBody.data);
-    EXPECT_EQ(code(inBody), TransportErrorCode::connectionLost);
-    for (const auto ending : {AnswerEnding::resetAfterHeaders, AnswerEnding::resetInBody}) {
-        service.setBehaviour({.body = std::string(1000, 'x'), .ending = ending});
-        const UploadResponse inAnswer = upload();
-        EXPECT_EQ(inAnswer.statusCode, 200);
-        EXPECT_FALSE(inAnswer.data);
-        EXPECT_EQ(code(inAnswer), TransportErrorCode::connectionLost);
-    }
+TEST_F(UploadTaskTest, EndsAsTheServiceMakesIt) {
+    using namespace TransportErrorCode;
+    const QByteArray large = someBytes(4'000'000);
+    const std::string body(1000, 'x');
+    expectEnd({.resetAfterBytes = 100'000}, {}, connectionLost, large);
+    expectEnd({.body = body, .ending = AnswerEnding::resetAfterHeaders}, 200, connectionLost);
+    expectEnd({.body = body, .ending = AnswerEnding::resetInBody}, 200, connectionLost);
+    expectEnd({.answerTime = AnswerTime::beforeBodyThenRead, .status = 413, .body = "big"}, 413, 0, large);
+    EXPECT_EQ(answer, "big");
+    expectEnd({.ending = AnswerEnding::endlessBody}, 200, 0, "", {.answerBytes = 100'000});
+    EXPECT_EQ(answer.size(), 100'000) << "as much as the limit lets through";
+    expectEnd({.ending = AnswerEnding::trickle, .trickleInterval = 20ms}, 200, timedOut, "", shortAnswer);
+    service.setBehaviour({.ending = AnswerEnding::endlessHeaders});
+    EXPECT_NE(code(upload("", {.answer = 2s})), 0);
+
+    const UploadLimits shortIdle{.idle = 400ms};
+    expectEnd({.stopReadingAfterBytes = 1000}, {}, timedOut, someBytes(20'000'000), shortIdle);
+    expectEnd({.neverAnswer = true}, {}, timedOut, "", shortIdle);
+    expectEnd({.readBytesPerSecond = 4'000'000}, 200, 0, someBytes(6'000'000), {.idle = 900ms});
+    // Small enough to fit whole into the buffers on the way, where libcurl does not see it any more.
+    expectEnd({.readBytesPerSecond = 1'000'000}, 200, 0, someBytes(3'000'000), {.idle = 1s});
+    service.setHandshake(Handshake::hang);
+    expectEnd({}, {}, timedOut, "", shortIdle);
 }
 
-TEST_F(UploadTaskTest, TakesAnEarlyAnswerAndAtMostTheLimitOfAnEndlessOne) {
-    service.setBehaviour({.answerTime = AnswerTime::beforeBodyThenRead, .status = 413, .body = "big"});
-    const UploadResponse early = upload(someBytes(4'000'000));
-    EXPECT_EQ(early.statusCode, 413);
-    EXPECT_EQ(early.data, "big");
-    service.setBehaviour({.ending = AnswerEnding::endlessBody});
-    const UploadResponse endless = upload("content", {.answerBytes = 100'000});
-    EXPECT_EQ(endless.statusCode, 200);
-    ASSERT_TRUE(endless.data);
-    EXPECT_EQ(endless.data->size(), 100'000);
-}
-
-TEST_F(UploadTaskTest, LimitsTheTimeOfTheAnswerAlone) {
-    service.setBehaviour({.ending = AnswerEnding::trickle, .trickleInterval = 20ms});
-    const UploadLimits limits{.idle = 10s, .answer = 500ms};
-    const UploadResponse response = upload("content", limits);
-    EXPECT_EQ(response.statusCode, 200);
-    EXPECT_FALSE(response.data);
-    EXPECT_EQ(code(response), TransportErrorCode::timedOut);
-    EXPECT_NE(errorOf({.ending = AnswerEnding::endlessHeaders}, "content", {.answer = 2s}), 0);
-
-    // Neither a redirect nor a proxy's consent begins it.
+TEST_F(UploadTaskTest, CountsNeitherARedirectNorAProxysConsentAsTheAnswer) {
     const QByteArray content = someBytes(6'000'000);
     service.setBehaviour({.readBytesPerSecond = 4'000'000});
-    service.setBehaviour({.status = 307, .location = "/cr-apip-7.0.0/mac/log"}, 1);
-    EXPECT_EQ(upload(content, limits).statusCode, 200);
+    service.setBehaviour({.status = 307, .location = path}, 1);
+    EXPECT_EQ(upload(content, shortAnswer).statusCode, 200);
     const test_support::ConnectProxy proxy;
     const ScopedEnvironment way("https_proxy", proxy.url());
-    EXPECT_EQ(upload(content, limits).statusCode, 200);
+    EXPECT_EQ(upload(content, shortAnswer).statusCode, 200);
     EXPECT_EQ(proxy.requests().size(), 1U);
-}
-
-TEST_F(UploadTaskTest, IsTimedOutWhenNothingMoves) {
-    const UploadLimits limits{.idle = 400ms};
-    EXPECT_EQ(errorOf({.stopReadingAfterBytes = 1000}, someBytes(20'000'000), limits),
-              TransportErrorCode::timedOut);
-    EXPECT_EQ(errorOf({.neverAnswer = true}, "content", limits), TransportErrorCode::timedOut);
-    service.setHandshake(Handshake::hang);
-    EXPECT_EQ(errorOf({}, "content", limits), TransportErrorCode::timedOut);
-}
-
-TEST_F(UploadTaskTest, WaitsForASlowServiceThatKeepsReading) {
-    EXPECT_EQ(errorOf({.readBytesPerSecond = 4'000'000}, someBytes(6'000'000), {.idle = 900ms}), 0);
-    // Small enough to fit whole into the buffers on the way, where libcurl does not see it any more.
-    EXPECT_EQ(errorOf({.readBytesPerSecond = 1'000'000}, someBytes(3'000'000), {.idle = 1s}), 0);
 }
 
 TEST_F(UploadTaskTest, SendsNothingWithoutAConnectionThatItTrusts) {
@@ -204,8 +188,8 @@ TEST_F(UploadTaskTest, SendsNothingWithoutAConnectionThatItTrusts) {
     EXPECT_EQ(code(waitForEnd()), TransportErrorCode::cannotConnectToHost);
 }
 
-TEST_F(UploadTaskTest, FollowsRedirectsWithTheBodyOnlyWhereTheMethodStays) {
-    service.setBehaviour({.status = 307, .location = "/cr-apip-7.0.0/mac/log"}, 1);
+TEST_F(UploadTaskTest, FollowsRedirectsToHttpsOnlyNotForEverAndWithTheBodyOnlyWhereTheMethodStays) {
+    service.setBehaviour({.status = 307, .location = path}, 1);
     EXPECT_EQ(upload(someBytes(200'000)).statusCode, 200);
     service.setBehaviour({.status = 302, .location = "/elsewhere"}, 1);
     EXPECT_EQ(upload().statusCode, 404);
@@ -214,14 +198,11 @@ TEST_F(UploadTaskTest, FollowsRedirectsWithTheBodyOnlyWhereTheMethodStays) {
     EXPECT_EQ(requests[1].method, "POST");
     EXPECT_EQ(requests[0].body->size(), requests[1].body->size());
     EXPECT_EQ(requests[3].method, "GET");
-}
-
-TEST_F(UploadTaskTest, FollowsRedirectsToHttpsOnlyAndNotForEver) {
-    service.setBehaviour({.status = 302});
-    EXPECT_EQ(upload().statusCode, 302) << "without a location it is the answer";
-    EXPECT_EQ(errorOf({.status = 307, .location = "http://" + service.host() + "/"}),
+    expectEnd({.status = 307, .location = "http://" + service.host() + "/"}, 307,
               TransportErrorCode::unknown);
-    EXPECT_EQ(errorOf({.status = 307, .location = "/cr-apip-7.0.0/mac/log"}), TransportErrorCode::unknown);
+    expectEnd({.status = 307, .location = path}, 307, TransportErrorCode::unknown);
+    // Without a location it is the answer.
+    expectEnd({.status = 302}, 302, 0);
 }
 
 TEST_F(UploadTaskTest, IsCancelledPromptlyWithOneCall) {
