@@ -31,6 +31,8 @@ protected:
 };
 
 TEST_F(RunRecord, HoldsTheProductTheMachineAndThisProgram) {
+    saveDetailedInfo();
+    EXPECT_THAT(said(), ElementsAre("ERROR: tempOutputURL is nil"));
     QJsonObject expected;
     for (const char *key : {"lumadoc_product", "lumadoc_versionnumber", "lumadoc_lumadocinstallpath",
                             "diagnostics_version", "diagnostics_component"})
@@ -58,11 +60,6 @@ TEST_F(RunRecord, HoldsTheProductTheMachineAndThisProgram) {
     EXPECT_EQ(save(), expected);
 }
 
-TEST_F(RunRecord, IsNotWrittenWithoutAnOutputFolder) {
-    saveDetailedInfo();
-    EXPECT_THAT(said(), ElementsAre("ERROR: tempOutputURL is nil"));
-}
-
 TEST(RunRecordCoding, IsCompactAndDecodesOnlyWithAllEightTexts) {
     DetailedInfo info;
     info.lumadoc_product = text("Pellix");
@@ -79,56 +76,40 @@ TEST(RunRecordCoding, IsCompactAndDecodesOnlyWithAllEightTexts) {
         EXPECT_FALSE(DetailedInfo::decoded(QJsonDocument(object).toJson())) << key.toStdString();
     }
     EXPECT_FALSE(DetailedInfo::decoded("no json"));
-}
-
-TEST(RunRecordCoding, FindsKeysByTheirText) {
     EXPECT_EQ(DetailedInfo::codingKey(text("lumadoc_product")), DetailedInfo::CodingKeys::lumadoc_product);
     EXPECT_EQ(DetailedInfo::codingKey(text("diagnostics_component")),
               DetailedInfo::CodingKeys::diagnostics_component);
     EXPECT_FALSE(DetailedInfo::codingKey(text("diagnostics_other")));
 }
 
-class TextFile : public test_support::LoggedTest {
-protected:
-    fs::path file = home.path() / "record.json";
-};
+using TextFile = test_support::LoggedTest;
 
-TEST_F(TextFile, IsReplacedAndTheUsersAlone) {
-    test_support::writeFile(file, "something longer than what comes");
-    CreateFile(file, QStringLiteral("grüße"));
-    EXPECT_EQ(readFile(file), QStringLiteral("grüße").toUtf8());
-    EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
-    EXPECT_THAT(said(), ElementsAre("INFO: File created and content written successfully."));
-}
-
-TEST_F(TextFile, IsNotMadeWithoutContentOrWithoutAPlace) {
+TEST_F(TextFile, IsReplacedForTheUserAloneWhereThereIsContentAndAPlace) {
+    const fs::path file = home.path() / "record.json";
     CreateFile(file, QString());
     CreateFile(std::nullopt, text("text"));
     EXPECT_FALSE(fs::exists(file) || fs::exists(log));
-}
-
-TEST_F(TextFile, FailsWhereNoFileCanBeMade) {
+    test_support::writeFile(file, "something longer than what comes");
+    CreateFile(file, QStringLiteral("grüße"));
+    EXPECT_EQ(readFile(file), QStringLiteral("grüße").toUtf8());
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
     CreateFile(home.path() / "missing" / "record.json", text("text"));
-    fs::create_directories(file / "inside");
-    CreateFile(file, text("text"));
-    EXPECT_TRUE(fs::exists(file / "inside"));
-    EXPECT_THAT(said(),
-                ElementsAre("ERROR: Failed to create the file.", "ERROR: Failed to create the file."));
+    fs::create_directories(home.path() / "folder/inside");
+    CreateFile(home.path() / "folder", text("text"));
+    EXPECT_TRUE(fs::exists(home.path() / "folder/inside"));
+    const std::string failed = "ERROR: Failed to create the file.";
+    EXPECT_THAT(said(), ElementsAre("INFO: File created and content written successfully.", failed, failed));
 }
 
-TEST(MachineIdentity, IsTheFirstAddressAndTheUser) {
+TEST(MachineIdentity, IsTheFirstAddressAndTheUserHashedWithSha512) {
     EXPECT_EQ(unitMachineString({text("a4:83:e7:0b:12:9c"), text("00:00:5e:00:53:01")}, text("jdoe")),
               text("a4:83:e7:0b:12:9c_jdoe"));
     EXPECT_EQ(unitMachineString({}, text("jdoe")), text("_jdoe"));
     EXPECT_FALSE(platform::userName().isEmpty());
-    EXPECT_EQ(getUnitMachineString(),
-              unitMachineString(*platform::hardwareAddresses(), platform::userName()));
-}
-
-TEST(MachineIdentity, IsHashedWithSha512InLowerCaseHexadecimal) {
-    const QByteArray machine = getUnitMachineString()->toUtf8();
+    const QString machine = unitMachineString(*platform::hardwareAddresses(), platform::userName());
+    EXPECT_EQ(getUnitMachineString(), machine);
     EXPECT_EQ(getMachineHash().toLatin1(),
-              QCryptographicHash::hash(machine, QCryptographicHash::Sha512).toHex());
+              QCryptographicHash::hash(machine.toUtf8(), QCryptographicHash::Sha512).toHex());
     EXPECT_TRUE(QRegularExpression(text("^[0-9a-f]{128}$")).match(getMachineHash()).hasMatch());
 }
 

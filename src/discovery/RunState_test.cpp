@@ -19,6 +19,8 @@ protected:
 };
 
 TEST_F(Workspace, IsATreeForTheUserAloneWithALineForEachFolder) {
+    SetUserFilesFolder();
+    EXPECT_FALSE(userFilesURL);
     ASSERT_TRUE(CreateOutputDirectories());
     EXPECT_EQ(userLibraryURL, home.library());
     EXPECT_EQ(userLibraryPrefURL, home.library() / "Preferences");
@@ -28,6 +30,9 @@ TEST_F(Workspace, IsATreeForTheUserAloneWithALineForEachFolder) {
     EXPECT_EQ(tempTimeStampedURL->parent_path(), root / "Output");
     EXPECT_EQ(tempOutputURL, tempTimeStampedURL);
     EXPECT_FALSE(userFilesURL || compressedLogURL || lumamonLogFileURL);
+    SetUserFilesFolder();
+    EXPECT_EQ(userFilesURL, *tempOutputURL / "UserFiles");
+    EXPECT_FALSE(fs::exists(*userFilesURL));
     constexpr auto others = fs::perms::group_all | fs::perms::others_all;
     for (const auto &folder : {*tempDirURL, *tempSystemURL, *temptempURL, *tempTimeStampedURL}) {
         EXPECT_TRUE(fs::is_directory(folder)) << folder;
@@ -38,22 +43,18 @@ TEST_F(Workspace, IsATreeForTheUserAloneWithALineForEachFolder) {
                                     "INFO: Directory created: System", "INFO: Directory created: temp"));
 }
 
-TEST_F(Workspace, NamesTheRunFolderByTheLocalTime) {
+TEST_F(Workspace, ThatExistsGetsOnlyANewRunFolderNamedByTheLocalTime) {
     const test_support::ScopedEnvironment zone("TZ", "Asia/Tokyo");
+    for (const char *folder : {"System", "temp", "Output/20200101000000"})
+        fs::create_directories(root / folder);
     const auto before = QDateTime::currentDateTime();
     ASSERT_TRUE(CreateOutputDirectories());
+    EXPECT_THAT(said(), ElementsAre(testing::_, "INFO: Directory created: " + tempTimeStampedURL->native()));
+    EXPECT_TRUE(fs::exists(root / "Output/20200101000000"));
     const QString stamp = QString::fromStdString(tempTimeStampedURL->filename());
     EXPECT_TRUE(QRegularExpression(QStringLiteral("^\\d{14}$")).match(stamp).hasMatch());
     const auto age = before.secsTo(QDateTime::fromString(stamp, QStringLiteral("yyyyMMddHHmmss")));
     EXPECT_TRUE(age >= -1 && age <= 5) << age;
-}
-
-TEST_F(Workspace, ThatExistsGetsOnlyANewRunFolder) {
-    for (const char *folder : {"System", "temp", "Output/20200101000000"})
-        fs::create_directories(root / folder);
-    ASSERT_TRUE(CreateOutputDirectories());
-    EXPECT_THAT(said(), ElementsAre(testing::_, "INFO: Directory created: " + tempTimeStampedURL->native()));
-    EXPECT_TRUE(fs::exists(root / "Output/20200101000000"));
 }
 
 TEST_F(Workspace, IsSharedByTwoRunsWithinOneSecond) {
@@ -91,15 +92,6 @@ TEST_F(Workspace, MayBeMissingWhenARunBegins) {
     EXPECT_EQ(said().back(), "ERROR: Application terminated");
     EXPECT_FALSE(lumamonLogFileURL);
     EXPECT_TRUE(isOutputDirectoryCreated);
-}
-
-TEST_F(Workspace, NamesTheAttachmentsFolderInTheOutputFolder) {
-    SetUserFilesFolder();
-    EXPECT_FALSE(userFilesURL);
-    ASSERT_TRUE(CreateOutputDirectories());
-    SetUserFilesFolder();
-    EXPECT_EQ(userFilesURL, *tempOutputURL / "UserFiles");
-    EXPECT_FALSE(fs::exists(*userFilesURL));
 }
 
 TEST(RunState, StartsEmptyWithALogIdOfItsOwn) {
