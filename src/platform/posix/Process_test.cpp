@@ -37,17 +37,8 @@ TEST(PrepareProcess, MakesFilesTheUsersAlone) {
 }
 
 TEST(PrepareProcess, OpensClosedStreamsOnTheNullDeviceAndLeavesTheOthersAlone) {
-    const auto nullStreams = [] {
-        unsigned result = 0;
-        for (unsigned stream = 0; stream <= 2; ++stream) {
-            std::error_code error;
-            const auto target = fs::read_symlink("/proc/self/fd/" + std::to_string(stream), error);
-            result |= target == "/dev/null" ? 1U << stream : 0U;
-        }
-        return result;
-    };
     // Each set of streams, as bits.
-    for (unsigned closed = 0; closed < 8; ++closed) {
+    for (int closed = 0; closed < 8; ++closed) {
         EXPECT_EQ(statusInChild([&] {
                       const int zero = ::open("/dev/zero", O_RDWR);
                       for (int stream = 0; stream <= 2; ++stream) {
@@ -56,9 +47,15 @@ TEST(PrepareProcess, OpensClosedStreamsOnTheNullDeviceAndLeavesTheOthersAlone) {
                               ::close(stream);
                       }
                       platform::prepareProcess();
-                      return static_cast<int>(nullStreams());
+                      int onNull = 0;
+                      for (int stream = 0; stream <= 2; ++stream) {
+                          std::error_code error;
+                          const auto link = "/proc/self/fd/" + std::to_string(stream);
+                          onNull |= fs::read_symlink(link, error) == "/dev/null" ? 1 << stream : 0;
+                      }
+                      return onNull;
                   }),
-                  static_cast<int>(closed));
+                  closed);
     }
 }
 
