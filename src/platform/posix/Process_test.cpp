@@ -20,7 +20,7 @@ using platform::outcomeOf;
 using test_support::statusInChild;
 
 platform::Program shell(const std::string &script) {
-    return {.path = "/bin/sh", .arguments = {"-c", script}, .workingFolder = {}, .variables = {}};
+    return {.path = "/bin/sh", .arguments = {"-c", script}};
 }
 
 TEST(PrepareProcess, MakesFilesTheUsersAlone) {

@@ -146,8 +146,7 @@ TEST(PropertyListTest, ReadsNumbersAlikeInEveryLocale) {
     const auto made =
         platform::runProgram({.path = "/usr/bin/localedef",
                               .arguments = {"-i", "de_DE", "-f", "UTF-8", locales.path() / "de_DE.UTF-8"},
-                              .workingFolder = locales.path(),
-                              .variables = {}});
+                              .workingFolder = locales.path()});
     const test_support::ScopedEnvironment path("LOCPATH", locales.path().native());
     ASSERT_EQ(made, 0);
     ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
