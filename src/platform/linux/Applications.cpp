@@ -11,10 +11,10 @@
 #include <cstddef>
 #include <cstring>
 #include <fcntl.h>
+#include <map>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <tuple>
 #include <unistd.h>
 
 namespace platform {
@@ -124,41 +124,37 @@ QByteArray claimName(const QString &identifier) {
 } // namespace
 
 std::vector<RunningApplication> runningApplications() {
-    using Started = std::tuple<std::uint64_t, std::int64_t>;
-    std::vector<std::pair<Started, RunningApplication>> found;
+    // By start and number.
+    std::map<std::pair<std::uint64_t, std::int64_t>, RunningApplication> found;
     std::error_code error;
     for (fs::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
         const std::string name = entry->path().filename().native();
         std::int64_t identifier = 0;
         if (std::from_chars(name.data(), name.data() + name.size(), identifier).ec != std::errc())
             continue;
-        auto application = applicationOf(entry->path(), identifier);
+        const auto application = applicationOf(entry->path(), identifier);
         const auto started = application ? startTime(entry->path()) : std::nullopt;
         if (started)
-            found.emplace_back(Started(*started, identifier), std::move(*application));
+            found.emplace(std::pair(*started, identifier), *application);
     }
-    std::sort(found.begin(), found.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
     std::vector<RunningApplication> result;
-    result.reserve(found.size());
-    for (auto &[started, application] : found)
-        result.push_back(std::move(application));
+    for (const auto &[started, application] : found)
+        result.push_back(application);
     return result;
 }
 
 ApplicationRoots applicationRoots() {
     ApplicationRoots roots;
-    const auto home = homeFolder();
-    if (const auto dataHome = environmentPath("XDG_DATA_HOME"))
-        roots.desktopEntries.push_back(*dataHome / "applications");
-    else if (home)
-        roots.desktopEntries.push_back(*home / ".local/share/applications");
+    // Like the Library, they are in the user's data folder.
+    for (const fs::path &library : userLibraryFolders())
+        roots.desktopEntries.push_back(library.parent_path() / "applications");
     const QByteArray dataFolders = qgetenv("XDG_DATA_DIRS");
     for (const QByteArray &folder :
          (dataFolders.isEmpty() ? QByteArray("/usr/local/share:/usr/share") : dataFolders).split(':')) {
         if (folder.startsWith('/'))
             roots.desktopEntries.push_back(fs::path(folder.toStdString()) / "applications");
     }
-    if (home)
+    if (const auto home = homeFolder())
         roots.bundles.push_back(*home / "Applications");
     roots.bundles.emplace_back("/Applications");
     roots.nestedBundles.emplace_back("/opt");

@@ -9,34 +9,17 @@ namespace platform {
 
 namespace {
 
-// Replaces the escapes of a value of type string by what they mean: \s \n \t \r \\.
+// Replaces the escapes of a value of type string by what they mean.
 QByteArray unescaped(const QByteArray &value) {
+    constexpr QByteArrayView letters = "sntr\\";
+    constexpr QByteArrayView meanings = " \n\t\r\\";
     QByteArray result;
     for (qsizetype i = 0; i < value.size(); ++i) {
-        if (value[i] != '\\' || i + 1 == value.size()) {
-            result += value[i];
-            continue;
-        }
-        switch (value[++i]) {
-        case 's':
-            result += ' ';
-            break;
-        case 'n':
-            result += '\n';
-            break;
-        case 't':
-            result += '\t';
-            break;
-        case 'r':
-            result += '\r';
-            break;
-        case '\\':
-            result += '\\';
-            break;
-        default:
-            result += '\\';
-            result += value[i];
-        }
+        const bool mayBeEscape = value[i] == '\\' && i + 1 < value.size();
+        const qsizetype escape = mayBeEscape ? letters.indexOf(value[i + 1]) : -1;
+        result += escape < 0 ? value[i] : meanings[escape];
+        if (escape >= 0)
+            ++i;
     }
     return result;
 }
@@ -46,29 +29,25 @@ QByteArray unescaped(const QByteArray &value) {
 // specification has no backslash, launchers read it as a shell does.
 QByteArrayList arguments(const QByteArray &exec) {
     QByteArrayList result;
-    QByteArray current;
+    std::optional<QByteArray> current;
     bool quoted = false;
-    bool begun = false;
     for (qsizetype i = 0; i < exec.size(); ++i) {
         const char c = exec[i];
-        if (c == '"') {
-            quoted = !quoted;
-            begun = true;
-        } else if (c == '\\' && i + 1 < exec.size()) {
-            current += exec[++i];
-            begun = true;
-        } else if ((c == ' ' || c == '\t') && !quoted) {
-            if (begun)
-                result += current;
-            current.clear();
-            begun = false;
-        } else {
-            current += c;
-            begun = true;
+        if ((c == ' ' || c == '\t') && !quoted) {
+            if (current)
+                result += *current;
+            current.reset();
+            continue;
         }
+        if (!current)
+            current.emplace();
+        if (c == '"')
+            quoted = !quoted;
+        else
+            *current += c == '\\' && i + 1 < exec.size() ? exec[++i] : c;
     }
-    if (begun)
-        result += current;
+    if (current)
+        result += *current;
     return result;
 }
 
@@ -88,39 +67,28 @@ QByteArrayList withoutEnv(QByteArrayList command) {
     return command;
 }
 
-struct Keys {
-    DesktopEntry entry;
-    QByteArray exec;
-
-    void take(QByteArrayView key, QByteArrayView value) {
-        if (key == "Hidden")
-            entry.hidden = entry.hidden || value == "true";
-        else if (key == "NoDisplay")
-            entry.noDisplay = entry.noDisplay || value == "true";
-        else if (key == "DBusActivatable")
-            entry.startedByMessage = entry.startedByMessage || value == "true";
-        else if (QByteArray *text = textFor(key); text != nullptr && text->isEmpty())
+void take(QByteArrayView key, QByteArrayView value, DesktopEntry &entry, QByteArray &exec) {
+    const std::pair<QByteArrayView, bool *> flags[] = {{"Hidden", &entry.hidden},
+                                                       {"NoDisplay", &entry.noDisplay},
+                                                       {"DBusActivatable", &entry.startedByMessage}};
+    for (const auto &[name, flag] : flags) {
+        if (name == key)
+            *flag = *flag || value == "true";
+    }
+    const std::pair<QByteArrayView, QByteArray *> texts[] = {
+        {"Exec", &exec},       {"Name", &entry.name},         {"TryExec", &entry.tryExec},
+        {"Type", &entry.type}, {"X-Flatpak", &entry.flatpak}, {"X-SnapInstanceName", &entry.snap}};
+    for (const auto &[name, text] : texts) {
+        if (name == key && text->isEmpty())
             *text = unescaped(value.toByteArray());
     }
-
-private:
-    QByteArray *textFor(QByteArrayView key) {
-        const std::pair<QByteArrayView, QByteArray *> texts[] = {
-            {"Exec", &exec},       {"Name", &entry.name},         {"TryExec", &entry.tryExec},
-            {"Type", &entry.type}, {"X-Flatpak", &entry.flatpak}, {"X-SnapInstanceName", &entry.snap},
-        };
-        for (const auto &[name, text] : texts) {
-            if (name == key)
-                return text;
-        }
-        return nullptr;
-    }
-};
+}
 
 } // namespace
 
 std::optional<DesktopEntry> parseDesktopEntry(const QByteArray &bytes) {
-    Keys keys;
+    DesktopEntry entry;
+    QByteArray exec;
     bool inEntry = false;
     bool hasEntry = false;
     for (QByteArrayView rest(bytes); !rest.isEmpty();) {
@@ -132,12 +100,12 @@ std::optional<DesktopEntry> parseDesktopEntry(const QByteArray &bytes) {
         hasEntry = hasEntry || inEntry;
         const qsizetype equals = inEntry ? line.indexOf('=') : -1;
         if (equals >= 0)
-            keys.take(line.first(equals).trimmed(), line.sliced(equals + 1).trimmed());
+            take(line.first(equals).trimmed(), line.sliced(equals + 1).trimmed(), entry, exec);
     }
     if (!hasEntry)
         return std::nullopt;
-    keys.entry.command = withoutEnv(arguments(keys.exec));
-    return std::move(keys.entry);
+    entry.command = withoutEnv(arguments(exec));
+    return entry;
 }
 
 std::optional<std::filesystem::path> findProgram(const QByteArray &name) {

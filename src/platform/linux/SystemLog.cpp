@@ -25,21 +25,12 @@ struct Line {
     QString text;
 };
 
-int priority(OSLogType type) {
-    switch (type) {
-    case OSLogType::debug:
-        return LOG_DEBUG;
-    case OSLogType::error:
-        return LOG_ERR;
-    case OSLogType::info:
-        break;
-    }
-    return LOG_INFO;
-}
+// By type.
+constexpr int priorities[] = {LOG_DEBUG, LOG_INFO, LOG_ERR};
 
 void write(const Line &line) {
     const QByteArray fields[] = {
-        "MESSAGE=" + line.text.toUtf8(), "PRIORITY=" + QByteArray::number(priority(line.type)),
+        "MESSAGE=" + line.text.toUtf8(), "PRIORITY=" + QByteArray::number(priorities[std::size_t(line.type)]),
         "SUBSYSTEM=" + line.subsystem.toUtf8(), "CATEGORY=" + line.category.toUtf8()};
     struct iovec pieces[std::size(fields)];
     std::transform(std::begin(fields), std::end(fields), std::begin(pieces), [](const QByteArray &field) {

@@ -56,17 +56,17 @@ QByteArray marker(int type, quint64 count) {
     return count < 0xF ? first : first + integer(count);
 }
 
-QByteArray textObject(const QString &text) {
-    const auto size = quint64(text.size());
-    if (std::all_of(text.begin(), text.end(), [](QChar character) { return character < u'\x80'; }))
-        return marker(0x5, size) + text.toLatin1();
-    QByteArray characters(text.size() * 2, '\0');
-    qToBigEndian<char16_t>(text.constData(), text.size(), characters.data());
-    return marker(0x6, size) + characters;
-}
-
 bool isAscii(QByteArrayView bytes) {
     return std::all_of(bytes.begin(), bytes.end(), [](char byte) { return byte >= 0; });
+}
+
+QByteArray textObject(const QString &text) {
+    const QByteArray utf8 = text.toUtf8();
+    if (isAscii(utf8))
+        return marker(0x5, quint64(utf8.size())) + utf8;
+    QByteArray characters(text.size() * 2, '\0');
+    qToBigEndian<char16_t>(text.constData(), text.size(), characters.data());
+    return marker(0x6, quint64(text.size())) + characters;
 }
 
 // Whatever is wrong makes the reader invalid, and what it returns from then on has no meaning.

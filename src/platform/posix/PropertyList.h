@@ -87,7 +87,9 @@ struct PropertyList::Entry {
     friend bool operator==(const Entry &, const Entry &) = default;
 };
 
-/// The two formats, for `PropertyList` alone. The writers leave out the limits.
+/// The two formats, for `PropertyList` alone. The writers leave out the limits. So that the time it takes is
+/// bounded, the XML reader refuses a DOCTYPE with declarations, tags of 1,000 characters or more, and
+/// attributes on elements other than plist.
 std::optional<PropertyList> readXmlPropertyList(const QByteArray &bytes);
 std::optional<PropertyList> readBinaryPropertyList(const QByteArray &bytes);
 QByteArray writeXmlPropertyList(const PropertyList &list);
