@@ -35,34 +35,32 @@ protected:
         control = FileDescriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     }
 
-    struct ifreq request(const char *interface) {
-        struct ifreq result {};
-        std::strncpy(result.ifr_name, interface, IFNAMSIZ - 1);
-        return result;
+    // Makes a request of the kernel about one interface.
+    template <typename Fill>
+    void request(unsigned long what, const char *name, Fill fill) {
+        struct ifreq setting {};
+        std::strncpy(setting.ifr_name, name, IFNAMSIZ - 1);
+        fill(setting);
+        ASSERT_EQ(::ioctl(control.get(), what, &setting), 0);
     }
 
     // A bridge without ports is the one kind of interface that every Linux can make.
     void makeInterface(const char *name, const std::array<unsigned char, 6> &address) {
         ASSERT_EQ(::ioctl(control.get(), SIOCBRADDBR, name), 0);
-        struct ifreq setting = request(name);
-        setting.ifr_hwaddr.sa_family = ARPHRD_ETHER;
-        std::memcpy(setting.ifr_hwaddr.sa_data, address.data(), address.size());
-        ASSERT_EQ(::ioctl(control.get(), SIOCSIFHWADDR, &setting), 0);
+        request(SIOCSIFHWADDR, name, [&](struct ifreq &setting) {
+            setting.ifr_hwaddr.sa_family = ARPHRD_ETHER;
+            std::memcpy(setting.ifr_hwaddr.sa_data, address.data(), address.size());
+        });
     }
-
     void setFlags(const char *name, short flags) {
-        struct ifreq setting = request(name);
-        setting.ifr_flags = flags;
-        ASSERT_EQ(::ioctl(control.get(), SIOCSIFFLAGS, &setting), 0);
+        request(SIOCSIFFLAGS, name, [&](struct ifreq &setting) { setting.ifr_flags = flags; });
     }
-
     void setAddress(const char *name, const char *address) {
-        struct ifreq setting = request(name);
         struct sockaddr_in value {};
         value.sin_family = AF_INET;
         ::inet_pton(AF_INET, address, &value.sin_addr);
-        std::memcpy(&setting.ifr_addr, &value, sizeof value);
-        ASSERT_EQ(::ioctl(control.get(), SIOCSIFADDR, &setting), 0);
+        request(SIOCSIFADDR, name,
+                [&](struct ifreq &setting) { std::memcpy(&setting.ifr_addr, &value, sizeof value); });
     }
 
     FileDescriptor control;
@@ -129,8 +127,8 @@ TEST(UnsentBytes, AreWhatTheOtherSideHasNotYetTaken) {
 
 TEST(UnsentBytes, AreNoneOnWhatIsNoConnection) {
     const FileDescriptor file(::open("/dev/null", O_WRONLY | O_CLOEXEC));
-    EXPECT_EQ(platform::unsentBytes(file.get()), 0U);
-    EXPECT_EQ(platform::unsentBytes(-1), 0U);
+    for (const int socket : {file.get(), -1})
+        EXPECT_EQ(platform::unsentBytes(socket), 0U);
 }
 
 } // namespace
