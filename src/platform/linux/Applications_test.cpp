@@ -67,16 +67,6 @@ TEST_F(InstalledApplications, ComeByDesktopEntriesThenApplicationFoldersThenOptA
     EXPECT_THAT(found(), ElementsAre(byName, byFirst, byLater, inApplications, inOpt, inOther, inMaker));
 }
 
-TEST_F(InstalledApplications, AreOnlyThoseWithTheIdentifierInTheFoldersNamed) {
-    bundle(applications / "Other.app", "com.example.product.other");
-    bundle(applications / "Case.app", "COM.EXAMPLE.PRODUCT");
-    bundle(opt / "Maker/suite/P.app");
-    bundle(applications / "folder/P.app");
-    bundle(opt / "Outer.app/P.app");
-    const auto right = bundle(applications / "Right.app");
-    EXPECT_THAT(found(), ElementsAre(right));
-}
-
 TEST_F(InstalledApplications, AreFoundThroughLinksByTheirRealPathAndCountOnceAtTheirFirstPlace) {
     const auto other = bundle(applications / "A.app");
     const auto named = bundle(applications / "Z.app");
@@ -106,7 +96,7 @@ TEST_F(InstalledApplications, AreFoundThroughAnEntryOfAHelperButNotOfWhatIsGoneO
     EXPECT_THAT(found(), ElementsAre(helped));
 }
 
-TEST_F(InstalledApplications, AreFoundWhateverElseIsInTheFolders) {
+TEST_F(InstalledApplications, AreOnlyThoseWithTheIdentifierInTheFoldersNamedWhateverElseIsThere) {
     ASSERT_EQ(::mkfifo((first / "a.desktop").c_str(), 0600), 0);
     fs::create_directories(first / "b.desktop");
     fs::create_symlink("/dev/zero", first / "c.desktop");
@@ -115,6 +105,10 @@ TEST_F(InstalledApplications, AreFoundWhateverElseIsInTheFolders) {
     const auto named = bundle(folder.path() / "store/P.app");
     entry(first / "z.desktop", named / "Contents/Linux/P");
 
+    bundle(applications / "Other.app", "com.example.product.other");
+    bundle(applications / "Case.app", "COM.EXAMPLE.PRODUCT");
+    for (const char *place : {"opt/Maker/suite/P.app", "Applications/folder/P.app", "opt/Outer.app/P.app"})
+        bundle(folder.path() / place);
     writeFile(applications / "A.app", "a file");
     fs::create_directories(applications / "B.app");
     ASSERT_EQ(::mkfifo((applications / "C.app").c_str(), 0600), 0);
@@ -161,11 +155,12 @@ protected:
     fs::path bundle = folder.path() / "P.app";
 };
 
-TEST_F(RunningApplications, AreThereUntilTheirProcessEnds) {
+TEST_F(RunningApplications, HaveTheirRealBundleAndAreThereUntilTheirProcessEnds) {
     const auto program = makeBundle(bundle, "a.b");
     EXPECT_THAT(found(), IsEmpty());
     const auto first = start(program);
-    const auto second = start(program);
+    fs::create_symlink(bundle, folder.path() / "Link.app");
+    const auto second = start(folder.path() / "Link.app/Contents/Linux/Program");
     EXPECT_THAT(found(), ElementsAre(own(first), own(second)));
     first->send(SIGKILL);
     second->send(SIGKILL);
@@ -201,13 +196,6 @@ TEST_F(RunningApplications, AreTheMainProgramsOfTheirNearestBundles) {
     const auto first = start(beside);
     const auto second = start(below);
     EXPECT_THAT(found(), ElementsAre(Found(QStringLiteral("inner"), run->processId(), inner)));
-}
-
-TEST_F(RunningApplications, StartedThroughALinkHaveTheRealBundle) {
-    makeBundle(bundle, "a.b");
-    fs::create_symlink(bundle, folder.path() / "Link.app");
-    const auto run = start(folder.path() / "Link.app/Contents/Linux/Program");
-    EXPECT_THAT(found(), ElementsAre(own(run)));
 }
 
 TEST_F(RunningApplications, CountWhenTheirExecutableWasDeletedOrReplacedUntilTheirBundleIsGone) {
