@@ -35,7 +35,7 @@ std::vector<fs::path> sortedEntries(const fs::path &folder) {
     return result;
 }
 
-// Gathers the bundles that bear one identifier, each once.
+// Gathers the bundles that have one identifier, each once.
 class Gatherer {
 public:
     explicit Gatherer(const QString &identifier)

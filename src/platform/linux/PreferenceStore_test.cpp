@@ -69,6 +69,9 @@ TEST_F(PreferenceStoreTest, IsNotAskedWithoutAValue) {
     EXPECT_EQ(changePreferenceFile(folder, fail), PreferenceChange::none);
     writeFile(file, xmlList("<array><string>Trunk</string></array>"));
     EXPECT_EQ(changePreferenceValue(file, "Trunk", fail), PreferenceChange::none);
+    writeFile(file, xmlList(before).chopped(10));
+    EXPECT_EQ(changePreferenceFile(file, fail), PreferenceChange::none);
+    EXPECT_EQ(readFile(file), xmlList(before).chopped(10));
     fs::remove(file);
     fs::create_symlink("missing.plist", file);
     EXPECT_EQ(changePreferenceFile(file, fail), PreferenceChange::none);
@@ -101,14 +104,6 @@ TEST_F(PreferenceStoreTest, KeepsALink) {
     EXPECT_EQ(fs::read_symlink(file), "../shared/second");
     EXPECT_EQ(fs::read_symlink(home.path() / "shared/second"), "real.plist");
     EXPECT_EQ(PropertyList::load(target), propertyList(after));
-}
-
-TEST_F(PreferenceStoreTest, LeavesFilesAloneThatAreNoPropertyLists) {
-    for (const QByteArray &content : {QByteArray(), xmlList(before).chopped(10)}) {
-        writeFile(file, content);
-        EXPECT_EQ(setTrunk(), PreferenceChange::none);
-        EXPECT_EQ(readFile(file), content);
-    }
 }
 
 TEST_F(PreferenceStoreTest, WritesNothingThatCouldNotBeReadAgain) {

@@ -63,7 +63,7 @@ TEST_F(Journal, GetsTextAsItIsAndInOrder) {
 }
 
 TEST_F(Journal, HasEverythingOnceItIsFlushed) {
-    // So long that it takes a moment to be written, and flushed at different moments of that.
+    // Long enough to take a moment to write; flushed at different points of that moment.
     const QString text(1000000, u'x');
     for (int i = 0; i < 40; ++i) {
         send(OSLogType::info, text);

@@ -182,7 +182,7 @@ TEST_F(FileSystem, JudgesALinkThatItReadsByWhatItLeadsTo) {
     EXPECT_EQ(platform::readFile(folder.path() / "to file", limitBytes, error), QByteArray("content"));
 }
 
-// A program that waits in a pipe for its reader must not take us for it: it would be killed by what follows.
+// Opening a pipe wakes the program that waits to write to it, and closing it again would kill that program.
 TEST_F(FileSystem, LeavesAWriterThatWaitsInAPipeWhereItIs) {
     const auto pipe = makePipe();
     std::atomic<bool> isWoken = false;
@@ -284,7 +284,7 @@ TEST_F(FileSystem, LeavesEverythingAsItWasWhenItCannotWrite) {
     EXPECT_THAT(namesIn(other), ElementsAre("file"));
 }
 
-// A file is rather not written than taken away from its owner.
+// Where a new file cannot have the owner of the old one, the old one stays.
 void keepsTheOwnerOfAFileOrLeavesIt() {
     const test_support::ScratchFolder folder;
     const auto file = folder.path() / "file";
