@@ -1,7 +1,6 @@
 #include "platform/Network.h"
 
 #include <algorithm>
-#include <functional>
 #include <ifaddrs.h>
 #include <linux/sockios.h>
 #include <memory>
@@ -13,18 +12,18 @@ namespace platform {
 
 namespace {
 
-// Calls this with every address of every interface but the loopback. False when the system gives no list,
-// which is not the same as an empty one.
-bool visitAddresses(const std::function<void(const struct ifaddrs &)> &visit) {
-    struct ifaddrs *first = nullptr;
-    if (::getifaddrs(&first) != 0)
-        return false;
-    const std::unique_ptr<struct ifaddrs, decltype(&::freeifaddrs)> list(first, &::freeifaddrs);
-    for (const auto *entry = first; entry != nullptr; entry = entry->ifa_next) {
-        if (entry->ifa_addr != nullptr && (entry->ifa_flags & IFF_LOOPBACK) == 0)
-            visit(*entry);
-    }
-    return true;
+using Interfaces = std::unique_ptr<struct ifaddrs, decltype(&::freeifaddrs)>;
+
+// None when the system gives no list, which is not the same as an empty one.
+std::optional<Interfaces> interfaces() {
+    struct ifaddrs *list = nullptr;
+    if (::getifaddrs(&list) != 0)
+        return std::nullopt;
+    return Interfaces(list, &::freeifaddrs);
+}
+
+bool hasFamily(const struct ifaddrs &entry, int family) {
+    return entry.ifa_addr != nullptr && entry.ifa_addr->sa_family == family;
 }
 
 QString addressText(const struct ifaddrs &entry) {
@@ -40,22 +39,29 @@ QString addressText(const struct ifaddrs &entry) {
 
 // There is one packet-family entry for each interface, in the order in which the kernel numbers them.
 std::optional<std::vector<QString>> hardwareAddresses() {
+    const auto list = interfaces();
+    if (!list)
+        return std::nullopt;
     std::vector<QString> addresses;
-    const bool isListed = visitAddresses([&](const struct ifaddrs &entry) {
-        const QString text = entry.ifa_addr->sa_family == AF_PACKET ? addressText(entry) : QString();
-        if (!text.isEmpty())
+    for (const auto *entry = list->get(); entry != nullptr; entry = entry->ifa_next) {
+        if (!hasFamily(*entry, AF_PACKET) || (entry->ifa_flags & IFF_LOOPBACK) != 0)
+            continue;
+        if (const QString text = addressText(*entry); !text.isEmpty())
             addresses.push_back(text);
-    });
-    return isListed ? std::optional(std::move(addresses)) : std::nullopt;
+    }
+    return addresses;
 }
 
 bool hasNetwork() {
-    bool result = false;
-    visitAddresses([&](const struct ifaddrs &entry) {
-        const int family = entry.ifa_addr->sa_family;
-        result = result || ((family == AF_INET || family == AF_INET6) && (entry.ifa_flags & IFF_UP) != 0);
-    });
-    return result;
+    const auto list = interfaces();
+    if (!list)
+        return false;
+    for (const auto *entry = list->get(); entry != nullptr; entry = entry->ifa_next) {
+        const bool addressed = hasFamily(*entry, AF_INET) || hasFamily(*entry, AF_INET6);
+        if (addressed && (entry->ifa_flags & IFF_UP) != 0 && (entry->ifa_flags & IFF_LOOPBACK) == 0)
+            return true;
+    }
+    return false;
 }
 
 std::size_t unsentBytes(int socket) {

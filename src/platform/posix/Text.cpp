@@ -1,7 +1,5 @@
 #include "platform/posix/Text.h"
 
-#include <string_view>
-
 namespace platform {
 
 namespace {
@@ -24,11 +22,18 @@ bool isHarmful(char32_t character) {
 }
 
 QString escapedCharacter(char32_t character) {
-    constexpr std::u32string_view characters = U"\\\n\r\t";
-    constexpr QStringView letters = u"\\nrt";
-    const std::size_t known = characters.find(character);
-    if (known != characters.npos)
-        return u'\\' + QString(letters[qsizetype(known)]);
+    switch (character) {
+    case U'\\':
+        return QStringLiteral("\\\\");
+    case U'\n':
+        return QStringLiteral("\\n");
+    case U'\r':
+        return QStringLiteral("\\r");
+    case U'\t':
+        return QStringLiteral("\\t");
+    default:
+        break;
+    }
     if (isHarmful(character))
         return QStringLiteral("\\u{%1}").arg(QString::number(static_cast<uint>(character), 16).toUpper());
     return QString::fromUcs4(&character, 1);
