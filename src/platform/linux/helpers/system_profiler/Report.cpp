@@ -12,14 +12,6 @@ namespace {
 
 constexpr qsizetype lineLimit = 1000;
 
-// Whether a character would not show, or would alter the order of the line. The two joiners belong to the
-// writing of words.
-bool isHarmful(char32_t c) {
-    constexpr std::u32string_view joiners = U"\u200C\u200D";
-    constexpr std::u32string_view lineBreaks = U"\u2028\u2029";
-    return lineBreaks.find(c) != lineBreaks.npos || (!QChar::isPrint(c) && joiners.find(c) == joiners.npos);
-}
-
 QString timeText(const std::optional<std::chrono::sys_seconds> &time) {
     // Empty for a year of more than four digits.
     const std::int64_t seconds = time ? time->time_since_epoch().count() : 0;
@@ -55,13 +47,7 @@ void addBlock(QByteArray &report, const Application &application) {
 
 QString lineOf(const QString &text) {
     const QString trimmed = text.trimmed();
-    QString line;
-    for (const char32_t c : trimmed.left(lineLimit).toUcs4()) {
-        if (isHarmful(c))
-            line += QStringLiteral("\\u{%1}").arg(QString::number(static_cast<uint>(c), 16).toUpper());
-        else
-            line += QString::fromUcs4(&c, 1);
-    }
+    const QString line = platform::escaped(trimmed.left(lineLimit));
     return trimmed.size() > lineLimit ? line + QChar(0x2026) : line;
 }
 

@@ -27,8 +27,7 @@ struct Application {
     std::vector<std::string> files;
 };
 
-/// A text as the report shows it: on one line, of bounded length, with what would not show or would alter the
-/// order of the line written as its number, `\u{A}`.
+/// A text as the report shows it: escaped, on one line, of bounded length.
 QString lineOf(const QString &text);
 
 /// The report in UTF-8: a block for each application, by name without regard to case and then by location;

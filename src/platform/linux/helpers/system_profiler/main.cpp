@@ -4,9 +4,9 @@
 // Ends with 0 when the whole report was written, 1 when it could not be written, 2 for a command line that it
 // does not know. Anything but 0 comes with a line on standard error.
 #include "platform/linux/helpers/system_profiler/Inventory.h"
+#include "platform/posix/FileSystem.h"
 #include "platform/posix/Process.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -27,12 +27,12 @@ int main(int argumentCount, char **arguments) {
     system_profiler::Reader reader;
     const QByteArray report =
         system_profiler::reportOf(system_profiler::applicationsOfThisMachine(reader), reader);
-    const auto size = static_cast<std::size_t>(report.size());
+    std::error_code error;
     // Some file systems say only at the end that they are full.
-    if (hasOutput && std::fwrite(report.constData(), 1, size, stdout) == size && std::fclose(stdout) == 0)
+    if (hasOutput && platform::writeAll(STDOUT_FILENO, report, error) && ::close(STDOUT_FILENO) == 0)
         return EXIT_SUCCESS;
     const std::string reason =
-        hasOutput ? std::generic_category().message(errno) : "standard output is closed";
+        hasOutput ? (error ? error : platform::systemError()).message() : "standard output is closed";
     std::fprintf(stderr, "system_profiler: the report cannot be written: %s\n", reason.c_str());
     return EXIT_FAILURE;
 }
