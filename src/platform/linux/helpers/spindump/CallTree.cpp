@@ -1,6 +1,7 @@
 #include "CallTree.h"
 
 #include <algorithm>
+#include <tuple>
 
 namespace spindump {
 
@@ -32,7 +33,7 @@ std::vector<std::size_t> CallTree::callsFrom(std::size_t caller) const {
     std::sort(result.begin(), result.end(), [this](std::size_t left, std::size_t right) {
         const Call &a = m_calls[left];
         const Call &b = m_calls[right];
-        return a.samples != b.samples ? a.samples < b.samples : a.function > b.function;
+        return std::tie(a.samples, b.function) < std::tie(b.samples, a.function);
     });
     return result;
 }
@@ -46,8 +47,7 @@ QByteArray CallTree::line(const Call &call, std::size_t level) const {
         text += "[" + QByteArray::number(qulonglong{level}) + "] ";
     text += call.function;
     const auto heaviest =
-        std::max_element(call.lines.begin(), call.lines.end(),
-                         [](const auto &left, const auto &right) { return left.second < right.second; });
+        std::ranges::max_element(call.lines, {}, [](const auto &line) { return line.second; });
     if (heaviest != call.lines.end())
         text += "  " + heaviest->first;
     if (call.lines.size() > 1)

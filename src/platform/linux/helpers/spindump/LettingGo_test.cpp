@@ -1,5 +1,6 @@
 // What the sampler does to its target: nothing that lasts.
 #include "Target.h"
+#include "Tracer.h"
 #include "test_target/SampledProgram.h"
 
 #include <fcntl.h>
@@ -10,156 +11,181 @@ namespace {
 using namespace spindump_test;
 using test_support::exited;
 using test_support::killedBy;
-using test_support::ProgramRun;
 using test_support::waitUntil;
 using testing::HasSubstr;
+using namespace std::chrono_literals;
 
-std::string stateOf(pid_t process) {
-    return statusOf(process, "State").substr(0, 1);
+bool hasState(pid_t process, const std::string &states) {
+    return waitUntil([&] { return states.find(statusOf(process, "State")[0]) != states.npos; });
 }
 
-// Of all its threads.
-unsigned long processorTicks(pid_t process) {
-    const spindump::ProcStat stat(
-        spindump::contentIn(AT_FDCWD, "/proc/" + std::to_string(process) + "/stat"));
-    return stat.number(14) + stat.number(15);
+std::vector<pid_t> threadsOf(pid_t process) {
+    std::vector<pid_t> threads;
+    for (const auto &entry :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task"))
+        threads.push_back(std::atoi(entry.path().filename().c_str()));
+    return threads;
 }
 
-bool isTraced(pid_t process) {
-    return statusOf(process, "TracerPid") != "0";
+bool usesProcessor(pid_t process) {
+    const auto ticks = [&] {
+        const std::string path = "/proc/" + std::to_string(process) + "/stat";
+        const spindump::ProcStat stat(spindump::contentIn(AT_FDCWD, path));
+        return stat.number(14) + stat.number(15);
+    };
+    const std::uint64_t before = ticks();
+    return waitUntil([&] { return ticks() > before + 2; }, 500ms);
 }
 
-TEST(LettingGo, LetsTheTargetGoWhenTheSamplerIsKilled) {
-    SampledProgram target("busyThreads");
-    const test_support::ScratchFolder folder;
-    const auto report = folder.path() / "report.txt";
-    ProgramRun sampler(quickSampler(target.id(), report, {.milliseconds = 60'000}));
-    ASSERT_TRUE(waitUntil([&] { return isTraced(target.id()); }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    sampler.send(SIGKILL);
-    ASSERT_EQ(sampler.waitForEnd(), killedBy(SIGKILL));
-    EXPECT_TRUE(target.run().isRunning());
-    for (const auto &thread :
-         std::filesystem::directory_iterator("/proc/" + std::to_string(target.id()) + "/task")) {
-        const pid_t id = std::atoi(thread.path().filename().c_str());
-        EXPECT_EQ(statusOf(id, "TracerPid"), "0");
-        EXPECT_TRUE(waitUntil([&] { return stateOf(id) == "R" || stateOf(id) == "S"; })) << stateOf(id);
+// The second is as when the target's memory comes from something that hangs.
+TEST(LettingGo, LetsTheTargetGoWhenTheSamplerIsKilledOrHangs) {
+    for (const int signal : {SIGKILL, SIGSTOP}) {
+        SampledProgram target("busyThreads");
+        LongSampling run(target, 3);
+        std::this_thread::sleep_for(100ms);
+        run.sampler.send(signal);
+        EXPECT_EQ(run.sampler.waitForEnd(), killedBy(SIGKILL));
+        EXPECT_TRUE(target.isRunning());
+        for (const pid_t thread : threadsOf(target.id()))
+            EXPECT_TRUE(!isTraced(thread) && hasState(thread, "RS")) << statusOf(thread, "State");
+        EXPECT_TRUE(std::filesystem::is_empty(run.folder.path()));
     }
-    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
-}
-
-// As when the target's memory comes from something that hangs.
-TEST(LettingGo, LetsTheTargetGoWhenTheSamplerHangs) {
-    SampledProgram target("busyThreads");
-    const test_support::ScratchFolder folder;
-    ProgramRun sampler(
-        quickSampler(target.id(), folder.path() / "report.txt", {.milliseconds = 60'000, .stallSeconds = 3}));
-    ASSERT_TRUE(waitUntil([&] { return isTraced(target.id()); }));
-    sampler.send(SIGSTOP);
-    EXPECT_EQ(sampler.waitForEnd(), killedBy(SIGKILL));
-    EXPECT_TRUE(target.run().isRunning());
-    EXPECT_FALSE(isTraced(target.id()));
-    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
 
 TEST(LettingGo, LeavesNoReportWhenAskedToEnd) {
-    SampledProgram target("busyThreads");
+    const SampledProgram target("busyThreads");
     for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
-        const test_support::ScratchFolder folder;
-        ProgramRun sampler(quickSampler(target.id(), folder.path() / "report.txt", {.milliseconds = 60'000}));
-        ASSERT_TRUE(waitUntil([&] { return sampler.standardError().starts_with("sampling"); }));
-        sampler.send(signal);
-        ASSERT_EQ(sampler.waitForEnd(), exited(1));
-        EXPECT_THAT(sampler.standardError(), HasSubstr("spindump: ended by a signal\n"));
-        EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
-        EXPECT_EQ(statusOf(target.id(), "TracerPid"), "0");
+        LongSampling run(target);
+        run.sampler.send(signal);
+        ASSERT_EQ(run.sampler.waitForEnd(), exited(1));
+        EXPECT_THAT(run.sampler.standardError(), HasSubstr("spindump: ended by a signal\n"));
+        EXPECT_TRUE(std::filesystem::is_empty(run.folder.path()));
+        EXPECT_FALSE(isTraced(target.id()));
     }
 }
 
 TEST(LettingGo, LeavesAStoppedTargetStopped) {
-    SampledProgram target("busyThreads");
-    target.run().send(SIGSTOP);
-    ASSERT_TRUE(waitUntil([&] { return stateOf(target.id()) == "T"; }));
-    const auto sampled = sample(target.id());
-    ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
-    EXPECT_TRUE(waitUntil([&] { return stateOf(target.id()) == "T"; })) << stateOf(target.id());
-    EXPECT_FALSE(isTraced(target.id()));
-    EXPECT_THAT(lineWith(sampled.report, "\"spindump_target\""), HasSubstr("stopped"));
-    EXPECT_GT(samplesOf(threadPart(sampled.report, "busy"), "sample::busy()"), 0) << sampled.report;
-    target.run().send(SIGCONT);
-    EXPECT_TRUE(waitUntil([&] { return stateOf(target.id()) == "S"; }));
+    const SampledProgram target("busyThreads");
+    target.send(SIGSTOP);
+    ASSERT_TRUE(hasState(target.id(), "T"));
+    const std::string report = reportOf(target);
+    EXPECT_TRUE(hasState(target.id(), "T"));
+    EXPECT_THAT(lineWith(report, "\"spindump_target\""), HasSubstr("stopped"));
+    EXPECT_GT(samplesOf(threadPart(report, "busy"), "sample::busy()"), 0) << report;
+    target.send(SIGCONT);
+    EXPECT_TRUE(hasState(target.id(), "S"));
 }
 
 TEST(LettingGo, LetsATargetBeStoppedAndContinuedMeanwhile) {
-    SampledProgram target("busyThreads");
-    const test_support::ScratchFolder folder;
-    ProgramRun sampler(quickSampler(target.id(), folder.path() / "report.txt", {.milliseconds = 60'000}));
-    ASSERT_TRUE(waitUntil([&] { return sampler.standardError().starts_with("sampling"); }));
-    const auto usesProcessor = [&] {
-        const auto time = [&] { return processorTicks(target.id()); };
-        const unsigned long before = time();
-        return waitUntil([&] { return time() > before + 2; }, std::chrono::milliseconds(500));
-    };
-    EXPECT_TRUE(waitUntil(usesProcessor));
-    target.run().send(SIGSTOP);
-    EXPECT_TRUE(waitUntil([&] { return !usesProcessor(); }));
-    target.run().send(SIGCONT);
-    EXPECT_TRUE(waitUntil(usesProcessor));
-    target.run().send(SIGSTOP);
-    EXPECT_TRUE(waitUntil([&] { return !usesProcessor(); }));
-    sampler.send(SIGTERM);
-    ASSERT_EQ(sampler.waitForEnd(), exited(1)) << sampler.standardError();
-    EXPECT_TRUE(waitUntil([&] { return stateOf(target.id()) == "T"; })) << stateOf(target.id());
+    const SampledProgram target("busyThreads");
+    LongSampling run(target);
+    for (const int signal : {SIGCONT, SIGSTOP, SIGCONT, SIGSTOP}) {
+        target.send(signal);
+        EXPECT_TRUE(waitUntil([&] { return usesProcessor(target.id()) == (signal == SIGCONT); }));
+    }
+    run.sampler.send(SIGTERM);
+    ASSERT_EQ(run.sampler.waitForEnd(), exited(1));
+    EXPECT_TRUE(hasState(target.id(), "T"));
     EXPECT_FALSE(isTraced(target.id()));
 }
 
 TEST(LettingGo, PassesSignalsOn) {
-    SampledProgram target("signals");
-    const auto sampled = sample(target.id(), {.milliseconds = 1200});
-    ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
-    EXPECT_TRUE(waitUntil([&] { return target.run().standardOutput().find("of") != std::string::npos; }));
-    EXPECT_EQ(target.run().standardOutput(), "ready\n2000 of 2000\n");
+    const SampledProgram target("signals");
+    reportOf(target, {.milliseconds = 1200});
+    EXPECT_TRUE(waitUntil([&] { return target.standardOutput().ends_with("seen\n"); }));
+    EXPECT_EQ(target.standardOutput(), "ready\n2000 seen\n");
 }
 
 TEST(LettingGo, PassesDeathOn) {
     SampledProgram target("busyThreads");
-    const test_support::ScratchFolder folder;
-    const auto report = folder.path() / "report.txt";
-    ProgramRun sampler(quickSampler(target.id(), report, {.milliseconds = 60'000}));
-    ASSERT_TRUE(waitUntil([&] { return sampler.standardError().starts_with("sampling"); }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    target.run().send(SIGTERM);
-    EXPECT_EQ(target.run().waitForEnd(), killedBy(SIGTERM));
-    ASSERT_EQ(sampler.waitForEnd(), exited(0)) << sampler.standardError();
-    EXPECT_THAT(lineWith(test_support::readFile(report).toStdString(), "Duration: "),
+    LongSampling run(target);
+    std::this_thread::sleep_for(200ms);
+    target.send(SIGTERM);
+    EXPECT_EQ(target.waitForEnd(), killedBy(SIGTERM));
+    ASSERT_EQ(run.sampler.waitForEnd(), exited(0)) << run.sampler.standardError();
+    EXPECT_THAT(test_support::readFile(run.folder.path() / "report.txt").toStdString(),
                 HasSubstr("the process was ended by signal 15"));
-}
-
-TEST(LettingGo, DoesNotHoldProcessesThatTheTargetMakes) {
-    SampledProgram target("forkOnce");
-    const test_support::ScratchFolder folder;
-    ProgramRun sampler(quickSampler(target.id(), folder.path() / "report.txt", {.milliseconds = 60'000}));
-    ASSERT_TRUE(waitUntil([&] { return isTraced(target.id()); }));
-    ASSERT_TRUE(waitUntil([&] { return target.run().standardOutput().find("child ") != std::string::npos; }));
-    const pid_t child = std::atoi(
-        target.run().standardOutput().substr(target.run().standardOutput().find("child ") + 6).c_str());
-    EXPECT_TRUE(waitUntil([&] { return !isTraced(child) && stateOf(child) == "S"; }));
-    EXPECT_TRUE(isTraced(target.id()));
-    sampler.send(SIGTERM);
-    ASSERT_EQ(sampler.waitForEnd(), exited(1)) << sampler.standardError();
-    EXPECT_EQ(stateOf(child), "S");
-    ::kill(child, SIGKILL);
 }
 
 TEST(LettingGo, EnduresATargetThatMakesProcessesOrThreadsAllTheTime) {
     for (const std::string work : {"forkLoop", "threadLoop"}) {
         SampledProgram target(work);
-        const auto sampled = sample(target.id(), {.milliseconds = 1000});
-        ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
-        EXPECT_TRUE(target.run().isRunning());
-        EXPECT_FALSE(isTraced(target.id()));
-        EXPECT_GT(samplesOf(sampled.report, "sample::" + work + "()"), 0) << sampled.report.substr(0, 4000);
+        int samples = 0;
+        // Most stops are where a thread has just been made, which hides its callers.
+        for (int milliseconds = 1000; samples == 0 && milliseconds <= 16'000; milliseconds *= 2)
+            samples = samplesOf(reportOf(target, {.milliseconds = milliseconds}), "sample::" + work + "()");
+        EXPECT_GT(samples, 0) << work;
+        EXPECT_TRUE(target.isRunning());
     }
+}
+
+// Takes its time with every stop, and ends the target rather than wait for ever.
+class SlowTracing : private spindump::Tracer::Listener {
+public:
+    static constexpr int mostStops = 1000;
+
+    SlowTracing(const SampledProgram &target, std::chrono::milliseconds time)
+        : m_target(target)
+        , m_time(time)
+        , m_threads(spindump::openIn(AT_FDCWD, "/proc/" + std::to_string(target.id()) + "/task",
+                                     O_RDONLY | O_DIRECTORY))
+        , tracer(target.id(), m_threads.get(), 60s) {
+        tracer.attach();
+    }
+    int stops() const { return m_stops; }
+    void wait(std::chrono::milliseconds time) { tracer.wait(spindump::Tracer::Clock::now() + time, *this); }
+    bool letsGo() {
+        tracer.letGo(*this);
+        return tracer.threads().empty();
+    }
+
+private:
+    void threadAppeared(pid_t) override {}
+    void threadEnded(pid_t) override {}
+    void threadStopped(pid_t) override {
+        std::this_thread::sleep_for(m_time);
+        if (++m_stops == mostStops)
+            m_target.send(SIGKILL);
+    }
+
+    const SampledProgram &m_target;
+    std::chrono::milliseconds m_time;
+    platform::FileDescriptor m_threads;
+    int m_stops = 0;
+
+public:
+    spindump::Tracer tracer;
+};
+
+// So slow that the first thread of a target has stopped again before the last one goes on.
+TEST(Tracer, DoesNotFollowEventsWithoutEnd) {
+    const SampledProgram target("signalStorm");
+    SlowTracing tracing(target, 2ms);
+    ASSERT_TRUE(waitUntil([&] {
+        tracing.wait(0ms);
+        return tracing.stops() > 0;
+    }));
+    EXPECT_LT(tracing.stops(), SlowTracing::mostStops / 2);
+    EXPECT_TRUE(tracing.letsGo());
+}
+
+// One signal says that several have stopped, and there is not time for all of them at once.
+TEST(Tracer, LeavesNoThreadStoppedUntilAnotherStops) {
+    const SampledProgram target("busyThreads");
+    SlowTracing tracing(target, 10ms);
+    const auto held = tracing.tracer.threads();
+    for (const auto &[thread, isAsked] : held)
+        tracing.tracer.interrupt(thread);
+    const bool allStopped = waitUntil([&] {
+        return std::all_of(held.begin(), held.end(),
+                           [](const auto &entry) { return statusOf(entry.first, "State")[0] == 't'; });
+    });
+    ASSERT_TRUE(allStopped);
+    const auto begin = spindump::Tracer::Clock::now();
+    while (tracing.stops() < static_cast<int>(held.size()))
+        tracing.wait(5s);
+    EXPECT_LT(spindump::Tracer::Clock::now() - begin, 4s);
+    EXPECT_TRUE(tracing.letsGo());
 }
 
 } // namespace

@@ -45,8 +45,7 @@ QByteArray dateText(std::time_t date) {
 QByteArray startText(const ProcStat &stat, std::time_t date) {
     struct timespec sinceBoot {};
     ::clock_gettime(CLOCK_BOOTTIME, &sinceBoot);
-    const auto started = static_cast<std::time_t>(stat.number(22)) / ::sysconf(_SC_CLK_TCK);
-    const std::time_t age = sinceBoot.tv_sec - started;
+    const std::time_t age = sinceBoot.tv_sec - static_cast<std::time_t>(stat.seconds(22));
     return dateText(date - age) + ", " + QByteArray::number(qlonglong{age}) + " s before";
 }
 
@@ -76,25 +75,25 @@ QByteArray bundleLines(const QByteArray &executable) {
 }
 
 QByteArray processSection(const Target &target, std::time_t date) {
-    const TargetFacts &facts = target.facts;
-    const ProcStat stat(facts.stat);
+    const ProcStat stat(target.stat);
     const auto unlessEmpty = [](const QByteArray &source, const QByteArray &value) {
         return source.isEmpty() ? "not readable" : value;
     };
     const auto transferred = [&](const char *field) {
-        return sizeText(statusField(facts.io, field).toLongLong());
+        return sizeText(statusField(target.io, field).toLongLong());
     };
     return line("Process", escaped(stat.name) + " [" + QByteArray::number(target.processId) + "]") +
-           line("Path", unlessEmpty(facts.executable, escaped(facts.executable))) +
-           bundleLines(facts.executable) + line("Parent process", parentText(stat)) +
-           line("Command line", commandLineText(facts.commandLine)) + line("Started", startText(stat, date)) +
-           line("Memory", unlessEmpty(facts.status, memoryText(facts.status))) +
-           line("CPU time", QString::asprintf("%.2f s in the program, %.2f s in the system",
-                                              stat.userSeconds(), stat.systemSeconds())
+           line("Path", unlessEmpty(target.executable, escaped(target.executable))) +
+           bundleLines(target.executable) + line("Parent process", parentText(stat)) +
+           line("Command line", commandLineText(target.commandLine)) +
+           line("Started", startText(stat, date)) +
+           line("Memory", unlessEmpty(target.status, memoryText(target.status))) +
+           line("CPU time", QString::asprintf("%.2f s in the program, %.2f s in the system", stat.seconds(14),
+                                              stat.seconds(15))
                                 .toUtf8()) +
-           line("Disk", unlessEmpty(facts.io, transferred("read_bytes") + " read, " +
-                                                  transferred("write_bytes") + " written")) +
-           line("Open files", unlessEmpty(facts.openFiles, facts.openFiles)) +
+           line("Disk", unlessEmpty(target.io, transferred("read_bytes") + " read, " +
+                                                   transferred("write_bytes") + " written")) +
+           line("Open files", unlessEmpty(target.openFiles, target.openFiles)) +
            line("Threads", number(stat.number(20)));
 }
 
@@ -104,17 +103,14 @@ QByteArray samplingSection(const SamplingResult &sampling) {
     const double interval = seconds * 1000 / static_cast<double>(std::max<std::uint64_t>(sampling.rounds, 1));
     const double total = milliseconds(stops.total);
     const double each = total / static_cast<double>(std::max<std::uint64_t>(stops.count, 1));
-    const QByteArray text =
-        line("Duration", QByteArray::number(seconds, 'f', 2) + " s; " + sampling.end) +
-        line("Samples",
-             number(sampling.rounds) + QString::asprintf(", one every %.2f ms", interval).toUtf8()) +
-        line("Time stopped", QString::asprintf("%.2f ms in %" PRIu64
-                                               " stops of single threads, %.3f ms each, the longest %.3f ms",
-                                               total, stops.count, each, milliseconds(stops.longest))
-                                 .toUtf8());
-    return sampling.threadsNotRecorded == 0
-               ? text
-               : text + line("Note", number(sampling.threadsNotRecorded) + " more threads were not sampled");
+    return line("Duration", QByteArray::number(seconds, 'f', 2) + " s; " + sampling.end) +
+           line("Samples",
+                number(sampling.rounds) + QString::asprintf(", one every %.2f ms", interval).toUtf8()) +
+           line("Time stopped",
+                QString::asprintf("%.2f ms in %" PRIu64
+                                  " stops of single threads, %.3f ms each, the longest %.3f ms",
+                                  total, stops.count, each, milliseconds(stops.longest))
+                    .toUtf8());
 }
 
 QByteArray hostSection() {

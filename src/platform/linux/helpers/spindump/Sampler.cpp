@@ -29,7 +29,7 @@ public:
         : m_target(target)
         , m_tracer(tracer)
         , m_limits(limits)
-        , m_stacks(target, limits.frames, limits.reading / 3) {}
+        , m_stacks(target, limits.frames) {}
 
     SamplingResult run();
 
@@ -44,23 +44,21 @@ private:
     bool needsStop(ThreadRecord &record);
     void lookAtThreads();
     void findNames();
-    QByteArray treeText(const ThreadRecord &record,
-                        const std::function<const Symbol *(std::uint64_t)> &named);
+    const Symbol *symbolAt(std::uint64_t address);
 
     const Target &m_target;
     Tracer &m_tracer;
     const Limits &m_limits;
     Stacks m_stacks;
     SamplingResult m_result;
+    std::unordered_map<std::uint64_t, Symbol> m_symbols;
+    Clock::time_point m_readingEnd;
 };
 
 void Sampler::threadAppeared(pid_t thread) {
     // An id may be used again.
     m_result.threads.erase(thread);
-    if (m_result.threads.size() < m_limits.threads)
-        m_result.threads.try_emplace(thread, m_target.threads.get(), thread);
-    else
-        ++m_result.threadsNotRecorded;
+    m_result.threads.try_emplace(thread, m_target.threads.get(), thread);
 }
 
 void Sampler::threadEnded(pid_t thread) {
@@ -100,6 +98,7 @@ bool Sampler::needsStop(ThreadRecord &record) {
 // All are looked at first: once a thread has stopped, nothing keeps it waiting.
 void Sampler::sampleAll() {
     ++m_result.rounds;
+    m_stacks.giveTime(m_limits.stop);
     std::vector<pid_t> toStop;
     for (auto &[thread, record] : m_result.threads) {
         if (!record.hasEnded() && needsStop(record))
@@ -111,9 +110,18 @@ void Sampler::sampleAll() {
     }
 }
 
+// A thread that waits in a library that was not known is stopped again once it is.
 void Sampler::lookAtThreads() {
-    for (auto &[thread, record] : m_result.threads)
+    bool isLibraryNew = false;
+    for (auto &[thread, record] : m_result.threads) {
         record.look();
+        if (m_stacks.endsInNoLibrary(record.sampledCalls)) {
+            record.sampledPlace.clear();
+            isLibraryNew = true;
+        }
+    }
+    if (isLibraryNew)
+        m_stacks.refresh();
 }
 
 QByteArray Sampler::reasonToEnd() const {
@@ -136,16 +144,17 @@ void Sampler::sampleInTime() {
     auto used = processorTimeUsed();
     auto averageCost = std::chrono::nanoseconds(0);
     while ((m_result.end = reasonToEnd()).isEmpty() && Clock::now() < end) {
+        // Before any thread is stopped for a sample.
+        if (Clock::now() >= nextLook) {
+            lookAtThreads();
+            nextLook += std::chrono::seconds(1);
+            std::cerr << m_result.rounds << " samples" << std::endl;
+        }
         if (Clock::now() >= nextRound) {
             averageCost = (averageCost * 7 + processorTimeUsed() - used) / 8;
             used = processorTimeUsed();
             sampleAll();
             nextRound = std::max(nextRound + std::max(shortest, averageCost * share), Clock::now());
-        }
-        if (Clock::now() >= nextLook) {
-            lookAtThreads();
-            nextLook += std::chrono::seconds(1);
-            std::cerr << m_result.rounds << " samples" << std::endl;
         }
         m_tracer.wait(std::min({nextRound, nextLook, end}), *this);
     }
@@ -167,43 +176,32 @@ SamplingResult Sampler::run() {
     return std::move(m_result);
 }
 
-// Each address is looked up once. What the system kept from stopping goes free meanwhile.
 void Sampler::findNames() {
-    const auto deadline = Clock::now() + m_limits.reading;
-    std::unordered_map<std::uint64_t, Symbol> symbols;
-    const auto named = [&](std::uint64_t address) -> const Symbol * {
-        const auto [known, isNew] = symbols.try_emplace(address);
-        if (isNew) {
-            m_tracer.wait(Clock::now(), *this);
-            if (Clock::now() >= deadline)
-                throw Failure("reading the stacks took too long");
-            known->second = m_stacks.symbolAt(address);
-        }
-        return &known->second;
-    };
+    m_readingEnd = Clock::now() + m_limits.reading;
     for (auto &[thread, record] : m_result.threads) {
-        if (record.samples > 0)
-            record.text = treeText(record, named);
+        if (record.samples == 0)
+            continue;
+        CallTree tree;
+        for (const auto &[addresses, samples] : record.chains) {
+            std::vector<const Symbol *> chain(addresses.size());
+            std::transform(addresses.rbegin(), addresses.rend(), chain.begin(),
+                           [this](std::uint64_t address) { return symbolAt(address); });
+            tree.add(chain, samples);
+        }
+        record.text = tree.text(linesPerThread);
     }
 }
 
-QByteArray Sampler::treeText(const ThreadRecord &record,
-                             const std::function<const Symbol *(std::uint64_t)> &named) {
-    CallTree tree;
-    std::uint64_t tooDeep = 0;
-    for (const auto &[addresses, samples] : record.chains) {
-        std::vector<const Symbol *> chain(addresses.size());
-        std::transform(addresses.rbegin(), addresses.rend(), chain.begin(), named);
-        tree.add(chain, samples);
-        tooDeep += addresses.size() == m_limits.frames ? samples : 0;
+// Each address is looked up once. What the system kept from stopping goes free meanwhile.
+const Symbol *Sampler::symbolAt(std::uint64_t address) {
+    const auto [known, isNew] = m_symbols.try_emplace(address);
+    if (isNew) {
+        m_tracer.wait(Clock::now(), *this);
+        if (Clock::now() >= m_readingEnd)
+            throw Failure("reading the stacks took too long");
+        known->second = m_stacks.symbolAt(address);
     }
-    QByteArray text = tree.text(linesPerThread);
-    if (tooDeep > 0)
-        text += "          Note: in " + QByteArray::number(qulonglong{tooDeep}) +
-                " samples the calls were nested too deep; the outermost are not shown.\n";
-    if (m_stacks.leftOutLines())
-        text += "          Note: some source lines are left out, since finding them took too long.\n";
-    return text;
+    return &known->second;
 }
 
 } // namespace
@@ -221,7 +219,7 @@ void ThreadRecord::look() {
     if (stat.fields.isEmpty())
         return;
     name = stat.name;
-    m_lastSeconds = stat.userSeconds() + stat.systemSeconds();
+    m_lastSeconds = stat.seconds(14) + stat.seconds(15);
     // About to stop for a sample, it would seem to stand still.
     if (pending > 0 && state != '?')
         return;

@@ -16,7 +16,8 @@ struct Limits {
     std::chrono::seconds reading{90};
     /// Without any progress while the target is held, before all is given up.
     std::chrono::seconds stall{10};
-    std::size_t threads = 1024;
+    /// For the stacks of one sample; threads of the target are stopped meanwhile.
+    std::chrono::milliseconds stop{250};
     std::size_t frames = 16'384;
 };
 
@@ -67,8 +68,6 @@ struct SamplingResult {
     QByteArray end;
     std::chrono::duration<double> duration{};
     std::uint64_t rounds = 0;
-    /// Threads that came when as many as are allowed had been sampled.
-    std::uint64_t threadsNotRecorded = 0;
     std::map<pid_t, ThreadRecord> threads;
     StopTimes stops;
     QByteArray libraries;

@@ -20,6 +20,9 @@ namespace spindump {
 
 namespace {
 
+// The outermost entry of a chain that was cut.
+constexpr std::uint64_t outerCallsLeftOut = 0;
+
 QByteArray hexadecimal(std::uint64_t value, int digits = 0) {
     return "0x" + QByteArray::number(static_cast<qulonglong>(value), 16).rightJustified(digits, '0');
 }
@@ -27,6 +30,15 @@ QByteArray hexadecimal(std::uint64_t value, int digits = 0) {
 QByteArray fileNameOf(const char *path) {
     const QByteArray bounded(path, static_cast<qsizetype>(::strnlen(path, 4096)));
     return escaped(bounded.mid(bounded.lastIndexOf('/') + 1), 256);
+}
+
+QByteArray lineOf(Dwfl_Module *module, std::uint64_t address) {
+    Dwfl_Line *line = dwfl_module_getsrc(module, address);
+    int number = 0;
+    const char *path =
+        line == nullptr ? nullptr : dwfl_lineinfo(line, nullptr, &number, nullptr, nullptr, nullptr);
+    return path == nullptr || number <= 0 ? QByteArray()
+                                          : fileNameOf(path) + ':' + QByteArray::number(number);
 }
 
 // Each reference in a name to an earlier part of it can at most double what is written out.
@@ -64,10 +76,9 @@ int Stacks::findElf(Dwfl_Module *module, void **userData, const char *name, Dwar
     return dwfl_linux_proc_find_elf(module, userData, path.c_str(), base, fileName, elf);
 }
 
-Stacks::Stacks(const Target &target, std::size_t frameLimit, Clock::duration lineTime)
+Stacks::Stacks(const Target &target, std::size_t frameLimit)
     : m_target(target)
-    , m_frameLimit(frameLimit)
-    , m_lineTime(lineTime) {
+    , m_frameLimit(frameLimit) {
     // By its usual search for debug information the library would ask servers too.
     static constexpr Dwfl_Callbacks callbacks{
         .find_elf = findElf,
@@ -85,15 +96,10 @@ Stacks::~Stacks() {
     dwfl_end(m_dwfl);
 }
 
-// Everything is opened here, so that no thread stands still for it.
+// Everything is opened here, so that no thread has to stay stopped for it.
 void Stacks::refresh() {
-    m_lastLook = Clock::now();
-    constexpr qsizetype limitBytes = qsizetype{16} << 20;
+    constexpr std::size_t limitBytes = std::size_t{16} << 20;
     const QByteArray mappings = contentOf(m_target.mappings.get(), limitBytes);
-    for (const QByteArray &line : mappings.split('\n')) {
-        if (line.mid(line.indexOf(' ') + 3, 1) == "x" && line.contains('/'))
-            m_filesWithCode.insert(line.mid(line.indexOf('/')));
-    }
     dwfl_report_begin_add(m_dwfl);
     // The list may only be readable with the rights that it was opened with; only the kernel's page of code
     // is missing then.
@@ -106,47 +112,42 @@ void Stacks::refresh() {
     dwfl_report_end(m_dwfl, nullptr, nullptr);
     dwfl_getmodules(m_dwfl, open, this, 0);
     if (!m_isAttached) {
-        static constexpr Dwfl_Thread_Callbacks callbacks{
-            .next_thread = nextThread,
-            .get_thread = getThread,
-            .memory_read = readMemory,
-            .set_initial_registers = setRegisters,
-            .detach = nullptr,
-            .thread_detach = nullptr,
-        };
-        m_isAttached = dwfl_attach_state(m_dwfl, nullptr, m_target.processId, &callbacks, this);
+        attach();
         dwfl_getmodules(m_dwfl, open, this, 0);
     }
 }
 
-int Stacks::open(Dwfl_Module *module, void **userData, const char *name, Dwarf_Addr, void *argument) {
+// Not by `dwfl_linux_proc_attach`: that would end this process by an assertion when a thread dies while its
+// stack is read. Only one thread at a time is asked for, by its id.
+void Stacks::attach() {
+    static constexpr Dwfl_Thread_Callbacks callbacks{
+        .next_thread = [](Dwfl *, void *, void **) { return pid_t{0}; },
+        .get_thread =
+            [](Dwfl *, pid_t, void *self, void **argument) {
+                *argument = self;
+                return true;
+            },
+        .memory_read =
+            [](Dwfl *, Dwarf_Addr address, Dwarf_Word *result, void *self) {
+                const int memory = static_cast<Stacks *>(self)->m_target.memory.get();
+                return ::pread(memory, result, sizeof *result, static_cast<off_t>(address)) == sizeof *result;
+            },
+        .set_initial_registers = setRegisters,
+        .detach = nullptr,
+        .thread_detach = nullptr,
+    };
+    m_isAttached = dwfl_attach_state(m_dwfl, nullptr, m_target.processId, &callbacks, this);
+}
+
+int Stacks::open(Dwfl_Module *module, void **userData, const char *, Dwarf_Addr, void *argument) {
     auto *self = static_cast<Stacks *>(argument);
     *userData = self;
     Dwarf_Addr bias = 0;
-    if (self->m_isAttached && self->isProgramFile(name))
+    if (self->m_isAttached) {
         dwfl_module_eh_cfi(module, &bias);
+        dwfl_module_dwarf_cfi(module, &bias);
+    }
     return DWARF_CB_OK;
-}
-
-// Files that are mapped without any code are data. The kernel's page of code is in no file.
-bool Stacks::isProgramFile(const char *name) const {
-    return *name == '[' || m_filesWithCode.contains(name);
-}
-
-// These callbacks are for `dwfl_attach_state`: `dwfl_linux_proc_attach` would end this process by an
-// assertion when a thread dies while its stack is read. Only one thread at a time is asked for, by its id.
-pid_t Stacks::nextThread(Dwfl *, void *, void **) {
-    return 0;
-}
-
-bool Stacks::getThread(Dwfl *, pid_t, void *self, void **argument) {
-    *argument = self;
-    return true;
-}
-
-bool Stacks::readMemory(Dwfl *, Dwarf_Addr address, Dwarf_Word *result, void *self) {
-    const int memory = static_cast<Stacks *>(self)->m_target.memory.get();
-    return ::pread(memory, result, sizeof *result, static_cast<off_t>(address)) == sizeof *result;
 }
 
 // False also when the thread runs code for another kind of processor, as a 32-bit program does.
@@ -182,24 +183,29 @@ int Stacks::takeFrame(Dwfl_Frame *frame, void *argument) {
         return DWARF_CB_ABORT;
     // A caller's counter is after its call, which may be in the next line or function already.
     self->m_chain.push_back(isInterrupted ? counter : counter - 1);
-    return self->m_chain.size() < self->m_frameLimit ? DWARF_CB_OK : DWARF_CB_ABORT;
+    if (self->m_chain.size() < self->m_frameLimit && Clock::now() < self->m_readUntil)
+        return DWARF_CB_OK;
+    self->m_chain.push_back(outerCallsLeftOut);
+    return DWARF_CB_ABORT;
 }
 
 CallChain Stacks::read(pid_t thread) {
-    const auto read = [this, thread] {
-        m_chain.clear();
-        dwfl_getthread_frames(m_dwfl, thread, takeFrame, this);
-    };
-    read();
-    const bool isKnown = !m_chain.empty() && dwfl_addrmodule(m_dwfl, m_chain.back()) != nullptr;
-    if (!isKnown && Clock::now() - m_lastLook > std::chrono::seconds(1)) {
-        refresh();
-        read();
-    }
+    const auto begin = Clock::now();
+    m_readUntil = begin + m_timeLeft;
+    m_chain.clear();
+    dwfl_getthread_frames(m_dwfl, thread, takeFrame, this);
+    m_timeLeft -= Clock::now() - begin;
     return m_chain;
 }
 
+bool Stacks::endsInNoLibrary(const CallChain &chain) const {
+    return !chain.empty() && chain.back() != outerCallsLeftOut &&
+           dwfl_addrmodule(m_dwfl, chain.back()) == nullptr;
+}
+
 Symbol Stacks::symbolAt(std::uint64_t address) {
+    if (address == outerCallsLeftOut)
+        return {"(outer calls are not shown: nested too deep or read too slowly)", {}};
     Dwfl_Module *module = dwfl_addrmodule(m_dwfl, address);
     if (module == nullptr)
         return {hexadecimal(address) + "  (in no library)", {}};
@@ -212,25 +218,9 @@ Symbol Stacks::symbolAt(std::uint64_t address) {
     return {readableName(name) + "  (" + fileNameOf(path) + ")", lineOf(module, address)};
 }
 
-QByteArray Stacks::lineOf(Dwfl_Module *module, std::uint64_t address) {
-    if (leftOutLines())
-        return {};
-    const auto begin = Clock::now();
-    Dwfl_Line *line = dwfl_module_getsrc(module, address);
-    m_lineTime -= Clock::now() - begin;
-    int number = 0;
-    const char *path =
-        line == nullptr ? nullptr : dwfl_lineinfo(line, nullptr, &number, nullptr, nullptr, nullptr);
-    return path == nullptr || number <= 0 ? QByteArray()
-                                          : fileNameOf(path) + ':' + QByteArray::number(number);
-}
-
 QByteArray Stacks::libraries() const {
-    std::pair<const Stacks *, QByteArray> result{this, {}};
+    QByteArray result;
     const auto append = [](Dwfl_Module *module, void **, const char *name, Dwarf_Addr begin, void *argument) {
-        auto &[stacks, text] = *static_cast<std::pair<const Stacks *, QByteArray> *>(argument);
-        if (!stacks->isProgramFile(name))
-            return int{DWARF_CB_OK};
         Dwarf_Addr end = 0;
         Dwarf_Addr bias = 0;
         const unsigned char *identifier = nullptr;
@@ -238,6 +228,7 @@ QByteArray Stacks::libraries() const {
         const bool isRead = dwfl_module_getelf(module, &bias) != nullptr;
         const char *failure = isRead ? nullptr : dwfl_errmsg(-1);
         const int count = dwfl_module_build_id(module, &identifier, &bias);
+        QByteArray &text = *static_cast<QByteArray *>(argument);
         text += hexadecimal(begin, 12) + " - " + hexadecimal(end, 12) + "  " +
                 (count <= 0 ? "no build identifier"
                             : QByteArray(reinterpret_cast<const char *>(identifier), count).toHex()) +
@@ -246,7 +237,7 @@ QByteArray Stacks::libraries() const {
         return int{DWARF_CB_OK};
     };
     dwfl_getmodules(m_dwfl, append, &result, 0);
-    return result.second;
+    return result;
 }
 
 } // namespace spindump

@@ -1,21 +1,38 @@
 #include "Target.h"
 
 #include "Text.h"
+#include "platform/posix/FileSystem.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <grp.h>
+#include <limits>
+#include <linux/capability.h>
+#include <pwd.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace spindump {
 
 namespace {
 
-double seconds(std::uint64_t ticks) {
-    return static_cast<double>(ticks) / static_cast<double>(::sysconf(_SC_CLK_TCK));
+bool clearCapabilities() {
+    __user_cap_header_struct header{.version = _LINUX_CAPABILITY_VERSION_3, .pid = 0};
+    __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
+    ::prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_CLEAR_ALL, 0, 0, 0);
+    return ::syscall(SYS_capset, &header, none) == 0;
+}
+
+bool becomeUser(const AskingUser &asking) {
+    return ::prctl(PR_SET_KEEPCAPS, 0, 0, 0, 0) == 0 && ::setgroups(0, nullptr) == 0 &&
+           ::setresgid(asking.group, asking.group, asking.group) == 0 &&
+           ::setresuid(asking.user, asking.user, asking.user) == 0 && clearCapabilities();
 }
 
 // Real, effective, saved and of the file system.
@@ -55,6 +72,26 @@ QByteArray commandLineIn(int folder) {
 
 } // namespace
 
+AskingUser askingUser() {
+    const char *named = std::getenv("PKEXEC_UID");
+    if (::getuid() != 0 || named == nullptr)
+        return {::getuid(), ::getgid(), ::geteuid() != ::getuid()};
+    const auto user = decimalNumber(named, std::numeric_limits<uid_t>::max() - 1);
+    const struct passwd *entry = user ? ::getpwuid(*user) : nullptr;
+    if (entry == nullptr)
+        throw Failure("the user who asks is not known to this system");
+    return {entry->pw_uid, entry->pw_gid, true};
+}
+
+void dropPrivileges(const AskingUser &asking) {
+    // When root asks, there is nothing more to give up.
+    const bool becomesAnother = asking.elevated && asking.user != 0;
+    if ((becomesAnother && !becomeUser(asking)) || ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0)
+        throw Failure(QByteArray("rights cannot be given up: ") + std::strerror(errno));
+    if (becomesAnother && (::setresuid(0, 0, 0) == 0 || ::setresgid(0, 0, 0) == 0))
+        throw Failure("rights that were given up came back");
+}
+
 QByteArray processNamed(pid_t processId) {
     return "process " + QByteArray::number(processId);
 }
@@ -70,25 +107,25 @@ Target::Target(pid_t id, const AskingUser &user)
     memory = openIn(folder.get(), "mem", O_RDONLY);
     mappings = openIn(folder.get(), "maps", O_RDONLY);
     root = openIn(folder.get(), "root", O_PATH | O_DIRECTORY);
-    facts.stat = contentIn(folder.get(), "stat");
-    facts.status = contentIn(folder.get(), "status");
-    facts.executable = linkIn(folder.get(), "exe");
-    facts.commandLine = commandLineIn(folder.get());
-    facts.io = contentIn(folder.get(), "io");
-    facts.openFiles = entriesIn("/proc/" + std::to_string(id) + "/fd");
+    stat = contentIn(folder.get(), "stat");
+    status = contentIn(folder.get(), "status");
+    executable = linkIn(folder.get(), "exe");
+    commandLine = commandLineIn(folder.get());
+    io = contentIn(folder.get(), "io");
+    openFiles = entriesIn("/proc/" + std::to_string(id) + "/fd");
 }
 
 void Target::requireAllowed() const {
-    const QByteArray status = contentIn(folder.get(), "status");
-    if (status.isEmpty() || statusField(status, "State").startsWith('Z'))
+    const QByteArray latest = contentIn(folder.get(), "status");
+    if (latest.isEmpty() || statusField(latest, "State").startsWith('Z'))
         throw Failure(processNamed(processId) + " has ended");
     const QByteArray id = QByteArray::number(processId);
-    if (processId == ::getpid() || statusField(status, "Tgid") != id)
+    if (processId == ::getpid() || statusField(latest, "Tgid") != id)
         throw Failure(id + " is not the id of another process");
     // A program with the set-user bit has started as its user's and is not.
-    if (statusField(status, "Uid") != fourTimes(QByteArray::number(asking.user)))
+    if (statusField(latest, "Uid") != fourTimes(QByteArray::number(asking.user)))
         throw Failure(processNamed(processId) + " belongs to another user");
-    if (asking.elevated && asking.user != 0 && hasFurtherRights(status))
+    if (asking.elevated && asking.user != 0 && hasFurtherRights(latest))
         throw Failure(processNamed(processId) + " has rights that its user has not");
 }
 
@@ -96,19 +133,10 @@ platform::FileDescriptor openIn(int folder, const std::string &name, int flags) 
     return platform::FileDescriptor(::openat(folder, name.c_str(), flags | O_CLOEXEC));
 }
 
-QByteArray contentOf(int file, qsizetype limitBytes) {
-    constexpr qsizetype partBytes = 1 << 14;
-    QByteArray content;
-    while (content.size() < limitBytes) {
-        const qsizetype begin = content.size();
-        content.resize(std::min(begin + partBytes, limitBytes));
-        const ssize_t count =
-            ::pread(file, content.data() + begin, static_cast<std::size_t>(content.size() - begin), begin);
-        content.truncate(begin + std::max<ssize_t>(count, 0));
-        if (count == 0 || (count < 0 && errno != EINTR))
-            break;
-    }
-    return content;
+QByteArray contentOf(int file, std::size_t limitBytes) {
+    std::error_code error;
+    ::lseek(file, 0, SEEK_SET);
+    return platform::readAtMost(file, limitBytes, error).value_or(QByteArray());
 }
 
 QByteArray contentIn(int folder, const std::string &name) {
@@ -133,12 +161,8 @@ ProcStat::ProcStat(const QByteArray &text) {
     state = fields.constFirst().isEmpty() ? '?' : fields.constFirst().front();
 }
 
-double ProcStat::userSeconds() const {
-    return seconds(number(14));
-}
-
-double ProcStat::systemSeconds() const {
-    return seconds(number(15));
+double ProcStat::seconds(int field) const {
+    return static_cast<double>(number(field)) / static_cast<double>(::sysconf(_SC_CLK_TCK));
 }
 
 } // namespace spindump

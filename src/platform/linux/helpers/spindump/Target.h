@@ -1,30 +1,35 @@
-// The process to be sampled: whether it may be, and what the kernel says of it in the files of its folder
-// under /proc.
+// Who asks for a sample, of which process, and whether that is allowed; what the kernel says of the process
+// in the files of its folder under /proc.
 //
 // That folder is held open, so that a later process with the same id is never read in its place. What needs
 // rights is opened, and read but not interpreted, before they are dropped.
 #pragma once
 
-#include "Privileges.h"
 #include "platform/posix/FileDescriptor.h"
 
 #include <QByteArray>
 #include <QByteArrayList>
 #include <cstdint>
 #include <string>
+#include <sys/types.h>
 
 namespace spindump {
 
-/// Raw contents for the report's header, empty where they cannot be read.
-struct TargetFacts {
-    QByteArray stat;
-    QByteArray status;
-    QByteArray executable;
-    /// The arguments, a zero after each.
-    QByteArray commandLine;
-    QByteArray io;
-    QByteArray openFiles;
+struct AskingUser {
+    uid_t user = 0;
+    gid_t group = 0;
+    /// Whether this process has rights that the user has not.
+    bool elevated = false;
 };
+
+/// The user whom pkexec names when this process was started as root by it, else the real user of this
+/// process. Throws Failure when pkexec names nobody that this system knows.
+AskingUser askingUser();
+
+/// To be called by the only thread of the process. For good: no new rights through any program. When
+/// elevated: the identity of the asking user, no further groups, no capability. Throws Failure when any of it
+/// fails or does not last.
+void dropPrivileges(const AskingUser &asking);
 
 struct Target {
     /// Throws Failure when there is no such process, or when it is not allowed, see `requireAllowed`.
@@ -44,7 +49,14 @@ struct Target {
     platform::FileDescriptor memory;
     platform::FileDescriptor mappings;
     platform::FileDescriptor root;
-    TargetFacts facts;
+    /// Raw contents for the report, empty where they cannot be read.
+    QByteArray stat;
+    QByteArray status;
+    QByteArray executable;
+    /// The arguments, a zero after each.
+    QByteArray commandLine;
+    QByteArray io;
+    QByteArray openFiles;
 };
 
 /// "process 7", for messages.
@@ -55,7 +67,7 @@ platform::FileDescriptor openIn(int folder, const std::string &name, int flags);
 
 /// Up to `limitBytes` of the file from its start; empty when it cannot be read. A descriptor may be read
 /// again and again.
-QByteArray contentOf(int file, qsizetype limitBytes = 1 << 16);
+QByteArray contentOf(int file, std::size_t limitBytes = 1 << 16);
 QByteArray contentIn(int folder, const std::string &name);
 
 /// The text after "Name:" in a `status` or `io` file, without the blanks around it; empty when there is none.
@@ -65,9 +77,7 @@ QByteArray statusField(const QByteArray &text, const QByteArray &name);
 struct ProcStat {
     explicit ProcStat(const QByteArray &text);
     std::uint64_t number(int field) const { return fields.value(field - 3).toULongLong(); }
-    /// Processor time, in the program and in the system.
-    double userSeconds() const;
-    double systemSeconds() const;
+    double seconds(int field) const;
 
     QByteArray name;
     char state = '?';

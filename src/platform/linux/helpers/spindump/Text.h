@@ -1,6 +1,8 @@
 // Texts and numbers that somebody else chose, and the text of a failure.
 #pragma once
 
+#include "platform/posix/Text.h"
+
 #include <QByteArray>
 #include <cstdlib>
 #include <optional>
@@ -16,13 +18,20 @@ struct Failure : std::runtime_error {
     int exitStatus;
 };
 
-/// `text` as UTF-8 on one line, in a form that cannot act on a terminal. Control characters, characters that
-/// change the direction of writing, line separators and backslashes are written as \xNN, byte by byte; so are
-/// all bytes but ASCII of a text that is no UTF-8. What is longer than `limitBytes` is cut, with the number
-/// of bytes left out.
-QByteArray escaped(const QByteArray &text, qsizetype limitBytes = 4096);
+/// `text` on one line, in a form that cannot act on a terminal. What is longer than `limit` characters is
+/// cut, with the number of characters left out.
+inline QByteArray escaped(const QByteArray &text, qsizetype limit = 4096) {
+    const QString decoded = QString::fromUtf8(text);
+    const QByteArray shown = platform::escaped(decoded.left(limit)).toUtf8();
+    const qsizetype more = decoded.size() - limit;
+    return more > 0 ? shown + "… (" + QByteArray::number(more) + " characters more)" : shown;
+}
 
 /// A decimal number without sign, blanks or leading zeros, at most `limit`.
-std::optional<unsigned> decimalNumber(const QByteArray &text, unsigned limit);
+inline std::optional<unsigned> decimalNumber(const QByteArray &text, unsigned limit) {
+    const unsigned value = text.toUInt();
+    // Also where it is no number or too large: the value is then 0.
+    return QByteArray::number(value) == text && value <= limit ? std::optional(value) : std::nullopt;
+}
 
 } // namespace spindump

@@ -12,7 +12,6 @@
 #include <sys/ptrace.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <vector>
 
 namespace spindump {
 
@@ -24,9 +23,7 @@ int kindOf(int status) {
 
 // The process itself is stopped, by a signal or a terminal, and not by us alone.
 bool isGroupStop(int status) {
-    const int signal = WSTOPSIG(status);
-    return kindOf(status) == PTRACE_EVENT_STOP &&
-           (signal == SIGSTOP || signal == SIGTSTP || signal == SIGTTIN || signal == SIGTTOU);
+    return kindOf(status) == PTRACE_EVENT_STOP && WSTOPSIG(status) != SIGTRAP;
 }
 
 // The signal that the thread was about to get.
@@ -75,14 +72,14 @@ void Tracer::attach() {
 }
 
 bool Tracer::seizeNewThreads() {
-    std::vector<pid_t> found;
+    const auto known = m_threads.size();
     std::error_code error;
     const std::filesystem::path folder = "/proc/" + std::to_string(m_process) + "/task";
-    for (std::filesystem::directory_iterator entry(folder, error), end; entry != end; entry.increment(error))
-        found.push_back(QByteArray::fromStdString(entry->path().filename()).toInt());
-    std::erase_if(found, [this](pid_t thread) { return m_threads.contains(thread); });
-    const auto known = m_threads.size();
-    for (const pid_t thread : found) {
+    for (std::filesystem::directory_iterator entry(folder, error), end; entry != end;
+         entry.increment(error)) {
+        const pid_t thread = QByteArray::fromStdString(entry->path().filename()).toInt();
+        if (m_threads.contains(thread))
+            continue;
         const bool isNeeded = thread == m_process || m_threads.empty();
         if (!request(PTRACE_SEIZE, thread, PTRACE_O_TRACECLONE | PTRACE_O_TRACEEXEC)) {
             if (errno != ESRCH && isNeeded)
@@ -122,7 +119,9 @@ void Tracer::renewGuard() {
 
 void Tracer::wait(Clock::time_point until, Listener &listener) {
     renewGuard();
-    const auto left = std::max(std::chrono::nanoseconds(0), std::chrono::nanoseconds(until - Clock::now()));
+    // One signal may have been for several threads.
+    const auto end = m_areMoreStopped ? Clock::time_point() : until;
+    const auto left = std::max(std::chrono::nanoseconds(0), std::chrono::nanoseconds(end - Clock::now()));
     const struct timespec time { left / std::chrono::seconds(1), (left % std::chrono::seconds(1)).count() };
     const sigset_t signals = awaitedSignals();
     const int signal = ::sigtimedwait(&signals, nullptr, &time);
@@ -130,17 +129,19 @@ void Tracer::wait(Clock::time_point until, Listener &listener) {
         throw Failure("ended by a signal");
     constexpr auto longest = std::chrono::milliseconds(5);
     const auto begin = Clock::now();
+    m_stoppedSince = m_areMoreStopped ? m_stoppedSince : begin;
     int status = 0;
     pid_t thread = 0;
     while (Clock::now() < begin + longest && (thread = ::waitpid(-1, &status, __WALL | WNOHANG)) > 0) {
         handle(thread, status, listener);
         if (!WIFSTOPPED(status))
             continue;
-        const std::chrono::nanoseconds stopped = Clock::now() - begin;
+        const std::chrono::nanoseconds stopped = Clock::now() - m_stoppedSince;
         ++m_stopTimes.count;
         m_stopTimes.total += stopped;
         m_stopTimes.longest = std::max(m_stopTimes.longest, stopped);
     }
+    m_areMoreStopped = thread > 0;
 }
 
 void Tracer::handle(pid_t thread, int status, Listener &listener) {

@@ -77,6 +77,9 @@ private:
     bool m_isLettingGo = false;
     bool m_runsAnotherProgram = false;
     int m_endStatus = 0;
+    /// When there was no time for all of them.
+    bool m_areMoreStopped = false;
+    Clock::time_point m_stoppedSince;
     StopTimes m_stopTimes;
 };
 

@@ -9,26 +9,38 @@ namespace spindump_test {
 
 using test_support::ProgramOptions;
 using test_support::ProgramRun;
+using test_support::waitUntil;
+
+namespace {
+
+ProgramOptions targetProgram(const std::string &work, const SampledProgram::Options &options) {
+    std::vector<std::string> arguments{work};
+    arguments.insert(arguments.end(), options.arguments.begin(), options.arguments.end());
+    return {.program = options.program, .arguments = arguments, .user = options.user};
+}
+
+} // namespace
+
+SampledProgram::SampledProgram(const std::string &work, const Options &options)
+    : ProgramRun(targetProgram(work, options)) {
+    EXPECT_TRUE(waitUntil([this] { return standardOutput().starts_with("ready"); }));
+}
 
 SampledProgram::SampledProgram(const std::string &work)
     : SampledProgram(work, Options()) {}
 
-SampledProgram::SampledProgram(const std::string &work, const Options &options) {
-    std::vector<std::string> arguments{work};
-    arguments.insert(arguments.end(), options.arguments.begin(), options.arguments.end());
-    m_run = std::make_unique<ProgramRun>(
-        ProgramOptions{.program = options.program, .arguments = arguments, .user = options.user});
-    EXPECT_TRUE(test_support::waitUntil([this] { return m_run->standardOutput().starts_with("ready"); }));
+std::string refusal(pid_t process, const std::string &words) {
+    return "spindump: process " + std::to_string(process) + ' ' + words + '\n';
 }
 
 ProgramOptions quickSampler(pid_t target, const std::filesystem::path &report,
                             const SamplerOptions &options) {
-    ProgramOptions program{
-        .program = SPINDUMP_QUICK,
-        .arguments = {std::to_string(options.milliseconds), std::to_string(options.frames),
-                      std::to_string(options.threads), std::to_string(options.readingSeconds),
-                      std::to_string(options.stallSeconds), std::to_string(target), "-file", report},
-        .user = options.user};
+    ProgramOptions program{.program = SPINDUMP_QUICK,
+                           .arguments = {std::to_string(options.milliseconds), std::to_string(options.frames),
+                                         std::to_string(options.readingSeconds),
+                                         std::to_string(options.stallSeconds), std::to_string(target),
+                                         "-file", report},
+                           .user = options.user};
     if (!options.askingUser.empty())
         program.variables.emplace_back("PKEXEC_UID", options.askingUser);
     return program;
@@ -36,16 +48,22 @@ ProgramOptions quickSampler(pid_t target, const std::filesystem::path &report,
 
 Sampled sampleInto(const std::filesystem::path &report, pid_t target, const SamplerOptions &options) {
     ProgramRun sampler(quickSampler(target, report, options));
-    Sampled result;
-    result.end = sampler.waitForEnd(std::chrono::seconds(60));
-    result.errors = sampler.standardError();
-    result.report = test_support::readFile(report).toStdString();
-    return result;
+    const auto end = sampler.waitForEnd(std::chrono::seconds(60));
+    return {end, sampler.standardError(), test_support::readFile(report).toStdString()};
 }
 
-Sampled sample(pid_t target, const SamplerOptions &options) {
+std::string reportOf(const SampledProgram &target, const SamplerOptions &options) {
     const test_support::ScratchFolder folder;
-    return sampleInto(folder.path() / "report.txt", target, options);
+    const Sampled sampled = sampleInto(folder.path() / "report.txt", target.id(), options);
+    EXPECT_EQ(sampled.end, test_support::exited(0)) << sampled.errors;
+    EXPECT_FALSE(isTraced(target.id()));
+    return sampled.report;
+}
+
+LongSampling::LongSampling(const SampledProgram &target, int stallSeconds)
+    : sampler(quickSampler(target.id(), folder.path() / "report.txt",
+                           {.milliseconds = 60'000, .stallSeconds = stallSeconds})) {
+    EXPECT_TRUE(waitUntil([this] { return sampler.standardError().starts_with("sampling"); }));
 }
 
 std::string threadPart(const std::string &report, const std::string &name) {
@@ -68,13 +86,14 @@ int samplesOf(const std::string &text, const std::string &function) {
     return std::atoi(lineWith(text, function).c_str());
 }
 
-std::string shownCommandLine(pid_t process) {
-    return spindump::contentIn(AT_FDCWD, "/proc/" + std::to_string(process) + "/cmdline").toStdString();
-}
-
 std::string statusOf(pid_t process, const std::string &field) {
     const auto status = spindump::contentIn(AT_FDCWD, "/proc/" + std::to_string(process) + "/status");
     return status.isEmpty() ? "gone" : spindump::statusField(status, field.c_str()).toStdString();
+}
+
+bool isTraced(pid_t process) {
+    const std::string tracer = statusOf(process, "TracerPid");
+    return tracer != "0" && tracer != "gone";
 }
 
 } // namespace spindump_test

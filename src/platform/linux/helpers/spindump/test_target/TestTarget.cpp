@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <functional>
 #include <map>
 #include <mutex>
 #include <pthread.h>
@@ -17,41 +16,40 @@
 #include <thread>
 #include <time.h>
 #include <unistd.h>
-#include <vector>
 
 namespace sample {
 
 volatile unsigned long sink;
+volatile std::sig_atomic_t signalsSeen;
 std::mutex heldMutex;
 std::atomic<int> threadsAtWork;
 char *argumentsBegin;
 char *argumentsEnd;
 
-void ready() {
-    std::puts("ready");
+void say(const std::string &words) {
+    std::puts(words.c_str());
     std::fflush(stdout);
 }
 
-bool isTraced() {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("TracerPid:"))
-            return line.find_first_of("123456789") != line.npos;
-    }
-    return false;
+void sleepForever() {
+    for (;;)
+        ::sleep(1000);
+}
+
+void readyToSleep() {
+    say("ready");
+    sleepForever();
 }
 
 // Returns a while after the sampler has come.
 void waitForSampler() {
-    while (!isTraced())
-        ::usleep(1000);
+    say("ready");
+    for (std::string line; line.find_first_of("123456789") == line.npos; ::usleep(1000)) {
+        std::ifstream status("/proc/self/status");
+        while (std::getline(status, line) && !line.starts_with("TracerPid:")) {
+        }
+    }
     ::usleep(200'000);
-}
-
-double processorSeconds() {
-    struct timespec used {};
-    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
-    return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) / 1e9;
 }
 
 void spin(unsigned long turns) {
@@ -76,115 +74,96 @@ void busy() {
     }
 }
 
-void readyWhen(int threads) {
-    while (threadsAtWork < threads)
-        ::usleep(1000);
-    ready();
-}
-
-void sleepForever() {
-    for (;;)
-        ::sleep(1000);
-}
-
 void waitForMutex() {
     const std::lock_guard lock(heldMutex);
 }
 
-// Not a tail call: the number is used after it.
-unsigned long descend(unsigned long depth) { // NOLINT(misc-no-recursion)
-    if (depth == 0) {
-        ready();
-        sleepForever();
-    }
-    const unsigned long below = descend(depth - 1);
-    return below + depth;
-}
-
-void bigStack() {
-    volatile char array[3 << 20];
-    array[0] = 1;
-    array[sizeof array - 1] = array[0];
-    ready();
-    sleepForever();
-}
-
-std::thread named(const char *name, void (*work)()) {
-    return std::thread([name, work] {
+void start(const char *name, void (*work)()) {
+    std::thread([name, work] {
         ::pthread_setname_np(::pthread_self(), name);
         work();
-    });
+    }).detach();
+}
+
+void startBusy(int count) {
+    for (int i = 0; i < count; ++i)
+        start("busy", busy);
+    while (threadsAtWork < count)
+        ::usleep(1000);
+    readyToSleep();
 }
 
 void threads() {
     heldMutex.lock();
-    std::vector<std::thread> all;
-    all.push_back(named("busy", busy));
-    all.push_back(named("sleeper", sleepForever));
-    all.push_back(named("blocked", waitForMutex));
-    readyWhen(1);
-    sleepForever();
+    start("sleeper", sleepForever);
+    start("blocked", waitForMutex);
+    startBusy(1);
+}
+
+// Not a tail call: the number is used after it.
+unsigned long descend(unsigned long depth) { // NOLINT(misc-no-recursion)
+    if (depth == 0)
+        readyToSleep();
+    const unsigned long below = descend(depth - 1);
+    return below + depth;
+}
+
+// A process that is made with another signal than SIGCHLD, as some libraries do: a tracer of the threads
+// takes it for one of them.
+void cloneLoop(int count) {
+    for (int made = 0; made < count; ++made) {
+        const auto child = static_cast<pid_t>(::syscall(SYS_clone, 0, nullptr, nullptr, nullptr, 0));
+        if (child == 0)
+            ::_exit(0);
+        ::waitpid(child, nullptr, __WALL);
+    }
 }
 
 void threadLoop() {
-    ready();
+    say("ready");
     for (;;)
         std::thread([] { spin(20'000); }).join();
 }
 
 void forkLoop() {
-    ready();
-    for (int made = 0;; ++made) {
+    say("ready");
+    for (;;) {
         const pid_t child = ::fork();
         if (child == 0)
             ::_exit(0);
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        // A process that is made with another signal than SIGCHLD, as some libraries do.
-        const auto other = static_cast<pid_t>(::syscall(SYS_clone, 0, nullptr, nullptr, nullptr, 0));
-        if (other == 0)
-            ::_exit(0);
-        ::waitpid(other, &status, __WALL);
+        ::waitpid(child, nullptr, 0);
+        cloneLoop(1);
     }
 }
 
-// Makes one child, that stays, and says its id.
-void forkOnce() {
-    const auto other = static_cast<pid_t>(::syscall(SYS_clone, 0, nullptr, nullptr, nullptr, 0));
-    if (other == 0)
-        sleepForever();
-    std::printf("child %d\n", static_cast<int>(other));
-    std::fflush(stdout);
-    sleepForever();
-}
-
-// Makes many children that a tracer of its threads takes for such, and ends.
 void cloneAndEnd() {
-    ready();
     waitForSampler();
-    for (int made = 0; made < 300; ++made) {
-        const auto child = static_cast<pid_t>(::syscall(SYS_clone, 0, nullptr, nullptr, nullptr, 0));
-        if (child == 0)
-            ::_exit(0);
-        int status = 0;
-        ::waitpid(child, &status, __WALL);
-    }
+    cloneLoop(300);
     std::exit(8);
 }
 
-volatile std::sig_atomic_t signalsSeen;
+void endSoon() {
+    waitForSampler();
+    const std::clock_t begin = std::clock();
+    while (std::clock() - begin < CLOCKS_PER_SEC * 3 / 10)
+        spin(10'000);
+    std::exit(7);
+}
+
+void execSoon() {
+    waitForSampler();
+    ::execl("/bin/sleep", "sleep", "1000", nullptr);
+}
 
 // Counts the signals that it sends itself, and says so at the end.
 void signals() {
     std::signal(SIGUSR1, [](int) { signalsSeen = signalsSeen + 1; });
-    ready();
-    constexpr int sent = 2000;
-    for (int i = 0; i < sent; ++i) {
+    say("ready");
+    for (int i = 0; i < 2000; ++i) {
         ::raise(SIGUSR1);
         ::usleep(500);
     }
-    std::printf("%d of %d\n", static_cast<int>(signalsSeen), sent);
-    std::fflush(stdout);
+    say(std::to_string(signalsSeen) + " seen");
     sleepForever();
 }
 
@@ -192,55 +171,28 @@ void signals() {
 void signalStorm() {
     std::signal(SIGUSR1, SIG_IGN);
     for (int i = 0; i < 8; ++i)
-        std::thread([] {
+        start("storm", [] {
             for (;;)
                 ::raise(SIGUSR1);
-        }).detach();
-    ready();
-    sleepForever();
+        });
+    readyToSleep();
 }
 
-void endSoon() {
-    ready();
-    waitForSampler();
-    const double begin = processorSeconds();
-    while (processorSeconds() - begin < 0.3)
-        spin(10'000);
-    std::exit(7);
-}
-
-void execSoon() {
-    ready();
-    waitForSampler();
-    ::execl("/bin/sleep", "sleep", "1000", nullptr);
-}
-
-void manyThreads() {
-    for (int i = 0; i < 60; ++i)
-        std::thread(sleepForever).detach();
-    ready();
-    sleepForever();
+void notDumpable() {
+    ::prctl(PR_SET_DUMPABLE, 0);
+    readyToSleep();
 }
 
 void oddName() {
     ::prctl(PR_SET_NAME, "evil\n\033[31mx");
-    ready();
-    sleepForever();
+    readyToSleep();
 }
 
-// The kernel shows the environment behind arguments that do not end.
+// Without an end, and not for the user to read.
 void overwriteArguments() {
     for (char *c = argumentsBegin; c < argumentsEnd; ++c)
         *c = *c == '\0' ? ' ' : *c;
-    ready();
-    sleepForever();
-}
-
-void busyThreads() {
-    for (int i = 0; i < 8; ++i)
-        named("busy", busy).detach();
-    readyWhen(8);
-    sleepForever();
+    notDumpable();
 }
 
 } // namespace sample
@@ -248,42 +200,20 @@ void busyThreads() {
 int main(int argumentCount, char **arguments) {
     using namespace sample;
     const std::map<std::string, void (*)()> work{
-        {"threads", threads},
-        {"busyThreads", busyThreads},
-        {"deep", [] { descend(10'000); }},
-        {"bigStack", bigStack},
-        {"overwriteArguments", overwriteArguments},
-        {"overwriteArgumentsNotDumpable",
-         [] {
-             ::prctl(PR_SET_DUMPABLE, 0);
-             overwriteArguments();
-         }},
-        {"threadLoop", threadLoop},
-        {"forkLoop", forkLoop},
-        {"forkOnce",
-         [] {
-             ready();
-             waitForSampler();
-             forkOnce();
-         }},
+        {"busyThreads", [] { startBusy(8); }},
         {"cloneAndEnd", cloneAndEnd},
-        {"signals", signals},
-        {"signalStorm", signalStorm},
+        {"deep", [] { descend(3'000); }},
         {"endSoon", endSoon},
         {"execSoon", execSoon},
-        {"manyThreads", manyThreads},
+        {"forkLoop", forkLoop},
+        {"notDumpable", notDumpable},
         {"oddName", oddName},
-        {"sleep",
-         [] {
-             ready();
-             sleepForever();
-         }},
-        {"notDumpable",
-         [] {
-             ::prctl(PR_SET_DUMPABLE, 0);
-             ready();
-             sleepForever();
-         }},
+        {"overwriteArguments", overwriteArguments},
+        {"signalStorm", signalStorm},
+        {"signals", signals},
+        {"sleep", readyToSleep},
+        {"threadLoop", threadLoop},
+        {"threads", threads},
     };
     argumentsBegin = arguments[0];
     argumentsEnd = arguments[argumentCount - 1] + std::strlen(arguments[argumentCount - 1]) + 1;
