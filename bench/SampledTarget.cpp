@@ -4,8 +4,8 @@
 // about ten seconds; what the sampler does after sampling is not counted.
 #include "Figures.h"
 #include "MeasuredProcess.h"
-#include "test_support/ChildProcess.h"
-#include "test_support/ScratchFolder.h"
+#include "test_support/ProgramRun.h"
+#include "test_support/ScratchHome.h"
 
 #include <atomic>
 #include <fstream>

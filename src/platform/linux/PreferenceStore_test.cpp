@@ -1,7 +1,6 @@
 #include "platform/PreferenceStore.h"
 
 #include "test_support/Isolation.h"
-#include "test_support/Mounts.h"
 #include "test_support/PropertyLists.h"
 #include "test_support/ScratchHome.h"
 
