@@ -143,6 +143,7 @@ void refusesTargetsWithFurtherRights() {
         const auto sampled = sampleInto(place.report, target.id(), asked);
         EXPECT_EQ(sampled.end, exited(1));
         EXPECT_EQ(sampled.errors, refusal(target.id(), reason));
+        EXPECT_FALSE(fs::exists(place.report));
     }
 }
 

@@ -98,7 +98,7 @@ bool Sampler::needsStop(ThreadRecord &record) {
 // All are looked at first: once a thread has stopped, nothing keeps it waiting.
 void Sampler::sampleAll() {
     ++m_result.rounds;
-    m_stacks.giveTime(m_limits.stop);
+    m_stacks.giveTime();
     std::vector<pid_t> toStop;
     for (auto &[thread, record] : m_result.threads) {
         if (!record.hasEnded() && needsStop(record))

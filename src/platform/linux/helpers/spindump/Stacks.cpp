@@ -189,6 +189,13 @@ int Stacks::takeFrame(Dwfl_Frame *frame, void *argument) {
     return DWARF_CB_ABORT;
 }
 
+void Stacks::giveTime() {
+    constexpr Clock::duration most = std::chrono::milliseconds(250);
+    const auto now = Clock::now();
+    m_timeLeft = std::min(most, m_timeLeft + (now - m_timeGiven) / 2);
+    m_timeGiven = now;
+}
+
 CallChain Stacks::read(pid_t thread) {
     const auto begin = Clock::now();
     m_readUntil = begin + m_timeLeft;

@@ -28,8 +28,9 @@ public:
     Stacks(const Stacks &) = delete;
     Stacks &operator=(const Stacks &) = delete;
 
-    /// How long the reading of all further stacks may take together. Their threads are stopped meanwhile.
-    void giveTime(Clock::duration time) { m_timeLeft = time; }
+    /// Gives time for reading stacks, half of what has passed since the last call, and no more than a quarter
+    /// of a second to spend at once: threads are stopped meanwhile.
+    void giveTime();
     /// The calls in a thread that is stopped by this process; none when they cannot be read. Calls beyond the
     /// limit or the time are left out, the outermost first, which the chain's last entry says.
     CallChain read(pid_t thread);
@@ -56,6 +57,7 @@ private:
     std::size_t m_frameLimit;
     CallChain m_chain;
     Clock::duration m_timeLeft{};
+    Clock::time_point m_timeGiven;
     Clock::time_point m_readUntil;
     bool m_isAttached = false;
 };

@@ -77,7 +77,7 @@ private:
     bool m_isLettingGo = false;
     bool m_runsAnotherProgram = false;
     int m_endStatus = 0;
-    /// When there was no time for all of them.
+    /// The last wait left threads stopped, since it had no time for all.
     bool m_areMoreStopped = false;
     Clock::time_point m_stoppedSince;
     StopTimes m_stopTimes;
