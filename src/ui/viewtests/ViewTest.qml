@@ -114,7 +114,7 @@ TestCase {
         return drawn(stage).find(item => item instanceof BodyText && item.text === text) ?? null;
     }
 
-    /// The control that bears this accessible name.
+    /// The control of this accessible name.
     function control(name) {
         return drawn(stage).find(item => item.Accessible.name === name && item.activeFocusOnTab) ?? null;
     }

@@ -53,7 +53,7 @@ Item {
                 compare([face.pixelSize, face.family], [text === sizes[22] ? 22 : 14, "BrennicClean-Regular"], text);
             }
             for (const label of [view.feedbackLabel, view.emailLabel]) {
-                const box = drawn(root).find(item => item.Accessible.name === label && item.cursorPosition !== undefined);
+                const box = control(label);
                 compare([box.font.pixelSize, box.font.family], [14, "BrennicClean-Regular"]);
             }
         }
