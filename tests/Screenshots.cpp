@@ -97,7 +97,7 @@ TEST_P(Screenshots, OfAWholeRun) {
     take("replace-alert");
     window().click("push button", "Replace");
     waitForText("2 file(s) attached");
-    service.setBehaviour({.readBytesPerSecond = 1'500'000}, 1);
+    service.setBehaviour({.stopReadingAfterBytes = 2'500'000}, 1);
     service.setBehaviour({.status = 500}, 1);
     press("Share logs");
     waitForText("Compressing logs.");
