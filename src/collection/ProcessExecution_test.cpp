@@ -4,6 +4,7 @@
 #include "discovery/RunState.h"
 #include "platform/Bundle.h"
 #include "platform/posix/Program.h"
+#include "test_support/EventLoop.h"
 #include "test_support/Isolation.h"
 #include "test_support/LoggedTest.h"
 #include "test_support/ProgramRun.h"
