@@ -26,7 +26,7 @@ enum class AnswerTime {
     afterBody,
     /// After the headers; the body is read to its end afterwards.
     beforeBodyThenRead,
-    /// After the headers; the connection is closed with the body unread.
+    /// After the headers; the connection is closed with the body unread, once the client has hung up.
     beforeBodyThenClose,
 };
 

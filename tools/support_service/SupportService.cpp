@@ -109,7 +109,7 @@ bool SupportService::serveRequest(TlsConnection &connection) {
 
     if (how.answerTime != AnswerTime::afterBody) {
         if (!sleepUnlessStopped(stop, how.waitBeforeAnswer) || !sendAnswer(connection, how, stop))
-            connection.waitUntilSent();
+            connection.waitForHangUp();
         else
             receiveBody(connection, how, index, {connection, *head});
         return false;

@@ -9,6 +9,7 @@
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
+#include <poll.h>
 #include <stdexcept>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -179,6 +180,14 @@ void TlsConnection::reset() {
     const linger none{.l_onoff = 1, .l_linger = 0};
     setsockopt(m_socket, SOL_SOCKET, SO_LINGER, &none, sizeof none);
     m_isOpen = false;
+}
+
+void TlsConnection::waitForHangUp() const {
+    // A socket that is closed with bytes unread sends a reset, and an answer that the client has not read yet
+    // is lost on it.
+    constexpr int limitMilliseconds = 1000;
+    struct pollfd hangUp = {m_socket, POLLRDHUP, 0};
+    ::poll(&hangUp, 1, limitMilliseconds);
 }
 
 void TlsConnection::waitUntilSent() const {

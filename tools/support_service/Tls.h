@@ -50,6 +50,8 @@ public:
     void reset();
     /// Waits, for one second at most, until the client's system has taken everything that was sent.
     void waitUntilSent() const;
+    /// Waits, for one second at most, until the client has ended the connection.
+    void waitForHangUp() const;
 
 private:
     const int m_socket;
