@@ -40,10 +40,3 @@ inline void closeMainQueue() {
     const std::lock_guard lock(mainqueue::mutex);
     mainqueue::isClosed = true;
 }
-
-namespace platform {
-
-using ::onMainQueue;
-using ::onMainQueueAfter;
-
-} // namespace platform

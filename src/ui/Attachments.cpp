@@ -220,9 +220,9 @@ void ContentView::continueCopying(std::chrono::milliseconds delay) {
             view->processNextFile();
     };
     if (delay.count() > 0)
-        platform::onMainQueueAfter(delay, next);
+        onMainQueueAfter(delay, next);
     else
-        platform::onMainQueue(next);
+        onMainQueue(next);
 }
 
 void ContentView::finishCopying() {

@@ -44,7 +44,7 @@ QString ContentView::supportEmail() const {
 void ContentView::primaryButtonPressed() {
     ProcessExecution::labelTextBinding = m_status->binding();
     UploadAPI::uploadProgress = m_status->binding();
-    platform::onMainQueue([view = QPointer(this)] {
+    onMainQueue([view = QPointer(this)] {
         // An earlier press may have disabled the button since.
         if (view && !view->primaryButtonDisabled)
             view->StartButtonPressed();
@@ -145,7 +145,7 @@ void ContentView::viewLogs() {
 void ContentView::copyLogId() {
     platform::setPasteboardText(UniqueId);
     CopyText = Texts::idCopied;
-    platform::onMainQueueAfter(std::chrono::seconds(5), [view = QPointer(this)] {
+    onMainQueueAfter(std::chrono::seconds(5), [view = QPointer(this)] {
         if (view)
             view->CopyText = Texts::copyId;
     });

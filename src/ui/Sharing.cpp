@@ -25,7 +25,7 @@ std::optional<bool> workBesideWindow(std::function<bool()> work) {
     QEventLoop loop;
     std::thread([result, loop = QPointer(&loop), work = std::move(work)] {
         const bool value = work();
-        platform::onMainQueue([result, loop, value] {
+        onMainQueue([result, loop, value] {
             *result = value;
             if (loop)
                 loop->quit();
@@ -95,7 +95,7 @@ void ContentView::uploadArchive() {
     isRunning = true;
     const int upload = ++m_uploadNumber;
     UploadAPI::upload(compressedLogURL, [view = QPointer(this), upload](const UploadResult &result) {
-        platform::onMainQueue([=] {
+        onMainQueue([=] {
             if (!view)
                 return;
             // The user stopped this one and has started the next.

@@ -37,7 +37,7 @@ void StatusText::setText(const QString &text) {
         m_text = text;
         number = ++m_number;
     }
-    platform::onMainQueue([self = shared_from_this(), text, number] { self->show(text, number); });
+    onMainQueue([self = shared_from_this(), text, number] { self->show(text, number); });
 }
 
 void StatusText::show(const QString &text, std::uint64_t number) {
