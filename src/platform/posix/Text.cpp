@@ -1,5 +1,7 @@
 #include "platform/posix/Text.h"
 
+#include <QList>
+
 namespace platform {
 
 namespace {
