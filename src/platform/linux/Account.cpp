@@ -55,7 +55,7 @@ std::optional<fs::path> environmentPath(const char *variable) {
 }
 
 std::optional<fs::path> homeFolder() {
-    if (const auto home = environmentPath("HOME"))
+    if (auto home = environmentPath("HOME"))
         return home;
     const auto user = account();
     if (!user || !user->home.starts_with('/'))

@@ -115,15 +115,14 @@ public:
         return QObject::eventFilter(watched, event);
     }
 
-private Q_SLOTS:
-    void settingChanged(const QString &space, const QString &key, const QDBusVariant &value) {
+private:
+    Q_SLOT void settingChanged(const QString &space, const QString &key, const QDBusVariant &value) {
         if (space != appearance || key != colorScheme)
             return;
         m_isSignalled = true;
         take(value);
     }
 
-private:
     // An answer holds its value in one more variant than a signal does, and some portals in yet another.
     void take(const QDBusVariant &value) {
         QVariant content = value.variant();
