@@ -62,7 +62,8 @@ std::string DisplayClient::property(xcb_window_t window, const std::string &name
 std::vector<std::uint32_t> Screen::numbers(xcb_window_t window, const std::string &name) const {
     const std::string bytes = property(window, name, 32);
     std::vector<std::uint32_t> values(bytes.size() / sizeof(std::uint32_t));
-    std::memcpy(values.data(), bytes.data(), values.size() * sizeof(std::uint32_t));
+    if (!values.empty())
+        std::memcpy(values.data(), bytes.data(), values.size() * sizeof(std::uint32_t));
     return values;
 }
 

@@ -77,7 +77,7 @@ Answer send(const SupportService &service, const Call &call) {
 TEST(SupportService, KeepsAnUploadAsItCameWithAReceipt) {
     SupportService service;
     std::string content;
-    for (int i = 0; i < 300'000; ++i)
+    for (unsigned i = 0; i < 300'000; ++i)
         content += static_cast<char>(i * i % 251);
     // As clients send large bodies, and small ones.
     for (const char *header : {"Expect: 100-continue", "Expect:"}) {

@@ -51,7 +51,10 @@ void limitResources() {
         ::setrlimit(RLIMIT_NOFILE, &files);
     }
     const struct rlimit noCore { 0, 0 };
-    const struct rlimit memory { 768 << 20, 768 << 20 };
+    // So much more than there is now, since a sanitizer has most of an address space from the start.
+    const QByteArray now = statusField(contentIn(AT_FDCWD, "/proc/self/status"), "VmData");
+    const rlim_t memoryBytes = (now.split(' ').first().toULongLong() << 10) + (rlim_t{768} << 20);
+    const struct rlimit memory { memoryBytes, memoryBytes };
     const struct rlimit report { 64 << 20, 64 << 20 };
     ::setrlimit(RLIMIT_CORE, &noCore);
     ::setrlimit(RLIMIT_DATA, &memory);
