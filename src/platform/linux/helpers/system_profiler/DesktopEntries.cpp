@@ -10,7 +10,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// How an entry breaks the specification; empty for one that does not.
+// How an entry breaks the format of desktop entries; empty for one that does not.
 QString problemOf(const platform::DesktopEntry &entry) {
     if (entry.type.isEmpty())
         return QStringLiteral("a desktop entry without a type");
