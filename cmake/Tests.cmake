@@ -3,9 +3,9 @@
 # Every test runs in its own process and home and, where the machine allows it, in its own process namespace.
 include(GoogleTest)
 
-# Properties of every test with a graphical Qt.
-set(GUI_ENVIRONMENT "TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/cmake/ThreadSanitizer.supp")
-set(GUI_TEST LABELS gui ENVIRONMENT "${GUI_ENVIRONMENT}")
+# What the thread sanitizer ignores in every test.
+set(SANITIZER_ENVIRONMENT "TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/cmake/ThreadSanitizer.supp")
+set(GUI_TEST LABELS gui)
 
 function(lumamon_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;PROPERTIES" ${ARGN})
@@ -16,7 +16,7 @@ function(lumamon_test name)
     RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/UnitTests.app/Contents/Linux")
   # Values without a printed form would change a test's name with every build.
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60 NO_PRETTY_VALUES
-    PROPERTIES TIMEOUT 300 ${ARG_PROPERTIES})
+    PROPERTIES TIMEOUT 300 ENVIRONMENT "${SANITIZER_ENVIRONMENT}" ${ARG_PROPERTIES})
 endfunction()
 
 set(BUNDLE_NAME "UnitTests")
