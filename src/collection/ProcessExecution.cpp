@@ -12,6 +12,7 @@
 
 #include <QThreadPool>
 #include <atomic>
+#include <mutex>
 
 namespace ProcessExecution {
 
@@ -36,6 +37,9 @@ QThreadPool &monitoringQueue() {
     }();
     return *queue;
 }
+
+// Qt's own lock orders the two threads; the thread sanitizer sees only this one.
+std::mutex handOver;
 
 using Progress = std::optional<TextBinding>;
 
@@ -75,6 +79,7 @@ void listInstalledApplications(const Progress &progress) {
 void runTasksConcurrently(bool getInstalledApps, bool getSpinDump, bool isLumaloggingEnabled,
                           std::function<void()> completion) {
     Logger::logInfo(QStringLiteral("Monitoring Queue initiated."));
+    const std::lock_guard lock(handOver);
     const Progress progress = labelTextBinding;
     std::vector<std::function<void()>> steps{[=] { sampleProcess(getSpinDump, progress); }};
     if (getInstalledApps && getSpinDump)
@@ -86,6 +91,8 @@ void runTasksConcurrently(bool getInstalledApps, bool getSpinDump, bool isLumalo
                   saveDetailedInfo, [=] { PListOperations::RevertLumaLogPList(isLumaloggingEnabled); },
                   [done = std::move(completion)] { onMainQueue(done); }});
     monitoringQueue().start([steps = std::move(steps)] {
+        handOver.lock();
+        handOver.unlock();
         for (const auto &step : steps) {
             if (isStopping())
                 return;

@@ -299,12 +299,14 @@ TEST_F(Capture, StopsBetweenItsStepsAndWaitsForOneOnlyAMoment) {
     onProgress = [&] {
         isThere = true;
         EXPECT_TRUE(waitUntil([&] { return mayGoOn.load(); }));
+        isThere = false;
     };
     startWithoutCompletion(false);
     ASSERT_TRUE(waitUntil([&] { return isThere.load(); }));
     EXPECT_FALSE(ProcessExecution::stop());
     mayGoOn = true;
     EXPECT_TRUE(ProcessExecution::stop());
+    EXPECT_FALSE(isThere);
     startWithoutCompletion(false);
     EXPECT_TRUE(ProcessExecution::stop());
     runMainQueueFor(50ms);
