@@ -12,6 +12,19 @@ Dialog {
     required property Alerts alerts
     readonly property bool isOfForm: view.showAlert
     readonly property bool isQuestion: isOfForm && view.activeAlert === ContentView.ActiveAlert.replaceFile
+    /// Title and message.
+    readonly property var texts: {
+        if (!isOfForm)
+            return [alerts.title, alerts.message];
+        switch (view.activeAlert) {
+        case ContentView.ActiveAlert.fileSize:
+            return ["File Size Error", "The total file size should not exceed 10 MB."];
+        case ContentView.ActiveAlert.replaceFile:
+            return ["Confirm Replace", view.fileExistsAlertMessage];
+        default:
+            return ["Error", "An unknown error occurred."];
+        }
+    }
 
     function answer(confirmed: bool) {
         if (isOfForm)
@@ -27,25 +40,14 @@ Dialog {
     modal: true
     closePolicy: Popup.NoAutoClose
     visible: view.showAlert || alerts.isUp
-    title: {
-        if (!isOfForm)
-            return alerts.title;
-        switch (view.activeAlert) {
-        case ContentView.ActiveAlert.fileSize:
-            return "File Size Error";
-        case ContentView.ActiveAlert.replaceFile:
-            return "Confirm Replace";
-        default:
-            return "Error";
-        }
-    }
+    title: texts[0]
     onOpened: dismiss.forceActiveFocus(Qt.PopupFocusReason)
 
     background: Rectangle {
-        color: Assets.color("BackgroundColor", alert.view.colorScheme)
+        color: Assets.color("BackgroundColor")
         radius: 12
         border.width: 1
-        border.color: Assets.color("Border", alert.view.colorScheme)
+        border.color: Assets.color("Border")
     }
 
     T.Overlay.modal: Rectangle {
@@ -63,28 +65,14 @@ Dialog {
         Accessible.name: alert.title
 
         BodyText {
-            view: alert.view
             text: alert.title
-            font.family: "BrennicClean-Bold"
-            font.bold: true
+            isBold: true
             font.pixelSize: 16
             Layout.fillWidth: true
         }
 
         LiveText {
-            view: alert.view
-            text: {
-                if (!alert.isOfForm)
-                    return alert.alerts.message;
-                switch (alert.view.activeAlert) {
-                case ContentView.ActiveAlert.fileSize:
-                    return "The total file size should not exceed 10 MB.";
-                case ContentView.ActiveAlert.replaceFile:
-                    return alert.view.fileExistsAlertMessage;
-                default:
-                    return "An unknown error occurred.";
-                }
-            }
+            text: alert.texts[1]
             Layout.fillWidth: true
         }
 
@@ -94,21 +82,19 @@ Dialog {
             Layout.topMargin: 8
 
             ThickBorderButtonStyle {
-                view: alert.view
                 visible: alert.isQuestion
                 text: "Replace"
-                strokeColor: Assets.color("error", alert.view.colorScheme)
+                strokeColor: Assets.color("error")
                 textColor: strokeColor
-                colorBinding: Assets.color("BackgroundColor", alert.view.colorScheme)
+                colorBinding: Assets.color("BackgroundColor")
                 onClicked: alert.answer(true)
             }
 
             FocusableButtonStyle {
                 id: dismiss
 
-                view: alert.view
                 text: alert.isQuestion ? "Cancel" : alert.isOfForm ? "OK" : alert.alerts.buttonTitle
-                colorBinding: Assets.color("PrimaryColor", alert.view.colorScheme)
+                colorBinding: Assets.color("PrimaryColor")
                 textColor: "white"
                 onClicked: alert.answer(false)
             }

@@ -1,13 +1,12 @@
-// A square image of the asset catalogue, in the variant of the system's appearance. The texts say what it shows.
+// A square image of the asset catalogue. The texts say what it shows.
 import QtQuick
 import Lumamon
 
 Image {
-    required property ContentView view
     required property string name
     required property int size
 
-    source: Assets.image(name, view.colorScheme)
+    source: Assets.image(name)
     sourceSize.width: size
     sourceSize.height: size
     fillMode: Image.Pad

@@ -3,11 +3,12 @@ import QtQuick
 import Lumamon
 
 Text {
-    required property ContentView view
     property string colorName: "PrimaryTextColor"
+    property bool isBold: false
 
-    color: Assets.color(colorName, view.colorScheme)
-    font.family: "BrennicClean-Regular"
+    color: Assets.color(colorName)
+    font.family: isBold ? "BrennicClean-Bold" : "BrennicClean-Regular"
+    font.bold: isBold
     font.pixelSize: 14
     textFormat: Text.PlainText
     wrapMode: Text.Wrap

@@ -5,18 +5,17 @@ import Lumamon
 Rectangle {
     id: frame
 
-    required property ContentView view
     required property bool isWrong
     required property bool isFocused
 
     radius: 6
     color: "transparent"
     border.width: 1
-    border.color: Assets.color(isWrong ? "error" : "Border", view.colorScheme)
+    border.color: Assets.color(isWrong ? "error" : "Border")
 
     FocusRing {
-        view: frame.view
         anchors.margins: -2
+        radius: 10
         colorName: frame.isWrong ? "error" : "LinkColor"
         visible: frame.isFocused
     }

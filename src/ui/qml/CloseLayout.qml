@@ -12,14 +12,12 @@ ColumnLayout {
     Component.onCompleted: close.forceActiveFocus(Qt.TabFocusReason)
 
     AssetImage {
-        view: layout.view
         name: "checkmarkcircle"
         size: 64
         Layout.alignment: Qt.AlignHCenter
     }
 
     LiveText {
-        view: layout.view
         text: "The log files were sent successfully."
         font.pixelSize: 20
         Layout.alignment: Qt.AlignHCenter
@@ -28,9 +26,8 @@ ColumnLayout {
     ThickBorderButtonStyle {
         id: close
 
-        view: layout.view
         text: layout.view.startButtonLabel
-        colorBinding: Assets.color(layout.view.thickBorderButtonColor, layout.view.colorScheme)
+        colorBinding: Assets.color(layout.view.thickBorderButtonColor)
         onClicked: layout.view.close()
         Layout.alignment: Qt.AlignHCenter
     }

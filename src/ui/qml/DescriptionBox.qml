@@ -39,7 +39,6 @@ ColumnLayout {
     BodyText {
         id: caption
 
-        view: box.view
         text: box.view.feedbackLabel
         Layout.fillWidth: true
     }
@@ -49,7 +48,6 @@ ColumnLayout {
         Layout.preferredHeight: 80
 
         background: BoxFrame {
-            view: box.view
             isWrong: box.isMissing
             isFocused: input.activeFocus
         }
@@ -59,8 +57,8 @@ ColumnLayout {
 
             text: box.view.feedbackText
             readOnly: box.view.isFeedbackEmailLayoutDisabled
-            color: Assets.color(readOnly ? "SecondaryTextColor" : "PrimaryTextColor", box.view.colorScheme)
-            selectionColor: Assets.color("PrimaryColor", box.view.colorScheme)
+            color: Assets.color(readOnly ? "SecondaryTextColor" : "PrimaryTextColor")
+            selectionColor: Assets.color("PrimaryColor")
             selectedTextColor: "white"
             font.family: "BrennicClean-Regular"
             font.pixelSize: 14
@@ -92,7 +90,6 @@ ColumnLayout {
     LiveText {
         id: message
 
-        view: box.view
         text: "Desciption is required"
         colorName: "error"
         visible: box.isMissing

@@ -21,7 +21,6 @@ ColumnLayout {
     BodyText {
         id: caption
 
-        view: box.view
         text: box.view.emailLabel
         Layout.fillWidth: true
     }
@@ -32,8 +31,8 @@ ColumnLayout {
         text: box.view.emailText
         enabled: !box.view.isFormFrozen
         readOnly: box.view.isFeedbackEmailLayoutDisabled
-        color: Assets.color(enabled ? "PrimaryTextColor" : "SecondaryTextColor", box.view.colorScheme)
-        selectionColor: Assets.color("PrimaryColor", box.view.colorScheme)
+        color: Assets.color(enabled ? "PrimaryTextColor" : "SecondaryTextColor")
+        selectionColor: Assets.color("PrimaryColor")
         selectedTextColor: "white"
         font.family: "BrennicClean-Regular"
         font.pixelSize: 14
@@ -58,7 +57,6 @@ ColumnLayout {
         Layout.fillWidth: true
 
         background: BoxFrame {
-            view: box.view
             isWrong: message.visible
             isFocused: input.activeFocus
         }
@@ -67,7 +65,6 @@ ColumnLayout {
     LiveText {
         id: message
 
-        view: box.view
         text: "Invalid email address"
         colorName: "error"
         visible: !box.view.isEmailValid

@@ -7,6 +7,7 @@ ColumnLayout {
     id: form
 
     required property ContentView view
+    readonly property bool canAttach: !view.isFormFrozen && !view.isFeedbackEmailLayoutDisabled
 
     spacing: 6
     // The description is what the user is asked for next.
@@ -25,32 +26,22 @@ ColumnLayout {
         Layout.topMargin: 4
     }
 
-    AttachmentRow {
-        view: form.view
+    RowLayout {
+        spacing: 16
         Layout.fillWidth: true
         Layout.topMargin: 8
-    }
-
-    // The button that picks files, how many are attached, and the button that removes them.
-    component AttachmentRow: RowLayout {
-        id: row
-
-        required property ContentView view
-
-        spacing: 16
 
         WindowButton {
-            view: row.view
             text: "Attach screenshot and pdf files"
             sidePadding: 6
-            enabled: !row.view.isFormFrozen && !row.view.isFeedbackEmailLayoutDisabled
+            enabled: form.canAttach
             opacity: enabled ? 1.0 : 0.65
-            onClicked: row.view.presentFilePicker()
+            onClicked: form.view.presentFilePicker()
             background.radius: 6
             background.border.width: 1
-            background.border.color: Assets.color("Border", row.view.colorScheme)
+            background.border.color: Assets.color("Border")
             background.color: pressed ? Qt.alpha(background.border.color, 0.2) : "transparent"
-            Layout.preferredWidth: row.view.AttachFileButtonWidth
+            Layout.preferredWidth: form.view.AttachFileButtonWidth
         }
 
         ColumnLayout {
@@ -58,7 +49,6 @@ ColumnLayout {
             Layout.fillWidth: true
 
             BodyText {
-                view: row.view
                 text: "(Max 10 MB; Do not include any sensitive information)"
                 colorName: "SecondaryTextColor"
                 Layout.fillWidth: true
@@ -66,37 +56,23 @@ ColumnLayout {
 
             RowLayout {
                 spacing: 8
-                visible: row.view.attachedFilesLabel !== ""
+                visible: form.view.attachedFilesLabel !== ""
 
                 LiveText {
-                    view: row.view
-                    text: row.view.attachedFilesLabel
+                    text: form.view.attachedFilesLabel
                 }
 
                 Pressable {
-                    id: remove
-
                     implicitWidth: 24
                     implicitHeight: 24
+                    ringRadius: 8
                     text: "Remove attached files"
-                    enabled: !row.view.isFormFrozen && !row.view.isFeedbackEmailLayoutDisabled
+                    enabled: form.canAttach
                     opacity: enabled ? 1.0 : 0.65
-                    onClicked: row.view.removeAllUserFiles()
+                    onClicked: form.view.removeAllUserFiles()
                     Accessible.role: Accessible.Button
 
-                    Rectangle {
-                        anchors.fill: parent
-                        color: "transparent"
-                        radius: 4
-
-                        FocusRing {
-                            view: row.view
-                            visible: remove.visualFocus
-                        }
-                    }
-
                     AssetImage {
-                        view: row.view
                         name: "TarnDeleteOutline18N"
                         size: 18
                         anchors.centerIn: parent

@@ -6,17 +6,34 @@ Column {
     id: editor
 
     required property ContentView view
+    /// What is collected, in columns; several spaces in a line separate them.
+    readonly property var columns: {
+        const lines = view.captureDetails.split("\n").map(line => line.split(/ {2,}/));
+        return [0, 1].map(column => lines.map(line => line[column] ?? "").join("\n"));
+    }
 
     // As wide as the list with both columns, so that a box stays under the pointer that has just worked it.
     width: 544
     spacing: 12
 
-    CollectedList {
-        view: editor.view
+    Row {
+        spacing: 24
+
+        Repeater {
+            model: editor.columns
+
+            BodyText {
+                required property string modelData
+
+                text: modelData
+                lineHeight: 1.3
+                wrapMode: Text.NoWrap
+                visible: text.trim() !== ""
+            }
+        }
     }
 
     Toggle {
-        view: editor.view
         text: "Advanced logs"
         checked: editor.view.getSpinDump
         enabled: !editor.view.advanceLogToggleDisabled
@@ -24,38 +41,9 @@ Column {
     }
 
     Toggle {
-        view: editor.view
         text: "System apps information"
         checked: editor.view.getInstalledApps
         enabled: !editor.view.advanceLogToggleDisabled
         onClicked: editor.view.changeInstalledApps(!checked)
-    }
-
-    // In one or two columns, which several spaces in a line separate.
-    component CollectedList: Row {
-        id: list
-
-        required property ContentView view
-
-        function column(index: int): string {
-            return view.captureDetails.split("\n").map(line => line.split(/ {2,}/)[index] ?? "").join("\n");
-        }
-
-        spacing: 24
-
-        BodyText {
-            view: list.view
-            text: list.column(0)
-            lineHeight: 1.3
-            wrapMode: Text.NoWrap
-        }
-
-        BodyText {
-            view: list.view
-            text: list.column(1)
-            lineHeight: 1.3
-            wrapMode: Text.NoWrap
-            visible: text.trim() !== ""
-        }
     }
 }

@@ -11,31 +11,23 @@ ColumnLayout {
     spacing: 6
 
     LiveText {
-        view: block.view
         text: "Logs generated successfully."
-        font.family: "BrennicClean-Bold"
-        font.bold: true
+        isBold: true
         font.pixelSize: 18
-        horizontalAlignment: Text.AlignHCenter
-        Layout.fillWidth: true
+        Layout.alignment: Qt.AlignHCenter
     }
 
     BodyText {
-        view: block.view
         text: "Use the below Log ID for your reference:"
         colorName: "SecondaryTextColor"
-        horizontalAlignment: Text.AlignHCenter
-        Layout.fillWidth: true
+        Layout.alignment: Qt.AlignHCenter
     }
 
     BodyText {
-        view: block.view
         text: block.view.logId
-        font.family: "BrennicClean-Bold"
-        font.bold: true
+        isBold: true
         font.pixelSize: 20
-        horizontalAlignment: Text.AlignHCenter
-        Layout.fillWidth: true
+        Layout.alignment: Qt.AlignHCenter
     }
 
     RowLayout {
@@ -43,7 +35,6 @@ ColumnLayout {
         Layout.alignment: Qt.AlignHCenter
 
         LinkButton {
-            view: block.view
             text: block.view.CopyText
             underlined: block.view.isCopyHovering
             Accessible.role: Accessible.Button
@@ -52,7 +43,6 @@ ColumnLayout {
         }
 
         LinkButton {
-            view: block.view
             text: "view logs"
             enabled: !block.view.viewlogsButtonDisabled
             onClicked: block.view.viewLogs()

@@ -22,7 +22,7 @@ Window {
     width: minimumWidth
     height: minimumHeight
     visible: true
-    color: Assets.color("BackgroundColor", view.colorScheme)
+    color: Assets.color("BackgroundColor")
     onClosing: view.disappear()
 
     // The control that has the keyboard is scrolled into sight.
@@ -98,7 +98,7 @@ Window {
         radius: 3
         anchors.right: parent.right
         anchors.rightMargin: 2
-        color: Assets.color("Border", window.view.colorScheme)
+        color: Assets.color("Border")
     }
 
     Connections {

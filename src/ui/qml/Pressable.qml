@@ -14,6 +14,9 @@ Item {
     readonly property bool visualFocus: activeFocus && !isFocusQuiet
     /// The focus came by the pointer, or was there when the window opened.
     property bool isFocusQuiet: false
+    /// What shows that, around which part of the control.
+    property alias ringRadius: ring.radius
+    property Item ringed: control
 
     /// The second click of a double click counts. Not on the primary button, where it would press the caption that
     /// the first has just brought up.
@@ -54,6 +57,14 @@ Item {
 
     HoverHandler {
         id: hover
+    }
+
+    FocusRing {
+        id: ring
+
+        parent: control.ringed
+        radius: 4
+        visible: control.visualFocus
     }
 
     TapHandler {

@@ -19,28 +19,26 @@ FocusScope {
     FocusableButtonStyle {
         id: plain
 
-        view: primary.view
-        visible: !primary.view.thickBorderButtonStyle
+        visible: primary.shown === plain
         focus: visible
         takesDoubleClick: false
         isFocusQuiet: true
         text: primary.view.startButtonLabel
         enabled: !primary.view.primaryButtonDisabled
-        colorBinding: Assets.color(primary.view.primaryButtonColor, primary.view.colorScheme)
-        textColor: Assets.color(primary.view.primaryButtonTextColor, primary.view.colorScheme)
+        colorBinding: Assets.color(primary.view.primaryButtonColor)
+        textColor: Assets.color(primary.view.primaryButtonTextColor)
         onClicked: primary.view.primaryButtonPressed()
     }
 
     ThickBorderButtonStyle {
         id: thick
 
-        view: primary.view
-        visible: primary.view.thickBorderButtonStyle
+        visible: primary.shown === thick
         focus: visible
         takesDoubleClick: false
         text: primary.view.startButtonLabel
         enabled: !primary.view.primaryButtonDisabled
-        colorBinding: Assets.color(primary.view.thickBorderButtonColor, primary.view.colorScheme)
+        colorBinding: Assets.color(primary.view.thickBorderButtonColor)
         onClicked: primary.view.primaryButtonPressed()
     }
 }

@@ -10,30 +10,23 @@ Column {
     spacing: 8
 
     LiveText {
-        view: status.view
         text: status.view.logLabel
         horizontalAlignment: Text.AlignHCenter
         width: status.width
     }
 
-    RunningIndicator {
-        view: status.view
-        visible: status.view.isRunning
-        anchors.horizontalCenter: parent.horizontalCenter
-    }
-
-    component RunningIndicator: Rectangle {
+    Rectangle {
         id: bar
-
-        required property ContentView view
 
         implicitWidth: 240
         implicitHeight: 4
         radius: 2
-        color: Qt.alpha(Assets.color("Border", view.colorScheme), 0.35)
+        color: Qt.alpha(Assets.color("Border"), 0.35)
         clip: true
+        visible: status.view.isRunning
+        anchors.horizontalCenter: parent.horizontalCenter
         Accessible.role: Accessible.ProgressBar
-        Accessible.name: view.logLabel
+        Accessible.name: status.view.logLabel
 
         Rectangle {
             id: mark
@@ -41,14 +34,14 @@ Column {
             width: 72
             height: parent.height
             radius: 2
-            color: Assets.color("CheckboxColor", bar.view.colorScheme)
+            color: Assets.color("CheckboxColor")
 
             NumberAnimation on x {
                 from: -mark.width
                 to: bar.width
                 duration: 1400
                 loops: Animation.Infinite
-                running: bar.visible && bar.view.isAnimating
+                running: bar.visible && status.view.isAnimating
             }
         }
     }

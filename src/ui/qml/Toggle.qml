@@ -5,14 +5,14 @@ import Lumamon
 Pressable {
     id: toggle
 
-    required property ContentView view
     property bool checked: false
-    readonly property color tint: Assets.color("CheckboxColor", view.colorScheme)
 
     implicitWidth: caption.x + caption.implicitWidth
     implicitHeight: caption.implicitHeight
     opacity: enabled ? 1.0 : 0.65
     takesReturn: false
+    ringed: box
+    ringRadius: 8
     Accessible.role: Accessible.CheckBox
     Accessible.checkable: true
     Accessible.checked: checked
@@ -29,28 +29,21 @@ Pressable {
         height: 18
         radius: 4
         anchors.verticalCenter: parent.verticalCenter
-        color: toggle.checked ? toggle.tint : "transparent"
+        color: toggle.checked ? Assets.color("CheckboxColor") : "transparent"
         border.width: toggle.checked ? 0 : 1
-        border.color: Assets.color("Border", toggle.view.colorScheme)
+        border.color: Assets.color("Border")
 
         AssetImage {
-            view: toggle.view
             name: "checkmark"
             anchors.centerIn: parent
             size: 14
             visible: toggle.checked
-        }
-
-        FocusRing {
-            view: toggle.view
-            visible: toggle.visualFocus
         }
     }
 
     BodyText {
         id: caption
 
-        view: toggle.view
         text: toggle.text
         font.pixelSize: 16
         x: box.width + 8

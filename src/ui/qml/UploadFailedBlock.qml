@@ -14,24 +14,18 @@ ColumnLayout {
         spacing: 8
         Layout.alignment: Qt.AlignHCenter
 
-        Image {
-            readonly property int scheme: block.view.colorScheme
-
-            source: Assets.image(scheme === ContentView.ColorScheme.dark ? "darkerroricon" : "erroricon", scheme)
-            sourceSize.width: 20
-            sourceSize.height: 20
-            Accessible.ignored: true
+        AssetImage {
+            name: Assets.isDark ? "darkerroricon" : "erroricon"
+            size: 20
         }
 
         LiveText {
-            view: block.view
             text: "Error sharing logs."
             colorName: "error"
         }
     }
 
     LiveText {
-        view: block.view
         text: {
             switch (block.view.isSecondaryError) {
             case ContentView.SecondaryError.network:
@@ -43,8 +37,7 @@ ColumnLayout {
             }
         }
         visible: text !== ""
-        horizontalAlignment: Text.AlignHCenter
-        Layout.fillWidth: true
+        Layout.alignment: Qt.AlignHCenter
     }
 
     Flow {
@@ -58,14 +51,12 @@ ColumnLayout {
         BodyText {
             id: you
 
-            view: block.view
             text: "You can"
         }
 
         LinkButton {
             id: logs
 
-            view: block.view
             text: "view the logs"
             onClicked: block.view.viewLogs()
         }
@@ -73,14 +64,12 @@ ColumnLayout {
         BodyText {
             id: share
 
-            view: block.view
             text: "and share it with us at"
         }
 
         LinkButton {
             id: address
 
-            view: block.view
             text: block.view.supportEmail
             onClicked: block.view.mailToTrigger(block.view.supportEmail)
         }

@@ -1,18 +1,18 @@
-// What the window's buttons have in common: a caption on a rounded ground, and a ring that shows the focus.
+// What the window's buttons have in common: a caption on a rounded ground.
 import QtQuick
 import Lumamon
 
 Pressable {
     id: button
 
-    required property ContentView view
-    property color textColor: Assets.color("PrimaryTextColor", view.colorScheme)
+    property color textColor: Assets.color("PrimaryTextColor")
     property real sidePadding: 16
     property alias background: ground
     property alias contentItem: caption
 
     implicitWidth: caption.implicitWidth + 2 * sidePadding
     implicitHeight: caption.implicitHeight + 16
+    ringRadius: ground.radius + 4
     Accessible.role: Accessible.Button
 
     Rectangle {
@@ -20,17 +20,11 @@ Pressable {
 
         anchors.fill: parent
         radius: 16
-
-        FocusRing {
-            view: button.view
-            visible: button.visualFocus
-        }
     }
 
     BodyText {
         id: caption
 
-        view: button.view
         text: button.text
         color: button.textColor
         x: button.sidePadding

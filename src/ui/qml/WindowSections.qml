@@ -9,13 +9,31 @@ Column {
 
     spacing: 12
 
-    Header {
-        view: sections.view
+    Binding {
+        target: Assets
+        property: "colorScheme"
+        value: sections.view.colorScheme
+    }
+
+    Row {
+        spacing: 16
         anchors.horizontalCenter: parent.horizontalCenter
+
+        AssetImage {
+            name: "lumadocdiagnosticlogo"
+            size: 80
+        }
+
+        BodyText {
+            text: "Brennic Lumadoc Diagnostics"
+            font.pixelSize: 22
+            wrapMode: Text.NoWrap
+            anchors.verticalCenter: parent.verticalCenter
+            Accessible.role: Accessible.Heading
+        }
     }
 
     BodyText {
-        view: sections.view
         text: sections.view.captureInfoLabel
         font.pixelSize: 12
         colorName: "SecondaryTextColor"
@@ -54,7 +72,6 @@ Column {
         file: "FeedbackForm.qml"
         isShown: sections.view.isFeedbackLayoutVisible
         width: Math.min(632, sections.width)
-        anchors.horizontalCenter: parent.horizontalCenter
     }
 
     LateSection {
@@ -68,37 +85,11 @@ Column {
         view: sections.view
         file: "CloseLayout.qml"
         isShown: sections.view.isCloseLayoutVisible
-        anchors.horizontalCenter: parent.horizontalCenter
-    }
-
-    component Header: Row {
-        id: header
-
-        required property ContentView view
-
-        spacing: 16
-
-        AssetImage {
-            view: header.view
-            name: "lumadocdiagnosticlogo"
-            size: 80
-        }
-
-        BodyText {
-            view: header.view
-            text: "Brennic Lumadoc Diagnostics"
-            font.pixelSize: 22
-            wrapMode: Text.NoWrap
-            anchors.verticalCenter: parent.verticalCenter
-            Accessible.role: Accessible.Heading
-        }
     }
 
     // A section that is made when it is first shown, so that the window opens sooner, and piece by piece, so that the
     // window goes on drawing meanwhile.
     component LateSection: Loader {
-        id: section
-
         required property ContentView view
         /// The file of the section, which takes `view`.
         required property string file
@@ -111,6 +102,7 @@ Column {
 
         asynchronous: true
         visible: isShown
+        anchors.horizontalCenter: parent.horizontalCenter
         onIsShownChanged: make()
         Component.onCompleted: make()
     }

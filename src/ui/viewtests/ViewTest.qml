@@ -32,7 +32,7 @@ TestCase {
             readonly property ContentView view: ContentView {}
 
             anchors.fill: parent
-            color: Assets.color("BackgroundColor", view.colorScheme)
+            color: Assets.color("BackgroundColor")
 
             WindowSections {
                 view: backdrop.view
@@ -131,6 +131,6 @@ TestCase {
     }
 
     function colorOf(name) {
-        return Assets.color(name, view.colorScheme);
+        return Assets.color(name);
     }
 }

@@ -15,16 +15,10 @@ Item {
         name: "Looks"
         stage: root
 
-        // Outlives the buttons that are made from the two components.
-        ContentView {
-            id: looks
-        }
-
         Component {
             id: plainComponent
 
             FocusableButtonStyle {
-                view: looks
                 text: "Button"
                 colorBinding: "#102030"
             }
@@ -34,7 +28,6 @@ Item {
             id: thickComponent
 
             ThickBorderButtonStyle {
-                view: looks
                 text: "Button"
                 colorBinding: "#102030"
             }
