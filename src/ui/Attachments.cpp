@@ -4,7 +4,6 @@
 
 #include "collection/CopyOperations.h"
 #include "discovery/MainQueue.h"
-#include "discovery/RunState.h"
 #include "logging/Logging.h"
 #include "platform/posix/FileSystem.h"
 #include "platform/posix/Text.h"
@@ -54,21 +53,33 @@ std::error_code obstacleOf(const fs::path &file) {
     return error;
 }
 
-// An entry without a size counts nothing.
-qint64 sizeBytesOf(const fs::path &file) {
-    std::error_code error;
-    const auto attributes = platform::fileAttributes(file, error);
-    return attributes ? static_cast<qint64>(attributes->sizeBytes) : 0;
-}
-
-// The sum of the folder's entries; nothing when it cannot be listed.
-qint64 contentBytesOf(const fs::path &folder) {
-    qint64 sum = 0;
-    std::error_code error;
+// None on an error.
+std::vector<fs::path> entriesOf(const fs::path &folder, std::error_code &error) {
+    std::vector<fs::path> entries;
     fs::directory_iterator entry(folder, error);
     for (const fs::directory_iterator end; !error && entry != end; entry.increment(error))
-        sum += sizeBytesOf(entry->path());
-    return error ? 0 : sum;
+        entries.push_back(entry->path());
+    if (error)
+        entries.clear();
+    return entries;
+}
+
+// A file without a size counts nothing.
+qint64 bytesOf(const std::vector<fs::path> &files) {
+    qint64 sum = 0;
+    std::error_code error;
+    for (const fs::path &file : files) {
+        if (const auto attributes = platform::fileAttributes(file, error))
+            sum += static_cast<qint64>(attributes->sizeBytes);
+    }
+    return sum;
+}
+
+// Without a workspace there is no folder for attached files.
+bool hasFolder() {
+    if (!userFilesURL)
+        Logger::logError(missingFolder);
+    return userFilesURL.has_value();
 }
 
 void logCopyError(const std::error_code &error) {
@@ -109,7 +120,7 @@ void ContentView::filesPicked(const PickedFiles &picked) {
     }
     // What is picked after the archive was started would never be sent.
     const auto &files = std::get<std::vector<fs::path>>(picked);
-    if (!files.empty() && !isFormFrozen())
+    if (!files.empty() && !isFormFrozen)
         attach(files);
 }
 
@@ -131,10 +142,9 @@ bool ContentView::areFilesWithinSizeLimit(const std::vector<fs::path> &fileURLs,
         Logger::logError(missingFolder);
         return false;
     }
-    const qint64 existing = contentBytesOf(*destinationDirectory);
-    qint64 selected = 0;
-    for (const fs::path &file : fileURLs)
-        selected += sizeBytesOf(file);
+    std::error_code error;
+    const qint64 existing = bytesOf(entriesOf(*destinationDirectory, error));
+    const qint64 selected = bytesOf(fileURLs);
     Logger::logInfo(QStringLiteral("Currently user selected files size: %1, existing user files size: %2, "
                                    "limit in bytes: %3")
                         .arg(selected)
@@ -145,10 +155,8 @@ bool ContentView::areFilesWithinSizeLimit(const std::vector<fs::path> &fileURLs,
 
 void ContentView::processNextFile() {
     m_isCopyScheduled = false;
-    if (!userFilesURL) {
-        Logger::logError(missingFolder);
+    if (!hasFolder())
         return;
-    }
     if (fileProcessingQueue.value().empty()) {
         updateFileCount();
         return;
@@ -231,15 +239,10 @@ void ContentView::finishCopying() {
 }
 
 void ContentView::updateFileCount() {
-    if (!userFilesURL) {
-        Logger::logError(missingFolder);
+    if (!hasFolder())
         return;
-    }
-    qint64 count = 0;
     std::error_code error;
-    fs::directory_iterator entry(*userFilesURL, error);
-    for (const fs::directory_iterator end; !error && entry != end; entry.increment(error))
-        ++count;
+    const auto count = static_cast<qint64>(entriesOf(*userFilesURL, error).size());
     if (error == std::errc::no_such_file_or_directory) {
         filesCountInDestination = 0;
     } else if (error) {
@@ -252,10 +255,8 @@ void ContentView::updateFileCount() {
 }
 
 void ContentView::removeAllUserFiles() {
-    if (!userFilesURL) {
-        Logger::logError(missingFolder);
+    if (!hasFolder())
         return;
-    }
     std::error_code error;
     if (!fs::exists(fs::symlink_status(*userFilesURL, error)))
         error = std::make_error_code(std::errc::no_such_file_or_directory);

@@ -387,7 +387,7 @@ TEST_F(FilePanelTest, AttachesWhatIsPickedButForOtherKindsOfFiles) {
     // Once the archive was started, nothing is attached any more.
     UtilityFunctions::ShareButtonPressed = true;
     ContentView frozen;
-    EXPECT_TRUE(frozen.isFormFrozen());
+    EXPECT_TRUE(frozen.isFormFrozen);
     frozen.filesPicked(std::vector<fs::path>{make("late.pdf")});
     EXPECT_FALSE(fs::exists(attached("late.pdf")));
 }

@@ -4,7 +4,6 @@
 #include "collection/ProcessExecution.h"
 #include "discovery/MainQueue.h"
 #include "discovery/ProductDiscovery.h"
-#include "discovery/RunState.h"
 #include "logging/Logging.h"
 #include "packaging/UploadAPI.h"
 #include "platform/Bundle.h"
@@ -18,11 +17,10 @@ using namespace UtilityFunctions;
 ContentView::ContentView(QObject *parent)
     : ContentViewState(parent)
     , m_status(std::make_shared<StatusText>([this](const QString &text) { logLabel = text; }))
-    , m_statusNotifier(logLabel.addNotifier([this] { m_status->note(logLabel); }))
-    , m_isFormFrozen(UtilityFunctions::ShareButtonPressed) {
+    , m_statusNotifier(logLabel.addNotifier([this] { m_status->note(logLabel); })) {
     m_status->note(logLabel);
-    m_isEmailValid.setBinding([this] { return isValidEmail(emailText); });
-    m_attachedFilesLabel.setBinding([this] {
+    isEmailValid.setBinding([this] { return isValidEmail(emailText); });
+    attachedFilesLabel.setBinding([this] {
         const qint64 count = filesCountInDestination;
         return count > 0 ? QStringLiteral("%1 file(s) attached").arg(count) : QString();
     });
@@ -156,6 +154,7 @@ void ContentView::close() {
 }
 
 void ContentView::disappear() {
+    Q_EMIT disappearing();
     Logger::logInfo(
         QStringLiteral("--------------onDisappear triggered, application closed-------------- \n\n"));
     isOutputDirectoryCreated = false;

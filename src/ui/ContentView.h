@@ -5,6 +5,7 @@
 // those of the keyboard focus and the pointer.
 #pragma once
 
+#include "discovery/RunState.h"
 #include "packaging/UploadError.h"
 #include "ui/ContentViewState.h"
 #include "ui/StatusText.h"
@@ -16,9 +17,6 @@ class ContentView : public ContentViewState {
     QML_ELEMENT
     Q_PROPERTY(QString logId READ logId CONSTANT)
     Q_PROPERTY(QString supportEmail READ supportEmail CONSTANT)
-    Q_PROPERTY(bool isFormFrozen READ isFormFrozen BINDABLE isFormFrozenBinding)
-    Q_PROPERTY(QString attachedFilesLabel READ attachedFilesLabel BINDABLE attachedFilesLabelBinding)
-    Q_PROPERTY(bool isEmailValid READ isEmailValid BINDABLE isEmailValidBinding)
 
 public:
     explicit ContentView(QObject *parent = nullptr);
@@ -28,15 +26,11 @@ public:
     QString supportEmail() const;
 
     /// Whether the archive was started, which fixes the form for the life of the process.
-    bool isFormFrozen() const { return m_isFormFrozen; }
-    QBindable<bool> isFormFrozenBinding() { return {&m_isFormFrozen}; }
-
+    LUMAMON_FIELD(bool, isFormFrozen, UtilityFunctions::ShareButtonPressed)
+    // These two follow other fields.
     /// How many files are attached; empty when there are none.
-    QString attachedFilesLabel() const { return m_attachedFilesLabel; }
-    QBindable<QString> attachedFilesLabelBinding() { return {&m_attachedFilesLabel}; }
-
-    bool isEmailValid() const { return m_isEmailValid; }
-    QBindable<bool> isEmailValidBinding() { return {&m_isEmailValid}; }
+    LUMAMON_FIELD(QString, attachedFilesLabel, QString())
+    LUMAMON_FIELD(bool, isEmailValid, true)
 
     /// A press of the primary button; what it does follows in a later turn of the main thread.
     Q_INVOKABLE void primaryButtonPressed();
@@ -101,6 +95,9 @@ public:
     void updateFileCount();
 
 Q_SIGNALS:
+    /// First of all when the window goes.
+    void disappearing();
+
     /// The program is to end.
     void closeRequested();
 
@@ -108,6 +105,7 @@ private:
     void captureCompleted();
     bool buildArchive();
     void uploadArchive();
+    void changeText(QProperty<QString> &box, const QString &text, void (ContentView::*applyRules)());
     void applyFeedbackRules();
     void applyEmailRules();
     void copyAttachment(const std::filesystem::path &file);
@@ -122,7 +120,4 @@ private:
     int m_uploadNumber = 0;
     // Files are still to be copied in a later turn.
     bool m_isCopyScheduled = false;
-    QProperty<bool> m_isFormFrozen;
-    QProperty<bool> m_isEmailValid;
-    QProperty<QString> m_attachedFilesLabel;
 };

@@ -86,7 +86,7 @@ AttachFileButtonWidth = 96;
 isLumaloggingEnabled = true;
 isRunning = false;
 )");
-    EXPECT_FALSE(view.isFormFrozen());
+    EXPECT_FALSE(view.isFormFrozen);
     EXPECT_EQ(view.supportEmail(), QStringLiteral("lumadoc-support@brennic.example"));
     EXPECT_EQ(view.logId().size(), 36);
 }

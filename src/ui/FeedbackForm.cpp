@@ -31,10 +31,7 @@ bool endsInTabOrReturn(const QString &text) {
     return text.endsWith(u'\r') || text.endsWith(u'\t');
 }
 
-// None for a text that UTF-8 cannot hold.
-std::optional<QByteArray> queryEncoded(const QString &text) {
-    if (!text.isValidUtf16())
-        return std::nullopt;
+QByteArray queryEncoded(const QString &text) {
     return text.toUtf8().toPercentEncoding("!$&'()*+,-./:;=?@_~");
 }
 
@@ -51,17 +48,23 @@ QRegularExpression emailRule() {
 
 } // namespace
 
+void ContentView::changeText(QProperty<QString> &box, const QString &text,
+                             void (ContentView::*applyRules)()) {
+    QString before = box;
+    box = text;
+    while (box.value() != before) {
+        before = box;
+        (this->*applyRules)();
+    }
+}
+
 void ContentView::changeFeedback(const QString &text) {
-    if (feedbackText.value() == text)
-        return;
-    feedbackText = text;
-    applyFeedbackRules();
+    changeText(feedbackText, text, &ContentView::applyFeedbackRules);
 }
 
 void ContentView::applyFeedbackRules() {
-    const QString before = feedbackText;
     // A description does not begin with blank input.
-    if (before == u" " || before == u"\n")
+    if (feedbackText.value() == u" " || feedbackText.value() == u"\n")
         feedbackText = QString();
     if (UtilityFunctions::ShareButtonPressed)
         return;
@@ -72,20 +75,14 @@ void ContentView::applyFeedbackRules() {
     feedbackText = firstCharacters(feedbackText, maxFeedbackCharacterCount);
     isInitialFocus = false;
     primaryButtonDisabled = feedbackText.value().isEmpty();
-    if (feedbackText.value() != before)
-        applyFeedbackRules();
 }
 
 void ContentView::changeEmail(const QString &text) {
-    if (emailText.value() == text)
-        return;
-    emailText = text;
-    applyEmailRules();
+    changeText(emailText, text, &ContentView::applyEmailRules);
 }
 
 void ContentView::applyEmailRules() {
-    const QString before = emailText;
-    QString text = before;
+    QString text = emailText;
     if (text.endsWith(u'\n')) {
         text.chop(1);
     } else if (endsInTabOrReturn(text)) {
@@ -94,8 +91,6 @@ void ContentView::applyEmailRules() {
     }
     text.remove(u' ');
     emailText = firstCharacters(text, maxEmailCharacterCount);
-    if (emailText.value() != before)
-        applyEmailRules();
 }
 
 // The rules would remove the key from the end of the text and move the focus. The text does not change here,
@@ -127,15 +122,13 @@ void UtilityFunctions::CreateUserDetailContent(const QString &email, const QStri
 
 std::optional<QByteArray> mailLink(const QString &email, const QString &logId, const QString &description,
                                    const QString &senderAddress) {
-    const auto subject =
-        queryEncoded(QStringLiteral("Lumadoc troubleshooting using Brennic Lumadoc Diagnostics."));
-    const auto body = queryEncoded(QStringLiteral("Hi Team,\n\nLocal Log ID: ") + logId +
-                                   QStringLiteral("\nDescription: ") + description +
-                                   QStringLiteral("\nEmail address: ") + senderAddress + u'\n');
-    if (!subject || !body)
-        return std::nullopt;
-    const QByteArray link = "mailto:" + email.toUtf8() + "?subject=" + *subject + "&body=" + *body;
-    if (!QUrl::fromEncoded(link, QUrl::StrictMode).isValid())
+    const QString subject = QStringLiteral("Lumadoc troubleshooting using Brennic Lumadoc Diagnostics.");
+    const QString body = QStringLiteral("Hi Team,\n\nLocal Log ID: ") + logId +
+                         QStringLiteral("\nDescription: ") + description +
+                         QStringLiteral("\nEmail address: ") + senderAddress + u'\n';
+    const QByteArray link =
+        "mailto:" + email.toUtf8() + "?subject=" + queryEncoded(subject) + "&body=" + queryEncoded(body);
+    if (!body.isValidUtf16() || !QUrl::fromEncoded(link, QUrl::StrictMode).isValid())
         return std::nullopt;
     return link;
 }

@@ -2,7 +2,6 @@
 #include "ui/ContentView.h"
 
 #include "discovery/MainQueue.h"
-#include "discovery/RunState.h"
 #include "packaging/FilesPathDirectory.h"
 #include "packaging/UploadAPI.h"
 #include "ui/FeedbackForm.h"
@@ -71,7 +70,7 @@ void ContentView::ShareButtonPressed() {
 // False when there is no archive, or when the program ends meanwhile.
 bool ContentView::buildArchive() {
     UtilityFunctions::ShareButtonPressed = true;
-    m_isFormFrozen = true;
+    isFormFrozen = true;
     logLabel = Texts::compressingLogs;
     isRunning = true;
     CreateUserDetailContent(emailText, feedbackText);

@@ -211,7 +211,7 @@ TEST_F(SharingTest, WithoutZipTheButtonIsOnAgainAndNothingIsSent) {
     test_support::writeFile(home.path() / "no program", "");
     const auto hidden = Mount::over(home.path() / "no program", "/usr/bin/zip");
     share();
-    ASSERT_TRUE(runMainQueueUntil([&] { return view.isFormFrozen() && !view.isRunning; }));
+    ASSERT_TRUE(runMainQueueUntil([&] { return view.isFormFrozen && !view.isRunning; }));
     expectFields("primaryButtonDisabled = true", "isFeedbackEmailLayoutDisabled = true",
                  "isFormFrozen = true", "logLabel = Compressing logs.", "isRunning = true",
                  "primaryButtonDisabled = false", "isRunning = false");

@@ -8,7 +8,6 @@
 #include "ui/WindowFrontEnd.h"
 
 #include <QApplication>
-#include <QEvent>
 #include <QFontDatabase>
 #include <QIcon>
 
@@ -29,23 +28,6 @@ ContentView::ColorScheme schemeOf(platform::ColorScheme scheme) {
     return scheme == platform::ColorScheme::dark ? ContentView::ColorScheme::dark
                                                  : ContentView::ColorScheme::light;
 }
-
-// An event filter gets the closing before the views do.
-class CloseWatch : public QObject {
-public:
-    CloseWatch(std::function<void()> closing, QObject *parent)
-        : QObject(parent)
-        , m_closing(std::move(closing)) {}
-
-    bool eventFilter(QObject *, QEvent *event) override {
-        if (event->type() == QEvent::Close)
-            m_closing();
-        return false;
-    }
-
-private:
-    std::function<void()> m_closing;
-};
 
 // Set with the first frame on the screen: drawing it takes as long as drawing the window.
 void setIconLater(QQuickWindow &window) {
@@ -105,12 +87,11 @@ WindowScene::~WindowScene() {
 
 void WindowScene::open(std::function<void()> closing) {
     m_closing = std::move(closing);
-    m_isWanted = true;
     openWhenLoaded();
 }
 
 void WindowScene::openWhenLoaded() {
-    if (!m_isWanted || m_component.isLoading() || m_window)
+    if (!m_closing || m_component.isLoading() || m_window)
         return;
     m_window.reset(qobject_cast<QQuickWindow *>(m_component.createWithInitialProperties(
         {{QStringLiteral("view"), QVariant::fromValue(&m_view)},
@@ -122,7 +103,7 @@ void WindowScene::openWhenLoaded() {
         return;
     }
     QObject::connect(&m_view, &ContentView::closeRequested, m_window.get(), &QWindow::close);
-    m_window->installEventFilter(new CloseWatch(m_closing, m_window.get()));
+    QObject::connect(&m_view, &ContentView::disappearing, &m_view, m_closing);
     setIconLater(*m_window);
     m_window->raise();
     m_window->requestActivate();

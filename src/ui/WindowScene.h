@@ -46,7 +46,7 @@ private:
     ContentView m_view;
     Alerts m_alerts;
     platform::Appearance m_appearance;
-    bool m_isWanted = false;
+    // Set once the window is wanted.
     std::function<void()> m_closing;
     QQmlEngine m_engine;
     QQmlComponent m_component;

@@ -14,20 +14,23 @@ ColumnLayout {
         text: "Logs generated successfully."
         isBold: true
         font.pixelSize: 18
-        Layout.alignment: Qt.AlignHCenter
+        horizontalAlignment: Text.AlignHCenter
+        Layout.fillWidth: true
     }
 
     BodyText {
         text: "Use the below Log ID for your reference:"
         colorName: "SecondaryTextColor"
-        Layout.alignment: Qt.AlignHCenter
+        horizontalAlignment: Text.AlignHCenter
+        Layout.fillWidth: true
     }
 
     BodyText {
         text: block.view.logId
         isBold: true
         font.pixelSize: 20
-        Layout.alignment: Qt.AlignHCenter
+        horizontalAlignment: Text.AlignHCenter
+        Layout.fillWidth: true
     }
 
     RowLayout {

@@ -37,7 +37,8 @@ ColumnLayout {
             }
         }
         visible: text !== ""
-        Layout.alignment: Qt.AlignHCenter
+        horizontalAlignment: Text.AlignHCenter
+        Layout.fillWidth: true
     }
 
     Flow {
