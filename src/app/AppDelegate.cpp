@@ -90,13 +90,10 @@ void reportSilentUpload(const UploadResult &result) {
 } // namespace
 
 void AppDelegate::applicationDidFinishLaunching() {
-    if (isAnotherCopyRunning())
+    if (isAnotherCopyRunning()) {
         logAndTerminateAsSecondCopy();
-    else
-        launch();
-}
-
-void AppDelegate::launch() {
+        return;
+    }
     Logger::setupLogFile();
     Logger::log(QStringLiteral("----------------------------Application Started----------------------------"),
                 platform::OSLogType::debug);

@@ -22,7 +22,6 @@ public:
     static void KillApp(const QString &log);
 
 private:
-    void launch();
     void runWithoutUI();
 
     WindowFrontEnd *m_window;

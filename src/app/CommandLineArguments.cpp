@@ -2,7 +2,6 @@
 
 #include "logging/Logging.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace CommandLineArguments {
@@ -13,16 +12,12 @@ QString normalised(const QString &argument) {
     return argument.toLower().trimmed();
 }
 
-bool isSilentSwitch(const QString &text) {
-    return text == QStringLiteral("/silent");
-}
-
 void parseOne(const QString &argument) {
-    const QString text = normalised(argument);
-    if (isSilentSwitch(text)) {
+    if (asksForSilence(argument)) {
         UtilityFunctions::IsSilentMode = true;
         return;
     }
+    const QString text = normalised(argument);
     const std::pair<QString, std::optional<QString> &> options[] = {
         {QStringLiteral("/component="), componentName},
         {QStringLiteral("/track="), track},
@@ -42,9 +37,8 @@ void logValue(const QString &label, const std::optional<QString> &value) {
 
 } // namespace
 
-bool asksForSilence(const QStringList &arguments) {
-    return std::ranges::any_of(arguments,
-                               [](const QString &argument) { return isSilentSwitch(normalised(argument)); });
+bool asksForSilence(const QString &argument) {
+    return normalised(argument) == QStringLiteral("/silent");
 }
 
 void parse(const QStringList &arguments) {

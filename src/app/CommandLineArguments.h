@@ -10,9 +10,9 @@
 
 namespace CommandLineArguments {
 
-/// Whether the argument list asks for silent mode: `parse` will say the same, but what kind of application
-/// the process becomes is decided before there is a log. Any time.
-bool asksForSilence(const QStringList &arguments);
+/// Whether the argument asks for silent mode. What kind of application the process becomes is decided before
+/// there is a log. Any time.
+bool asksForSilence(const QString &argument);
 
 /// Reads the whole argument list, the executable path included, into the values of RunState.h. Case and
 /// surrounding white space do not count, stored values are lower case, the last of several wins, an empty

@@ -15,19 +15,13 @@
 
 #include <QCoreApplication>
 #include <QPluginLoader>
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
 namespace {
 
 using namespace std::chrono_literals;
-
-bool isSilent(int argumentCount, char **arguments) {
-    QStringList texts;
-    for (int i = 0; i < argumentCount; ++i)
-        texts.append(QString::fromLocal8Bit(arguments[i]));
-    return CommandLineArguments::asksForSilence(texts);
-}
 
 // The bundle's module that holds the window. Its front end stays for the life of the process.
 WindowFrontEnd *loadWindow() {
@@ -44,7 +38,10 @@ WindowFrontEnd *loadWindow() {
 
 int LumamonApp::run(int argumentCount, char **arguments) {
     platform::prepareProcess();
-    WindowFrontEnd *const window = isSilent(argumentCount, arguments) ? nullptr : loadWindow();
+    const bool isSilent = std::any_of(arguments, arguments + argumentCount, [](const char *argument) {
+        return CommandLineArguments::asksForSilence(QString::fromLocal8Bit(argument));
+    });
+    WindowFrontEnd *const window = isSilent ? nullptr : loadWindow();
     std::unique_ptr<QCoreApplication> application;
     if (window) {
         application = window->makeApplication(argumentCount, arguments);

@@ -12,21 +12,18 @@
 
 namespace {
 
-// The log may be on the very disk that has stopped answering, so its last line does not hold up the end.
-[[noreturn]] void endProcess() {
-    LumamonApp::limitTheEnd(EXIT_FAILURE);
-    Logger::logInfo(QStringLiteral("Task timed out."));
-    platform::SystemLog::flush(std::chrono::seconds(1));
-    platform::endProcess(EXIT_FAILURE);
-}
-
 void watch(const std::stop_token &stop, std::chrono::duration<double> timeout) {
     std::mutex mutex;
     std::condition_variable_any changed;
     std::unique_lock lock(mutex);
     changed.wait_for(lock, stop, timeout, [] { return false; });
-    if (!stop.stop_requested())
-        endProcess();
+    if (stop.stop_requested())
+        return;
+    // The log may be on the very disk that has stopped answering, so its last line does not hold up the end.
+    LumamonApp::limitTheEnd(EXIT_FAILURE);
+    Logger::logInfo(QStringLiteral("Task timed out."));
+    platform::SystemLog::flush(std::chrono::seconds(1));
+    platform::endProcess(EXIT_FAILURE);
 }
 
 } // namespace

@@ -24,10 +24,8 @@ constexpr qint64 limitBytes = 10'485'760;
 const QString missingFolder = QStringLiteral("userFilesURL is nil");
 
 // In the order in which the panel offers them.
-const QStringList attachableExtensions{QStringLiteral("pdf"), QStringLiteral("jpg"),  QStringLiteral("jpeg"),
-                                       QStringLiteral("png"), QStringLiteral("doc"),  QStringLiteral("docx"),
-                                       QStringLiteral("xls"), QStringLiteral("xlsx"), QStringLiteral("ppt"),
-                                       QStringLiteral("pptx")};
+const QStringList attachableExtensions =
+    QStringLiteral("pdf jpg jpeg png doc docx xls xlsx ppt pptx").split(u' ');
 
 // The panel offers only files of these kinds, but lets the user type any name.
 std::vector<fs::path> attachable(const QStringList &names) {
@@ -223,14 +221,10 @@ void ContentView::dropFirstInQueue() {
 
 void ContentView::continueCopying(std::chrono::milliseconds delay) {
     m_isCopyScheduled = true;
-    const auto next = [view = QPointer(this)] {
+    onMainQueueAfter(delay, [view = QPointer(this)] {
         if (view && view->m_isCopyScheduled)
             view->processNextFile();
-    };
-    if (delay.count() > 0)
-        onMainQueueAfter(delay, next);
-    else
-        onMainQueue(next);
+    });
 }
 
 void ContentView::finishCopying() {
@@ -258,10 +252,8 @@ void ContentView::removeAllUserFiles() {
     if (!hasFolder())
         return;
     std::error_code error;
-    if (!fs::exists(fs::symlink_status(*userFilesURL, error)))
+    if (fs::remove_all(*userFilesURL, error) == 0)
         error = std::make_error_code(std::errc::no_such_file_or_directory);
-    else
-        fs::remove_all(*userFilesURL, error);
     if (error)
         Logger::logError(QStringLiteral("Error listing files in destination directory: ") +
                          platform::description(error));

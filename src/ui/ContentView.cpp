@@ -142,7 +142,7 @@ void ContentView::viewLogs() {
 
 void ContentView::copyLogId() {
     platform::setPasteboardText(UniqueId);
-    CopyText = Texts::idCopied;
+    CopyText = QStringLiteral("ID Copied!");
     onMainQueueAfter(std::chrono::seconds(5), [view = QPointer(this)] {
         if (view)
             view->CopyText = Texts::copyId;

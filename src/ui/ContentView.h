@@ -44,19 +44,15 @@ public:
 
     /// What the upload came to.
     void startUpload(const UploadResult &result);
-
     /// Opens the user's mail program with a prepared message to `email`.
     Q_INVOKABLE void mailToTrigger(const QString &email);
 
     /// Shows the run folder in the file browser.
     Q_INVOKABLE void viewLogs();
-
     /// Puts the Log ID on the pasteboard, and says so for five seconds.
     Q_INVOKABLE void copyLogId();
-
     /// Ends the program.
     Q_INVOKABLE void close();
-
     /// The window is gone: a later start in this process makes a new workspace.
     Q_INVOKABLE void disappear();
 
@@ -67,7 +63,6 @@ public:
     // The form: each takes a box's whole text as it is after an edit, and applies the box's rules to it.
     Q_INVOKABLE void changeFeedback(const QString &text);
     Q_INVOKABLE void changeEmail(const QString &text);
-
     /// Tab or Return in a box, wherever its cursor is: as if it were typed at the end of the text.
     Q_INVOKABLE void leaveFeedback();
     Q_INVOKABLE void leaveEmail();
@@ -97,7 +92,6 @@ public:
 Q_SIGNALS:
     /// First of all when the window goes.
     void disappearing();
-
     /// The program is to end.
     void closeRequested();
 
@@ -105,6 +99,7 @@ private:
     void captureCompleted();
     bool buildArchive();
     void uploadArchive();
+    void showFailure();
     void changeText(QProperty<QString> &box, const QString &text, void (ContentView::*applyRules)());
     void applyFeedbackRules();
     void applyEmailRules();

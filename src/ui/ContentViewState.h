@@ -18,8 +18,6 @@
 /// The texts that more than one place needs.
 namespace Texts {
 
-inline const QString productName = QStringLiteral("Lumadoc Diagnostics");
-
 // The primary button's captions, which are also the states of the window.
 inline const QString startDiagnostics = QStringLiteral("Start diagnostics");
 inline const QString stopDiagnostics = QStringLiteral("Stop diagnostics");
@@ -27,10 +25,7 @@ inline const QString shareLogs = QStringLiteral("Share logs");
 inline const QString stopUpload = QStringLiteral("Stop upload");
 inline const QString close = QStringLiteral("Close");
 
-inline const QString compressingLogs = QStringLiteral("Compressing logs.");
-
 inline const QString copyId = QStringLiteral("Copy ID");
-inline const QString idCopied = QStringLiteral("ID Copied!");
 
 // What is collected. Spaces separate the columns; the view decides where the second one begins.
 inline const QString basicLogs = QStringLiteral("BASIC LOGS\n"
@@ -91,9 +86,9 @@ public:
 
     // Texts.
     LUMAMON_FIELD(QString, logLabel, QStringLiteral(" "))
-    LUMAMON_FIELD(QString, captureInfoLabel,
-                  Texts::productName +
-                      QStringLiteral(" needs to collect the following information to address the issue"))
+    LUMAMON_FIELD(
+        QString, captureInfoLabel,
+        QStringLiteral("Lumadoc Diagnostics needs to collect the following information to address the issue"))
     LUMAMON_FIELD(QString, startButtonLabel, Texts::startDiagnostics)
     LUMAMON_FIELD(QString, feedbackLabel, QStringLiteral("Please tell us what led to the error (required)"))
     LUMAMON_FIELD(

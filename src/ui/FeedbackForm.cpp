@@ -35,17 +35,6 @@ QByteArray queryEncoded(const QString &text) {
     return text.toUtf8().toPercentEncoding("!$&'()*+,-./:;=?@_~");
 }
 
-// The same language as the expression in the header, without its ambiguity: each text matches in one way at
-// most, and no quantifier gives anything back. What ICU counts as \w is spelled out: letters, marks, digits,
-// connectors, joiners, and the circled, squared and negative Latin letters.
-QRegularExpression emailRule() {
-    return QRegularExpression(QRegularExpression::anchoredPattern(
-        QStringLiteral(R"([0-9a-zA-Z]++(?:[-+_.][0-9a-zA-Z]++)*+@)"
-                       R"((?:[0-9a-zA-Z][-\p{L}\p{M}\p{Nd}\p{Nl}\p{Pc}\x{200C}\x{200D})"
-                       R"(\x{24B6}-\x{24E9}\x{1F130}-\x{1F149}\x{1F150}-\x{1F169}\x{1F170}-\x{1F189}]*+\.)++)"
-                       R"([0-9a-zA-Z]{2,17})")));
-}
-
 } // namespace
 
 void ContentView::changeText(QProperty<QString> &box, const QString &text,
@@ -107,7 +96,14 @@ void ContentView::leaveEmail() {
 }
 
 bool UtilityFunctions::isValidEmail(const QString &email) {
-    static const QRegularExpression rule = emailRule();
+    // The same language as the expression in the header, without its ambiguity: each text matches in one way
+    // at most, and no quantifier gives anything back. What ICU counts as \w is spelled out: letters, marks,
+    // digits, connectors, joiners, and the circled, squared and negative Latin letters.
+    static const QRegularExpression rule(QRegularExpression::anchoredPattern(
+        QStringLiteral(R"([0-9a-zA-Z]++(?:[-+_.][0-9a-zA-Z]++)*+@)"
+                       R"((?:[0-9a-zA-Z][-\p{L}\p{M}\p{Nd}\p{Nl}\p{Pc}\x{200C}\x{200D})"
+                       R"(\x{24B6}-\x{24E9}\x{1F130}-\x{1F149}\x{1F150}-\x{1F169}\x{1F170}-\x{1F189}]*+\.)++)"
+                       R"([0-9a-zA-Z]{2,17})")));
     return email.isEmpty() || rule.match(email).hasMatch();
 }
 

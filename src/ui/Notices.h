@@ -31,9 +31,7 @@ private:
     void showFirst();
 
     struct Alert {
-        QString title;
-        QString message;
-        QString buttonTitle;
+        QString title, message, buttonTitle;
     };
     std::deque<Alert> m_waiting;
 };

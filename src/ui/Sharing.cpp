@@ -61,9 +61,14 @@ void ContentView::ShareButtonPressed() {
         uploadArchive();
         return;
     }
+    showFailure();
+}
+
+void ContentView::showFailure() {
     isUploadFailedLayoutVisible = true;
     isLoggingCompleteVisible = false;
     primaryButtonDisabled = false;
+    startButtonLabel = Texts::shareLogs;
     isRunning = false;
 }
 
@@ -71,7 +76,7 @@ void ContentView::ShareButtonPressed() {
 bool ContentView::buildArchive() {
     UtilityFunctions::ShareButtonPressed = true;
     isFormFrozen = true;
-    logLabel = Texts::compressingLogs;
+    logLabel = QStringLiteral("Compressing logs.");
     isRunning = true;
     CreateUserDetailContent(emailText, feedbackText);
     const auto isCompressed = workBesideWindow([] {
@@ -115,11 +120,7 @@ void ContentView::startUpload(const UploadResult &result) {
             isSecondaryError = SecondaryError::canceled;
         else if (error->code == TransportErrorCode::notConnectedToInternet)
             isSecondaryError = SecondaryError::network;
-        isUploadFailedLayoutVisible = true;
-        isLoggingCompleteVisible = false;
-        primaryButtonDisabled = false;
-        startButtonLabel = Texts::shareLogs;
-        isRunning = false;
+        showFailure();
         return;
     }
     logLabel = QStringLiteral("Uploading 100%");

@@ -20,14 +20,13 @@ void StatusText::close() {
 
 TextBinding StatusText::binding() {
     return {
-        .get = [self = shared_from_this()] { return self->text(); },
+        .get =
+            [self = shared_from_this()] {
+                const std::lock_guard lock(self->m_mutex);
+                return self->m_text;
+            },
         .set = [self = shared_from_this()](const QString &text) { self->setText(text); },
     };
-}
-
-QString StatusText::text() const {
-    const std::lock_guard lock(m_mutex);
-    return m_text;
 }
 
 void StatusText::setText(const QString &text) {

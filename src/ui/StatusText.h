@@ -27,11 +27,10 @@ public:
     TextBinding binding();
 
 private:
-    QString text() const;
     void setText(const QString &text);
     void show(const QString &text, std::uint64_t number);
 
-    mutable std::mutex m_mutex;
+    std::mutex m_mutex;
     QString m_text;
     // Of the latest text of a thread.
     std::uint64_t m_number = 0;

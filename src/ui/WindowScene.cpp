@@ -24,20 +24,6 @@ void reportMissingDisplay(QtMsgType type, const QMessageLogContext &, const QStr
         platform::fatal("the window cannot be opened: there is no display");
 }
 
-ContentView::ColorScheme schemeOf(platform::ColorScheme scheme) {
-    return scheme == platform::ColorScheme::dark ? ContentView::ColorScheme::dark
-                                                 : ContentView::ColorScheme::light;
-}
-
-// Set with the first frame on the screen: drawing it takes as long as drawing the window.
-void setIconLater(QQuickWindow &window) {
-    const auto setIcon = [&window] {
-        window.setIcon(QIcon(QStringLiteral(":/Lumamon/assets/light/lumadocdiagnosticlogo.svg")));
-    };
-    QObject::connect(&window, &QQuickWindow::frameSwapped, &window, setIcon,
-                     Qt::ConnectionType(Qt::QueuedConnection | Qt::SingleShotConnection));
-}
-
 } // namespace
 
 std::unique_ptr<QCoreApplication> makeWindowApplication(int &argumentCount, char **arguments) {
@@ -67,7 +53,10 @@ void registerTypeface() {
 }
 
 WindowScene::WindowScene()
-    : m_appearance([this](platform::ColorScheme scheme) { m_view.colorScheme = schemeOf(scheme); })
+    : m_appearance([this](platform::ColorScheme scheme) {
+        m_view.colorScheme = scheme == platform::ColorScheme::dark ? ContentView::ColorScheme::dark
+                                                                   : ContentView::ColorScheme::light;
+    })
     , m_component(&m_engine) {
     m_engine.addImportPath(QStringLiteral("qrc:/"));
     m_component.loadUrl(QUrl(QStringLiteral("qrc:/Lumamon/qml/Main.qml")), QQmlComponent::Asynchronous);
@@ -104,7 +93,12 @@ void WindowScene::openWhenLoaded() {
     }
     QObject::connect(&m_view, &ContentView::closeRequested, m_window.get(), &QWindow::close);
     QObject::connect(&m_view, &ContentView::disappearing, &m_view, m_closing);
-    setIconLater(*m_window);
+    // After the first frame: drawing the icon takes as long as drawing the window.
+    const auto setIcon = [this] {
+        m_window->setIcon(QIcon(QStringLiteral(":/Lumamon/assets/light/lumadocdiagnosticlogo.svg")));
+    };
+    QObject::connect(m_window.get(), &QQuickWindow::frameSwapped, m_window.get(), setIcon,
+                     Qt::ConnectionType(Qt::QueuedConnection | Qt::SingleShotConnection));
     m_window->raise();
     m_window->requestActivate();
 }

@@ -41,6 +41,8 @@ Dialog {
     closePolicy: Popup.NoAutoClose
     visible: view.showAlert || alerts.isUp
     title: texts[0]
+    header: null
+    footer: null
     onOpened: dismiss.forceActiveFocus(Qt.PopupFocusReason)
 
     background: Rectangle {
@@ -53,9 +55,6 @@ Dialog {
     T.Overlay.modal: Rectangle {
         color: Qt.rgba(0, 0, 0, 0.45)
     }
-
-    header: null
-    footer: null
 
     ColumnLayout {
         anchors.fill: parent

@@ -11,10 +11,6 @@ ColumnLayout {
     readonly property bool isMissing: !view.isInitialFocus && view.feedbackText === ""
     readonly property int focusedField: view.feedbackFormFocus
 
-    function takeFocus() {
-        input.forceActiveFocus(Qt.TabFocusReason);
-    }
-
     function leave() {
         if (input.readOnly)
             input.nextItemInFocusChain().forceActiveFocus(Qt.TabFocusReason);
@@ -31,7 +27,7 @@ ColumnLayout {
     spacing: 6
     onFocusedFieldChanged: {
         if (focusedField === ContentView.Field.feedback)
-            takeFocus();
+            input.forceActiveFocus(Qt.TabFocusReason);
         else if (focusedField === ContentView.Field.noField)
             input.focus = false;
     }
@@ -58,8 +54,6 @@ ColumnLayout {
             text: box.view.feedbackText
             readOnly: box.view.isFeedbackEmailLayoutDisabled
             color: Assets.color(readOnly ? "SecondaryTextColor" : "PrimaryTextColor")
-            selectionColor: Assets.color("PrimaryColor")
-            selectedTextColor: "white"
             font.family: "BrennicClean-Regular"
             font.pixelSize: 14
             textFormat: TextEdit.PlainText

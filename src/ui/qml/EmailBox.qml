@@ -32,8 +32,6 @@ ColumnLayout {
         enabled: !box.view.isFormFrozen
         readOnly: box.view.isFeedbackEmailLayoutDisabled
         color: Assets.color(enabled ? "PrimaryTextColor" : "SecondaryTextColor")
-        selectionColor: Assets.color("PrimaryColor")
-        selectedTextColor: "white"
         font.family: "BrennicClean-Regular"
         font.pixelSize: 14
         inputMethodHints: Qt.ImhEmailCharactersOnly

@@ -9,13 +9,13 @@ ColumnLayout {
     required property ContentView view
     readonly property bool canAttach: !view.isFormFrozen && !view.isFeedbackEmailLayoutDisabled
 
+    palette.highlight: Assets.color("PrimaryColor")
+    palette.highlightedText: "white"
     spacing: 6
     // The description is what the user is asked for next.
-    Component.onCompleted: description.takeFocus()
+    Component.onCompleted: view.feedbackFormFocus = ContentView.Field.feedback
 
     DescriptionBox {
-        id: description
-
         view: form.view
         Layout.fillWidth: true
     }

@@ -26,16 +26,9 @@ ColumnLayout {
     }
 
     LiveText {
-        text: {
-            switch (block.view.isSecondaryError) {
-            case ContentView.SecondaryError.network:
-                return "Please ensure you have access to the internet.";
-            case ContentView.SecondaryError.canceled:
-                return "Upload cancelled.";
-            default:
-                return "";
-            }
-        }
+        text: block.view.isSecondaryError === ContentView.SecondaryError.network
+            ? "Please ensure you have access to the internet."
+            : block.view.isSecondaryError === ContentView.SecondaryError.canceled ? "Upload cancelled." : ""
         visible: text !== ""
         horizontalAlignment: Text.AlignHCenter
         Layout.fillWidth: true
