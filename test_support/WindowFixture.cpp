@@ -11,6 +11,7 @@
 #include <QRegularExpression>
 #include <algorithm>
 #include <random>
+#include <regex>
 
 namespace fs = std::filesystem;
 using namespace UtilityFunctions;
@@ -46,7 +47,7 @@ fs::path presentLog() {
 std::string printedField(const QObject &object, const char *name) {
     const QMetaObject &type = *object.metaObject();
     const QMetaProperty property = type.property(type.indexOfProperty(name));
-    return property.isValid() ? printed(property, property.read(&object)).toStdString() : "no such field";
+    return printed(property, property.read(&object)).toStdString();
 }
 
 Recorder::Recorder(QObject &object, fs::path home)
@@ -61,49 +62,41 @@ Recorder::Recorder(QObject &object, fs::path home)
             continue;
         m_notifiers.push_back(property.bindable(&object).addNotifier([this, property, &object] {
             addLogLines();
-            const QString value = printed(property, property.read(&object));
-            m_record.emplace_back(
-                false, shortened(QString::fromLatin1(property.name()) + QStringLiteral(" = ") + value)
-                           .toStdString());
+            m_record.push_back(shortened(QString::fromLatin1(property.name()) + QStringLiteral(" = ") +
+                                         printed(property, property.read(&object))));
         }));
     }
 }
 
-std::vector<std::string> Recorder::take() {
+Recorder::Lines Recorder::take() {
     addLogLines();
-    std::vector<std::string> lines;
-    for (const auto &entry : m_record)
-        lines.push_back(entry.second);
-    m_record.clear();
-    return lines;
+    return std::exchange(m_record, {});
 }
 
-std::vector<std::string> Recorder::takeLog() {
-    addLogLines();
-    std::erase_if(m_record, [](const auto &entry) { return !entry.first; });
-    return take();
-}
-
-std::vector<std::string> Recorder::takeFields() {
-    addLogLines();
-    std::erase_if(m_record, [](const auto &entry) { return entry.first; });
-    return take();
+std::pair<Recorder::Lines, Recorder::Lines> Recorder::takeApart() {
+    static const std::regex field("[A-Za-z]+ = [^]*");
+    Lines fields = take();
+    const auto log = std::ranges::stable_partition(
+        fields, [](const std::string &line) { return std::regex_match(line, field); });
+    Lines lines(log.begin(), log.end());
+    fields.erase(log.begin(), log.end());
+    return {fields, lines};
 }
 
 void Recorder::addLogLines() {
     const QStringList lines = test_support::logLines(presentLog());
     for (; m_linesRead < lines.size(); ++m_linesRead)
-        m_record.emplace_back(true, shortened(lines[m_linesRead]).toStdString());
+        m_record.push_back(shortened(lines[m_linesRead]));
 }
 
-QString Recorder::shortened(QString line) const {
+std::string Recorder::shortened(QString line) const {
     static const QRegularExpression stamp(QStringLiteral("/Output/[0-9]{14}"));
     static const QRegularExpression process(QStringLiteral("(ProcessId: |spindump )[0-9]+"));
     line.replace(platform::displayText(m_home), QStringLiteral("~"));
     line.replace(stamp, QStringLiteral("/Output/RUN"));
     line.replace(UtilityFunctions::UniqueId, QStringLiteral("LOGID"));
     line.replace(process, QStringLiteral("\\1PID"));
-    return line;
+    return line.toStdString();
 }
 
 OwnSupportService::OwnSupportService() {
@@ -120,11 +113,7 @@ RunTest::RunTest() {
     CreateOutputDirectories();
     Logger::changeLogFileLocation();
     isOutputDirectoryCreated = true;
-    showAlerts();
     record.take();
-}
-
-void RunTest::showAlerts() {
     alertPresenter = [this](const QString &title, const QString &message, const QString &button) {
         alerts.push_back({title.toStdString(), message.toStdString(), button.toStdString()});
     };
@@ -143,8 +132,12 @@ bool RunTest::hasCaption(const char *caption) const {
 
 void RunTest::pressUntil(const char *caption) {
     press();
+    waitUntil(caption);
+}
+
+void RunTest::waitUntil(const char *caption) {
     ASSERT_TRUE(runMainQueueUntil([&] { return hasCaption(caption); }))
-        << printedField(view, "startButtonLabel");
+        << caption << ", not " << printedField(view, "startButtonLabel");
 }
 
 void ShareTest::SetUp() {

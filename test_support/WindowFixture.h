@@ -41,19 +41,22 @@ public:
     /// identifiers as PID.
     Recorder(QObject &object, std::filesystem::path home);
 
+    using Lines = std::vector<std::string>;
+
     /// What has happened since the last call, or since the beginning.
-    std::vector<std::string> take();
-    /// The same, in the log alone and of the fields alone.
-    std::vector<std::string> takeLog();
-    std::vector<std::string> takeFields();
+    Lines take();
+    /// The same, the fields and the log each by itself.
+    std::pair<Lines, Lines> takeApart();
+    Lines takeFields() { return takeApart().first; }
+    Lines takeLog() { return takeApart().second; }
 
 private:
     void addLogLines();
-    QString shortened(QString line) const;
+    std::string shortened(QString line) const;
 
     std::filesystem::path m_home;
     qsizetype m_linesRead = 0;
-    std::vector<std::pair<bool, std::string>> m_record;
+    Lines m_record;
     std::vector<QPropertyNotifier> m_notifiers;
 };
 
@@ -85,6 +88,7 @@ protected:
     sample_product::SampleProduct install(sample_product::SampleProductOptions options = {});
 
     void press() { view.primaryButtonPressed(); }
+    void waitUntil(const char *caption);
     /// Presses the button and waits for its next caption.
     void pressUntil(const char *caption);
     bool hasCaption(const char *caption) const;
@@ -96,9 +100,6 @@ protected:
     /// Title, message and button of each alert.
     std::vector<std::vector<std::string>> alerts;
     Recorder record{view, home.path()};
-
-private:
-    void showAlerts();
 };
 
 /// The window after a capture, ready to share.
