@@ -33,22 +33,9 @@ Item {
         }
     }
 
-    TestCase {
-        id: test
-
+    ViewTest {
         name: "Alerts"
-        when: windowShown
-
-        // Every item that is visible below `item`, in the order of drawing.
-        function drawn(item) {
-            let result = [];
-            for (let i = 0; i < item.children.length; ++i) {
-                const child = item.children[i];
-                if (child.visible)
-                    result = result.concat([child], drawn(child));
-            }
-            return result;
-        }
+        stage: root
 
         function shown() {
             tryVerify(() => alert.opened);
@@ -71,31 +58,29 @@ Item {
             tryVerify(() => !alert.visible);
         }
 
-        function test_alerts_of_the_form_data() {
-            return [{ tag: "size", kind: ContentView.ActiveAlert.fileSize, key: Qt.Key_Return,
-                      texts: ["File Size Error", "The total file size should not exceed 10 MB.", "OK"] },
-                    { tag: "replace", kind: ContentView.ActiveAlert.replaceFile, key: Qt.Key_Escape,
-                      texts: ["Confirm Replace", "File a.png already exists.", "Replace", "Cancel"] },
-                    // What cannot be undone is not what Return does.
-                    { tag: "cancel", kind: ContentView.ActiveAlert.replaceFile, key: Qt.Key_Return,
-                      texts: ["Confirm Replace", "File a.png already exists.", "Replace", "Cancel"] },
-                    { tag: "none", kind: ContentView.ActiveAlert.noAlert, key: Qt.Key_Space,
-                      texts: ["Error", "An unknown error occurred.", "OK"] }];
-        }
-
-        function test_alerts_of_the_form(data) {
+        function test_alerts_of_the_form() {
             state.fileExistsAlertMessage = "File a.png already exists.";
-            ask(data.kind);
-            compare(shown(), data.texts);
-            const focused = () => root.Window.activeFocusItem.text;
-            compare(focused(), data.texts[data.texts.length - 1]);
-            if (data.texts.length === 4) {
-                keyClick(Qt.Key_Backtab);
-                compare(focused(), "Replace");
-                keyClick(Qt.Key_Tab);
+            const replace = ["Confirm Replace", "File a.png already exists.", "Replace", "Cancel"];
+            for (const [kind, key, texts] of [
+                     [ContentView.ActiveAlert.fileSize, Qt.Key_Return,
+                      ["File Size Error", "The total file size should not exceed 10 MB.", "OK"]],
+                     [ContentView.ActiveAlert.replaceFile, Qt.Key_Escape, replace],
+                     // What cannot be undone is not what Return does.
+                     [ContentView.ActiveAlert.replaceFile, Qt.Key_Return, replace],
+                     [ContentView.ActiveAlert.noAlert, Qt.Key_Space, ["Error", "An unknown error occurred.", "OK"]]]) {
+                ask(kind);
+                compare(shown(), texts);
+                const focused = () => root.Window.activeFocusItem.text;
+                compare(focused(), texts[texts.length - 1]);
+                if (texts.includes("Replace")) {
+                    keyClick(Qt.Key_Backtab);
+                    compare(focused(), "Replace");
+                    keyClick(Qt.Key_Tab);
+                }
+                keyClick(key);
+                verify(!state.showAlert);
+                tryVerify(() => !alert.visible);
             }
-            keyClick(data.key);
-            verify(!state.showAlert);
         }
 
         function test_others_come_one_after_the_other_after_the_forms() {

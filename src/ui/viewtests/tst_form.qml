@@ -80,20 +80,17 @@ Item {
             compare(frameColor(description()), colorOf("Border"));
         }
 
-        function test_keys_that_lead_to_the_address_data() {
-            return [{ tag: "Tab", key: Qt.Key_Tab }, { tag: "Return", key: Qt.Key_Return },
-                    { tag: "Enter", key: Qt.Key_Enter }];
-        }
-
-        function test_keys_that_lead_to_the_address(data) {
+        function test_keys_that_lead_to_the_address() {
             showForm();
             type("abc");
-            keyClick(Qt.Key_Left);
-            keyClick(data.key);
-            compare(view.feedbackText, "abc");
-            compare(description().text, "abc");
-            verify(address().activeFocus);
-            compare(view.feedbackFormFocus, ContentView.Field.email);
+            for (const key of [Qt.Key_Tab, Qt.Key_Return, Qt.Key_Enter]) {
+                description().forceActiveFocus();
+                description().cursorPosition = 2;
+                keyClick(key);
+                compare([view.feedbackText, description().text], ["abc", "abc"]);
+                verify(address().activeFocus);
+                compare(view.feedbackFormFocus, ContentView.Field.email);
+            }
         }
 
         function test_the_cursor_stays_after_a_cut() {
@@ -115,20 +112,14 @@ Item {
             verify(description().height > before);
         }
 
-        function test_spaces_do_not_get_into_the_address() {
-            showForm();
-            mouseClick(address());
-            compare(view.feedbackFormFocus, ContentView.Field.email);
-            type("a b@c.de");
-            compare(view.emailText, "ab@c.de");
-            compare(address().text, "ab@c.de");
-        }
-
         function test_a_wrong_address_is_marked_and_does_not_hinder() {
             showForm();
             type("x");
-            address().forceActiveFocus();
-            type("a@b");
+            mouseClick(address());
+            compare(view.feedbackFormFocus, ContentView.Field.email);
+            // Spaces do not get into it.
+            type("a @ b");
+            compare([view.emailText, address().text], ["a@b", "a@b"]);
             compare(textItem("Invalid email address").color, colorOf("error"));
             compare(frameColor(address()), colorOf("error"));
             compare(address().Accessible.description, "Invalid email address");
@@ -179,16 +170,6 @@ Item {
             description().forceActiveFocus();
             view.feedbackFormFocus = ContentView.Field.noField;
             verify(!description().activeFocus);
-        }
-
-        function test_upload_shows_its_progress() {
-            showForm();
-            view.logLabel = "Uploading 57%";
-            view.isRunning = true;
-            verify(textItem("Uploading 57%") !== null);
-            verify(indicator() !== null);
-            view.isRunning = false;
-            compare(textItem("Uploading 57%"), null);
         }
     }
 }

@@ -10,8 +10,6 @@ Item {
     height: 900
 
     ViewTest {
-        id: test
-
         name: "Looks"
         stage: root
 
@@ -35,69 +33,55 @@ Item {
 
         readonly property string hint: "(Max 10 MB; Do not include any sensitive information)"
 
-        function test_sizes_of_the_texts() {
-            const sizes = { 22: "Brennic Lumadoc Diagnostics", 12: view.captureInfoLabel, 16: "Advanced logs" };
-            for (const size in sizes)
-                compare(textItem(sizes[size]).font.pixelSize, Number(size));
+        function verifySize(text, size, family = "BrennicClean-Regular") {
+            const face = textItem(text).font;
+            compare([face.pixelSize, face.family, face.bold], [size, family, family.endsWith("Bold")], text);
+        }
+
+        function test_sizes_and_faces() {
+            const image = name => drawn(root).find(item => item instanceof AssetImage && item.name === name);
+            compare([image("lumadocdiagnosticlogo").width, image("lumadocdiagnosticlogo").height], [80, 80]);
+            verifySize("Brennic Lumadoc Diagnostics", 22);
+            verifySize(view.captureInfoLabel, 12);
+            verifySize("Advanced logs", 16);
+            showForm();
+            verifySize("Logs generated successfully.", 18, "BrennicClean-Bold");
+            verifySize(view.logId, 20, "BrennicClean-Bold");
+            // The typeface is the one that comes with the program.
+            compare(textItem("Brennic Lumadoc Diagnostics").fontInfo.family, "Inter");
+            compare([textItem(view.logId).fontInfo.family, textItem(view.logId).fontInfo.bold], ["Inter", true]);
             fail();
-            for (const text of ["Brennic Lumadoc Diagnostics", "Share logs", "You can", "view the logs",
-                                view.feedbackLabel, view.emailLabel, hint, "Attach screenshot and pdf files"]) {
-                const face = textItem(text).font;
-                compare([face.pixelSize, face.family], [text === sizes[22] ? 22 : 14, "BrennicClean-Regular"], text);
-            }
+            for (const text of ["Share logs", "You can", "view the logs", view.feedbackLabel, view.emailLabel, hint,
+                                "Attach screenshot and pdf files"])
+                verifySize(text, 14);
             for (const label of [view.feedbackLabel, view.emailLabel]) {
                 const box = control(label);
                 compare([box.font.pixelSize, box.font.family], [14, "BrennicClean-Regular"]);
+                compare(box.selectionColor, colorOf("PrimaryColor"));
             }
-        }
-
-        function test_sizes_at_the_end() {
-            const image = name => drawn(root).find(item => item instanceof AssetImage && item.name === name);
-            const logo = image("lumadocdiagnosticlogo");
-            compare([logo.width, logo.height], [80, 80]);
             finish();
             compare([image("checkmarkcircle").width, image("checkmarkcircle").height], [64, 64]);
-            compare(textItem("The log files were sent successfully.").font.pixelSize, 20);
+            verifySize("The log files were sent successfully.", 20);
         }
 
-        function test_the_typeface_is_the_one_that_comes_with_the_program() {
-            const title = textItem("Brennic Lumadoc Diagnostics");
-            compare(title.fontInfo.family, "Inter");
-            showForm();
-            compare(textItem(view.logId).fontInfo.family, "Inter");
-            verify(textItem(view.logId).fontInfo.bold);
-        }
-
-        function verifyPadding(button) {
-            compare(button.width, button.contentItem.implicitWidth + 32);
-            compare(button.height, button.contentItem.implicitHeight + 16);
-            compare([button.contentItem.x, button.contentItem.y], [16, 8]);
-        }
-
-        function test_the_plain_style() {
-            const button = createTemporaryObject(plainComponent, root);
-            verifyPadding(button);
-            compare(button.opacity, 1.0);
-            compare(button.background.color, "#102030");
-            mousePress(button);
-            compare(button.opacity, 0.8);
-            mouseRelease(button);
-            compare(button.opacity, 1.0);
-            button.enabled = false;
-            compare(button.opacity, 0.8);
-        }
-
-        function test_the_thick_style() {
-            const button = createTemporaryObject(thickComponent, root);
-            verifyPadding(button);
-            compare(button.background.radius, 16);
-            compare(button.background.border.width, 2);
-            compare(button.background.border.color, colorOf("PrimaryTextColor"));
-            compare(button.background.color, "#102030");
-            mousePress(button);
-            compare(button.background.color, Qt.alpha(colorOf("PrimaryTextColor"), 0.2));
-            mouseRelease(button);
-            compare(button.background.color, "#102030");
+        function test_the_two_styles() {
+            for (const [component, pressed] of [
+                     [plainComponent, ["#102030", 0.8]],
+                     [thickComponent, [Qt.alpha(colorOf("PrimaryTextColor"), 0.2), 1.0]]]) {
+                const button = createTemporaryObject(component, root);
+                compare([button.width, button.height],
+                        [button.contentItem.implicitWidth + 32, button.contentItem.implicitHeight + 16]);
+                compare([button.contentItem.x, button.contentItem.y], [16, 8]);
+                compare([button.background.color, button.opacity], ["#102030", 1.0]);
+                mousePress(button);
+                compare([button.background.color, button.opacity], pressed);
+                mouseRelease(button);
+                compare([button.background.color, button.opacity], ["#102030", 1.0]);
+                button.enabled = false;
+                compare(button.opacity, pressed[1]);
+            }
+            const frame = createTemporaryObject(thickComponent, root).background;
+            compare([frame.radius, frame.border.width, frame.border.color], [16, 2, colorOf("PrimaryTextColor")]);
         }
 
         function test_the_primary_button_takes_the_thick_style() {
@@ -118,14 +102,15 @@ Item {
             verify(images().every(source => source.includes("/dark/")));
             verify(images().some(source => source.endsWith("/darkerroricon.svg")));
             verify(textItem("Error sharing logs.").color.toString() !== lightText);
-            compare(control("Share logs").background.color, colorOf("PrimaryColor"));
-            compare(control("view the logs").contentItem.color, colorOf("LinkColor"));
-            compare(control("Attach screenshot and pdf files").background.border.color, colorOf("Border"));
-            compare(textItem(hint).color, colorOf("SecondaryTextColor"));
-            compare(textItem("Error sharing logs.").color, colorOf("error"));
-            compare(textItem("Invalid email address").color, colorOf("error"));
-            compare(sections.color, colorOf("BackgroundColor"));
-            compare(textItem("You can").color, colorOf("PrimaryTextColor"));
+            for (const [color, name] of [[control("Share logs").background.color, "PrimaryColor"],
+                                         [control("view the logs").contentItem.color, "LinkColor"],
+                                         [control("Attach screenshot and pdf files").background.border.color, "Border"],
+                                         [textItem(hint).color, "SecondaryTextColor"],
+                                         [textItem("Error sharing logs.").color, "error"],
+                                         [textItem("Invalid email address").color, "error"],
+                                         [textItem("You can").color, "PrimaryTextColor"],
+                                         [sections.color, "BackgroundColor"]])
+                compare(color, colorOf(name));
             waitForRendering(root);
             verify(drawn(root).filter(item => item instanceof Image).every(item => item.status === Image.Ready));
         }
