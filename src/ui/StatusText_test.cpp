@@ -4,7 +4,6 @@
 
 #include <QCoreApplication>
 #include <QThread>
-#include <array>
 #include <gtest/gtest.h>
 #include <thread>
 
@@ -55,21 +54,19 @@ TEST_F(StatusTextTest, WhatAThreadPutsThereIsReadAtOnceAndShownInItsOrder) {
 
 TEST_F(StatusTextTest, ManyThreadsAndTheWindowReadAndWriteAtOnce) {
     constexpr int each = 200;
-    std::array<std::thread, 4> threads;
-    for (std::size_t thread = 0; thread < threads.size(); ++thread)
-        threads.at(thread) = std::thread([this, thread] {
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread)
+        threads.emplace_back([this, thread] {
             for (int i = 0; i < each; ++i) {
                 binding.set(QStringLiteral("thread %1 text %2").arg(thread).arg(i));
                 EXPECT_FALSE(binding.get().isEmpty());
             }
         });
     EXPECT_TRUE(runMainQueueUntil([&] { return !binding.get().isEmpty() && shown.size() == 4LL * each; }));
-    for (std::thread &thread : threads)
-        thread.join();
     for (int thread = 0; thread < 4; ++thread) {
-        const QStringList own = shown.filter(QStringLiteral("thread %1 ").arg(thread));
-        ASSERT_EQ(own.size(), each);
-        EXPECT_EQ(own.last(), QStringLiteral("thread %1 text %2").arg(thread).arg(each - 1));
+        threads.at(static_cast<std::size_t>(thread)).join();
+        EXPECT_EQ(shown.filter(QStringLiteral("thread %1 ").arg(thread)).last(),
+                  QStringLiteral("thread %1 text %2").arg(thread).arg(each - 1));
     }
 }
 
