@@ -1,21 +1,20 @@
 #include "test_support/WindowFixture.h"
 #include "ui/ContentView.h"
 
-#include <QMetaEnum>
 #include <QMetaProperty>
 
 namespace {
 
 // Each field that the views can follow, with its value.
-std::string fieldsOf(const ContentView &view) {
-    std::string text = "\n";
+std::vector<std::string> fieldsOf(const ContentView &view) {
+    std::vector<std::string> fields;
     const QMetaObject &type = ContentViewState::staticMetaObject;
     for (int i = type.propertyOffset(); i < type.propertyCount(); ++i) {
         const QMetaProperty property = type.property(i);
         EXPECT_TRUE(property.isBindable() && property.isWritable()) << property.name();
-        text += std::string(property.name()) + " = " + printedField(view, property.name()) + ";\n";
+        fields.push_back(std::string(property.name()) + " = " + printedField(view, property.name()));
     }
-    return text;
+    return fields;
 }
 
 const std::string basic =
@@ -27,53 +26,29 @@ protected:
 };
 
 TEST_F(ContentViewStateTest, EveryFieldHasItsInitialValueAndNotifiesTheViews) {
-    EXPECT_EQ(fieldsOf(view), R"(
-maxEmailCharacterCount = 40;
-maxFeedbackCharacterCount = 2000;
-logLabel =  ;
-captureInfoLabel = Lumadoc Diagnostics needs to collect the following information to address the issue;
-startButtonLabel = Start diagnostics;
-feedbackLabel = Please tell us what led to the error (required);
-emailLabel = Brennic can contact me for fixes at the following email address (optional);
-captureDetails = )" + basic + R"(;
-colorScheme = light;
-isLogEditorVisible = true;
-isFeedbackLayoutVisible = false;
-isLogLabelVisible = true;
-isCloseLayoutVisible = false;
-isFeedbackEmailLayoutDisabled = false;
-isUploadFailedLayoutVisible = false;
-getSpinDump = false;
-getInstalledApps = false;
-primaryButtonDisabled = false;
-advanceLogToggleDisabled = false;
-viewlogsButtonDisabled = true;
-feedbackText = ;
-emailText = ;
-isAnimating = true;
-primaryButtonColor = PrimaryColor;
-primaryButtonTextColor = white;
-thickBorderButtonStyle = false;
-thickBorderButtonColor = BackgroundColor;
-isEditingEnabled = false;
-isLoggingCompleteVisible = false;
-isStandaloneVersion = false;
-isSecondaryError = none;
-isInitialFocus = true;
-isCopyHovering = false;
-CopyText = Copy ID;
-isFilePickerPresented = false;
-fileProcessingQueue = [];
-filesCountInDestination = 0;
-currentFileToProcess = none;
-fileExistsAlertMessage = ;
-showAlert = false;
-activeAlert = noAlert;
-feedbackFormFocus = noField;
-AttachFileButtonWidth = 96;
-isLumaloggingEnabled = true;
-isRunning = false;
-)");
+    EXPECT_THAT(fieldsOf(view),
+                testing::ElementsAre(
+                    "maxEmailCharacterCount = 40", "maxFeedbackCharacterCount = 2000", "logLabel =  ",
+                    "captureInfoLabel = Lumadoc Diagnostics needs to collect the following information to "
+                    "address the issue",
+                    "startButtonLabel = Start diagnostics",
+                    "feedbackLabel = Please tell us what led to the error (required)",
+                    "emailLabel = Brennic can contact me for fixes at the following email address (optional)",
+                    "captureDetails = " + basic, "colorScheme = light", "isLogEditorVisible = true",
+                    "isFeedbackLayoutVisible = false", "isLogLabelVisible = true",
+                    "isCloseLayoutVisible = false", "isFeedbackEmailLayoutDisabled = false",
+                    "isUploadFailedLayoutVisible = false", "getSpinDump = false", "getInstalledApps = false",
+                    "primaryButtonDisabled = false", "advanceLogToggleDisabled = false",
+                    "viewlogsButtonDisabled = true", "feedbackText = ", "emailText = ", "isAnimating = true",
+                    "primaryButtonColor = PrimaryColor", "primaryButtonTextColor = white",
+                    "thickBorderButtonStyle = false", "thickBorderButtonColor = BackgroundColor",
+                    "isEditingEnabled = false", "isLoggingCompleteVisible = false",
+                    "isStandaloneVersion = false", "isSecondaryError = none", "isInitialFocus = true",
+                    "isCopyHovering = false", "CopyText = Copy ID", "isFilePickerPresented = false",
+                    "fileProcessingQueue = []", "filesCountInDestination = 0", "currentFileToProcess = none",
+                    "fileExistsAlertMessage = ", "showAlert = false", "activeAlert = noAlert",
+                    "feedbackFormFocus = noField", "AttachFileButtonWidth = 96",
+                    "isLumaloggingEnabled = true", "isRunning = false"));
     EXPECT_FALSE(view.isFormFrozen);
     EXPECT_EQ(view.supportEmail(), QStringLiteral("lumadoc-support@brennic.example"));
     EXPECT_EQ(view.logId().size(), 36);

@@ -8,7 +8,6 @@
 #include "test_support/LoopbackListener.h"
 #include "test_support/WindowFixture.h"
 
-#include <QRegularExpression>
 #include <thread>
 
 namespace {
@@ -24,6 +23,8 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::Not;
 using SecondaryError = ContentView::SecondaryError;
+
+constexpr std::size_t manyBytes = 6'000'000;
 
 class SharingTest : public ShareTest {
 protected:
@@ -49,6 +50,15 @@ protected:
         describe();
         press();
     }
+    // Until an upload has sent a part and gets no further.
+    void uploadHalf() {
+        service().setBehaviour({.stopReadingAfterBytes = 100'000}, 1);
+        share(manyBytes);
+        waitUntil("Stop upload");
+        ASSERT_TRUE(service().waitForBodyBytes(100'000, 10s));
+        runMainQueueFor(20ms);
+        record.take();
+    }
     std::string lastLine() const { return test_support::logLines(systemLog()).last().toStdString(); }
     // The fields, without what depends on the speed of the machine.
     template <typename... Fields>
@@ -60,26 +70,25 @@ protected:
         EXPECT_TRUE(hasCaption("Share logs"));
     }
     static std::vector<std::string> withoutProgress(std::vector<std::string> lines) {
-        std::erase_if(lines, [](const std::string &line) {
-            return line.starts_with("logLabel = Uploading ") && line != "logLabel = Uploading 0%" &&
-                   line != "logLabel = Uploading 100%";
-        });
+        std::erase_if(lines, [](const std::string &line) { return percentOf(line) > 0; });
         return lines;
     }
-    // What the status line says of progress.
+    // What the status line says of progress, between the beginning and the end.
+    static int percentOf(const std::string &line) {
+        int percent = 0;
+        return std::sscanf(line.c_str(), "logLabel = Uploading %d%%", &percent) == 1 && percent < 100
+                   ? percent
+                   : 0;
+    }
     static std::vector<int> percentsIn(const std::vector<std::string> &entries) {
-        static const QRegularExpression form(QStringLiteral("^logLabel = Uploading ([0-9]{1,2})%$"));
         std::vector<int> percents;
         for (const std::string &entry : entries) {
-            const auto match = form.match(QString::fromStdString(entry));
-            if (match.hasMatch())
-                percents.push_back(match.captured(1).toInt());
+            if (const int percent = percentOf(entry); percent > 0)
+                percents.push_back(percent);
         }
         return percents;
     }
 };
-
-constexpr std::size_t manyBytes = 6'000'000;
 
 TEST_F(SharingTest, AShareGoesThroughItsStepsInOrder) {
     capture();
@@ -100,11 +109,7 @@ TEST_F(SharingTest, AShareGoesThroughItsStepsInOrder) {
                             "primaryButtonColor = clear", "thickBorderButtonStyle = true"));
     // What packaging and upload log is tested there.
     EXPECT_EQ(lines.front(), "INFO: File created and content written successfully.");
-    EXPECT_THAT(
-        lines, testing::IsSupersetOf({"INFO: Total files removed based on allowed extensions: 1",
-                                      "INFO: Directory compressed successfully.", "INFO: Status Code: 200"}));
-    EXPECT_EQ(lines.back(), "INFO: Directory deleted successfully. Path: "
-                            "~/.local/share/Library/LumadocDiagnostics/Output/RUN");
+    EXPECT_THAT(lines, Contains("INFO: Total files removed based on allowed extensions: 1"));
     // The service has the archive with the user's words.
     const auto receipt = service().receipts().at(0);
     EXPECT_EQ(receipt.fileName, "lumaMacLog_" + UniqueId.toStdString() + "_abc.zip");
@@ -252,20 +257,7 @@ TEST_F(SharingTest, ASecondShareSendsTheSameBytesAndWritesNoRecord) {
         EXPECT_TRUE(readFile(receipt.archive) == bytes && receipt.fileName == receipts[0].fileName);
 }
 
-class CancelTest : public SharingTest {
-protected:
-    // Until an upload has sent a part and gets no further.
-    void uploadHalf() {
-        service().setBehaviour({.stopReadingAfterBytes = 100'000}, 1);
-        share(manyBytes);
-        waitUntil("Stop upload");
-        ASSERT_TRUE(service().waitForBodyBytes(100'000, 10s));
-        runMainQueueFor(20ms);
-        record.take();
-    }
-};
-
-TEST_F(CancelTest, AStoppedUploadIsCancelledAndCanBeSharedAgain) {
+TEST_F(SharingTest, AStoppedUploadIsCancelledAndCanBeSharedAgain) {
     uploadHalf();
     press();
     waitForFailure();
@@ -284,12 +276,20 @@ TEST_F(CancelTest, AStoppedUploadIsCancelledAndCanBeSharedAgain) {
     EXPECT_EQ(service().receipts().back().complete, true);
 }
 
-// The first upload's report comes when the second is under way.
-TEST_F(CancelTest, AReportOfAnEarlierUploadDoesNotTouchTheNext) {
-    uploadHalf();
+// The report of the first upload, and what it had put on its way to the status line, come when the second is
+// under way.
+TEST_F(SharingTest, WhatAnEarlierUploadSaysDoesNotTouchTheNext) {
+    service().setBehaviour({.readBytesPerSecond = 4'000'000}, 1);
+    service().setBehaviour({.readBytesPerSecond = 6'000'000}, 1);
+    share(manyBytes);
+    waitUntil("Stop upload");
+    ASSERT_TRUE(service().waitForBodyBytes(1'000'000, 10s));
+    // The main thread is busy for a moment, and what the upload says queues up.
+    std::this_thread::sleep_for(200ms);
     view.StopShareButtonPressed();
     std::this_thread::sleep_for(300ms);
     view.ShareButtonPressed();
+    EXPECT_EQ(view.logLabel, QStringLiteral("Uploading 0%"));
     record.take();
     waitUntil("Close");
     const auto entries = record.take();
@@ -297,29 +297,12 @@ TEST_F(CancelTest, AReportOfAnEarlierUploadDoesNotTouchTheNext) {
     for (const char *field : {"isUploadFailedLayoutVisible = true", "isSecondaryError = canceled",
                               "startButtonLabel = Share logs"})
         EXPECT_THAT(entries, Not(Contains(field)));
-}
-
-// What the first upload had put on its way to the status line when it was stopped is about the first.
-TEST_F(CancelTest, ProgressOfAnEarlierUploadIsNotShownForTheNext) {
-    service().setBehaviour({.readBytesPerSecond = 4'000'000}, 1);
-    service().setBehaviour({.stopReadingAfterBytes = 1}, 1);
-    share(manyBytes);
-    waitUntil("Stop upload");
-    ASSERT_TRUE(service().waitForBodyBytes(1'000'000, 10s));
-    // The main thread is busy for a moment, and progress texts queue up.
-    std::this_thread::sleep_for(200ms);
-    view.StopShareButtonPressed();
-    view.ShareButtonPressed();
-    EXPECT_EQ(view.logLabel, QStringLiteral("Uploading 0%"));
-    record.take();
-    runMainQueueFor(300ms);
     // From nothing upwards; a text of the earlier upload would be higher than those that follow it.
-    const auto percents = percentsIn(record.takeFields());
+    const auto percents = percentsIn(entries);
     EXPECT_TRUE(std::is_sorted(percents.begin(), percents.end())) << testing::PrintToString(percents);
-    view.StopShareButtonPressed();
 }
 
-TEST_F(CancelTest, PressedTwiceAtOnceTheButtonStopsAndShares) {
+TEST_F(SharingTest, PressedTwiceAtOnceTheButtonStopsAndShares) {
     uploadHalf();
     press();
     press();
@@ -328,7 +311,7 @@ TEST_F(CancelTest, PressedTwiceAtOnceTheButtonStopsAndShares) {
     EXPECT_EQ(service().receipts().back().complete, true);
 }
 
-TEST_F(CancelTest, AnUploadWhoseWindowIsGoneReportsToNobody) {
+TEST_F(SharingTest, AnUploadWhoseWindowIsGoneReportsToNobody) {
     capture();
     auto other = std::make_unique<ContentView>();
     other->startButtonLabel = QStringLiteral("Share logs");
