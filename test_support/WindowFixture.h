@@ -1,13 +1,11 @@
 // What the tests of the window share: a home, a log, an application object without a display, a record of
 // what happens to the window's fields, and for tests of the flow the workspace of a launched program, a small
-// product and a support service.
+// product.
 #pragma once
 
 #include "sample_product/RunningProduct.h"
 #include "sample_product/SampleProduct.h"
-#include "support_service/SupportService.h"
 #include "test_support/EventLoop.h"
-#include "test_support/Isolation.h"
 #include "test_support/LoggedTest.h"
 #include "test_support/ScratchHome.h"
 #include "ui/ContentView.h"
@@ -63,22 +61,6 @@ private:
 /// A property as the recorder writes it.
 std::string printedField(const QObject &object, const char *name);
 
-/// A support service that this process takes for the maker's. Before the first look at the main bundle.
-class OwnSupportService {
-public:
-    OwnSupportService();
-
-    support_service::SupportService &service() { return m_service; }
-
-private:
-    test_support::ScratchFolder m_folder;
-    support_service::SupportService m_service;
-    test_support::ScopedEnvironment m_trust{"SSL_CERT_FILE", m_service.certificateFile().native()};
-    test_support::ScopedEnvironment m_proxy{"https_proxy", std::nullopt};
-    test_support::ScopedEnvironment m_otherProxy{"all_proxy", std::nullopt};
-    std::unique_ptr<test_support::Mount> m_info;
-};
-
 class RunTest : public WindowTest {
 protected:
     /// Does what the launch does before the window opens.
@@ -100,19 +82,4 @@ protected:
     /// Title, message and button of each alert.
     std::vector<std::vector<std::string>> alerts;
     Recorder record{view, home.path()};
-};
-
-/// The window after a capture, ready to share.
-class ShareTest : protected OwnSupportService, public RunTest {
-protected:
-    void SetUp() override;
-
-    /// Fills the output as a capture does, with so many bytes that cannot be made smaller, and leaves the
-    /// window as it is then.
-    void capture(std::size_t bytes = 2000);
-    void describe(const char *text = "It crashed");
-    /// Until the upload that is under way has ended.
-    void waitForUpload();
-    std::filesystem::path runFolder() const;
-    std::filesystem::path archive() const;
 };

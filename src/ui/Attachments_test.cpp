@@ -1,5 +1,4 @@
 #include "discovery/RunState.h"
-#include "test_support/ArchiveReader.h"
 #include "test_support/Isolation.h"
 #include "test_support/WindowFixture.h"
 
@@ -385,45 +384,40 @@ TEST_F(FilePanelTest, AWindowThatIsGoneAttachesNothingMore) {
 
 // --- Sharing while files are queued ---
 
-class ShareAttachmentsTest : public ShareTest {
+class ShareAttachmentsTest : public AttachmentsTest {
 protected:
-    fs::path make(const char *name, const QByteArray &content) {
-        writeFile(home.path() / "picked" / name, content);
-        return home.path() / "picked" / name;
+    // With a file attached, and an archive that was built and is missing.
+    ShareAttachmentsTest() {
+        attach({make("a.png", "old")});
+        view.changeFeedback(QStringLiteral("It crashed"));
+        UtilityFunctions::ShareButtonPressed = true;
+        compressedLogURL = home.path() / "missing.zip";
     }
-    // With one file attached.
-    void captureAndAttach() {
-        capture();
-        describe();
-        view.attach({make("a.png", "old")});
-        runMainQueueFor(10ms);
-    }
-    void expectShared(const std::map<std::string, std::string> &files) {
+    void expectShared(const QByteArray &contents) {
         view.ShareButtonPressed();
-        ASSERT_TRUE(runMainQueueUntil([&] { return hasCaption("Close"); }));
-        const auto items = test_support::readArchive(service().receipts().at(0).archive);
-        for (const auto &[name, content] : files)
-            EXPECT_EQ(items.at("Pellix/UserFiles/" + name).content, content);
+        EXPECT_TRUE(view.isUploadFailedLayoutVisible);
+        QByteArray all;
+        for (const char *name : {"a.png", "b.png", "c.png"})
+            all += contentOf(name);
+        EXPECT_EQ(all, contents);
     }
 };
 
-TEST_F(ShareAttachmentsTest, WhatIsQueuedAndWaitsForAReplacementGoesIntoTheArchive) {
-    captureAndAttach();
+TEST_F(ShareAttachmentsTest, WhatIsQueuedAndWaitsForAReplacementIsCopiedFirst) {
     view.attach({make("a.png", "new"), make("b.png", "2"), make("c.png", "3")});
     view.answerAlert(true);
     EXPECT_EQ(view.fileProcessingQueue.value().size(), 2U);
-    expectShared({{"a.png", "new"}, {"b.png", "2"}, {"c.png", "3"}});
+    expectShared("new23");
 }
 
 TEST_F(ShareAttachmentsTest, AClashAmongTheQueuedIsForTheUserToDecideFirst) {
-    captureAndAttach();
     view.attach({make("b.png", "2"), make("a.png", "new")});
     view.ShareButtonPressed();
     EXPECT_TRUE(view.showAlert);
-    EXPECT_FALSE(UtilityFunctions::ShareButtonPressed || view.primaryButtonDisabled);
+    EXPECT_FALSE(view.isFeedbackEmailLayoutDisabled || view.primaryButtonDisabled);
     // Cancelled, the rest is shared without it.
     view.answerAlert(false);
-    expectShared({{"a.png", "old"}, {"b.png", "2"}});
+    expectShared("old2");
 }
 
 } // namespace

@@ -1,13 +1,14 @@
 #include "discovery/DetailedInfo.h"
-#include "discovery/MainQueue.h"
+#include "discovery/ProductDiscovery.h"
 #include "discovery/RunState.h"
 #include "packaging/UploadAPI.h"
 #include "packaging/UploadError.h"
+#include "support_service/SupportService.h"
 #include "test_support/ArchiveReader.h"
 #include "test_support/Isolation.h"
-#include "test_support/LoopbackListener.h"
 #include "test_support/WindowFixture.h"
 
+#include <random>
 #include <thread>
 
 namespace {
@@ -26,8 +27,55 @@ using SecondaryError = ContentView::SecondaryError;
 
 constexpr std::size_t manyBytes = 6'000'000;
 
-class SharingTest : public ShareTest {
+// A support service that this process takes for the maker's. Before the first look at the main bundle.
+class OwnSupportService {
+public:
+    OwnSupportService() {
+        if (!test_support::hasOwnNamespaces())
+            return;
+        const fs::path info = fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "Info.plist";
+        QByteArray text = readFile(info);
+        text.replace("support.brennic.example", QByteArray::fromStdString(service.host()));
+        test_support::writeFile(m_folder.path() / "Info.plist", text);
+        m_info.reset(new Mount(Mount::over(m_folder.path() / "Info.plist", info)));
+    }
+
+    support_service::SupportService service;
+
+private:
+    test_support::ScratchFolder m_folder;
+    test_support::ScopedEnvironment m_trust{"SSL_CERT_FILE", service.certificateFile().native()};
+    test_support::ScopedEnvironment m_proxy{"https_proxy", std::nullopt};
+    test_support::ScopedEnvironment m_otherProxy{"all_proxy", std::nullopt};
+    std::unique_ptr<Mount> m_info;
+};
+
+// The window after a capture, ready to share.
+class SharingTest : protected OwnSupportService, public RunTest {
 protected:
+    void SetUp() override {
+        REQUIRE_OWN_NAMESPACES();
+        SetLumadocOrPellix();
+        SetUserFilesFolder();
+        view.startButtonLabel = QStringLiteral("Share logs");
+        view.isFeedbackLayoutVisible = true;
+        view.isLogLabelVisible = false;
+        view.isLoggingCompleteVisible = true;
+        describe("It crashed");
+    }
+    // Fills the output as a capture does, with so many bytes that cannot be made smaller.
+    void capture(std::size_t bytes = 2000) {
+        QByteArray content(static_cast<qsizetype>(bytes), Qt::Uninitialized);
+        std::mt19937_64 random(bytes);
+        std::ranges::generate(content, [&] { return static_cast<char>(random() & 0xFFU); });
+        test_support::writeFile(*tempOutputURL / "LumaLog/session.log", content);
+        test_support::writeFile(*tempOutputURL / "LumaLog/state.bin", "not for the archive");
+        test_support::writeFile(*tempOutputURL / "DetailedInfo.json", "{}");
+        record.take();
+    }
+    void describe(const char *text) { view.changeFeedback(QString::fromUtf8(text)); }
+    fs::path runFolder() const { return tempTimeStampedURL.value_or(fs::path()); }
+    fs::path archive() const { return runFolder() / ("lumaMacLog_" + UniqueId.toStdString() + "_abc.zip"); }
     // A zip that waits for `releaseZip`, and then makes an archive of this size, whatever it is asked to
     // pack.
     Mount zipThatWaits(qint64 bytes = 1000) const {
@@ -44,18 +92,17 @@ protected:
         ASSERT_TRUE(runMainQueueUntil(
             [&] { return view.isUploadFailedLayoutVisible.value() && !view.isRunning.value(); }));
     }
-    // A capture and a description, and one press of the button.
+    // A capture and one press of the button.
     void share(std::size_t bytes = 2000) {
         capture(bytes);
-        describe();
         press();
     }
     // Until an upload has sent a part and gets no further.
     void uploadHalf() {
-        service().setBehaviour({.stopReadingAfterBytes = 100'000}, 1);
+        service.setBehaviour({.stopReadingAfterBytes = 100'000}, 1);
         share(manyBytes);
         waitUntil("Stop upload");
-        ASSERT_TRUE(service().waitForBodyBytes(100'000, 10s));
+        ASSERT_TRUE(service.waitForBodyBytes(100'000, 10s));
         runMainQueueFor(20ms);
         record.take();
     }
@@ -66,7 +113,7 @@ protected:
         EXPECT_THAT(withoutProgress(record.takeFields()), ElementsAre(fields...));
     }
     void expectNothingSent() {
-        EXPECT_EQ(service().connections(), 0U);
+        EXPECT_EQ(service.connections(), 0U);
         EXPECT_TRUE(hasCaption("Share logs"));
     }
     static std::vector<std::string> withoutProgress(std::vector<std::string> lines) {
@@ -111,7 +158,7 @@ TEST_F(SharingTest, AShareGoesThroughItsStepsInOrder) {
     EXPECT_EQ(lines.front(), "INFO: File created and content written successfully.");
     EXPECT_THAT(lines, Contains("INFO: Total files removed based on allowed extensions: 1"));
     // The service has the archive with the user's words.
-    const auto receipt = service().receipts().at(0);
+    const auto receipt = service.receipts().at(0);
     EXPECT_EQ(receipt.fileName, "lumaMacLog_" + UniqueId.toStdString() + "_abc.zip");
     const auto items = test_support::readArchive(receipt.archive);
     EXPECT_EQ(items.at("Pellix/UserEmailFeedback.json").content,
@@ -122,7 +169,7 @@ TEST_F(SharingTest, AShareGoesThroughItsStepsInOrder) {
 }
 
 TEST_F(SharingTest, ProgressIsShownInWholePercentsThatGrow) {
-    service().setBehaviour({.readBytesPerSecond = 6'000'000});
+    service.setBehaviour({.readBytesPerSecond = 6'000'000});
     share(manyBytes);
     waitUntil("Close");
     const auto entries = record.take();
@@ -135,7 +182,6 @@ TEST_F(SharingTest, ProgressIsShownInWholePercentsThatGrow) {
 
 TEST_F(SharingTest, TheMainQueueRunsWhileTheArchiveIsBuilt) {
     capture();
-    describe();
     const auto zip = zipThatWaits();
     int turns = 0;
     QTimer timer;
@@ -150,12 +196,11 @@ TEST_F(SharingTest, TheMainQueueRunsWhileTheArchiveIsBuilt) {
     press();
     waitUntil("Close");
     EXPECT_GE(turns, 4);
-    EXPECT_EQ(service().receipts().size(), 1U);
+    EXPECT_EQ(service.receipts().size(), 1U);
 }
 
 TEST_F(SharingTest, TheEndOfTheProgramEndsTheWaitForTheArchive) {
     capture();
-    describe();
     const auto zip = zipThatWaits();
     QTimer::singleShot(0, &view, [&] { view.primaryButtonPressed(); });
     QTimer::singleShot(150ms, &application, &QCoreApplication::quit);
@@ -209,7 +254,6 @@ TEST_F(SharingTest, AnArchiveThatIsTooLargeOffersTheMail) {
 // A failure without a second line leaves the one before it.
 TEST_F(SharingTest, EachFailureOfTheUploadHasItsSecondLine) {
     capture();
-    describe();
     for (const auto &[code, secondLine] : {std::pair(-1001, SecondaryError::none),
                                            {-999, SecondaryError::canceled},
                                            {-1009, SecondaryError::network},
@@ -233,7 +277,7 @@ TEST_F(SharingTest, EachFailureOfTheUploadHasItsSecondLine) {
 }
 
 TEST_F(SharingTest, ASecondShareSendsTheSameBytesAndWritesNoRecord) {
-    service().setBehaviour({.status = 500}, 1);
+    service.setBehaviour({.status = 500}, 1);
     // An earlier failure's second line goes with the next share.
     view.isSecondaryError = SecondaryError::network;
     share();
@@ -251,7 +295,7 @@ TEST_F(SharingTest, ASecondShareSendsTheSameBytesAndWritesNoRecord) {
                  "isLoggingCompleteVisible = true", "primaryButtonDisabled = false",
                  "startButtonLabel = Stop upload", "isRunning = true");
     waitUntil("Close");
-    const auto receipts = service().receipts();
+    const auto receipts = service.receipts();
     ASSERT_EQ(receipts.size(), 2U);
     for (const auto &receipt : receipts)
         EXPECT_TRUE(readFile(receipt.archive) == bytes && receipt.fileName == receipts[0].fileName);
@@ -273,17 +317,17 @@ TEST_F(SharingTest, AStoppedUploadIsCancelledAndCanBeSharedAgain) {
                             "isUploadFailedLayoutVisible = true", "isLoggingCompleteVisible = false"));
     EXPECT_TRUE(fs::exists(archive()));
     pressUntil("Close");
-    EXPECT_EQ(service().receipts().back().complete, true);
+    EXPECT_EQ(service.receipts().back().complete, true);
 }
 
 // The report of the first upload, and what it had put on its way to the status line, come when the second is
 // under way.
 TEST_F(SharingTest, WhatAnEarlierUploadSaysDoesNotTouchTheNext) {
-    service().setBehaviour({.readBytesPerSecond = 4'000'000}, 1);
-    service().setBehaviour({.readBytesPerSecond = 6'000'000}, 1);
+    service.setBehaviour({.readBytesPerSecond = 4'000'000}, 1);
+    service.setBehaviour({.readBytesPerSecond = 6'000'000}, 1);
     share(manyBytes);
     waitUntil("Stop upload");
-    ASSERT_TRUE(service().waitForBodyBytes(1'000'000, 10s));
+    ASSERT_TRUE(service.waitForBodyBytes(1'000'000, 10s));
     // The main thread is busy for a moment, and what the upload says queues up.
     std::this_thread::sleep_for(200ms);
     view.StopShareButtonPressed();
@@ -308,7 +352,7 @@ TEST_F(SharingTest, PressedTwiceAtOnceTheButtonStopsAndShares) {
     press();
     waitUntil("Close");
     EXPECT_FALSE(view.isUploadFailedLayoutVisible);
-    EXPECT_EQ(service().receipts().back().complete, true);
+    EXPECT_EQ(service.receipts().back().complete, true);
 }
 
 TEST_F(SharingTest, AnUploadWhoseWindowIsGoneReportsToNobody) {
@@ -320,7 +364,7 @@ TEST_F(SharingTest, AnUploadWhoseWindowIsGoneReportsToNobody) {
     ASSERT_TRUE(
         runMainQueueUntil([&] { return other->startButtonLabel.value() == QStringLiteral("Stop upload"); }));
     other.reset();
-    EXPECT_TRUE(service().waitForReceipts(1, 10s));
+    EXPECT_TRUE(service.waitForReceipts(1, 10s));
     runMainQueueFor(50ms);
     EXPECT_TRUE(fs::exists(archive()));
 }

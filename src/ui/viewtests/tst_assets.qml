@@ -29,13 +29,6 @@ TestCase {
         return Qt.tint(ground, Qt.alpha(color, opacity));
     }
 
-    function test_contrast_is_computed_as_wcag_has_it() {
-        compare(contrast(Qt.color("black"), Qt.color("white")), 21);
-        // The examples that are known for just passing and just failing.
-        fuzzyCompare(contrast(Qt.color("#767676"), Qt.color("white")), 4.54, 0.005);
-        fuzzyCompare(contrast(Qt.color("#777777"), Qt.color("white")), 4.48, 0.005);
-    }
-
     function init_data() {
         return [{ tag: "light", scheme: ContentView.ColorScheme.light },
                 { tag: "dark", scheme: ContentView.ColorScheme.dark }];
@@ -44,6 +37,7 @@ TestCase {
     function test_every_text_and_mark_has_enough_contrast(data) {
         Assets.colorScheme = data.scheme;
         const color = name => Assets.color(name);
+        fuzzyCompare(contrast(color("white"), Qt.color("#767676")), 4.54, 0.005);
         for (const [name, ground, least] of [
                  ["PrimaryTextColor", "BackgroundColor", text], ["SecondaryTextColor", "BackgroundColor", text],
                  ["error", "BackgroundColor", text], ["LinkColor", "BackgroundColor", text],
