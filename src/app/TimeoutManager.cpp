@@ -28,11 +28,6 @@ void watch(const std::stop_token &stop, std::chrono::duration<double> timeout) {
 
 } // namespace
 
-TimeoutManager &TimeoutManager::shared() {
-    static TimeoutManager manager;
-    return manager;
-}
-
 void TimeoutManager::runWithTimeout(std::chrono::duration<double> timeout,
                                     const std::function<void()> &task) {
     const std::jthread watchdog([timeout](const std::stop_token &stop) { watch(stop, timeout); });

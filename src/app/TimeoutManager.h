@@ -6,7 +6,10 @@
 
 class TimeoutManager {
 public:
-    static TimeoutManager &shared();
+    static TimeoutManager &shared() {
+        static TimeoutManager manager;
+        return manager;
+    }
 
     /// Runs `task` on the calling thread. When it has not returned after `timeout`, another thread logs "Task
     /// timed out." and ends the process with status 1, wherever the task is stuck. Child processes end with

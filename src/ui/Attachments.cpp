@@ -80,10 +80,6 @@ bool hasFolder() {
     return userFilesURL.has_value();
 }
 
-void logCopyError(const std::error_code &error) {
-    Logger::logError(QStringLiteral("Error while copying file: ") + platform::description(error));
-}
-
 } // namespace
 
 // The widget panel, which is the desktop's where there is one; the one of Qt Quick picks a single file.
@@ -195,21 +191,19 @@ void ContentView::replaceFileAndContinue() {
 // file that can no longer be read or a full disk must not destroy an attached file of that name.
 void ContentView::copyAttachment(const fs::path &file) {
     std::error_code error = obstacleOf(file);
-    if (error) {
-        logCopyError(error);
-        return;
-    }
+    std::error_code ignored;
     fs::path incoming = *userFilesURL;
     incoming += ".incoming";
-    UtilityFunctions::CopyFiles(file.parent_path(), incoming, file.filename());
-    if (fs::exists(incoming / file.filename(), error)) {
+    if (!error)
+        UtilityFunctions::CopyFiles(file.parent_path(), incoming, file.filename());
+    if (!error && fs::exists(incoming / file.filename(), ignored)) {
         fs::create_directories(*userFilesURL, error);
         if (!error)
             fs::rename(incoming / file.filename(), *userFilesURL / file.filename(), error);
-        if (error)
-            logCopyError(error);
     }
-    fs::remove_all(incoming, error);
+    if (error)
+        Logger::logError(QStringLiteral("Error while copying file: ") + platform::description(error));
+    fs::remove_all(incoming, ignored);
 }
 
 void ContentView::dropFirstInQueue() {

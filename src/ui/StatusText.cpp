@@ -19,14 +19,11 @@ void StatusText::close() {
 }
 
 TextBinding StatusText::binding() {
-    return {
-        .get =
-            [self = shared_from_this()] {
-                const std::lock_guard lock(self->m_mutex);
-                return self->m_text;
-            },
-        .set = [self = shared_from_this()](const QString &text) { self->setText(text); },
+    const auto get = [self = shared_from_this()] {
+        const std::lock_guard lock(self->m_mutex);
+        return self->m_text;
     };
+    return {.get = get, .set = [self = shared_from_this()](const QString &text) { self->setText(text); }};
 }
 
 void StatusText::setText(const QString &text) {
