@@ -170,6 +170,12 @@ Item {
             description().forceActiveFocus();
             view.feedbackFormFocus = ContentView.Field.noField;
             verify(!description().activeFocus);
+            // The status line is there for as long as something runs.
+            view.logLabel = "Uploading 57%";
+            for (const isRunning of [true, false]) {
+                view.isRunning = isRunning;
+                compare([textItem("Uploading 57%") !== null, indicator() !== null], [isRunning, isRunning]);
+            }
         }
     }
 }
