@@ -144,7 +144,7 @@ struct Surroundings {
     ScratchFolder folder;
     support_service::SupportService service{{.keepBodies = false}};
     Xvfb display;
-    PrivateBus bus{PrivateBus::Accessibility::off};
+    PrivateBus bus;
     Screen screen{display.name()};
     ScratchBundle bundle;
     ScratchBundle gapsBundle;

@@ -1,6 +1,7 @@
 #include "test_support/Accessibility.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace test_support {
 
@@ -14,6 +15,15 @@ std::string takeText(const BusMessage &message) {
     return message && sd_bus_message_read(message.get(), "s", &text) >= 0 ? text : "";
 }
 
+// https://gitlab.gnome.org/GNOME/at-spi2-core/-/blob/main/bus/README.md
+bool launch(sd_bus_message *call, const std::string &address) {
+    if (sd_bus_message_is_method_call(call, "org.a11y.Bus", "GetAddress") > 0)
+        return sd_bus_reply_method_return(call, "s", address.c_str()) >= 0;
+    // Accessibility is enabled, and a screen reader is at work.
+    return sd_bus_message_is_method_call(call, "org.freedesktop.DBus.Properties", "Get") > 0 &&
+           sd_bus_reply_method_return(call, "v", "b", 1) >= 0;
+}
+
 } // namespace
 
 std::ostream &operator<<(std::ostream &out, const Control &control) {
@@ -21,41 +31,45 @@ std::ostream &operator<<(std::ostream &out, const Control &control) {
                << (control.isChecked() ? " checked" : "") << (control.isFocused() ? " focused" : "");
 }
 
-BusMessage Accessibility::ask(const Element &element, const char *method) const {
-    return m_bus.call(element.service, element.path, accessible, method, "");
+Accessibility::Accessibility(const PrivateBus &bus)
+    : m_bus(bus.address())
+    , m_registry(
+          {.program = "/usr/libexec/at-spi2-registryd",
+           .variables = {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}, {"AT_SPI_BUS_ADDRESS", bus.address()}}})
+    , m_launcher(bus.address(), "org.a11y.Bus", "/org/a11y/bus",
+                 [address = bus.address()](sd_bus_message *call) { return launch(call, address); }) {
+    const auto isThere = [this] {
+        return m_bus.call("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                          "GetNameOwner", "s", registry) != nullptr;
+    };
+    if (!waitUntil(isThere, std::chrono::minutes(2)))
+        throw std::runtime_error("at-spi2-registryd does not start: " + m_registry.standardError());
 }
 
-std::optional<std::vector<Element>> Accessibility::childrenOf(const Element &parent) const {
-    const auto answer = ask(parent, "GetChildren");
+std::optional<std::vector<Control>> Accessibility::childrenOf(const Control &parent) const {
+    const auto answer = m_bus.call(parent.service, parent.path, accessible, "GetChildren", "");
     if (!answer || sd_bus_message_enter_container(answer.get(), 'a', "(so)") < 0)
         return std::nullopt;
-    std::vector<Element> children;
+    std::vector<Control> children;
     const char *service = nullptr;
     const char *path = nullptr;
     while (sd_bus_message_read(answer.get(), "(so)", &service, &path) > 0)
-        children.push_back({service, path});
+        children.push_back({.service = service, .path = path});
     return children;
 }
 
-bool Accessibility::isOf(pid_t process, const Element &application) const {
-    const auto answer = m_bus.ask("GetConnectionUnixProcessID", application.service);
-    std::uint32_t owner = 0;
-    return answer && sd_bus_message_read(answer.get(), "u", &owner) >= 0 &&
-           owner == static_cast<std::uint32_t>(process);
-}
-
-std::string Accessibility::property(const Element &element, const char *name) const {
-    const auto answer = m_bus.call(element.service, element.path, "org.freedesktop.DBus.Properties", "Get",
+std::string Accessibility::property(const Control &control, const char *name) const {
+    const auto answer = m_bus.call(control.service, control.path, "org.freedesktop.DBus.Properties", "Get",
                                    "ss", accessible, name);
     return answer && sd_bus_message_enter_container(answer.get(), 'v', "s") > 0 ? takeText(answer) : "";
 }
 
 // False when the element is gone.
 bool Accessibility::read(Control &control) const {
-    const auto states = ask(control.element, "GetState");
-    const auto role = ask(control.element, "GetRoleName");
-    const auto extents = m_bus.call(control.element.service, control.element.path, "org.a11y.atspi.Component",
-                                    "GetExtents", "u", 0U);
+    const auto states = m_bus.call(control.service, control.path, accessible, "GetState", "");
+    const auto role = m_bus.call(control.service, control.path, accessible, "GetRoleName", "");
+    const auto extents =
+        m_bus.call(control.service, control.path, "org.a11y.atspi.Component", "GetExtents", "u", 0U);
     std::uint32_t low = 0;
     std::uint32_t high = 0;
     auto &[x, y, width, height] = control.extents;
@@ -64,70 +78,42 @@ bool Accessibility::read(Control &control) const {
         return false;
     control.states = std::uint64_t{high} << 32 | low;
     control.role = takeText(role);
-    control.name = property(control.element, "Name");
-    control.description = property(control.element, "Description");
+    control.name = property(control, "Name");
+    control.description = property(control, "Description");
     return true;
 }
 
 // Hidden elements are left out with all that they hold. False when the window changed meanwhile.
-bool Accessibility::addVisible(const Element &element, std::vector<Control> &controls) const {
-    Control control;
-    control.element = element;
+bool Accessibility::addVisible(Control control, std::vector<Control> &controls) const {
     if (!read(control))
         return false;
     if (!control.isVisible())
         return true;
     controls.push_back(control);
-    const auto children = childrenOf(element);
-    return children && std::all_of(children->begin(), children->end(),
-                                   [&](const Element &child) { return addVisible(child, controls); });
+    const auto children = childrenOf(control);
+    return children &&
+           std::ranges::all_of(*children, [&](const Control &child) { return addVisible(child, controls); });
 }
 
-std::optional<std::vector<Control>> Accessibility::controlsOf(pid_t process) const {
+std::optional<std::vector<Control>> Accessibility::controls() const {
     std::vector<Control> controls;
-    const auto applications = childrenOf({registry, "/org/a11y/atspi/accessible/root"});
-    if (!applications)
-        return std::nullopt;
-    for (const Element &application : *applications) {
-        if (!isOf(process, application))
-            continue;
+    const auto applications = childrenOf({.service = registry, .path = "/org/a11y/atspi/accessible/root"});
+    for (const Control &application : applications.value_or(std::vector<Control>())) {
         const auto windows = childrenOf(application);
-        const auto add = [&](const Element &window) { return addVisible(window, controls); };
-        if (!windows || !std::all_of(windows->begin(), windows->end(), add))
+        const auto add = [&](const Control &window) { return addVisible(window, controls); };
+        if (!windows || !std::ranges::all_of(*windows, add))
             return std::nullopt;
     }
     return controls;
 }
 
-void Accessibility::listen() {
-    m_bus.call(registry, "/org/a11y/atspi/registry", registry, "RegisterEvent", "sass", "object:", 0, "");
-    const auto note = [](sd_bus_message *message, void *paths, sd_bus_error *) {
-        const char *state = nullptr;
-        int isOn = 0;
-        if (sd_bus_message_read(message, "si", &state, &isOn) >= 0 && isOn == 1)
-            static_cast<std::vector<std::string> *>(paths)->emplace_back(sd_bus_message_get_path(message));
-        return 0;
-    };
-    sd_bus_add_match(m_bus.get(), nullptr,
-                     "type='signal',interface='org.a11y.atspi.Event.Object',member='StateChanged',"
-                     "arg0='showing'",
-                     note, &m_shown);
-}
-
-std::ptrdiff_t Accessibility::timesShown(const Control &control) {
-    while (sd_bus_process(m_bus.get(), nullptr) > 0) {
-    }
-    return std::count(m_shown.begin(), m_shown.end(), control.element.path);
-}
-
 std::string Accessibility::textOf(const Control &control) const {
-    return takeText(m_bus.call(control.element.service, control.element.path, "org.a11y.atspi.Text",
-                               "GetText", "ii", 0, -1));
+    return takeText(m_bus.call(control.service, control.path, "org.a11y.atspi.Text", "GetText", "ii", 0, -1));
 }
 
 bool Accessibility::work(const Control &control) const {
-    const auto answer = m_bus.call(control.element.service, control.element.path, "org.a11y.atspi.Action",
-                                   "DoAction", "i", 0);
+    const auto answer =
+        m_bus.call(control.service, control.path, "org.a11y.atspi.Action", "DoAction", "i", 0);
     int isDone = 0;
     return answer && sd_bus_message_read(answer.get(), "b", &isDone) >= 0 && isDone != 0;
 }

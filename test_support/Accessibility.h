@@ -1,10 +1,11 @@
-// What a program's window passes to assistive technology, as a screen reader gets it: over the bus,
-// from outside. https://gitlab.gnome.org/GNOME/at-spi2-core/-/tree/main/xml
+// What windows pass to assistive technology, as a screen reader gets it: over the bus, from outside.
+// https://gitlab.gnome.org/GNOME/at-spi2-core/-/tree/main/xml
 //
 // One thread.
 #pragma once
 
 #include "test_support/Bus.h"
+#include "test_support/Screen.h"
 
 #include <cstdint>
 #include <optional>
@@ -14,32 +15,18 @@
 
 namespace test_support {
 
-/// In the units of the program, from the upper left corner of the display.
-struct Extents {
-    int x = 0;
-    int y = 0;
-    int width = 0;
-    int height = 0;
-
-    int right() const { return x + width; }
-    int bottom() const { return y + height; }
-};
-
-/// Where an element can be asked: a bus name and a path.
-struct Element {
-    std::string service;
-    std::string path;
-};
-
 /// One element that is on the screen, as it was when it was read.
 struct Control {
-    Element element;
+    // Where it can be asked: a bus name and a path.
+    std::string service;
+    std::string path;
     /// As the registry spells it: "push button", "check box", "label"...
-    std::string role;
-    std::string name;
-    std::string description;
+    std::string role = {};
+    std::string name = {};
+    std::string description = {};
     std::uint64_t states = 0;
-    Extents extents;
+    /// In the units of the program, from the upper left corner of the display.
+    Extents extents = {};
 
     /// The window says it in the description, since the state of a disabled item is not passed on.
     bool isEnabled() const { return has(8) && has(24) && description != "Unavailable"; }
@@ -57,17 +44,12 @@ std::ostream &operator<<(std::ostream &out, const Control &control);
 
 class Accessibility {
 public:
-    explicit Accessibility(const std::string &busAddress)
-        : m_bus(busAddress) {}
+    /// Starts the registry of that bus, where programs announce themselves that start from now on.
+    explicit Accessibility(const PrivateBus &bus);
 
-    /// Everything that the process shows, or would where the user scrolls to it, in the order of the tree.
-    /// None when the window changed while it was read.
-    std::optional<std::vector<Control>> controlsOf(pid_t process) const;
-
-    /// From now on the program reports what comes up, as it does to a screen reader that asks for it.
-    void listen();
-    /// How often the control has come up since then.
-    std::ptrdiff_t timesShown(const Control &control);
+    /// Everything that the programs show, or would where the user scrolls to it, in the order of the tree.
+    /// None when a window changed while it was read.
+    std::optional<std::vector<Control>> controls() const;
 
     /// The text in a box.
     std::string textOf(const Control &control) const;
@@ -77,16 +59,15 @@ public:
     bool work(const Control &control) const;
 
 private:
-    BusMessage ask(const Element &element, const char *method) const;
-    std::optional<std::vector<Element>> childrenOf(const Element &parent) const;
-    bool isOf(pid_t process, const Element &application) const;
+    std::optional<std::vector<Control>> childrenOf(const Control &parent) const;
     bool read(Control &control) const;
-    bool addVisible(const Element &element, std::vector<Control> &controls) const;
-    std::string property(const Element &element, const char *name) const;
+    bool addVisible(Control control, std::vector<Control> &controls) const;
+    std::string property(const Control &control, const char *name) const;
 
     BusClient m_bus;
-    /// The paths of what came up.
-    std::vector<std::string> m_shown;
+    ProgramRun m_registry;
+    /// Programs ask here for the bus of the accessibility services.
+    BusObject m_launcher;
 };
 
 } // namespace test_support

@@ -1,17 +1,13 @@
-// A display without a screen, and what is on it as anybody sees it who looks at it: pixels, windows, what
-// these ask of a window manager, and the clipboard.
+// A display without a screen, and what is on it as anybody sees it who looks at it.
 //
 // One thread. A display that cannot be started or reached throws std::runtime_error.
 #pragma once
 
-#include "test_support/Accessibility.h"
 #include "test_support/ProgramRun.h"
 
 #include <QImage>
-#include <chrono>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 #include <xcb/xcb.h>
@@ -37,16 +33,36 @@ private:
     std::string m_name;
 };
 
+/// A place on the screen.
+struct Extents {
+    int x = 0;
+    int y = 0;
+    int width = 0;
+    int height = 0;
+
+    int right() const { return x + width; }
+    int bottom() const { return y + height; }
+};
+
 /// A connection to a display.
-class DisplayClient {
-protected:
-    explicit DisplayClient(const std::string &display);
+class Screen {
+public:
+    explicit Screen(const std::string &display);
 
     xcb_connection_t *connection() const { return m_connection.get(); }
     xcb_window_t root() const;
     xcb_atom_t atom(const std::string &name) const;
-    /// The bytes of a window's property; empty when it has none of that format (8 or 32 bits).
-    std::string property(xcb_window_t window, const std::string &name, int format) const;
+    /// The values of a window's property; none when it has none of this kind (1 or 4 bytes each).
+    template <typename Value>
+    std::vector<Value> property(xcb_window_t window, const std::string &name) const {
+        constexpr std::uint32_t most = 1024;
+        const auto cookie = xcb_get_property(connection(), 0, window, atom(name), XCB_ATOM_ANY, 0, most);
+        const auto reply = owned(xcb_get_property_reply(connection(), cookie, nullptr));
+        if (!reply || reply->format != 8 * sizeof(Value))
+            return {};
+        const auto *first = static_cast<const Value *>(xcb_get_property_value(reply.get()));
+        return {first, first + reply->value_len};
+    }
     /// Sends an event of 32 bytes to a window.
     template <typename Event>
     void send(xcb_window_t window, const Event &event) const {
@@ -54,58 +70,19 @@ protected:
                        reinterpret_cast<const char *>(&event));
         xcb_flush(connection());
     }
+    template <typename Reply>
+    static std::unique_ptr<Reply, decltype(&std::free)> owned(Reply *reply) {
+        return {reply, &std::free};
+    }
+
+    /// Asks a window to close, as a window manager does when the user presses the cross.
+    void requestClose(xcb_window_t window) const;
+    QImage picture(const Extents &extents) const;
+    /// As 0xRRGGBB.
+    std::uint32_t pixel(int x, int y) const { return picture({x, y, 1, 1}).pixel(0, 0) & 0xFFFFFFU; }
 
 private:
     std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> m_connection;
-};
-
-class Screen : private DisplayClient {
-public:
-    explicit Screen(const std::string &display)
-        : DisplayClient(display) {}
-
-    /// The windows that programs have mapped, lowest first, those of no process known left out.
-    struct Window {
-        std::uint32_t number = 0;
-        pid_t process = 0;
-        std::string title;
-        /// In pixels of the display.
-        Extents extents;
-        Extents minimum;
-    };
-    std::vector<Window> windows() const;
-
-    /// Asks a window to close, as a window manager does when the user presses the cross.
-    void requestClose(const Window &window) const;
-    /// As a window manager changes the size of a window.
-    void resize(const Window &window, int width, int height) const;
-    /// Gives the keyboard to a window.
-    void focus(const Window &window) const;
-
-    QImage picture(const Extents &extents) const;
-    /// As 0xRRGGBB.
-    std::uint32_t pixel(int x, int y) const;
-
-private:
-    std::vector<std::uint32_t> numbers(xcb_window_t window, const std::string &property) const;
-};
-
-/// A desktop's clipboard manager: saves what was copied in a program that ends (freedesktop.org, "Clipboard
-/// Manager Specification").
-class ClipboardManager : private DisplayClient {
-public:
-    /// Is the display's manager from now on.
-    explicit ClipboardManager(const std::string &display);
-
-    /// Waits for a program that asks for its copy to be saved, and gives the copied text; none when no
-    /// program asks within the limit, or what it offers is no text.
-    std::optional<std::string> save(std::chrono::milliseconds limit);
-
-private:
-    template <typename Event>
-    std::optional<Event> nextEvent(int type, std::chrono::milliseconds limit) const;
-
-    xcb_window_t m_window;
 };
 
 } // namespace test_support

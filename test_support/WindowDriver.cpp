@@ -1,85 +1,67 @@
 #include "test_support/WindowDriver.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <regex>
 #include <sstream>
 #include <stdexcept>
 
 namespace test_support {
 
-namespace {
-
-ProgramOptions onDisplay(ProgramOptions program, const Xvfb &display, const PrivateBus &bus, int scale) {
-    auto variables = bus.variables();
-    variables.insert(variables.end(),
-                     {{"DISPLAY", display.name()},
-                      {"WAYLAND_DISPLAY", std::nullopt},
-                      {"QT_QPA_PLATFORM", std::nullopt},
-                      {"QT_QUICK_BACKEND", std::nullopt},
-                      {"QT_SCALE_FACTOR", scale == 1 ? std::nullopt : std::optional(std::to_string(scale))},
-                      {"XDG_CURRENT_DESKTOP", std::nullopt}});
-    program.variables.insert(program.variables.begin(), variables.begin(), variables.end());
-    return program;
-}
-
-} // namespace
-
-WindowDriver::WindowDriver(const ProgramOptions &program, const Xvfb &display, const PrivateBus &bus,
-                           int scale)
+WindowDriver::WindowDriver(ProgramOptions program, const Xvfb &display, const PrivateBus &bus, int scale)
     : m_scale(scale)
     , m_display(display.name())
     , m_screen(display.name())
-    , m_accessibility(bus.address())
-    , m_program(std::make_unique<ProgramRun>(test_support::onDisplay(program, display, bus, scale)))
-    , m_process(m_program->processId()) {}
+    , m_accessibility(bus) {
+    const std::vector<std::pair<std::string, std::optional<std::string>>> variables = {
+        {"DBUS_SESSION_BUS_ADDRESS", bus.address()},
+        {"AT_SPI_BUS_ADDRESS", std::nullopt},
+        {"QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1"},
+        {"DISPLAY", display.name()},
+        {"WAYLAND_DISPLAY", std::nullopt},
+        {"QT_QPA_PLATFORM", std::nullopt},
+        {"QT_QUICK_BACKEND", std::nullopt},
+        {"QT_SCALE_FACTOR", scale == 1 ? std::nullopt : std::optional(std::to_string(scale))},
+        {"XDG_CURRENT_DESKTOP", std::nullopt}};
+    program.variables.insert(program.variables.begin(), variables.begin(), variables.end());
+    m_program = std::make_unique<ProgramRun>(program);
+}
 
 // Waits until it holds, or the program has ended.
 template <typename Condition>
 void WindowDriver::require(Condition condition, const std::string &complaint) const {
     bool holds = false;
-    waitUntil(
-        [&] {
-            holds = condition();
-            return holds || !m_program->isRunning();
-        },
-        limit);
+    waitUntil([&] { return (holds = condition()) || !m_program->isRunning(); }, limit);
     if (!holds)
         throw std::runtime_error(complaint + ":\n" + description());
 }
 
 std::vector<Control> WindowDriver::controls() const {
     std::optional<std::vector<Control>> found;
-    waitUntil(
-        [&] {
-            found = m_accessibility.controlsOf(m_process);
-            return found || !m_program->isRunning();
-        },
-        limit);
+    waitUntil([&] { return (found = m_accessibility.controls()) || !m_program->isRunning(); }, limit);
     return found.value_or(std::vector<Control>());
 }
 
-std::optional<Control> WindowDriver::look(const std::string &role, const std::string &name) const {
-    for (const Control &control : controls()) {
-        if (control.role == role && control.name == name)
-            return control;
-    }
-    return std::nullopt;
+bool WindowDriver::shows(const std::string &role, const std::string &name) const {
+    return std::ranges::any_of(
+        controls(), [&](const Control &control) { return control.role == role && control.name == name; });
 }
 
 Control WindowDriver::find(const std::string &role, const std::string &name,
                            const std::function<bool(const Control &)> &condition) const {
-    std::optional<Control> found;
+    Control found;
     require(
         [&] {
-            found = look(role, name);
-            return found && condition(*found);
+            const auto all = controls();
+            const auto match = std::ranges::find_if(all, [&](const Control &control) {
+                return control.role == role && control.name == name && condition(control);
+            });
+            if (match != all.end())
+                found = *match;
+            return match != all.end();
         },
         "There is no " + role + " \"" + name + "\" as it should be, but");
-    return *found;
-}
-
-Control WindowDriver::findEnabled(const std::string &role, const std::string &name) const {
-    return find(role, name, [](const Control &control) { return control.isEnabled(); });
+    return found;
 }
 
 void WindowDriver::waitUntilGone(const std::string &role, const std::string &name) const {
@@ -96,26 +78,10 @@ void WindowDriver::waitForFocus(const std::string &role, const std::string &name
     require(hasFocus, "The " + role + " \"" + name + "\" does not get the keyboard");
 }
 
-void WindowDriver::click(const std::string &role, const std::string &name) const {
-    clickAt(findEnabled(role, name));
-}
-
 void WindowDriver::clickAt(const Control &control) const {
     const Extents place = onDisplay(scrolledTo(control).extents);
     input({"mousemove", std::to_string(place.x + place.width / 2), std::to_string(place.y + place.height / 2),
            "click", "1"});
-}
-
-void WindowDriver::movePointerAway() const {
-    input({"mousemove", "0", "0"});
-}
-
-void WindowDriver::type(const std::string &text) const {
-    input({"type", "--delay", "2", text});
-}
-
-void WindowDriver::key(const std::string &keys) const {
-    input({"key", keys});
 }
 
 // The wheel turns until the control's middle is inside of the window.
@@ -134,38 +100,42 @@ Control WindowDriver::scrolledTo(const Control &control) const {
     return current;
 }
 
-void WindowDriver::input(std::vector<std::string> words) const {
+std::optional<std::string> WindowDriver::xdotool(std::vector<std::string> words) const {
     ProgramRun tool({.program = "/usr/bin/xdotool",
                      .arguments = std::move(words),
                      .variables = {{"DISPLAY", m_display}}});
-    if (tool.waitForEnd() != exited(0))
-        throw std::runtime_error("xdotool: " + tool.standardError());
+    return tool.waitForEnd() == exited(0) ? std::optional(tool.standardOutput()) : std::nullopt;
 }
 
-Screen::Window WindowDriver::window(const std::string &title) const {
-    std::optional<Screen::Window> found;
+void WindowDriver::input(const std::vector<std::string> &words) const {
+    if (!xdotool(words))
+        throw std::runtime_error("xdotool: no " + words.front());
+}
+
+WindowDriver::Window WindowDriver::window(const std::string &title) const {
+    Window found;
+    auto &[x, y, width, height] = found.extents;
     require(
         [&] {
-            for (const auto &window : m_screen.windows()) {
-                if (window.process == m_process && window.title == title)
-                    found = window;
-            }
-            return found.has_value();
+            const auto place = xdotool({"search", "--maxdepth", "1", "--onlyvisible", "--name", "^" + title,
+                                        "getwindowgeometry", "--shell"});
+            return place && std::sscanf(place->c_str(), "WINDOW=%u X=%d Y=%d WIDTH=%d HEIGHT=%d",
+                                        &found.number, &x, &y, &width, &height) == 5;
         },
         "There is no window \"" + title + "\"");
-    return *found;
+    return found;
+}
+
+void WindowDriver::focus(const std::string &title) const {
+    input({"windowfocus", std::to_string(window(title).number)});
+}
+
+void WindowDriver::resize(int width, int height) const {
+    input({"windowsize", std::to_string(window().number), std::to_string(width), std::to_string(height)});
 }
 
 Extents WindowDriver::onDisplay(const Extents &extents) const {
     return {extents.x * m_scale, extents.y * m_scale, extents.width * m_scale, extents.height * m_scale};
-}
-
-void WindowDriver::close() {
-    m_screen.requestClose(window());
-}
-
-QImage WindowDriver::picture() const {
-    return m_screen.picture(window().extents);
 }
 
 std::string WindowDriver::printedErrors() const {

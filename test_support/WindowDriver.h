@@ -7,12 +7,8 @@
 #pragma once
 
 #include "test_support/Accessibility.h"
-#include "test_support/Bus.h"
-#include "test_support/ProgramRun.h"
-#include "test_support/Screen.h"
 
 #include <functional>
-#include <optional>
 
 namespace test_support {
 
@@ -22,49 +18,55 @@ public:
 
     /// Starts the program on that display and bus. `scale` is what a pixel of the program's is on the
     /// display.
-    WindowDriver(const ProgramOptions &program, const Xvfb &display, const PrivateBus &bus, int scale = 1);
-
-    /// Works the window of another process from now on, which the program has started.
-    void follow(pid_t process) { m_process = process; }
+    WindowDriver(ProgramOptions program, const Xvfb &display, const PrivateBus &bus, int scale = 1);
 
     ProgramRun &program() { return *m_program; }
-    Screen &screen() { return m_screen; }
-    Accessibility &accessibility() { return m_accessibility; }
+    const Screen &screen() const { return m_screen; }
 
     /// All that is on the screen, of all windows of the program; nothing when it has ended.
     std::vector<Control> controls() const;
-    std::optional<Control> look(const std::string &role, const std::string &name) const;
-    bool shows(const std::string &role, const std::string &name) const {
-        return look(role, name).has_value();
-    }
+    bool shows(const std::string &role, const std::string &name) const;
     /// Waits for it, in that condition.
     Control find(
         const std::string &role, const std::string &name,
         const std::function<bool(const Control &)> &condition = [](const Control &) { return true; }) const;
-    Control findEnabled(const std::string &role, const std::string &name) const;
+    Control findEnabled(const std::string &role, const std::string &name) const {
+        return find(role, name, std::mem_fn(&Control::isEnabled));
+    }
     void waitUntilGone(const std::string &role, const std::string &name) const;
-    std::string textOf(const Control &control) const { return m_accessibility.textOf(control); }
     /// Waits until it has the keyboard.
     void waitForFocus(const std::string &role, const std::string &name) const;
 
     /// Waits for it to be there and enabled, moves the pointer to its middle, and clicks; scrolls to it where
     /// it is out of the window's sight.
-    void click(const std::string &role, const std::string &name) const;
+    void click(const std::string &role, const std::string &name) const { clickAt(findEnabled(role, name)); }
     void clickAt(const Control &control) const;
-    void movePointerAway() const;
-    void type(const std::string &text) const;
+    void movePointerAway() const { input({"mousemove", "0", "0"}); }
+    void type(const std::string &text) const { input({"type", "--delay", "2", text}); }
     /// A key or a combination of keys, as xdotool names them.
-    void key(const std::string &keys) const;
+    void key(const std::string &keys) const { input({"key", keys}); }
+    /// Works it as a screen reader does, once it is there and enabled.
+    bool work(const std::string &role, const std::string &name) const {
+        return m_accessibility.work(findEnabled(role, name));
+    }
+    std::string textOf(const Control &control) const { return m_accessibility.textOf(control); }
 
-    /// The window with this title; waits for it.
-    Screen::Window window(const std::string &title = "Brennic Lumadoc Diagnostics") const;
+    struct Window {
+        std::uint32_t number = 0;
+        /// In pixels of the display.
+        Extents extents;
+    };
+    static inline const std::string mainTitle = "Brennic Lumadoc Diagnostics";
+    /// The window whose title begins like this; waits for it.
+    Window window(const std::string &title = mainTitle) const;
+    /// Gives it the keyboard, as a window manager does when it opens.
+    void focus(const std::string &title = mainTitle) const;
+    void resize(int width, int height) const;
+    /// Presses its cross.
+    void close() const { m_screen.requestClose(window().number); }
+
     /// The same place in pixels of the display.
     Extents onDisplay(const Extents &extents) const;
-    /// Presses the window's cross.
-    void close();
-
-    /// The picture of the window and what is over it.
-    QImage picture() const;
     std::string description() const;
     /// What the program has printed as errors, without what a busy machine makes Qt print.
     std::string printedErrors() const;
@@ -72,7 +74,8 @@ public:
 private:
     template <typename Condition>
     void require(Condition condition, const std::string &complaint) const;
-    void input(std::vector<std::string> words) const;
+    std::optional<std::string> xdotool(std::vector<std::string> words) const;
+    void input(const std::vector<std::string> &words) const;
     Control scrolledTo(const Control &control) const;
 
     int m_scale;
@@ -80,7 +83,6 @@ private:
     Screen m_screen;
     Accessibility m_accessibility;
     std::unique_ptr<ProgramRun> m_program;
-    pid_t m_process;
 };
 
 } // namespace test_support

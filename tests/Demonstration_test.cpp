@@ -7,8 +7,6 @@ using namespace test_support;
 
 namespace {
 
-constexpr char programName[] = "Brennic_Lumadoc_Diagnostics";
-
 // Two presses with less than this between them are a double click.
 constexpr auto doubleClick = std::chrono::milliseconds(450);
 
@@ -22,9 +20,6 @@ TEST(Demonstration, OpensTheWindowAndTellsWhatTheServiceReceived) {
     const Xvfb display;
     const PrivateBus bus;
     WindowDriver window(demonstration(), display, bus);
-    ASSERT_TRUE(waitUntil([] { return !processesOf(programName).empty(); }, std::chrono::seconds(30)))
-        << window.program().standardError();
-    window.follow(processesOf(programName).front());
     window.click("push button", "Start diagnostics");
     // The sample product runs, and is of the track whose logging begins with a restart.
     window.click("push button", "OK");
