@@ -7,7 +7,6 @@
 #include "packaging/FilesPathDirectory.h"
 #include "test_support/ScratchHome.h"
 
-#include <chrono>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -26,17 +25,10 @@ void makeFiles(const fs::path &folder, const char *prefix, const char *suffix) {
     }
 }
 
-std::function<double()> secondsOf(const std::function<void()> &work) {
-    return [work] {
-        const auto begin = std::chrono::steady_clock::now();
-        work();
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-    };
-}
-
 void compare(const std::string &what, const std::function<void()> &operation,
              const std::function<void()> &bare) {
-    const auto seconds = inTurn(turns, {secondsOf(operation), secondsOf(bare)});
+    const auto seconds =
+        inTurn(turns, {[&] { return secondsOf(operation); }, [&] { return secondsOf(bare); }});
     print(what, median(seconds[0]), "s");
     print("  to the bare operation, median", medianRatio(seconds), "times");
 }
@@ -85,8 +77,8 @@ void measureLogLines() {
         for (int i = 0; i < lines; ++i)
             Logger::logInfo(message);
     };
-    print("a labelled log line", median(inTurn(turns, {secondsOf(logLines)})[0]) / lines * 1e6,
-          "microseconds");
+    print("a labelled log line",
+          median(inTurn(turns, {[&] { return secondsOf(logLines); }})[0]) / lines * 1e6, "microseconds");
 }
 
 } // namespace

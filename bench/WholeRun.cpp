@@ -1,7 +1,6 @@
 // The shipped program's whole silent run, in turn with cp, zip and curl on the same tree and the same
 // service; its peak memory; and the time from its start to its first line.
 #include "Figures.h"
-#include "MeasuredProcess.h"
 
 #include "discovery/RunState.h"
 #include "packaging/FilesPathDirectory.h"
@@ -26,26 +25,25 @@ struct Bench {
         bundle.setText("CFBundleIdentifier", "com.brennic.LumadocDiagnostics.Bench");
     }
 
-    Measurement runProgram() {
+    // Gives its peak memory in MiB.
+    double runSilently() {
         const auto before = service.receipts().size();
-        const auto result =
-            runMeasured({bundle.executable(), "/silent"},
-                        {{"HOME", scratch.path() / "home"}, {"SSL_CERT_FILE", service.certificateFile()}});
-        require(result.exitStatus == 0 && service.receipts().size() == before + 1, "the silent run failed");
-        return result;
+        const double peak =
+            runProgram({.program = bundle.executable(),
+                        .arguments = {"/silent"},
+                        .variables = {{"HOME", (scratch.path() / "home").native()},
+                                      {"SSL_CERT_FILE", service.certificateFile().native()}}});
+        require(service.receipts().size() == before + 1, "the silent run sent nothing");
+        return peak;
     }
 
-    Measurement runTools() {
-        const fs::path copy = scratch.path() / "copy";
-        fs::create_directories(copy);
+    void runTools() {
         const std::string script =
-            "set -e; cp -a '" + product.logs.native() + "' '" + product.crashReports.native() +
+            "set -e; mkdir copy; cp -a '" + product.logs.native() + "' '" + product.crashReports.native() +
             "' copy/; cd copy; zip -r -q ../copy.zip .; cd ..; curl -s -f --cacert '" +
             service.certificateFile().native() + "' -F file=@copy.zip https://" + service.host() +
             std::string(support_service::SupportService::uploadPath) + "; rm -r copy copy.zip";
-        const auto result = runMeasured({"/bin/sh", "-c", "cd '" + scratch.path().native() + "'; " + script});
-        require(result.exitStatus == 0, "cp, zip and curl failed");
-        return result;
+        runProgram({.program = "/bin/sh", .arguments = {"-c", script}, .workingFolder = scratch.path()});
     }
 
     test_support::ScratchFolder scratch;
@@ -54,21 +52,20 @@ struct Bench {
     test_support::ScratchBundle bundle;
 };
 
-// Leaves only what the program sends, so that both sides pack the same bytes; returns how many those are.
-std::uint64_t keepAllowedFiles(const fs::path &folder) {
+// Leaves only what the program sends, so that both sides pack the same bytes; gives how many MiB those are.
+double keepAllowedFiles(const fs::path &folder) {
     FilesPathDirectory::removeFilesFromDirectoryRecursively(folder, UtilityFunctions::allowedExtensions);
-    std::uint64_t bytes = 0;
+    double bytes = 0;
     for (const auto &entry : fs::recursive_directory_iterator(folder))
-        bytes += entry.is_regular_file() ? entry.file_size() : 0;
-    return bytes;
+        bytes += entry.is_regular_file() ? static_cast<double>(entry.file_size()) : 0;
+    return bytes / mebibyte;
 }
 
 void compareWholeRuns() {
     Bench bench({.logBytes = std::uint64_t{86} << 20});
-    const double size = static_cast<double>(keepAllowedFiles(bench.product.logs)) / mebibyte;
-    const auto seconds = inTurn(
-        7, {[&] { return bench.runProgram().wall.count(); }, [&] { return bench.runTools().wall.count(); }});
-    print("logs of a whole silent run", size, "MiB");
+    print("logs of a whole silent run", keepAllowedFiles(bench.product.logs), "MiB");
+    const auto seconds = inTurn(7, {[&] { return secondsOf([&] { bench.runSilently(); }); },
+                                    [&] { return secondsOf([&] { bench.runTools(); }); }});
     print("the whole run", median(seconds[0]), "s");
     print("cp, zip and curl for the same", median(seconds[1]), "s");
     print("the one to the other, median", medianRatio(seconds), "");
@@ -76,29 +73,29 @@ void compareWholeRuns() {
 
 void measureMemory(std::uint64_t logBytes) {
     Bench bench({.logBytes = logBytes, .incompressible = true});
-    const auto run = bench.runProgram();
+    const double peak = bench.runSilently();
     const auto archive = static_cast<double>(bench.service.receipts().back().sizeBytes) / mebibyte;
-    print("peak memory beyond an archive of " + std::to_string(archive) + " MiB",
-          static_cast<double>(run.peakBytes) / mebibyte - archive, "MiB");
+    print("peak memory beyond an archive of " + std::to_string(archive) + " MiB", peak - archive, "MiB");
 }
 
 // The first line creates the log file. With a file in the place of the workspace the log stays where it is;
 // there is nothing to pack then, and the program stays until it is ended.
 void measureStart() {
-    Bench bench({.logBytes = 1000});
+    const Bench bench({.logBytes = 1000});
     const fs::path home = bench.scratch.path() / "empty home";
     const fs::path log = home / ".cache/Logs/LumadocDiagnosticsDebugOutput.log";
     test_support::writeFile(home / ".local/share/Library/LumadocDiagnostics", "in the way");
     const auto firstLine = [&] {
         fs::remove(log);
-        const auto run = runMeasured(
-            {"/bin/sh", "-c",
-             "exec timeout -s KILL 0.3 '" + bench.bundle.executable().native() + "' /silent 2>/dev/null"},
-            {{"HOME", home}});
+        const auto started = std::chrono::system_clock::now();
+        test_support::ProgramRun run({.program = bench.bundle.executable(),
+                                      .arguments = {"/silent"},
+                                      .variables = {{"HOME", home.native()}}});
+        run.waitForEnd(std::chrono::milliseconds(300));
         std::error_code error;
         const auto attributes = platform::fileAttributes(log, error);
         require(attributes && attributes->creationDate, "the log's creation date cannot be read");
-        return std::chrono::duration<double, std::milli>(*attributes->creationDate - run.started).count();
+        return std::chrono::duration<double, std::milli>(*attributes->creationDate - started).count();
     };
     print("from process start to the first line", median(inTurn(21, {firstLine})[0]), "ms");
 }

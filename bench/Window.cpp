@@ -5,7 +5,6 @@
 // The last of these is measured by a second process of this program in another bundle, with the argument
 // "--gaps".
 #include "Figures.h"
-#include "MeasuredProcess.h"
 #include "discovery/MainQueue.h"
 #include "discovery/RunState.h"
 #include "logging/Logging.h"
@@ -24,7 +23,6 @@
 #include <QGuiApplication>
 #include <QQuickWindow>
 #include <QTimer>
-#include <csignal>
 #include <cstring>
 #include <sys/stat.h>
 
@@ -45,7 +43,6 @@ public:
     GapWatch() {
         m_timer.setTimerType(Qt::PreciseTimer);
         QObject::connect(&m_timer, &QTimer::timeout, [this] { tick(); });
-        m_last = Clock::now();
         m_timer.start(1);
     }
 
@@ -57,13 +54,12 @@ public:
 
 private:
     void tick() {
-        const auto now = Clock::now();
-        m_longest = std::max(m_longest, Milliseconds(now - m_last).count());
-        m_last = now;
+        const Milliseconds gap = Clock::now() - std::exchange(m_last, Clock::now());
+        m_longest = std::max(m_longest, gap.count());
     }
 
     QTimer m_timer;
-    Clock::time_point m_last;
+    Clock::time_point m_last = Clock::now();
     double m_longest = 0;
 };
 
@@ -156,15 +152,15 @@ bool isDrawn(const Surroundings &around) {
 }
 
 double firstFrame(const Surroundings &around, const fs::path &path) {
-    const auto begin = Clock::now();
-    ProgramRun run(around.program(path));
-    require(waitUntil([&] { return isDrawn(around); }),
-            path.filename().native() + " draws nothing: " + run.standardError());
-    const double took = Milliseconds(Clock::now() - begin).count();
-    run.send(SIGKILL);
-    run.waitForEnd();
+    std::optional<ProgramRun> run;
+    const double seconds = secondsOf([&] {
+        run.emplace(around.program(path));
+        require(waitUntil([&] { return isDrawn(around); }),
+                path.filename().native() + " draws nothing: " + run->standardError());
+    });
+    run.reset();
     require(waitUntil([&] { return !isDrawn(around); }), "the display does not get empty");
-    return took;
+    return 1000 * seconds;
 }
 
 void measureFirstFrame(const Surroundings &around) {
@@ -179,8 +175,7 @@ void measureMemory(const Surroundings &around) {
     ProgramRun run(around.program(around.bundle.executable()));
     waitUntil([&] { return isDrawn(around); });
     std::this_thread::sleep_for(std::chrono::seconds(2));
-    print("peak memory of the window that waits",
-          static_cast<double>(highWaterMark(run.processId())) / mebibyte, "MiB", 80);
+    print("peak memory of the window that waits", peakMemory(run.processId()), "MiB", 80);
 }
 
 void measureGapsIn(const Surroundings &around) {

@@ -2,33 +2,30 @@
 // killed one goes on, and what that one had collected or packed is still there.
 #include "tests/SilentRun.h"
 
+#include <algorithm>
 #include <csignal>
 #include <ctime>
-#include <functional>
 
 namespace fs = std::filesystem;
 using namespace test_support;
 
 namespace {
 
-using Archives = std::map<std::string, QByteArray>;
-
 class Kill : public SilentRun {
 protected:
     // Another time zone gives the next run another run folder, however soon it comes.
     ProgramOptions programInZone(const std::string &zone) const { return programWith("TZ", zone); }
 
-    // The complete archives in the scratch folder.
-    Archives scratchArchives() const {
-        Archives found;
-        for (const std::string &name : namesIn("temp")) {
-            if (name.starts_with("lumaMacLog_") && name.ends_with(".zip"))
-                found[name] = readFile(root() / "temp" / name);
+    // The archives below a folder of the program's.
+    std::map<fs::path, QByteArray> archives(const std::string &folder) const {
+        std::map<fs::path, QByteArray> found;
+        for (const fs::path name : namesIn(folder)) {
+            if (name.filename().native().starts_with("lumaMacLog_") && name.extension() == ".zip")
+                found[root() / folder / name] = readFile(root() / folder / name);
         }
         return found;
     }
 
-    void killWhen(const std::function<bool()> &moment) const { killWhen(moment, program()); }
     void killWhen(const std::function<bool()> &moment, const ProgramOptions &options) const {
         ProgramRun running(options);
         bool reached = false;
@@ -39,23 +36,27 @@ protected:
         running.send(SIGKILL);
         ASSERT_TRUE(reached) << "the program ended before: " << log();
         running.waitForEnd();
-        EXPECT_TRUE(waitUntil([] { return processesOf("zip").empty(); }, std::chrono::seconds(1)));
+        EXPECT_TRUE(waitUntil([] { return processesOf("zip").empty(); }));
     }
 
-    // Whether the archive is in a run folder, or among those that were recovered.
-    bool isKept(const std::string &name, const QByteArray &content) const {
-        for (const auto &folder : fs::directory_iterator(root() / "Output")) {
-            if (readFile(folder.path() / name) == content)
-                return true;
+    // In a run folder, or among those that were recovered.
+    void expectKept(const std::map<fs::path, QByteArray> &earlier) const {
+        const auto kept = archives("Output");
+        for (const auto &[path, content] : earlier) {
+            EXPECT_TRUE(std::ranges::any_of(kept,
+                                            [&](const auto &archive) {
+                                                return archive.first.filename() == path.filename() &&
+                                                       archive.second == content;
+                                            }))
+                << path << " is lost";
         }
-        return false;
     }
 
     // Looks at what a killed run has left, starts the next run, and looks again.
     void expectTheNextRunSucceedsAndNothingIsLost() {
         const fs::path folder = runFolder();
         const auto left = fs::exists(folder) ? treeOf(folder) : std::map<std::string, std::string>();
-        const Archives archives = scratchArchives();
+        const auto leftArchives = archives("temp");
         const std::size_t receivedBefore = service.receipts().size();
 
         runWell(programInZone("LATER-5"));
@@ -65,25 +66,20 @@ protected:
         if (!left.empty()) {
             EXPECT_EQ(differences(left, treeOf(folder)), std::vector<std::string>());
         }
-        for (const auto &[name, content] : archives)
-            EXPECT_TRUE(isKept(name, content)) << name << " is lost";
+        expectKept(leftArchives);
     }
 
-    // Whether the last run's data is somewhere: as files, or as an archive that can be read.
+    // Whether the run's data is somewhere: as files, or as an archive that can be read.
     bool hasData() const {
-        const fs::path folder = runFolder();
-        if (fs::exists(folder / "Lumadoc/LumaLog/services/renderer-5.log"))
-            return true;
-        const std::string name = "lumaMacLog_" + logId() + "_cef.zip";
-        for (const fs::path &place : {folder, root() / "Output/Recovered", root() / "temp"}) {
-            if (fs::exists(place / name) && fs::file_size(place / name) > 0) {
-                try {
-                    return readArchive(place / name).size() == itemCount;
-                } catch (const std::runtime_error &) {
-                }
-            }
-        }
-        return false;
+        const auto all = archives("");
+        return fs::exists(runFolder() / "Lumadoc/LumaLog/services/renderer-5.log") ||
+               std::ranges::any_of(all, [](const auto &archive) {
+                   try {
+                       return readArchive(archive.first).size() == itemCount;
+                   } catch (const std::runtime_error &) {
+                       return false;
+                   }
+               });
     }
 
     static constexpr std::size_t itemCount = 15;
@@ -94,10 +90,6 @@ struct Moment {
     // Whether by then the run has collected everything and nobody has received it.
     bool hasCollected;
 };
-
-void PrintTo(const Moment &moment, std::ostream *out) {
-    *out << moment.line;
-}
 
 class KilledAt : public Kill, public testing::WithParamInterface<Moment> {};
 
@@ -111,10 +103,11 @@ TEST_P(KilledAt, LosesNothing) {
     install();
     // No answer, so that a kill that comes late still comes before the archive is deleted.
     service.setBehaviour({.neverAnswer = GetParam().hasCollected});
-    killWhen([this] {
+    const auto isReached = [this] {
         const std::string line = ": " + GetParam().line;
         return holds(firstLogFile(), line) || holds(logFile(), line);
-    });
+    };
+    killWhen(isReached, program());
     if (GetParam().hasCollected) {
         EXPECT_TRUE(hasData());
     }
@@ -138,7 +131,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(Kill, WhileZipWorks) {
     install({.logBytes = 10'000'000, .logFiles = 6, .incompressible = true});
-    killWhen([] { return !processesOf("zip").empty(); });
+    killWhen([] { return !processesOf("zip").empty(); }, program());
     EXPECT_FALSE(holds(logFile(), "Directory compressed successfully."));
     EXPECT_TRUE(hasData());
     expectTheNextRunSucceedsAndNothingIsLost();
@@ -146,7 +139,7 @@ TEST_F(Kill, WhileZipWorks) {
 
 TEST_F(Kill, TwiceInARow) {
     install();
-    killWhen([this] { return holds(logFile(), "Directory compressed"); });
+    killWhen([this] { return holds(logFile(), "Directory compressed"); }, program());
     const auto first = treeOf(runFolder());
     const fs::path firstFolder = runFolder();
     killWhen([this] { return readFile(logFile()).count("Directory compressed") == 2; },
@@ -159,7 +152,7 @@ TEST_F(Kill, TwiceInARow) {
 // the second. Here the run folder of every second that may come is there already.
 TEST_F(Kill, AnArchiveThatCouldNotBeSentOutlivesARunInTheSameSecond) {
     install();
-    Archives earlier;
+    std::map<fs::path, QByteArray> earlier;
     const std::time_t now = std::time(nullptr);
     for (std::time_t second = now; second < now + 20; ++second) {
         char stamp[16];
@@ -169,6 +162,5 @@ TEST_F(Kill, AnArchiveThatCouldNotBeSentOutlivesARunInTheSameSecond) {
     }
     runWell();
     EXPECT_TRUE(earlier.contains("lumaMacLog_" + runFolder().filename().native() + "_cef.zip"));
-    for (const auto &[name, content] : earlier)
-        EXPECT_TRUE(isKept(name, content)) << name << " is lost";
+    expectKept(earlier);
 }

@@ -1,5 +1,7 @@
-// How the program starts: alone or beside another copy, with and without a window.
+// How the program starts: alone or beside another copy, with and without a window, and on which product.
 #include "tests/SilentRun.h"
+
+#include "sample_product/RunningProduct.h"
 
 #include <csignal>
 
@@ -43,30 +45,21 @@ TEST_F(Launch, ASecondCopyLeavesOneLineAndEnds) {
     const std::string before = log();
     const auto filesBefore = namesIn("");
     run(program({"/silent", "/product=\"a\\b\"", "/track=QZ"}));
-    EXPECT_EQ(log(), before + detected(R"("PROGRAM", "/silent", "/product=\"a\\b\"", "/track=QZ")"));
-    EXPECT_EQ(namesIn(""), filesBefore);
-    EXPECT_TRUE(fs::is_empty(home.caches()));
-    EXPECT_TRUE(first->isRunning());
-}
-
-TEST_F(Launch, ACopyInAnotherPlaceIsACopy) {
-    install();
-    const auto first = startAndHold();
-    const std::string before = log();
+    const std::string line = detected(R"("PROGRAM", "/silent", "/product=\"a\\b\"", "/track=QZ")");
+    EXPECT_EQ(log(), before + line);
+    // In another place it is a copy as well.
     auto options = program();
     options.program = copyIn("else\nwhere").executable();
     run(options);
-    EXPECT_EQ(log(), before + detected("\"~/else\\nwhere/Brennic_Lumadoc_Diagnostics.app/Contents/Linux/"
-                                       "Brennic_Lumadoc_Diagnostics\", \"/silent\""));
-}
-
-TEST_F(Launch, ACopyOfAnotherIdentifierIsNone) {
-    install();
-    const auto first = startAndHold();
+    EXPECT_EQ(log(), before + line +
+                         detected("\"~/else\\nwhere/Brennic_Lumadoc_Diagnostics.app/Contents/Linux/"
+                                  "Brennic_Lumadoc_Diagnostics\", \"/silent\""));
+    EXPECT_EQ(namesIn(""), filesBefore);
+    EXPECT_TRUE(fs::is_empty(home.caches()));
+    // Of another identifier it is none.
     const ScratchBundle other = copyIn("other");
     other.setText("CFBundleIdentifier", "com.brennic.Other");
     service.setBehaviour({});
-    auto options = program();
     options.program = other.executable();
     run(options);
     EXPECT_EQ(service.receipts().size(), 2U);
@@ -126,4 +119,31 @@ TEST_F(Launch, NeitherAVersionNorAPathIsNeeded) {
                            "----------------------------Application Started----------------------------\n"
                            "INFO: LumadocDiagnostics Directory: ROOT\n"));
     EXPECT_THAT(log(), testing::HasSubstr("INFO: diagnostics, /silent\n"));
+}
+
+TEST_F(Launch, TheNamedProductGoesBeforeTheOneThatRuns) {
+    const auto named = install({.edition = sample_product::Edition::pellix, .version = "24.1.10"});
+    const auto other = install();
+    const sample_product::RunningProduct running(other.executable);
+    run(program({"/silent", "/PRODUCT=Pellix", " /track=BETA "}));
+    EXPECT_EQ(logBetween("INFO: Running without UI based on command-line parameter.\n",
+                         "INFO: Directory created: RUN/"),
+              "INFO: FlavourFromAppVersion:24.1.10 flavour: Beta\n"
+              "INFO: Found Lumadoc from Commandline params: ~/Applications/Pellix.app\n");
+    auto record = receivedRecord();
+    EXPECT_EQ(record["lumadoc_product"], "Pellix");
+    EXPECT_EQ(record["lumadoc_version"], "Beta");
+    EXPECT_EQ(record["lumadoc_versionnumber"], "24.1.10");
+    EXPECT_EQ(record["lumadoc_lumadocinstallpath"], named.bundle);
+    EXPECT_TRUE(received().contains("Pellix/LumaLog/Lumadoc-1.log"));
+}
+
+TEST_F(Launch, WithoutAProductAnEmptyRecordIsSent) {
+    runWell();
+    EXPECT_EQ(logBetween("INFO: LumadocRunningInstance.isEmpty\n", "INFO: Directory created: RUN/"),
+              "INFO: lumadocInstalledUrls.isEmpty\nINFO: pellixInstalledUrls.isEmpty\n");
+    auto record = receivedRecord();
+    EXPECT_EQ(record["lumadoc_product"], "Pellix");
+    EXPECT_EQ(record["lumadoc_version"], "Trunk");
+    EXPECT_EQ(record["lumadoc_versionnumber"] + record["lumadoc_lumadocinstallpath"], "");
 }
