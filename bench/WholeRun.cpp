@@ -3,7 +3,6 @@
 #include "Figures.h"
 
 #include "discovery/RunState.h"
-#include "packaging/FilesPathDirectory.h"
 #include "platform/posix/FileSystem.h"
 #include "sample_product/SampleProduct.h"
 #include "support_service/SupportService.h"
@@ -54,10 +53,15 @@ struct Bench {
 
 // Leaves only what the program sends, so that both sides pack the same bytes; gives how many MiB those are.
 double keepAllowedFiles(const fs::path &folder) {
-    FilesPathDirectory::removeFilesFromDirectoryRecursively(folder, UtilityFunctions::allowedExtensions);
     double bytes = 0;
-    for (const auto &entry : fs::recursive_directory_iterator(folder))
-        bytes += entry.is_regular_file() ? static_cast<double>(entry.file_size()) : 0;
+    const fs::recursive_directory_iterator entries(folder);
+    for (const fs::directory_entry &entry : std::vector(begin(entries), end(entries))) {
+        const QString extension = QString::fromStdString(entry.path().extension()).mid(1);
+        if (entry.is_regular_file() && UtilityFunctions::allowedExtensions.contains(extension))
+            bytes += static_cast<double>(entry.file_size());
+        else if (entry.is_regular_file())
+            fs::remove(entry);
+    }
     return bytes / mebibyte;
 }
 

@@ -6,12 +6,10 @@
 
 namespace test_support {
 
-Xvfb::Xvfb(DisplaySize size) {
-    ProgramOptions options{
-        .program = "/usr/bin/Xvfb",
-        .arguments = {"-displayfd", "1", "-screen", "0",
-                      std::to_string(size.width) + "x" + std::to_string(size.height) + "x24", "-dpi", "96",
-                      "-nolisten", "tcp", "-noreset"}};
+Xvfb::Xvfb() {
+    ProgramOptions options{.program = "/usr/bin/Xvfb",
+                           .arguments = {"-displayfd", "1", "-screen", "0", "1400x1200x24", "-dpi", "96",
+                                         "-nolisten", "tcp", "-noreset"}};
     // The name of a display is taken by its socket, which all processes of the machine see; its lock file
     // names a process by number, which means another one in another namespace.
     if (hasOwnNamespaces())

@@ -14,16 +14,11 @@
 
 namespace test_support {
 
-struct DisplaySize {
-    int width = 1280;
-    int height = 1024;
-};
-
 /// A display of the test's own, which ends with its object.
 class Xvfb {
 public:
     /// Takes clients when it returns.
-    explicit Xvfb(DisplaySize size = {});
+    Xvfb();
 
     /// What DISPLAY is to be.
     const std::string &name() const { return m_name; }

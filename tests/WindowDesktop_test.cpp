@@ -88,9 +88,7 @@ protected:
 class WindowOnASmallDisplay : public WindowDesktop {
 protected:
     WindowOnASmallDisplay()
-        : WindowDesktop(DisplaySize{1400, 1200}) {
-        scale = 2;
-    }
+        : WindowDesktop(2) {}
 
     bool isInSight(const char *role, const std::string &name) {
         const Extents frame = window().window().extents;

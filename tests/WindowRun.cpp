@@ -10,8 +10,8 @@ using test_support::ProgramOptions;
 using test_support::waitUntil;
 using test_support::WindowDriver;
 
-WindowRun::WindowRun(test_support::DisplaySize size)
-    : display(size) {
+WindowRun::WindowRun(int pixelScale)
+    : scale(pixelScale) {
     // The sample product has none of these.
     expectError("Error copying lumaUpdaterTools.log: No such file or directory");
 }
@@ -145,4 +145,20 @@ QByteArray WindowRun::waitingFor(const std::string &file) const {
 void WindowRun::holdCapture() const {
     test_support::writeProgram(bundle.path() / "Contents/Helpers/system_profiler",
                                "#!/bin/sh\n" + waitingFor("go-on"));
+}
+
+void WindowRun::picture(const std::string &state) {
+    const char *names = std::getenv("LUMAMON_SCREENSHOTS");
+    if (names == nullptr)
+        return;
+    window().movePointerAway();
+    QImage taken;
+    for (int turn = 0; turn < 9; ++turn) {
+        const QImage next = window().screen().picture(window().window().extents);
+        if (turn > 2 && next == taken)
+            break;
+        taken = next;
+        std::this_thread::sleep_for(std::chrono::milliseconds(60));
+    }
+    EXPECT_TRUE(taken.save(QString::fromStdString(names + ('-' + state) + ".png")));
 }

@@ -9,7 +9,8 @@ class WindowRun : public SilentRun {
 protected:
     using Control = test_support::Control;
 
-    explicit WindowRun(test_support::DisplaySize size = {});
+    /// `scale` is what a pixel of the program's is on the display.
+    explicit WindowRun(int pixelScale = 1);
 
     /// Nothing was printed, and the log has no other errors than those that the test has named.
     void TearDown() override;
@@ -52,6 +53,9 @@ protected:
     QByteArray waitingFor(const std::string &file) const;
     /// Holds the capture at its second task from now on, until there is "go-on". The toggles must be on.
     void holdCapture() const;
+    /// Where pictures are wanted (LUMAMON_SCREENSHOTS is how the names of the files begin), takes one: once
+    /// two in a row are the same, or a moving bar has gone on for long enough.
+    void picture(const std::string &state);
     /// Makes the program end at the Log ID, when it is started.
     void makeStandalone() const { bundle.setValue("LumamonStandaloneVersion", "<true/>"); }
 
@@ -63,9 +67,9 @@ protected:
     static inline const std::string attachName = "Attach screenshot and pdf files";
     static inline const std::string sentText = "The log files were sent successfully.";
 
+    const int scale;
     test_support::Xvfb display;
     test_support::PrivateBus bus;
-    int scale = 1;
 
 private:
     void typeInto(const std::string &name, const std::string &text);

@@ -3,6 +3,7 @@
 #include "tests/WindowRun.h"
 
 #include "sample_product/RunningProduct.h"
+#include "test_support/StandIns.h"
 
 namespace fs = std::filesystem;
 using namespace test_support;
@@ -10,8 +11,20 @@ using sample_product::RunningProduct;
 
 namespace {
 
+// In the appearance and at the scale that pictures are wanted in.
+bool isPictured(const char *look) {
+    const char *names = std::getenv("LUMAMON_SCREENSHOTS");
+    return names != nullptr && std::string(names).find(look) != std::string::npos;
+}
+
 class WindowWholeRun : public WindowRun {
 protected:
+    WindowWholeRun()
+        : WindowRun(isPictured("-200") ? 2 : 1) {
+        if (isPictured("dark-"))
+            portal.emplace(bus, Portal::ColorScheme::dark);
+    }
+
     // What can be worked and what can be read, without the bars that scroll and what only holds others.
     std::vector<std::string> shown() {
         std::vector<std::string> lines;
@@ -38,25 +51,33 @@ protected:
                     testing::MatchesRegex("\\{\"machineid\":\"[0-9a-f]{128}\",\"email\":\"" + email +
                                           "\",\"problemdesc\":\"" + text + "\"\\}"));
     }
+
+    std::optional<Portal> portal;
 };
 
 } // namespace
 
 // Every control has its role, name and state for a screen reader, in every step.
-TEST_F(WindowWholeRun, FailsOnceAndIsThenSentWithItsAttachments) {
-    const auto product = install();
+TEST_F(WindowWholeRun, IsStoppedFailsAndIsThenSentWithItsAttachments) {
+    REQUIRE_OWN_NAMESPACES();
+    const auto product = install({.logBytes = 6'000'000, .logFiles = 6, .incompressible = true});
+    const StandInProgram zip("zip", waitingFor("pack") + "exec \"$real\" \"$@\"\n");
+    service.setBehaviour({.stopReadingAfterBytes = 2'500'000}, 1);
     service.setBehaviour({.status = 500}, 1);
+    expectUploadError("-999");
     expectUploadError("1");
     open();
     const std::string list = "label: BASIC LOGS\n• Lumadoc configuration, settings and logs\n"
                              "• System configuration and settings";
     expectShown({list, "check box: Advanced logs", "check box: System apps information",
                  "push button: Start diagnostics"});
+    picture("start");
     press("Start diagnostics");
     expectShown({list, "check box: Advanced logs (disabled)", "check box: System apps information (disabled)",
                  "push button: Stop diagnostics",
                  "notification: Please reproduce the steps that led to the issue and then select Stop "
                  "diagnostics"});
+    picture("reproducing");
     press("Stop diagnostics");
     const auto logId = testing::MatchesRegex("label: [0-9a-f-]{36}");
     const std::string generated = "notification: Logs generated successfully.";
@@ -69,7 +90,13 @@ TEST_F(WindowWholeRun, FailsOnceAndIsThenSentWithItsAttachments) {
     expectShown({"push button: Share logs (disabled)", generated, reference, logId, "push button: Copy ID",
                  "link: view logs (disabled)", "label" + description, "text" + description, "label" + email,
                  "text" + email, attach, limits});
-    describe("It stopped");
+    window().waitForFocus("text", descriptionName);
+    picture("form");
+    window().type("x");
+    window().key("BackSpace");
+    waitForText("Desciption is required");
+    picture("required");
+    describe("Saving stops at 80 percent.");
     writeEmail("someone@brennic.example");
 
     const fs::path attachments = runFolder() / "Lumadoc/UserFiles";
@@ -88,19 +115,33 @@ TEST_F(WindowWholeRun, FailsOnceAndIsThenSentWithItsAttachments) {
     waitForText("File one.png already exists. Do you want to replace it?");
     window().waitForFocus("push button", "Cancel");
     EXPECT_EQ(readFile(attachments / "one.png"), "first");
+    picture("replace-alert");
     window().click("push button", "Replace");
     window().waitUntilGone("dialog", "Confirm Replace");
+    picture("filled");
 
     press("Share logs");
+    waitForText("Compressing logs.");
+    picture("compressing");
+    writeFile(home.path() / "pack", "");
+    ASSERT_TRUE(service.waitForBodyBytes(2'000'000, std::chrono::seconds(30)));
+    picture("uploading");
+    press("Stop upload");
+    waitForText("Upload cancelled.");
+    picture("cancelled");
+    press("Share logs");
+    window().waitUntilGone("notification", "Upload cancelled.");
     expectShown({"push button: Share logs", "label" + description, "text" + description, "label" + email,
                  "text" + email + " (disabled)", attach + " (disabled)", limits,
                  "notification: 2 file(s) attached", "push button: " + remove + " (disabled)",
                  "notification: Error sharing logs.", "label: You can", "link: view the logs",
                  "label: and share it with us at", "link: lumadoc-support@brennic.example"});
+    picture("failed");
     press("Share logs");
     expectShown({generated, reference, logId, "push button: Copy ID", "link: view logs (disabled)",
                  "notification: " + sentText, "push button: Close"});
-    expectFeedback("It stopped", "someone@brennic.example");
+    picture("done");
+    expectFeedback("Saving stops at 80 percent\\.", "someone@brennic.example");
     auto items = received();
     EXPECT_EQ(items["Lumadoc/LumaLog/Lumadoc-1.log"].content,
               readFile(product.logs / "Lumadoc-1.log").toStdString());
@@ -157,6 +198,7 @@ TEST_F(WindowWholeRun, WithAdvancedLogsIsWorkedByAScreenReader) {
         waitForCheck(name);
     }
     waitForText("ADVANCED LOGS\n• Full Lumadoc data dump\n• System apps version information");
+    picture("toggles");
     EXPECT_TRUE(window().work("push button", "Start diagnostics"));
 
     const std::string restart = "Lumadoc restart required";
@@ -167,6 +209,7 @@ TEST_F(WindowWholeRun, WithAdvancedLogsIsWorkedByAScreenReader) {
     const Control ok = window().find("push button", "OK");
     EXPECT_GE(ok.extents.x, dialog.extents.x);
     EXPECT_LE(ok.extents.right(), dialog.extents.right());
+    picture("restart-alert");
     // The run goes on below the alert, and nothing there can be reached.
     go("Tab", "push button", "OK");
     window().clickAt(window().find("push button", "Stop diagnostics"));
@@ -180,6 +223,7 @@ TEST_F(WindowWholeRun, WithAdvancedLogsIsWorkedByAScreenReader) {
 
     EXPECT_TRUE(window().work("push button", "Stop diagnostics"));
     waitForText("Capturing Lumadoc data dump. Please wait for a few minutes.");
+    picture("capturing");
     window().waitForFocus("text", descriptionName);
     describe("It is slow");
     press("Share logs");
@@ -208,6 +252,7 @@ TEST_F(WindowWholeRun, OfTheStandaloneProgramEndsAtTheLogId) {
         EXPECT_FALSE(window().find("text", name).isEditable());
     EXPECT_FALSE(window().find("push button", attachName).isEnabled());
     EXPECT_FALSE(window().shows("push button", "Share logs"));
+    picture("standalone");
     window().click("push button", "Close");
     expectTheEnd();
     EXPECT_EQ(service.connections(), 0U);
