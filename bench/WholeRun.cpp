@@ -56,7 +56,7 @@ double keepAllowedFiles(const fs::path &folder) {
     double bytes = 0;
     const fs::recursive_directory_iterator entries(folder);
     for (const fs::directory_entry &entry : std::vector(begin(entries), end(entries))) {
-        const QString extension = QString::fromStdString(entry.path().extension()).mid(1);
+        const QString extension = QString::fromStdString(entry.path().extension());
         if (entry.is_regular_file() && UtilityFunctions::allowedExtensions.contains(extension))
             bytes += static_cast<double>(entry.file_size());
         else if (entry.is_regular_file())

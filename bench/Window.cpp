@@ -14,6 +14,7 @@
 #include "sample_product/SampleProduct.h"
 #include "support_service/SupportService.h"
 #include "test_support/Bus.h"
+#include "test_support/EventLoop.h"
 #include "test_support/ScratchBundle.h"
 #include "test_support/ScratchHome.h"
 #include "test_support/Screen.h"
@@ -33,8 +34,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::duration<double, std::milli>;
-
-constexpr double gapMilliseconds = 50;
 
 // ---- The main thread's gaps, in the process that has the window.
 
@@ -64,11 +63,7 @@ private:
 };
 
 void waitFor(const std::function<bool()> &condition) {
-    const auto deadline = Clock::now() + std::chrono::minutes(3);
-    while (!condition()) {
-        require(Clock::now() < deadline, "the window does not get on");
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
+    require(runMainQueueUntil(condition, std::chrono::minutes(3)), "the window does not get on");
 }
 
 int measureGaps(int argumentCount, char **arguments) {
@@ -86,22 +81,17 @@ int measureGaps(int argumentCount, char **arguments) {
         return [view, caption] { return view->startButtonLabel.value() == caption; };
     };
     GapWatch watch;
-    // What a step leaves to later turns counts with it: sections that come up, the next frame.
-    const auto settle = [](std::chrono::milliseconds time) {
-        waitFor([end = Clock::now() + time] { return Clock::now() > end; });
-    };
-    settle(std::chrono::seconds(1));
-
-    constexpr auto afterStep = std::chrono::milliseconds(300);
+    runMainQueueFor(std::chrono::seconds(1));
     const auto measure = [&](const char *phase, bool press, const std::function<bool()> &isOver) {
         watch.take();
         if (press)
             view->primaryButtonPressed();
         waitFor(isOver);
-        // The upload has begun by now and counts by itself.
+        // What a step leaves to later turns counts with it: sections that come up, the next frame. An upload
+        // has begun by now and counts by itself.
         if (!has(Texts::stopUpload)())
-            settle(afterStep);
-        print(std::string("  ") + phase + ", longest gap", watch.take(), "ms", gapMilliseconds);
+            runMainQueueFor(std::chrono::milliseconds(300));
+        print(std::string("  ") + phase + ", longest gap", watch.take(), "ms", 50);
     };
     measure("start", true, has(Texts::stopDiagnostics));
     measure("capture", true, has(Texts::shareLogs));
@@ -109,7 +99,6 @@ int measureGaps(int argumentCount, char **arguments) {
     measure("compression", true, has(Texts::stopUpload));
     measure("upload", false, [&] { return !has(Texts::stopUpload)(); });
     require(view->startButtonLabel.value() == Texts::close, "the upload failed");
-    std::fflush(stdout);
     return 0;
 }
 

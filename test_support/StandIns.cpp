@@ -1,7 +1,6 @@
 #include "test_support/StandIns.h"
 
 #include <QtEndian>
-#include <algorithm>
 #include <cstring>
 #include <poll.h>
 #include <sys/socket.h>
@@ -12,6 +11,8 @@ namespace test_support {
 namespace fs = std::filesystem;
 
 namespace {
+
+const QByteArray endOfCall = "end of the call";
 
 // The journal's native form: "KEY=value\n", or "KEY\n", the value's size in 64 bits, the value, "\n".
 QMap<QByteArray, QByteArray> fieldsOf(const QByteArray &entry) {
@@ -40,34 +41,28 @@ QMap<QByteArray, QByteArray> fieldsOf(const QByteArray &entry) {
 StandInProgram::StandInProgram(const std::string &name, const QByteArray &script) {
     const fs::path real = m_folder.path() / "real";
     const fs::path shown = m_folder.path() / "shown";
-    const fs::path calls = m_folder.path() / "calls";
-    for (const fs::path &folder : {real, shown, calls})
+    for (const fs::path &folder : {real, shown})
         fs::create_directories(folder);
     m_real.reset(new Mount(Mount::over("/usr/bin", real)));
     for (const auto &entry : fs::directory_iterator(real)) {
         if (entry.path().filename() != name)
             fs::create_symlink(entry.path(), shown / entry.path().filename());
     }
-    const QByteArray note = QByteArray::fromStdString(calls) + "/$$";
-    writeProgram(shown / name, "#!/bin/sh\nprintf '%s\\0' \"$0\" \"$@\" > " + note + ".part\nmv " + note +
-                                   ".part " + note + ".call\nreal=" + QByteArray::fromStdString(real / name) +
-                                   "\n" + script);
+    // A call is one write, so that those of several processes do not mix.
+    writeProgram(shown / name, "#!/bin/sh\nprintf '%s\\0' \"$0\" \"$@\" '" + endOfCall + "' >> " +
+                                   QByteArray::fromStdString(m_folder.path() / "calls") +
+                                   "\nreal=" + QByteArray::fromStdString(real / name) + "\n" + script);
     m_mount.reset(new Mount(Mount::over(shown, "/usr/bin")));
 }
 
 std::vector<std::vector<std::string>> StandInProgram::calls() const {
-    std::vector<fs::path> files;
-    for (const auto &entry : fs::directory_iterator(m_folder.path() / "calls")) {
-        if (entry.path().extension() == ".call")
-            files.push_back(entry.path());
-    }
-    std::sort(files.begin(), files.end());
     std::vector<std::vector<std::string>> result;
-    for (const fs::path &file : files) {
-        std::vector<std::string> words;
-        for (const QByteArray &word : readFile(file).chopped(1).split('\0'))
+    std::vector<std::string> words;
+    for (const QByteArray &word : readFile(m_folder.path() / "calls").split('\0')) {
+        if (word == endOfCall)
+            result.push_back(std::exchange(words, {}));
+        else
             words.push_back(word.toStdString());
-        result.push_back(words);
     }
     return result;
 }

@@ -2,6 +2,8 @@
 // standard streams, hostile environment variables.
 #include "tests/SilentRun.h"
 
+#include <unistd.h>
+
 namespace fs = std::filesystem;
 using namespace test_support;
 
@@ -55,7 +57,10 @@ TEST_F(Surroundings, ClosedStandardStreamsHarmNothing) {
     install();
     const auto before = outside();
     auto options = program();
-    options.streams = StandardStreams::closed;
+    options.beforeStart = [] {
+        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+            ::close(stream);
+    };
     runWell(options);
     EXPECT_EQ(received().size(), 15U);
     expectUnchanged(before);
