@@ -45,10 +45,8 @@ public:
     void type(const std::string &text) const { input({"type", "--delay", "2", text}); }
     /// A key or a combination of keys, as xdotool names them.
     void key(const std::string &keys) const { input({"key", keys}); }
-    /// Works it as a screen reader does, once it is there and enabled.
-    bool work(const std::string &role, const std::string &name) const {
-        return m_accessibility.work(findEnabled(role, name));
-    }
+    /// Works it as a screen reader does.
+    bool work(const Control &control) const { return m_accessibility.work(control); }
     std::string textOf(const Control &control) const { return m_accessibility.textOf(control); }
 
     struct Window {

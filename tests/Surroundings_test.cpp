@@ -2,8 +2,6 @@
 // standard streams, hostile environment variables.
 #include "tests/SilentRun.h"
 
-#include <unistd.h>
-
 namespace fs = std::filesystem;
 using namespace test_support;
 
@@ -57,10 +55,7 @@ TEST_F(Surroundings, ClosedStandardStreamsHarmNothing) {
     install();
     const auto before = outside();
     auto options = program();
-    options.beforeStart = [] {
-        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-            ::close(stream);
-    };
+    options.streams = StandardStreams::closed;
     runWell(options);
     EXPECT_EQ(received().size(), 15U);
     expectUnchanged(before);

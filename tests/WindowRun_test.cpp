@@ -194,12 +194,12 @@ TEST_F(WindowWholeRun, WithAdvancedLogsIsWorkedByAScreenReader) {
     RunningProduct running(product.executable);
     open();
     for (const char *name : {"Advanced logs", "System apps information"}) {
-        EXPECT_TRUE(window().work("check box", name));
+        EXPECT_TRUE(window().work(window().findEnabled("check box", name)));
         waitForCheck(name);
     }
     waitForText("ADVANCED LOGS\n• Full Lumadoc data dump\n• System apps version information");
     picture("toggles");
-    EXPECT_TRUE(window().work("push button", "Start diagnostics"));
+    EXPECT_TRUE(window().work(window().findEnabled("push button", "Start diagnostics")));
 
     const std::string restart = "Lumadoc restart required";
     const Control dialog = window().find("dialog", restart);
@@ -220,8 +220,12 @@ TEST_F(WindowWholeRun, WithAdvancedLogsIsWorkedByAScreenReader) {
     // The keyboard goes back to where it was.
     go("Return", "push button", "Stop diagnostics");
     EXPECT_FALSE(window().shows("dialog", restart));
+    // The choice is fixed by now.
+    window().work(window().find("check box", "Advanced logs"));
+    EXPECT_FALSE(window().find("check box", "Advanced logs").isEnabled());
+    waitForCheck("Advanced logs");
 
-    EXPECT_TRUE(window().work("push button", "Stop diagnostics"));
+    EXPECT_TRUE(window().work(window().findEnabled("push button", "Stop diagnostics")));
     waitForText("Capturing Lumadoc data dump. Please wait for a few minutes.");
     picture("capturing");
     window().waitForFocus("text", descriptionName);
