@@ -37,8 +37,7 @@ bench:
 	@scripts/build release -DLUMAMON_BENCHMARKS=ON
 	@build/release/Bench.app/Contents/Linux/bench
 	@build/release/bench/bench_whole_run
-	@build/release/bench/bench_system_profiler
-	@build/release/bench/bench_spindump
+	@build/release/bench/bench_helpers
 	@build/release/bench_window.app/Contents/Linux/bench_window
 
 screenshots:

@@ -62,6 +62,7 @@ TEST_F(WindowWholeRun, IsStoppedFailsAndIsThenSentWithItsAttachments) {
     REQUIRE_OWN_NAMESPACES();
     const auto product = install({.logBytes = 6'000'000, .logFiles = 6, .incompressible = true});
     const StandInProgram zip("zip", waitingFor("pack") + "exec \"$real\" \"$@\"\n");
+    const StandInProgram opener("xdg-open");
     service.setBehaviour({.stopReadingAfterBytes = 2'500'000}, 1);
     service.setBehaviour({.status = 500}, 1);
     expectUploadError("-999");
@@ -137,6 +138,20 @@ TEST_F(WindowWholeRun, IsStoppedFailsAndIsThenSentWithItsAttachments) {
                  "notification: Error sharing logs.", "label: You can", "link: view the logs",
                  "label: and share it with us at", "link: lumadoc-support@brennic.example"});
     picture("failed");
+    window().click("link", "view the logs");
+    window().click("link", "lumadoc-support@brennic.example");
+    // By the keyboard as well.
+    go("shift+Tab", "link", "view the logs");
+    window().key("Return");
+    EXPECT_TRUE(waitUntil([&] { return opener.calls().size() >= 3; }));
+    const testing::Matcher<std::string> mail = testing::MatchesRegex(
+        "mailto:lumadoc-support@brennic.example\\?subject=.*Local%20Log%20ID:%20[0-9a-f-]{36}%0ADescription:"
+        "%20Saving%20stops%20at%2080%20percent\\.%0AEmail%20address:%20someone@brennic.example%0A");
+    const auto opened = [](const testing::Matcher<std::string> &target) {
+        return testing::ElementsAre("/usr/bin/xdg-open", target);
+    };
+    const std::string folder = runFolder();
+    EXPECT_THAT(opener.calls(), testing::UnorderedElementsAre(opened(folder), opened(mail), opened(folder)));
     press("Share logs");
     expectShown({generated, reference, logId, "push button: Copy ID", "link: view logs (disabled)",
                  "notification: " + sentText, "push button: Close"});
