@@ -1,8 +1,9 @@
 #include "test_support/ProgramRun.h"
 
+#include "test_support/ScratchHome.h"
+
 #include <cstdlib>
 #include <fcntl.h>
-#include <fstream>
 #include <grp.h>
 #include <map>
 #include <stdexcept>
@@ -68,21 +69,11 @@ bool becomeUser(uid_t user) {
     ::_exit(127);
 }
 
-std::string contentOf(int file) {
-    struct stat status {};
-    ::fstat(file, &status);
-    std::string content(static_cast<std::size_t>(status.st_size), '\0');
-    const ssize_t count = ::pread(file, content.data(), content.size(), 0);
-    content.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
-    return content;
-}
-
 // Whether a process has ended and only waits for its parent to ask how.
 bool hasEnded(const std::filesystem::path &process) {
-    std::ifstream file(process / "stat");
-    const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    const std::size_t name = text.rfind(") ");
-    return name == std::string::npos || text[name + 2] == 'Z' || text[name + 2] == 'X';
+    const QByteArray text = readFile(process / "stat");
+    const QByteArray state = text.mid(text.lastIndexOf(") ") + 2, 1);
+    return text.isEmpty() || state == "Z" || state == "X";
 }
 
 } // namespace
@@ -151,11 +142,11 @@ std::string ProgramRun::waitForFirstLine() {
 }
 
 std::string ProgramRun::standardOutput() const {
-    return contentOf(m_output);
+    return readFile("/proc/self/fd/" + std::to_string(m_output)).toStdString();
 }
 
 std::string ProgramRun::standardError() const {
-    return contentOf(m_errors);
+    return readFile("/proc/self/fd/" + std::to_string(m_errors)).toStdString();
 }
 
 pid_t startInChild(const std::function<int()> &work) {

@@ -91,6 +91,10 @@ struct Moment {
     bool hasCollected;
 };
 
+void PrintTo(const Moment &moment, std::ostream *out) {
+    *out << moment.line;
+}
+
 class KilledAt : public Kill, public testing::WithParamInterface<Moment> {};
 
 bool holds(const fs::path &file, const std::string &text) {

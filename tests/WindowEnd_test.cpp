@@ -16,6 +16,11 @@ struct Case {
     bool isInMidCapture;
 };
 
+void PrintTo(const Case &end, std::ostream *out) {
+    *out << (end.isBySignal ? "by a signal" : "by its cross")
+         << (end.isInMidCapture ? ", in mid-capture" : "");
+}
+
 class WindowEndOfLogging : public WindowRun, public testing::WithParamInterface<Case> {};
 using WindowEnd = WindowRun;
 
