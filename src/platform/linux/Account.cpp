@@ -1,7 +1,7 @@
 #include "platform/Account.h"
 
-#include <cerrno>
 #include <cstdlib>
+#include <memory>
 #include <pwd.h>
 #include <string>
 #include <unistd.h>
@@ -12,22 +12,14 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct Account {
-    std::string name;
-    std::string home;
-};
-
-// The password database's entry; none when it does not know this process's user.
-std::optional<Account> account() {
-    std::vector<char> buffer(std::size_t{16} << 10);
+// A text of the password database's entry; empty when it has none for this process's user.
+std::string accountText(char *passwd::*text) {
+    constexpr std::size_t limitBytes = std::size_t{1} << 20;
+    const auto buffer = std::make_unique_for_overwrite<char[]>(limitBytes);
     struct passwd entry {};
     struct passwd *found = nullptr;
-    while (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) == ERANGE &&
-           buffer.size() < (std::size_t{1} << 20))
-        buffer.resize(buffer.size() * 2);
-    if (found == nullptr)
-        return std::nullopt;
-    return Account{entry.pw_name, entry.pw_dir == nullptr ? "" : entry.pw_dir};
+    ::getpwuid_r(::geteuid(), &entry, buffer.get(), limitBytes, &found);
+    return found != nullptr && found->*text != nullptr ? found->*text : "";
 }
 
 // A folder of the XDG base directory standard: its variable, or the default below the home folder. The
@@ -43,8 +35,7 @@ std::vector<fs::path> baseFolder(const char *variable, const char *belowHome) {
 } // namespace
 
 QString userName() {
-    const auto user = account();
-    return user ? QString::fromStdString(user->name) : QString();
+    return QString::fromStdString(accountText(&passwd::pw_name));
 }
 
 std::optional<fs::path> environmentPath(const char *variable) {
@@ -57,10 +48,8 @@ std::optional<fs::path> environmentPath(const char *variable) {
 std::optional<fs::path> homeFolder() {
     if (auto home = environmentPath("HOME"))
         return home;
-    const auto user = account();
-    if (!user || !user->home.starts_with('/'))
-        return std::nullopt;
-    return fs::path(user->home);
+    const fs::path home = accountText(&passwd::pw_dir);
+    return home.is_absolute() ? std::optional(home) : std::nullopt;
 }
 
 std::vector<fs::path> userLibraryFolders() {

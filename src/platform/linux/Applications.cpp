@@ -26,43 +26,17 @@ namespace fs = std::filesystem;
 // No honest desktop entry is this large.
 constexpr std::size_t entryLimitBytes = std::size_t{1} << 20;
 
-std::vector<fs::path> sortedEntries(const fs::path &folder) {
+// Those with this extension, or all.
+std::vector<fs::path> sortedEntries(const fs::path &folder, const char *extension = nullptr) {
     std::vector<fs::path> result;
     std::error_code error;
-    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error))
-        result.push_back(entry->path());
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+        if (extension == nullptr || entry->path().extension() == extension)
+            result.push_back(entry->path());
+    }
     std::sort(result.begin(), result.end());
     return result;
 }
-
-// Gathers the bundles that have one identifier, each once.
-class Gatherer {
-public:
-    explicit Gatherer(const QString &identifier)
-        : m_identifier(identifier) {}
-
-    void offer(const std::optional<Bundle> &bundle) {
-        if (!bundle || bundle->identifier() != m_identifier)
-            return;
-        std::error_code error;
-        const fs::path path = fs::canonical(bundle->path(), error);
-        if (!error && std::find(m_found.begin(), m_found.end(), path) == m_found.end())
-            m_found.push_back(path);
-    }
-
-    void offerBundlesIn(const fs::path &folder) {
-        for (const fs::path &path : sortedEntries(folder)) {
-            if (path.extension() == ".app")
-                offer(Bundle::at(path));
-        }
-    }
-
-    std::vector<fs::path> take() { return std::move(m_found); }
-
-private:
-    QString m_identifier;
-    std::vector<fs::path> m_found;
-};
 
 std::optional<Bundle> startedByEntry(const fs::path &entry) {
     std::error_code error;
@@ -138,7 +112,6 @@ std::vector<RunningApplication> runningApplications() {
             found.emplace(std::pair(*started, identifier), *application);
     }
     std::vector<RunningApplication> result;
-    result.reserve(found.size());
     for (const auto &[started, application] : found)
         result.push_back(application);
     return result;
@@ -163,23 +136,33 @@ ApplicationRoots applicationRoots() {
 }
 
 std::vector<fs::path> installedApplications(const QString &bundleIdentifier, const ApplicationRoots &roots) {
-    Gatherer gatherer(bundleIdentifier);
+    std::vector<fs::path> found;
+    const auto offer = [&](const std::optional<Bundle> &bundle) {
+        if (!bundle || bundle->identifier() != bundleIdentifier)
+            return;
+        std::error_code error;
+        const fs::path path = fs::canonical(bundle->path(), error);
+        if (!error && std::find(found.begin(), found.end(), path) == found.end())
+            found.push_back(path);
+    };
+    const auto offerBundlesIn = [&](const fs::path &folder) {
+        for (const fs::path &path : sortedEntries(folder, ".app"))
+            offer(Bundle::at(path));
+    };
     for (const fs::path &folder : roots.desktopEntries) {
-        for (const fs::path &path : sortedEntries(folder)) {
-            if (path.extension() == ".desktop")
-                gatherer.offer(startedByEntry(path));
-        }
+        for (const fs::path &path : sortedEntries(folder, ".desktop"))
+            offer(startedByEntry(path));
     }
     for (const fs::path &folder : roots.bundles)
-        gatherer.offerBundlesIn(folder);
+        offerBundlesIn(folder);
     for (const fs::path &folder : roots.nestedBundles) {
-        gatherer.offerBundlesIn(folder);
+        offerBundlesIn(folder);
         for (const fs::path &inner : sortedEntries(folder)) {
             if (inner.extension() != ".app")
-                gatherer.offerBundlesIn(inner);
+                offerBundlesIn(inner);
         }
     }
-    return gatherer.take();
+    return found;
 }
 
 // An abstract socket address (unix(7)): it leaves nothing on the disk, and is free again as soon as its

@@ -20,8 +20,7 @@ namespace {
 // xdg-open may start a program that runs until the user closes it, so a thread waits for it.
 void openWithDesktop(std::string target) {
     std::thread([target = std::move(target)] {
-        runProgram(
-            {.path = "/usr/bin/xdg-open", .arguments = {target}, .workingFolder = {}, .variables = {}});
+        runProgram({.path = "/usr/bin/xdg-open", .arguments = {target}});
     }).detach();
 }
 
@@ -133,15 +132,12 @@ private:
     }
 
     void show() {
-        ColorScheme scheme = schemeOfPalette();
-        if (m_preference == prefersDark)
-            scheme = ColorScheme::dark;
-        else if (m_preference == prefersLight)
-            scheme = ColorScheme::light;
-        if (scheme == m_shown)
-            return;
-        m_shown = scheme;
-        m_changed(scheme);
+        const ColorScheme before = m_shown;
+        m_shown = m_preference == prefersDark    ? ColorScheme::dark
+                  : m_preference == prefersLight ? ColorScheme::light
+                                                 : schemeOfPalette();
+        if (m_shown != before)
+            m_changed(m_shown);
     }
 
     std::function<void(ColorScheme)> m_changed;

@@ -16,6 +16,7 @@ constexpr char elevator[] = "/usr/bin/pkexec";
 constexpr int userCanceled = -128;
 constexpr int commandNotFound = 127;
 constexpr int commandNotRunnable = 126;
+constexpr int noOutput = 1;
 
 // How the elevator's own messages begin; the reason follows.
 const QString elevatorFailure = QStringLiteral("Error executing command as another user: ");
@@ -25,13 +26,11 @@ ScriptError notFound(const std::filesystem::path &path) {
 }
 
 ScriptError notStarted(const ProgramOutcome &outcome, const Program &program) {
-    if (outcome.startErrorPath != program.path)
-        return {1,
-                displayText(outcome.startErrorPath) + QStringLiteral(": ") + description(outcome.startError)};
-    if (outcome.startError == std::errc::no_such_file_or_directory)
+    const bool isCommand = outcome.startErrorPath == program.path;
+    if (isCommand && outcome.startError == std::errc::no_such_file_or_directory)
         return notFound(program.path);
-    return {commandNotRunnable,
-            displayText(program.path) + QStringLiteral(": ") + description(outcome.startError)};
+    return {isCommand ? commandNotRunnable : noOutput,
+            displayText(outcome.startErrorPath) + QStringLiteral(": ") + description(outcome.startError)};
 }
 
 // The first lines that are not empty, short enough for a line of the log.
@@ -89,11 +88,8 @@ std::optional<ScriptError> errorOf(const ProgramOutcome &outcome, const Program 
 
 std::optional<ScriptError> runScript(const Script &script) {
     const bool isElevated = script.rights == Script::Rights::administrator && ::geteuid() != 0;
-    Program program{.path = script.command,
-                    .arguments = script.arguments,
-                    .workingFolder = {},
-                    .variables = {},
-                    .standardOutput = script.standardOutput};
+    Program program{
+        .path = script.command, .arguments = script.arguments, .standardOutput = script.standardOutput};
     if (isElevated) {
         // Do not ask the user for rights that would be of no use.
         if (::access(script.command.c_str(), F_OK) != 0)

@@ -42,25 +42,12 @@ FileDescriptor openRegular(const fs::path &path, struct stat &status, std::error
     return file;
 }
 
-// Copies through a buffer, for file systems between which the kernel cannot copy by itself.
-bool copyThroughBuffer(int source, int destination, off_t remaining, std::error_code &error) {
+// The kernel copies by itself where the file systems let it; elsewhere, and where it copies nothing, the
+// content goes through a buffer. Linux.
+bool copyContent(int source, int destination, off_t remaining, std::error_code &error) {
     constexpr off_t bufferBytes = 256 << 10;
     while (remaining > 0) {
-        const auto bytes =
-            readAtMost(source, static_cast<std::size_t>(std::min(remaining, bufferBytes)), error);
-        if (!bytes || !writeAll(destination, *bytes, error))
-            return false;
-        if (bytes->isEmpty())
-            return true;
-        remaining -= bytes->size();
-    }
-    return true;
-}
-
-// Linux: the kernel copies by itself where the file systems let it.
-bool copyContent(int source, int destination, off_t remaining, std::error_code &error) {
-    while (remaining > 0) {
-        const ssize_t count = uninterrupted([&] {
+        ssize_t count = uninterrupted([&] {
             return ::copy_file_range(source, nullptr, destination, nullptr,
                                      static_cast<std::size_t>(remaining), 0);
         });
@@ -68,8 +55,15 @@ bool copyContent(int source, int destination, off_t remaining, std::error_code &
             error = systemError();
             return false;
         }
-        if (count <= 0)
-            return copyThroughBuffer(source, destination, remaining, error);
+        if (count <= 0) {
+            const auto bytes =
+                readAtMost(source, static_cast<std::size_t>(std::min(remaining, bufferBytes)), error);
+            if (!bytes || !writeAll(destination, *bytes, error))
+                return false;
+            if (bytes->isEmpty())
+                return true;
+            count = bytes->size();
+        }
         remaining -= count;
     }
     return true;
@@ -144,16 +138,11 @@ FileDescriptor openRegularFile(const fs::path &path, std::uint64_t &sizeBytes, s
 }
 
 std::optional<QByteArray> readFile(const fs::path &path, std::size_t limitBytes, std::error_code &error) {
-    error.clear();
-    struct stat status {};
-    const FileDescriptor file = openRegular(path, status, error);
-    if (!file)
-        return std::nullopt;
-    if (static_cast<std::size_t>(status.st_size) > limitBytes) {
+    std::uint64_t sizeBytes = 0;
+    const FileDescriptor file = openRegularFile(path, sizeBytes, error);
+    if (file && sizeBytes > limitBytes)
         error = std::make_error_code(std::errc::file_too_large);
-        return std::nullopt;
-    }
-    return readAtMost(file.get(), static_cast<std::size_t>(status.st_size), error);
+    return error ? std::nullopt : readAtMost(file.get(), sizeBytes, error);
 }
 
 bool writeFileAtomically(const fs::path &path, const QByteArray &content, Replacement replacement,

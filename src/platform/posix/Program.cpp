@@ -44,6 +44,15 @@ std::vector<std::string> childEnvironment(const Program &program) {
     return result;
 }
 
+// As the system takes them; valid as long as the texts are neither changed nor moved.
+std::vector<char *> textPointers(std::vector<std::string> &texts) {
+    std::vector<char *> pointers;
+    for (std::string &text : texts)
+        pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
 // A plain file that is there is removed rather than emptied: it may have other names.
 FileDescriptor makeOutputFile(const std::filesystem::path &path, std::error_code &error) {
     struct stat status {};
@@ -185,10 +194,7 @@ private:
 };
 
 ProgramOutcome notStarted(const std::error_code &error, const std::filesystem::path &path) {
-    ProgramOutcome outcome;
-    outcome.startError = error;
-    outcome.startErrorPath = path;
-    return outcome;
+    return {.exitStatus = {}, .startError = error, .startErrorPath = path, .errorOutput = {}, .output = {}};
 }
 
 ProgramOutcome run(const Program &program, bool keepsErrors) {
@@ -254,15 +260,6 @@ bool programsAreStopped() {
     // From now on a signal handler that stops the programs has what it needs.
     stopPipe();
     return stopRequested;
-}
-
-std::vector<char *> textPointers(std::vector<std::string> &texts) {
-    std::vector<char *> pointers;
-    pointers.reserve(texts.size() + 1);
-    for (std::string &text : texts)
-        pointers.push_back(text.data());
-    pointers.push_back(nullptr);
-    return pointers;
 }
 
 } // namespace platform

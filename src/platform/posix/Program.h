@@ -64,8 +64,4 @@ void stopPrograms();
 /// Whether `stopPrograms` was called: the process is about to end.
 bool programsAreStopped();
 
-/// Pointers to `texts`, in order, and a null pointer at the end, as the system takes them to start a program.
-/// Valid as long as the texts are neither changed nor moved.
-std::vector<char *> textPointers(std::vector<std::string> &texts);
-
 } // namespace platform
