@@ -16,8 +16,7 @@ struct RunningApplication {
     std::filesystem::path bundlePath;
 };
 
-/// The running applications of this user, oldest first. A helper program inside a bundle does not count: only
-/// the bundle's main executable does.
+/// The running applications of this user, oldest first: the main executables of bundles, no helpers in them.
 std::vector<RunningApplication> runningApplications();
 
 /// Where the system looks for installed applications.
@@ -39,8 +38,8 @@ std::vector<std::filesystem::path> installedApplications(const QString &bundleId
                                                          const ApplicationRoots &roots = applicationRoots());
 
 /// Claims `identifier` for this process, until it ends in whatever way. False when another process of this
-/// user holds it, unless that runs in another container; false too when the system lets nobody claim it.
-/// When several processes claim it at the same moment, one succeeds.
+/// user in this container holds it, and when the system lets nobody claim it. Of several at once one
+/// succeeds.
 bool claimSingleInstance(const QString &identifier);
 
 } // namespace platform

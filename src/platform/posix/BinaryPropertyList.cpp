@@ -35,10 +35,6 @@ QByteArray bigEndian(quint64 number, int width) {
     return bytes.right(width);
 }
 
-QByteArray bigEndian(double number) {
-    return bigEndian(std::bit_cast<quint64>(number), 8);
-}
-
 // The fewest bytes for numbers up to this one, a power of two.
 int widthOf(quint64 number) {
     if (number <= 0xFFFF)
@@ -145,9 +141,8 @@ private:
         case 0x4:
             return piece(Kind::data, found, true, count);
         case 0x5:
-            return piece(Kind::text, found, true, count);
         case 0x6:
-            return piece(Kind::text, found, true, count, 2);
+            return piece(Kind::text, found, true, count, found.type == 0x6 ? 2 : 1);
         case 0x8:
             return piece(Kind::uid, found, true, count + 1);
         case 0xA:
@@ -348,12 +343,12 @@ std::optional<QByteArray> binarySpelling(Kind kind, const QByteArray &xml) {
         return integerObject(text);
     case Kind::real:
         real = text.toDouble(&isValid);
-        return isValid ? std::optional('\x23' + bigEndian(real)) : std::nullopt;
+        return isValid ? std::optional('\x23' + bigEndian(std::bit_cast<quint64>(real), 8)) : std::nullopt;
     case Kind::date: {
         const auto date = QDateTime::fromString(QString::fromUtf8(text), Qt::ISODate);
         real = double(date.toMSecsSinceEpoch()) / 1000 - referenceDate;
         isValid = date.isValid() && date.timeSpec() == Qt::UTC;
-        return isValid ? std::optional('\x33' + bigEndian(real)) : std::nullopt;
+        return isValid ? std::optional('\x33' + bigEndian(std::bit_cast<quint64>(real), 8)) : std::nullopt;
     }
     case Kind::data: {
         const auto data = QByteArray::fromBase64Encoding(text.simplified().replace(' ', ""),

@@ -15,14 +15,13 @@ inline std::error_code systemError() {
     return {errno, std::generic_category()};
 }
 
-/// Makes a call to the system, as `[&] { return ::read(...); }`, again and again while a signal interrupts
-/// it.
+/// Makes a call to the system, as `[&] { return ::read(...); }`, until no signal interrupts it.
 template <typename Call>
 auto uninterrupted(Call call) {
-    auto result = call();
-    while (result < 0 && errno == EINTR)
-        result = call();
-    return result;
+    for (;;) {
+        if (const auto result = call(); result >= 0 || errno != EINTR)
+            return result;
+    }
 }
 
 /// Owns an open descriptor, or none.

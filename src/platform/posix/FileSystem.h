@@ -1,7 +1,7 @@
 // The file operations that the C++ library lacks: bounded reads that no pipe or device can hold up, private
 // copies, atomic replacement, creation dates.
 //
-// Any thread may call these. Errors are the system's; `message()` of the error code describes them.
+// Any thread may call these. What fails gives nothing or false, with `error` set to the system's reason.
 #pragma once
 
 #include "platform/posix/FileDescriptor.h"
@@ -26,24 +26,22 @@ struct FileAttributes {
     std::optional<std::chrono::sys_time<std::chrono::nanoseconds>> creationDate;
 };
 
-/// The attributes of the entry itself; nothing with `error` set when they cannot be read.
+/// The attributes of the entry itself.
 std::optional<FileAttributes> fileAttributes(const std::filesystem::path &path, std::error_code &error);
 
-/// Reads from an open file to its end, but no more than `limitBytes`; nothing with `error` set when that
-/// fails. This is also for files whose size says nothing about their content, as in /proc.
+/// Reads from an open file to its end, but no more than `limitBytes`; also where the size says nothing about
+/// the content, as in /proc.
 std::optional<QByteArray> readAtMost(int file, std::size_t limitBytes, std::error_code &error);
 
-/// Writes all of `bytes` to an open file. False with `error` set, and a part perhaps written, when that
-/// fails.
+/// Writes all of `bytes` to an open file; perhaps a part of them when it fails.
 bool writeAll(int file, QByteArrayView bytes, std::error_code &error);
 
-/// Opens a regular file for reading and gives its size; an empty descriptor with `error` set when it is
-/// anything else (`invalid_argument`, `is_a_directory`) or cannot be opened. Never waits for a writer.
+/// Opens a regular file, and nothing else (`invalid_argument`, `is_a_directory`), for reading and gives its
+/// size. Never waits for a writer.
 FileDescriptor openRegularFile(const std::filesystem::path &path, std::uint64_t &sizeBytes,
                                std::error_code &error);
 
-/// The content of a regular file of at most `limitBytes`; nothing with `error` set when it is anything
-/// else (`invalid_argument`), larger (`file_too_large`) or unreadable. Never waits for a writer.
+/// The content of what `openRegularFile` opens when it has at most `limitBytes` (else `file_too_large`).
 std::optional<QByteArray> readFile(const std::filesystem::path &path, std::size_t limitBytes,
                                    std::error_code &error);
 
@@ -64,8 +62,7 @@ bool copyRegularFile(const std::filesystem::path &source, const std::filesystem:
 FileDescriptor openFolder(const std::filesystem::path &path, std::error_code &error);
 
 /// Removes an entry of an open folder that is not itself a folder: a link is removed, not what it points at.
-/// False when it is not there, which is no error, or with `error` set. Faster than by a path, which is looked
-/// up again each time.
+/// False without an error when it is not there. Faster than by a path, which is looked up again each time.
 bool removeEntry(const FileDescriptor &folder, const std::filesystem::path &name, std::error_code &error);
 
 /// Gives `destination` the modification time of `source`, where both allow it.

@@ -15,11 +15,11 @@ void prepareProcess();
 /// argument is missing or not absolute. Any thread.
 std::filesystem::path executablePath(const QStringList &arguments);
 
-/// Handles the system's requests to end: log-out, a closed terminal, Ctrl-C, a service manager. From now on
-/// such a request does not end the process itself. The first one calls `stopPrograms` at once, so that a main
-/// thread that waits for a program goes on, and then `end` from the event loop. Every further request ends
-/// the process immediately, and so do 2 seconds in which it has not ended. A request that the process was
-/// started to ignore stays ignored. Call it once, on the main thread, while the application object exists.
+/// Handles the system's requests to end: log-out, a closed terminal, Ctrl-C, a service manager. The first one
+/// calls `stopPrograms` at once, so that a main thread that waits for a program goes on, and then `end` from
+/// the event loop. Every further request ends the process immediately, and so do 2 seconds in which it has
+/// not ended. A request that the process was started to ignore stays ignored. Once, on the main thread, while
+/// the application object exists.
 void onTerminationRequest(std::function<void()> end);
 
 } // namespace platform

@@ -57,9 +57,9 @@ ProgramOutcome outcomeOf(const Program &program);
 /// killed or cut short. Without `errorOutput` its standard error is discarded.
 std::optional<int> runProgram(const Program &program, QByteArray *errorOutput = nullptr);
 
-/// For the end of the process: kills every running program, so that the threads waiting for one go on
-/// promptly, and lets no other start. One that has become another user's cannot be killed and is left alone.
-/// Also for signal handlers, once `programsAreStopped` was called.
+/// For the end of the process: kills every running program but those that have become another user's, so that
+/// no thread waits for one, and lets none start. Also for signal handlers, once `programsAreStopped` was
+/// called.
 void stopPrograms();
 /// Whether `stopPrograms` was called: the process is about to end.
 bool programsAreStopped();

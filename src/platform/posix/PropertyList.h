@@ -56,12 +56,10 @@ public:
     /// The entries of a container in the order of the file. Of a dictionary's entries with the same key the
     /// last one counts; the others are kept.
     const std::vector<Entry> &entries() const { return m_entries; }
-    /// The spelling of a value of one piece in a format: the same one when it has it in that format, none
-    /// when the format cannot hold the value.
+    /// The spelling of a value of one piece in a format; none when the format cannot hold the value.
     std::optional<QByteArray> spelling(PropertyListFormat format) const;
 
-    /// Equal in types, values and order, all the way down, however they are spelled: integer 10 is not
-    /// real 10.0.
+    /// Equal in types, values and order, however they are spelled: integer 10 is not real 10.0.
     friend bool operator==(const PropertyList &left, const PropertyList &right);
 
     /// The value in these bytes. None when they are no property list or go beyond a limit.
@@ -87,9 +85,8 @@ struct PropertyList::Entry {
     friend bool operator==(const Entry &, const Entry &) = default;
 };
 
-/// The two formats, for `PropertyList` alone. The writers leave out the limits. So that the time it takes is
-/// bounded, the XML reader refuses a DOCTYPE with declarations, tags of 1,000 characters or more, and
-/// attributes on elements other than plist.
+/// The two formats, for `PropertyList` alone. The writers leave out the limits. To bound its time, the XML
+/// reader refuses a DOCTYPE with declarations, tags of 1,000 characters or more, and attributes but on plist.
 std::optional<PropertyList> readXmlPropertyList(const QByteArray &bytes);
 std::optional<PropertyList> readBinaryPropertyList(const QByteArray &bytes);
 QByteArray writeXmlPropertyList(const PropertyList &list);

@@ -1,6 +1,7 @@
 #include "platform/posix/Text.h"
 
 #include <QList>
+#include <string_view>
 
 namespace platform {
 
@@ -23,31 +24,22 @@ bool isHarmful(char32_t character) {
     }
 }
 
-QString escapedCharacter(char32_t character) {
-    switch (character) {
-    case U'\\':
-        return QStringLiteral("\\\\");
-    case U'\n':
-        return QStringLiteral("\\n");
-    case U'\r':
-        return QStringLiteral("\\r");
-    case U'\t':
-        return QStringLiteral("\\t");
-    default:
-        break;
-    }
-    if (isHarmful(character))
-        return QStringLiteral("\\u{%1}").arg(QString::number(static_cast<uint>(character), 16).toUpper());
-    return QString::fromUcs4(&character, 1);
-}
-
 } // namespace
 
 QString escaped(const QString &text) {
+    constexpr std::u32string_view characters = U"\\\n\r\t";
+    constexpr QStringView letters = u"\\nrt";
     QString result;
     result.reserve(text.size());
-    for (const char32_t character : text.toUcs4())
-        result += escapedCharacter(character);
+    for (const char32_t character : text.toUcs4()) {
+        const auto place = characters.find(character);
+        if (place != characters.npos)
+            result.append(u'\\').append(letters[qsizetype(place)]);
+        else if (isHarmful(character))
+            result += QStringLiteral("\\u{%1}").arg(QString::number(uint(character), 16).toUpper());
+        else
+            result += QString::fromUcs4(&character, 1);
+    }
     return result;
 }
 
