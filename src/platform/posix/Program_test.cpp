@@ -201,12 +201,10 @@ TEST_F(RunProgram, KeepsTheBeginningOfTheOutputWhenAsked) {
 
 TEST_F(RunProgram, DoesNotWaitForWhatItLeavesInTheBackground) {
     QByteArray errors;
-    const auto before = Clock::now();
-    EXPECT_EQ(runProgram(shell("sleep 20 & echo said >&2; exit 4"), &errors), 4);
+    EXPECT_EQ(runProgram(shell("sleep 1000 & echo said >&2; exit 4"), &errors), 4);
     EXPECT_EQ(errors, "said\n");
     EXPECT_EQ(runProgram(shell("yes >&2 & exit 4"), &errors), 4);
     EXPECT_LE(errors.size(), platform::errorOutputLimitBytes);
-    EXPECT_LT(Clock::now() - before, std::chrono::seconds(5));
 }
 
 // --- Ending ---
@@ -222,18 +220,6 @@ protected:
     pid_t orphan() {
         EXPECT_TRUE(test_support::waitUntil([this] { return fs::exists(folder.path() / "out"); }));
         return written().trimmed().toInt();
-    }
-
-    // How it ended; none when it did not, within a while.
-    static std::optional<int> endOf(pid_t process) {
-        int status = 0;
-        const bool hasEnded =
-            test_support::waitUntil([&] { return ::waitpid(process, &status, WNOHANG) == process; });
-        if (!hasEnded) {
-            ::kill(process, SIGKILL);
-            return std::nullopt;
-        }
-        return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
     }
 };
 
@@ -252,7 +238,7 @@ TEST_F(Orphan, DiesWhenTheProcessThatRunsItIsKilledOrEndedByAnotherThread) {
         if (isKilled)
             ::kill(runner, SIGKILL);
         EXPECT_EQ(test_support::statusOf(runner), isKilled ? 128 + SIGKILL : 9);
-        EXPECT_EQ(endOf(process), SIGKILL);
+        EXPECT_EQ(test_support::statusOf(process), 128 + SIGKILL);
     }
 }
 
@@ -261,11 +247,9 @@ TEST_F(RunProgram, KillsAProgramThatOutlastsItsTimeLimitAndNoOther) {
     program.timeLimit = std::chrono::milliseconds(300);
     const auto before = Clock::now();
     const auto outcome = outcomeOf(program);
-    const auto took = Clock::now() - before;
+    EXPECT_GE(Clock::now() - before, *program.timeLimit);
     EXPECT_TRUE(isCutShort(outcome));
     EXPECT_EQ(outcome.errorOutput, "said\n");
-    EXPECT_GE(took, std::chrono::milliseconds(300));
-    EXPECT_LT(took, std::chrono::seconds(3));
     EXPECT_EQ(::kill(written().trimmed().toInt(), 0), -1);
 
     program = shell("sleep 0.1; exit 7");
@@ -273,38 +257,20 @@ TEST_F(RunProgram, KillsAProgramThatOutlastsItsTimeLimitAndNoOther) {
     EXPECT_EQ(runProgram(program), 7);
 }
 
-class StopPrograms : public RunProgram {
-protected:
-    // Runs this in a thread, stops all programs once it has made the file "out", and gives how long the
-    // thread took to go on.
-    Clock::duration stopDuring(const std::function<void()> &work) {
-        Clock::time_point end;
-        std::thread thread([&] {
-            work();
-            end = Clock::now();
+// Each of the programs would run for longer than a test may.
+TEST_F(RunProgram, EndsAllThatRunsWhenStoppedAndLetsNothingStart) {
+    std::vector<std::thread> threads;
+    for (const char *rest : {"exec sleep 1000", "exec sleep 1000", "kill -STOP $$"})
+        threads.emplace_back([this, rest] {
+            EXPECT_EQ(
+                run(std::string("trap '' TERM; echo $$ >> pids; [ $(wc -l < pids) = 3 ] && touch out; ") +
+                    rest),
+                std::nullopt);
         });
-        EXPECT_TRUE(test_support::waitUntil([this] { return fs::exists(folder.path() / "out"); }));
-        const auto start = Clock::now();
-        platform::stopPrograms();
+    EXPECT_TRUE(test_support::waitUntil([this] { return fs::exists(folder.path() / "out"); }));
+    platform::stopPrograms();
+    for (std::thread &thread : threads)
         thread.join();
-        return end - start;
-    }
-};
-
-TEST_F(StopPrograms, EndsAllThatRunsAtOnceAndLetsNothingStart) {
-    const auto took = stopDuring([this] {
-        std::vector<std::thread> threads;
-        for (const char *rest : {"exec sleep 100", "exec sleep 100", "kill -STOP $$"})
-            threads.emplace_back([this, rest] {
-                EXPECT_EQ(
-                    run(std::string("trap '' TERM; echo $$ >> pids; [ $(wc -l < pids) = 3 ] && touch out; ") +
-                        rest),
-                    std::nullopt);
-            });
-        for (std::thread &thread : threads)
-            thread.join();
-    });
-    EXPECT_LT(took, std::chrono::milliseconds(1000));
     const auto processes = test_support::readFile(folder.path() / "pids").trimmed().split('\n');
     EXPECT_EQ(processes.size(), 3);
     for (const QByteArray &process : processes)
@@ -316,7 +282,7 @@ TEST_F(StopPrograms, EndsAllThatRunsAtOnceAndLetsNothingStart) {
 }
 
 // A program that has gained an administrator's rights cannot be killed by this process.
-TEST_F(StopPrograms, GoesOnWithoutAProgramOfAnotherUser) {
+TEST_F(RunProgram, GoesOnWithoutAProgramOfAnotherUserWhenStopped) {
     if (::geteuid() != 0 || !test_support::canRunAs(65534))
         GTEST_SKIP() << "only root can make itself another user";
     const auto elevator = folder.path() / "elevator";
@@ -328,14 +294,12 @@ TEST_F(StopPrograms, GoesOnWithoutAProgramOfAnotherUser) {
             return 10;
         std::optional<int> result = 77;
         std::thread thread([&] {
-            result = runProgram({elevator, {"--reuid", "0", "/bin/sleep", "30"}, {}, {}});
+            result = runProgram({elevator, {"--reuid", "0", "/bin/sleep", "1000"}, {}, {}});
         });
         const bool runs = test_support::waitUntil([&] { return fs::exists(folder.path() / "go"); });
-        const auto start = Clock::now();
         platform::stopPrograms();
         thread.join();
-        const bool isPrompt = Clock::now() - start < std::chrono::milliseconds(500);
-        return runs && isPrompt && !result ? 0 : 11;
+        return runs && !result ? 0 : 11;
     });
     EXPECT_TRUE(test_support::waitUntil([] { return test_support::processesOf("sleep").size() == 1; }));
     test_support::writeFile(folder.path() / "go", "");
