@@ -12,14 +12,12 @@ namespace platform {
 
 namespace {
 
+// Null when the system gives no list.
 using Interfaces = std::unique_ptr<struct ifaddrs, decltype(&::freeifaddrs)>;
-
-// None when the system gives no list, which is not the same as an empty one.
-std::optional<Interfaces> interfaces() {
+Interfaces interfaces() {
     struct ifaddrs *list = nullptr;
-    if (::getifaddrs(&list) != 0)
-        return std::nullopt;
-    return Interfaces(list, &::freeifaddrs);
+    ::getifaddrs(&list);
+    return {list, &::freeifaddrs};
 }
 
 bool hasFamily(const struct ifaddrs &entry, int family) {
@@ -43,7 +41,7 @@ std::optional<std::vector<QString>> hardwareAddresses() {
     if (!list)
         return std::nullopt;
     std::vector<QString> addresses;
-    for (const auto *entry = list->get(); entry != nullptr; entry = entry->ifa_next) {
+    for (const auto *entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
         if (!hasFamily(*entry, AF_PACKET) || (entry->ifa_flags & IFF_LOOPBACK) != 0)
             continue;
         if (const QString text = addressText(*entry); !text.isEmpty())
@@ -54,9 +52,7 @@ std::optional<std::vector<QString>> hardwareAddresses() {
 
 bool hasNetwork() {
     const auto list = interfaces();
-    if (!list)
-        return false;
-    for (const auto *entry = list->get(); entry != nullptr; entry = entry->ifa_next) {
+    for (const auto *entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
         const bool addressed = hasFamily(*entry, AF_INET) || hasFamily(*entry, AF_INET6);
         if (addressed && (entry->ifa_flags & IFF_UP) != 0 && (entry->ifa_flags & IFF_LOOPBACK) == 0)
             return true;
@@ -66,9 +62,7 @@ bool hasNetwork() {
 
 std::size_t unsentBytes(int socket) {
     int count = 0;
-    if (::ioctl(socket, SIOCOUTQ, &count) != 0 || count < 0)
-        return 0;
-    return static_cast<std::size_t>(count);
+    return ::ioctl(socket, SIOCOUTQ, &count) == 0 ? static_cast<std::size_t>(std::max(count, 0)) : 0;
 }
 
 } // namespace platform
