@@ -1,17 +1,137 @@
 #include "logging/Logging.h"
 
-#include "logging/LogFile.h"
 #include "platform/Account.h"
 #include "platform/Bundle.h"
 #include "platform/posix/Fatal.h"
+#include "platform/posix/FileSystem.h"
 
 #include <QStringList>
 #include <ctime>
+#include <fcntl.h>
+#include <mutex>
 #include <poll.h>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
+
+namespace fs = std::filesystem;
 
 namespace {
+
+// A log is moved through memory. No honest log is this large.
+constexpr std::size_t moveLimitBytes = std::size_t{256} << 20;
+
+// In one write, so that a line is whole whoever else writes to the file. Gives how much of it was written.
+ssize_t writeOnce(const platform::FileDescriptor &file, const QByteArray &bytes, std::error_code &error) {
+    const ssize_t written = platform::uninterrupted(
+        [&] { return ::write(file.get(), bytes.constData(), static_cast<std::size_t>(bytes.size())); });
+    if (written < 0)
+        error = platform::systemError();
+    else if (written < bytes.size())
+        error = std::make_error_code(std::errc::no_space_on_device);
+    return written;
+}
+
+platform::FileDescriptor openForWriting(const fs::path &path, int ifMissing, std::error_code &error) {
+    constexpr int flags = O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
+    platform::FileDescriptor file(::open(path.c_str(), flags | ifMissing, S_IRUSR | S_IWUSR));
+    struct stat status {};
+    if (!file || ::fstat(file.get(), &status) != 0)
+        error = platform::systemError();
+    else if (!S_ISREG(status.st_mode))
+        error = std::make_error_code(std::errc::invalid_argument);
+    return error ? platform::FileDescriptor() : std::move(file);
+}
+
+std::error_code appendToExisting(const fs::path &path, const std::optional<QByteArray> &lines) {
+    std::error_code error;
+    const auto file = openForWriting(path, 0, error);
+    if (file && lines)
+        writeOnce(file, '\n' + *lines, error);
+    return error;
+}
+
+// Where lines go: they are appended whole, to a file that is created when it is missing.
+class LogFile {
+public:
+    void setPath(const fs::path &path) {
+        const std::lock_guard lock(m_mutex);
+        continueAt(path);
+    }
+
+    std::optional<fs::path> path() const {
+        const std::lock_guard lock(m_mutex);
+        return m_path;
+    }
+
+    // In one write; gives the error when that fails. Without a path it does nothing. A file that is missing,
+    // or was removed since the last line, is created.
+    std::error_code append(const QByteArray &line) {
+        const std::lock_guard lock(m_mutex);
+        if (!m_path)
+            return {};
+        std::error_code error;
+        if (!openForAppending()) {
+            platform::writeFileAtomically(*m_path, line, platform::Replacement::privateFile, error);
+            return error;
+        }
+        const ssize_t written = writeOnce(m_file, m_isLineOpen ? '\n' + line : line, error);
+        m_isLineOpen = written > 0 ? static_cast<bool>(error) : m_isLineOpen;
+        return error;
+    }
+
+    // Moves the lines so far to the end of the file at `path`, and continues there; needs a path. On an error
+    // the log stays where it is, unless only the removal of the old file failed.
+    std::error_code moveTo(const fs::path &path) {
+        const std::lock_guard lock(m_mutex);
+        std::error_code error;
+        if (fs::equivalent(*m_path, path, error)) {
+            continueAt(path);
+            return {};
+        }
+        const auto lines = platform::readFile(*m_path, moveLimitBytes, error);
+        if (error == std::errc::file_too_large)
+            return error;
+        std::error_code failure;
+        if (fs::exists(path, failure))
+            failure = appendToExisting(path, lines);
+        else if (lines)
+            platform::writeFileAtomically(path, *lines, platform::Replacement::privateFile, failure);
+        else
+            failure = error;
+        if (failure)
+            return failure;
+        const fs::path old = *m_path;
+        continueAt(path);
+        return ::unlink(old.c_str()) == 0 ? std::error_code() : platform::systemError();
+    }
+
+private:
+    void continueAt(const fs::path &path) {
+        m_path = path;
+        m_file = {};
+        m_isLineOpen = false;
+    }
+
+    // Opening and closing the file for every line costs three times as much as the line, so it stays open for
+    // as long as it has a name.
+    bool openForAppending() {
+        struct stat status {};
+        if (m_file && ::fstat(m_file.get(), &status) == 0 && status.st_nlink > 0)
+            return true;
+        m_isLineOpen = false;
+        std::error_code error;
+        m_file = openForWriting(*m_path, O_CREAT, error);
+        return static_cast<bool>(m_file);
+    }
+
+    mutable std::mutex m_mutex;
+    std::optional<fs::path> m_path;
+    platform::FileDescriptor m_file;
+    // Whether the last line ends in the middle, because the disk was full.
+    bool m_isLineOpen = false;
+};
 
 // Never destroyed: other threads may log until the process has ended.
 LogFile &logFile() {
@@ -63,7 +183,7 @@ void Logger::setupLogFile() {
         platform::fatal("The user has no caches folder.");
     const auto folder = folders.front() / "Logs";
     std::error_code error;
-    std::filesystem::create_directories(folder, error);
+    fs::create_directories(folder, error);
     if (error) {
         report("Failed to create log directory: ", error);
         return;

@@ -8,15 +8,17 @@
 #include "test_support/StandIns.h"
 
 #include <QDateTime>
-#include <QRegularExpression>
 #include <ctime>
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <thread>
 
 namespace fs = std::filesystem;
 
 namespace {
 
+using platform::FileDescriptor;
 using platform::OSLogType;
 using test_support::logLines;
 using test_support::Mount;
@@ -26,104 +28,133 @@ using test_support::writeFile;
 using UtilityFunctions::lumamonLogFileURL;
 using UtilityFunctions::tempSystemURL;
 
-void info(const char *message) {
-    Logger::logInfo(QString::fromUtf8(message));
+// What the program prints on standard output meanwhile.
+template <typename Work>
+std::string printedBy(const Work &work) {
+    testing::internal::CaptureStdout();
+    work();
+    return testing::internal::GetCapturedStdout();
 }
+
+// Logs a line, and gives what that prints.
+std::string info(const char *message) {
+    return printedBy([&] { Logger::logInfo(QString::fromUtf8(message)); });
+}
+
+std::string move() {
+    return printedBy(Logger::changeLogFileLocation);
+}
+
+const std::string cannotWrite = "Failed to write to log file: ";
+const std::string cannotMove = "Failed to change log file location: ";
 
 class LoggerTest : public testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(test_support::hasOwnNamespaces());
         fs::create_directories(system);
+        Logger::setupLogFile();
     }
 
-    // What the program prints on standard output meanwhile.
-    template <typename Work>
-    static std::string printedBy(const Work &work) {
-        testing::internal::CaptureStdout();
-        work();
-        return testing::internal::GetCapturedStdout();
-    }
-    // Moves the log where that is possible.
-    static void move() { EXPECT_EQ(printedBy(Logger::changeLogFileLocation), ""); }
-    static void expectLines(const fs::path &log, const QStringList &lines) {
-        EXPECT_EQ(logLines(log), lines);
+    // Logs a line, after which the file there holds these.
+    static void expectGoesOn(const fs::path &log, const QStringList &lines) {
+        EXPECT_EQ(info("next"), "");
+        EXPECT_EQ(logLines(log), lines + QStringList(u"INFO: next"_qs));
     }
 
     test_support::ScratchHome home;
-    fs::path first = home.caches() / "Logs/LumadocDiagnosticsDebugOutput.log";
+    fs::path folder = home.caches() / "Logs";
+    fs::path first = folder / "LumadocDiagnosticsDebugOutput.log";
     fs::path system = home.library() / "LumadocDiagnostics/System";
-    fs::path relocated = system / "LumadocDiagnosticsDebugOutput.log";
+    fs::path relocated = system / first.filename();
+    const QStringList one{u"INFO: one"_qs};
+    const QStringList earlier{u"INFO: earlier"_qs};
+    const QByteArray earlierText = "INFO: 2024-03-05 14:07:09 +0000: earlier\n";
 };
 
-TEST_F(LoggerTest, BeforeSetupWritesNoFileAndPrintsNothing) {
-    EXPECT_EQ(printedBy([] {
-                  info("lost");
-                  Logger::log(QStringLiteral("lost"), OSLogType::debug);
-                  Logger::changeLogFileLocation();
-              }),
-              "");
-    EXPECT_FALSE(fs::exists(home.caches()) || fs::exists(relocated));
+TEST(LoggerBeforeSetup, WritesNoFileAndPrintsNothing) {
+    const test_support::ScratchHome home;
+    EXPECT_EQ(info("lost"), "");
+    Logger::log(QStringLiteral("lost"), OSLogType::debug);
+    tempSystemURL = home.path();
+    EXPECT_EQ(move(), "");
+    EXPECT_TRUE(fs::is_empty(home.path()));
 }
 
-TEST_F(LoggerTest, StampsLinesWithTheTimeInUtcAndKeepsTheirText) {
+TEST_F(LoggerTest, CreatesTheFileForTheUserAloneWithALineStampedInUtc) {
     const ScopedEnvironment zone("TZ", "Asia/Tokyo");
     ::tzset();
-    Logger::setupLogFile();
     EXPECT_FALSE(fs::exists(first));
     const QDateTime before = QDateTime::currentDateTimeUtc().addSecs(-1);
+    const mode_t mask = ::umask(0);
     info("Grüße 😀 \n\n");
-    static const QRegularExpression form(
-        QStringLiteral("\\AINFO: (\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d) \\+0000: Grüße 😀 \\n\\n\\n\\z"));
-    const auto match = form.match(QString::fromUtf8(readFile(first)));
-    ASSERT_TRUE(match.hasMatch()) << readFile(first).constData();
-    auto stamp = QDateTime::fromString(match.captured(1), QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+    ::umask(mask);
+    EXPECT_EQ(fs::status(first).permissions(), fs::perms(0600));
+    const QByteArray line = readFile(first);
+    auto stamp = QDateTime::fromString(QString::fromUtf8(line.mid(6, 19)), u"yyyy-MM-dd HH:mm:ss"_qs);
     stamp.setTimeSpec(Qt::UTC);
-    EXPECT_TRUE(before <= stamp && stamp <= QDateTime::currentDateTimeUtc());
+    EXPECT_TRUE(before <= stamp && stamp <= QDateTime::currentDateTimeUtc()) << line.constData();
+    EXPECT_EQ(line.left(6) + line.mid(25), "INFO:  +0000: Grüße 😀 \n\n\n");
 }
 
-TEST_F(LoggerTest, MovesIntoTheWorkspaceOnceThereIsOneAndLeavesNoEmptyFolder) {
-    Logger::setupLogFile();
+TEST_F(LoggerTest, FollowsAFileThatWasMovedAndReplacesOneThatWasRemoved) {
     info("one");
-    move();
-    EXPECT_EQ(lumamonLogFileURL, std::nullopt);
-    expectLines(first, {u"INFO: one"_qs});
-
-    writeFile(relocated, "INFO: 2024-03-05 14:07:09 +0000: earlier\n");
-    tempSystemURL = system;
-    move();
-    info("two");
-    EXPECT_TRUE(fs::is_empty(home.caches()));
-    EXPECT_EQ(lumamonLogFileURL, relocated);
-    const QStringList lines = {u"INFO: earlier"_qs, u"MALFORMED: "_qs, u"INFO: one"_qs, u"INFO: two"_qs};
-    expectLines(relocated, lines);
-
-    move();
-    expectLines(relocated, lines);
-    fs::remove(relocated);
-    move();
-    EXPECT_EQ(lumamonLogFileURL, relocated);
-
-    Logger::setupLogFile();
-    info("three");
-    writeFile(first.parent_path() / "other's", "");
-    move();
-    EXPECT_FALSE(fs::exists(first));
-    EXPECT_TRUE(fs::exists(first.parent_path() / "other's")) << "a folder that others use stays";
+    fs::rename(folder, home.path() / "away");
+    expectGoesOn(home.path() / "away" / first.filename(), one);
+    fs::create_directories(folder);
+    fs::rename(home.path() / "away" / first.filename(), first);
+    fs::remove(first);
+    expectGoesOn(first, {});
 }
 
-TEST_F(LoggerTest, KeepsItsPlaceAndSaysWhyWhenItCannotMoveOrCreateItsFolder) {
-    Logger::setupLogFile();
+TEST_F(LoggerTest, SaysWhyALineIsLostAndGoesOn) {
+    fs::create_directories(first);
+    EXPECT_EQ(info("lost"), cannotWrite + "Is a directory\n");
+    fs::remove_all(folder);
+    EXPECT_EQ(info("lost"), cannotWrite + "No such file or directory\n");
+    fs::create_directories(folder);
+    expectGoesOn(first, {});
+}
+
+// A product may start the program and never read what it prints.
+TEST_F(LoggerTest, DoesNotWaitForAReaderOfItsComplaints) {
+    platform::Pipe pipe = platform::Pipe::open();
+    const FileDescriptor output(::dup(STDOUT_FILENO));
+    fs::remove(folder);
+    ::dup2(pipe.writeEnd.get(), STDOUT_FILENO);
+    for (int i = 0; i < 3000; ++i)
+        Logger::logInfo(QString());
+    ::dup2(output.get(), STDOUT_FILENO);
+    char printed[56] = {};
+    ASSERT_EQ(::read(pipe.readEnd.get(), printed, 55), 55);
+    EXPECT_EQ(printed, cannotWrite + "No such file or directory\n");
+}
+
+TEST_F(LoggerTest, ReplacesALinkAndAPipeInsteadOfWritingToThem) {
+    writeFile(home.path() / "other", "other's");
+    fs::create_symlink(home.path() / "other", first);
+    expectGoesOn(first, {});
+    EXPECT_EQ(readFile(home.path() / "other"), "other's");
+    for (const bool isRead : {false, true}) {
+        fs::remove(first);
+        ASSERT_EQ(::mkfifo(first.c_str(), 0600), 0);
+        const FileDescriptor reader(isRead ? ::open(first.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1);
+        EXPECT_EQ(info("next"), "");
+        ASSERT_TRUE(fs::is_regular_file(first));
+        EXPECT_EQ(logLines(first), QStringList(u"INFO: next"_qs));
+    }
+}
+
+TEST_F(LoggerTest, BeginsANewLineAfterOneThatAFullDiskCutOff) {
+    const Mount disk = Mount::memory(folder, 16 << 10);
     info("one");
-    tempSystemURL = home.path() / "missing";
-    EXPECT_EQ(printedBy(Logger::changeLogFileLocation),
-              "Failed to change log file location: No such file or directory\n");
-    EXPECT_EQ(lumamonLogFileURL, home.path() / "missing/LumadocDiagnosticsDebugOutput.log");
-    writeFile(home.path() / "cache/Logs", "a file");
-    const ScopedEnvironment cache("XDG_CACHE_HOME", (home.path() / "cache").native());
-    EXPECT_EQ(printedBy(Logger::setupLogFile), "Failed to create log directory: Not a directory\n");
+    writeFile(folder / "fill", QByteArray(8 << 10, 'x'));
+    for (const QByteArray &lost : {QByteArray(20 << 10, 'y'), QByteArray("z")})
+        EXPECT_EQ(info(lost), cannotWrite + "No space left on device\n");
+    fs::remove(folder / "fill");
     info("two");
-    expectLines(first, {u"INFO: one"_qs, u"INFO: two"_qs});
+    EXPECT_EQ(logLines(first).mid(2), QStringList(u"INFO: two"_qs));
+    expectGoesOn(first, logLines(first));
 }
 
 // Lines as long as any path, so that a line in two writes would be seen.
@@ -137,15 +168,13 @@ TEST_F(LoggerTest, NeverMixesLinesOfThreadsAndProcesses) {
         for (int i = 0; i < linesEach; ++i)
             Logger::logInfo(lineOf(writer, i));
     };
-    Logger::setupLogFile();
     const pid_t process = test_support::startInChild([&] {
         write(0);
         return 0;
     });
-    std::thread one(write, 1);
-    std::thread two(write, 2);
-    one.join();
-    two.join();
+    std::thread other(write, 1);
+    write(2);
+    other.join();
     EXPECT_EQ(test_support::statusOf(process), 0);
     int next[3] = {};
     for (const QString &line : logLines(first)) {
@@ -156,35 +185,124 @@ TEST_F(LoggerTest, NeverMixesLinesOfThreadsAndProcesses) {
     EXPECT_THAT(next, testing::Each(linesEach));
 }
 
-// A product may start the program and never read what it prints.
-TEST_F(LoggerTest, SaysWhyALineIsLostWithoutWaitingForAReader) {
-    platform::Pipe pipe = platform::Pipe::open();
-    const platform::FileDescriptor output(::dup(STDOUT_FILENO));
+TEST_F(LoggerTest, MovesIntoTheWorkspaceOnceThereIsOneAndLeavesNoEmptyFolder) {
+    info("one");
+    EXPECT_EQ(move(), "");
+    EXPECT_EQ(lumamonLogFileURL, std::nullopt);
+    EXPECT_EQ(logLines(first), one);
+    const Mount disk = Mount::memory(system, 1 << 20);
+    tempSystemURL = system;
+    EXPECT_EQ(move(), "");
+    EXPECT_EQ(lumamonLogFileURL, relocated);
+    EXPECT_EQ(fs::status(relocated).permissions(), fs::perms(0600));
+    EXPECT_TRUE(fs::is_empty(home.caches()));
+    expectGoesOn(relocated, one);
+
+    // The same place, also by another name and without a file.
+    fs::create_directory_symlink(system, home.path() / "link");
+    for (const fs::path &same : {home.path() / "link", system}) {
+        tempSystemURL = same;
+        EXPECT_EQ(move(), "");
+        EXPECT_EQ(lumamonLogFileURL, same / first.filename());
+        EXPECT_TRUE(fs::exists(relocated));
+    }
+    fs::remove(relocated);
+    EXPECT_EQ(move(), "");
+
     Logger::setupLogFile();
-    fs::remove(first.parent_path());
-    ::dup2(pipe.writeEnd.get(), STDOUT_FILENO);
-    for (int i = 0; i < 3000; ++i)
-        info("lost");
-    ::dup2(output.get(), STDOUT_FILENO);
-    char printed[56] = {};
-    ASSERT_EQ(::read(pipe.readEnd.get(), printed, 55), 55);
-    EXPECT_STREQ(printed, "Failed to write to log file: No such file or directory\n");
-    fs::create_directory(first.parent_path());
-    EXPECT_EQ(printedBy([] { info("kept"); }), "");
-    expectLines(first, {u"INFO: kept"_qs});
+    info("one");
+    writeFile(folder / "other's", "");
+    EXPECT_EQ(move(), "");
+    EXPECT_FALSE(fs::exists(first));
+    EXPECT_TRUE(fs::exists(folder / "other's")) << "a folder that others use stays";
+}
+
+TEST_F(LoggerTest, PutsItsLinesAfterThoseOfAnEarlierLogAndALineFeed) {
+    tempSystemURL = system;
+    EXPECT_EQ(move(), cannotMove + "No such file or directory\n") << "there are no lines yet";
+    EXPECT_FALSE(fs::exists(relocated));
+    expectGoesOn(first, {});
+    writeFile(relocated, earlierText);
+    EXPECT_EQ(move(), "");
+    const QStringList both = earlier + QStringList{u"MALFORMED: "_qs, u"INFO: next"_qs};
+    expectGoesOn(relocated, both);
+
+    Logger::setupLogFile();
+    writeFile(relocated, earlierText);
+    EXPECT_EQ(move(), cannotMove + "No such file or directory\n");
+    expectGoesOn(relocated, earlier);
+}
+
+TEST_F(LoggerTest, LosesNothingWhenTheOldPlaceCannotBeCleared) {
+    info("one");
+    const Mount readOnly = Mount::readOnly(folder);
+    tempSystemURL = system;
+    EXPECT_EQ(move(), cannotMove + "Read-only file system\n");
+    EXPECT_EQ(logLines(first), one);
+    expectGoesOn(relocated, one);
+}
+
+TEST_F(LoggerTest, KeepsItsPlaceAndSaysWhyWhenItCannotMove) {
+    const fs::path other = home.path() / "other";
+    FileDescriptor reader;
+    std::unique_ptr<Mount> disk;
+    const auto fill = [&](int bytes) {
+        disk.reset(new Mount(Mount::memory(system, 16 << 10)));
+        writeFile(system / "fill", QByteArray(bytes << 10, 'x'));
+    };
+    const std::pair<const char *, std::function<void()>> cases[] = {
+        {"No such file or directory", [&] { fs::remove(system); }},
+        {"Is a directory", [&] { fs::create_directories(relocated); }},
+        {"Too many levels of symbolic links", [&] { fs::create_symlink(other, relocated); }},
+        {"Invalid argument",
+         [&] {
+             ASSERT_EQ(::mkfifo(relocated.c_str(), 0600), 0);
+             reader = FileDescriptor(::open(relocated.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+         }},
+        {"File too large", [&] { fs::resize_file(first, std::uintmax_t{1} << 40); }},
+        {"No space left on device", [&] { fill(16); }},
+        {"No space left on device",
+         [&] {
+             fill(12);
+             writeFile(relocated, QByteArray(4 << 10, 'e'));
+         }},
+    };
+    for (const auto &[reason, arrange] : cases) {
+        SCOPED_TRACE(reason);
+        disk.reset();
+        fs::remove_all(system);
+        fs::create_directories(system);
+        writeFile(other, "other's");
+        fs::remove(first);
+        info("one");
+        const auto size = fs::file_size(first);
+        tempSystemURL = system;
+        arrange();
+        EXPECT_EQ(move(), cannotMove + reason + '\n');
+        EXPECT_EQ(lumamonLogFileURL, relocated);
+        EXPECT_EQ(readFile(other), "other's");
+        fs::resize_file(first, size);
+        expectGoesOn(first, one);
+    }
+    EXPECT_EQ(fs::file_size(relocated), 4 << 10);
+}
+
+TEST_F(LoggerTest, StaysWhereItIsWhenItsFolderCannotBeCreated) {
+    writeFile(home.path() / "cache/Logs", "a file");
+    const ScopedEnvironment cache("XDG_CACHE_HOME", (home.path() / "cache").native());
+    EXPECT_EQ(printedBy(Logger::setupLogFile), "Failed to create log directory: Not a directory\n");
+    expectGoesOn(first, {});
 }
 
 TEST_F(LoggerTest, OfASecondCopyWritesToTheFirstOnesFileAndCreatesNothing) {
-    Logger::setupLogFile();
     info("one");
     fs::remove_all(home.library());
     EXPECT_TRUE(Logger::NewLogFileLocation());
     EXPECT_FALSE(fs::exists(home.library()));
     EXPECT_EQ(lumamonLogFileURL, std::nullopt);
-    writeFile(relocated, "INFO: 2024-03-05 14:07:09 +0000: running\n");
-    info("second");
-    expectLines(relocated, {u"INFO: running"_qs, u"INFO: second"_qs});
-    expectLines(first, {u"INFO: one"_qs});
+    writeFile(relocated, earlierText);
+    expectGoesOn(relocated, earlier);
+    EXPECT_EQ(logLines(first), one);
 }
 
 TEST_F(LoggerTest, WithoutAHomeFolderHasNoPlace) {
@@ -199,11 +317,9 @@ TEST_F(LoggerTest, WithoutAHomeFolderHasNoPlace) {
 TEST_F(LoggerTest, LabelsAndMasksLinesExceptThoseWithoutALabelHereAndInTheSystemLog) {
     test_support::FakeJournal journal;
     ASSERT_TRUE(journal.isListening());
-    const QString message = QStringLiteral("from /Users/alice/x to /home/bob/y");
-    const QString masked = QStringLiteral("from /Users/[USER]/x to /home/[USER]/y");
-    const auto logged = [&](const QString &text, OSLogType type) {
-        return std::function([&text, type] { Logger::log(text, type); });
-    };
+    const QString message = u"from /Users/alice/x to /home/bob/y"_qs;
+    const QString masked = u"from /Users/[USER]/x to /home/[USER]/y"_qs;
+    const auto unlabelled = [&](OSLogType type) { return [&, type] { Logger::log(message, type); }; };
     const struct {
         std::function<void()> log;
         QString line;
@@ -211,28 +327,25 @@ TEST_F(LoggerTest, LabelsAndMasksLinesExceptThoseWithoutALabelHereAndInTheSystem
     } cases[] = {{[&] { Logger::logInfo(message); }, u"INFO: "_qs + masked, "6"},
                  {[&] { Logger::logWarning(message); }, u"WARNING: "_qs + masked, "6"},
                  {[&] { Logger::logError(message); }, u"ERROR: "_qs + masked, "3"},
-                 {logged(message, OSLogType::debug), message, "7"},
-                 {logged(message, OSLogType::info), message, "6"},
-                 {logged(message, OSLogType::error), message, "3"}};
-    // The file cannot take them at first.
-    for (const bool hasFile : {false, true}) {
-        Logger::setupLogFile();
-        QStringList lines;
-        for (const auto &[log, line, priority] : cases) {
-            if (!hasFile)
-                fs::remove_all(first.parent_path());
-            EXPECT_EQ(printedBy(log).empty(), hasFile);
-            auto fields = journal.next().value_or(QMap<QByteArray, QByteArray>());
-            fields.remove("SYSLOG_IDENTIFIER");
-            EXPECT_EQ(fields,
-                      (QMap<QByteArray, QByteArray>{{"MESSAGE", line.toUtf8()},
-                                                    {"PRIORITY", priority},
-                                                    {"SUBSYSTEM", "com.brennic.LumadocDiagnostics.UnitTests"},
-                                                    {"CATEGORY", "MyApp"}}));
-            lines.append(line);
-        }
-        expectLines(first, hasFile ? lines : QStringList());
+                 {unlabelled(OSLogType::debug), message, "7"},
+                 {unlabelled(OSLogType::info), message, "6"},
+                 {unlabelled(OSLogType::error), message, "3"}};
+    QStringList lines;
+    for (const auto &[log, line, priority] : cases) {
+        EXPECT_EQ(printedBy(log), "");
+        lines.append(line);
+        EXPECT_EQ(logLines(first), lines);
+        auto fields = journal.next().value_or(QMap<QByteArray, QByteArray>());
+        fields.remove("SYSLOG_IDENTIFIER");
+        EXPECT_EQ(fields,
+                  (QMap<QByteArray, QByteArray>{{"MESSAGE", line.toUtf8()},
+                                                {"PRIORITY", priority},
+                                                {"SUBSYSTEM", "com.brennic.LumadocDiagnostics.UnitTests"},
+                                                {"CATEGORY", "MyApp"}}));
     }
+    fs::remove_all(folder);
+    EXPECT_NE(info("next"), "") << "the file cannot take it";
+    EXPECT_EQ(journal.next().value_or(QMap<QByteArray, QByteArray>())["MESSAGE"], "INFO: next");
 }
 
 TEST(UserNameMask, HidesWhatIsBetweenTwoSlashesInAFolderOfHomes) {
