@@ -24,9 +24,8 @@ namespace LabelConstants {
 inline const QString ApplicationDisplayName = QStringLiteral("Brennic Lumadoc Diagnostics");
 
 inline const QString MultipleLumadocRunningDesc =
-    QStringLiteral(
-        "Please ensure that only one Lumadoc app which needs troubleshooting is open, before running ") +
-    ApplicationDisplayName + QStringLiteral(".");
+    QStringLiteral("Please ensure that only one Lumadoc app which needs troubleshooting is open, before "
+                   "running Brennic Lumadoc Diagnostics.");
 
 } // namespace LabelConstants
 

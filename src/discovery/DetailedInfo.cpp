@@ -33,9 +33,8 @@ constexpr std::array<std::pair<const char *, QString DetailedInfo::*>, 8> fields
 std::optional<DetailedInfo::CodingKeys> DetailedInfo::codingKey(const QString &text) {
     const auto field =
         std::ranges::find_if(fields, [&](const auto &entry) { return text == QLatin1String(entry.first); });
-    if (field == fields.end())
-        return std::nullopt;
-    return static_cast<CodingKeys>(field - fields.begin());
+    const auto index = static_cast<CodingKeys>(field - fields.begin());
+    return field == fields.end() ? std::nullopt : std::optional(index);
 }
 
 QByteArray DetailedInfo::encoded() const {
@@ -95,16 +94,11 @@ void CreateFile(const std::optional<std::filesystem::path> &fileURL, const QStri
         Logger::logError(QStringLiteral("Error writing to file: ") + platform::description(error));
 }
 
-QString unitMachineString(const std::vector<QString> &hardwareAddresses, const QString &userName) {
-    const QString first = hardwareAddresses.empty() ? QString() : hardwareAddresses.front();
-    return first + u'_' + userName;
-}
-
 std::optional<QString> getUnitMachineString() {
     const auto addresses = platform::hardwareAddresses();
     if (!addresses)
         return std::nullopt;
-    return unitMachineString(*addresses, platform::userName());
+    return (addresses->empty() ? QString() : addresses->front()) + u'_' + platform::userName();
 }
 
 QString getMachineHash() {

@@ -8,7 +8,6 @@
 #include <QString>
 #include <filesystem>
 #include <optional>
-#include <vector>
 
 /// Eight texts, each under a key equal to its field's name.
 struct DetailedInfo {
@@ -59,9 +58,6 @@ void CreateFile(const std::optional<std::filesystem::path> &fileURL, const QStri
 /// The first hardware address (empty when there is none), "_", and the user's login name; none when the
 /// system gives no list of interfaces.
 std::optional<QString> getUnitMachineString();
-
-/// The same from an interface list already read.
-QString unitMachineString(const std::vector<QString> &hardwareAddresses, const QString &userName);
 
 /// SHA-512 (FIPS 180-4) of the machine string's UTF-8 bytes, as 128 lower-case hexadecimal digits. Without a
 /// machine string the process ends.

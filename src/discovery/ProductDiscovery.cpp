@@ -25,14 +25,10 @@ const QString embeddedAppPath = QStringLiteral(
 
 // The track that a version text stands for, by the first character of its last piece.
 std::optional<QString> flavourOfVersion(const QString &version) {
-    const QString lastPiece = version.section(u'.', -1);
-    if (lastPiece.startsWith(u'0'))
-        return QStringLiteral("Trunk");
-    if (lastPiece.startsWith(u'1'))
-        return QStringLiteral("Beta");
-    if (lastPiece.startsWith(u'2'))
-        return QStringLiteral("QZ");
-    return std::nullopt;
+    static const QStringList tracks{QStringLiteral("Trunk"), QStringLiteral("Beta"), QStringLiteral("QZ")};
+    bool isDigit = false;
+    const int digit = version.section(u'.', -1).left(1).toInt(&isDigit);
+    return isDigit && digit < tracks.size() ? std::optional(tracks[digit]) : std::nullopt;
 }
 
 bool isSame(const QString &text, const QString &other) {

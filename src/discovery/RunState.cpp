@@ -64,8 +64,7 @@ void SetUserFilesFolder() {
 }
 
 QString diagnosedIdentifier() {
-    return LumadocRunningInstance.isEmpty() ? LumadocInstalledInstance.value(0)
-                                            : LumadocRunningInstance.first();
+    return (LumadocRunningInstance + LumadocInstalledInstance).value(0);
 }
 
 OptionalURL below(const OptionalURL &folder, const fs::path &name) {

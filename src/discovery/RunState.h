@@ -59,16 +59,10 @@ inline int RemovedFilesCount = 0;
 inline bool ShareButtonPressed = false;
 
 /// What may go into the archive, each with its leading dot.
-inline const QStringList allowedExtensions{
-    QStringLiteral(".pml"),  QStringLiteral(".dmp"),  QStringLiteral(".zip"),
-    QStringLiteral(".log"),  QStringLiteral(".csv"),  QStringLiteral(".plist"),
-    QStringLiteral(".xml"),  QStringLiteral(".reg"),  QStringLiteral(".kwdlogcontrolconfig"),
-    QStringLiteral(".txt"),  QStringLiteral(".bat"),  QStringLiteral(".lic"),
-    QStringLiteral(".tmp"),  QStringLiteral(".json"), QStringLiteral(".png"),
-    QStringLiteral(".jpeg"), QStringLiteral(".jpg"),  QStringLiteral(".pdf"),
-    QStringLiteral(".docx"), QStringLiteral(".doc"),  QStringLiteral(".xlsx"),
-    QStringLiteral(".xls"),  QStringLiteral(".ppt"),  QStringLiteral(".pptx"),
-    QStringLiteral(".ips")};
+inline const QStringList allowedExtensions =
+    QStringLiteral(".pml .dmp .zip .log .csv .plist .xml .reg .kwdlogcontrolconfig .txt .bat .lic .tmp .json "
+                   ".png .jpeg .jpg .pdf .docx .doc .xlsx .xls .ppt .pptx .ips")
+        .split(u' ');
 
 /// The Log ID: a random UUID in lower case, made once per process.
 inline const QString UniqueId = QUuid::createUuid().toString(QUuid::WithoutBraces);
