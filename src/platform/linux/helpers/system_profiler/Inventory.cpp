@@ -1,13 +1,15 @@
-#include "platform/linux/helpers/system_profiler/Inventory.h"
-
 #include "platform/Account.h"
 #include "platform/Applications.h"
 #include "platform/Bundle.h"
-#include "platform/linux/helpers/system_profiler/DesktopEntries.h"
+#include "platform/linux/DesktopEntry.h"
 #include "platform/linux/helpers/system_profiler/PackageManagers.h"
+#include "platform/linux/helpers/system_profiler/Report.h"
 #include "platform/posix/Text.h"
 
+#include <QStandardPaths>
 #include <algorithm>
+#include <climits>
+#include <unordered_set>
 
 namespace system_profiler {
 
@@ -27,6 +29,19 @@ bool runsOtherPrograms(const fs::path &program) {
     const std::string name = program.filename().native();
     return name.starts_with("python") ||
            std::find(std::begin(names), std::end(names), name) != std::end(names);
+}
+
+// How an entry breaks the format of desktop entries; empty for one that does not.
+QString problemOf(const platform::DesktopEntry &entry) {
+    if (entry.type.isEmpty())
+        return QStringLiteral("a desktop entry without a type");
+    if (entry.name.trimmed().isEmpty())
+        return QStringLiteral("a desktop entry without a name");
+    if (entry.command.isEmpty() && !entry.startedByMessage)
+        return QStringLiteral("a desktop entry that starts nothing");
+    if (entry.command.value(0).size() >= PATH_MAX)
+        return QStringLiteral("a desktop entry whose program has too long a name");
+    return {};
 }
 
 // What an entry says of itself becomes part of paths.
@@ -69,8 +84,8 @@ public:
             addBundlesIn(folder, 0);
         for (const fs::path &folder : roots.nestedBundles)
             addBundlesIn(folder, 1);
-        for (const auto &[path, entry] : installedEntries(roots.desktopEntries, m_reader))
-            addEntry(path, entry);
+        for (const fs::path &folder : roots.desktopEntries)
+            addEntriesIn(folder);
         addPackages();
         return std::move(m_found);
     }
@@ -116,15 +131,52 @@ private:
     /// bundle may be a link to a folder of another name.
     std::optional<std::size_t> bundleAround(const fs::path &program) {
         std::optional<std::size_t> bundle;
-        for (fs::path folder : {resolved(program), program}) {
+        for (std::string path : {resolved(program).native(), program.native()}) {
+            std::size_t end = 0;
             // Applications within applications end sooner; a path made to keep the search busy does not.
-            for (int remaining = 4; folder.has_relative_path() && !bundle && remaining > 0;) {
-                folder = folder.parent_path();
-                if (folder.extension() == ".app" && remaining-- > 0)
-                    bundle = bundleAt(folder);
+            for (int left = 4; !bundle && left > 0 && (end = path.rfind(".app/")) != path.npos; --left) {
+                path.resize(path.find('/', end));
+                if (fs::path(path).extension() == ".app")
+                    bundle = bundleAt(path);
             }
         }
         return bundle;
+    }
+
+    // As the Desktop Entry Specification of freedesktop.org orders them: an entry's identifier is its path
+    // below its folder with '-' for each '/'; it replaces all later ones with its identifier, also when it is
+    // left out. Each folder is read once, whatever links lead to it.
+    void addEntriesIn(const fs::path &folder, const std::string &prefix = {}) {
+        if (!m_entryFolders.insert(resolved(folder).native()).second)
+            return;
+        for (const fs::path &path : m_reader.entriesOf(folder)) {
+            const std::string name = path.filename().native();
+            std::error_code error;
+            if (fs::is_directory(path, error))
+                addEntriesIn(path, prefix + name + "-");
+            else if (name.ends_with(".desktop") && m_entries.insert(prefix + name).second)
+                addEntryAt(path);
+        }
+    }
+
+    // Unless it is hidden, broken, or names a program to be tried (TryExec) that is not there.
+    void addEntryAt(const fs::path &path) {
+        const auto bytes = m_reader.read(path);
+        if (!bytes)
+            return;
+        // A zero is UTF-8 too, but would end a path early.
+        if (bytes->contains('\0') || !QByteArrayView(*bytes).isValidUtf8())
+            return m_reader.note(path, QStringLiteral("not UTF-8 text"));
+        const auto entry = platform::parseDesktopEntry(*bytes);
+        if (!entry)
+            return m_reader.note(path, QStringLiteral("no desktop entry"));
+        const QString tried = QString::fromUtf8(entry->tryExec);
+        if (entry->hidden || (!tried.isEmpty() && QStandardPaths::findExecutable(tried).isEmpty()) ||
+            (!entry->type.isEmpty() && entry->type != "Application"))
+            return;
+        if (const QString problem = problemOf(*entry); !problem.isEmpty())
+            return m_reader.note(path, problem);
+        addEntry(path, *entry);
     }
 
     Application &add(const fs::path &path, const platform::DesktopEntry &entry, const QString &source) {
@@ -192,9 +244,23 @@ private:
     }
 
     // A package may list a file by its own path or by the one that links lead to.
-    static void addFile(Application &application, const fs::path &file) {
+    void addFile(Application &application, const fs::path &file) {
         application.files.push_back(file.native());
         application.files.push_back(resolved(file).native());
+    }
+
+    // The path with all links followed; the path itself when that fails. It takes a system call for each part
+    // of a path, and most files share a few folders.
+    fs::path resolved(const fs::path &path) {
+        std::error_code error;
+        if (fs::is_regular_file(fs::symlink_status(path, error))) {
+            const auto [known, isNew] = m_folders.try_emplace(path.parent_path().native());
+            if (isNew)
+                known->second = resolved(path.parent_path());
+            return known->second / path.filename();
+        }
+        const fs::path result = fs::canonical(path, error);
+        return error ? path : result;
     }
 
     void addPackages() {
@@ -226,8 +292,13 @@ private:
          "/var/lib/flatpak/app"},
         "current/active"};
     Sandbox m_snap{QStringLiteral("Snap"), snaps, {"/snap", "/var/lib/snapd/snap"}, "current"};
-    // By the path with all links followed, so that each bundle counts once.
+    // By the path with all links followed, so that each bundle and each folder of entries counts once.
     std::map<std::string, std::optional<std::size_t>> m_bundles;
+    std::unordered_set<std::string> m_entryFolders;
+    // The identifiers of the desktop entries.
+    std::unordered_set<std::string> m_entries;
+    // Where the folders of files are with all links followed.
+    std::map<std::string, fs::path> m_folders;
     std::vector<Application> m_found;
 };
 

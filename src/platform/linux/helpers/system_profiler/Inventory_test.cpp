@@ -1,4 +1,4 @@
-#include "platform/linux/helpers/system_profiler/Inventory.h"
+#include "platform/linux/helpers/system_profiler/Report.h"
 
 #include "test_support/Isolation.h"
 #include "test_support/StandIns.h"
@@ -16,6 +16,8 @@ namespace {
 
 using namespace test_support;
 
+using Texts = std::vector<std::string>;
+
 // A machine with a home, a system folder, and nothing in the folders that no variable moves.
 class Inventory : public testing::Test {
 protected:
@@ -27,7 +29,10 @@ protected:
 
     std::string home(const std::string &name) const { return m_home.path() / name; }
     std::string system(const std::string &name) const { return m_system.path() / name; }
-    /// Writes an entry in the system's folder, or the one at `path`.
+    // The user's entry of this name, which counts before the system's.
+    std::string user(const std::string &name) const { return home(".local/share/applications/" + name); }
+
+    /// Writes the system's first entry, or the one at `path`.
     void writeEntry(const std::string &program, const QByteArray &more = {},
                     const std::string &path = {}) const {
         writeFile(path.empty() ? system("applications/a.desktop") : path,
@@ -52,6 +57,18 @@ protected:
     std::string source() { return only().source.toStdString(); }
     std::string location() { return only().location.toStdString(); }
 
+    /// The applications' entries below their folders, and "name: reason" for what was not read.
+    Texts entries() {
+        Texts result;
+        for (const Application &application : all()) {
+            const std::string entry = application.entries.at(0);
+            result.push_back(entry.substr(entry.find("/applications/") + 14));
+        }
+        for (const auto &[file, reason] : m_reader.notRead())
+            result.push_back(fs::path(file).filename().native() + ": " + reason.toStdString());
+        return result;
+    }
+
     ScratchHome m_home;
     ScratchFolder m_system;
     ScopedEnvironment m_dataFolders{"XDG_DATA_DIRS", m_system.path().native()};
@@ -61,6 +78,66 @@ protected:
 private:
     std::vector<std::unique_ptr<Mount>> m_mounts;
 };
+
+TEST_F(Inventory, AnEntryReplacesLaterOnesWithItsIdentifierHoweverItIsLeftOut) {
+    writeEntry("/bin/x", {}, user("kde-a.desktop"));
+    writeEntry("/bin/x", "TryExec=/nowhere\n", user("gone.desktop"));
+    writeEntry("/bin/x", "Hidden=true\n", user("hidden.desktop"));
+    writeFile(user("broken.desktop"), "rubbish");
+    writeFile(user("readme.txt"), "no entry");
+    for (const char *name : {"b", "kde/deep/c", "kde/a", "gone", "hidden", "broken"})
+        writeEntry("/bin/x", {}, system("applications/") + name + ".desktop");
+    EXPECT_EQ(entries(), (Texts{"kde-a.desktop", "b.desktop", "kde/deep/c.desktop",
+                                "broken.desktop: no desktop entry"}));
+}
+
+TEST_F(Inventory, ReadsEntriesThroughLinksToFoldersButOnce) {
+    writeEntry("/bin/x", {}, home("elsewhere/a.desktop"));
+    writeEntry("/bin/x", {}, system("applications/b.desktop"));
+    fs::create_directories(user(""));
+    for (const std::string &link :
+         {user("linked"), user("linked-too"), home("elsewhere/back"), system("applications/self")})
+        fs::create_directory_symlink(home("elsewhere"), link);
+    EXPECT_EQ(entries(), (Texts{"linked/a.desktop", "b.desktop"}));
+}
+
+TEST_F(Inventory, OffersOnlyWhatCanBeStarted) {
+    writeFile(user("link.desktop"), "[Desktop Entry]\nType=Link\nName=A\nURL=http://x.example\n");
+    writeFile(user("message.desktop"), "[Desktop Entry]\nType=Application\nName=A\nDBusActivatable=true\n");
+    writeProgram(home("bin/there"));
+    writeFile(home("bin/data"), "");
+    fs::create_directories(home("bin/folder"));
+    const ScopedEnvironment search("PATH", home("bin"));
+    for (const std::string name : {"there", "data", "folder", "gone"}) {
+        for (const auto &[form, program] : {std::pair("path-", name), {"whole-", home("bin/" + name)}})
+            writeEntry("/bin/x", QByteArray("TryExec=") + program.c_str() + "\n",
+                       user(form + name + ".desktop"));
+    }
+    EXPECT_EQ(entries(), (Texts{"message.desktop", "path-there.desktop", "whole-there.desktop"}));
+}
+
+TEST_F(Inventory, NotesBrokenEntriesWithTheReason) {
+    const QByteArray begin = "[Desktop Entry]\n";
+    const std::tuple<std::string, QByteArray, std::string> cases[] = {
+        {"empty", "", "no desktop entry"},
+        {"encoding", entryText("Caf\xe9", "/bin/x"), "not UTF-8 text"},
+        {"large", QByteArray((1 << 20) + 1, '#'), "File too large"},
+        {"long", entryText("A", QByteArray("/a").repeated(50'000)),
+         "a desktop entry whose program has too long a name"},
+        {"no-name", begin + "Type=Application\nName= \nExec=/bin/x\n", "a desktop entry without a name"},
+        {"no-program", begin + "Type=Application\nName=A\n", "a desktop entry that starts nothing"},
+        {"no-type", begin + "Name=A\nExec=/bin/x\n", "a desktop entry without a type"},
+        {"zero", entryText("A", QByteArray("/bin/x\0y", 8)), "not UTF-8 text"},
+    };
+    Texts expected;
+    for (const auto &[name, content, reason] : cases) {
+        writeFile(user(name + ".desktop"), content);
+        expected.push_back(name + ".desktop: " + reason);
+    }
+    fs::create_symlink("/dev/zero", user("zzz.desktop"));
+    expected.emplace_back("zzz.desktop: not a regular file");
+    EXPECT_EQ(entries(), expected);
+}
 
 TEST_F(Inventory, TellsWhereAnApplicationComesFrom) {
     for (const std::string &program :
@@ -73,7 +150,7 @@ TEST_F(Inventory, TellsWhereAnApplicationComesFrom) {
     m_packages.add("entry", "1", "M", system("applications/a.desktop"));
     EXPECT_EQ(source(), "Package entry");
     fs::remove_all(system("applications"));
-    const std::string entry = home(".local/share/applications/a.desktop");
+    const std::string entry = user("a.desktop");
     for (const auto &[program, expected] : std::map<std::string, std::string>{
              {system("tool"), "User"}, {system("link"), "Package viewer"}, {system("python3.11"), "User"}}) {
         writeEntry(program, {}, entry);

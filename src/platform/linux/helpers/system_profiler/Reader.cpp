@@ -122,12 +122,6 @@ std::optional<std::chrono::sys_seconds> modificationTime(const fs::path &path) {
     return std::chrono::sys_seconds(std::chrono::seconds(status.st_mtim.tv_sec));
 }
 
-fs::path resolved(const fs::path &path) {
-    std::error_code error;
-    fs::path result = fs::canonical(path, error);
-    return error ? path : result;
-}
-
 bool isAbsence(const std::error_code &error) {
     return error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory;
 }

@@ -56,8 +56,7 @@ private:
 /// When a file or folder, or what a link leads to, was last modified.
 std::optional<std::chrono::sys_seconds> modificationTime(const std::filesystem::path &path);
 
-/// The path with all links followed; the path itself when that fails.
-std::filesystem::path resolved(const std::filesystem::path &path);
+/// Whether the error says that there is no such file.
 bool isAbsence(const std::error_code &error);
 
 } // namespace system_profiler

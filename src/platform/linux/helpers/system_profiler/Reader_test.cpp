@@ -1,5 +1,7 @@
 #include "platform/linux/helpers/system_profiler/Reader.h"
 
+#include "test_support/Isolation.h"
+#include "test_support/ProgramRun.h"
 #include "test_support/TestMachine.h"
 
 #include <fcntl.h>
@@ -91,6 +93,33 @@ TEST_F(Reading, TellsWhenALinksTargetWasModified) {
     EXPECT_EQ(modificationTime(m_folder.path() / "link")->time_since_epoch().count(), 1'000'000'000);
     EXPECT_FALSE(modificationTime(m_folder.path() / "none"));
 }
+
+// What root may read says nothing of what an ordinary user may.
+void notesWhatAnOrdinaryUserMayNot() {
+    const ScratchFolder folder;
+    fs::permissions(folder.path(), fs::perms::all);
+    const fs::path file = folder.path() / "file";
+    const fs::path inner = folder.path() / "inner";
+    const fs::path secret = folder.path() / "secret";
+    writeFile(file, {});
+    writeProgram(secret);
+    fs::create_directory(inner);
+    fs::permissions(file, fs::perms::none);
+    fs::permissions(inner, fs::perms::none);
+    fs::permissions(secret, fs::perms::owner_all | fs::perms::others_exec);
+    const auto read = [&] {
+        Reader reader;
+        const bool isNothingRead = ::setuid(65'534) == 0 && !reader.read(file) &&
+                                   reader.entriesOf(inner).empty() && reader.kindOf(secret).isEmpty();
+        const std::string denied = "Permission denied";
+        const Notes notes{{file, denied}, {inner, denied}, {secret, denied}};
+        return isNothingRead && texts(reader.notRead()) == notes ? EXIT_SUCCESS : EXIT_FAILURE;
+    };
+    EXPECT_EQ(statusInChild(read), EXIT_SUCCESS);
+}
+
+const bool ordinaryUserTested = registerTestIf(::geteuid() == 0, "ReadingForAnOrdinaryUser",
+                                               "NotesWhatIsDenied", notesWhatAnOrdinaryUserMayNot);
 
 } // namespace
 

@@ -1,4 +1,5 @@
-// The text of the report.
+// The report: the applications of this machine and user, from desktop entries, bundles and package managers,
+// and their text.
 //
 // The same applications give the same bytes, whatever order they come in, and whatever language and time zone
 // the machine is set to: times are in UTC, so that reports of two machines can be compared.
@@ -26,6 +27,10 @@ struct Application {
     /// Not shown: files by which to ask for its package, the most telling first.
     std::vector<std::string> files;
 };
+
+/// Every application that a desktop entry offers, and every bundle once. An application's version is what its
+/// bundle or its package manager says; its package owns the entry or, for a user's own entry, the program.
+std::vector<Application> applicationsOfThisMachine(Reader &reader);
 
 /// A text as the report shows it: escaped, on one line, of bounded length.
 QString lineOf(const QString &text);

@@ -3,7 +3,7 @@
 //
 // Ends with 0 when the whole report was written, 1 when it could not be written, 2 for a command line that it
 // does not know. Anything but 0 comes with a line on standard error.
-#include "platform/linux/helpers/system_profiler/Inventory.h"
+#include "platform/linux/helpers/system_profiler/Report.h"
 #include "platform/posix/FileSystem.h"
 #include "platform/posix/Process.h"
 
