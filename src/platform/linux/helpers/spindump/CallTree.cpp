@@ -1,7 +1,7 @@
 #include "CallTree.h"
 
 #include <algorithm>
-#include <tuple>
+#include <ranges>
 
 namespace spindump {
 
@@ -28,13 +28,9 @@ void CallTree::add(const std::vector<const Symbol *> &chain, std::uint64_t sampl
 // Lightest first.
 std::vector<std::size_t> CallTree::callsFrom(std::size_t caller) const {
     std::vector<std::size_t> result;
-    for (const auto &[function, call] : m_calls[caller].calls)
+    for (const auto &[function, call] : std::views::reverse(m_calls[caller].calls))
         result.push_back(call);
-    std::sort(result.begin(), result.end(), [this](std::size_t left, std::size_t right) {
-        const Call &a = m_calls[left];
-        const Call &b = m_calls[right];
-        return std::tie(a.samples, b.function) < std::tie(b.samples, a.function);
-    });
+    std::ranges::stable_sort(result, {}, [this](std::size_t call) { return m_calls[call].samples; });
     return result;
 }
 

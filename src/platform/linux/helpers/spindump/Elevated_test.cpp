@@ -3,7 +3,6 @@
 
 #include "test_support/Isolation.h"
 
-#include <gmock/gmock.h>
 #include <grp.h>
 #include <linux/capability.h>
 #include <sys/stat.h>
@@ -12,14 +11,12 @@
 namespace {
 
 using namespace spindump_test;
-namespace fs = std::filesystem;
-using test_support::exited;
-using test_support::ProgramRun;
-using test_support::waitUntil;
 
 // The system knows them everywhere: nobody and daemon.
 constexpr uid_t user = 65'534;
 constexpr uid_t other = 1;
+
+const SamplerOptions asked{.milliseconds = 200, .askingUser = std::to_string(user)};
 
 // A folder and a program of that user.
 struct UserFolder {
@@ -29,62 +26,37 @@ struct UserFolder {
         fs::permissions(program, fs::perms::owner_all);
         give(program);
     }
-    void give(const fs::path &path) const { EXPECT_EQ(::lchown(path.c_str(), user, user), 0); }
+    static void give(const fs::path &path) { EXPECT_EQ(::lchown(path.c_str(), user, user), 0); }
 
-    test_support::ScratchFolder folder;
+    /// Expects a run that writes no report, with this message.
+    void refuses(pid_t target, const std::string &message, const SamplerOptions &options = asked) const {
+        EXPECT_EQ(Sampler(target, report, options).endsWith(EXIT_FAILURE), message);
+        EXPECT_FALSE(fs::exists(report));
+    }
+
+    ScratchFolder folder;
     fs::path program = folder.path() / "program";
     fs::path report = folder.path() / "report.txt";
 };
 
-const SamplerOptions asked{.milliseconds = 200, .askingUser = std::to_string(user)};
+// The user may not trace it, and the kernel shows the environment after its arguments, which do not end.
+void samplesForTheUserWithTheUsersRightsAlone() {
+    const UserFolder place;
+    SampledProgram target("hidden", {.program = place.program, .user = user});
+    const std::string own = place.program.native() + " hidden ";
+    const auto shown = test_support::readFile("/proc/" + std::to_string(target.id()) + "/cmdline");
+    ASSERT_TRUE(shown.startsWith(own.c_str()) && shown.contains('=')) << shown.toStdString();
+    place.refuses(target.id(), refusal(target.id(), "cannot be traced: Operation not permitted"),
+                  {.user = user});
 
-// The program in that folder, started by the user.
-struct UserProgram : UserFolder {
-    explicit UserProgram(const std::string &work)
-        : target(work, {.program = program, .user = user}) {}
-
-    /// Expects a run that writes no report.
-    void refuses(const fs::path &path, const std::string &message, int status = EXIT_FAILURE,
-                 const SamplerOptions &options = asked) const {
-        const auto sampled = sampleInto(path, target.id(), options);
-        EXPECT_EQ(sampled.end, exited(status));
-        EXPECT_EQ(sampled.errors, message);
-    }
-
-    SampledProgram target;
-};
-
-void leavesTheReportToTheUser() {
-    const UserProgram place("threads");
-    const auto sampled = sampleInto(place.report, place.target.id(), asked);
-    ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
-    struct stat status {};
-    ASSERT_EQ(::lstat(place.report.c_str(), &status), 0);
-    EXPECT_TRUE(status.st_uid == user && status.st_gid == user);
-    EXPECT_EQ(status.st_mode, S_IFREG | S_IRUSR | S_IWUSR);
-    EXPECT_GT(samplesOf(threadPart(sampled.report, "busy"), "sample::busy()"), 0) << sampled.report;
-    EXPECT_FALSE(isTraced(place.target.id()));
-}
-
-void readsWhatTheUserMayNot() {
-    const UserProgram place("notDumpable");
-    place.refuses(place.report, refusal(place.target.id(), "cannot be traced: Operation not permitted"),
-                  EXIT_FAILURE, {.user = user});
-    const auto sampled = sampleInto(place.report, place.target.id(), asked);
-    ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
-    EXPECT_GT(samplesOf(sampled.report, "sample::sleepForever()"), 0) << sampled.report;
-}
-
-void keepsNoRights() {
-    const UserProgram place("threads");
-    auto options = quickSampler(place.target.id(), place.report,
-                                {.milliseconds = 60'000, .askingUser = std::to_string(user)});
-    options.beforeStart = [] {
-        constexpr gid_t groups[] = {0, 4};
-        ::setgroups(2, groups);
-    };
-    ProgramRun sampler(options);
-    ASSERT_TRUE(waitUntil([&] { return sampler.standardError().starts_with("sampling"); }));
+    Sampler sampler(target.id(), place.report,
+                    {.milliseconds = 60'000, .askingUser = asked.askingUser, .beforeStart = [] {
+                         constexpr gid_t groups[] = {0, 4};
+                         ::setgroups(2, groups);
+                     }});
+    // It says how many every second, at first none.
+    ASSERT_TRUE(waitUntil(
+        [&] { return QByteArray::fromStdString(sampler.standardError()).count(" samples\n") > 1; }));
     const std::pair<const char *, const char *> fields[] = {
         {"CapInh", "0000000000000000"},
         {"CapPrm", "0000000000000000"},
@@ -98,17 +70,29 @@ void keepsNoRights() {
     };
     for (const auto &[field, value] : fields)
         EXPECT_EQ(statusOf(sampler.processId(), field), value) << field;
+
+    target.send(SIGKILL);
+    sampler.endsWith(EXIT_SUCCESS);
+    struct stat status {};
+    ASSERT_EQ(::lstat(place.report.c_str(), &status), 0);
+    EXPECT_TRUE(status.st_uid == user && status.st_gid == user);
+    EXPECT_EQ(status.st_mode, S_IFREG | S_IRUSR | S_IWUSR);
+    const std::string report = test_support::readFile(place.report).toStdString();
+    EXPECT_GT(samplesOf(report, "sample::sleepForever()"), 0) << report;
+    EXPECT_EQ(lineWith(report, "Command line: "), "Command line:     \"" + own + '"');
 }
 
+// Not for root either: this program is for one's own processes.
 void refusesOtherUsersTargets() {
     const UserFolder place;
-    for (const uid_t owner : {other, uid_t{0}}) {
+    const struct {
+        uid_t owner;
+        SamplerOptions options;
+    } cases[] = {{other, asked}, {0, asked}, {0, {.user = user}}, {user, {}}};
+    for (const auto &[owner, options] : cases) {
         ProgramRun run({.program = "/bin/sleep", .arguments = {"1000"}, .user = owner});
         ASSERT_TRUE(waitUntil([&] { return statusOf(run.processId(), "Name") == "sleep"; }));
-        const auto sampled = sampleInto(place.report, run.processId(), asked);
-        EXPECT_EQ(sampled.end, exited(1));
-        EXPECT_EQ(sampled.errors, refusal(run.processId(), "belongs to another user"));
-        EXPECT_EQ(sampled.report, "");
+        place.refuses(run.processId(), refusal(run.processId(), "belongs to another user"), options);
     }
 }
 
@@ -121,88 +105,69 @@ void refusesTargetsWithFurtherRights() {
     const struct {
         uid_t owner;
         mode_t mode;
-        bool isCapable;
         const char *field;
         const char *value;
         const char *reason;
     } cases[] = {
-        {0, 04755, false, "Uid", "65534\t0\t0\t0", "belongs to another user"},
-        {user, 02755, false, "Gid", "65534\t0\t0\t0", "has rights that its user has not"},
-        {user, 0700, true, "CapPrm", "0000000000000400", "has rights that its user has not"},
+        {0, 04755, "Uid", "65534\t0\t0\t0", "belongs to another user"},
+        {user, 02755, "Gid", "65534\t0\t0\t0", "has rights that its user has not"},
+        {user, 0700, "CapPrm", "0000000000000400", "has rights that its user has not"},
     };
-    for (const auto &[owner, mode, isCapable, field, value, reason] : cases) {
+    for (const auto &[owner, mode, field, value, reason] : cases) {
         const UserFolder place;
-        ASSERT_EQ(::chown(place.program.c_str(), owner, 0), 0);
-        ASSERT_EQ(::chmod(place.program.c_str(), mode), 0);
-        if (isCapable) {
-            ASSERT_EQ(::setxattr(place.program.c_str(), "security.capability", &given, sizeof given, 0), 0);
-        }
-        SampledProgram target("sleep", {.program = place.program, .user = user});
+        const char *program = place.program.c_str();
+        ASSERT_TRUE(::chown(program, owner, 0) == 0 && ::chmod(program, mode) == 0);
+        const bool isCapable = mode == 0700;
+        ASSERT_TRUE(!isCapable || ::setxattr(program, "security.capability", &given, sizeof given, 0) == 0);
+        const SampledProgram target("sleep", {.program = program, .user = user});
         ASSERT_EQ(statusOf(target.id(), field), value)
             << "the scratch folder's disk ignores what programs give";
-        const auto sampled = sampleInto(place.report, target.id(), asked);
-        EXPECT_EQ(sampled.end, exited(1));
-        EXPECT_EQ(sampled.errors, refusal(target.id(), reason));
-        EXPECT_FALSE(fs::exists(place.report));
+        place.refuses(target.id(), refusal(target.id(), reason));
     }
 }
 
-// The kernel shows it after arguments that do not end.
-void leavesTheEnvironmentOut() {
-    const std::string work = "overwriteArguments";
-    const UserProgram place(work);
-    const std::string own = place.program.native() + ' ' + work + ' ';
-    const auto shown = test_support::readFile("/proc/" + std::to_string(place.target.id()) + "/cmdline");
-    ASSERT_TRUE(shown.startsWith(own.c_str()) && shown.contains('=')) << shown.toStdString();
-    const auto sampled = sampleInto(place.report, place.target.id(), asked);
-    EXPECT_EQ(lineWith(sampled.report, "Command line: "), "Command line:     \"" + own + '"')
-        << sampled.errors;
-}
-
 void refusesPlacesOfOthersAndLinks() {
-    const UserProgram place("sleep");
-    const test_support::ScratchFolder roots;
+    const UserFolder place;
+    const SampledProgram target("sleep", {.program = place.program, .user = user});
+    const ScratchFolder roots;
+    const fs::path link = place.folder.path() / "link";
     test_support::writeFile(roots.path() / "precious", "precious");
-    fs::create_symlink(roots.path() / "precious", place.folder.path() / "link");
-    place.give(place.folder.path() / "link");
+    fs::create_symlink(roots.path() / "precious", link);
+    UserFolder::give(link);
     fs::create_hard_link(roots.path() / "precious", place.report);
-    fs::permissions(roots.path(), fs::perms::all);
+    const auto refuses = [&](const fs::path &path, const std::string &message, int status = EXIT_FAILURE) {
+        EXPECT_EQ(Sampler(target.id(), path, asked).endsWith(status), "spindump: " + message + '\n');
+    };
     const std::string folder = roots.path().native() + '/';
-    place.refuses(folder + "new", "spindump: " + folder + ": the folder belongs to another user\n");
+    fs::permissions(roots.path(), fs::perms::all);
+    refuses(folder + "new", folder + ": the folder belongs to another user");
     fs::permissions(roots.path(), fs::perms::owner_all);
-    place.refuses(folder + "deeper/new", "spindump: " + folder + "deeper/: Permission denied\n");
-    place.refuses(place.report, "spindump: report.txt: a file of another user stands there\n");
-    place.refuses(place.folder.path() / "link", "spindump: link: what stands there is no plain file\n");
-    place.refuses("report.txt", "spindump: the path of the report must be absolute\n", 2);
+    refuses(folder + "deeper/new", folder + "deeper/: Permission denied");
+    refuses(place.report, "report.txt: a file of another user stands there");
+    refuses(link, "link: what stands there is no plain file");
+    refuses("report.txt", "the path of the report must be absolute", 2);
     EXPECT_EQ(test_support::readFile(roots.path() / "precious"), "precious");
     EXPECT_EQ(std::distance(fs::directory_iterator(roots.path()), {}), 1);
 }
 
-void refusesUnknownUsers() {
-    const UserProgram place("sleep");
+// Only root can have been started by pkexec, and only for a user whom the system knows.
+void asksRootAloneForTheUser() {
+    const UserFolder place;
+    const SampledProgram target("sleep", {.program = place.program, .user = user});
     for (const std::string name : {" ", "x", "-1", "4294967295", "0 ", "3999999999"})
-        place.refuses(place.report, "spindump: the user who asks is not known to this system\n", EXIT_FAILURE,
+        place.refuses(target.id(), "spindump: the user who asks is not known to this system\n",
                       {.askingUser = name});
-}
-
-// Only root can have been started by pkexec.
-void asksOnlyRootForTheUser() {
-    const UserProgram place("sleep");
-    const auto sampled = sampleInto(place.report, place.target.id(), {.askingUser = "0", .user = user});
-    ASSERT_EQ(sampled.end, exited(0)) << sampled.errors;
+    Sampler(target.id(), place.report, {.milliseconds = 200, .askingUser = "0", .user = user})
+        .endsWith(EXIT_SUCCESS);
 }
 
 [[maybe_unused]] const bool rootTested = [] {
     const std::pair<const char *, void (*)()> tests[] = {
-        {"LeavesTheReportToTheUser", leavesTheReportToTheUser},
-        {"ReadsWhatTheUserMayNot", readsWhatTheUserMayNot},
-        {"KeepsNoRights", keepsNoRights},
+        {"SamplesForTheUserWithTheUsersRightsAlone", samplesForTheUserWithTheUsersRightsAlone},
         {"RefusesOtherUsersTargets", refusesOtherUsersTargets},
         {"RefusesTargetsWithFurtherRights", refusesTargetsWithFurtherRights},
-        {"LeavesTheEnvironmentOut", leavesTheEnvironmentOut},
         {"RefusesPlacesOfOthersAndLinks", refusesPlacesOfOthersAndLinks},
-        {"RefusesUnknownUsers", refusesUnknownUsers},
-        {"AsksOnlyRootForTheUser", asksOnlyRootForTheUser},
+        {"AsksRootAloneForTheUser", asksRootAloneForTheUser},
     };
     for (const auto &[name, test] : tests)
         test_support::registerTestIf(test_support::canRunAs(user), "Elevated", name, test);

@@ -1,5 +1,4 @@
-#include "Report.h"
-
+#include "Spindump.h"
 #include "Text.h"
 #include "platform/Bundle.h"
 

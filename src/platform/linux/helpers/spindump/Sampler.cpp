@@ -17,10 +17,9 @@ using Clock = Tracer::Clock;
 
 constexpr std::size_t linesPerThread = 2'000;
 
-std::chrono::nanoseconds processorTimeUsed() {
-    struct timespec used {};
-    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
-    return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
+// Of the processor, by this program so far; POSIX counts in microseconds.
+std::chrono::microseconds processorTimeUsed() {
+    return std::chrono::microseconds(std::clock());
 }
 
 class Sampler : private Tracer::Listener {
@@ -31,20 +30,156 @@ public:
         , m_limits(limits)
         , m_stacks(target, limits.frames) {}
 
-    SamplingResult run();
+    SamplingResult run() {
+        for (const auto &[thread, state] : m_tracer.threads())
+            threadAppeared(thread);
+        sampleInTime();
+        m_result.stops = m_tracer.stopTimes();
+        m_tracer.letGo(*this);
+        std::cerr << "reading the stacks" << std::endl;
+        findNames();
+        m_result.libraries = m_stacks.libraries();
+        return std::move(m_result);
+    }
 
 private:
-    void threadAppeared(pid_t thread) override;
-    void threadStopped(pid_t thread) override;
-    void threadEnded(pid_t thread) override;
+    void threadAppeared(pid_t thread) override {
+        // An id may be used again.
+        m_result.threads.erase(thread);
+        m_result.threads.try_emplace(thread, m_target.threads.get(), thread);
+    }
 
-    QByteArray reasonToEnd() const;
-    void sampleInTime();
-    void sampleAll();
-    bool needsStop(ThreadRecord &record);
-    void lookAtThreads();
-    void findNames();
-    const Symbol *symbolAt(std::uint64_t address);
+    void threadEnded(pid_t thread) override {
+        const auto found = m_result.threads.find(thread);
+        if (found == m_result.threads.end())
+            return;
+        found->second.end();
+        // Threads that came and went between two samples would only fill the report.
+        if (found->second.samples == 0)
+            m_result.threads.erase(found);
+    }
+
+    void threadStopped(pid_t thread) override {
+        const auto found = m_result.threads.find(thread);
+        if (found == m_result.threads.end() || found->second.pending == 0)
+            return;
+        ThreadRecord &record = found->second;
+        const unsigned weight = std::exchange(record.pending, 0);
+        record.sampledPlace = record.place();
+        record.sampledCalls = m_stacks.read(thread);
+        if (record.sampledCalls.empty())
+            record.text = "          no sample: its stack could not be read, as in a 32-bit program\n";
+        else
+            record.add(weight);
+    }
+
+    void sampleInTime() {
+        constexpr std::chrono::nanoseconds shortest = std::chrono::milliseconds(10);
+        constexpr int share = 20;
+        const auto begin = Clock::now();
+        const auto end = begin + m_limits.duration;
+        auto nextRound = begin;
+        auto nextLook = begin;
+        auto used = processorTimeUsed();
+        auto averageCost = std::chrono::nanoseconds(0);
+        while ((m_result.end = reasonToEnd()).isEmpty() && Clock::now() < end) {
+            // Before any thread is stopped for a sample.
+            if (Clock::now() >= nextLook) {
+                lookAtThreads();
+                nextLook += std::chrono::seconds(1);
+                std::cerr << m_result.rounds << " samples" << std::endl;
+            }
+            if (Clock::now() >= nextRound) {
+                averageCost = (averageCost * 7 + processorTimeUsed() - used) / 8;
+                used = processorTimeUsed();
+                sampleAll();
+                nextRound = std::max(nextRound + std::max(shortest, averageCost * share), Clock::now());
+            }
+            m_tracer.wait(std::min({nextRound, nextLook, end}), *this);
+        }
+        m_result.duration = Clock::now() - begin;
+        if (m_result.end.isEmpty())
+            m_result.end = "the time was up";
+        lookAtThreads();
+    }
+
+    QByteArray reasonToEnd() const {
+        if (m_tracer.runsAnotherProgram())
+            return "the process began to run another program";
+        if (!m_tracer.threads().empty())
+            return {};
+        const int status = m_tracer.endStatus();
+        return WIFSIGNALED(status)
+                   ? "the process was ended by signal " + QByteArray::number(WTERMSIG(status))
+                   : "the process ended with status " + QByteArray::number(WEXITSTATUS(status));
+    }
+
+    // All are looked at first: once a thread has stopped, nothing keeps it waiting.
+    void sampleAll() {
+        ++m_result.rounds;
+        m_stacks.giveTime();
+        std::vector<pid_t> toStop;
+        for (auto &[thread, record] : m_result.threads) {
+            if (!record.hasEnded() && needsStop(record))
+                toStop.push_back(thread);
+        }
+        for (const pid_t thread : toStop) {
+            if (!m_tracer.interrupt(thread))
+                m_result.threads.at(thread).end();
+        }
+    }
+
+    // Whether a stop is needed to know where the thread is. Until it has stopped, it is one for all samples
+    // since.
+    static bool needsStop(ThreadRecord &record) {
+        const QByteArray place = record.place();
+        if (place.isEmpty() || place != record.sampledPlace || record.sampledCalls.empty())
+            return ++record.pending == 1;
+        record.add(1);
+        return false;
+    }
+
+    // A thread that waits in a library that was not known is stopped again once it is.
+    void lookAtThreads() {
+        bool isLibraryNew = false;
+        for (auto &[thread, record] : m_result.threads) {
+            record.look();
+            if (m_stacks.endsInNoLibrary(record.sampledCalls)) {
+                record.sampledPlace.clear();
+                isLibraryNew = true;
+            }
+        }
+        if (isLibraryNew)
+            m_stacks.refresh();
+    }
+
+    void findNames() {
+        m_readingEnd = Clock::now() + m_limits.reading;
+        for (auto &[thread, record] : m_result.threads) {
+            if (record.samples == 0)
+                continue;
+            CallTree tree;
+            for (const auto &[addresses, samples] : record.chains) {
+                std::vector<const Symbol *> chain(addresses.size());
+                std::transform(addresses.rbegin(), addresses.rend(), chain.begin(),
+                               [this](std::uint64_t address) { return symbolAt(address); });
+                tree.add(chain, samples);
+            }
+            record.text = tree.text(linesPerThread);
+        }
+    }
+
+    // Each address is looked up once. What the system kept from stopping goes free meanwhile.
+    const Symbol *symbolAt(std::uint64_t address) {
+        const auto [known, isNew] = m_symbols.try_emplace(address);
+        if (isNew) {
+            m_tracer.wait(Clock::now(), *this);
+            if (Clock::now() >= m_readingEnd)
+                throw Failure("reading the stacks took too long");
+            known->second = m_stacks.symbolAt(address);
+        }
+        return &known->second;
+    }
 
     const Target &m_target;
     Tracer &m_tracer;
@@ -54,155 +189,6 @@ private:
     std::unordered_map<std::uint64_t, Symbol> m_symbols;
     Clock::time_point m_readingEnd;
 };
-
-void Sampler::threadAppeared(pid_t thread) {
-    // An id may be used again.
-    m_result.threads.erase(thread);
-    m_result.threads.try_emplace(thread, m_target.threads.get(), thread);
-}
-
-void Sampler::threadEnded(pid_t thread) {
-    const auto found = m_result.threads.find(thread);
-    if (found == m_result.threads.end())
-        return;
-    found->second.end();
-    // Threads that came and went between two samples would only fill the report.
-    if (found->second.samples == 0)
-        m_result.threads.erase(found);
-}
-
-void Sampler::threadStopped(pid_t thread) {
-    const auto found = m_result.threads.find(thread);
-    if (found == m_result.threads.end() || found->second.pending == 0)
-        return;
-    ThreadRecord &record = found->second;
-    const unsigned weight = std::exchange(record.pending, 0);
-    record.sampledPlace = record.place();
-    record.sampledCalls = m_stacks.read(thread);
-    if (record.sampledCalls.empty())
-        record.text = "          no sample: its stack could not be read, as in a 32-bit program\n";
-    else
-        record.add(weight);
-}
-
-// Whether a stop is needed to know where the thread is. Until it has stopped, it is one for all samples
-// since.
-bool Sampler::needsStop(ThreadRecord &record) {
-    const QByteArray place = record.place();
-    if (place.isEmpty() || place != record.sampledPlace || record.sampledCalls.empty())
-        return ++record.pending == 1;
-    record.add(1);
-    return false;
-}
-
-// All are looked at first: once a thread has stopped, nothing keeps it waiting.
-void Sampler::sampleAll() {
-    ++m_result.rounds;
-    m_stacks.giveTime();
-    std::vector<pid_t> toStop;
-    for (auto &[thread, record] : m_result.threads) {
-        if (!record.hasEnded() && needsStop(record))
-            toStop.push_back(thread);
-    }
-    for (const pid_t thread : toStop) {
-        if (!m_tracer.interrupt(thread))
-            m_result.threads.at(thread).end();
-    }
-}
-
-// A thread that waits in a library that was not known is stopped again once it is.
-void Sampler::lookAtThreads() {
-    bool isLibraryNew = false;
-    for (auto &[thread, record] : m_result.threads) {
-        record.look();
-        if (m_stacks.endsInNoLibrary(record.sampledCalls)) {
-            record.sampledPlace.clear();
-            isLibraryNew = true;
-        }
-    }
-    if (isLibraryNew)
-        m_stacks.refresh();
-}
-
-QByteArray Sampler::reasonToEnd() const {
-    if (m_tracer.runsAnotherProgram())
-        return "the process began to run another program";
-    if (!m_tracer.threads().empty())
-        return {};
-    const int status = m_tracer.endStatus();
-    return WIFSIGNALED(status) ? "the process was ended by signal " + QByteArray::number(WTERMSIG(status))
-                               : "the process ended with status " + QByteArray::number(WEXITSTATUS(status));
-}
-
-void Sampler::sampleInTime() {
-    constexpr std::chrono::nanoseconds shortest = std::chrono::milliseconds(10);
-    constexpr int share = 20;
-    const auto begin = Clock::now();
-    const auto end = begin + m_limits.duration;
-    auto nextRound = begin;
-    auto nextLook = begin;
-    auto used = processorTimeUsed();
-    auto averageCost = std::chrono::nanoseconds(0);
-    while ((m_result.end = reasonToEnd()).isEmpty() && Clock::now() < end) {
-        // Before any thread is stopped for a sample.
-        if (Clock::now() >= nextLook) {
-            lookAtThreads();
-            nextLook += std::chrono::seconds(1);
-            std::cerr << m_result.rounds << " samples" << std::endl;
-        }
-        if (Clock::now() >= nextRound) {
-            averageCost = (averageCost * 7 + processorTimeUsed() - used) / 8;
-            used = processorTimeUsed();
-            sampleAll();
-            nextRound = std::max(nextRound + std::max(shortest, averageCost * share), Clock::now());
-        }
-        m_tracer.wait(std::min({nextRound, nextLook, end}), *this);
-    }
-    m_result.duration = Clock::now() - begin;
-    if (m_result.end.isEmpty())
-        m_result.end = "the time was up";
-    lookAtThreads();
-}
-
-SamplingResult Sampler::run() {
-    for (const auto &[thread, state] : m_tracer.threads())
-        threadAppeared(thread);
-    sampleInTime();
-    m_result.stops = m_tracer.stopTimes();
-    m_tracer.letGo(*this);
-    std::cerr << "reading the stacks" << std::endl;
-    findNames();
-    m_result.libraries = m_stacks.libraries();
-    return std::move(m_result);
-}
-
-void Sampler::findNames() {
-    m_readingEnd = Clock::now() + m_limits.reading;
-    for (auto &[thread, record] : m_result.threads) {
-        if (record.samples == 0)
-            continue;
-        CallTree tree;
-        for (const auto &[addresses, samples] : record.chains) {
-            std::vector<const Symbol *> chain(addresses.size());
-            std::transform(addresses.rbegin(), addresses.rend(), chain.begin(),
-                           [this](std::uint64_t address) { return symbolAt(address); });
-            tree.add(chain, samples);
-        }
-        record.text = tree.text(linesPerThread);
-    }
-}
-
-// Each address is looked up once. What the system kept from stopping goes free meanwhile.
-const Symbol *Sampler::symbolAt(std::uint64_t address) {
-    const auto [known, isNew] = m_symbols.try_emplace(address);
-    if (isNew) {
-        m_tracer.wait(Clock::now(), *this);
-        if (Clock::now() >= m_readingEnd)
-            throw Failure("reading the stacks took too long");
-        known->second = m_stacks.symbolAt(address);
-    }
-    return &known->second;
-}
 
 } // namespace
 

@@ -1,20 +1,14 @@
 // Whole runs of the sampler on programs made for it: what the report says.
 #include "test_target/SampledProgram.h"
 
-#include "test_support/Isolation.h"
 #include "test_support/TestMachine.h"
 
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 
 namespace {
 
 using namespace spindump_test;
-using test_support::exited;
-using test_support::ScratchFolder;
-using testing::HasSubstr;
 using testing::MatchesRegex;
-namespace fs = std::filesystem;
 
 std::string outputOf(const std::string &command) {
     std::string text;
@@ -31,7 +25,7 @@ int stopsIn(const std::string &report) {
     return found == std::string::npos ? 0 : std::atoi(report.c_str() + found + 7);
 }
 
-TEST(Sampling, FindsTheHotFunctionWithNameLineAndShare) {
+TEST(Sampling, FindsTheHotFunctionWithNameLineAndShareAndWhereThreadsWait) {
     constexpr int enough = 120;
     const SampledProgram target("threads");
     std::string report;
@@ -47,10 +41,7 @@ TEST(Sampling, FindsTheHotFunctionWithNameLineAndShare) {
     EXPECT_LT(busy.find("::hot("), busy.find("::cold(")) << busy;
     const std::string line = outputOf("grep -n '// HOT' '" SPINDUMP_TARGET_SOURCE "' | cut -d: -f1");
     EXPECT_THAT(lineWith(busy, "::hot("), HasSubstr("(spindump_target)  TestTarget.cpp:" + line)) << busy;
-}
 
-TEST(Sampling, ShowsWhereThreadsWait) {
-    const std::string report = reportOf(SampledProgram("threads"));
     const std::string sleeper = threadPart(report, "sleeper");
     EXPECT_THAT(sleeper, HasSubstr("\"sleeper\"  sleeping, 0.0 % CPU"));
     EXPECT_GT(samplesOf(sleeper, "sample::sleepForever()"), 0) << sleeper;
@@ -58,23 +49,49 @@ TEST(Sampling, ShowsWhereThreadsWait) {
     EXPECT_GT(samplesOf(blocked, "sample::waitForMutex()"), 0) << blocked;
     EXPECT_THAT(blocked, HasSubstr("std::mutex::lock()"));
     EXPECT_THAT(blocked, HasSubstr("waits in: futex"));
-    EXPECT_GT(samplesOf(threadPart(report, "spindump_target"), "  main  "), 0) << report;
 }
 
-// A stop may end a wait early in some system calls; who waits is left in peace.
-TEST(Sampling, StopsAWaitingThreadOnlyAFewTimes) {
-    const std::string report = reportOf(SampledProgram("sleep"), {.milliseconds = 1000});
-    EXPECT_GT(samplesOf(report, "sample::sleepForever()"), 8) << report;
+TEST(Sampling, SaysWhoWhereAndSinceWhenInTextThatChangesNoTerminal) {
+    const ScratchFolder folder;
+    const auto program = test_support::makeBundle(folder.path() / "Lumadoc.app", "com.example.lumadoc");
+    fs::copy_file(SPINDUMP_TARGET, program, fs::copy_options::overwrite_existing);
+    const SampledProgram target(
+        "sleep", {.moreArguments = {"a\nThread 1  \"fake\"", "\033[2J\xff"}, .program = program});
+    const std::string report = reportOf(target, {.milliseconds = 1000});
+    EXPECT_EQ(report.find('\033'), std::string::npos);
+    const std::pair<std::string, std::string> lines[] = {
+        {"Process", R"(evil\\n\\u\{1B\}\[31mx \[)" + std::to_string(target.id()) + "\\]"},
+        {"Path", program},
+        {"Identifier", "com.example.lumadoc"},
+        {"Command line", program.native() + R"( sleep "a\\nThread 1  "fake"" \\u\{1B\}\[2J)" + "\uFFFD"},
+        {"Parent process", std::to_string(::getpid()) + " \\(spindump_test.*\\)"},
+        {"Memory", "[0-9.]+ MiB resident .*"},
+        {"Open files", "[0-9]+"},
+        {"Threads", "1"},
+        {"Started", "20[0-9-]+ [0-9:]+ [+-][0-9]{4}, [0-9]+ s before"},
+        {"Samples", "[0-9]+, one every [0-9.]+ ms"},
+    };
+    for (const auto &[label, value] : lines)
+        EXPECT_THAT(lineWith(report, label + ": "), MatchesRegex(label + ": +" + value));
+    for (const auto &[file, mapped] : {std::pair(std::string(SPINDUMP_TARGET), program),
+                                       {"/lib/x86_64-linux-gnu/libc.so.6", "/libc.so.6"}}) {
+        const std::string identifier = outputOf("readelf -n '" + file + "' | sed -n 's/.*Build ID: //p'");
+        ASSERT_GT(identifier.size(), 20u) << file;
+        EXPECT_THAT(lineWith(report, identifier),
+                    MatchesRegex("0x[0-9a-f]{12} - 0x[0-9a-f]{12}  " + identifier + "  /.*/" +
+                                 mapped.filename().native()));
+    }
+    // A stop may end a wait early in some system calls; who waits is left in peace.
+    const std::string main = threadPart(report, mainThread);
+    EXPECT_GT(samplesOf(main, "::sleepForever()"), 8) << report;
     EXPECT_LE(stopsIn(report), 3) << report;
+    for (const char *function :
+         {"  main  ", "sample::descend(unsigned long)", "[calls itself, up to 3001 deep]"})
+        EXPECT_GT(samplesOf(main, function), 0) << function << report;
 }
 
-TEST(Sampling, ReadsDeepRecursionUpToALimit) {
-    const SampledProgram target("deep");
-    std::string report = reportOf(target);
-    for (const char *function : {"  main  ", "sample::descend(unsigned long)",
-                                 "[calls itself, up to 3001 deep]", "::sleepForever()"})
-        EXPECT_GT(samplesOf(report, function), 0) << function << report;
-    report = reportOf(target, {.frames = 100});
+TEST(Sampling, LeavesOutTheOuterCallsBeyondALimit) {
+    const std::string report = reportOf(SampledProgram("sleep"), {.frames = 100});
     EXPECT_GT(samplesOf(report, "  (outer calls are not shown: nested too deep"), 0) << report;
     EXPECT_GT(samplesOf(report, "sample::sleepForever()"), 0) << report;
     EXPECT_EQ(samplesOf(report, "  main  "), 0) << report;
@@ -88,65 +105,17 @@ TEST(Sampling, ReadsAStrippedProgram) {
     EXPECT_THAT(busy, HasSubstr("(libc.so.6)"));
 }
 
-TEST(Sampling, NamesTheBuildIdentifiers) {
-    const std::string report = reportOf(SampledProgram("sleep"));
-    for (const std::string file : {SPINDUMP_TARGET, "/lib/x86_64-linux-gnu/libc.so.6"}) {
-        const std::string identifier = outputOf("readelf -n '" + file + "' | sed -n 's/.*Build ID: //p'");
-        ASSERT_GT(identifier.size(), 20u) << file;
-        EXPECT_THAT(lineWith(report, identifier),
-                    MatchesRegex("0x[0-9a-f]{12} - 0x[0-9a-f]{12}  " + identifier + "  /.*/" +
-                                 fs::path(file).filename().native()));
-    }
-}
-
-TEST(Sampling, SaysWhoWhereAndSinceWhen) {
-    const ScratchFolder folder;
-    const auto program = test_support::makeBundle(folder.path() / "Lumadoc.app", "com.example.lumadoc");
-    fs::copy_file(SPINDUMP_TARGET, program, fs::copy_options::overwrite_existing);
-    const SampledProgram target("sleep", {.program = program});
-    const std::string report = reportOf(target);
-    const std::pair<std::string, std::string> lines[] = {
-        {"Process", "Program \\[" + std::to_string(target.id()) + "\\]"},
-        {"Path", program},
-        {"Identifier", "com.example.lumadoc"},
-        {"Command line", program.native() + " sleep"},
-        {"Parent process", std::to_string(::getpid()) + " \\(spindump_test.*\\)"},
-        {"Memory", "[0-9.]+ MiB resident .*"},
-        {"Open files", "[0-9]+"},
-        {"Threads", "1"},
-        {"Started", "20[0-9-]+ [0-9:]+ [+-][0-9]{4}, [0-9]+ s before"},
-        {"Samples", "[0-9]+, one every [0-9.]+ ms"},
-    };
-    for (const auto &[label, value] : lines)
-        EXPECT_THAT(lineWith(report, label + ": "), MatchesRegex(label + ": +" + value));
-}
-
-TEST(Sampling, EscapesNamesAndCommandLine) {
-    const std::string report =
-        reportOf(SampledProgram("oddName", {.arguments = {"a\nThread 1  \"fake\"", "\033[2J\xff"}}));
-    EXPECT_THAT(lineWith(report, "Command line: "),
-                testing::EndsWith("oddName \"a\\nThread 1  \"fake\"\" \\u{1B}[2J\uFFFD"));
-    EXPECT_FALSE(threadPart(report, "evil\\n\\u{1B}[31mx").empty()) << report;
-    EXPECT_EQ(report.find('\033'), std::string::npos);
-}
-
 // The first one ends only when none of the processes that it makes is held.
-TEST(Sampling, SaysHowATargetEnds) {
-    for (const auto &[work, status] : {std::pair("cloneAndEnd", 8), std::pair("endSoon", 7)}) {
-        SampledProgram target(work);
-        const std::string report = reportOf(target, {.milliseconds = 20'000});
-        EXPECT_THAT(lineWith(report, "Duration: "),
-                    HasSubstr("the process ended with status " + std::to_string(status)));
-        EXPECT_GT(samplesOf(report, "  main  "), 0) << report;
-        EXPECT_EQ(target.waitForEnd(), exited(status));
-    }
-}
-
-TEST(Sampling, EndsWhenAnotherProgramBegins) {
-    SampledProgram target("execSoon");
-    EXPECT_THAT(lineWith(reportOf(target, {.milliseconds = 20'000}), "Duration: "),
-                HasSubstr("the process began to run another program"));
-    EXPECT_TRUE(target.isRunning());
+TEST(Sampling, SaysHowATargetEndsOrBecomesAnotherProgram) {
+    SampledProgram ending("endSoon");
+    std::string report = reportOf(ending, {.milliseconds = 20'000});
+    EXPECT_THAT(lineWith(report, "Duration: "), HasSubstr("the process ended with status 7"));
+    EXPECT_GT(samplesOf(report, "  main  "), 0) << report;
+    EXPECT_EQ(ending.waitForEnd(), exited(7));
+    SampledProgram changing("execSoon");
+    report = reportOf(changing, {.milliseconds = 20'000});
+    EXPECT_THAT(lineWith(report, "Duration: "), HasSubstr("the process began to run another program"));
+    EXPECT_TRUE(changing.isRunning());
 }
 
 TEST(Sampling, ReadsATargetWhoseFileIsGone) {
@@ -194,15 +163,5 @@ TEST_P(DamagedProgram, IsSampled) {
 INSTANTIATE_TEST_SUITE_P(Sampling, DamagedProgram,
                          testing::Values(".eh_frame", ".eh_frame_hdr", ".debug_info", ".debug_abbrev",
                                          ".debug_line", ".debug_aranges", ".debug_str"));
-
-TEST(Sampling, GivesUpWhenFindingNamesTakesTooLong) {
-    const SampledProgram target("sleep");
-    const ScratchFolder folder;
-    const auto sampled =
-        sampleInto(folder.path() / "report.txt", target.id(), {.milliseconds = 100, .readingSeconds = 0});
-    EXPECT_EQ(sampled.end, exited(1));
-    EXPECT_THAT(sampled.errors, testing::EndsWith("spindump: reading the stacks took too long\n"));
-    EXPECT_TRUE(fs::is_empty(folder.path()));
-}
 
 } // namespace

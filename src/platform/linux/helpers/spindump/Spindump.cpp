@@ -1,6 +1,5 @@
 #include "Spindump.h"
 
-#include "Report.h"
 #include "Text.h"
 #include "platform/posix/FileSystem.h"
 #include "platform/posix/Process.h"
@@ -9,7 +8,6 @@
 #include <csignal>
 #include <cstring>
 #include <iostream>
-#include <limits>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -29,8 +27,9 @@ Arguments parseArguments(const std::vector<std::string> &words) {
     if (words.size() != 3 || words[1] != "-file")
         throw Failure(usage, wrongCommandLine);
     const QByteArray id = QByteArray::fromStdString(words[0]);
-    const auto processId = decimalNumber(id, std::numeric_limits<pid_t>::max());
-    if (processId.value_or(0) == 0)
+    const pid_t processId = id.toInt();
+    // 0 where it is no number or too large.
+    if (processId <= 0 || QByteArray::number(processId) != id)
         throw Failure('"' + escaped(id) + "\" is not a process id; " + usage, wrongCommandLine);
     const std::filesystem::path path = words[2];
     const auto name = path.filename();
@@ -38,7 +37,7 @@ Arguments parseArguments(const std::vector<std::string> &words) {
         throw Failure('"' + escaped(QByteArray::fromStdString(words[2])) + "\" does not name a file; " +
                           usage,
                       wrongCommandLine);
-    return {static_cast<pid_t>(*processId), path};
+    return {processId, path};
 }
 
 // However large the target's files are, and whatever they hold. No core is dumped: it would hold the target's

@@ -1,8 +1,9 @@
-// The whole run: from the command line to the report.
+// The whole run, from the command line to the report.
 #pragma once
 
 #include "Sampler.h"
 
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -12,5 +13,13 @@ namespace spindump {
 /// errors on standard error. Returns the exit status: 0 when the report is in its place, 2 for a wrong
 /// command line, 1 for all else.
 int run(const std::vector<std::string> &words, const Limits &limits);
+
+/// The report as a support engineer reads it: what was sampled and how, the threads, the libraries. `date` is
+/// when sampling began.
+QByteArray reportText(const Target &target, const SamplingResult &sampling, std::time_t date);
+
+/// The command line as it was typed, as far as that can be known: words that hold blanks or nothing are
+/// quoted.
+QByteArray commandLineText(const QByteArray &zeroSeparated);
 
 } // namespace spindump

@@ -3,15 +3,11 @@
 #include "Text.h"
 #include "platform/posix/FileSystem.h"
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
-#include <climits>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <grp.h>
-#include <limits>
 #include <linux/capability.h>
 #include <pwd.h>
 #include <sys/prctl.h>
@@ -48,9 +44,9 @@ bool hasFurtherRights(const QByteArray &status) {
 }
 
 QByteArray linkIn(int folder, const char *name) {
-    std::array<char, PATH_MAX> path{};
-    const ssize_t length = ::readlinkat(folder, name, path.data(), path.size());
-    return {path.data(), std::max<ssize_t>(length, 0)};
+    std::error_code error;
+    const auto link = "/proc/self/fd/" + std::to_string(folder) + '/' + name;
+    return QByteArray::fromStdString(std::filesystem::read_symlink(link, error));
 }
 
 QByteArray entriesIn(const std::filesystem::path &folder) {
@@ -76,9 +72,10 @@ AskingUser askingUser() {
     const char *named = std::getenv("PKEXEC_UID");
     if (::getuid() != 0 || named == nullptr)
         return {::getuid(), ::getgid(), ::geteuid() != ::getuid()};
-    const auto user = decimalNumber(named, std::numeric_limits<uid_t>::max() - 1);
-    const struct passwd *entry = user ? ::getpwuid(*user) : nullptr;
-    if (entry == nullptr)
+    const uid_t user = QByteArray(named).toUInt();
+    const struct passwd *entry = ::getpwuid(user);
+    // What is no number is 0.
+    if (entry == nullptr || QByteArray::number(user) != named)
         throw Failure("the user who asks is not known to this system");
     return {entry->pw_uid, entry->pw_gid, true};
 }

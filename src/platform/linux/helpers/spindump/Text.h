@@ -1,11 +1,10 @@
-// Texts and numbers that somebody else chose, and the text of a failure.
+// Texts that somebody else chose, and the text of a failure.
 #pragma once
 
 #include "platform/posix/Text.h"
 
 #include <QByteArray>
 #include <cstdlib>
-#include <optional>
 #include <stdexcept>
 
 namespace spindump {
@@ -25,13 +24,6 @@ inline QByteArray escaped(const QByteArray &text, qsizetype limit = 4096) {
     const QByteArray shown = platform::escaped(decoded.left(limit)).toUtf8();
     const qsizetype more = decoded.size() - limit;
     return more > 0 ? shown + "… (" + QByteArray::number(more) + " characters more)" : shown;
-}
-
-/// A decimal number without sign, blanks or leading zeros, at most `limit`.
-inline std::optional<unsigned> decimalNumber(const QByteArray &text, unsigned limit) {
-    const unsigned value = text.toUInt();
-    // Also where it is no number or too large: the value is then 0.
-    return QByteArray::number(value) == text && value <= limit ? std::optional(value) : std::nullopt;
 }
 
 } // namespace spindump
