@@ -72,12 +72,12 @@ TEST(LettingGo, PassesSignalsAndDeathOn) {
     EXPECT_TRUE(test_support::readFile(run.report).contains("the process was ended by signal 15"));
 }
 
-TEST(LettingGo, EnduresATargetThatMakesProcessesAndThreadsAllTheTime) {
-    SampledProgram target("makeForever");
+TEST(LettingGo, EnduresATargetThatMakesThreadsAllTheTime) {
+    SampledProgram target("threadLoop");
     int samples = 0;
     // Most stops are where a thread has just been made, which hides its callers.
     for (int milliseconds = 1000; samples == 0 && milliseconds <= 16'000; milliseconds *= 2)
-        samples = samplesOf(reportOf(target, {.milliseconds = milliseconds}), "sample::makeForever()");
+        samples = samplesOf(reportOf(target, {.milliseconds = milliseconds}), "sample::threadLoop()");
     EXPECT_GT(samples, 0);
     EXPECT_TRUE(target.isRunning());
 }

@@ -105,7 +105,7 @@ TEST(Sampling, ReadsAStrippedProgram) {
     EXPECT_THAT(busy, HasSubstr("(libc.so.6)"));
 }
 
-// The first one ends only when none of the processes that it makes is held.
+// The first one has ended for the sampler only when the process that it leaves is not held.
 TEST(Sampling, SaysHowATargetEndsOrBecomesAnotherProgram) {
     SampledProgram ending("endSoon");
     std::string report = reportOf(ending, {.milliseconds = 20'000});

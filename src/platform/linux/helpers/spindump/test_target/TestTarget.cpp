@@ -99,19 +99,24 @@ void threads() {
     readyToSleep();
 }
 
-// Also a process that is made with another signal than SIGCHLD, as some libraries do: a tracer of the threads
-// takes it for one of them.
-void makeProcesses() {
-    for (const int signal : {SIGCHLD, 0}) {
-        const auto child = static_cast<pid_t>(::syscall(SYS_clone, signal, nullptr, nullptr, nullptr, 0));
-        if (child == 0)
-            ::_exit(0);
-        ::waitpid(child, nullptr, __WALL);
+pid_t makeProcess(int signal, unsigned seconds) {
+    const auto child = static_cast<pid_t>(::syscall(SYS_clone, signal, nullptr, nullptr, nullptr, 0));
+    if (child == 0) {
+        ::sleep(seconds);
+        ::_exit(0);
     }
+    return child;
 }
 
-void makeForever() {
-    for (say("ready");; makeProcesses())
+// Also with another signal than SIGCHLD, as some libraries do: a tracer of the threads takes such a process
+// for one of them.
+void makeProcesses() {
+    for (const int signal : {SIGCHLD, 0})
+        ::waitpid(makeProcess(signal, 0), nullptr, __WALL);
+}
+
+void threadLoop() {
+    for (say("ready");;)
         std::thread([] { spin(20'000); }).join();
 }
 
@@ -119,6 +124,7 @@ void endSoon() {
     waitForSampler();
     for (int made = 0; made < 150; ++made)
         makeProcesses();
+    makeProcess(0, 30);
     for (const std::clock_t begin = std::clock(); std::clock() - begin < CLOCKS_PER_SEC * 3 / 10;)
         spin(10'000);
     std::_Exit(7);
@@ -159,10 +165,11 @@ void hidden() {
 
 int main(int argumentCount, char **arguments) {
     using namespace sample;
-    const std::map<std::string, void (*)()> works{{"endSoon", endSoon},         {"execSoon", execSoon},
-                                                  {"hidden", hidden},           {"makeForever", makeForever},
-                                                  {"signalStorm", signalStorm}, {"sleep", readyToSleep},
-                                                  {"threads", threads}};
+    const std::map<std::string, void (*)()> works{
+        {"endSoon", endSoon},         {"execSoon", execSoon},  {"hidden", hidden},
+        {"signalStorm", signalStorm}, {"sleep", readyToSleep}, {"threadLoop", threadLoop},
+        {"threads", threads},
+    };
     ::prctl(PR_SET_NAME, "evil\n\033[31mx");
     argumentsBegin = arguments[0];
     argumentsEnd = arguments[argumentCount - 1] + std::strlen(arguments[argumentCount - 1]) + 1;
