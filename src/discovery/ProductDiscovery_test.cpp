@@ -1,6 +1,5 @@
 #include "discovery/ProductDiscovery.h"
 
-#include "discovery/Constants.h"
 #include "sample_product/RunningProduct.h"
 #include "sample_product/SampleProduct.h"
 #include "test_support/LoggedTest.h"
@@ -22,16 +21,14 @@ QString text(const char *latin1) {
 
 class Discovery : public test_support::LoggedTest {
 protected:
-    sample_product::SampleProduct install(Edition edition, const char *version, const char *name) {
+    sample_product::SampleProduct installLumadoc(const char *version, const char *name = "Lumadoc.app",
+                                                 Edition edition = Edition::lumadoc) {
         return sample_product::makeSampleBundle(
             home.path(),
             {.edition = edition, .version = version, .bundle = home.path() / "Applications" / name});
     }
-    sample_product::SampleProduct installLumadoc(const char *version, const char *name = "Lumadoc.app") {
-        return install(Edition::lumadoc, version, name);
-    }
     sample_product::SampleProduct installPellix(const char *version) {
-        return install(Edition::pellix, version, "Pellix.app");
+        return installLumadoc(version, "Pellix.app", Edition::pellix);
     }
 
     const std::string noneRuns = "INFO: LumadocRunningInstance.isEmpty";
@@ -77,34 +74,29 @@ TEST_F(Discovery, ABundleWithoutAReadableVersionChangesNothing) {
 }
 
 TEST_F(Discovery, TheCommandLinesProductAndTrackAreComparedIgnoringCase) {
-    installLumadoc("24.1.0", "A.app");
-    const auto beta = installLumadoc("24.1.10", "B.app");
+    installLumadoc("24.5.3", "A.app"); // A track that nobody knows.
+    installLumadoc("24.1.0", "B.app");
+    const auto beta = installLumadoc("24.1.10", "C.app");
     lumadocInstalledUrls = {"/elsewhere"};
-    EXPECT_FALSE(IsFlavourValid(text("pellix"), text("beta"))) << "the other edition's copies do not count";
+    for (const char *product : {"", "other", "lumadoc ", "pellix"})
+        EXPECT_FALSE(IsFlavourValid(text(product), text("beta"))) << product;
+    for (const char *track : {"", "qz", "beta "})
+        EXPECT_FALSE(IsFlavourValid(text("lumadoc"), text(track))) << track;
+    EXPECT_EQ(lumadocInstalledUrls, std::vector<fs::path>{"/elsewhere"});
+    EXPECT_TRUE(LumadocInstalledInstance.isEmpty() && LumadocVersion.isEmpty() && !fs::exists(log));
+
     EXPECT_EQ(IsFlavourValid(text("LUMADOC"), text("beta")), beta.bundle);
     EXPECT_EQ(flavour, text("Beta"));
     EXPECT_EQ(LumadocVersion, text("24.1.10"));
     EXPECT_EQ(lumadocInstalledUrls, std::vector{beta.bundle});
     EXPECT_EQ(LumadocInstalledInstance, QStringList{LumadocBundleIdentifier});
-    EXPECT_TRUE(pellixInstalledUrls.empty());
-    EXPECT_FALSE(LumadocInstalledUrlUsed);
+    EXPECT_TRUE(pellixInstalledUrls.empty() && !LumadocInstalledUrlUsed);
     EXPECT_THAT(said(), ElementsAre("INFO: FlavourFromAppVersion:24.1.10 flavour: Beta"));
 
     const auto pellix = installPellix("24.1.10");
     EXPECT_EQ(IsFlavourValid(text("pellix"), text("beta")), pellix.bundle);
     EXPECT_EQ(pellixInstalledUrls, std::vector{pellix.bundle});
     EXPECT_EQ(LumadocInstalledInstance, QStringList{PellixBundleIdentifier});
-}
-
-TEST_F(Discovery, AProductOrTrackThatNothingMatchesChangesNothing) {
-    installLumadoc("24.5.3"); // A track that nobody knows.
-    for (const char *product : {"", "lumadoc", "other", "lumadoc "}) {
-        for (const char *track : {"", "trunk", "qz"})
-            EXPECT_FALSE(IsFlavourValid(text(product), text(track))) << product << ' ' << track;
-    }
-    EXPECT_TRUE(LumadocInstalledInstance.isEmpty() && lumadocInstalledUrls.empty() &&
-                LumadocVersion.isEmpty());
-    EXPECT_FALSE(fs::exists(log));
 }
 
 TEST_F(Discovery, ARunningEditionBecomesTheOneUnderDiagnosisOfBothThePaidOneWithTheVersionOfTheFreeOne) {
@@ -184,23 +176,26 @@ QStringList shownAlerts(const std::function<void()> &ask) {
     return shown;
 }
 
-TEST_F(Discovery, TheUserHearsThatNothingIsInstalledOnlyWhenAsked) {
+TEST_F(Discovery, AlertsSayThatNothingIsInstalledOrThatTwoEditionsRun) {
     EXPECT_EQ(shownAlerts([] { SetLumadocRunningOrInstalledInstances(true); }),
               (QStringList{text("No Lumadoc installation detected"),
                            text("No Lumadoc installation found on this device. Please install Lumadoc and "
                                 "then start troubeshooting."),
                            text("OK")}));
     EXPECT_THAT(said(), ElementsAre(noneRuns, noLumadoc, "INFO: pellixInstalledUrls.isEmpty"));
-    EXPECT_TRUE(shownAlerts([] { SetLumadocRunningOrInstalledInstances(false); }).isEmpty());
-}
-
-TEST_F(Discovery, TwoRunningEditionsAreMultipleAndTheUserHearsOfThem) {
     LumadocRunningInstance = LumadocBundleIndentifiers;
     EXPECT_EQ(shownAlerts([] { EXPECT_TRUE(IsMultipleInstance()); }),
               (QStringList{text("Multiple instances of Lumadoc detected"),
-                           LabelConstants::MultipleLumadocRunningDesc, text("OK")}));
-    LumadocRunningInstance = {LumadocBundleIdentifier};
-    EXPECT_TRUE(shownAlerts([] { EXPECT_FALSE(IsMultipleInstance()); }).isEmpty());
+                           text("Please ensure that only one Lumadoc app which needs troubleshooting is "
+                                "open, before running Brennic Lumadoc Diagnostics."),
+                           text("OK")}));
+    const auto otherwise = [] {
+        LumadocRunningInstance = {LumadocBundleIdentifier};
+        EXPECT_FALSE(IsMultipleInstance());
+        LumadocRunningInstance.clear();
+        SetLumadocRunningOrInstalledInstances(false);
+    };
+    EXPECT_TRUE(shownAlerts(otherwise).isEmpty());
 }
 
 TEST_F(Discovery, ThePaidEditionWinsWhereItIsFirstInAList) {
@@ -247,36 +242,42 @@ TEST_F(Discovery, FollowsAProductThatWasRestarted) {
 }
 
 TEST_F(Discovery, ARestartIsAdvisedOnTheQzTrackToWhoeverRunsOutsideTheProduct) {
-    // With the program started by this path.
-    const auto isRequired = [](std::string self) {
+    const fs::path product = "/opt/Lumadoc.app";
+    const std::string standalone = "/opt/Diagnostics.app/Contents/Linux/Diagnostics";
+    const std::string embedded =
+        "/home/jdoe/Library/Application Support/Brennic/Lumadoc/QZ/SupportFiles/Helpers/"
+        "Brennic_Lumadoc_Diagnostics.app/Contents/Linux/Brennic_Lumadoc_Diagnostics";
+    const std::string within = "INFO: Dont show restart alert: invocation within consumer.";
+    const struct {
+        bool isRunning;
+        const char *track;
+        OptionalURL used;
+        // The path by which the program was started.
+        std::string self;
+        std::string line;
+    } cases[] = {
+        {false, "QZ", product, standalone, ""},
+        {true, "Trunk", product, standalone, ""},
+        {true, "Beta", product, standalone, ""},
+        {true, "QZ", product, standalone, "INFO: Show Restart Alert: standalone consumer detected."},
+        {true, "QZ", product, "/opt/Lumadoc.app/Contents/Helpers/Diagnostics", within},
+        {true, "QZ", product, embedded, within},
+        // A relative name stands for the real path.
+        {true, "QZ", fs::read_symlink("/proc/self/exe").parent_path(), "discovery_test", within},
+        {true, "QZ", std::nullopt, standalone, within},
+    };
+    for (auto [isRunning, track, used, self, line] : cases) {
+        SCOPED_TRACE(self + ' ' + track);
+        fs::remove(log);
+        LumadocRunningInstance = isRunning ? QStringList{LumadocBundleIdentifier} : QStringList();
+        flavour = text(track);
+        LumadocInstalledUrlUsed = used;
         int count = 1;
         char *arguments[] = {self.data(), nullptr};
         const QCoreApplication application(count, arguments);
-        return IsLumadocRestartRequired();
-    };
-    const char *standalone = "/opt/Diagnostics.app/Contents/Linux/Diagnostics";
-    LumadocInstalledUrlUsed = "/opt/Lumadoc.app";
-    flavour = text("QZ");
-    EXPECT_FALSE(isRequired(standalone)) << "nothing runs";
-    LumadocRunningInstance = {LumadocBundleIdentifier};
-    for (const char *track : {"Trunk", "Beta"}) {
-        flavour = text(track);
-        EXPECT_FALSE(isRequired(standalone)) << track << " logs in detail anyway";
+        EXPECT_EQ(IsLumadocRestartRequired(), line.starts_with("INFO: Show"));
+        EXPECT_EQ(said(), line.empty() ? std::vector<std::string>() : std::vector{line});
     }
-    EXPECT_FALSE(fs::exists(log));
-
-    flavour = text("QZ");
-    EXPECT_TRUE(isRequired(standalone));
-    EXPECT_FALSE(isRequired("/opt/Lumadoc.app/Contents/Helpers/Diagnostics"));
-    EXPECT_FALSE(isRequired("/home/jdoe/Library/Application Support/Brennic/Lumadoc/QZ/SupportFiles/Helpers/"
-                            "Brennic_Lumadoc_Diagnostics.app/Contents/Linux/Brennic_Lumadoc_Diagnostics"));
-    LumadocInstalledUrlUsed = fs::read_symlink("/proc/self/exe").parent_path();
-    EXPECT_FALSE(isRequired("discovery_test")) << "a relative name stands for the real path";
-    LumadocInstalledUrlUsed.reset();
-    EXPECT_FALSE(isRequired(standalone));
-    const std::string within = "INFO: Dont show restart alert: invocation within consumer.";
-    EXPECT_THAT(said(), ElementsAre("INFO: Show Restart Alert: standalone consumer detected.", within, within,
-                                    within, within));
 }
 
 } // namespace
