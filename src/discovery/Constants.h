@@ -31,7 +31,6 @@ inline const QString MultipleLumadocRunningDesc =
 
 namespace LogConstants {
 
-inline const QString LumamonDirectory = QStringLiteral("LumadocDiagnostics Directory: %1");
 inline const QString LumamonLogNotFound = QStringLiteral("Unable to find copy LumadocDiagnostics log file. ");
 
 } // namespace LogConstants

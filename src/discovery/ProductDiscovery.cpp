@@ -163,11 +163,8 @@ void SetLumadocOrPellix() {
                     platform::pathFromText(*lumadocOrPellix);
     std::error_code error;
     std::filesystem::create_directories(*tempOutputURL, error);
-    const QString line = QStringLiteral("Directory created: ") + displayText(*tempOutputURL);
-    if (error)
-        Logger::logError(line);
-    else
-        Logger::logInfo(line);
+    const auto log = error ? Logger::logError : Logger::logInfo;
+    log(QStringLiteral("Directory created: ") + displayText(*tempOutputURL));
 }
 
 bool IsMultipleInstance() {

@@ -1,6 +1,5 @@
 #include "discovery/RunState.h"
 
-#include "discovery/Constants.h"
 #include "logging/Logging.h"
 #include "platform/Account.h"
 #include "platform/posix/Fatal.h"
@@ -44,7 +43,7 @@ bool CreateOutputDirectories() {
     userLibraryURL = libraries.front();
     userLibraryPrefURL = *userLibraryURL / "Preferences";
     tempDirURL = *userLibraryURL / "LumadocDiagnostics";
-    Logger::logInfo(LogConstants::LumamonDirectory.arg(platform::displayText(*tempDirURL)));
+    Logger::logInfo(QStringLiteral("LumadocDiagnostics Directory: ") + platform::displayText(*tempDirURL));
     tempSystemURL = *tempDirURL / "System";
     tempTimeStampedURL = *tempDirURL / "Output" / platform::pathFromText(runStamp);
     tempOutputURL = tempTimeStampedURL;

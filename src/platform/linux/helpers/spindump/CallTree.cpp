@@ -37,10 +37,10 @@ std::vector<std::size_t> CallTree::callsFrom(std::size_t caller) const {
 QByteArray CallTree::line(const Call &call, std::size_t level) const {
     // Deeper levels keep their number where more blanks would only push them off the page.
     constexpr std::size_t deepestIndent = 60;
-    QByteArray text = QByteArray::number(qulonglong{call.samples}).rightJustified(8) + "  " +
+    QByteArray text = QByteArray::number(call.samples).rightJustified(8) + "  " +
                       QByteArray(static_cast<qsizetype>(std::min(level, deepestIndent)), ' ');
     if (level > deepestIndent)
-        text += "[" + QByteArray::number(qulonglong{level}) + "] ";
+        text += "[" + QByteArray::number(level) + "] ";
     text += call.function;
     const auto heaviest =
         std::ranges::max_element(call.lines, {}, [](const auto &line) { return line.second; });
@@ -49,7 +49,7 @@ QByteArray CallTree::line(const Call &call, std::size_t level) const {
     if (call.lines.size() > 1)
         text += " and other lines";
     if (call.depth > 1)
-        text += "  [calls itself, up to " + QByteArray::number(qulonglong{call.depth}) + " deep]";
+        text += "  [calls itself, up to " + QByteArray::number(call.depth) + " deep]";
     return text + '\n';
 }
 
@@ -68,8 +68,8 @@ QByteArray CallTree::text(std::size_t lineLimit) const {
         openCallsFrom(call, level + 1);
     }
     if (!open.empty())
-        result += "          … " + QByteArray::number(qulonglong{m_calls.size() - 1 - lines}) +
-                  " more calls are left out\n";
+        result +=
+            "          … " + QByteArray::number(m_calls.size() - 1 - lines) + " more calls are left out\n";
     return result;
 }
 

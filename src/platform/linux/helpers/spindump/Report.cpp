@@ -17,14 +17,6 @@ namespace spindump {
 
 namespace {
 
-QByteArray number(std::uint64_t value) {
-    return QByteArray::number(static_cast<qulonglong>(value));
-}
-
-double milliseconds(std::chrono::nanoseconds time) {
-    return std::chrono::duration<double, std::milli>(time).count();
-}
-
 QByteArray sizeText(qint64 bytes) {
     return QLocale::c().formattedDataSize(bytes, 1).toUtf8();
 }
@@ -45,7 +37,7 @@ QByteArray startText(const ProcStat &stat, std::time_t date) {
     struct timespec sinceBoot {};
     ::clock_gettime(CLOCK_BOOTTIME, &sinceBoot);
     const std::time_t age = sinceBoot.tv_sec - static_cast<std::time_t>(stat.seconds(22));
-    return dateText(date - age) + ", " + QByteArray::number(qlonglong{age}) + " s before";
+    return dateText(date - age) + ", " + QByteArray::number(age) + " s before";
 }
 
 QByteArray memoryText(const QByteArray &status) {
@@ -58,7 +50,7 @@ QByteArray memoryText(const QByteArray &status) {
 }
 
 QByteArray parentText(const ProcStat &stat) {
-    const QByteArray id = number(stat.number(4));
+    const QByteArray id = QByteArray::number(stat.number(4));
     const QByteArray name = contentIn(AT_FDCWD, "/proc/" + id.toStdString() + "/comm");
     return name.isEmpty() ? id : id + " (" + escaped(name.chopped(1)) + ")";
 }
@@ -93,22 +85,22 @@ QByteArray processSection(const Target &target, std::time_t date) {
            line("Disk", unlessEmpty(target.io, transferred("read_bytes") + " read, " +
                                                    transferred("write_bytes") + " written")) +
            line("Open files", unlessEmpty(target.openFiles, target.openFiles)) +
-           line("Threads", number(stat.number(20)));
+           line("Threads", QByteArray::number(stat.number(20)));
 }
 
 QByteArray samplingSection(const SamplingResult &sampling) {
     const StopTimes &stops = sampling.stops;
     const double seconds = sampling.duration.count();
     const double interval = seconds * 1000 / static_cast<double>(std::max<std::uint64_t>(sampling.rounds, 1));
-    const double total = milliseconds(stops.total);
+    const double total = stops.total.count();
     const double each = total / static_cast<double>(std::max<std::uint64_t>(stops.count, 1));
     return line("Duration", QByteArray::number(seconds, 'f', 2) + " s; " + sampling.end) +
-           line("Samples",
-                number(sampling.rounds) + QString::asprintf(", one every %.2f ms", interval).toUtf8()) +
+           line("Samples", QByteArray::number(sampling.rounds) +
+                               QString::asprintf(", one every %.2f ms", interval).toUtf8()) +
            line("Time stopped",
                 QString::asprintf("%.2f ms in %" PRIu64
                                   " stops of single threads, %.3f ms each, the longest %.3f ms",
-                                  total, stops.count, each, milliseconds(stops.longest))
+                                  total, stops.count, each, stops.longest.count())
                     .toUtf8());
 }
 
@@ -117,7 +109,7 @@ QByteArray hostSection() {
     ::uname(&kernel);
     return line("Host system", escaped(QSysInfo::prettyProductName().toUtf8(), 256)) +
            line("Kernel", QByteArray(kernel.sysname) + ' ' + kernel.release + ' ' + kernel.machine) +
-           line("Processors", QByteArray::number(qlonglong{::sysconf(_SC_NPROCESSORS_ONLN)}));
+           line("Processors", QByteArray::number(::sysconf(_SC_NPROCESSORS_ONLN)));
 }
 
 QByteArray stateText(const ThreadRecord &thread) {
@@ -141,8 +133,8 @@ QByteArray threadsSection(const SamplingResult &sampling) {
         sections.emplace(thread.processorSeconds(),
                          "\nThread " + QByteArray::number(id) + "  \"" + escaped(thread.name, 64) + "\"  " +
                              stateText(thread) + ", " + QByteArray::number(share, 'f', 1) + " % CPU, " +
-                             number(thread.samples) + " samples, waits in: " + waitText(thread.waitChannel) +
-                             '\n' + thread.text);
+                             QByteArray::number(thread.samples) +
+                             " samples, waits in: " + waitText(thread.waitChannel) + '\n' + thread.text);
     }
     QByteArray result;
     for (const auto &[seconds, section] : sections)

@@ -24,7 +24,7 @@ namespace {
 constexpr std::uint64_t outerCallsLeftOut = 0;
 
 QByteArray hexadecimal(std::uint64_t value, int digits = 0) {
-    return "0x" + QByteArray::number(static_cast<qulonglong>(value), 16).rightJustified(digits, '0');
+    return "0x" + QByteArray::number(value, 16).rightJustified(digits, '0');
 }
 
 QByteArray fileNameOf(const char *path) {

@@ -136,7 +136,7 @@ void Tracer::wait(Clock::time_point until, Listener &listener) {
         handle(thread, status, listener);
         if (!WIFSTOPPED(status))
             continue;
-        const std::chrono::nanoseconds stopped = Clock::now() - m_stoppedSince;
+        const StopTimes::Milliseconds stopped = Clock::now() - m_stoppedSince;
         ++m_stopTimes.count;
         m_stopTimes.total += stopped;
         m_stopTimes.longest = std::max(m_stopTimes.longest, stopped);

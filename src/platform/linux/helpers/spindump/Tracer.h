@@ -17,9 +17,10 @@ namespace spindump {
 
 /// How long threads stood still at most, each stop of a single thread by itself.
 struct StopTimes {
+    using Milliseconds = std::chrono::duration<double, std::milli>;
     std::uint64_t count = 0;
-    std::chrono::nanoseconds total{};
-    std::chrono::nanoseconds longest{};
+    Milliseconds total{};
+    Milliseconds longest{};
 };
 
 class Tracer {

@@ -108,11 +108,9 @@ void Reader::note(const fs::path &path, const QString &reason) {
 }
 
 void Reader::note(const fs::path &path, const std::error_code &error) {
-    // The system's own words for this would not tell a reader what is wrong with the file.
-    if (error == std::errc::invalid_argument)
-        note(path, QStringLiteral("not a regular file"));
-    else
-        note(path, platform::description(error));
+    // The system's own words for the first would not tell a reader what is wrong with the file.
+    note(path, error == std::errc::invalid_argument ? QStringLiteral("not a regular file")
+                                                    : platform::description(error));
 }
 
 std::optional<std::chrono::sys_seconds> modificationTime(const fs::path &path) {
