@@ -107,20 +107,18 @@ TEST_F(LoggerTest, FollowsAFileThatWasMovedAndReplacesOneThatWasRemoved) {
     expectGoesOn(first, {});
 }
 
-TEST_F(LoggerTest, SaysWhyALineIsLostAndGoesOn) {
+TEST_F(LoggerTest, SaysWhyALineOrAFolderIsLostAndGoesOn) {
     fs::create_directories(first);
     EXPECT_EQ(info("lost"), cannotWrite + "Is a directory\n");
     fs::remove_all(folder);
     EXPECT_EQ(info("lost"), cannotWrite + "No such file or directory\n");
-    fs::create_directories(folder);
-    expectGoesOn(first, {});
-}
+    writeFile(folder, "a file");
+    EXPECT_EQ(printedBy(Logger::setupLogFile), "Failed to create log directory: Not a directory\n");
+    fs::remove(folder);
 
-// A product may start the program and never read what it prints.
-TEST_F(LoggerTest, DoesNotWaitForAReaderOfItsComplaints) {
+    // A product may start the program and never read what it prints.
     platform::Pipe pipe = platform::Pipe::open();
     const FileDescriptor output(::dup(STDOUT_FILENO));
-    fs::remove(folder);
     ::dup2(pipe.writeEnd.get(), STDOUT_FILENO);
     for (int i = 0; i < 3000; ++i)
         Logger::logInfo(QString());
@@ -128,6 +126,8 @@ TEST_F(LoggerTest, DoesNotWaitForAReaderOfItsComplaints) {
     char printed[56] = {};
     ASSERT_EQ(::read(pipe.readEnd.get(), printed, 55), 55);
     EXPECT_EQ(printed, cannotWrite + "No such file or directory\n");
+    fs::create_directories(folder);
+    expectGoesOn(first, {});
 }
 
 TEST_F(LoggerTest, ReplacesALinkAndAPipeInsteadOfWritingToThem) {
@@ -217,7 +217,7 @@ TEST_F(LoggerTest, MovesIntoTheWorkspaceOnceThereIsOneAndLeavesNoEmptyFolder) {
     EXPECT_TRUE(fs::exists(folder / "other's")) << "a folder that others use stays";
 }
 
-TEST_F(LoggerTest, PutsItsLinesAfterThoseOfAnEarlierLogAndALineFeed) {
+TEST_F(LoggerTest, PutsItsLinesAfterThoseOfAnEarlierLogAndALineFeedAlsoWhenTheOldPlaceCannotBeCleared) {
     tempSystemURL = system;
     EXPECT_EQ(move(), cannotMove + "No such file or directory\n") << "there are no lines yet";
     EXPECT_FALSE(fs::exists(relocated));
@@ -227,19 +227,19 @@ TEST_F(LoggerTest, PutsItsLinesAfterThoseOfAnEarlierLogAndALineFeed) {
     const QStringList both = earlier + QStringList{u"MALFORMED: "_qs, u"INFO: next"_qs};
     expectGoesOn(relocated, both);
 
-    Logger::setupLogFile();
-    writeFile(relocated, earlierText);
-    EXPECT_EQ(move(), cannotMove + "No such file or directory\n");
-    expectGoesOn(relocated, earlier);
-}
-
-TEST_F(LoggerTest, LosesNothingWhenTheOldPlaceCannotBeCleared) {
-    info("one");
-    const Mount readOnly = Mount::readOnly(folder);
-    tempSystemURL = system;
-    EXPECT_EQ(move(), cannotMove + "Read-only file system\n");
-    EXPECT_EQ(logLines(first), one);
-    expectGoesOn(relocated, one);
+    for (const bool isReadOnly : {false, true}) {
+        Logger::setupLogFile();
+        writeFile(relocated, earlierText);
+        std::unique_ptr<Mount> readOnly;
+        if (isReadOnly) {
+            info("next");
+            readOnly.reset(new Mount(Mount::readOnly(folder)));
+        }
+        EXPECT_EQ(move(),
+                  cannotMove + (isReadOnly ? "Read-only file system\n" : "No such file or directory\n"));
+        EXPECT_EQ(fs::exists(first), isReadOnly);
+        expectGoesOn(relocated, isReadOnly ? both : earlier);
+    }
 }
 
 TEST_F(LoggerTest, KeepsItsPlaceAndSaysWhyWhenItCannotMove) {
@@ -285,13 +285,6 @@ TEST_F(LoggerTest, KeepsItsPlaceAndSaysWhyWhenItCannotMove) {
         expectGoesOn(first, one);
     }
     EXPECT_EQ(fs::file_size(relocated), 4 << 10);
-}
-
-TEST_F(LoggerTest, StaysWhereItIsWhenItsFolderCannotBeCreated) {
-    writeFile(home.path() / "cache/Logs", "a file");
-    const ScopedEnvironment cache("XDG_CACHE_HOME", (home.path() / "cache").native());
-    EXPECT_EQ(printedBy(Logger::setupLogFile), "Failed to create log directory: Not a directory\n");
-    expectGoesOn(first, {});
 }
 
 TEST_F(LoggerTest, OfASecondCopyWritesToTheFirstOnesFileAndCreatesNothing) {
