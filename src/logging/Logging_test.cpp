@@ -112,9 +112,9 @@ TEST_F(LoggerTest, SaysWhyALineOrAFolderIsLostAndGoesOn) {
     EXPECT_EQ(info("lost"), cannotWrite + "Is a directory\n");
     fs::remove_all(folder);
     EXPECT_EQ(info("lost"), cannotWrite + "No such file or directory\n");
-    writeFile(folder, "a file");
+    writeFile(home.path() / "cache/Logs", "a file");
+    const ScopedEnvironment cache("XDG_CACHE_HOME", (home.path() / "cache").native());
     EXPECT_EQ(printedBy(Logger::setupLogFile), "Failed to create log directory: Not a directory\n");
-    fs::remove(folder);
 
     // A product may start the program and never read what it prints.
     platform::Pipe pipe = platform::Pipe::open();

@@ -51,10 +51,10 @@ bool isName(const QByteArray &text) {
 
 // The program that a Flatpak application's entry names.
 fs::path programIn(const fs::path &location, const platform::DesktopEntry &entry) {
-    constexpr auto option = "--command=";
+    constexpr QByteArrayView option = "--command=";
     for (const QByteArray &argument : entry.command) {
         if (argument.startsWith(option))
-            return location / "files/bin" / fs::path(argument.mid(qstrlen(option)).toStdString()).filename();
+            return location / "files/bin" / fs::path(argument.mid(option.size()).toStdString()).filename();
     }
     return {};
 }
