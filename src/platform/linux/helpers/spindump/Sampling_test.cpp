@@ -82,16 +82,17 @@ TEST(Sampling, SaysWhoWhereAndSinceWhenInTextThatChangesNoTerminal) {
                                  mapped.filename().native()));
     }
     // A stop may end a wait early in some system calls; who waits is left in peace.
-    const std::string main = threadPart(report, mainThread);
-    EXPECT_GT(samplesOf(main, "::sleepForever()"), 8) << report;
+    EXPECT_GT(samplesOf(threadPart(report, mainThread), "::sleepForever()"), 8) << report;
     EXPECT_LE(stopsIn(report), 3) << report;
-    for (const char *function :
-         {"  main  ", "sample::descend(unsigned long)", "[calls itself, up to 3001 deep]"})
-        EXPECT_GT(samplesOf(main, function), 0) << function << report;
 }
 
-TEST(Sampling, LeavesOutTheOuterCallsBeyondALimit) {
-    const std::string report = reportOf(SampledProgram("sleep"), {.frames = 100});
+TEST(Sampling, ReadsDeepRecursionUpToALimit) {
+    const SampledProgram target("deep");
+    std::string report = reportOf(target);
+    for (const char *function : {"  main  ", "sample::descend(unsigned long)",
+                                 "[calls itself, up to 3001 deep]", "::sleepForever()"})
+        EXPECT_GT(samplesOf(report, function), 0) << function << report;
+    report = reportOf(target, {.frames = 100});
     EXPECT_GT(samplesOf(report, "  (outer calls are not shown: nested too deep"), 0) << report;
     EXPECT_GT(samplesOf(report, "sample::sleepForever()"), 0) << report;
     EXPECT_EQ(samplesOf(report, "  main  "), 0) << report;

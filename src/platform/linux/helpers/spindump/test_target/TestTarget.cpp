@@ -33,17 +33,17 @@ void sleepForever() {
         ::sleep(1000);
 }
 
+void readyToSleep() {
+    say("ready");
+    sleepForever();
+}
+
 // Not a tail call: the number is used after it.
 unsigned long descend(unsigned long depth) { // NOLINT(misc-no-recursion)
     if (depth == 0)
-        sleepForever();
+        readyToSleep();
     const unsigned long below = descend(depth - 1);
     return below + depth;
-}
-
-void readyToSleep() {
-    say("ready");
-    descend(3'000);
 }
 
 // Returns a while after the sampler has come.
@@ -166,9 +166,10 @@ void hidden() {
 int main(int argumentCount, char **arguments) {
     using namespace sample;
     const std::map<std::string, void (*)()> works{
-        {"endSoon", endSoon},         {"execSoon", execSoon},  {"hidden", hidden},
-        {"signalStorm", signalStorm}, {"sleep", readyToSleep}, {"threadLoop", threadLoop},
-        {"threads", threads},
+        {"deep", [] { descend(3'000); }}, {"endSoon", endSoon},
+        {"execSoon", execSoon},           {"hidden", hidden},
+        {"signalStorm", signalStorm},     {"sleep", readyToSleep},
+        {"threadLoop", threadLoop},       {"threads", threads},
     };
     ::prctl(PR_SET_NAME, "evil\n\033[31mx");
     argumentsBegin = arguments[0];
