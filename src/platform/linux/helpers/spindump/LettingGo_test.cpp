@@ -26,7 +26,7 @@ bool usesProcessor(pid_t process) {
 TEST(LettingGo, LetsTheTargetGoWithoutAReportHoweverTheSamplerEnds) {
     SampledProgram target("threads");
     for (const int signal : {SIGKILL, SIGSTOP, SIGTERM, SIGINT, SIGHUP}) {
-        LongSampling run(target.id(), {.stallSeconds = 3});
+        LongSampling run(target.id(), 3);
         std::this_thread::sleep_for(100ms);
         run.sampler.send(signal);
         const bool isKilled = signal == SIGKILL || signal == SIGSTOP;

@@ -28,14 +28,18 @@ struct TargetOptions {
 
 /// The test target, from when it does what `work` names.
 struct SampledProgram : ProgramRun {
-    explicit SampledProgram(const std::string &work, TargetOptions options = {})
-        : ProgramRun({.program = options.program,
-                      .arguments = (options.moreArguments.insert(options.moreArguments.begin(), work),
-                                    options.moreArguments),
-                      .user = options.user}) {
+    explicit SampledProgram(const std::string &work, const TargetOptions &options = {})
+        : ProgramRun(program(work, options)) {
         EXPECT_TRUE(waitUntil([this] { return standardOutput().starts_with("ready"); }));
     }
     pid_t id() const { return processId(); }
+
+private:
+    static test_support::ProgramOptions program(const std::string &work, const TargetOptions &options) {
+        std::vector<std::string> arguments = options.moreArguments;
+        arguments.insert(arguments.begin(), work);
+        return {.program = options.program, .arguments = arguments, .user = options.user};
+    }
 };
 
 struct SamplerOptions {
@@ -70,8 +74,8 @@ struct Sampler : ProgramRun {
 
 /// A sampler that has taken its target, and samples for a minute unless a test ends it.
 struct LongSampling {
-    explicit LongSampling(pid_t target, SamplerOptions options = {})
-        : sampler(target, report, (options.milliseconds = 60'000, options)) {
+    explicit LongSampling(pid_t target, int stallSeconds = 60)
+        : sampler(target, report, {.milliseconds = 60'000, .stallSeconds = stallSeconds}) {
         EXPECT_TRUE(waitUntil([this] { return sampler.standardError().starts_with("sampling"); }));
     }
     ScratchFolder folder;
