@@ -56,21 +56,4 @@ std::vector<std::string> differences(const std::map<std::string, std::string> &b
     return result;
 }
 
-std::vector<std::string> openToOthers(const fs::path &folder) {
-    std::vector<std::string> result;
-    std::error_code gone;
-    const auto check = [&](const fs::path &path) {
-        const fs::file_status status = fs::symlink_status(path, gone);
-        const fs::perms others = fs::perms::group_all | fs::perms::others_all;
-        if (fs::exists(status) && !fs::is_symlink(status) &&
-            (status.permissions() & others) != fs::perms::none)
-            result.push_back(path.native());
-    };
-    check(folder);
-    fs::recursive_directory_iterator entry(folder, gone);
-    for (const fs::recursive_directory_iterator end; entry != end; entry.increment(gone))
-        check(entry->path());
-    return result;
-}
-
 } // namespace test_support

@@ -17,7 +17,4 @@ std::map<std::string, std::string> treeOf(const std::filesystem::path &folder,
 std::vector<std::string> differences(const std::map<std::string, std::string> &before,
                                      const std::map<std::string, std::string> &after);
 
-/// The entries at and below `folder` that somebody else than their owner may read, write or enter.
-std::vector<std::string> openToOthers(const std::filesystem::path &folder);
-
 } // namespace test_support

@@ -20,44 +20,35 @@ public:
     LoopbackListener(const LoopbackListener &) = delete;
     LoopbackListener &operator=(const LoopbackListener &) = delete;
 
-    int port() const { return m_port; }
+    int port() const;
     std::size_t connections() const;
 
 private:
     void listen();
+    void serve(int socket);
 
     std::function<void(int)> m_serve;
     int m_socket = -1;
-    int m_port = 0;
     mutable std::mutex m_mutex;
-    bool m_stopped = false;
     std::set<int> m_open;
-    std::size_t m_connections = 0;
     std::vector<std::thread> m_threads;
     std::thread m_listener;
 };
 
-/// A proxy that makes tunnels to ports of this machine.
+/// A proxy that makes tunnels to ports of this machine; with another status than 200 it makes none.
 class ConnectProxy {
 public:
-    /// With another status than 200 it makes none.
-    explicit ConnectProxy(int status = 200);
+    explicit ConnectProxy(int status = 200)
+        : m_status(status) {}
 
-    /// "http://127.0.0.1:" and the port.
-    std::string url() const;
-    /// The first line of each request.
-    std::vector<std::string> requests() const;
+    std::string url() const { return "http://127.0.0.1:" + std::to_string(m_listener.port()); }
+    std::size_t connections() const { return m_listener.connections(); }
 
 private:
-    void serve(int socket);
+    void serve(int socket) const;
 
     const int m_status;
-    mutable std::mutex m_mutex;
-    std::vector<std::string> m_requests;
-    LoopbackListener m_listener;
+    LoopbackListener m_listener{[this](int socket) { serve(socket); }};
 };
-
-/// A port of 127.0.0.1 on which nothing listens.
-int closedPort();
 
 } // namespace test_support

@@ -111,7 +111,6 @@ RunTest::RunTest() {
 sample_product::SampleProduct RunTest::install(sample_product::SampleProductOptions options) {
     options.logBytes = 60'000;
     options.logFiles = 6;
-    options.messageBytes = 3000;
     return sample_product::makeSampleProduct(home.path(), options);
 }
 

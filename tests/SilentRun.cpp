@@ -50,7 +50,7 @@ SilentRun::SilentRun()
 }
 
 sample_product::SampleProductOptions SilentRun::smallProduct() {
-    return {.logBytes = 60'000, .logFiles = 6, .messageBytes = 3000};
+    return {.logBytes = 60'000, .logFiles = 6};
 }
 
 sample_product::SampleProduct SilentRun::install(const sample_product::SampleProductOptions &options) {
@@ -249,19 +249,16 @@ const std::string sentWell = "INFO: Status Code: 200\n"
                              "INFO: Directory deleted successfully. Path: RUN\n"
                              "INFO: --------------Silent Upload successful, app terminated--------------\n";
 
-std::string transportFailure(int code, const std::string &sentence) {
+std::string uploadErrors(int code, const std::string &domain, const std::string &sentence) {
     constexpr int notConnected = -1009;
-    return "INFO: " + sentence + "\nERROR: Upload error code: " + std::to_string(code) +
-           "\nERROR: Upload error domain: NSURLErrorDomain\nERROR: " +
+    return "ERROR: Upload error code: " + std::to_string(code) + "\nERROR: Upload error domain: " + domain +
+           "\nERROR: " +
            (code == notConnected
                 ? "No internet connection\n"
                 : "Other network error: " + sentence + "\nERROR: userInfo: " + sentence + "\n") +
            "INFO: --------------Silent Upload failed, app terminated--------------\n";
 }
 
-std::string answerFailure(int code, const std::string &sentence) {
-    std::string text = transportFailure(code, sentence);
-    replaceAll(text, "NSURLErrorDomain", "com.brennic.LumadocDiagnostics.upload");
-    // A failure of the server is logged without its sentence.
-    return code == 1 ? text.substr(text.find('\n') + 1) : text;
+std::string transportFailure(int code, const std::string &sentence) {
+    return "INFO: " + sentence + '\n' + uploadErrors(code, "NSURLErrorDomain", sentence);
 }

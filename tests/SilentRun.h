@@ -88,7 +88,7 @@ protected:
 extern const std::string collectedSmallProduct;
 /// What it says of an upload that succeeded, after the progress.
 extern const std::string sentWell;
-/// What it says of an upload that failed with this code and sentence, after any status line.
+/// What it says of an upload that failed: the errors alone, and for a fault of the transport what comes after
+/// any status line.
+std::string uploadErrors(int code, const std::string &domain, const std::string &sentence);
 std::string transportFailure(int code, const std::string &sentence);
-/// The same for an answer other than success.
-std::string answerFailure(int code, const std::string &sentence);

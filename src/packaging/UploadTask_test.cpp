@@ -9,11 +9,14 @@
 #include <atomic>
 #include <future>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 namespace {
 
 using namespace std::chrono_literals;
 using namespace support_service;
+using test_support::ConnectProxy;
+using test_support::LoopbackListener;
 using test_support::ScopedEnvironment;
 using test_support::soon;
 
@@ -106,8 +109,8 @@ QByteArray someBytes(qsizetype count) {
 }
 
 TEST_F(UploadTaskTest, SendsTheBodyByteForByteAndNoOtherHeaderThanTheType) {
-    // More than one of libcurl's buffers; nothing.
-    for (const QByteArray &content : {someBytes(300'001), QByteArray()}) {
+    // Of a size at which clients like to ask first whether they may send; nothing.
+    for (const QByteArray &content : {someBytes(1'300'001), QByteArray()}) {
         const UploadResponse response = upload(content);
         EXPECT_EQ(response.statusCode, 200);
         EXPECT_EQ(response.data, "Received.");
@@ -142,24 +145,30 @@ TEST_F(UploadTaskTest, EndsAsTheServiceMakesIt) {
     using namespace TransportErrorCode;
     const QByteArray large = someBytes(4'000'000);
     const std::string body(1000, 'x');
+    const std::string endlessHead = "HTTP/1.1 200 OK\r\nContent-Length: 1000000000000\r\n\r\n";
+    const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n";
     expectEnd({.resetAfterBytes = 100'000}, {}, connectionLost, large);
-    expectEnd({.body = body, .ending = AnswerEnding::resetAfterHeaders}, 200, connectionLost);
-    expectEnd({.body = body, .ending = AnswerEnding::resetInBody}, 200, connectionLost);
-    expectEnd({.answerTime = AnswerTime::beforeBodyThenRead, .status = 413, .body = "big"}, 413, 0, large);
+    expectEnd({.rawAnswer = "HTTP/1.1 200 OK\r\n"}, 200, connectionLost);
+    expectEnd({.rawAnswer = head}, 200, connectionLost);
+    expectEnd({.rawAnswer = head + std::string(500, 'x')}, 200, connectionLost);
+    expectEnd({.answersBeforeBody = true, .status = 413, .body = "big"}, 413, 0, large);
     EXPECT_EQ(answer, "big");
-    expectEnd({.ending = AnswerEnding::endlessBody}, 200, 0, "", {.answerBytes = 100'000});
+    expectEnd({.rawAnswer = endlessHead, .repeated = std::string(65'536, 'x')}, 200, 0, "",
+              {.answerBytes = 100'000});
     EXPECT_EQ(answer.size(), 100'000) << "as much as the limit lets through";
-    expectEnd({.ending = AnswerEnding::trickle, .trickleInterval = 20ms}, 200, timedOut, "", shortAnswer);
-    service.setBehaviour({.ending = AnswerEnding::endlessHeaders});
+    expectEnd({.rawAnswer = endlessHead, .repeated = "x", .repeatInterval = 20ms}, 200, timedOut, "",
+              shortAnswer);
+    service.setBehaviour({.rawAnswer = "HTTP/1.1 200 OK\r\n", .repeated = "X-Endless: " + body + "\r\n"});
     EXPECT_NE(code(upload("", {.answer = 2s})), 0);
 
     const UploadLimits shortIdle{.idle = 400ms};
+    expectEnd({.rawAnswer = head, .repeated = "x", .repeatInterval = forEver}, 200, timedOut, "", shortIdle);
     expectEnd({.stopReadingAfterBytes = 1000}, {}, timedOut, someBytes(20'000'000), shortIdle);
     expectEnd({.neverAnswer = true}, {}, timedOut, "", shortIdle);
     expectEnd({.readBytesPerSecond = 4'000'000}, 200, 0, someBytes(6'000'000), {.idle = 900ms});
     // Small enough to fit whole into the buffers on the way, where libcurl does not see it any more.
     expectEnd({.readBytesPerSecond = 1'000'000}, 200, 0, someBytes(3'000'000), {.idle = 1s});
-    service.setHandshake(Handshake::hang);
+    service.setHandshake(Handshake::unanswered);
     expectEnd({}, {}, timedOut, "", shortIdle);
 }
 
@@ -168,41 +177,71 @@ TEST_F(UploadTaskTest, CountsNeitherARedirectNorAProxysConsentAsTheAnswer) {
     service.setBehaviour({.readBytesPerSecond = 4'000'000});
     service.setBehaviour({.status = 307, .location = path}, 1);
     EXPECT_EQ(upload(content, shortAnswer).statusCode, 200);
-    const test_support::ConnectProxy proxy;
+    const ConnectProxy proxy;
     const ScopedEnvironment way("https_proxy", proxy.url());
     EXPECT_EQ(upload(content, shortAnswer).statusCode, 200);
-    EXPECT_EQ(proxy.requests().size(), 1U);
+    EXPECT_EQ(proxy.connections(), 1U);
+    const ScopedEnvironment exception("no_proxy", "example.org,localhost");
+    EXPECT_EQ(upload().statusCode, 200);
+    EXPECT_EQ(proxy.connections(), 1U);
 }
 
 TEST_F(UploadTaskTest, SendsNothingWithoutAConnectionThatItTrusts) {
-    const std::pair<CertificateKind, int> cases[] = {{CertificateKind::wrongHost, -1202},
-                                                     {CertificateKind::untrusted, -1202},
-                                                     {CertificateKind::expired, -1201},
-                                                     {CertificateKind::notYetValid, -1204}};
-    for (const auto &[kind, expected] : cases) {
-        service.setCertificate(kind);
+    using namespace TransportErrorCode;
+    const std::pair<Handshake, int> handshakes[] = {{Handshake::wrongHost, certificateUntrusted},
+                                                    {Handshake::untrusted, certificateUntrusted},
+                                                    {Handshake::expired, certificateExpired},
+                                                    {Handshake::notYetValid, certificateNotYetValid},
+                                                    {Handshake::refused, secureConnectionFailed}};
+    for (const auto &[handshake, expected] : handshakes) {
+        service.setHandshake(handshake);
         EXPECT_EQ(code(upload()), expected);
     }
-    service.setHandshake(Handshake::refuse);
-    EXPECT_EQ(code(upload()), TransportErrorCode::secureConnectionFailed);
+    service.setHandshake(Handshake::good);
+    // The system's own certificates, none at all, and a proxy that refuses.
+    const ConnectProxy proxy(403);
+    const std::tuple<const char *, std::optional<std::string>, int> variables[] = {
+        {"SSL_CERT_FILE", std::nullopt, certificateUntrusted},
+        {"SSL_CERT_FILE", home.path() / "missing", secureConnectionFailed},
+        {"https_proxy", proxy.url(), connectionLost}};
+    for (const auto &[name, value, expected] : variables) {
+        const ScopedEnvironment variable(name, value);
+        EXPECT_EQ(code(upload()), expected);
+    }
     EXPECT_TRUE(service.requests().empty());
-    EXPECT_EQ(service.bodyBytes(), 0U);
-    startTo("127.0.0.1:1", "content");
-    EXPECT_EQ(code(waitForEnd()), TransportErrorCode::cannotConnectToHost);
+
+    const LoopbackListener speaksPlainly([](int socket) {
+        char buffer[4096];
+        ::recv(socket, buffer, sizeof buffer, 0);
+        ::send(socket, "HTTP/1.1 400 Bad Request\r\n\r\n", 28, MSG_NOSIGNAL);
+    });
+    const LoopbackListener hangsUp([](int) {});
+    const std::pair<int, int> ports[] = {{speaksPlainly.port(), secureConnectionFailed},
+                                         {hangsUp.port(), secureConnectionFailed},
+                                         {1, cannotConnectToHost}};
+    for (const auto &[port, expected] : ports) {
+        startTo("localhost:" + std::to_string(port), "content");
+        EXPECT_EQ(code(waitForEnd()), expected);
+    }
 }
 
 TEST_F(UploadTaskTest, FollowsRedirectsToHttpsOnlyNotForEverAndWithTheBodyOnlyWhereTheMethodStays) {
-    service.setBehaviour({.status = 307, .location = path}, 1);
+    service.setBehaviour(
+        {.status = 307, .location = "https://127.0.0.1:" + std::to_string(service.port()) + path}, 1);
     EXPECT_EQ(upload(someBytes(200'000)).statusCode, 200);
     service.setBehaviour({.status = 302, .location = "/elsewhere"}, 1);
     EXPECT_EQ(upload().statusCode, 404);
     const auto requests = service.requests();
     ASSERT_EQ(requests.size(), 4U);
     EXPECT_EQ(requests[1].method, "POST");
-    EXPECT_EQ(requests[0].body->size(), requests[1].body->size());
+    EXPECT_EQ(requests[1].header("Content-Type"), requests[0].header("Content-Type"));
+    EXPECT_TRUE(*requests[0].body == *requests[1].body);
     EXPECT_EQ(requests[3].method, "GET");
-    expectEnd({.status = 307, .location = "http://" + service.host() + "/"}, 307,
-              TransportErrorCode::unknown);
+    const LoopbackListener plain([](int) {});
+    for (const int status : {302, 307})
+        expectEnd({.status = status, .location = "http://localhost:" + std::to_string(plain.port()) + path},
+                  status, TransportErrorCode::unknown);
+    EXPECT_EQ(plain.connections(), 0U);
     expectEnd({.status = 307, .location = path}, 307, TransportErrorCode::unknown);
     // Without a location it is the answer.
     expectEnd({.status = 302}, 302, 0);

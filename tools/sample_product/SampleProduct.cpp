@@ -4,9 +4,8 @@
 
 #include <QDateTime>
 #include <QRandomGenerator>
+#include <algorithm>
 #include <array>
-#include <numeric>
-#include <vector>
 
 namespace sample_product {
 
@@ -27,44 +26,29 @@ constexpr std::array messages = {
     " ERROR [4] Updater: the update list could not be read, line ",
 };
 
-/// Writes made-up log files, the same from the same point on.
+/// Writes made-up log files of a size to the byte, the same from the same point on.
 class LogWriter {
 public:
-    /// Whole lines of exactly so many bytes, the last one filled up with blanks.
     void writeText(const fs::path &path, std::uint64_t bytes) {
         QByteArray text;
-        while (text.size() < static_cast<qsizetype>(bytes))
-            text += line();
-        text.truncate(static_cast<qsizetype>(bytes));
-        if (!text.isEmpty()) {
-            const qsizetype whole = text.lastIndexOf('\n') + 1;
-            std::fill(text.begin() + whole, text.end(), ' ');
-            text.back() = '\n';
+        while (text.size() < static_cast<qsizetype>(bytes)) {
+            // Some messages come far more often than others.
+            const char *message = messages[m_random.bounded(static_cast<quint32>(m_random.bounded(1, 9)))];
+            m_time = m_time.addMSecs(m_random.bounded(40));
+            text += m_time.toString(Qt::ISODateWithMs).toLatin1() + message +
+                    QByteArray::number(m_random.bounded(2000)) + '\n';
         }
-        writeFile(path, text);
+        writeFile(path, text.first(static_cast<qsizetype>(bytes)));
     }
     void writeIncompressible(const fs::path &path, std::uint64_t bytes) {
-        std::vector<quint32> words(bytes / sizeof(quint32) + 1);
-        m_random.fillRange(words.data(), static_cast<qsizetype>(words.size()));
-        writeFile(path,
-                  QByteArray(reinterpret_cast<const char *>(words.data()), static_cast<qsizetype>(bytes)));
+        QByteArray content(static_cast<qsizetype>(bytes), '\0');
+        std::ranges::generate(content, [this] { return static_cast<char>(m_random.generate()); });
+        writeFile(path, content);
     }
 
 private:
-    QByteArray line() {
-        m_milliseconds += m_random.bounded(40);
-        const auto seconds = m_milliseconds / 1000;
-        std::array<char, 160> text{};
-        // Some messages come far more often than others.
-        const char *message = messages[m_random.bounded(static_cast<quint32>(m_random.bounded(1, 9)))];
-        std::snprintf(text.data(), text.size(), "2026-02-03T%02d:%02d:%02d.%03d%s%d\n", seconds / 3600 % 24,
-                      seconds / 60 % 60, seconds % 60, m_milliseconds % 1000, message,
-                      m_random.bounded(2000));
-        return text.data();
-    }
-
     QRandomGenerator m_random{1};
-    int m_milliseconds = 0;
+    QDateTime m_time{QDate(2026, 2, 3), QTime(0, 0)};
 };
 
 /// A file of the product's log folder. Logs dominate; some files are of kinds that nobody wants to have.
@@ -78,42 +62,24 @@ fs::path logFileName(std::size_t index) {
            (names[kind] + std::to_string(index + 1) + extensions[kind]);
 }
 
-/// Parts of a total, of very different sizes, that add up to it.
-std::vector<std::uint64_t> split(std::uint64_t total, std::size_t parts) {
-    std::vector<std::uint64_t> sizes;
-    std::uint64_t weights = 0;
-    for (std::size_t i = 0; i < parts; ++i)
-        weights += 1 + i * 5 % 13;
-    for (std::size_t i = 0; i < parts; ++i)
-        sizes.push_back(total / weights * (1 + i * 5 % 13));
-    if (parts > 0)
-        sizes.back() += total - std::accumulate(sizes.begin(), sizes.end(), std::uint64_t{0});
-    return sizes;
-}
-
-void writeLogs(const SampleProduct &product, const SampleProductOptions &options) {
+void writeLogs(const SampleProduct &product, const fs::path &messageFolder,
+               const SampleProductOptions &options) {
     LogWriter writer;
-    fs::create_directories(product.logs);
-    const auto sizes = split(options.logBytes, options.logFiles);
     const auto writeLog = options.incompressible ? &LogWriter::writeIncompressible : &LogWriter::writeText;
-    for (std::size_t i = 0; i < sizes.size(); ++i)
-        (writer.*writeLog)(product.logs / logFileName(i), sizes[i]);
+    // Of very different sizes, which add up to the total.
+    const std::uint64_t count = options.logFiles;
+    const auto upTo = [&](std::uint64_t i) { return options.logBytes * i * (i + 1) / (count * (count + 1)); };
+    for (std::uint64_t i = 0; i < count; ++i)
+        (writer.*writeLog)(product.logs / logFileName(i), upTo(i + 1) - upTo(i));
 
     // Oldest first, as a machine makes them: whoever sorts by creation date gets them by name.
-    const QDateTime last(QDate(2026, 2, 3), QTime(10, 11, 12), Qt::UTC);
-    for (auto i = static_cast<qint64>(options.crashReports); i-- > 0;) {
-        const QString time = last.addSecs(-7 * 60 * i).toString(QStringLiteral("yyyy-MM-dd-HHmmss"));
-        writer.writeText(product.crashReports / ("Lumacef_" + time.toStdString() + "_host.ips"), 20'000);
-    }
-    writer.writeText(product.crashReports / "TextTool_2026-02-03-100812_host.ips", 5000);
-    writer.writeText(product.crashReports / "lumace_2026-02-03-100712_host.ips", 4000);
+    for (const char *report :
+         {"Lumacef_2026-02-03-095712", "Lumacef_2026-02-03-100412", "Lumacef_2026-02-03-101112",
+          "TextTool_2026-02-03-100812", "lumace_2026-02-03-100712"})
+        writer.writeText(product.crashReports / (std::string(report) + "_host.ips"), 20'000);
     writer.writeText(product.crashReports / "Summary.txt", 300);
-
-    const auto messageSizes = split(options.messageBytes, 3);
-    writer.writeText(product.messages / "messages-1.log", messageSizes[0]);
-    writer.writeText(product.messages / "messages-2.log", messageSizes[1]);
-    writer.writeText(product.messages / "campaigns/shown.json", messageSizes[2]);
-
+    for (const char *name : {"messages-1.log", "messages-2.log", "campaigns/shown.json"})
+        writer.writeText(messageFolder / name, 4000);
     for (const char *name :
          {"lumaKWDLog.txt", "distKWDLog.txt", "KWD/kwd-1.log", "KWD/older/kwd-0.log", "lumacef_low/low.log",
           "Brennic/Lumadoc Update Helper QZ.log", "Brennic/Lumadoc Updater QZ.log"})
@@ -130,15 +96,8 @@ QByteArray propertyList(const QByteArray &entries) {
            "</dict>\n</plist>\n";
 }
 
-QByteArray preferences(const SampleProduct &product, const SampleProductOptions &options) {
-    // The same as below, as another program writes it: version 10.003.20112, track QZ.
-    if (options.preferences == Preferences::binary)
-        return QByteArray::fromBase64(
-            "YnBsaXN0MDDTAQIDBAUGXxAQSW5zdGFsbGVkVmVyc2lvbllMYXN0U3RhcnRSUVpcMTAuMDAzLjIwMTEyM0HHmQCg"
-            "AAAA1AcICQoLDA8QW09wZW5BdFN0YXJ0XxAPUmVjZW50RG9jdW1lbnRzW1dpbmRvd0NvdW50Wlpvb21GYWN0b3IJ"
-            "og0OWlJlcG9ydC5wZGZtANwAYgBlAHIAcwBpAGMAaAB0AC4AcABkAGYQAiM/9AAAAAAAAAgPIiwvPEVOWmx4g4SH"
-            "kq2vAAAAAAAAAQEAAAAAAAAAEQAAAAAAAAAAAAAAAAAAALg=");
-    return propertyList(entry("InstalledVersion", options.version) +
+QByteArray preferences(const SampleProduct &product, const std::string &version) {
+    return propertyList(entry("InstalledVersion", version) +
                         "<key>LastStart</key><date>2026-02-03T10:11:12Z</date>\n<key>" +
                         QByteArray::fromStdString(product.track) +
                         "</key><dict>\n<key>OpenAtStart</key><true/>\n"
@@ -169,6 +128,10 @@ std::string trackOf(const std::string &version) {
     return last.starts_with('2') ? "QZ" : "Trunk";
 }
 
+fs::path supportFolder(const SampleProduct &product) {
+    return product.library / "Application Support/Brennic/Lumadoc" / product.track;
+}
+
 } // namespace
 
 SampleProduct makeSampleBundle(const fs::path &home, const SampleProductOptions &options) {
@@ -181,11 +144,8 @@ SampleProduct makeSampleBundle(const fs::path &home, const SampleProductOptions 
         options.bundle.empty() ? home / "Applications" / (product.editionName + ".app") : options.bundle;
     product.executable = product.bundle / "Contents/Linux" / product.editionName;
     product.helper = product.bundle / "Contents/Helpers" / (product.editionName + "Helper");
-
     product.library = home / ".local/share/Library";
-    const auto support = product.library / "Application Support/Brennic/Lumadoc" / product.track;
-    product.logs = support / product.editionName / "LumaLog";
-    product.messages = support / (lumadoc ? "Trellis-ProMessages" : "PellixMessages");
+    product.logs = supportFolder(product) / product.editionName / "LumaLog";
     product.crashReports = product.library / "Logs/DiagnosticReports";
     product.preferences = product.library / "Preferences" / (product.bundleIdentifier + ".plist");
     writeBundle(product, options);
@@ -194,8 +154,10 @@ SampleProduct makeSampleBundle(const fs::path &home, const SampleProductOptions 
 
 SampleProduct makeSampleProduct(const fs::path &home, const SampleProductOptions &options) {
     const SampleProduct product = makeSampleBundle(home, options);
-    writeLogs(product, options);
-    writeFile(product.preferences, preferences(product, options));
+    const bool lumadoc = options.edition == Edition::lumadoc;
+    writeLogs(product, supportFolder(product) / (lumadoc ? "Trellis-ProMessages" : "PellixMessages"),
+              options);
+    writeFile(product.preferences, preferences(product, options.version));
     writeFile(product.library / "Preferences/com.brennic.crashreporter.plist",
               propertyList(entry("DialogType", "none")));
     return product;

@@ -12,13 +12,9 @@ namespace sample_product {
 
 enum class Edition { lumadoc, pellix };
 
-/// The format of the product's preferences.
-enum class Preferences { xml, binary };
-
 struct SampleProductOptions {
     Edition edition = Edition::lumadoc;
-    /// The first digit of the last piece gives the track: 1 Beta, 2 QZ, any other Trunk. Binary preferences
-    /// are those of this default.
+    /// The first digit of the last piece gives the track: 1 Beta, 2 QZ, any other Trunk.
     std::string version = "10.003.20112";
     /// Where the bundle goes; empty: "Applications/<edition>.app" in the home folder.
     std::filesystem::path bundle = {};
@@ -26,14 +22,8 @@ struct SampleProductOptions {
     /// The size of the product's own log folder, to the byte, and the number of files in it.
     std::uint64_t logBytes = 400'000;
     std::size_t logFiles = 14;
-    /// The size of the message folder, to the byte.
-    std::uint64_t messageBytes = 40'000;
-    /// Crash reports of the product. Reports of other programs are beside them.
-    std::size_t crashReports = 3;
     /// Fills the log folder with bytes that no archiver can make smaller.
     bool incompressible = false;
-
-    Preferences preferences = Preferences::xml;
 };
 
 /// What was made, and where.
@@ -48,9 +38,8 @@ struct SampleProduct {
     std::filesystem::path helper;
     /// The user's Library folder in this home.
     std::filesystem::path library;
-    /// Folders of the product's own logs, of its messages, and of all crash reports.
+    /// Folders of the product's own logs, and of all crash reports: three of the product, and others.
     std::filesystem::path logs;
-    std::filesystem::path messages;
     std::filesystem::path crashReports;
     /// The preference file, whether or not it was made.
     std::filesystem::path preferences;

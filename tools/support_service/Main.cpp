@@ -1,9 +1,9 @@
-// Runs the support service until SIGTERM or SIGINT, and prints a receipt for each upload.
+// Runs the support service until SIGTERM or SIGINT, and prints a receipt for each upload. In the folder that
+// its argument names are then the archives, the certificates to trust, and the port.
 #include "SupportService.h"
 #include "test_support/ArchiveReader.h"
 
-#include <QCommandLineParser>
-#include <QCoreApplication>
+#include <QCryptographicHash>
 #include <algorithm>
 #include <csignal>
 #include <iomanip>
@@ -23,7 +23,7 @@ std::string withoutControlCharacters(std::string text) {
 
 void printListing(const std::filesystem::path &archive) {
     try {
-        const auto items = test_support::listArchive(archive);
+        const auto items = test_support::readArchive(archive);
         std::cout << "  Listing  " << items.size() << " entries\n";
         for (const auto &[name, item] : items)
             std::cout << std::setw(12) << item.content.size() << "  " << withoutControlCharacters(name)
@@ -34,85 +34,45 @@ void printListing(const std::filesystem::path &archive) {
 }
 
 void printReceipt(const Receipt &receipt) {
-    const auto named = [](const std::string &text, const char *none) {
-        return text.empty() ? none : withoutControlCharacters(text);
-    };
-    std::cout << (receipt.complete ? "Received " : "Received in part ")
-              << named(receipt.fileName, "an upload without a name") << "\n  Log ID   "
-              << named(receipt.logId, "none") << "\n  Size     " << receipt.sizeBytes << " bytes\n"
-              << "  SHA-256  " << named(receipt.sha256, "none") << '\n';
+    const std::string name = withoutControlCharacters(receipt.fileName);
+    const auto logId = QString::fromStdString(name).section(u'_', 1, 1).toStdString();
+    std::cout << (receipt.complete ? "Received " : "Received in part ") << name << "\n  Log ID   " << logId
+              << "\n  Size     " << receipt.sizeBytes << " bytes\n";
     if (!receipt.problem.empty())
         std::cout << "  Problem  " << receipt.problem << '\n';
-    if (!receipt.archive.empty()) {
-        std::cout << "  Stored   " << receipt.archive.string() << '\n';
+    if (receipt.complete) {
+        const auto content = test_support::readFile(receipt.archive);
+        std::cout << "  SHA-256  "
+                  << QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex().constData()
+                  << "\n  Stored   " << receipt.archive.string() << '\n';
         printListing(receipt.archive);
     }
     std::cout.flush();
 }
 
-/// Whoever waits for the file finds it whole.
-void writeReadyFile(const std::filesystem::path &path, int port) {
-    auto beside = path;
-    beside += ".part";
-    test_support::writeFile(beside, QByteArray::number(port) + '\n');
-    std::filesystem::rename(beside, path);
-}
+} // namespace
 
-sigset_t endSignals() {
+int main(int count, char **arguments) {
+    if (count != 2) {
+        std::cerr << "Usage: support_service FOLDER\n";
+        return 2;
+    }
+    // Archives hold a user's data.
+    umask(077);
+    // Before there are threads, which would take the signals otherwise.
     sigset_t ends;
     sigemptyset(&ends);
     sigaddset(&ends, SIGTERM);
     sigaddset(&ends, SIGINT);
-    return ends;
-}
-
-int run(const QStringList &arguments) {
-    QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral(
-        "Receives uploads over HTTPS on 127.0.0.1, keeps them and prints a receipt for each."));
-    parser.addHelpOption();
-    const auto option = [&](const char *name, const char *value, const char *description) {
-        parser.addOption({QLatin1String(name), QLatin1String(description), QLatin1String(value)});
-        return [&parser, name] { return parser.value(QLatin1String(name)).toStdString(); };
-    };
-    const auto store = option("store", "folder", "Where archives are kept (a temporary folder).");
-    const auto certificateFile =
-        option("certificate-file", "path", "Where the certificate to trust is written (a temporary file).");
-    const auto readyFile = option("ready-file", "path", "Written with the port as soon as it listens.");
-    const auto status = option("status", "number", "Answers with this status (200).");
-    parser.process(arguments);
-
-    SupportService service({.store = store(),
-                            .certificateFile = certificateFile(),
-                            .keepBodies = false,
-                            .onReceipt = printReceipt});
-    Behaviour behaviour;
-    behaviour.status = status().empty() ? behaviour.status : std::stoi(status());
-    service.setBehaviour(behaviour);
+    sigprocmask(SIG_BLOCK, &ends, nullptr);
+    const std::filesystem::path folder = arguments[1];
+    const SupportService service({.folder = folder, .keepBodies = false, .onReceipt = printReceipt});
     std::cout << "Listening on https://" << service.host() << SupportService::uploadPath << "\n"
               << "Trust: SSL_CERT_FILE=" << service.certificateFile().string() << std::endl;
-    if (!readyFile().empty())
-        writeReadyFile(readyFile(), service.port());
-
-    const sigset_t ends = endSignals();
+    // Whoever waits for the file finds it whole.
+    test_support::writeFile(folder / "port.part", QByteArray::number(service.port()) + '\n');
+    std::filesystem::rename(folder / "port.part", folder / "port");
     int received = 0;
     sigwait(&ends, &received);
     return 0;
-}
-
-} // namespace
-
-int main(int count, char **arguments) {
-    // Archives hold a user's data.
-    umask(077);
-    // Before there are threads, which would take the signals otherwise.
-    const sigset_t ends = endSignals();
-    sigprocmask(SIG_BLOCK, &ends, nullptr);
-    const QCoreApplication application(count, arguments);
-    try {
-        return run(QCoreApplication::arguments());
-    } catch (const std::exception &error) {
-        std::cerr << "support_service: " << error.what() << '\n';
-        return 1;
-    }
 }

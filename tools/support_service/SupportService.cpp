@@ -1,77 +1,96 @@
 #include "SupportService.h"
 
-#include "UploadBody.h"
-
-#include <QCryptographicHash>
 #include <algorithm>
+#include <regex>
+#include <strings.h>
 
 namespace support_service {
 
 namespace {
 
-/// A name from outside as a name on disk: what could lead out of the folder, or hide, is replaced.
-std::string storedName(std::size_t index, std::string name) {
-    const auto isPlain = [](unsigned char c) {
-        return std::isalnum(c) != 0 || c == '.' || c == '_' || c == '-';
-    };
-    std::replace_if(
-        name.begin(), name.end(), [&](char c) { return !isPlain(static_cast<unsigned char>(c)); }, '_');
-    return std::to_string(index + 1) + "-" + name.substr(0, 200);
+/// Takes an upload's body apart: one multipart form part named "file". The format is held byte for byte,
+/// blanks and line breaks included, and nothing may precede or follow the part. `content` is the archive.
+Receipt examined(const std::string &contentType, std::string_view body, std::string_view &content) {
+    static const std::regex form("multipart/form-data; boundary=([0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12})");
+    std::smatch match;
+    if (!std::regex_match(contentType, match, form))
+        return {.problem = "the content type is not multipart form data with a UUID as its boundary"};
+    const std::string dashes = "\r\n--" + match.str(1);
+    const std::string before = dashes + "\r\nContent-Disposition: form-data; name=\"file\"; filename=\"";
+    const std::string between = "\"\r\nContent-Type: application/octet-stream\r\n\r\n";
+    const std::string after = dashes + "--\r\n";
+    const std::size_t begin = body.find(between) + between.size();
+    if (!body.starts_with(before) || begin < before.size() + between.size())
+        return {.problem = "the body does not begin as the part of a file named \"file\" does"};
+    content = body.substr(begin);
+    const bool isClosed = content.ends_with(after);
+    content.remove_suffix(isClosed ? after.size() : 0);
+    Receipt receipt{.fileName =
+                        std::string(body.substr(before.size(), begin - between.size() - before.size())),
+                    .sizeBytes = content.size(),
+                    .complete = isClosed};
+    if (content.find(dashes) != std::string_view::npos)
+        return {.problem = "what follows the archive is not the closing boundary alone"};
+    if (!isClosed)
+        receipt.problem = "the body broke off before its closing boundary";
+    return receipt;
 }
 
-QByteArray rawBytes(std::string_view text) {
-    return QByteArray::fromRawData(text.data(), static_cast<qsizetype>(text.size()));
-}
-
-std::string sha256(std::string_view bytes) {
-    return QCryptographicHash::hash(rawBytes(bytes), QCryptographicHash::Sha256).toHex().toStdString();
-}
-
-bool isUpload(const RequestHead &head) {
-    return head.method == "POST" && head.target == SupportService::uploadPath;
-}
-
-/// Keeps a reader to so many bytes per second.
-class Pace {
-public:
-    explicit Pace(std::uint64_t bytesPerSecond)
-        : m_bytesPerSecond(bytesPerSecond) {}
-
-    std::size_t pieceBytes() const {
-        constexpr std::uint64_t largest = 64 * 1024;
-        return m_bytesPerSecond == 0 ? largest : std::clamp<std::uint64_t>(m_bytesPerSecond / 20, 1, largest);
+std::optional<ReceivedRequest> readHead(TlsConnection &connection) {
+    auto line = connection.readLine();
+    if (!line)
+        return std::nullopt;
+    const std::size_t space = line->find(' ');
+    ReceivedRequest request{line->substr(0, space), line->substr(space + 1, line->rfind(' ') - space - 1)};
+    while ((line = connection.readLine()) && !line->empty()) {
+        const std::size_t colon = line->find(": ");
+        if (colon == std::string::npos)
+            return std::nullopt;
+        request.headers.emplace_back(line->substr(0, colon), line->substr(colon + 2));
     }
-    /// The time to wait after `count` more bytes.
-    std::chrono::milliseconds pauseAfter(std::size_t count) {
-        using namespace std::chrono;
-        if (m_bytesPerSecond == 0)
-            return {};
-        m_bytes += count;
-        const auto due = m_begin + milliseconds(1000 * m_bytes / m_bytesPerSecond);
-        return std::max(milliseconds(0), duration_cast<milliseconds>(due - steady_clock::now()));
-    }
+    return line ? std::optional(request) : std::nullopt;
+}
 
-private:
-    const std::uint64_t m_bytesPerSecond;
-    const std::chrono::steady_clock::time_point m_begin = std::chrono::steady_clock::now();
-    std::uint64_t m_bytes = 0;
-};
+/// True when another request may follow on the connection.
+bool sendAnswer(TlsConnection &connection, const Behaviour &how) {
+    if (how.rawAnswer) {
+        connection.send(*how.rawAnswer);
+        while (!how.repeated.empty() && connection.wait(how.repeatInterval) &&
+               connection.send(how.repeated)) {
+        }
+        connection.breakOff();
+        return false;
+    }
+    constexpr int noContent = 204;
+    std::string head = "HTTP/1.1 " + std::to_string(how.status) + " Answer\r\n";
+    if (how.status != noContent)
+        head += "Content-Type: text/plain\r\nContent-Length: " + std::to_string(how.body.size()) + "\r\n";
+    if (how.location)
+        head += "Location: " + *how.location + "\r\n";
+    return connection.send(head + "\r\n" + how.body);
+}
 
 } // namespace
 
+std::string ReceivedRequest::header(std::string_view name) const {
+    const auto found = std::ranges::find_if(headers, [name](const auto &header) {
+        return header.first.size() == name.size() &&
+               strncasecmp(header.first.data(), name.data(), name.size()) == 0;
+    });
+    return found == headers.end() ? std::string() : found->second;
+}
+
 SupportService::SupportService(Options options)
     : m_options(std::move(options)) {
-    if (m_options.store.empty())
-        m_options.store = m_folder.path() / "archives";
-    if (m_options.certificateFile.empty())
-        m_options.certificateFile = m_folder.path() / "authority.pem";
-    std::filesystem::create_directories(m_options.store);
-    test_support::writeFile(m_options.certificateFile, QByteArray::fromStdString(m_authority.pem()));
+    if (m_options.folder.empty())
+        m_options.folder = m_folder.path();
+    test_support::writeFile(certificateFile(), QByteArray::fromStdString(m_certificates.trusted()));
     m_listener.emplace([this](int socket) { serve(socket); });
 }
 
-SupportService::~SupportService() {
-    m_stop.request_stop();
+void SupportService::setBehaviour(const Behaviour &behaviour) {
+    const std::lock_guard lock(m_mutex);
+    m_behaviour = behaviour;
 }
 
 void SupportService::setBehaviour(const Behaviour &behaviour, std::size_t count) {
@@ -79,136 +98,104 @@ void SupportService::setBehaviour(const Behaviour &behaviour, std::size_t count)
     m_nextBehaviours.insert(m_nextBehaviours.end(), count, behaviour);
 }
 
-void SupportService::serve(int socket) {
-    const auto context = contextForNextConnection();
-    if (!context)
-        return sleepUntilStopped(m_stop.get_token());
-    TlsConnection connection(socket, context.get());
-    if (!connection.handshake())
-        return;
-    while (serveRequest(connection)) {
-    }
-    connection.finish();
+void SupportService::setHandshake(Handshake handshake) {
+    const std::lock_guard lock(m_mutex);
+    m_handshake = handshake;
 }
 
-// None for a connection whose handshake is to hang.
-std::shared_ptr<SSL_CTX> SupportService::contextForNextConnection() {
-    const std::lock_guard lock(m_mutex);
-    if (m_handshake != Handshake::complete)
-        return m_handshake == Handshake::refuse ? contextWithoutCertificate() : nullptr;
-    return m_authority.serverContext(m_certificate);
+void SupportService::serve(int socket) {
+    const Handshake handshake = get(m_handshake);
+    if (handshake == Handshake::unanswered) {
+        waitOn(socket, forEver);
+        return;
+    }
+    TlsConnection connection(socket, m_certificates.serverContext(handshake).get());
+    while (serveRequest(connection)) {
+    }
 }
 
 bool SupportService::serveRequest(TlsConnection &connection) {
-    const auto head = readHead(connection);
-    if (!head)
+    const auto request = readHead(connection);
+    if (!request)
         return false;
     std::size_t index = 0;
-    const Behaviour how = begin(*head, index);
-    const auto stop = m_stop.get_token();
-
-    if (how.answerTime != AnswerTime::afterBody) {
-        if (!sleepUnlessStopped(stop, how.waitBeforeAnswer) || !sendAnswer(connection, how, stop))
-            connection.waitForHangUp();
-        else
-            receiveBody(connection, how, index, {connection, *head});
-        return false;
-    }
-    if (head->header("Expect") == "100-continue")
+    const Behaviour how = begin(*request, index);
+    const bool goesOn = !how.answersBeforeBody || sendAnswer(connection, how);
+    if (request->header("Expect") == "100-continue")
         connection.send("HTTP/1.1 100 Continue\r\n\r\n");
-    if (!receiveBody(connection, how, index, {connection, *head}))
+    const bool isWhole = goesOn && receive(connection, how, index);
+    if (!isWhole || how.answersBeforeBody)
         return false;
-    if (how.neverAnswer)
-        sleepUntilStopped(stop);
-    return sleepUnlessStopped(stop, how.waitBeforeAnswer) && sendAnswer(connection, how, stop);
+    return connection.wait(how.neverAnswer ? forEver : how.waitBeforeAnswer) && sendAnswer(connection, how);
 }
 
-Behaviour SupportService::begin(const RequestHead &head, std::size_t &index) {
+Behaviour SupportService::begin(const ReceivedRequest &request, std::size_t &index) {
     const std::lock_guard lock(m_mutex);
     index = m_requests.size();
-    m_requests.push_back({head});
+    m_requests.push_back(request);
     m_changed.notify_all();
     Behaviour how = m_behaviour;
     if (!m_nextBehaviours.empty()) {
         how = std::move(m_nextBehaviours.front());
         m_nextBehaviours.pop_front();
     }
-    if (!isUpload(head))
-        return {.status = head.target == uploadPath ? 405 : 404, .body = ""};
+    if (request.target != uploadPath || request.method != "POST")
+        return {.status = request.target == uploadPath ? 405 : 404, .body = ""};
     return how;
 }
 
-bool SupportService::receiveBody(TlsConnection &connection, const Behaviour &how, std::size_t index,
-                                 BodyReader reader) {
-    const auto limit = how.stopReadingAfterBytes ? how.stopReadingAfterBytes : how.resetAfterBytes;
-    Pace pace(how.readBytesPerSecond);
+// Reads the body, and keeps it with a receipt. True when it arrived to its end.
+bool SupportService::receive(TlsConnection &connection, const Behaviour &how, std::size_t index) {
+    const ReceivedRequest request = requests().at(index);
+    const std::uint64_t size = std::stoull("0" + request.header("Content-Length"));
+    const std::string body = readBody(connection, how, size);
+    const bool isWhole = body.size() == size;
+    if (request.method == "POST" && request.target == uploadPath) {
+        std::string_view content;
+        Receipt receipt = examined(request.header("Content-Type"), body, content);
+        if (receipt.complete) {
+            receipt.archive = m_options.folder / (std::to_string(index + 1) + ".zip");
+            test_support::writeFile(receipt.archive,
+                                    {content.data(), static_cast<qsizetype>(content.size())});
+        }
+        const std::lock_guard lock(m_mutex);
+        m_options.onReceipt(receipt);
+        m_receipts.push_back(receipt);
+    }
+    const std::lock_guard lock(m_mutex);
+    if (m_options.keepBodies)
+        m_requests.at(index).body = std::make_shared<const std::string>(body);
+    m_changed.notify_all();
+    return isWhole;
+}
+
+// Ends early as the behaviour says, or when the connection ends.
+std::string SupportService::readBody(TlsConnection &connection, const Behaviour &how, std::uint64_t size) {
+    using namespace std::chrono;
+    constexpr std::uint64_t largestPiece = 64 * 1024;
+    const auto rate = how.readBytesPerSecond;
+    const auto piece = rate == 0 ? largestPiece : std::clamp<std::uint64_t>(rate / 20, 1, largestPiece);
+    const auto most = std::min(size, how.stopReadingAfterBytes.value_or(how.resetAfterBytes.value_or(size)));
+    const auto start = steady_clock::now();
     std::string body;
-    while (!limit || body.size() < *limit) {
-        const std::size_t most =
-            limit ? std::min<std::uint64_t>(*limit - body.size(), pace.pieceBytes()) : pace.pieceBytes();
-        const std::string bytes = reader.next(most);
+    while (body.size() < most) {
+        const std::string bytes = connection.read(std::min(piece, most - body.size()));
         if (bytes.empty())
-            break;
+            return body;
         body += bytes;
         {
             const std::lock_guard lock(m_mutex);
             m_bodyBytes += bytes.size();
             m_changed.notify_all();
         }
-        if (const auto pause = pace.pauseAfter(bytes.size()); pause.count() > 0)
-            sleepUnlessStopped(m_stop.get_token(), pause);
+        const auto due = rate == 0 ? start : start + milliseconds(1000 * body.size() / rate);
+        connection.wait(std::max(milliseconds(0), duration_cast<milliseconds>(due - steady_clock::now())));
     }
-    if (limit && body.size() == *limit) {
-        if (how.stopReadingAfterBytes)
-            sleepUntilStopped(m_stop.get_token());
-        else
-            connection.reset();
-    }
-    finish(index, std::move(body), reader.isWhole());
-    return reader.isWhole();
-}
-
-void SupportService::finish(std::size_t index, std::string body, bool isWhole) {
-    const auto kept = std::make_shared<const std::string>(std::move(body));
-    RequestHead head;
-    {
-        const std::lock_guard lock(m_mutex);
-        head = m_requests.at(index);
-        if (m_options.keepBodies)
-            m_requests.at(index).body = kept;
-    }
-    if (!isUpload(head))
-        return;
-    Receipt receipt = receiptFor(head, *kept, isWhole, index);
-    if (m_options.onReceipt) {
-        const std::lock_guard reporting(m_reporting);
-        m_options.onReceipt(receipt);
-    }
-    const std::lock_guard lock(m_mutex);
-    m_receipts.push_back(std::move(receipt));
-    m_changed.notify_all();
-}
-
-Receipt SupportService::receiptFor(const RequestHead &head, const std::string &body, bool isWhole,
-                                   std::size_t index) const {
-    Receipt receipt;
-    try {
-        const auto upload = parseUploadBody(head.header("Content-Type"), body);
-        receipt.fileName = upload.fileName;
-        receipt.logId = logIdFromFileName(upload.fileName);
-        receipt.sizeBytes = upload.content.size();
-        receipt.sha256 = sha256(upload.content);
-        receipt.complete = upload.complete && isWhole;
-        if (receipt.complete) {
-            receipt.archive = m_options.store / storedName(index, receipt.fileName);
-            test_support::writeFile(receipt.archive, rawBytes(upload.content));
-        } else {
-            receipt.problem = "the body broke off before its closing boundary";
-        }
-    } catch (const std::exception &problem) {
-        receipt.problem = problem.what();
-    }
-    return receipt;
+    if (how.stopReadingAfterBytes)
+        connection.wait(forEver);
+    if (how.resetAfterBytes)
+        connection.breakOff();
+    return body;
 }
 
 } // namespace support_service

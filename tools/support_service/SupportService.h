@@ -5,48 +5,83 @@
 // whatever it is doing. Any thread may call any operation at any time.
 #pragma once
 
-#include "Exchange.h"
+#include "Tls.h"
 #include "test_support/LoopbackListener.h"
 #include "test_support/ScratchHome.h"
 
 #include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <filesystem>
 #include <functional>
 #include <mutex>
+#include <utility>
+#include <vector>
 
 namespace support_service {
 
+/// How an upload is treated: well by default. The values combine:
+/// service.setBehaviour({.status = 503, .body = "Busy"});
+struct Behaviour {
+    // Reading the request's body.
+    /// 0 is as fast as they come.
+    std::uint64_t readBytesPerSecond = 0;
+    /// After so many bytes nothing more is read and the connection stays open, or it is reset.
+    std::optional<std::uint64_t> stopReadingAfterBytes = std::nullopt;
+    std::optional<std::uint64_t> resetAfterBytes = std::nullopt;
+
+    // Answering.
+    /// After the headers; the body is read afterwards.
+    bool answersBeforeBody = false;
+    std::chrono::milliseconds waitBeforeAnswer{0};
+    /// The connection stays open.
+    bool neverAnswer = false;
+    int status = 200;
+    std::string body = "Received.";
+    /// A "Location" header, which turns a status in the 300s into a redirect.
+    std::optional<std::string> location = std::nullopt;
+    /// In the place of status, headers and body: these bytes, then those of `repeated` over and over, each
+    /// time after the interval. When there are none, the connection is reset.
+    std::optional<std::string> rawAnswer = std::nullopt;
+    std::string repeated = {};
+    std::chrono::milliseconds repeatInterval{0};
+};
+
+struct ReceivedRequest {
+    std::string method;
+    /// Path and query, as sent.
+    std::string target;
+    /// Names and values as sent, in their order.
+    std::vector<std::pair<std::string, std::string>> headers = {};
+    /// The bytes of the body that were read; absent while it is being read, and without `keepBodies`.
+    std::shared_ptr<const std::string> body = nullptr;
+
+    /// The value of the first header with this name, in any case; empty when there is none.
+    std::string header(std::string_view name) const;
+};
+
 /// What became of one upload.
 struct Receipt {
-    /// As the client named it, and the Log ID in that name; both empty when the body has another format.
-    std::string fileName;
-    std::string logId;
-    /// The archive's bytes that arrived, and their SHA-256 in hexadecimal.
+    /// As the client named it; empty when the body has another format.
+    std::string fileName = {};
+    /// The archive's bytes that arrived.
     std::uint64_t sizeBytes = 0;
-    std::string sha256;
     /// The body arrived to its end and has the upload format throughout.
     bool complete = false;
     /// What is wrong with the body; empty when nothing is.
-    std::string problem;
+    std::string problem = {};
     /// Where the archive was stored; empty when the body was not complete.
-    std::filesystem::path archive;
-};
-
-struct ReceivedRequest : RequestHead {
-    /// The bytes of the body that were read; absent while it is being read, and without `keepBodies`.
-    std::shared_ptr<const std::string> body = nullptr;
+    std::filesystem::path archive = {};
 };
 
 struct Options {
-    /// Where archives are stored. Empty: in a temporary folder that goes with the service.
-    std::filesystem::path store = {};
-    /// Where the authority's certificate is written, as PEM. Empty: in that folder.
-    std::filesystem::path certificateFile = {};
+    /// Where archives and the certificates to trust are written. Empty: a temporary folder.
+    std::filesystem::path folder = {};
     /// Keeps every request's body in memory, for `requests`.
     bool keepBodies = true;
-    /// Called in a thread of the service with each receipt, one at a time, before the answer is sent.
-    std::function<void(const Receipt &)> onReceipt = nullptr;
+    /// Called in a thread of the service with each receipt, one at a time, before the answer is sent. May not
+    /// call the service.
+    std::function<void(const Receipt &)> onReceipt = [](const Receipt &) {};
 };
 
 class SupportService {
@@ -56,23 +91,19 @@ public:
 
     /// Listens on a free port when it returns. Throws std::exception when it cannot.
     explicit SupportService(Options options = {});
-    ~SupportService();
-    SupportService(const SupportService &) = delete;
-    SupportService &operator=(const SupportService &) = delete;
 
     int port() const { return m_listener->port(); }
     /// "localhost:" and the port: a name that the good certificate is valid for.
     std::string host() const { return "localhost:" + std::to_string(port()); }
     /// What a client is to trust (SSL_CERT_FILE).
-    std::filesystem::path certificateFile() const { return m_options.certificateFile; }
+    std::filesystem::path certificateFile() const { return m_options.folder / "authority.pem"; }
 
     /// For the requests whose headers arrive from now on; replaces what was set before.
-    void setBehaviour(const Behaviour &behaviour) { set(m_behaviour, behaviour); }
+    void setBehaviour(const Behaviour &behaviour);
     /// For the next `count` requests only; then as before. Further calls queue.
     void setBehaviour(const Behaviour &behaviour, std::size_t count);
     /// For connections made from now on.
-    void setCertificate(CertificateKind kind) { set(m_certificate, kind); }
-    void setHandshake(Handshake handshake) { set(m_handshake, handshake); }
+    void setHandshake(Handshake handshake);
 
     /// In the order in which their headers arrived.
     std::vector<ReceivedRequest> requests() const { return get(m_requests); }
@@ -101,11 +132,6 @@ private:
         const std::lock_guard lock(m_mutex);
         return member;
     }
-    template <typename Value>
-    void set(Value &member, const Value &value) {
-        const std::lock_guard lock(m_mutex);
-        member = value;
-    }
     template <typename Condition>
     bool waitFor(std::chrono::milliseconds limit, Condition condition) const {
         std::unique_lock lock(m_mutex);
@@ -114,25 +140,19 @@ private:
 
     // In a thread of their own for each connection.
     void serve(int socket);
-    std::shared_ptr<SSL_CTX> contextForNextConnection();
     bool serveRequest(TlsConnection &connection);
-    Behaviour begin(const RequestHead &head, std::size_t &index);
-    bool receiveBody(TlsConnection &connection, const Behaviour &how, std::size_t index, BodyReader reader);
-    void finish(std::size_t index, std::string body, bool isWhole);
-    Receipt receiptFor(const RequestHead &head, const std::string &body, bool isWhole,
-                       std::size_t index) const;
+    Behaviour begin(const ReceivedRequest &request, std::size_t &index);
+    bool receive(TlsConnection &connection, const Behaviour &how, std::size_t index);
+    std::string readBody(TlsConnection &connection, const Behaviour &how, std::uint64_t size);
 
     const test_support::ScratchFolder m_folder;
     Options m_options;
-    std::mutex m_reporting;
-    std::stop_source m_stop;
+    const Certificates m_certificates;
 
     mutable std::mutex m_mutex;
     mutable std::condition_variable m_changed;
     // Guarded by the mutex.
-    CertificateAuthority m_authority;
-    CertificateKind m_certificate = CertificateKind::good;
-    Handshake m_handshake = Handshake::complete;
+    Handshake m_handshake = Handshake::good;
     Behaviour m_behaviour;
     std::deque<Behaviour> m_nextBehaviours;
     std::vector<ReceivedRequest> m_requests;

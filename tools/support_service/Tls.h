@@ -1,57 +1,60 @@
-// TLS below HTTP: an authority that issues the service's certificates, good and bad, and one accepted
-// connection at the level of bytes: what is read, written, broken off, and when.
+// TLS below HTTP: the certificates that the service offers, good and bad, and one accepted connection.
 //
-// Nothing is kept on disk: the keys live in memory and go with their last holder. One thread at a time for
-// each object; the contexts that an authority gives may be used by any.
+// One thread at a time for each connection; the certificates may be used by any.
 #pragma once
 
-#include "Behaviour.h"
-
-#include <cstddef>
+#include <chrono>
+#include <map>
 #include <memory>
 #include <openssl/types.h>
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace support_service {
 
-class CertificateAuthority {
-public:
-    /// Throws std::runtime_error when OpenSSL fails; so do the operations.
-    explicit CertificateAuthority(const char *name = "Loopback support authority");
+/// What a client that connects is offered: a certificate, a fatal alert, or nothing ever.
+enum class Handshake { good, wrongHost, expired, notYetValid, untrusted, refused, unanswered };
 
-    /// A TLS server's side with a new certificate of this kind for localhost and 127.0.0.1.
-    std::shared_ptr<SSL_CTX> serverContext(CertificateKind kind);
-    /// This authority's own certificate as PEM text.
-    std::string pem() const;
+/// Long enough for every test.
+inline constexpr std::chrono::hours forEver{24};
+
+/// Each signs itself, so that trusting one is not trusting another. The key lives in memory alone.
+class Certificates {
+public:
+    /// Throws std::runtime_error when OpenSSL fails.
+    Certificates();
+
+    /// The server's side of TLS; without a certificate for `Handshake::refused`.
+    std::shared_ptr<SSL_CTX> serverContext(Handshake handshake) const;
+    /// What a client is to trust, as PEM text: all but the untrusted one.
+    std::string trusted() const;
 
 private:
     std::shared_ptr<EVP_PKEY> m_key;
-    std::shared_ptr<X509> m_certificate;
-    long m_lastSerial = 1;
+    std::map<Handshake, std::shared_ptr<X509>> m_certificates;
 };
 
-/// A TLS server's side without a certificate, which answers every handshake with a fatal alert.
-std::shared_ptr<SSL_CTX> contextWithoutCertificate();
+/// Waits so long; false as soon as the other side, or this process, has shut the socket down.
+bool waitOn(int socket, std::chrono::milliseconds time);
 
 /// The socket remains its caller's, who closes it.
 class TlsConnection {
 public:
+    /// Shakes hands. When that fails nothing is read or sent.
     TlsConnection(int socket, SSL_CTX *context);
+    /// Announces the end, unless the connection was broken off.
+    ~TlsConnection();
 
-    /// False when the client refuses, or is refused.
-    bool handshake();
     /// The bytes that arrive next, `most` at most; empty when no more will come.
     std::string read(std::size_t most);
+    /// A line without its line break; none when the connection ends before it.
+    std::optional<std::string> readLine();
     /// Writes everything; false when the connection is gone.
     bool send(std::string_view bytes);
-    /// Announces the end of what is written, as TLS has it.
-    void finish();
-    /// Makes the client see a reset as soon as the socket is closed. What was sent is delivered first.
-    void reset();
-    /// Waits, for one second at most, until the client's system has taken everything that was sent.
-    void waitUntilSent() const;
-    /// Waits, for one second at most, until the client has ended the connection.
-    void waitForHangUp() const;
+    bool wait(std::chrono::milliseconds time) const { return waitOn(m_socket, time); }
+    /// The client sees a reset once the socket is closed.
+    void breakOff();
 
 private:
     const int m_socket;
