@@ -2,12 +2,9 @@
 
 #include "test_support/Isolation.h"
 #include "test_support/LoggedTest.h"
-#include "test_support/ProgramRun.h"
 
 #include <fcntl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace {
@@ -56,20 +53,15 @@ TEST_F(Copying, TakesAFolderWithAllItsContentsForTheUserAlone) {
         EXPECT_EQ(fs::last_write_time(path), old);
 }
 
-TEST_F(Copying, LeavesOutPipesAndSocketsInAFolderWithOneLine) {
+TEST_F(Copying, LeavesOutPipesAndDevicesInAFolderWithOneLine) {
     writeFile(source / "a.log", "a");
-    ASSERT_EQ(::mkfifo((source / "pipe").c_str(), 0600), 0);
-    const int listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    struct sockaddr_un address {};
-    address.sun_family = AF_UNIX;
-    (source / "socket").native().copy(address.sun_path, sizeof address.sun_path - 1);
-    ASSERT_EQ(::bind(listener, reinterpret_cast<struct sockaddr *>(&address), sizeof address), 0);
+    for (const char *name : {"pipe", "other pipe"})
+        ASSERT_EQ(::mkfifo((source / name).c_str(), 0600), 0);
     EXPECT_TRUE(copyItem(source, destination));
-    ::close(listener);
     EXPECT_EQ(std::distance(fs::directory_iterator(destination), {}), 1);
     EXPECT_THAT(said(),
                 ElementsAre(testing::MatchesRegex("WARNING: Not copied from source: 2 pipes, sockets or "
-                                                  "devices, the first one being (pipe|socket)")));
+                                                  "devices, the first one being (other )?pipe")));
 }
 
 TEST_F(Copying, NeverReplacesOrMixesAnything) {
@@ -107,32 +99,6 @@ TEST_F(Copying, SaysWhatIsMissingOrCannotBeCopied) {
                                     "ERROR: Error copying copy: Operation not supported"));
 }
 
-TEST_F(Copying, GoesOnPastWhatCannotBeRead) {
-    for (const char *name : {"a.log", "b.log", "closed/c.log", "d.log"})
-        writeFile(source / name, name);
-    for (const char *name : {"b.log", "closed"})
-        fs::permissions(source / name, fs::perms::none);
-    // Root can read everything.
-    const bool isRoot = ::geteuid() == 0;
-    if (isRoot) {
-        for (const auto &entry : fs::recursive_directory_iterator(home.path()))
-            ASSERT_EQ(::lchown(entry.path().c_str(), 12345, 12345), 0);
-        ASSERT_EQ(::chown(home.path().c_str(), 12345, 12345), 0);
-    }
-    EXPECT_EQ(test_support::statusInChild([&] {
-                  if (isRoot && (::setgid(12345) != 0 || ::setuid(12345) != 0))
-                      return 99;
-                  return copyItem(source, destination) ? 1 : 0;
-              }),
-              0);
-    EXPECT_THAT(said(), ElementsAre("ERROR: Error copying copy: Permission denied"));
-    EXPECT_EQ(readFile(destination / "a.log"), "a.log");
-    EXPECT_EQ(readFile(destination / "d.log"), "d.log");
-    EXPECT_FALSE(fs::exists(destination / "b.log") || fs::exists(destination / "closed/c.log"));
-    for (const fs::path &folder : {source, destination})
-        fs::permissions(folder / "closed", fs::perms::owner_all);
-}
-
 TEST_F(Copying, LeavesNoPartOfAFileOnAFullDisk) {
     ASSERT_TRUE(test_support::hasOwnNamespaces()) << "this test mounts a small file system";
     writeFile(source / "big.log", QByteArray(2 << 20, 'x'));
@@ -160,29 +126,26 @@ TEST_F(Copying, GoesOnPastNestingBeyondTheLengthOfAPath) {
     EXPECT_EQ(readFile(destination / "a.log"), "a");
 }
 
-TEST_F(Copying, OfOneNamedFileReplacesWhateverIsThere) {
+TEST_F(Copying, OfOneNamedFileReplacesWhateverIsThereAndSaysWhatFailed) {
+    const fs::path copy = destination / "a name";
     writeFile(source / "a name", "new");
-    for (int i = 0; i < 2; ++i) {
-        CopyFiles(source, destination, "a name");
-        EXPECT_EQ(readFile(destination / "a name"), "new");
-        writeFile(destination / "a name", "old and longer");
-    }
     writeFile(home.path() / "target", "untouched");
-    fs::remove(destination / "a name");
-    fs::create_symlink(home.path() / "target", destination / "a name");
+    CopyFiles(source, destination, "a name");
+    writeFile(copy, "old and longer");
+    CopyFiles(source, destination, "a name");
+    EXPECT_EQ(readFile(copy), "new");
+    fs::remove(copy);
+    fs::create_symlink(home.path() / "target", copy);
     CopyFiles(source, destination, "a name");
     EXPECT_EQ(readFile(home.path() / "target"), "untouched");
-    EXPECT_FALSE(fs::is_symlink(destination / "a name"));
-    const std::string copied = "INFO: File copied successfully.";
-    EXPECT_THAT(said(), ElementsAre(copied, copied, copied));
-}
-
-TEST_F(Copying, OfOneNamedFileSaysWhatFailed) {
+    EXPECT_FALSE(fs::is_symlink(copy));
     CopyFiles(source, destination, "name");
     // A name of "." can be neither removed nor copied to.
     CopyFiles(source, destination, ".");
     CopyFiles(source, log / "below a file", "name");
-    EXPECT_THAT(said(), ElementsAre("ERROR: Error while copying file: No such file or directory",
+    const std::string copied = "INFO: File copied successfully.";
+    EXPECT_THAT(said(), ElementsAre(copied, copied, copied,
+                                    "ERROR: Error while copying file: No such file or directory",
                                     "ERROR: Error while removing existing file: Invalid argument",
                                     "ERROR: Error while creating directory: Not a directory"));
 }

@@ -36,10 +36,8 @@ QByteArray sustain(const QByteArray &value) {
 const QByteArray enableOn = enable("<array><integer>10</integer><integer>7</integer></array>");
 const QByteArray sustainOn = sustain("<array><integer>0</integer><true/></array>");
 const QByteArray allOn = dictionary(enableOn + sustainOn);
-const QByteArray oldEnable = "<array><integer>1</integer><integer>2</integer></array>";
-const QByteArray oldSustain = "<array><integer>3</integer><false/></array>";
-const QByteArray enableOld = enable(oldEnable);
-const QByteArray sustainOld = sustain(oldSustain);
+const QByteArray enableOld = enable("<array><integer>1</integer><integer>2</integer></array>");
+const QByteArray sustainOld = sustain("<array><integer>3</integer><false/></array>");
 
 // Preferences with this logging entry in `track`, or without one, in the layout that is written. The other
 // values have spellings that no writer would choose.
@@ -50,10 +48,6 @@ QByteArray preferences(const QByteArray &logging = {}, const QByteArray &track =
                         "</key><dict><key>Window</key><date>2020-01-02T03:04:05.5Z</date>" + entry +
                         "</dict>" + besides + "</dict>")
         .serialized(PropertyListFormat::xml);
-}
-
-QByteArray binary(const QByteArray &xml) {
-    return PropertyList::parse(xml)->serialized(PropertyListFormat::binary);
 }
 
 // Preferences that can be read and hold as many values as that allows.
@@ -124,39 +118,33 @@ TEST_F(LoggingSwitch, IsMadeOrLeftAsItIsAndPutBackKeyByKey) {
         {dictionary(enableOld + sustainOn), dictionary(enableOld)},
         {dictionary(enableOn + sustainOld), dictionary(sustainOld)},
         {dictionary(enableOld), dictionary(enableOld)},
-        {dictionary(sustainOld), dictionary(sustainOld)},
         {dictionary(sustainOn), "<dict/>"},
         {"<dict/>", "<dict/>"},
         {dictionary(enable("<string>on</string>") + sustainOn), "<dict/>"},
-        {dictionary(enable("<array/>") + sustain("<array/>")), "<dict/>"},
-        {dictionary(enable("<dict/>") + sustain("<integer>0</integer>")), "<dict/>"},
+        {dictionary(enable("<array/>") + sustain("<dict/>")), "<dict/>"},
         // Equal as numbers, and yet other values.
         {dictionary(reals + sustainOn), dictionary(reals)},
         {dictionary(enableOn + numbers), dictionary(numbers)},
         {dictionary(reversed + sustainOn), dictionary(reversed)},
     };
     for (const auto &[before, after] : cases) {
-        for (const bool isBinary : {false, true}) {
-            SCOPED_TRACE(before.constData());
-            const auto inFormat = [&](const QByteArray &xml) { return isBinary ? binary(xml) : xml; };
-            const bool isMade = !before.startsWith("<dict");
-            switchOn(inFormat(preferences(before)));
-            expectFile(inFormat(preferences(isMade ? allOn : before)));
-            EXPECT_TRUE(plistUpdated);
-            EXPECT_EQ(plistURL, file);
-            EXPECT_EQ(PropertyList::load(record),
-                      PropertyList::parse(
-                          recordOf(fileName, "<string>Trunk</string>", isMade ? "<true/>" : "<false/>")));
-            EXPECT_EQ(fs::symlink_status(record).permissions(), fs::perms(0600));
+        SCOPED_TRACE(before.constData());
+        const bool isMade = !before.startsWith("<dict");
+        switchOn(preferences(before));
+        expectFile(preferences(isMade ? allOn : before));
+        EXPECT_TRUE(plistUpdated);
+        EXPECT_EQ(plistURL, file);
+        EXPECT_EQ(PropertyList::load(record), PropertyList::parse(recordOf(fileName, "<string>Trunk</string>",
+                                                                           isMade ? "<true/>" : "<false/>")));
+        EXPECT_EQ(fs::symlink_status(record).permissions(), fs::perms(0600));
 
-            RevertLumaLogPList(true);
-            expectFile(inFormat(preferences(after)));
-            EXPECT_FALSE(plistUpdated);
-            EXPECT_TRUE(fs::is_empty(*tempSystemURL));
-            auto lines = newLines();
-            EXPECT_EQ(std::erase(lines, created), isMade ? 1U : 0U);
-            EXPECT_THAT(lines, ElementsAre(located(), synchronized));
-        }
+        RevertLumaLogPList(true);
+        expectFile(preferences(after));
+        EXPECT_FALSE(plistUpdated);
+        EXPECT_TRUE(fs::is_empty(*tempSystemURL));
+        auto lines = newLines();
+        EXPECT_EQ(std::erase(lines, created), isMade ? 1U : 0U);
+        EXPECT_THAT(lines, ElementsAre(located(), synchronized));
     }
 }
 
@@ -164,14 +152,12 @@ TEST_F(LoggingSwitch, IsPutBackIntoWhatTheProductWroteInTheMeantime) {
     const QByteArray other = "<key>Other</key><false/>";
     const QByteArray besides = "<key>New</key><date>2020-01-02T03:04:05Z</date>";
     const std::pair<QByteArray, QByteArray> cases[] = {
-        {binary(preferences(dictionary(enableOn + sustainOn + other), "Trunk", besides)),
-         binary(preferences(dictionary(enableOld + sustainOld + other), "Trunk", besides))},
+        {preferences(dictionary(enableOn + sustainOn + other), "Trunk", besides),
+         preferences(dictionary(enableOld + sustainOld + other), "Trunk", besides)},
         {preferences(), preferences(dictionary(enableOld + sustainOld))},
     };
     for (const auto &[now, after] : cases) {
         switchOn(preferences(dictionary(enableOld + sustainOld)));
-        EXPECT_EQ(existingEnableLumaLogging, propertyList(oldEnable));
-        EXPECT_EQ(existingSustainLumaLogging, propertyList(oldSustain));
         writeFile(file, now);
         RevertLumaLogPList(true);
         expectFile(after);
@@ -181,12 +167,9 @@ TEST_F(LoggingSwitch, IsPutBackIntoWhatTheProductWroteInTheMeantime) {
 TEST_F(LoggingSwitch, ThatIsOnOrHasNoPlaceIsLeftAloneWithoutAWord) {
     const QByteArray sameNumbers = enable("<array><integer>0xA</integer><integer>+7</integer></array>");
     for (const QByteArray &content :
-         withoutTheTrack() + QByteArrayList{preferences(allOn), binary(preferences(allOn)),
-                                            preferences(dictionary(sameNumbers + sustainOn)),
-                                            preferences().chopped(30), QByteArray(),
-                                            xmlList(QByteArray("<array>").repeated(100'000)),
-                                            preferences() + QByteArray(16 << 20, ' ')}) {
-        SCOPED_TRACE(content.left(200).constData());
+         withoutTheTrack() +
+             QByteArrayList{preferences(allOn), preferences(dictionary(sameNumbers + sustainOn))}) {
+        SCOPED_TRACE(content.constData());
         switchOn(content);
         EXPECT_TRUE(existingEnableLumaLogging.isEmptyArray());
         EXPECT_FALSE(plistUpdated || hasRecord());
@@ -194,16 +177,6 @@ TEST_F(LoggingSwitch, ThatIsOnOrHasNoPlaceIsLeftAloneWithoutAWord) {
         expectFile(content);
         EXPECT_THAT(newLines(), ElementsAre(located()));
     }
-    fs::remove(file);
-    EnableLumaLogging(true);
-    EXPECT_FALSE(fs::exists(file));
-    ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
-    EnableLumaLogging(true);
-    fs::remove(file);
-    fs::create_directory(file);
-    EnableLumaLogging(true);
-    EXPECT_FALSE(plistUpdated);
-    EXPECT_THAT(said(), ElementsAre(located(), located(), located()));
 }
 
 TEST_F(LoggingSwitch, NeedsItsFlagAProductAndAPreferencesFolder) {
@@ -227,15 +200,13 @@ TEST_F(LoggingSwitch, NeedsItsFlagAProductAndAPreferencesFolder) {
     expectFile(preferences(allOn));
 }
 
-TEST_F(LoggingSwitch, ThatCannotBeWrittenIsAnErrorLineAndLeavesNoRecord) {
+TEST_F(LoggingSwitch, ThatCannotBeWrittenIsAnErrorLineAndPuttingBackIsTriedAgainLater) {
     switchOn(fullPreferences());
     EXPECT_FALSE(plistUpdated || hasRecord());
     RevertLumaLogPList(true);
     expectFile(fullPreferences());
-    EXPECT_THAT(said(), ElementsAre(located(), created, "ERROR: Failed to synchronize plist changes."));
-}
+    EXPECT_THAT(newLines(), ElementsAre(located(), created, "ERROR: Failed to synchronize plist changes."));
 
-TEST_F(LoggingSwitch, ThatCannotBePutBackIsTriedAgainLater) {
     switchOn(preferences(dictionary(enableOld)));
     newLines();
     for (const QByteArray &content : withoutTheTrack() + QByteArrayList{fullPreferences()}) {
@@ -244,10 +215,6 @@ TEST_F(LoggingSwitch, ThatCannotBePutBackIsTriedAgainLater) {
         EXPECT_TRUE(plistUpdated && hasRecord());
         expectFile(content);
     }
-    fs::remove(file);
-    RevertLumaLogPList(true);
-    EXPECT_TRUE(plistUpdated);
-    EXPECT_FALSE(fs::exists(file));
     EXPECT_THAT(newLines(),
                 ElementsAre("ERROR: RevertLumaLogPList Failed to update plist. URL: " + file.native()));
     writeFile(file, preferences(allOn));
@@ -272,18 +239,7 @@ TEST_F(LoggingSwitch, IsPutBackOnceFromTwoThreads) {
     }
 }
 
-TEST_F(LoggingSwitch, EndsTheProcessWithoutWhatMustBeKnown) {
-    lumadocOrPellix.reset();
-    GetLumaLogs(false);
-    EXPECT_EXIT(GetLumaLogs(true), testing::ExitedWithCode(1), "The product's edition is not known.");
-    plistUpdated = true;
-    EXPECT_EXIT(RevertLumaLogPList(true), testing::ExitedWithCode(1),
-                "The product's preference file is not known.");
-}
-
-using ProductLogs = LoggingSwitch;
-
-TEST_F(ProductLogs, AreThoseOfTheTrackAndEdition) {
+TEST_F(LoggingSwitch, GoesWithTheProductsLogsOfTheTrackAndEdition) {
     flavour = QStringLiteral("Beta%2");
     lumadocOrPellix = QStringLiteral("Pellix");
     const fs::path logs = *userLibraryURL / "Application Support/Brennic/Lumadoc/Beta%2/Pellix/LumaLog";
@@ -293,11 +249,14 @@ TEST_F(ProductLogs, AreThoseOfTheTrackAndEdition) {
     EXPECT_EQ(readFile(*tempOutputURL / "LumaLog/inner/a.log"), "content");
     userLibraryURL.reset();
     GetLumaLogs(true);
-    userLibraryURL = home.library();
-    tempOutputURL.reset();
-    GetLumaLogs(true);
-    const std::string unset = "WARNING: Invalid source or destination URL";
-    EXPECT_THAT(said(), ElementsAre("ERROR: Error copying LumaLog: No such file or directory", unset, unset));
+    EXPECT_THAT(said(), ElementsAre("ERROR: Error copying LumaLog: No such file or directory",
+                                    "WARNING: Invalid source or destination URL"));
+    const testing::ExitedWithCode failed(1);
+    lumadocOrPellix.reset();
+    GetLumaLogs(false);
+    EXPECT_EXIT(GetLumaLogs(true), failed, "The product's edition is not known.");
+    plistUpdated = true;
+    EXPECT_EXIT(RevertLumaLogPList(true), failed, "The product's preference file is not known.");
 }
 
 // A run that was killed with the switch on, and the next start.
@@ -381,16 +340,12 @@ TEST_F(InterruptedRun, IsPutBackUnlessTheProductHasChangedIt) {
         {"", "", nothing},
     };
     for (const auto &[now, after, done] : cases) {
-        for (const bool isBinary : {false, true}) {
-            SCOPED_TRACE(done);
-            const auto inFormat = [&](const QByteArray &logging) {
-                const auto xml = preferences(logging, "Trunk", "<key>Beta</key>" + dictionary(enableOn));
-                return isBinary ? binary(xml) : xml;
-            };
-            switchOnAndForget(inFormat(""));
-            writeFile(file, inFormat(now));
-            expectRestart(done, inFormat(after));
-        }
+        const auto around = [](const QByteArray &logging) {
+            return preferences(logging, "Trunk", "<key>Beta</key>" + dictionary(enableOn));
+        };
+        switchOnAndForget(around(""));
+        writeFile(file, around(now));
+        expectRestart(done, around(after));
     }
 }
 
@@ -435,15 +390,11 @@ TEST_F(InterruptedRun, RemovesARecordThatThisProgramDidNotWriteAndChangesNothing
         expectFile(before);
         EXPECT_EQ(readFile(outside), before);
     }
-    // Nor is one read through a link, from a pipe or from a folder.
-    const fs::path elsewhere = home.path() / "record";
-    writeFile(elsewhere, good);
-    fs::create_symlink(elsewhere, record);
+    // Nor is one read through a link or from a pipe.
+    writeFile(home.path() / "record", good);
+    fs::create_symlink(home.path() / "record", record);
     expectRecordRemoved();
-    EXPECT_TRUE(fs::exists(elsewhere));
     ASSERT_EQ(::mkfifo(record.c_str(), 0600), 0);
-    expectRecordRemoved();
-    fs::create_directory(record);
     expectRecordRemoved();
     expectFile(before);
     writeFile(record, good);
