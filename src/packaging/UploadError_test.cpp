@@ -54,9 +54,4 @@ TEST(UploadError, OfEveryFailureOfTheTransportHasItsCodeAndSentence) {
     }
 }
 
-TEST(UploadError, WithoutASentenceIsDescribedByDomainAndCode) {
-    EXPECT_EQ((UploadError{QStringLiteral("domain"), 7, {}}).localizedDescription(),
-              QStringLiteral("The operation couldn’t be completed. (domain error 7.)"));
-}
-
 } // namespace

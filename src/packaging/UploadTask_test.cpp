@@ -24,16 +24,13 @@ class UploadTaskTest : public testing::Test {
 protected:
     void SetUp() override { m_trust.emplace("SSL_CERT_FILE", service.certificateFile().native()); }
 
-    void start(const QByteArray &content, UploadLimits limits = {}) {
-        startTo(service.host(), content, limits);
-    }
-    void startTo(const std::string &host, const QByteArray &content, UploadLimits limits = {}) {
+    void start(const QByteArray &content, UploadLimits limits = {}, const std::string &host = {}) {
         const auto file = home.path() / "archive.zip";
         test_support::writeFile(file, content);
         UploadRequest request;
         std::error_code error;
         request.archive = platform::openRegularFile(file, request.archiveBytes, error);
-        request.url = QByteArray::fromStdString("https://" + host + path);
+        request.url = QByteArray::fromStdString("https://" + (host.empty() ? service.host() : host) + path);
         request.contentType = "multipart/form-data; boundary=B";
         // A body that the service takes.
         request.head = "\r\n--B\r\n";
@@ -220,7 +217,7 @@ TEST_F(UploadTaskTest, SendsNothingWithoutAConnectionThatItTrusts) {
                                          {hangsUp.port(), secureConnectionFailed},
                                          {1, cannotConnectToHost}};
     for (const auto &[port, expected] : ports) {
-        startTo("localhost:" + std::to_string(port), "content");
+        start("content", {}, "localhost:" + std::to_string(port));
         EXPECT_EQ(code(waitForEnd()), expected);
     }
 }
