@@ -3,6 +3,8 @@
 #include "test_support/ScratchHome.h"
 
 #include <QCryptographicHash>
+#include <algorithm>
+#include <iterator>
 #include <sstream>
 #include <sys/stat.h>
 
@@ -43,16 +45,11 @@ std::map<std::string, std::string> treeOf(const fs::path &folder, const fs::path
 
 std::vector<std::string> differences(const std::map<std::string, std::string> &before,
                                      const std::map<std::string, std::string> &after) {
+    std::vector<std::pair<std::string, std::string>> entries;
+    std::ranges::set_symmetric_difference(before, after, std::back_inserter(entries));
     std::vector<std::string> result;
-    const auto addMissing = [&result](const char *what, const auto &from, const auto &in) {
-        for (const auto &[path, description] : from) {
-            const auto found = in.find(path);
-            if (found == in.end() || found->second != description)
-                result.push_back(what + path + ": " + description);
-        }
-    };
-    addMissing("before: ", before, after);
-    addMissing("after: ", after, before);
+    for (const auto &[path, description] : entries)
+        result.push_back(path + ": " + description);
     return result;
 }
 

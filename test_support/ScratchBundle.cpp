@@ -14,22 +14,15 @@ ScratchBundle::ScratchBundle(const fs::path &shipped, const fs::path &folder)
     fs::copy(shipped, m_path, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
 }
 
-fs::path ScratchBundle::executable() const {
-    return m_path / "Contents/Linux" / m_path.stem();
-}
-
-fs::path ScratchBundle::info() const {
-    return m_path / "Contents/Info.plist";
-}
-
 void ScratchBundle::setValue(const std::string &key, const std::string &value) const {
     const QString name = QStringLiteral("<key>%1</key>").arg(QString::fromStdString(key));
     const QRegularExpression entry(name + QStringLiteral("\\s*<(string>[^<]*</string|true/|false/)>"));
-    QString text = QString::fromUtf8(readFile(info()));
+    const fs::path info = m_path / "Contents/Info.plist";
+    QString text = QString::fromUtf8(readFile(info));
     if (!text.contains(entry))
         throw std::runtime_error("Info.plist has no " + key);
     text.replace(entry, value.empty() ? QString() : name + QString::fromStdString(value));
-    writeFile(info(), text.toUtf8());
+    writeFile(info, text.toUtf8());
 }
 
 } // namespace test_support

@@ -13,8 +13,7 @@ public:
     ScratchBundle(const std::filesystem::path &shipped, const std::filesystem::path &folder);
 
     const std::filesystem::path &path() const { return m_path; }
-    std::filesystem::path executable() const;
-    std::filesystem::path info() const;
+    std::filesystem::path executable() const { return m_path / "Contents/Linux" / m_path.stem(); }
 
     /// Replaces a value of the bundle's Info.plist, which must be there, by this one in XML; by nothing: with
     /// its key.

@@ -15,22 +15,12 @@ using test_support::ProgramRun;
 namespace {
 
 constexpr char started[] = "----------------------------Application Started----------------------------";
-constexpr char logName[] = "LumadocDiagnosticsDebugOutput.log";
+constexpr char runFolderLine[] = "Directory created: (\\S+/Output/[0-9]{14})[/\n]";
 
 void replaceAll(std::string &text, const std::string &what, const std::string &with) {
     for (std::size_t at = text.find(what); !what.empty() && at != std::string::npos;
          at = text.find(what, at + with.size()))
         text.replace(at, what.size(), with);
-}
-
-// The last run in the log, without its time stamps.
-std::string lastRun(const fs::path &file) {
-    const QStringList lines = test_support::logLines(file);
-    const qsizetype first = std::max<qsizetype>(0, lines.lastIndexOf(QString::fromLatin1(started)));
-    std::string text;
-    for (const QString &line : lines.mid(first))
-        text += line.toStdString() + '\n';
-    return text;
 }
 
 std::string lastMatch(const std::string &text, const char *expression) {
@@ -58,15 +48,11 @@ sample_product::SampleProduct SilentRun::install(const sample_product::SamplePro
 }
 
 ProgramOptions SilentRun::program(const std::vector<std::string> &arguments) const {
-    return {.program = bundle.executable(),
-            .arguments = arguments,
-            .variables = {{"SSL_CERT_FILE", service.certificateFile().native()},
-                          {"https_proxy", std::nullopt},
-                          {"HTTPS_PROXY", std::nullopt},
-                          {"all_proxy", std::nullopt},
-                          {"ALL_PROXY", std::nullopt},
-                          {"no_proxy", std::nullopt},
-                          {"NO_PROXY", std::nullopt}}};
+    ProgramOptions options{.program = bundle.executable(), .arguments = arguments};
+    options.variables.emplace_back("SSL_CERT_FILE", service.certificateFile().native());
+    for (const char *name : {"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY"})
+        options.variables.emplace_back(name, std::nullopt);
+    return options;
 }
 
 ProgramOptions SilentRun::programWith(const char *variable, const std::optional<std::string> &value) const {
@@ -100,27 +86,20 @@ void SilentRun::expectItStays(ProgramRun &running, const fs::path &file) const {
     EXPECT_EQ(service.connections(), 0U);
 }
 
-fs::path SilentRun::logFile() const {
-    return root() / "System" / logName;
-}
-
-fs::path SilentRun::firstLogFile() const {
-    return home.caches() / "Logs" / logName;
-}
-
-std::string SilentRun::log() const {
-    return log(logFile());
-}
-
 std::string SilentRun::log(const fs::path &file) const {
     std::string text = lastRun(file);
-    const std::string runPath = lastMatch(text, "Directory created: (\\S+/Output/[0-9]{14})[/\n]");
-    replaceAll(text, runPath, "RUN");
+    replaceAll(text, lastMatch(text, runFolderLine), "RUN");
     replaceAll(text, root().native(), "ROOT");
     replaceAll(text, bundle.executable().native(), "PROGRAM");
     replaceAll(text, home.path().native(), "~");
     replaceAll(text, lastMatch(text, "lumaMacLog_([-0-9a-f]{36})_"), "LOGID");
     return text;
+}
+
+std::string SilentRun::lastRun(const fs::path &file) {
+    const QStringList lines = test_support::logLines(file);
+    const qsizetype first = std::max<qsizetype>(0, lines.lastIndexOf(QString::fromLatin1(started)));
+    return (lines.mid(first).join(u'\n') + u'\n').toStdString();
 }
 
 std::string SilentRun::logBetween(const std::string &begin, const std::string &end) const {
@@ -159,9 +138,7 @@ std::string SilentRun::logId() const {
 }
 
 fs::path SilentRun::runFolder() const {
-    const std::string stamp =
-        lastMatch(lastRun(logFile()), "Directory created: \\S+/Output/([0-9]{14})[/\n]");
-    return stamp.empty() ? fs::path() : root() / "Output" / stamp;
+    return lastMatch(lastRun(logFile()), runFolderLine);
 }
 
 fs::path SilentRun::archive() const {
@@ -194,10 +171,7 @@ void SilentRun::expectArchiveKept() const {
 }
 
 std::map<std::string, test_support::ArchivedItem> SilentRun::received() const {
-    const auto receipts = service.receipts();
-    if (receipts.empty())
-        throw std::runtime_error("The service has received nothing");
-    return test_support::readArchive(receipts.back().archive);
+    return test_support::readArchive(service.receipts().at(service.receipts().size() - 1).archive);
 }
 
 std::map<std::string, std::string> SilentRun::receivedRecord() const {

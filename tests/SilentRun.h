@@ -46,13 +46,13 @@ protected:
     void expectItStays(test_support::ProgramRun &running, const std::filesystem::path &file) const;
 
     std::filesystem::path root() const { return home.library() / "LumadocDiagnostics"; }
-    std::filesystem::path logFile() const;
-    std::filesystem::path firstLogFile() const;
+    std::filesystem::path logFile() const { return root() / "System" / logName; }
+    std::filesystem::path firstLogFile() const { return home.caches() / "Logs" / logName; }
 
     /// The lines of the last run in the log, without time stamps, with these words in the place of what
     /// differs from run to run: ROOT (the program's folder), RUN (its run folder), LOGID, PROGRAM, and "~"
     /// for the home folder.
-    std::string log() const;
+    std::string log() const { return log(logFile()); }
     std::string log(const std::filesystem::path &file) const;
     /// What of it is between these texts; all of it, with a remark, when one is missing.
     std::string logBetween(const std::string &begin, const std::string &end) const;
@@ -79,9 +79,14 @@ protected:
     /// The texts of the run's record in it.
     std::map<std::string, std::string> receivedRecord() const;
 
+    static constexpr char logName[] = "LumadocDiagnosticsDebugOutput.log";
     test_support::ScratchHome home;
     support_service::SupportService service;
     test_support::ScratchBundle bundle;
+
+private:
+    // The lines of the last run in the log, without time stamps.
+    static std::string lastRun(const std::filesystem::path &file);
 };
 
 /// What the log says of a run of the small product, installed as Lumadoc, from its start to its archive.
