@@ -14,10 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void logCopyError(const std::error_code &error) {
-    Logger::logError(QStringLiteral("Error while copying files: ") + platform::description(error));
-}
-
 // The matching names in the order in which the file system lists them.
 std::vector<std::string> listMatchingNames(const fs::path &folder, const QStringList &patterns,
                                            std::error_code &error) {
@@ -62,6 +58,26 @@ std::error_code copyRecords(const std::vector<FileRecord> &records, const fs::pa
     return {};
 }
 
+std::error_code copyNewest(const fs::path &source, const fs::path &destination, int maxFileCount,
+                           std::int64_t maxFileSizeBytes, const QStringList &patterns) {
+    std::error_code error;
+    const auto names = listMatchingNames(source, patterns, error);
+    if (!error && !names.empty())
+        fs::create_directories(destination, error);
+    if (error)
+        return error;
+    const Selection selection = selectNewest(readRecords(source, names, error), maxFileSizeBytes);
+    if (error)
+        return error;
+    const auto found = static_cast<qint64>(selection.taken.size());
+    Logger::logInfo(
+        QStringLiteral("Total %1 files found: %2. Copying: %3 of size %4 kb. MaxFileCopyCount: %5")
+            .arg(printedList(patterns), QString::number(found),
+                 QString::number(std::min<qint64>(found, maxFileCount)),
+                 QString::number(selection.totalBytes >> 10), QString::number(maxFileCount)));
+    return copyRecords(selection.taken, source, destination, maxFileCount);
+}
+
 } // namespace
 
 bool containsAnyName(const std::string &name, const QStringList &patterns) {
@@ -98,28 +114,10 @@ bool copyFilesContainingName(const std::optional<fs::path> &sourceURL,
     std::error_code error;
     if (!fs::exists(*sourceURL, error))
         return true;
-    const auto names = listMatchingNames(*sourceURL, fileNames, error);
-    if (!error && !names.empty())
-        fs::create_directories(*destinationURL, error);
-    std::vector<FileRecord> records;
-    if (!error)
-        records = readRecords(*sourceURL, names, error);
-    if (error) {
-        logCopyError(error);
-        return false;
-    }
-    const Selection selection = selectNewest(std::move(records), maxFileSize);
-    const auto found = static_cast<qint64>(selection.taken.size());
-    Logger::logInfo(
-        QStringLiteral("Total %1 files found: %2. Copying: %3 of size %4 kb. MaxFileCopyCount: %5")
-            .arg(printedList(fileNames), QString::number(found),
-                 QString::number(std::min<qint64>(found, maxFileCount)),
-                 QString::number(selection.totalBytes >> 10), QString::number(maxFileCount)));
-    if ((error = copyRecords(selection.taken, *sourceURL, *destinationURL, maxFileCount))) {
-        logCopyError(error);
-        return false;
-    }
-    return true;
+    error = copyNewest(*sourceURL, *destinationURL, maxFileCount, maxFileSize, fileNames);
+    if (error)
+        Logger::logError(QStringLiteral("Error while copying files: ") + platform::description(error));
+    return !error;
 }
 
 } // namespace UtilityFunctions

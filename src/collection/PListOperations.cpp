@@ -9,7 +9,7 @@
 #include "platform/posix/FileSystem.h"
 #include "platform/posix/Text.h"
 
-#include <algorithm>
+#include <array>
 #include <mutex>
 
 namespace PListOperations {
@@ -21,8 +21,6 @@ using namespace UtilityFunctions;
 using platform::PropertyList;
 
 constexpr const char *loggingKey = "LumaLogging";
-constexpr const char *enableKey = "EnableLumaLogging";
-constexpr const char *sustainKey = "SustainLumaLogging";
 constexpr const char *recordFileKey = "PreferenceFile";
 constexpr const char *recordTrackKey = "Track";
 constexpr const char *recordMadeKey = "MadeKeys";
@@ -30,12 +28,18 @@ constexpr const char *recordMadeKey = "MadeKeys";
 // Held while the switch is written or put back.
 std::mutex switching;
 
-PropertyList enableValue() {
-    return PropertyList::array({PropertyList::integer(10), PropertyList::integer(7)});
-}
+// One key of the switch: its value while the switch is on, and where the product's own is kept meanwhile.
+struct Key {
+    const char *name;
+    PropertyList on;
+    PropertyList &existing;
+};
 
-PropertyList sustainValue() {
-    return PropertyList::array({PropertyList::integer(0), PropertyList::boolean(true)});
+std::array<Key, 2> keys() {
+    const auto integer = PropertyList::integer;
+    return {{{"EnableLumaLogging", PropertyList::array({integer(10), integer(7)}), existingEnableLumaLogging},
+             {"SustainLumaLogging", PropertyList::array({integer(0), PropertyList::boolean(true)}),
+              existingSustainLumaLogging}}};
 }
 
 // Without a workspace there is no record.
@@ -68,10 +72,8 @@ void removeRecord() {
 
 // Whoever wrote the record, only the product's preference files are changed because of it.
 bool isPreferenceFile(const QString &name) {
-    const QStringList &identifiers = LumadocBundleIndentifiers;
-    return std::any_of(identifiers.begin(), identifiers.end(), [&](const QString &identifier) {
-        return name == identifier + QStringLiteral(".plist");
-    });
+    const QString extension = QStringLiteral(".plist");
+    return name.endsWith(extension) && LumadocBundleIndentifiers.contains(name.chopped(extension.size()));
 }
 
 struct Record {
@@ -99,13 +101,12 @@ std::optional<Record> readRecord(const fs::path &file) {
 }
 
 // Saves the array that a key of an existing switch has. True when the key is not on.
-bool saveExisting(const PropertyList &logging, const char *key, const PropertyList &wanted,
-                  PropertyList &existing) {
-    const PropertyList *present = logging.value(key);
-    if (present != nullptr && *present == wanted)
+bool saveExisting(const PropertyList &logging, const Key &key) {
+    const PropertyList *present = logging.value(key.name);
+    if (present != nullptr && *present == key.on)
         return false;
     if (present != nullptr && present->isArray())
-        existing = *present;
+        key.existing = *present;
     return true;
 }
 
@@ -115,28 +116,20 @@ bool switchOn(PropertyList &track) {
         return false;
     const PropertyList *logging = track.value(loggingKey);
     const bool isMade = logging == nullptr || !logging->isDictionary();
+    bool isOff = isMade;
     if (isMade) {
         PropertyList made = PropertyList::dictionary();
-        made.set(enableKey, enableValue());
-        made.set(sustainKey, sustainValue());
+        for (const Key &key : keys())
+            made.set(key.name, key.on);
         track.set(loggingKey, std::move(made));
         Logger::logInfo(QStringLiteral("Lumalogging dictionary created"));
     } else {
-        const bool isEnableOff = saveExisting(*logging, enableKey, enableValue(), existingEnableLumaLogging);
-        const bool isSustainOff =
-            saveExisting(*logging, sustainKey, sustainValue(), existingSustainLumaLogging);
-        if (!isEnableOff && !isSustainOff)
-            return false;
+        for (const Key &key : keys())
+            isOff = saveExisting(*logging, key) || isOff;
     }
-    keepRecord(isMade);
-    return true;
-}
-
-void putBack(PropertyList &logging, const char *key, const PropertyList &existing) {
-    if (existing.isEmptyArray())
-        logging.remove(key);
-    else
-        logging.set(key, existing);
+    if (isOff)
+        keepRecord(isMade);
+    return isOff;
 }
 
 bool putBackAll(PropertyList &root) {
@@ -146,8 +139,12 @@ bool putBackAll(PropertyList &root) {
     const PropertyList *present = track->value(loggingKey);
     PropertyList logging =
         present != nullptr && present->isDictionary() ? *present : PropertyList::dictionary();
-    putBack(logging, enableKey, existingEnableLumaLogging);
-    putBack(logging, sustainKey, existingSustainLumaLogging);
+    for (const Key &key : keys()) {
+        if (key.existing.isEmptyArray())
+            logging.remove(key.name);
+        else
+            logging.set(key.name, key.existing);
+    }
     track->set(loggingKey, std::move(logging));
     return true;
 }
@@ -168,25 +165,21 @@ struct Restoration {
     }
 };
 
-// Removes one key where it still is what the interrupted run wrote.
-void restoreKey(PropertyList &logging, const char *key, const PropertyList &written,
-                Restoration &restoration) {
-    const PropertyList *present = logging.value(key);
-    if (present == nullptr)
-        return;
-    const bool isUnchanged = *present == written;
-    (isUnchanged ? restoration.putBack : restoration.changedSince).append(QString::fromLatin1(key));
-    if (isUnchanged)
-        logging.remove(key);
-}
-
+// Removes each key that the interrupted run made where it still is what that run wrote.
 Restoration restore(PropertyList &root, const Record &record) {
     Restoration restoration;
     PropertyList *track = root.value(record.track);
     PropertyList *logging = track != nullptr ? track->value(loggingKey) : nullptr;
-    if (record.madeKeys && logging != nullptr) {
-        restoreKey(*logging, enableKey, enableValue(), restoration);
-        restoreKey(*logging, sustainKey, sustainValue(), restoration);
+    if (!record.madeKeys || logging == nullptr)
+        return restoration;
+    for (const Key &key : keys()) {
+        const PropertyList *present = logging->value(key.name);
+        if (present == nullptr)
+            continue;
+        const bool isUnchanged = *present == key.on;
+        (isUnchanged ? restoration.putBack : restoration.changedSince).append(QString::fromLatin1(key.name));
+        if (isUnchanged)
+            logging->remove(key.name);
     }
     return restoration;
 }
@@ -211,8 +204,7 @@ void EnableLumaLogging(bool isLumaloggingEnabled) {
     if (!isLumaloggingEnabled || identifier.isEmpty() || !userLibraryPrefURL)
         return;
     const auto file = *userLibraryPrefURL / platform::pathFromText(identifier + QStringLiteral(".plist"));
-    Logger::logInfo(
-        QStringLiteral("%1 URL: %2").arg(QStringLiteral("PropertyList"), platform::displayText(file)));
+    Logger::logInfo(QStringLiteral("PropertyList URL: ") + platform::displayText(file));
     const std::lock_guard lock(switching);
     plistURL = file;
     const auto change = platform::changePreferenceValue(file, flavour, switchOn);
@@ -245,8 +237,8 @@ void RevertLumaLogPList(bool isLumaloggingEnabled) {
         plistUpdated = false;
         removeRecord();
     } else if (change == platform::PreferenceChange::failed) {
-        Logger::logError(QStringLiteral("%1 Failed to update plist. URL: %2")
-                             .arg(QStringLiteral("RevertLumaLogPList"), platform::displayText(*plistURL)));
+        Logger::logError(QStringLiteral("RevertLumaLogPList Failed to update plist. URL: ") +
+                         platform::displayText(*plistURL));
     }
 }
 

@@ -180,10 +180,8 @@ void deleteContentsOfDirectory(const fs::path &url) {
 
 void deleteDirectory(const fs::path &url) {
     std::error_code error;
-    if (!fs::exists(fs::symlink_status(url, error)))
+    if (fs::remove_all(url, error) == 0 && !error)
         error = std::make_error_code(std::errc::no_such_file_or_directory);
-    else
-        fs::remove_all(url, error);
     if (error)
         Logger::logInfo(QStringLiteral("Error deleting directory: ") + description(error));
     else

@@ -124,14 +124,15 @@ TEST_F(Folder, IsReplacedByItsArchive) {
 
 TEST_F(Folder, IsLeftWhenTheOutputIsMissingAndNeedsTheFoldersOfTheRun) {
     temptempURL = home.path();
-    tempOutputURL = home.path() / "missing/Pellix";
+    tempOutputURL = folder / "Pellix";
     makeFiles({"Pellix/a.log"});
+    // First, while nothing is logged: the copy of this process that it happens in has no other thread.
+    EXPECT_EXIT(packOutput(), testing::ExitedWithCode(1), "The folders of the run are not known");
+    tempOutputURL = home.path() / "missing/Pellix";
     EXPECT_FALSE(packOutput());
     EXPECT_FALSE(compressedLogURL);
     EXPECT_TRUE(fs::exists(folder / "Pellix/a.log"));
     EXPECT_EQ(said().back(), "ERROR: unable to copy compressed file.");
-    tempOutputURL = folder / "Pellix";
-    EXPECT_EXIT(packOutput(), testing::ExitedWithCode(1), "The folders of the run are not known");
 }
 
 TEST_F(Folder, KeepsArchivesOfEarlierRunsThatAreNowhereElse) {

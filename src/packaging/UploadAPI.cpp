@@ -7,7 +7,6 @@
 #include "platform/posix/Fatal.h"
 #include "platform/posix/FileSystem.h"
 
-#include <QStringDecoder>
 #include <QUuid>
 #include <cmath>
 
@@ -17,9 +16,7 @@ const QString unknownErrorText = QStringLiteral("Unknown error occurred.");
 
 // The text in UTF-8 bytes; empty when they are none.
 QString decodedText(const QByteArray &bytes) {
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString text = decoder.decode(bytes);
-    return decoder.hasError() ? QString() : text;
+    return QUtf8StringView(bytes).isValidUtf8() ? QString::fromUtf8(bytes) : QString();
 }
 
 } // namespace
@@ -80,16 +77,10 @@ UploadResult handleResponse(const UploadResponse &response) {
         Logger::logInfo(QStringLiteral("Status Code: ") + QString::number(*response.statusCode));
         if (response.data) {
             Logger::logInfo(QStringLiteral("Response Data: ") + decodedText(*response.data));
-            switch (*response.statusCode) {
-            case 200:
+            if (response.statusCode == 200)
                 return *response.data;
-            case 405:
-            case 413:
-            case 500:
+            if (response.statusCode == 405 || response.statusCode == 413 || response.statusCode == 500)
                 return UploadError{UploadErrorDomain, 1, QStringLiteral("Internal Server Error.")};
-            default:
-                break;
-            }
         }
     }
     if (response.error) {

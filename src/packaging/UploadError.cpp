@@ -55,8 +55,6 @@ int verificationCode(long verifyResult) {
 
 int codeOf(const TransportFailure &failure) {
     switch (failure.code) {
-    case CURLE_ABORTED_BY_CALLBACK:
-        return cancelled;
     case CURLE_OPERATION_TIMEDOUT:
         return timedOut;
     case CURLE_COULDNT_RESOLVE_HOST:
@@ -72,11 +70,7 @@ int codeOf(const TransportFailure &failure) {
     case CURLE_PEER_FAILED_VERIFICATION:
         return verificationCode(failure.verifyResult);
     case CURLE_SSL_CONNECT_ERROR:
-    case CURLE_SSL_CERTPROBLEM:
-    case CURLE_SSL_CIPHER:
     case CURLE_SSL_CACERT_BADFILE:
-    case CURLE_SSL_ISSUER_ERROR:
-    case CURLE_SSL_ENGINE_INITFAILED:
         return secureConnectionFailed;
     default:
         return unknown;

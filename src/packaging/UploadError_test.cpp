@@ -20,7 +20,6 @@ TEST(UploadError, OfEveryFailureOfTheTransportHasItsCodeAndSentence) {
         int code;
         const char *description;
     } cases[] = {
-        {{.code = CURLE_ABORTED_BY_CALLBACK}, -999, "The upload was cancelled."},
         {{.code = CURLE_OPERATION_TIMEDOUT}, -1001, timedOut},
         {{.code = CURLE_COULDNT_CONNECT, .systemError = ETIMEDOUT}, -1001, timedOut},
         {{.code = CURLE_COULDNT_RESOLVE_HOST}, -1003, noHost},
@@ -52,6 +51,8 @@ TEST(UploadError, OfEveryFailureOfTheTransportHasItsCodeAndSentence) {
             << code << ' ' << transportError(failure).code;
         EXPECT_EQ(transportError(failure).localizedDescription(), sentence);
     }
+    EXPECT_EQ(transportError(TransportErrorCode::cancelled).localizedDescription(),
+              QStringLiteral("The upload was cancelled."));
 }
 
 } // namespace

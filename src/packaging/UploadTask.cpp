@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <limits>
 #include <new>
 #include <utility>
 #include <vector>
@@ -23,8 +22,6 @@ using Clock = std::chrono::steady_clock;
 // that a task that is given up in the meantime stops.
 QByteArray readBody(const UploadRequest &request, const std::atomic<bool> &cancelled) {
     constexpr std::uint64_t stepBytes = std::uint64_t{4} << 20;
-    if (request.archiveBytes > static_cast<std::uint64_t>(std::numeric_limits<qsizetype>::max() / 2))
-        archiveUnreadable();
     QByteArray body = request.head;
     body.resize(request.head.size() + static_cast<qsizetype>(request.archiveBytes) + request.tail.size());
     char *position = body.data() + request.head.size();

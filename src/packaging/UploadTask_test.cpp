@@ -22,8 +22,6 @@ using test_support::soon;
 
 class UploadTaskTest : public testing::Test {
 protected:
-    void SetUp() override { m_trust.emplace("SSL_CERT_FILE", service.certificateFile().native()); }
-
     void start(const QByteArray &content, UploadLimits limits = {}, const std::string &host = {}) {
         const auto file = home.path() / "archive.zip";
         test_support::writeFile(file, content);
@@ -38,12 +36,8 @@ protected:
         finished = {};
         ending = finished.get_future();
         finishedCalls = 0;
-        progress.clear();
         task = std::make_unique<UploadTask>(
-            std::move(request),
-            [this](std::int64_t bytes, std::int64_t sent, std::int64_t expected) {
-                progress.push_back({bytes, sent, expected});
-            },
+            std::move(request), [this](auto... report) { progress.push_back({report...}); },
             [this](const UploadResponse &response) {
                 ++finishedCalls;
                 finished.set_value(response);
@@ -77,25 +71,20 @@ protected:
     }
     static int code(const UploadResponse &response) { return response.error ? response.error->code : 0; }
 
-    struct Report {
-        std::int64_t bytes;
-        std::int64_t sent;
-        std::int64_t expected;
-    };
-
     const std::string path = "/cr-apip-7.0.0/mac/log";
     const UploadLimits shortAnswer{.idle = 10s, .answer = 500ms};
     QByteArray answer;
     test_support::ScratchHome home;
     SupportService service;
-    std::vector<Report> progress;
+    // The bytes sent since the last report, sent in all, and expected.
+    std::vector<std::array<std::int64_t, 3>> progress;
     std::promise<UploadResponse> finished;
     std::future<UploadResponse> ending;
     int finishedCalls = 0;
     std::unique_ptr<UploadTask> task;
 
 private:
-    std::optional<ScopedEnvironment> m_trust;
+    ScopedEnvironment m_trust{"SSL_CERT_FILE", service.certificateFile().native()};
 };
 
 QByteArray someBytes(qsizetype count) {
@@ -130,12 +119,11 @@ TEST_F(UploadTaskTest, ReportsEachWholePercentOnceInOrderUpToTheWhole) {
     ASSERT_GT(progress.size(), 20U);
     EXPECT_LE(progress.size(), 102U);
     std::int64_t sent = 0;
-    for (const Report &report : progress) {
-        sent += report.bytes;
-        EXPECT_EQ(report.sent, sent);
-        EXPECT_EQ(report.expected, progress.front().expected);
+    for (const auto &[bytes, sentInAll, expected] : progress) {
+        EXPECT_EQ(sentInAll, sent += bytes);
+        EXPECT_EQ(expected, progress.front()[2]);
     }
-    EXPECT_EQ(sent, progress.back().expected);
+    EXPECT_EQ(sent, progress.front()[2]);
 }
 
 TEST_F(UploadTaskTest, EndsAsTheServiceMakesIt) {
