@@ -23,18 +23,13 @@ protected:
 };
 
 TEST_F(Copying, TakesAFolderWithAllItsContentsForTheUserAlone) {
-    const std::vector<std::string> names{
-        "a.log", "deep/er/b.log", "\xff\xfe", "a\nb", "\"quoted\"", "-r", "*", " "};
+    const std::vector<std::string> names{"a.log", "deep/er/b.log", "\xff\xfe", "a\nb", "-r", "*", " "};
+    const std::vector<std::string> links{"/etc", "/etc/passwd", ".", "missing"};
     for (const auto &name : names)
         writeFile(source / name, QByteArray::fromStdString(name));
+    for (std::size_t i = 0; i < links.size(); ++i)
+        fs::create_symlink(links[i], source / std::to_string(i));
     fs::create_directory(source / "empty");
-    writeFile(home.path() / "secrets/key", "secret");
-    const std::map<const char *, fs::path> links{{"folder.log", home.path() / "secrets"},
-                                                 {"file.log", home.path() / "secrets/key"},
-                                                 {"loop.log", "."},
-                                                 {"dangling.log", "missing"}};
-    for (const auto &[name, target] : links)
-        fs::create_symlink(target, source / name);
     const auto old = fs::file_time_type::clock::now() - std::chrono::hours(1000);
     for (const fs::path &path : {source / "a.log", source}) {
         fs::permissions(path, fs::perms::all);
@@ -43,9 +38,9 @@ TEST_F(Copying, TakesAFolderWithAllItsContentsForTheUserAlone) {
     EXPECT_TRUE(copyItem(source, destination));
     for (const auto &name : names)
         EXPECT_EQ(readFile(destination / name).toStdString(), name);
+    for (std::size_t i = 0; i < links.size(); ++i)
+        EXPECT_EQ(fs::read_symlink(destination / std::to_string(i)), links[i]) << "never followed";
     EXPECT_TRUE(fs::is_directory(destination / "empty"));
-    for (const auto &[name, target] : links)
-        EXPECT_EQ(fs::read_symlink(destination / name), target) << "a link is never followed";
     EXPECT_FALSE(fs::exists(log));
     EXPECT_EQ(fs::status(destination).permissions(), fs::perms(0700));
     EXPECT_EQ(fs::status(destination / "a.log").permissions(), fs::perms(0600));

@@ -27,30 +27,39 @@ using test_support::waitUntil;
 using test_support::writeFile;
 using testing::ElementsAre;
 
-using Lines = std::vector<std::string>;
-
-Lines operator+(Lines lines, const Lines &more) {
-    lines.insert(lines.end(), more.begin(), more.end());
-    return lines;
-}
-
+// The status line's texts.
 const std::string spindumpText = "Capturing Lumadoc data dump. Please wait for a few minutes.";
 const std::string profilerText = "Capturing system configuration and settings.";
 const std::string settingsText = "Capturing Lumadoc settings and logs.";
 
-const std::string missingFile = ": No such file or directory";
-const Lines noLumaLog{"ERROR: Error copying LumaLog" + missingFile};
+// Lines of the log.
+const std::string initiated = "INFO: Monitoring Queue initiated.\n";
+const std::string noLumaLog = "ERROR: Error copying LumaLog: No such file or directory\n";
 // What the collectors say after that when no source is there.
-const Lines nothingElse = [] {
-    Lines lines(2, "ERROR: Error while copying file" + missingFile);
-    for (const char *name :
-         {"lumaKWDLog.txt", "distKWDLog.txt", "KWD", "lumacef_low", "Lumadoc Update Helper QZ.log",
-          "Lumadoc Updater QZ.log", "lumaUpdaterTools.log", "Trellis-ProMessages.lic"})
-        lines.push_back("ERROR: Error copying " + (name + missingFile));
-    lines.emplace_back("INFO: File created and content written successfully.");
-    return lines;
+const std::string nothingElse = [] {
+    const std::string missing = ": No such file or directory\n";
+    std::string lines;
+    for (const char *what : {"while copying file", "while copying file", "copying lumaKWDLog.txt",
+                             "copying distKWDLog.txt", "copying KWD", "copying lumacef_low",
+                             "copying Lumadoc Update Helper QZ.log", "copying Lumadoc Updater QZ.log",
+                             "copying lumaUpdaterTools.log", "copying Trellis-ProMessages.lic"})
+        lines += "ERROR: Error " + (what + missing);
+    return lines + "INFO: File created and content written successfully.\n";
 }();
-const Lines initiated{"INFO: Monitoring Queue initiated."};
+
+std::string notVerified(const std::string &id) {
+    return "WARNING: Lumadoc running instance not Verified. OldProcessId: " + id + '\n';
+}
+
+std::string script(const std::string &id, const fs::path &report) {
+    return "INFO: Spindump shell script: do shell script \"spindump " + id + " -file '" + report.native() +
+           "'\" with administrator privileges with prompt \"Capturing Lumadoc data dump.\"\n";
+}
+
+std::string scriptError(const std::string &message, int number) {
+    return "[\"NSAppleScriptErrorMessage\": \"" + message +
+           "\", \"NSAppleScriptErrorNumber\": " + std::to_string(number) + "]";
+}
 
 class Capture : public test_support::LoggedTest {
 protected:
@@ -58,25 +67,23 @@ protected:
         if (!test_support::hasOwnNamespaces())
             GTEST_SKIP() << "this machine gives a test no namespaces of its own";
         // The commands are in the bundle of the test programs, which tests share.
-        const fs::path helpers = platform::Bundle::main()->path() / "Contents/Helpers";
         fs::create_directories(helpers);
         fs::create_directories(commands);
         m_helpers.reset(new test_support::Mount(test_support::Mount::over(commands, helpers)));
 
         userLibraryURL = home.library();
         userLibraryPrefURL = home.library() / "Preferences";
-        tempTimeStampedURL = tempOutputURL = home.path() / "Output";
+        tempTimeStampedURL = tempOutputURL = output;
         LumadocInstalledInstance = {LumadocBundleIdentifier};
         lumadocOrPellix = QStringLiteral("Lumadoc");
         fs::create_directories(*userLibraryPrefURL);
-        fs::create_directories(*tempOutputURL);
+        fs::create_directories(output);
         ProcessExecution::labelTextBinding =
             TextBinding{.get = [] { return QString(); }, .set = [this](const QString &text) { note(text); }};
     }
 
-    void makeCommand(const char *name, const QByteArray &script = "touch \"$0.ran\"") {
-        writeFile(commands / name, "#!/bin/sh\n" + script);
-        fs::permissions(commands / name, fs::perms::owner_all);
+    void makeCommand(const char *name, const QByteArray &text = "touch \"$0.ran\"") const {
+        test_support::writeProgram(commands / name, "#!/bin/sh\n" + text);
     }
     bool hasRun(const std::string &name) const { return fs::exists(commands / (name + ".ran")); }
 
@@ -88,20 +95,21 @@ protected:
     }
     std::string productId() const { return std::to_string(product->processId()); }
 
-    // Runs the capture in an event loop that goes on for a while after the completion.
+    // Runs the capture in an event loop that goes on for a while after the completion, with a new log.
     void capture(bool getInstalledApps, bool getSpinDump, bool isLumaloggingEnabled = true) {
         int completions = 0;
-        Lines linesAtCompletion;
+        std::string atCompletion;
+        fs::remove(log);
         progress.clear();
         ProcessExecution::runTasksConcurrently(getInstalledApps, getSpinDump, isLumaloggingEnabled, [&] {
             ++completions;
             EXPECT_EQ(std::this_thread::get_id(), mainThread);
-            linesAtCompletion = said();
+            atCompletion = logText();
         });
         EXPECT_TRUE(test_support::runMainQueueUntil([&] { return completions > 0; }, 60s));
         runMainQueueFor(50ms);
         EXPECT_EQ(completions, 1);
-        EXPECT_EQ(linesAtCompletion, said());
+        EXPECT_EQ(atCompletion, logText());
     }
 
     static void startWithoutCompletion(bool isAdvanced) {
@@ -116,28 +124,24 @@ protected:
             onProgress();
     }
 
-    Lines verified() const {
-        return {"INFO: Lumadoc running instance verified. NewProcessId: " + productId()};
+    std::string logText() const {
+        std::string text;
+        for (const std::string &line : said())
+            text += line + '\n';
+        return text;
     }
-    static Lines notVerified(const std::string &id) {
-        return {"WARNING: Lumadoc running instance not Verified. OldProcessId: " + id};
+    std::string verified() const {
+        return "INFO: Lumadoc running instance verified. NewProcessId: " + productId() + '\n';
     }
     // The lines before a sample of the running product.
-    Lines sampling() const {
-        return initiated + verified() + Lines{"INFO: Lumadoc process is running. ProcessId: " + productId()} +
-               script(productId(), *tempOutputURL / "spinReport.txt");
-    }
-    static Lines script(const std::string &id, const fs::path &report) {
-        return {"INFO: Spindump shell script: do shell script \"spindump " + id + " -file '" +
-                report.native() +
-                "'\" with administrator privileges with prompt \"Capturing Lumadoc data dump.\""};
-    }
-    static std::string scriptError(const std::string &message, int number) {
-        return "[\"NSAppleScriptErrorMessage\": \"" + message +
-               "\", \"NSAppleScriptErrorNumber\": " + std::to_string(number) + "]";
+    std::string sampling() const {
+        return initiated + verified() + "INFO: Lumadoc process is running. ProcessId: " + productId() + '\n' +
+               script(productId(), output / "spinReport.txt");
     }
 
-    fs::path commands = home.path() / "commands";
+    const fs::path helpers = platform::Bundle::main()->path() / "Contents/Helpers";
+    const fs::path commands = home.path() / "commands";
+    const fs::path output = home.path() / "Output";
     int count = 1;
     char programName[5] = "test";
     char *arguments[2] = {programName, nullptr};
@@ -145,7 +149,7 @@ protected:
     std::thread::id mainThread = std::this_thread::get_id();
     std::unique_ptr<test_support::ProgramRun> product;
 
-    Lines progress;
+    std::vector<std::string> progress;
     std::function<void()> onProgress;
 
 private:
@@ -157,15 +161,15 @@ TEST_F(Capture, RunsNoScriptWithoutAdvancedLogsAndSamplesNoProductThatHasEnded) 
     makeCommand("system_profiler", "echo list");
     ProcessId = QStringLiteral("999999");
     capture(true, true);
-    const Lines noSample{"WARNING: Lumadoc process is not running. ProcessId: 999999", "INFO: nil"};
-    EXPECT_EQ(said(), initiated + notVerified("999999") + noSample + noLumaLog + nothingElse);
+    EXPECT_EQ(logText(), initiated + notVerified("999999") +
+                             "WARNING: Lumadoc process is not running. ProcessId: 999999\nINFO: nil\n" +
+                             noLumaLog + nothingElse);
     EXPECT_THAT(progress, ElementsAre(profilerText, settingsText));
-    EXPECT_EQ(readFile(*tempOutputURL / "sysinfo.txt"), "list\n");
+    EXPECT_EQ(readFile(output / "sysinfo.txt"), "list\n");
 
-    fs::remove(log);
     startProduct();
     capture(false, false);
-    EXPECT_EQ(said(), initiated + verified() + noLumaLog + nothingElse);
+    EXPECT_EQ(logText(), initiated + verified() + noLumaLog + nothingElse);
     EXPECT_THAT(progress, ElementsAre(settingsText));
     capture(true, false);
     EXPECT_THAT(progress, ElementsAre(settingsText)) << "applications are listed only together with a sample";
@@ -176,51 +180,43 @@ TEST_F(Capture, RunsNoScriptWithoutAdvancedLogsAndSamplesNoProductThatHasEnded) 
 }
 
 TEST_F(Capture, SamplesTheProductListsApplicationsAndCollectsInThisOrder) {
-    makeCommand("spindump", "printf '<%s>' \"$@\" > \"$3\"; date +%s%N > \"$0.at\"");
-    makeCommand("system_profiler", "printf '<%s>' \"$@\"; date +%s%N > \"$0.at\"");
+    makeCommand("spindump", "printf '<%s>' \"$@\" > \"$3\"");
+    makeCommand("system_profiler", "printf '<%s>' \"$@\"");
     writeFile(home.library() / "Application Support/Brennic/Lumadoc/Trunk/Lumadoc/LumaLog/a.log", "log");
     startProduct();
+    const std::string expected =
+        sampling() + "INFO: No SpinResult debug description\nINFO: nil\n" + nothingElse;
     capture(true, true);
-    const fs::path report = *tempOutputURL / "spinReport.txt";
-    const Lines expected =
-        sampling() + Lines{"INFO: No SpinResult debug description", "INFO: nil"} + nothingElse;
-    EXPECT_EQ(said(), expected);
+    EXPECT_EQ(logText(), expected);
     EXPECT_THAT(progress, ElementsAre(spindumpText, profilerText, settingsText));
+    const fs::path report = output / "spinReport.txt";
     EXPECT_EQ(readFile(report).toStdString(), "<" + productId() + "><-file><" + report.native() + ">");
-    EXPECT_EQ(readFile(*tempOutputURL / "sysinfo.txt"), "<-detailLevel><full><SPApplicationsDataType>");
-    EXPECT_EQ(readFile(*tempOutputURL / "LumaLog/a.log"), "log");
-    EXPECT_LT(readFile(commands / "spindump.at").toLongLong(),
-              readFile(commands / "system_profiler.at").toLongLong());
-    EXPECT_GT(fs::last_write_time(*tempOutputURL / "DetailedInfo.json"),
-              fs::last_write_time(*tempOutputURL / "sysinfo.txt"));
+    EXPECT_EQ(readFile(output / "sysinfo.txt"), "<-detailLevel><full><SPApplicationsDataType>");
+    EXPECT_EQ(readFile(output / "LumaLog/a.log"), "log");
 
-    fs::remove_all(*tempOutputURL / "LumaLog");
-    fs::remove(log);
+    fs::remove_all(output / "LumaLog");
     ProcessExecution::labelTextBinding.reset();
     capture(true, true);
-    EXPECT_EQ(said(), expected) << "with nobody to show progress to";
+    EXPECT_EQ(logText(), expected) << "with nobody to show progress to";
 }
 
 TEST_F(Capture, GoesOnAfterScriptsThatFailOrAreMissing) {
     startProduct();
-    const auto missing = [&](const char *name) {
-        const fs::path command = platform::Bundle::main()->path() / "Contents/Helpers" / name;
-        return scriptError(command.native() + ": command not found", 127);
+    const auto missing = [this](const char *name) {
+        return scriptError((helpers / name).native() + ": command not found", 127);
     };
     capture(true, true);
-    const Lines notFound{"INFO: " + missing("spindump"),
-                         "INFO: Optional(" + missing("system_profiler") + ")"};
-    EXPECT_EQ(said(), sampling() + notFound + noLumaLog + nothingElse);
+    EXPECT_EQ(logText(), sampling() + "INFO: " + missing("spindump") + "\nINFO: Optional(" +
+                             missing("system_profiler") + ")\n" + noLumaLog + nothingElse);
 
     makeCommand("spindump", "echo 'no \"sample\"' >&2; exit 3");
     makeCommand("system_profiler", "echo part; kill -KILL $$");
-    fs::remove(log);
     capture(true, true);
-    const Lines errors{"INFO: " + scriptError("no \\\"sample\\\"", 3),
-                       "INFO: Optional(" + scriptError("The command was killed by signal 9.", 137) + ")"};
-    EXPECT_EQ(said(), sampling() + errors + noLumaLog + nothingElse);
+    EXPECT_EQ(logText(), sampling() + "INFO: " + scriptError("no \\\"sample\\\"", 3) + "\nINFO: Optional(" +
+                             scriptError("The command was killed by signal 9.", 137) + ")\n" + noLumaLog +
+                             nothingElse);
     EXPECT_THAT(progress, ElementsAre(spindumpText, profilerText, settingsText));
-    EXPECT_EQ(readFile(*tempOutputURL / "sysinfo.txt"), "part\n");
+    EXPECT_EQ(readFile(output / "sysinfo.txt"), "part\n");
 }
 
 TEST_F(Capture, WritesToTheRootWithoutAnOutputFolder) {
@@ -229,25 +225,25 @@ TEST_F(Capture, WritesToTheRootWithoutAnOutputFolder) {
     ProcessId = QStringLiteral("12");
     EXPECT_EQ(ProcessExecution::runSpinDump(), std::nullopt);
     EXPECT_EQ(readFile(commands / "spindump.arguments"), "<12><-file></spinReport.txt>");
-    EXPECT_EQ(said(), script("12", "/spinReport.txt"));
+    EXPECT_EQ(logText(), script("12", "/spinReport.txt"));
 }
 
 TEST_F(Capture, TakesProductLogsAndPutsTheLoggingBackLastWithTheFlagAlone) {
     PListOperations::plistUpdated = true;
     capture(false, false, false);
-    EXPECT_EQ(said(), initiated + notVerified("") + nothingElse);
+    EXPECT_EQ(logText(), initiated + notVerified("") + nothingElse);
     EXPECT_TRUE(PListOperations::plistUpdated);
     PListOperations::plistUpdated = false;
 
-    const fs::path file = *userLibraryPrefURL / "com.brennic.LumadocPE.plist";
+    const fs::path name = "com.brennic.LumadocPE.plist";
+    const fs::path file = *userLibraryPrefURL / name;
     writeFile(file, "<plist version=\"1.0\"><dict><key>Trunk</key><dict/></dict></plist>");
     PListOperations::EnableLumaLogging(true);
     capture(false, false);
     EXPECT_FALSE(PListOperations::plistUpdated);
     EXPECT_FALSE(readFile(file).contains("EnableLumaLogging"));
     // The file was collected as the product had it in the meantime.
-    EXPECT_TRUE(
-        readFile(*tempOutputURL / "PropertyList/com.brennic.LumadocPE.plist").contains("EnableLumaLogging"));
+    EXPECT_TRUE(readFile(output / "PropertyList" / name).contains("EnableLumaLogging"));
 }
 
 TEST_F(Capture, StopsInMidScriptAndFollowsItWithNothing) {
@@ -256,19 +252,20 @@ TEST_F(Capture, StopsInMidScriptAndFollowsItWithNothing) {
     startProduct();
     startWithoutCompletion(true);
     ASSERT_TRUE(waitUntil([this] { return hasRun("spindump"); }));
-    const Lines stopped =
-        sampling() +
-        Lines{"INFO: " + scriptError("The command was stopped because the program is ending.", -128)};
+    const std::string stopped =
+        sampling() + "INFO: " + scriptError("The command was stopped because the program is ending.", -128) +
+        '\n';
     platform::stopPrograms();
-    EXPECT_TRUE(waitUntil([&] { return said() == stopped; }, 1s));
+    EXPECT_TRUE(waitUntil([&] { return logText() == stopped; }, 1s));
     // However late the capture itself is stopped.
     runMainQueueFor(50ms);
     EXPECT_TRUE(ProcessExecution::stop());
     EXPECT_TRUE(test_support::processesOf("sleep").empty());
-    EXPECT_FALSE(hasRun("system_profiler") || fs::exists(*tempOutputURL / "DetailedInfo.json"));
-    EXPECT_EQ(said(), stopped);
+    EXPECT_FALSE(hasRun("system_profiler") || fs::exists(output / "DetailedInfo.json"));
+    EXPECT_EQ(logText(), stopped);
 }
 
+// Starting returns while the first step is still running.
 TEST_F(Capture, StopsBetweenItsStepsAndWaitsForOneOnlyAMoment) {
     std::atomic<bool> isThere = false;
     std::atomic<bool> mayGoOn = false;
@@ -286,7 +283,7 @@ TEST_F(Capture, StopsBetweenItsStepsAndWaitsForOneOnlyAMoment) {
     startWithoutCompletion(false);
     EXPECT_TRUE(ProcessExecution::stop());
     runMainQueueFor(50ms);
-    EXPECT_EQ(said(), initiated + notVerified("") + initiated) << "a later capture is dropped";
+    EXPECT_EQ(logText(), initiated + notVerified("") + initiated) << "a later capture is dropped";
 }
 
 } // namespace
