@@ -1,12 +1,11 @@
-// Servers on 127.0.0.1: any, by a function that serves a connection, and a proxy.
+// A server on 127.0.0.1, by a function that serves a connection.
 //
-// Each connection has its thread. They end with their objects, whatever they are doing.
+// Each connection has its thread. All end with their object, whatever they are doing.
 #pragma once
 
 #include <functional>
 #include <mutex>
 #include <set>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -33,22 +32,6 @@ private:
     std::set<int> m_open;
     std::vector<std::thread> m_threads;
     std::thread m_listener;
-};
-
-/// A proxy that makes tunnels to ports of this machine; with another status than 200 it makes none.
-class ConnectProxy {
-public:
-    explicit ConnectProxy(int status = 200)
-        : m_status(status) {}
-
-    std::string url() const { return "http://127.0.0.1:" + std::to_string(m_listener.port()); }
-    std::size_t connections() const { return m_listener.connections(); }
-
-private:
-    void serve(int socket) const;
-
-    const int m_status;
-    LoopbackListener m_listener{[this](int socket) { serve(socket); }};
 };
 
 } // namespace test_support

@@ -60,10 +60,6 @@ bool becomeUser(uid_t user) {
         options.beforeStart();
     if (options.user)
         ready = ready && becomeUser(*options.user);
-    if (options.streams == StandardStreams::closed) {
-        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-            ::close(stream);
-    }
     if (ready)
         ::execve(options.program.c_str(), arguments, environment);
     ::_exit(127);

@@ -31,13 +31,6 @@ inline ProgramEnd killedBy(int signal) {
 }
 std::ostream &operator<<(std::ostream &out, const ProgramEnd &end);
 
-enum class StandardStreams {
-    /// Input is empty, output and errors are kept for the test.
-    kept,
-    /// None of the three is open when the program starts.
-    closed,
-};
-
 struct ProgramOptions {
     std::filesystem::path program;
     std::vector<std::string> arguments = {};
@@ -48,7 +41,6 @@ struct ProgramOptions {
     std::filesystem::path workingFolder = "/";
     /// Another user, and the group of the same number.
     std::optional<uid_t> user = std::nullopt;
-    StandardStreams streams = StandardStreams::kept;
     /// Called in the new process before the program; may do system calls and nothing else.
     void (*beforeStart)() = nullptr;
 };

@@ -6,6 +6,39 @@ using namespace test_support;
 
 namespace {
 
+// What the log says of a run of the small product, from its start to its archive.
+const std::string collectedSmallProduct =
+    "----------------------------Application Started----------------------------\n"
+    "INFO: Brennic_Lumadoc_Diagnostics App Version: 7.8.9\n"
+    "INFO: LumadocDiagnostics Directory: ROOT\n"
+    "INFO: Directory created: RUN\n"
+    "INFO: Directory created: System\n"
+    "INFO: Directory created: temp\n"
+    "INFO: PROGRAM, /silent\n"
+    "INFO: Arguments: Silent Mode: Yes\n"
+    "INFO: Component Name: Not provided\n"
+    "INFO: product: Not provided\n"
+    "INFO: Track: Not provided\n"
+    "INFO: Running without UI based on command-line parameter.\n"
+    "ERROR: Not Found Lumadoc form Commandline params.\n"
+    "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.LumadocPE\n"
+    "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.Pelx\n"
+    "INFO: LumadocRunningInstance.isEmpty\n"
+    "INFO: App url for bundle: com.brennic.LumadocPE is: ~/Applications/Lumadoc.app\n"
+    "INFO: Lumadoc installation found.\n"
+    "INFO: FlavourFromAppVersion:10.003.20112 flavour: QZ\n"
+    "INFO: Directory created: RUN/Lumadoc\n"
+    "INFO: Total [\"lumacef\"] files found: 3. Copying: 3 of size 58 kb. MaxFileCopyCount: 100\n"
+    "INFO: Removed file with extension: bin\n"
+    "INFO: Total files removed based on allowed extensions: 1\n"
+    "INFO: Log file will be copied and compressed after this point.\n"
+    "INFO: File created and content written successfully.\n"
+    "INFO: Compressed File: lumaMacLog_LOGID_cef.zip\n"
+    "INFO: Directory compressed successfully.\n"
+    "INFO: Deleted: Lumadoc\n"
+    "INFO: File copied successfully.\n"
+    "INFO: Deleted: lumaMacLog_LOGID_cef.zip\n";
+
 class GoodRun : public SilentRun {
 protected:
     // The archive holds what the product logged, byte for byte, for the user alone, and the two files of the

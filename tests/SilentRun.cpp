@@ -186,38 +186,6 @@ std::map<std::string, std::string> SilentRun::receivedRecord() const {
     return texts;
 }
 
-const std::string collectedSmallProduct =
-    "----------------------------Application Started----------------------------\n"
-    "INFO: Brennic_Lumadoc_Diagnostics App Version: 7.8.9\n"
-    "INFO: LumadocDiagnostics Directory: ROOT\n"
-    "INFO: Directory created: RUN\n"
-    "INFO: Directory created: System\n"
-    "INFO: Directory created: temp\n"
-    "INFO: PROGRAM, /silent\n"
-    "INFO: Arguments: Silent Mode: Yes\n"
-    "INFO: Component Name: Not provided\n"
-    "INFO: product: Not provided\n"
-    "INFO: Track: Not provided\n"
-    "INFO: Running without UI based on command-line parameter.\n"
-    "ERROR: Not Found Lumadoc form Commandline params.\n"
-    "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.LumadocPE\n"
-    "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.Pelx\n"
-    "INFO: LumadocRunningInstance.isEmpty\n"
-    "INFO: App url for bundle: com.brennic.LumadocPE is: ~/Applications/Lumadoc.app\n"
-    "INFO: Lumadoc installation found.\n"
-    "INFO: FlavourFromAppVersion:10.003.20112 flavour: QZ\n"
-    "INFO: Directory created: RUN/Lumadoc\n"
-    "INFO: Total [\"lumacef\"] files found: 3. Copying: 3 of size 58 kb. MaxFileCopyCount: 100\n"
-    "INFO: Removed file with extension: bin\n"
-    "INFO: Total files removed based on allowed extensions: 1\n"
-    "INFO: Log file will be copied and compressed after this point.\n"
-    "INFO: File created and content written successfully.\n"
-    "INFO: Compressed File: lumaMacLog_LOGID_cef.zip\n"
-    "INFO: Directory compressed successfully.\n"
-    "INFO: Deleted: Lumadoc\n"
-    "INFO: File copied successfully.\n"
-    "INFO: Deleted: lumaMacLog_LOGID_cef.zip\n";
-
 const std::string sentWell = "INFO: Status Code: 200\n"
                              "INFO: Response Data: Received.\n"
                              "INFO: Directory deleted successfully. Path: RUN\n"

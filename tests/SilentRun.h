@@ -89,9 +89,7 @@ private:
     static std::string lastRun(const std::filesystem::path &file);
 };
 
-/// What the log says of a run of the small product, installed as Lumadoc, from its start to its archive.
-extern const std::string collectedSmallProduct;
-/// What it says of an upload that succeeded, after the progress.
+/// What the log says of an upload that succeeded, after the progress.
 extern const std::string sentWell;
 /// What it says of an upload that failed: the errors alone, and for a fault of the transport what comes after
 /// any status line.

@@ -120,7 +120,6 @@ TEST_F(Upload, FailsWithoutANetworkARouteOrAName) {
         std::string sentence;
     } cases[] = {
         {enterNoNetwork, "support.brennic.example", -1009, notConnected},
-        {enterNoNetwork, "203.0.113.7", -1009, notConnected},
         {enterNoNetwork, service.host(), -1009, notConnected},
         {enterLonelyNetwork, "support.brennic.invalid", -1003,
          "The support server's name could not be found."},

@@ -15,7 +15,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace support_service;
-using test_support::ConnectProxy;
 using test_support::LoopbackListener;
 using test_support::ScopedEnvironment;
 using test_support::soon;
@@ -162,13 +161,12 @@ TEST_F(UploadTaskTest, CountsNeitherARedirectNorAProxysConsentAsTheAnswer) {
     service.setBehaviour({.readBytesPerSecond = 4'000'000});
     service.setBehaviour({.status = 307, .location = path}, 1);
     EXPECT_EQ(upload(content, shortAnswer).statusCode, 200);
-    const ConnectProxy proxy;
-    const ScopedEnvironment way("https_proxy", proxy.url());
+    const ScopedEnvironment way("https_proxy", "http://127.0.0.1:" + std::to_string(service.port()));
     EXPECT_EQ(upload(content, shortAnswer).statusCode, 200);
-    EXPECT_EQ(proxy.connections(), 1U);
+    EXPECT_EQ(service.tunnels(), 1U);
     const ScopedEnvironment exception("no_proxy", "example.org,localhost");
     EXPECT_EQ(upload().statusCode, 200);
-    EXPECT_EQ(proxy.connections(), 1U);
+    EXPECT_EQ(service.tunnels(), 1U);
 }
 
 TEST_F(UploadTaskTest, SendsNothingWithoutAConnectionThatItTrusts) {
@@ -183,24 +181,23 @@ TEST_F(UploadTaskTest, SendsNothingWithoutAConnectionThatItTrusts) {
         EXPECT_EQ(code(upload()), expected);
     }
     service.setHandshake(Handshake::good);
+    const auto refuse = [](int socket) {
+        char buffer[4096];
+        ::recv(socket, buffer, sizeof buffer, 0);
+        ::send(socket, "HTTP/1.1 403 Forbidden\r\n\r\n", 26, MSG_NOSIGNAL);
+    };
+    const LoopbackListener speaksPlainly(refuse);
+    const LoopbackListener hangsUp([](int) {});
     // The system's own certificates, none at all, and a proxy that refuses.
-    const ConnectProxy proxy(403);
     const std::tuple<const char *, std::optional<std::string>, int> variables[] = {
         {"SSL_CERT_FILE", std::nullopt, certificateUntrusted},
         {"SSL_CERT_FILE", home.path() / "missing", secureConnectionFailed},
-        {"https_proxy", proxy.url(), connectionLost}};
+        {"https_proxy", "http://127.0.0.1:" + std::to_string(speaksPlainly.port()), connectionLost}};
     for (const auto &[name, value, expected] : variables) {
         const ScopedEnvironment variable(name, value);
         EXPECT_EQ(code(upload()), expected);
     }
     EXPECT_TRUE(service.requests().empty());
-
-    const LoopbackListener speaksPlainly([](int socket) {
-        char buffer[4096];
-        ::recv(socket, buffer, sizeof buffer, 0);
-        ::send(socket, "HTTP/1.1 400 Bad Request\r\n\r\n", 28, MSG_NOSIGNAL);
-    });
-    const LoopbackListener hangsUp([](int) {});
     const std::pair<int, int> ports[] = {{speaksPlainly.port(), secureConnectionFailed},
                                          {hangsUp.port(), secureConnectionFailed},
                                          {1, cannotConnectToHost}};

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <regex>
 #include <strings.h>
+#include <sys/socket.h>
 
 namespace support_service {
 
@@ -109,9 +110,24 @@ void SupportService::serve(int socket) {
         waitOn(socket, forEver);
         return;
     }
+    char first = 0;
+    if (::recv(socket, &first, 1, MSG_PEEK) == 1 && first == 'C')
+        openTunnel(socket);
     TlsConnection connection(socket, m_certificates.serverContext(handshake).get());
     while (serveRequest(connection)) {
     }
+}
+
+// Answers "CONNECT host:port HTTP/1.1"; what follows is TLS.
+void SupportService::openTunnel(int socket) {
+    std::string request;
+    char byte = 0;
+    while (!request.ends_with("\r\n\r\n") && ::recv(socket, &byte, 1, 0) == 1)
+        request += byte;
+    constexpr std::string_view consent = "HTTP/1.1 200 Connected\r\n\r\n";
+    ::send(socket, consent.data(), consent.size(), MSG_NOSIGNAL);
+    const std::lock_guard lock(m_mutex);
+    ++m_tunnels;
 }
 
 bool SupportService::serveRequest(TlsConnection &connection) {

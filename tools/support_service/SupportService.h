@@ -111,8 +111,10 @@ public:
     std::vector<Receipt> receipts() const { return get(m_receipts); }
     /// Body bytes read so far, over all requests.
     std::uint64_t bodyBytes() const { return get(m_bodyBytes); }
-    /// Connections accepted so far.
+    /// Connections accepted so far, and those of clients that took the service for their proxy: these get a
+    /// tunnel to the service itself.
     std::size_t connections() const { return m_listener->connections(); }
+    std::size_t tunnels() const { return get(m_tunnels); }
 
     /// Waits until so many requests' headers have arrived, so many receipts were made, so many body bytes
     /// were read. False when `limit` passes first.
@@ -140,6 +142,7 @@ private:
 
     // In a thread of their own for each connection.
     void serve(int socket);
+    void openTunnel(int socket);
     bool serveRequest(TlsConnection &connection);
     Behaviour begin(const ReceivedRequest &request, std::size_t &index);
     bool receive(TlsConnection &connection, const Behaviour &how, std::size_t index);
@@ -158,6 +161,7 @@ private:
     std::vector<ReceivedRequest> m_requests;
     std::vector<Receipt> m_receipts;
     std::uint64_t m_bodyBytes = 0;
+    std::size_t m_tunnels = 0;
 
     // Last, so that its threads end before anything that they use.
     std::optional<test_support::LoopbackListener> m_listener;
