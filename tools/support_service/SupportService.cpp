@@ -62,10 +62,8 @@ bool sendAnswer(TlsConnection &connection, const Behaviour &how) {
         connection.breakOff();
         return false;
     }
-    constexpr int noContent = 204;
-    std::string head = "HTTP/1.1 " + std::to_string(how.status) + " Answer\r\n";
-    if (how.status != noContent)
-        head += "Content-Type: text/plain\r\nContent-Length: " + std::to_string(how.body.size()) + "\r\n";
+    std::string head = "HTTP/1.1 " + std::to_string(how.status) +
+                       " Answer\r\nContent-Length: " + std::to_string(how.body.size()) + "\r\n";
     if (how.location)
         head += "Location: " + *how.location + "\r\n";
     return connection.send(head + "\r\n" + how.body);
@@ -165,24 +163,22 @@ bool SupportService::receive(TlsConnection &connection, const Behaviour &how, st
     const ReceivedRequest request = requests().at(index);
     const std::uint64_t size = std::stoull("0" + request.header("Content-Length"));
     const std::string body = readBody(connection, how, size);
-    const bool isWhole = body.size() == size;
-    if (request.method == "POST" && request.target == uploadPath) {
-        std::string_view content;
-        Receipt receipt = examined(request.header("Content-Type"), body, content);
-        if (receipt.complete) {
-            receipt.archive = m_options.folder / (std::to_string(index + 1) + ".zip");
-            test_support::writeFile(receipt.archive,
-                                    {content.data(), static_cast<qsizetype>(content.size())});
-        }
-        const std::lock_guard lock(m_mutex);
-        m_options.onReceipt(receipt);
-        m_receipts.push_back(receipt);
+    const bool isUpload = request.method == "POST" && request.target == uploadPath;
+    std::string_view content;
+    Receipt receipt = examined(request.header("Content-Type"), body, content);
+    if (isUpload && receipt.complete) {
+        receipt.archive = m_options.folder / (std::to_string(index + 1) + ".zip");
+        test_support::writeFile(receipt.archive, {content.data(), static_cast<qsizetype>(content.size())});
     }
     const std::lock_guard lock(m_mutex);
     if (m_options.keepBodies)
         m_requests.at(index).body = std::make_shared<const std::string>(body);
+    if (isUpload) {
+        m_options.onReceipt(receipt);
+        m_receipts.push_back(receipt);
+    }
     m_changed.notify_all();
-    return isWhole;
+    return body.size() == size;
 }
 
 // Ends early as the behaviour says, or when the connection ends.
