@@ -20,14 +20,17 @@ const fs::path &outputFolder() {
     return required(tempOutputURL, "The output folder is not known when logs are collected.");
 }
 
-// A folder of the output. When it cannot be made that is one line; the copies into it are tried all the same.
-fs::path madeFolder(const char *name) {
-    fs::path folder = outputFolder() / name;
+// Copies items of a folder of the user's Library to a folder of the output, and returns that. When it cannot
+// be made that is one line; the copies into it are tried all the same.
+fs::path copyLogs(const fs::path &from, const char *to, std::initializer_list<const char *> names) {
+    const fs::path destination = outputFolder() / to;
     std::error_code error;
-    fs::create_directories(folder, error);
+    fs::create_directories(destination, error);
     if (error)
         Logger::logError(QStringLiteral("Error: ") + platform::description(error));
-    return folder;
+    for (const char *name : names)
+        copyItem(below(userLibraryURL, from / name), destination / name);
+    return destination;
 }
 
 } // namespace
@@ -60,16 +63,13 @@ bool GetPropertyList() {
 }
 
 bool GetLicensingLogs() {
-    const fs::path destination = madeFolder("LicensingLogs");
-    for (const char *name : {"lumaKWDLog.txt", "distKWDLog.txt", "KWD", "lumacef_low"})
-        copyItem(below(userLibraryURL, fs::path("Logs") / name), destination / name);
+    copyLogs("Logs", "LicensingLogs", {"lumaKWDLog.txt", "distKWDLog.txt", "KWD", "lumacef_low"});
     return true;
 }
 
 bool GetInstallLogs() {
-    const fs::path destination = madeFolder("InstallLogs");
-    for (const char *name : {"Lumadoc Update Helper QZ.log", "Lumadoc Updater QZ.log"})
-        copyItem(below(userLibraryURL, fs::path("Logs/Brennic") / name), destination / name);
+    const fs::path destination =
+        copyLogs("Logs/Brennic", "InstallLogs", {"Lumadoc Update Helper QZ.log", "Lumadoc Updater QZ.log"});
     copyItem(fs::path("/var/log/lumaUpdaterTools.log"), destination / "lumaUpdaterTools.log");
     return true;
 }

@@ -79,12 +79,9 @@ TEST_F(Copying, NeverReplacesOrMixesAnything) {
 }
 
 TEST_F(Copying, SaysWhatIsMissingOrCannotBeCopied) {
-    EXPECT_FALSE(copyItem(std::nullopt, destination));
-    EXPECT_FALSE(copyItem(source, std::nullopt));
+    EXPECT_FALSE(copyItem(std::nullopt, destination) || copyItem(source, std::nullopt));
     EXPECT_FALSE(copyItem(source, destination));
-    writeFile(source, "content");
-    EXPECT_FALSE(copyItem(source, source / "below/a/file"));
-    fs::remove(source);
+    EXPECT_FALSE(copyItem("/etc/passwd", log / "a/file"));
     ASSERT_EQ(::mkfifo(source.c_str(), 0600), 0);
     EXPECT_FALSE(copyItem(source, destination));
     EXPECT_FALSE(fs::exists(destination));

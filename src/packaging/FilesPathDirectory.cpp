@@ -37,11 +37,6 @@ bool isFolder(const fs::directory_entry &entry) {
     return !entry.is_symlink(error) && entry.is_directory(error);
 }
 
-// The extension without its dot; empty for a name that begins with its only dot or ends in one.
-QString extensionOf(const fs::path &path) {
-    return displayText(path.extension()).mid(1);
-}
-
 QString archiveName() {
     const QString mode = UtilityFunctions::IsSilentMode ? QStringLiteral("cef") : QStringLiteral("abc");
     return QStringLiteral("lumaMacLog_") + UtilityFunctions::UniqueId + u'_' + mode + QStringLiteral(".zip");
@@ -76,7 +71,8 @@ void removeFilesFromDirectoryRecursively(const fs::path &atPath, const QStringLi
             removeFilesFromDirectoryRecursively(entry->path(), allowedExtensions);
             continue;
         }
-        const QString extension = extensionOf(entry->path());
+        // Without its dot; a name that begins with its only dot has none.
+        const QString extension = displayText(entry->path().extension()).mid(1);
         if (allowedExtensions.contains(u'.' + extension.toLower()) ||
             !platform::removeEntry(folder, entry->path().filename(), error))
             continue;
