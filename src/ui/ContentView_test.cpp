@@ -206,7 +206,7 @@ TEST_F(ContentViewTest, ACaptureEndsAtTheForm) {
     // While the capture runs the button is off and the window says so.
     ASSERT_TRUE(runMainQueueUntil([&] { return view.isRunning.value(); }));
     EXPECT_TRUE(view.primaryButtonDisabled);
-    ASSERT_TRUE(runMainQueueUntil([&] { return hasCaption("Share logs"); }));
+    waitUntil("Share logs");
     const auto [fields, lines] = record.takeApart();
     EXPECT_EQ(fields, capturedFields);
     EXPECT_EQ(lines.front(), "INFO: Monitoring Queue initiated.");
