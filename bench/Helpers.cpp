@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -118,8 +119,10 @@ double rate(const Counters &counters) {
 // larger share of a crowded processor, so among other busy programs a sampled one would seem faster.
 void goAhead() {
     constexpr int highest = -20;
-    // The group of this session, which is not to be the terminal's: that would keep the preference.
+    // In a session of its own, since the terminal's would keep the priority; so it has to end with its
+    // parent.
     ::setsid();
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     ::setpriority(PRIO_PROCESS, 0, highest);
     std::ofstream("/proc/self/autogroup") << highest;
 }

@@ -14,7 +14,7 @@ namespace {
 // In the appearance and at the scale that pictures are wanted in.
 bool isPictured(const char *look) {
     const char *names = std::getenv("LUMAMON_SCREENSHOTS");
-    return names != nullptr && std::string(names).find(look) != std::string::npos;
+    return names != nullptr && fs::path(names).filename().native().find(look) != std::string::npos;
 }
 
 class WindowWholeRun : public WindowRun {
