@@ -20,6 +20,7 @@ namespace {
 // The pointers hold as long as the texts are not moved.
 std::vector<char *> pointersTo(std::vector<std::string> &texts) {
     std::vector<char *> pointers;
+    pointers.reserve(texts.size() + 1);
     for (std::string &text : texts)
         pointers.push_back(text.data());
     pointers.push_back(nullptr);
@@ -38,6 +39,7 @@ std::vector<std::string> environmentOf(const ProgramOptions &options) {
             variables[name] = name + "=" + *value;
     }
     std::vector<std::string> result;
+    result.reserve(variables.size());
     for (const auto &[name, text] : variables)
         result.push_back(text);
     return result;

@@ -29,7 +29,7 @@ inline QByteArray infoPlist(const QByteArray &identifier, const QByteArray &exec
 inline std::filesystem::path makeBundle(const std::filesystem::path &path, const QByteArray &identifier,
                                         const QByteArray &executable = "Program") {
     writeFile(path / "Contents/Info.plist", infoPlist(identifier, executable));
-    const auto program = path / "Contents/Linux" / executable.toStdString();
+    auto program = path / "Contents/Linux" / executable.toStdString();
     std::filesystem::create_directories(program.parent_path());
     std::filesystem::copy_file("/bin/sleep", program);
     return program;

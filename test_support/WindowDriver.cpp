@@ -114,13 +114,13 @@ void WindowDriver::input(const std::vector<std::string> &words) const {
 
 WindowDriver::Window WindowDriver::window(const std::string &title) const {
     Window found;
-    auto &[x, y, width, height] = found.extents;
+    Extents &at = found.extents;
     require(
         [&] {
             const auto place = xdotool({"search", "--maxdepth", "1", "--onlyvisible", "--name", "^" + title,
                                         "getwindowgeometry", "--shell"});
             return place && std::sscanf(place->c_str(), "WINDOW=%u X=%d Y=%d WIDTH=%d HEIGHT=%d",
-                                        &found.number, &x, &y, &width, &height) == 5;
+                                        &found.number, &at.x, &at.y, &at.width, &at.height) == 5;
         },
         "There is no window \"" + title + "\"");
     return found;

@@ -42,13 +42,11 @@ protected:
     // In a run folder, or among those that were recovered.
     void expectKept(const std::map<fs::path, QByteArray> &earlier) const {
         const auto kept = archives("Output");
-        for (const auto &[path, content] : earlier) {
-            EXPECT_TRUE(std::ranges::any_of(kept,
-                                            [&](const auto &archive) {
-                                                return archive.first.filename() == path.filename() &&
-                                                       archive.second == content;
-                                            }))
-                << path << " is lost";
+        for (const auto &lost : earlier) {
+            const auto isIt = [&](const auto &archive) {
+                return archive.first.filename() == lost.first.filename() && archive.second == lost.second;
+            };
+            EXPECT_TRUE(std::ranges::any_of(kept, isIt)) << lost.first << " is lost";
         }
     }
 

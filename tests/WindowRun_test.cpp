@@ -74,10 +74,11 @@ TEST_F(WindowWholeRun, IsStoppedFailsAndIsThenSentWithItsAttachments) {
                  "push button: Start diagnostics"});
     picture("start");
     press("Start diagnostics");
+    const std::string reproduce =
+        "notification: Please reproduce the steps that led to the issue and then select "
+        "Stop diagnostics";
     expectShown({list, "check box: Advanced logs (disabled)", "check box: System apps information (disabled)",
-                 "push button: Stop diagnostics",
-                 "notification: Please reproduce the steps that led to the issue and then select Stop "
-                 "diagnostics"});
+                 "push button: Stop diagnostics", reproduce});
     picture("reproducing");
     press("Stop diagnostics");
     const auto logId = testing::MatchesRegex("label: [0-9a-f-]{36}");
