@@ -50,20 +50,17 @@ private:
     }
 
     void threadEnded(pid_t thread) override {
-        const auto found = m_result.threads.find(thread);
-        if (found == m_result.threads.end())
-            return;
-        found->second.end();
+        ThreadRecord &record = m_result.threads.at(thread);
+        record.end();
         // Threads that came and went between two samples would only fill the report.
-        if (found->second.samples == 0)
-            m_result.threads.erase(found);
+        if (record.samples == 0)
+            m_result.threads.erase(thread);
     }
 
     void threadStopped(pid_t thread) override {
-        const auto found = m_result.threads.find(thread);
-        if (found == m_result.threads.end() || found->second.pending == 0)
+        ThreadRecord &record = m_result.threads.at(thread);
+        if (record.pending == 0)
             return;
-        ThreadRecord &record = found->second;
         const unsigned weight = std::exchange(record.pending, 0);
         record.sampledPlace = record.place();
         record.sampledCalls = m_stacks.read(thread);
