@@ -1,7 +1,6 @@
 #include "CallTree.h"
 
 #include <algorithm>
-#include <ranges>
 
 namespace spindump {
 
@@ -28,8 +27,9 @@ void CallTree::add(const std::vector<const Symbol *> &chain, std::uint64_t sampl
 // Lightest first.
 std::vector<std::size_t> CallTree::callsFrom(std::size_t caller) const {
     std::vector<std::size_t> result;
-    for (const auto &[function, call] : std::views::reverse(m_calls[caller].calls))
-        result.push_back(call);
+    const auto &calls = m_calls[caller].calls;
+    for (auto call = calls.rbegin(); call != calls.rend(); ++call)
+        result.push_back(call->second);
     std::ranges::stable_sort(result, {}, [this](std::size_t call) { return m_calls[call].samples; });
     return result;
 }
