@@ -23,7 +23,7 @@ const fs::path &outputFolder() {
 // Copies items of a folder of the user's Library to a folder of the output, and returns that. When it cannot
 // be made that is one line; the copies into it are tried all the same.
 fs::path copyLogs(const fs::path &from, const char *to, std::initializer_list<const char *> names) {
-    const fs::path destination = outputFolder() / to;
+    fs::path destination = outputFolder() / to;
     std::error_code error;
     fs::create_directories(destination, error);
     if (error)

@@ -94,7 +94,7 @@ protected:
 
     // The lines since the last look.
     std::vector<std::string> newLines() const {
-        const auto lines = said();
+        auto lines = said();
         fs::remove(log);
         return lines;
     }

@@ -153,7 +153,7 @@ SampleProduct makeSampleBundle(const fs::path &home, const SampleProductOptions 
 }
 
 SampleProduct makeSampleProduct(const fs::path &home, const SampleProductOptions &options) {
-    const SampleProduct product = makeSampleBundle(home, options);
+    SampleProduct product = makeSampleBundle(home, options);
     const bool lumadoc = options.edition == Edition::lumadoc;
     writeLogs(product, supportFolder(product) / (lumadoc ? "Trellis-ProMessages" : "PellixMessages"),
               options);

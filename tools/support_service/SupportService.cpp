@@ -184,7 +184,7 @@ bool SupportService::receive(TlsConnection &connection, const Behaviour &how, st
 // Ends early as the behaviour says, or when the connection ends.
 std::string SupportService::readBody(TlsConnection &connection, const Behaviour &how, std::uint64_t size) {
     using namespace std::chrono;
-    constexpr std::uint64_t largestPiece = 64 * 1024;
+    constexpr std::uint64_t largestPiece = 65'536;
     const auto rate = how.readBytesPerSecond;
     const auto piece = rate == 0 ? largestPiece : std::clamp<std::uint64_t>(rate / 20, 1, largestPiece);
     const auto most = std::min(size, how.stopReadingAfterBytes.value_or(how.resetAfterBytes.value_or(size)));

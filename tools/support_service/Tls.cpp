@@ -18,7 +18,7 @@ namespace {
 /// Valid from and to these days, counted from now.
 std::shared_ptr<X509> selfSigned(EVP_PKEY *key, const char *names, int from, int to) {
     constexpr long daySeconds = 24L * 60 * 60;
-    const std::shared_ptr<X509> certificate(X509_new(), X509_free);
+    std::shared_ptr<X509> certificate(X509_new(), X509_free);
     X509 *const made = certificate.get();
     X509_NAME *const name = X509_get_subject_name(made);
     X509_set_version(made, X509_VERSION_3);
@@ -48,7 +48,7 @@ Certificates::Certificates()
 }
 
 std::shared_ptr<SSL_CTX> Certificates::serverContext(Handshake handshake) const {
-    const std::shared_ptr<SSL_CTX> context(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
+    std::shared_ptr<SSL_CTX> context(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
     // No session is resumed: each connection makes a whole handshake.
     SSL_CTX_set_num_tickets(context.get(), 0);
     SSL_CTX_set_session_cache_mode(context.get(), SSL_SESS_CACHE_OFF);
