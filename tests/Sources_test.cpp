@@ -94,7 +94,7 @@ TEST_F(Sources, EntriesOfEveryKindAndNameArePackedAndLinksAsLinks) {
     EXPECT_EQ(items.size(), 15 + 1 + names.size() + 2 * folders.size() + links.size() + 1 + 3);
 }
 
-// Not root, and so one who can be kept out; somebody else's product is none of this user's.
+// Not root, so that files can be closed to the user. Another user's running product does not count.
 TEST_F(Sources, AnOrdinaryUserSendsWhatCanBeReadAndSeesNobodyElsesProduct) {
     constexpr uid_t user = 12'345;
     if (!canRunAs(user))

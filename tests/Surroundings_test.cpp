@@ -1,5 +1,5 @@
-// Surroundings that are hostile or incomplete: folders that cannot be made, environment variables and files
-// of the user's that mean to lead the program astray.
+// Surroundings that are hostile or incomplete: folders that cannot be made, and the user's environment
+// variables and files that could mislead the program.
 #include "tests/SilentRun.h"
 
 namespace fs = std::filesystem;

@@ -140,7 +140,7 @@ private:
         return m_changed.wait_for(lock, limit, condition);
     }
 
-    // In a thread of their own for each connection.
+    // On the thread of each connection.
     void serve(int socket);
     void openTunnel(int socket);
     bool serveRequest(TlsConnection &connection);
