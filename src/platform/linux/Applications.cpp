@@ -112,6 +112,7 @@ std::vector<RunningApplication> runningApplications() {
             found.emplace(std::pair(*started, identifier), *application);
     }
     std::vector<RunningApplication> result;
+    result.reserve(found.size());
     for (const auto &[started, application] : found)
         result.push_back(application);
     return result;

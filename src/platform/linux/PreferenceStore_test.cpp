@@ -19,7 +19,7 @@ using test_support::readFile;
 using test_support::writeFile;
 using test_support::xmlList;
 
-const QByteArray before = "<dict><key>Trunk</key><true/><key>other</key><real>0.50</real></dict>";
+const QByteArray original = "<dict><key>Trunk</key><true/><key>other</key><real>0.50</real></dict>";
 const QByteArray after =
     "<dict><key>Trunk</key><integer>10</integer><key>other</key><real>0.50</real></dict>";
 
@@ -27,7 +27,7 @@ class PreferenceStoreTest : public testing::Test {
 protected:
     PreferenceStoreTest() {
         fs::create_directory(folder);
-        writeFile(file, xmlList(before));
+        writeFile(file, xmlList(original));
     }
 
     PreferenceChange setTrunk(const PropertyList &value = PropertyList::integer(10)) {
@@ -49,7 +49,7 @@ TEST_F(PreferenceStoreTest, ShowsTheValueAndWritesOnlyIfWanted) {
         return false;
     };
     EXPECT_EQ(changePreferenceValue(file, "Trunk", expectTrue), PreferenceChange::none);
-    EXPECT_EQ(readFile(file), xmlList(before));
+    EXPECT_EQ(readFile(file), xmlList(original));
     EXPECT_EQ(setTrunk(), PreferenceChange::written);
     EXPECT_EQ(PropertyList::load(file), propertyList(after));
     EXPECT_TRUE(readFile(file).contains("0.50"));
@@ -68,9 +68,9 @@ TEST_F(PreferenceStoreTest, IsNotAskedWithoutAValue) {
     EXPECT_EQ(changePreferenceFile(folder, fail), PreferenceChange::none);
     writeFile(file, xmlList("<array><string>Trunk</string></array>"));
     EXPECT_EQ(changePreferenceValue(file, "Trunk", fail), PreferenceChange::none);
-    writeFile(file, xmlList(before).chopped(10));
+    writeFile(file, xmlList(original).chopped(10));
     EXPECT_EQ(changePreferenceFile(file, fail), PreferenceChange::none);
-    EXPECT_EQ(readFile(file), xmlList(before).chopped(10));
+    EXPECT_EQ(readFile(file), xmlList(original).chopped(10));
     fs::remove(file);
     fs::create_symlink("missing.plist", file);
     EXPECT_EQ(changePreferenceFile(file, fail), PreferenceChange::none);
@@ -79,7 +79,7 @@ TEST_F(PreferenceStoreTest, IsNotAskedWithoutAValue) {
 }
 
 TEST_F(PreferenceStoreTest, KeepsABinaryFileBinary) {
-    writeFile(file, propertyList(before).serialized(PropertyListFormat::binary));
+    writeFile(file, propertyList(original).serialized(PropertyListFormat::binary));
     EXPECT_EQ(setTrunk(), PreferenceChange::written);
     EXPECT_EQ(readFile(file), propertyList(after).serialized(PropertyListFormat::binary));
 }
@@ -89,13 +89,13 @@ TEST_F(PreferenceStoreTest, ReplacesTheFileAtOnceAndKeepsItsMode) {
     fs::create_hard_link(file, old);
     fs::permissions(file, fs::perms(0440));
     EXPECT_EQ(setTrunk(), PreferenceChange::written);
-    EXPECT_EQ(readFile(old), xmlList(before));
+    EXPECT_EQ(readFile(old), xmlList(original));
     EXPECT_EQ(fs::status(file).permissions(), fs::perms(0440));
 }
 
 TEST_F(PreferenceStoreTest, KeepsALink) {
     const fs::path target = home.path() / "shared" / "real.plist";
-    writeFile(target, xmlList(before));
+    writeFile(target, xmlList(original));
     fs::remove(file);
     fs::create_symlink("../shared/second", file);
     fs::create_symlink("real.plist", home.path() / "shared/second");
@@ -114,16 +114,16 @@ TEST_F(PreferenceStoreTest, WritesNothingThatCouldNotBeReadAgain) {
     writeFile(file, large);
     EXPECT_EQ(changePreferenceFile(file, [](PropertyList &) { return true; }), PreferenceChange::failed);
     EXPECT_EQ(readFile(file), large);
-    writeFile(file, xmlList(before));
+    writeFile(file, xmlList(original));
     EXPECT_EQ(setTrunk(PropertyList::string(QStringLiteral("\x01"))), PreferenceChange::failed);
-    EXPECT_EQ(readFile(file), xmlList(before));
+    EXPECT_EQ(readFile(file), xmlList(original));
 }
 
 TEST_F(PreferenceStoreTest, SaysWhenTheDiskTakesNothing) {
     ASSERT_TRUE(test_support::hasOwnNamespaces());
     const auto disk = test_support::Mount::readOnly(folder);
     EXPECT_EQ(setTrunk(), PreferenceChange::failed);
-    EXPECT_EQ(readFile(file), xmlList(before));
+    EXPECT_EQ(readFile(file), xmlList(original));
 }
 
 } // namespace

@@ -49,7 +49,7 @@ void prepareProcess() {
 
 // Linux: macOS has another call for the executable's path.
 std::filesystem::path executablePath(const QStringList &arguments) {
-    const auto first = pathFromText(arguments.value(0));
+    auto first = pathFromText(arguments.value(0));
     if (first.is_absolute())
         return first;
     std::error_code error;

@@ -46,10 +46,8 @@ std::vector<std::string> childEnvironment(const Program &program) {
 
 // As the system takes them; valid as long as the texts are neither changed nor moved.
 std::vector<char *> textPointers(std::vector<std::string> &texts) {
-    std::vector<char *> pointers;
-    for (std::string &text : texts)
-        pointers.push_back(text.data());
-    pointers.push_back(nullptr);
+    std::vector<char *> pointers(texts.size() + 1);
+    std::ranges::transform(texts, pointers.begin(), [](std::string &text) { return text.data(); });
     return pointers;
 }
 

@@ -16,7 +16,7 @@ namespace {
 
 using namespace test_support;
 
-using Texts = std::vector<std::string>;
+using Lines = std::vector<std::string>;
 
 // A machine with a home, a system folder, and nothing in the folders that no variable moves.
 class Inventory : public testing::Test {
@@ -58,8 +58,8 @@ protected:
     std::string location() { return only().location.toStdString(); }
 
     /// The applications' entries below their folders, and "name: reason" for what was not read.
-    Texts entries() {
-        Texts result;
+    Lines entries() {
+        Lines result;
         for (const Application &application : all()) {
             const std::string entry = application.entries.at(0);
             result.push_back(entry.substr(entry.find("/applications/") + 14));
@@ -87,7 +87,7 @@ TEST_F(Inventory, AnEntryReplacesLaterOnesWithItsIdentifierHoweverItIsLeftOut) {
     writeFile(user("readme.txt"), "no entry");
     for (const char *name : {"b", "kde/deep/c", "kde/a", "gone", "hidden", "broken"})
         writeEntry("/bin/x", {}, system("applications/") + name + ".desktop");
-    EXPECT_EQ(entries(), (Texts{"kde-a.desktop", "b.desktop", "kde/deep/c.desktop",
+    EXPECT_EQ(entries(), (Lines{"kde-a.desktop", "b.desktop", "kde/deep/c.desktop",
                                 "broken.desktop: no desktop entry"}));
 }
 
@@ -98,7 +98,7 @@ TEST_F(Inventory, ReadsEntriesThroughLinksToFoldersButOnce) {
     for (const std::string &link :
          {user("linked"), user("linked-too"), home("elsewhere/back"), system("applications/self")})
         fs::create_directory_symlink(home("elsewhere"), link);
-    EXPECT_EQ(entries(), (Texts{"linked/a.desktop", "b.desktop"}));
+    EXPECT_EQ(entries(), (Lines{"linked/a.desktop", "b.desktop"}));
 }
 
 TEST_F(Inventory, OffersOnlyWhatCanBeStarted) {
@@ -113,7 +113,7 @@ TEST_F(Inventory, OffersOnlyWhatCanBeStarted) {
             writeEntry("/bin/x", QByteArray("TryExec=") + program.c_str() + "\n",
                        user(form + name + ".desktop"));
     }
-    EXPECT_EQ(entries(), (Texts{"message.desktop", "path-there.desktop", "whole-there.desktop"}));
+    EXPECT_EQ(entries(), (Lines{"message.desktop", "path-there.desktop", "whole-there.desktop"}));
 }
 
 TEST_F(Inventory, NotesBrokenEntriesWithTheReason) {
@@ -129,7 +129,7 @@ TEST_F(Inventory, NotesBrokenEntriesWithTheReason) {
         {"no-type", begin + "Name=A\nExec=/bin/x\n", "a desktop entry without a type"},
         {"zero", entryText("A", QByteArray("/bin/x\0y", 8)), "not UTF-8 text"},
     };
-    Texts expected;
+    Lines expected;
     for (const auto &[name, content, reason] : cases) {
         writeFile(user(name + ".desktop"), content);
         expected.push_back(name + ".desktop: " + reason);

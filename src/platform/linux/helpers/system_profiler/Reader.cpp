@@ -97,7 +97,7 @@ QString Reader::kindOf(const fs::path &program) {
     beginning.truncate(std::max<ssize_t>(count, 0));
     if (!beginning.startsWith(ELFMAG))
         return beginning.startsWith("#!") ? scriptKind(beginning) : QString();
-    const QString kind = elfKind(beginning);
+    QString kind = elfKind(beginning);
     if (kind.isEmpty())
         note(program, QStringLiteral("a damaged ELF header"));
     return kind;
