@@ -3,7 +3,9 @@ add_library(lumamon_options INTERFACE)
 
 target_compile_options(lumamon_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor
-  -Woverloaded-virtual -Wimplicit-fallthrough -Werror)
+  -Woverloaded-virtual -Wimplicit-fallthrough -Werror
+  # Where sources are joined, the compiler takes a fixture in an unnamed namespace for one that others share.
+  $<$<BOOL:${CMAKE_UNITY_BUILD}>:-Wno-subobject-linkage>)
 
 # Text from bytes is a decision each time: no silent conversion between QString and char.
 target_compile_definitions(lumamon_options INTERFACE

@@ -10,7 +10,7 @@ using namespace test_support;
 
 namespace {
 
-constexpr std::size_t mebibyte = 1 << 20;
+constexpr std::size_t answerBytes = 1 << 20;
 const std::string notConnected = "This computer is not connected to the internet.";
 const std::string endlessAnswer = "HTTP/1.1 500 No\r\nContent-Length: 1000000000000\r\n\r\n";
 
@@ -50,8 +50,8 @@ TEST_F(Upload, IsLoggedWithItsAnswerWhichDecidesWhetherTheArchiveStays) {
     } cases[] = {
         {"success", {.body = "Danke schön: 42"}, sent("Danke schön: 42")},
         {"a mebibyte, all of which is logged",
-         {.body = std::string(mebibyte, 'x')},
-         sent(std::string(mebibyte, 'x'))},
+         {.body = std::string(answerBytes, 'x')},
+         sent(std::string(answerBytes, 'x'))},
         {"server error", {.status = 500, .body = "Oh"}, serverError(500, "Oh")},
         {"reset after the status line",
          {.rawAnswer = "HTTP/1.1 200 OK\r\n"},
@@ -88,14 +88,14 @@ TEST_F(Upload, TakesLittleMemoryForAnswersWithoutEnd) {
     // with the thread sanitizer. The service sends more than this in a second. With the address sanitizer the
     // headers take some 170 MiB.
 #ifdef __SANITIZE_ADDRESS__
-    constexpr std::uint64_t roomBytes = 256 * mebibyte;
+    constexpr std::uint64_t roomBytes = 256 << 20;
 #else
-    constexpr std::uint64_t roomBytes = 64 * mebibyte;
+    constexpr std::uint64_t roomBytes = 64 << 20;
 #endif
     const std::uint64_t most = peakMemoryBytes() + roomBytes;
     service.setBehaviour({.rawAnswer = endlessAnswer, .repeated = std::string(65'536, 'x')});
     EXPECT_LT(peakMemoryBytes(), most);
-    EXPECT_TRUE(uploadLog() == serverError(500, std::string(mebibyte, 'x')));
+    EXPECT_TRUE(uploadLog() == serverError(500, std::string(answerBytes, 'x')));
     expectArchiveKept();
     service.setBehaviour(
         {.rawAnswer = "HTTP/1.1 200 OK\r\n", .repeated = "X: " + std::string(100, 'x') + "\r\n"});

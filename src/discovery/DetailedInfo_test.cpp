@@ -18,10 +18,6 @@ using namespace UtilityFunctions;
 using test_support::readFile;
 using testing::ElementsAre;
 
-QString text(const char *latin1) {
-    return QString::fromLatin1(latin1);
-}
-
 class RunRecord : public test_support::LoggedTest {
 protected:
     // Saves the record, and expects it to hold this and the machine.
@@ -42,13 +38,13 @@ TEST_F(RunRecord, HoldsTheProductTheMachineAndThisProgram) {
                     "lumadoc_lumadocinstallpath": "", "diagnostics_silentapp": "False",
                     "diagnostics_machineid": "MACHINE", "diagnostics_version": "",
                     "diagnostics_component": ""})");
-    lumadocOrPellix = text("Lumadoc");
-    flavour = text("QZ");
-    LumadocVersion = text("10.003.20112");
+    lumadocOrPellix = QStringLiteral("Lumadoc");
+    flavour = QStringLiteral("QZ");
+    LumadocVersion = QStringLiteral("10.003.20112");
     LumadocInstalledUrlUsed = "/opt/Lumadoc.app";
-    LumamonAppVersion = text("1.0.0");
+    LumamonAppVersion = QStringLiteral("1.0.0");
     IsSilentMode = true;
-    CommandLineArguments::componentName = text("editor \"core\"");
+    CommandLineArguments::componentName = QStringLiteral("editor \"core\"");
     expectSaved(R"({"lumadoc_product": "Lumadoc", "lumadoc_version": "QZ",
                     "lumadoc_versionnumber": "10.003.20112",
                     "lumadoc_lumadocinstallpath": "/opt/Lumadoc.app", "diagnostics_silentapp": "True",
@@ -58,7 +54,7 @@ TEST_F(RunRecord, HoldsTheProductTheMachineAndThisProgram) {
 
 TEST(RunRecordCoding, IsCompactAndDecodesOnlyWithAllEightTexts) {
     DetailedInfo info;
-    info.lumadoc_product = text("Pellix");
+    info.lumadoc_product = QStringLiteral("Pellix");
     info.diagnostics_component = QStringLiteral("ü/\\\"\n");
     EXPECT_EQ(DetailedInfo::decoded(info.encoded()), info);
     EXPECT_FALSE(info.encoded().contains('\n') || info.encoded().contains(": "));
@@ -72,9 +68,9 @@ TEST(RunRecordCoding, IsCompactAndDecodesOnlyWithAllEightTexts) {
         EXPECT_FALSE(DetailedInfo::decoded(QJsonDocument(object).toJson())) << key.toStdString();
     }
     EXPECT_FALSE(DetailedInfo::decoded("no json"));
-    EXPECT_EQ(DetailedInfo::codingKey(text("diagnostics_component")),
+    EXPECT_EQ(DetailedInfo::codingKey(QStringLiteral("diagnostics_component")),
               DetailedInfo::CodingKeys::diagnostics_component);
-    EXPECT_FALSE(DetailedInfo::codingKey(text("diagnostics_other")));
+    EXPECT_FALSE(DetailedInfo::codingKey(QStringLiteral("diagnostics_other")));
 }
 
 using TextFile = test_support::LoggedTest;
@@ -82,15 +78,15 @@ using TextFile = test_support::LoggedTest;
 TEST_F(TextFile, IsReplacedForTheUserAloneWhereThereIsContentAndAPlace) {
     const fs::path file = home.path() / "record.json";
     CreateFile(file, QString());
-    CreateFile(std::nullopt, text("text"));
+    CreateFile(std::nullopt, QStringLiteral("text"));
     EXPECT_FALSE(fs::exists(file) || fs::exists(log));
     test_support::writeFile(file, "something longer than what comes");
     CreateFile(file, QStringLiteral("grüße"));
     EXPECT_EQ(readFile(file), QStringLiteral("grüße").toUtf8());
     EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
-    CreateFile(home.path() / "missing" / "record.json", text("text"));
+    CreateFile(home.path() / "missing" / "record.json", QStringLiteral("text"));
     fs::create_directories(home.path() / "folder/inside");
-    CreateFile(home.path() / "folder", text("text"));
+    CreateFile(home.path() / "folder", QStringLiteral("text"));
     EXPECT_TRUE(fs::exists(home.path() / "folder/inside"));
     const std::string failed = "ERROR: Failed to create the file.";
     EXPECT_THAT(said(), ElementsAre("INFO: File created and content written successfully.", failed, failed));
