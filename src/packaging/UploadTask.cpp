@@ -3,10 +3,12 @@
 #include "platform/Network.h"
 #include "platform/posix/Fatal.h"
 
+#include <QUrl>
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <new>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -54,9 +56,9 @@ public:
         set(CURLOPT_POSTFIELDS, body.constData());
         set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
         set(CURLOPT_PROTOCOLS_STR, "https");
-        set(CURLOPT_REDIR_PROTOCOLS_STR, "https");
-        set(CURLOPT_FOLLOWLOCATION, 1L);
-        set(CURLOPT_MAXREDIRS, 20L);
+        // An HTTP/2 stream that the server ends early loses its answer, and its windows make far servers
+        // slow.
+        set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
         set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
         if (const char *certificates = std::getenv("SSL_CERT_FILE"))
             set(CURLOPT_CAINFO, certificates);
@@ -79,9 +81,12 @@ public:
             int queued = 0;
             curl_multi_perform(multi, &running);
             noteMove();
-            if (const CURLMsg *message = curl_multi_info_read(multi, &queued))
-                response = ended(message->data.result);
-            else if (cancelled)
+            if (const CURLMsg *message = curl_multi_info_read(multi, &queued)) {
+                if (!isRedirected())
+                    response = ended(message->data.result);
+                else
+                    startAgain(multi);
+            } else if (cancelled)
                 response = failed(transportError(TransportErrorCode::cancelled));
             else if (isOverdue())
                 response = failed(transportError(TransportErrorCode::timedOut));
@@ -120,12 +125,21 @@ private:
         return CURL_SOCKOPT_OK;
     }
 
-    static std::size_t onHeader(const char *, std::size_t size, std::size_t count, void *self) {
+    // One line of an answer's head. Interim answers (1xx) change no clock: a server may send them for ever.
+    static std::size_t onHeader(const char *bytes, std::size_t size, std::size_t count, void *self) {
         auto &transfer = *static_cast<Transfer *>(self);
+        const std::string_view line(bytes, size * count);
+        if (line.starts_with("HTTP/")) {
+            transfer.m_isInterim = line.substr(line.find(' ') + 1).starts_with('1');
+            transfer.m_sentAtAnswer = transfer.get<curl_off_t>(CURLINFO_SIZE_UPLOAD_T);
+        }
+        transfer.m_headIsWhole = line == "\r\n" || line == "\n";
+        if (transfer.m_isInterim)
+            return line.size();
         transfer.m_lastMove = Clock::now();
         if (!transfer.m_answerBegan)
             transfer.m_answerBegan = transfer.m_lastMove;
-        return size * count;
+        return line.size();
     }
 
     static std::size_t onData(const char *bytes, std::size_t size, std::size_t count, void *self) {
@@ -138,12 +152,7 @@ private:
     }
 
     static int onProgress(void *self, curl_off_t, curl_off_t, curl_off_t, curl_off_t sent) {
-        auto &transfer = *static_cast<Transfer *>(self);
-        // A redirect sends all of it again, and the answer is still to come.
-        if (sent < transfer.m_sentNow)
-            transfer.m_answerBegan.reset();
-        transfer.m_sentNow = sent;
-        transfer.reportSent(sent);
+        static_cast<Transfer *>(self)->reportSent(sent);
         return 0;
     }
 
@@ -175,9 +184,38 @@ private:
         return now - m_lastMove > m_limits.idle || (m_answerBegan && now - *m_answerBegan > m_limits.answer);
     }
 
+    // Only the statuses that ask for the same request again, and only to the same host.
+    bool isRedirected() const {
+        constexpr int mostRedirects = 20;
+        const auto status = statusCode();
+        const auto *const target = get<const char *>(CURLINFO_REDIRECT_URL);
+        if ((status != 307 && status != 308) || !m_headIsWhole || target == nullptr ||
+            m_redirects >= mostRedirects)
+            return false;
+        const QUrl from(QString::fromUtf8(get<const char *>(CURLINFO_EFFECTIVE_URL)));
+        const QUrl to(QString::fromUtf8(target));
+        return to.scheme() == u"https" && to.host() == from.host();
+    }
+
+    void startAgain(CURLM *multi) {
+        ++m_redirects;
+        curl_multi_remove_handle(multi, m_easy.get());
+        set(CURLOPT_URL, QByteArray(get<const char *>(CURLINFO_REDIRECT_URL)).constData());
+        m_answer.clear();
+        m_answerIsFull = false;
+        m_answerBegan.reset();
+        m_lastMove = Clock::now();
+        curl_multi_add_handle(multi, m_easy.get());
+    }
+
     UploadResponse ended(CURLcode code) const {
-        if (code == CURLE_OK || m_answerIsFull)
+        if (code == CURLE_OK || m_answerIsFull) {
+            // A service that says so before it can have the whole archive has not taken it.
+            const bool isTooEarly = statusCode() == 200 && m_sentAtAnswer < m_bodyBytes;
+            if (!m_headIsWhole || isTooEarly)
+                return failed(transportError(TransportErrorCode::connectionLost));
             return {statusCode(), m_answer, std::nullopt};
+        }
         return failed(transportError({.code = code,
                                       .verifyResult = get<long>(CURLINFO_SSL_VERIFYRESULT),
                                       .systemError = get<long>(CURLINFO_OS_ERRNO),
@@ -199,8 +237,12 @@ private:
 
     QByteArray m_answer;
     bool m_answerIsFull = false;
-    // Bytes of the request that is under way, and as they were last reported.
-    std::int64_t m_sentNow = 0;
+    bool m_isInterim = false;
+    bool m_headIsWhole = false;
+    int m_redirects = 0;
+    // Bytes of the body that were sent when the answer's status line came.
+    std::int64_t m_sentAtAnswer = 0;
+    // Bytes of the body that were last reported.
     std::int64_t m_sent = 0;
     // Opened for this transfer; some may be closed again.
     std::vector<curl_socket_t> m_sockets;

@@ -4,7 +4,8 @@
 // session's callback queue. The last of them is `finished`, called exactly once, unless the task is destroyed
 // first: that stops the transfer promptly and calls nothing.
 //
-// Redirects are followed as browsers do, to HTTPS only. Proxies come from the environment (https_proxy,
+// HTTP/1.1. The redirects 307 and 308 are followed, to HTTPS on the same host; any other is the answer. A 200
+// counts only when its head is whole and the whole body was sent before it ended. Proxies come from the environment (https_proxy,
 // no_proxy), the certificates from the system or from SSL_CERT_FILE.
 #pragma once
 

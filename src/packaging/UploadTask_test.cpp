@@ -207,26 +207,49 @@ TEST_F(UploadTaskTest, SendsNothingWithoutAConnectionThatItTrusts) {
     }
 }
 
-TEST_F(UploadTaskTest, FollowsRedirectsToHttpsOnlyNotForEverAndWithTheBodyOnlyWhereTheMethodStays) {
-    service.setBehaviour(
-        {.status = 307, .location = "https://127.0.0.1:" + std::to_string(service.port()) + path}, 1);
-    EXPECT_EQ(upload(someBytes(200'000)).statusCode, 200);
-    service.setBehaviour({.status = 302, .location = "/elsewhere"}, 1);
-    EXPECT_EQ(upload().statusCode, 404);
-    const auto requests = service.requests();
-    ASSERT_EQ(requests.size(), 4U);
-    EXPECT_EQ(requests[1].method, "POST");
-    EXPECT_EQ(requests[1].header("Content-Type"), requests[0].header("Content-Type"));
-    EXPECT_TRUE(*requests[0].body == *requests[1].body);
-    EXPECT_EQ(requests[3].method, "GET");
-    const LoopbackListener plain([](int) {});
-    for (const int status : {302, 307})
-        expectEnd({.status = status, .location = "http://localhost:" + std::to_string(plain.port()) + path},
-                  status, TransportErrorCode::unknown);
-    EXPECT_EQ(plain.connections(), 0U);
-    expectEnd({.status = 307, .location = path}, 307, TransportErrorCode::unknown);
-    // Without a location it is the answer.
-    expectEnd({.status = 302}, 302, 0);
+TEST_F(UploadTaskTest, FollowsOnlyRedirectsThatKeepTheMethodToHttpsOnTheSameHost) {
+    for (const int status : {307, 308}) {
+        service.setBehaviour({.status = status, .location = "https://" + service.host() + path}, 1);
+        EXPECT_EQ(upload(someBytes(200'000)).statusCode, 200);
+        const auto requests = service.requests();
+        const auto &last = requests.back();
+        EXPECT_EQ(last.method, "POST");
+        EXPECT_EQ(last.header("Content-Type"), requests.front().header("Content-Type"));
+        EXPECT_TRUE(*last.body == *requests[requests.size() - 2].body);
+    }
+    const std::string port = std::to_string(service.port());
+    const std::pair<int, std::optional<std::string>> answers[] = {{301, path},
+                                                                  {302, "/elsewhere"},
+                                                                  {303, path},
+                                                                  {302, std::nullopt},
+                                                                  {307, "https://127.0.0.1:" + port + path},
+                                                                  {308, "http://localhost:" + port + path}};
+    for (const auto &[status, location] : answers) {
+        const auto before = service.requests().size();
+        expectEnd({.status = status, .body = "moved", .location = location}, status, 0);
+        EXPECT_EQ(answer, "moved");
+        EXPECT_EQ(service.requests().size(), before + 1);
+    }
+    expectEnd({.status = 307, .location = path}, 307, 0);
+}
+
+TEST_F(UploadTaskTest, BelievesA200OnlyAfterTheWholeBodyAndWithItsWholeHead) {
+    using namespace TransportErrorCode;
+    expectEnd({.answersBeforeBody = true}, 200, connectionLost, someBytes(8'000'000));
+    for (const char *head : {"HTTP/1.1 200 OK\r\n", "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n"})
+        expectEnd({.rawAnswer = head, .closesInOrder = true}, 200, connectionLost);
+    expectEnd({.rawAnswer = "HTTP/1.1 200 OK\r\n\r\n", .closesInOrder = true}, 200, 0);
+}
+
+TEST_F(UploadTaskTest, LetsInterimAnswersChangeNoClock) {
+    const std::string interim = "HTTP/1.1 102 Processing\r\nX-State: busy\r\n\r\n";
+    expectEnd({.rawAnswer = "", .repeated = interim, .repeatInterval = 20ms}, {},
+              TransportErrorCode::timedOut, "", {.idle = 400ms});
+    // The answer comes later than an answer may take.
+    expectEnd({.rawAnswer = interim,
+               .repeated = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n",
+               .repeatInterval = 900ms},
+              200, 0, "", shortAnswer);
 }
 
 TEST_F(UploadTaskTest, IsCancelledPromptlyWithOneCall) {

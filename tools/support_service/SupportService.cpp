@@ -59,7 +59,8 @@ bool sendAnswer(TlsConnection &connection, const Behaviour &how) {
         while (!how.repeated.empty() && connection.wait(how.repeatInterval) &&
                connection.send(how.repeated)) {
         }
-        connection.breakOff();
+        if (!how.closesInOrder)
+            connection.breakOff();
         return false;
     }
     std::string head = "HTTP/1.1 " + std::to_string(how.status) +

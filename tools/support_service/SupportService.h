@@ -41,8 +41,9 @@ struct Behaviour {
     /// A "Location" header, which turns a status in the 300s into a redirect.
     std::optional<std::string> location = std::nullopt;
     /// In the place of status, headers and body: these bytes, then those of `repeated` over and over, each
-    /// time after the interval. When there are none, the connection is reset.
+    /// time after the interval. When there are none, the connection is reset, or closed in order.
     std::optional<std::string> rawAnswer = std::nullopt;
+    bool closesInOrder = false;
     std::string repeated = {};
     std::chrono::milliseconds repeatInterval{0};
 };

@@ -47,8 +47,20 @@ Certificates::Certificates()
                       {Handshake::untrusted, selfSigned(m_key.get(), local, -2, 30)}};
 }
 
+// Takes HTTP/2 from a client that offers it, as most servers do. The service speaks HTTP/1.1 all the same, so
+// a client that offered more fails.
+int selectProtocol(SSL *, const unsigned char **selected, unsigned char *size, const unsigned char *offered,
+                   unsigned offeredSize, void *) {
+    static constexpr unsigned char known[] = "\x02h2\x08http/1.1";
+    return SSL_select_next_proto(const_cast<unsigned char **>(selected), size, known, sizeof known - 1,
+                                 offered, offeredSize) == OPENSSL_NPN_NEGOTIATED
+               ? SSL_TLSEXT_ERR_OK
+               : SSL_TLSEXT_ERR_NOACK;
+}
+
 std::shared_ptr<SSL_CTX> Certificates::serverContext(Handshake handshake) const {
     std::shared_ptr<SSL_CTX> context(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
+    SSL_CTX_set_alpn_select_cb(context.get(), selectProtocol, nullptr);
     // No session is resumed: each connection makes a whole handshake.
     SSL_CTX_set_num_tickets(context.get(), 0);
     SSL_CTX_set_session_cache_mode(context.get(), SSL_SESS_CACHE_OFF);
