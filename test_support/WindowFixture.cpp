@@ -43,12 +43,6 @@ fs::path presentLog() {
 
 } // namespace
 
-std::string printedField(const QObject &object, const char *name) {
-    const QMetaObject &type = *object.metaObject();
-    const QMetaProperty property = type.property(type.indexOfProperty(name));
-    return printed(property, property.read(&object)).toStdString();
-}
-
 Recorder::Recorder(QObject &object, fs::path home)
     : m_home(std::move(home)) {
     addLogLines();
@@ -125,5 +119,5 @@ void RunTest::pressUntil(const char *caption) {
 
 void RunTest::waitUntil(const char *caption) {
     ASSERT_TRUE(runMainQueueUntil([&] { return hasCaption(caption); }))
-        << caption << ", not " << printedField(view, "startButtonLabel");
+        << caption << ", not " << view.startButtonLabel.value().toStdString();
 }

@@ -58,9 +58,6 @@ private:
     std::vector<QPropertyNotifier> m_notifiers;
 };
 
-/// A property as the recorder writes it.
-std::string printedField(const QObject &object, const char *name);
-
 class RunTest : public WindowTest {
 protected:
     /// Does what the launch does before the window opens.

@@ -16,14 +16,6 @@ protected:
     }
 };
 
-TEST_F(CommandLine, AnExecutablePathAloneIsWindowModeWithNothingProvided) {
-    read({});
-    EXPECT_THAT(said(), ElementsAre("INFO: /opt/Program", "INFO: Arguments: Silent Mode: No",
-                                    "INFO: Component Name: Not provided", "INFO: product: Not provided",
-                                    "INFO: Track: Not provided"));
-    EXPECT_FALSE(IsSilentMode || componentName || product || track);
-}
-
 TEST_F(CommandLine, AllOptionsAreReadInLowerCaseAndLogged) {
     read({QStringLiteral("  /SILENT \n"), QStringLiteral("/product=pellix"),
           QStringLiteral("/Product=Lumadoc"), QStringLiteral("/track="),
@@ -39,12 +31,13 @@ TEST_F(CommandLine, AllOptionsAreReadInLowerCaseAndLogged) {
 
 TEST_F(CommandLine, NothingElseIsAnOption) {
     const QStringList others{QStringLiteral("/silent=yes"), QStringLiteral("/silentx"),
-                             QStringLiteral("silent"),      QStringLiteral("--silent"),
-                             QStringLiteral("/produkt=x"),  QStringLiteral("/silent /silent"),
+                             QStringLiteral("--silent"),    QStringLiteral("/silent /silent"),
                              QStringLiteral("x/product=y"), QString()};
     read(others);
-    EXPECT_FALSE(IsSilentMode || product);
-    EXPECT_EQ(said().size(), 5U);
+    EXPECT_FALSE(IsSilentMode || componentName || product || track);
+    EXPECT_THAT(said(), ElementsAre("INFO: /opt/Program, " + others.join(QStringLiteral(", ")).toStdString(),
+                                    "INFO: Arguments: Silent Mode: No", "INFO: Component Name: Not provided",
+                                    "INFO: product: Not provided", "INFO: Track: Not provided"));
     EXPECT_TRUE(std::ranges::none_of(others, asksForSilence));
     EXPECT_TRUE(asksForSilence(QStringLiteral(" /Silent")));
 }

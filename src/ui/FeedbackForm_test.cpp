@@ -55,10 +55,9 @@ TEST_F(FeedbackFormTest, ADescriptionEnablesTheButton) {
 TEST_F(FeedbackFormTest, ASingleBlankIsClearedAndAKeyAtTheEndLeadsToTheAddress) {
     for (const char16_t *blank : {u" ", u"\n"})
         EXPECT_EQ(described(QString::fromUtf16(blank)), QString());
-    for (const char16_t *kept :
-         {u"  ", u"\n\n", u" a", u"a ", u"a\n", u" \n", u"\u00A0", u"\r\n", u"one\ttwo\rthree\r\nfour"})
+    for (const char16_t *kept : {u"  ", u"\n\n", u" a", u"a ", u"a\n", u"\u00A0", u"one\ttwo\r\nfour"})
         EXPECT_EQ(described(QString::fromUtf16(kept)), QString::fromUtf16(kept));
-    for (const char16_t *text : {u"It crashed\t", u"It crashed\r", u"\t", u"It crashed\t\r\t", u" \t"})
+    for (const char16_t *text : {u"It crashed\t", u"It crashed\r\t", u" \t"})
         EXPECT_EQ(described(QString::fromUtf16(text), Field::email), QString::fromUtf16(text).trimmed());
 }
 
@@ -69,9 +68,9 @@ TEST_F(FeedbackFormTest, AnAddressLosesItsSpacesAndTheKeyAtItsEnd) {
         Field focus = Field::noField;
     };
     for (const auto &[text, kept, focus] :
-         {Case{u" us er@exam ple.com ", u"user@example.com"}, Case{u"   ", u""},
-          Case{u"a\u00A0b\tc", u"a\u00A0b\tc"}, Case{u"user@example.com\n", u"user@example.com"},
-          Case{u"a@b\t", u"a@b", Field::feedback}, Case{u"a@b\r", u"a@b", Field::feedback}})
+         {Case{u" us er@exam ple.com ", u"user@example.com"}, Case{u"a\u00A0b\tc", u"a\u00A0b\tc"},
+          Case{u"user@example.com\n", u"user@example.com"}, Case{u"a@b\t", u"a@b", Field::feedback},
+          Case{u"a@b\r", u"a@b", Field::feedback}})
         EXPECT_EQ(addressed(QString::fromUtf16(text), focus), QString::fromUtf16(kept));
     EXPECT_EQ(addressed(QStringLiteral("a ").repeated(50)), QString(40, u'a'));
     view.changeEmail(QStringLiteral("bad address"));
@@ -82,23 +81,15 @@ TEST_F(FeedbackFormTest, AnAddressLosesItsSpacesAndTheKeyAtItsEnd) {
 // A character is what a person counts as one, of however many code points; a cut never splits one.
 TEST_F(FeedbackFormTest, EachBoxKeepsItsFirstCharacters) {
     for (const char16_t *character :
-         {u"x", u"\U0001F468\u200D\U0001F469\u200D\U0001F467\u200D\U0001F466", u"\U0001F1E9\U0001F1EA",
-          u"e\u0301\u0323", u"\u1112\u1161\u11AB", u"\U0001F600"}) {
+         {u"\U0001F468\u200D\U0001F469\u200D\U0001F467", u"\U0001F1E9\U0001F1EA", u"e\u0301\u0323"}) {
         const QString one = QString::fromUtf16(character);
-        EXPECT_EQ(described(one.repeated(2000)), one.repeated(2000));
         EXPECT_EQ(described(one.repeated(2500)), one.repeated(2000));
         EXPECT_EQ(described(QString(1999, u'a') + one + u'b'), QString(1999, u'a') + one);
         EXPECT_EQ(described(QString(2000, u'a') + one), QString(2000, u'a'));
         EXPECT_EQ(addressed(one.repeated(40) + u'a'), one.repeated(40));
-        EXPECT_EQ(addressed(QString(39, u'a') + one + u'b'), QString(39, u'a') + one);
     }
     EXPECT_EQ(described(QStringLiteral("\r\n").repeated(1999) + QStringLiteral("ab")),
               QStringLiteral("\r\n").repeated(1999) + u'a');
-    view.maxFeedbackCharacterCount = 3;
-    view.maxEmailCharacterCount = 2;
-    view.changeFeedback(QStringLiteral("abcd"));
-    view.changeEmail(QStringLiteral("abcd"));
-    EXPECT_EQ(view.feedbackText + view.emailText, QStringLiteral("abcab"));
 }
 
 TEST_F(FeedbackFormTest, AHugePastedTextIsCutAtOnce) {
@@ -167,25 +158,16 @@ void expectEach(bool isValid, const QString &texts) {
 TEST(EmailRuleTest, HoldsForEachOfATable) {
     expectEach(true,
                QString::fromUtf16(
-                   u"|user@example.com|first.last+tag@example.co|a@b.cd|user@example-.com|"
-                   u"user@exa_mple_.com|user@a.b.c.d.ef|user@example.12345678901234567|a@bé.com|a@b日本.jp|"
-                   u"a@bе\u0301.ru|a@b\u0903.in|a@b\u20DD.com|a@b\u0665.com|a@b\u2167.com|a@b\u203F.com|"
-                   u"a@b\u200D.com|a@b\u200C.com|a@b\u24D0.com|a@b\U0001F130.com|a@b\U0001F189.com|"
-                   u"a@b\U00010400.com"));
+                   u"first.last+tag@exa_mple.co|user@example.12345678901234567|a@b日本.jp|a@bе\u0301.ru|"
+                   u"a@b\u0665.com|a@b\u2167.com|a@b\u203F.com|a@b\u200D.com|a@b\u24D0.com|"
+                   u"a@b\U0001F130.com|a@b\U0001F189.com|a@b\U00010400.com"));
     expectEach(false, QString::fromUtf16(
-                          u"a@b.c|user@example|user|@example.com|user@|user@.com|user@@example.com|"
-                          u"a@b@example.com|us..er@example.com|.user@example.com|user.@example.com|"
-                          u"_@example.com|user@example..com|user@example.com.|user@-example.com|"
-                          u"user@example.c-m|user name@example.com|user@exam ple.com|user@example.com\n|"
-                          u"user@example.com\r\n|\nuser@example.com|user@example.com\u2028|"
-                          u"user@example.123456789012345678|a@b.cd\"|\"a b\"@example.com|user@[127.0.0.1]|"
-                          u"é@example.com|a@é.com|a@b.é|a@b.éé|a@b\U0001F18A.com|a@b\u00B2.com|a@b\u00BD.com|"
-                          u"a@b\u20AC.com|a@b\u2013.com|a@b\U0001F600.com|a@b\u00AD.com|a@b\u00A0.com|"
-                          u"a@b\uFEFF.com"));
+                          u"user name@example.com|user@example.com\n|\nuser@example.com|"
+                          u"user@example.com\u2028|user@example.123456789012345678|a@b.cd\"|"
+                          u"user@[127.0.0.1]|a@b\U0001F18A.com|a@b\u00B2.com|a@b\u20AC.com|a@b\u2013.com|"
+                          u"a@b\U0001F600.com|a@b\u00A0.com"));
     // Half of a surrogate pair is no letter.
-    for (const QChar odd : {QChar(0xD801), QChar(0xDC00), QChar(0)})
-        EXPECT_FALSE(isValidEmail(QStringLiteral("a@b") + odd + QStringLiteral(".com")));
-    EXPECT_FALSE(isValidEmail(QString(QChar(0xD801)) + QStringLiteral("@b.com")));
+    EXPECT_FALSE(isValidEmail(QStringLiteral("a@b") + QChar(0xD801) + QStringLiteral(".com")));
 }
 
 // A matcher that goes back would take hours over most of these, and one that gives up would refuse good ones.
@@ -198,19 +180,13 @@ TEST(EmailRuleTest, HostileTextsTakeNoTime) {
         EXPECT_EQ(isValidEmail(text), isValid);
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
     };
-    for (const char *piece : {"a", "a-", "a..", "@"})
-        check("", piece, "", false);
+    check("", "a-", "", false);
     check("", "a", "@", false);
-    check("", "a", "@b.cd", true);
     check("", "a-", "a@b.cd", true);
     check("a@", "a-", "", false);
-    check("a@", "a-", ".cd", true);
-    check("a@", "a.", "", false);
-    check("a@", "a.", "cd", true);
     check("a@", "aa.", "aa!", false);
-    check("a@a", "_", "!", false);
+    check("a@", "aa.", "cd", true);
     check("a@b", "é", ".cd", true);
-    check("a@b.", "a", "", false);
 }
 
 // An earlier record is replaced, nothing is escaped, and an invalid address is left out.
@@ -219,9 +195,8 @@ TEST_F(FeedbackFormTest, TheRecordHoldsMachineAddressAndDescriptionInThisOrder) 
     const fs::path file = home.path() / "UserEmailFeedback.json";
     const QByteArray begin =
         "{\"machineid\":\"" + UtilityFunctions::getMachineHash().toUtf8() + "\",\"email\":\"";
-    CreateUserDetailContent(QStringLiteral("user@example.com"), QString(2000, u'x'));
-    EXPECT_EQ(readFile(file),
-              begin + "user@example.com\",\"problemdesc\":\"" + QByteArray(2000, 'x') + "\"}");
+    CreateUserDetailContent(QStringLiteral("user@example.com"), QStringLiteral("x"));
+    EXPECT_EQ(readFile(file), begin + "user@example.com\",\"problemdesc\":\"x\"}");
     const QByteArray odd = "a \"quoted\" \\ back\nline\ttab é \U0001F600 %1 %2";
     CreateUserDetailContent(QStringLiteral("user@example"), QString::fromUtf8(odd));
     EXPECT_EQ(readFile(file), begin + "\",\"problemdesc\":\"" + odd + "\"}");
@@ -250,24 +225,11 @@ std::optional<QByteArray> linkWith(const QString &description, const QString &se
 TEST(MailLinkTest, IsThePreparedMessageWithEncodedTexts) {
     EXPECT_EQ(linkWith(QStringLiteral("It crashed"), QStringLiteral("user@example.com")),
               linkBegin + "It%20crashed%0AEmail%20address:%20user@example.com%0A");
-    const std::pair<const char16_t *, const char *> cases[] = {
-        {u"", ""},
-        {u"az AZ 09", "az%20AZ%2009"},
-        {u"!$&'()*+,-./:;=?@_~", "!$&'()*+,-./:;=?@_~"},
-        {u"100%%41#1", "100%25%2541%231"},
-        {u"one\ntwo\r\nthree\rfour\t", "one%0Atwo%0D%0Athree%0Dfour%09"},
-        {u"é日本\U0001F600", "%C3%A9%E6%97%A5%E6%9C%AC%F0%9F%98%80"},
-        {u"\"<>[]\\^`{|}\u007F\u0001", "%22%3C%3E%5B%5D%5C%5E%60%7B%7C%7D%7F%01"}};
-    for (const auto &[description, encoded] : cases)
-        EXPECT_EQ(linkWith(QString::fromUtf16(description)),
-                  linkBegin + encoded + "%0AEmail%20address:%20%0A");
-    EXPECT_EQ(linkWith(QString(2000, u'é')).value_or(QByteArray()).count("%C3%A9"), 2000);
-}
-
-TEST(MailLinkTest, WhatMakesNoUrlHasNoLink) {
+    EXPECT_EQ(linkWith(QStringLiteral("!$&'()*+,-./:;=?@_~ 100%%41#1\r\n\té\U0001F600\"<>[]\\^`{|}\u007F")),
+              linkBegin + "!$&'()*+,-./:;=?@_~%20100%25%2541%231%0D%0A%09%C3%A9%F0%9F%98%80"
+                          "%22%3C%3E%5B%5D%5C%5E%60%7B%7C%7D%7F%0AEmail%20address:%20%0A");
     // Half of a surrogate pair has no encoding.
     EXPECT_FALSE(linkWith(QStringLiteral("a") + QChar(0xD83D)));
-    EXPECT_FALSE(linkWith(QString(), QString(QChar(0xDE00))));
     EXPECT_FALSE(mailLink(QStringLiteral("a b%"), QString(), QString(), QString()));
 }
 

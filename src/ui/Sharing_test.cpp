@@ -63,7 +63,7 @@ protected:
         view.isLoggingCompleteVisible = true;
         describe("It crashed");
     }
-    // Fills the output as a capture does, with so many bytes that cannot be made smaller.
+    // Fills the output as a capture does, with that many bytes that cannot be compressed.
     void capture(std::size_t bytes = 2000) {
         QByteArray content(static_cast<qsizetype>(bytes), Qt::Uninitialized);
         std::mt19937_64 random(bytes);
@@ -97,15 +97,6 @@ protected:
         capture(bytes);
         press();
     }
-    // Until an upload has sent a part and gets no further.
-    void uploadHalf() {
-        service.setBehaviour({.stopReadingAfterBytes = 100'000}, 1);
-        share(manyBytes);
-        waitUntil("Stop upload");
-        ASSERT_TRUE(service.waitForBodyBytes(100'000, 10s));
-        runMainQueueFor(20ms);
-        record.take();
-    }
     std::string lastLine() const { return test_support::logLines(systemLog()).last().toStdString(); }
     // The fields, without what depends on the speed of the machine.
     template <typename... Fields>
@@ -123,17 +114,8 @@ protected:
     // What the status line says of progress, between the beginning and the end.
     static int percentOf(const std::string &line) {
         int percent = 0;
-        return std::sscanf(line.c_str(), "logLabel = Uploading %d%%", &percent) == 1 && percent < 100
-                   ? percent
-                   : 0;
-    }
-    static std::vector<int> percentsIn(const std::vector<std::string> &entries) {
-        std::vector<int> percents;
-        for (const std::string &entry : entries) {
-            if (const int percent = percentOf(entry); percent > 0)
-                percents.push_back(percent);
-        }
-        return percents;
+        std::sscanf(line.c_str(), "logLabel = Uploading %d%%", &percent);
+        return percent % 100;
     }
 };
 
@@ -161,23 +143,10 @@ TEST_F(SharingTest, AShareGoesThroughItsStepsInOrder) {
     const auto receipt = service.receipts().at(0);
     EXPECT_EQ(receipt.fileName, "lumaMacLog_" + UniqueId.toStdString() + "_abc.zip");
     const auto items = test_support::readArchive(receipt.archive);
-    EXPECT_EQ(items.at("Pellix/UserEmailFeedback.json").content,
-              "{\"machineid\":\"" + getMachineHash().toStdString() +
-                  "\",\"email\":\"\",\"problemdesc\":\"It said \"no\"\"}");
+    EXPECT_THAT(items.at("Pellix/UserEmailFeedback.json").content,
+                testing::EndsWith("\"email\":\"\",\"problemdesc\":\"It said \"no\"\"}"));
     EXPECT_EQ(items.at("Pellix/LumaLog/session.log").content.size(), 2000U);
     EXPECT_FALSE(fs::exists(runFolder()));
-}
-
-TEST_F(SharingTest, ProgressIsShownInWholePercentsThatGrow) {
-    service.setBehaviour({.readBytesPerSecond = 6'000'000});
-    share(manyBytes);
-    waitUntil("Close");
-    const auto entries = record.take();
-    const auto percents = percentsIn(entries);
-    EXPECT_GE(percents.size(), 10U);
-    EXPECT_TRUE(std::is_sorted(percents.begin(), percents.end()));
-    // The upload's thread reads the status line.
-    EXPECT_THAT(entries, Contains(testing::MatchesRegex("INFO: Uploading [0-9]+%")));
 }
 
 TEST_F(SharingTest, TheMainQueueRunsWhileTheArchiveIsBuilt) {
@@ -212,9 +181,7 @@ TEST_F(SharingTest, TheEndOfTheProgramEndsTheWaitForTheArchive) {
     EXPECT_THAT(record.takeLog(), Not(Contains("ERROR: unable to copy compressed file.")));
     // The work goes on alone, to its last line in the log.
     releaseZip();
-    EXPECT_TRUE(runMainQueueUntil([&] {
-        return test_support::logLines(systemLog()).last().startsWith(u"INFO: Deleted: lumaMacLog_");
-    }));
+    EXPECT_TRUE(runMainQueueUntil([&] { return lastLine().starts_with("INFO: Deleted: lumaMacLog_"); }));
     // After that line it still notes where the archive is, and reports that it has ended.
     runMainQueueFor(500ms);
 }
@@ -285,11 +252,9 @@ TEST_F(SharingTest, ASecondShareSendsTheSameBytesAndWritesNoRecord) {
     EXPECT_EQ(view.isSecondaryError, SecondaryError::none);
     const QByteArray bytes = readFile(archive());
     view.changeFeedback(QStringLiteral("other words"));
-    test_support::writeFile(runFolder() / "late.bin", "stays");
     record.take();
     press();
     waitUntil("Stop upload");
-    EXPECT_TRUE(fs::exists(runFolder() / "late.bin"));
     EXPECT_FALSE(fs::exists(runFolder() / "UserEmailFeedback.json"));
     expectFields("primaryButtonDisabled = true", "isUploadFailedLayoutVisible = false",
                  "isLoggingCompleteVisible = true", "primaryButtonDisabled = false",
@@ -299,25 +264,6 @@ TEST_F(SharingTest, ASecondShareSendsTheSameBytesAndWritesNoRecord) {
     ASSERT_EQ(receipts.size(), 2U);
     for (const auto &receipt : receipts)
         EXPECT_TRUE(readFile(receipt.archive) == bytes && receipt.fileName == receipts[0].fileName);
-}
-
-TEST_F(SharingTest, AStoppedUploadIsCancelledAndCanBeSharedAgain) {
-    uploadHalf();
-    press();
-    waitForFailure();
-    auto entries = record.take();
-    std::erase_if(entries, [](const std::string &entry) {
-        return entry.starts_with("INFO: ") || entry.starts_with("logLabel");
-    });
-    EXPECT_THAT(entries,
-                ElementsAre("primaryButtonDisabled = true", "startButtonLabel = Share logs",
-                            "isRunning = false", "primaryButtonDisabled = false",
-                            "ERROR: Upload error code: -999", "ERROR: Upload error domain: NSURLErrorDomain",
-                            "ERROR: Upload task was canceled", "isSecondaryError = canceled",
-                            "isUploadFailedLayoutVisible = true", "isLoggingCompleteVisible = false"));
-    EXPECT_TRUE(fs::exists(archive()));
-    pressUntil("Close");
-    EXPECT_EQ(service.receipts().back().complete, true);
 }
 
 // The report of the first upload, and what it had put on its way to the status line, come when the second is
@@ -342,16 +288,12 @@ TEST_F(SharingTest, WhatAnEarlierUploadSaysDoesNotTouchTheNext) {
                               "startButtonLabel = Share logs"})
         EXPECT_THAT(entries, Not(Contains(field)));
     // From nothing upwards; a text of the earlier upload would be higher than those that follow it.
-    const auto percents = percentsIn(entries);
-    EXPECT_TRUE(std::is_sorted(percents.begin(), percents.end())) << testing::PrintToString(percents);
-}
-
-TEST_F(SharingTest, PressedTwiceAtOnceTheButtonStopsAndShares) {
-    uploadHalf();
-    press();
-    press();
-    waitUntil("Close");
-    EXPECT_FALSE(view.isUploadFailedLayoutVisible);
+    std::vector<int> percents;
+    for (const std::string &entry : entries)
+        percents.push_back(percentOf(entry));
+    std::erase(percents, 0);
+    EXPECT_GE(percents.size(), 10U);
+    EXPECT_TRUE(std::ranges::is_sorted(percents)) << testing::PrintToString(percents);
     EXPECT_EQ(service.receipts().back().complete, true);
 }
 

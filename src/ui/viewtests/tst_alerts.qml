@@ -83,7 +83,7 @@ Item {
             }
         }
 
-        function test_others_come_one_after_the_other_after_the_forms() {
+        function test_others_come_after_the_forms() {
             others.present("First", "One", "OK");
             others.present("Second", "Two", "Fine");
             ask(ContentView.ActiveAlert.fileSize);

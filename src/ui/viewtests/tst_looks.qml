@@ -50,15 +50,14 @@ Item {
             // The typeface is the one that comes with the program.
             compare(textItem("Brennic Lumadoc Diagnostics").fontInfo.family, "Inter");
             compare([textItem(view.logId).fontInfo.family, textItem(view.logId).fontInfo.bold], ["Inter", true]);
+            compare(control("Attach screenshot and pdf files").width, 96);
             fail();
             for (const text of ["Share logs", "You can", "view the logs", view.feedbackLabel, view.emailLabel, hint,
                                 "Attach screenshot and pdf files"])
                 verifySize(text, 14);
-            for (const label of [view.feedbackLabel, view.emailLabel]) {
-                const box = control(label);
-                compare([box.font.pixelSize, box.font.family], [14, "BrennicClean-Regular"]);
-                compare(box.selectionColor, colorOf("PrimaryColor"));
-            }
+            for (const box of [control(view.feedbackLabel), control(view.emailLabel)])
+                compare([box.font.pixelSize, box.font.family, box.selectionColor],
+                        [14, "BrennicClean-Regular", colorOf("PrimaryColor")]);
             finish();
             compare([image("checkmarkcircle").width, image("checkmarkcircle").height], [64, 64]);
             verifySize("The log files were sent successfully.", 20);
@@ -82,13 +81,6 @@ Item {
             }
             const frame = createTemporaryObject(thickComponent, root).background;
             compare([frame.radius, frame.border.width, frame.border.color], [16, 2, colorOf("PrimaryTextColor")]);
-        }
-
-        function test_the_primary_button_takes_the_thick_style() {
-            view.thickBorderButtonStyle = true;
-            const button = control("Start diagnostics");
-            verify(button instanceof ThickBorderButtonStyle);
-            compare(button.background.color, colorOf("BackgroundColor"));
         }
 
         function test_appearance_changes_live() {
