@@ -9,7 +9,6 @@
 #include <QMetaEnum>
 #include <QMetaProperty>
 #include <QRegularExpression>
-#include <algorithm>
 #include <regex>
 
 namespace fs = std::filesystem;
@@ -68,12 +67,10 @@ Recorder::Lines Recorder::take() {
 
 std::pair<Recorder::Lines, Recorder::Lines> Recorder::takeApart() {
     static const std::regex field("[A-Za-z]+ = [^]*");
-    Lines fields = take();
-    const auto log = std::ranges::stable_partition(
-        fields, [](const std::string &line) { return std::regex_match(line, field); });
-    Lines lines(log.begin(), log.end());
-    fields.erase(log.begin(), log.end());
-    return {fields, lines};
+    std::pair<Lines, Lines> apart;
+    for (const std::string &line : take())
+        (std::regex_match(line, field) ? apart.first : apart.second).push_back(line);
+    return apart;
 }
 
 void Recorder::addLogLines() {
@@ -84,11 +81,8 @@ void Recorder::addLogLines() {
 
 std::string Recorder::shortened(QString line) const {
     static const QRegularExpression stamp(QStringLiteral("/Output/[0-9]{14}"));
-    static const QRegularExpression process(QStringLiteral("(ProcessId: |spindump )[0-9]+"));
     line.replace(platform::displayText(m_home), QStringLiteral("~"));
     line.replace(stamp, QStringLiteral("/Output/RUN"));
-    line.replace(UtilityFunctions::UniqueId, QStringLiteral("LOGID"));
-    line.replace(process, QStringLiteral("\\1PID"));
     return line.toStdString();
 }
 
@@ -97,9 +91,7 @@ RunTest::RunTest() {
     Logger::changeLogFileLocation();
     isOutputDirectoryCreated = true;
     record.take();
-    alertPresenter = [this](const QString &title, const QString &message, const QString &button) {
-        alerts.push_back({title.toStdString(), message.toStdString(), button.toStdString()});
-    };
+    alertPresenter = [this](const QString &title, auto...) { alerts.push_back(title.toStdString()); };
 }
 
 sample_product::SampleProduct RunTest::install(sample_product::SampleProductOptions options) {

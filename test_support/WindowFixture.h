@@ -1,6 +1,4 @@
-// What the tests of the window share: a home, a log, an application object without a display, a record of
-// what happens to the window's fields, and for tests of the flow the workspace of a launched program, a small
-// product.
+// What the tests of the window share.
 #pragma once
 
 #include "sample_product/RunningProduct.h"
@@ -31,17 +29,15 @@ protected:
     QApplication application{argumentCount, arguments};
 };
 
-/// What happens to an object's fields, and what the log says meanwhile, in the order in which it happens: a
-/// line for each, "field = value" or the log's line.
+/// The changes of an object's fields, as "field = value", and the lines of the log, in their order.
 class Recorder {
 public:
-    /// From now on. `home` shows as "~", the run folder's stamp as RUN, the Log ID as LOGID, and process
-    /// identifiers as PID.
+    /// `home` shows as "~", and the run folder's stamp as RUN.
     Recorder(QObject &object, std::filesystem::path home);
 
     using Lines = std::vector<std::string>;
 
-    /// What has happened since the last call, or since the beginning.
+    /// What has happened since the last call.
     Lines take();
     /// The same, the fields and the log each by itself.
     std::pair<Lines, Lines> takeApart();
@@ -58,12 +54,12 @@ private:
     std::vector<QPropertyNotifier> m_notifiers;
 };
 
+/// The window of a launched program.
 class RunTest : public WindowTest {
 protected:
-    /// Does what the launch does before the window opens.
     RunTest();
 
-    /// A product with 58 KiB of logs and three crash reports.
+    /// A small product.
     sample_product::SampleProduct install(sample_product::SampleProductOptions options = {});
 
     void press() { view.primaryButtonPressed(); }
@@ -76,7 +72,7 @@ protected:
     std::filesystem::path systemLog() const { return root() / "System/LumadocDiagnosticsDebugOutput.log"; }
 
     ContentView view;
-    /// Title, message and button of each alert.
-    std::vector<std::vector<std::string>> alerts;
+    /// The titles of the alerts.
+    std::vector<std::string> alerts;
     Recorder record{view, home.path()};
 };

@@ -232,8 +232,8 @@ TEST_F(AttachmentsTest, EveryEntryCountsAndIsRemoved) {
 TEST_F(AttachmentsTest, ARemovalThatFailsKeepsTheCount) {
     REQUIRE_OWN_NAMESPACES();
     attach({make("a")});
-    const auto readOnly = test_support::Mount::readOnly(*userFilesURL);
     record.take();
+    const auto readOnly = test_support::Mount::readOnly(*userFilesURL);
     view.removeAllUserFiles();
     expect("ERROR: Error listing files in destination directory: Read-only file system", counted(1));
 }
@@ -254,11 +254,10 @@ TEST_F(AttachmentsTest, WithoutALocationNothingIsAttachedCountedOrRemoved) {
     const auto file = make("a");
     attach({file});
     expect(noLocation, "activeAlert = fileSize", "showAlert = true");
-    for (const auto step :
-         {&ContentView::processNextFile, &ContentView::updateFileCount, &ContentView::removeAllUserFiles}) {
-        (view.*step)();
-        expect(noLocation);
-    }
+    view.processNextFile();
+    view.updateFileCount();
+    view.removeAllUserFiles();
+    expect(noLocation, noLocation, noLocation);
     view.fileProcessingQueue = std::vector<fs::path>{file};
     view.currentFileToProcess = file;
     record.take();
