@@ -1,6 +1,5 @@
 #include "platform/Applications.h"
 
-#include "platform/posix/FileDescriptor.h"
 #include "test_support/ProgramRun.h"
 #include "test_support/TestMachine.h"
 
@@ -84,34 +83,22 @@ TEST_F(InstalledApplications, AreFoundThroughLinksByTheirRealPathAndCountOnceAtT
     EXPECT_THAT(found(), ElementsAre(program, otherName, named, other));
 }
 
-TEST_F(InstalledApplications, AreFoundThroughAnEntryOfAHelperButNotOfWhatIsGoneOrHidden) {
-    const auto helped = bundle(folder.path() / "store/P.app");
-    writeFile(helped / "Contents/Helpers/starter", "");
-    entry(first / "p.desktop", helped / "Contents/Helpers/starter");
-    const auto other = bundle(folder.path() / "store/Q.app");
-    entry(first / "gone.desktop", other / "Contents/Linux/Gone");
-    entry(first / "q.desktop.bak", other / "Contents/Linux/P");
-    writeFile(first / "hidden.desktop", "[Desktop Entry]\nHidden=true\nExec=" +
-                                            QByteArray((other / "Contents/Linux/P").c_str()) + "\n");
-    EXPECT_THAT(found(), ElementsAre(helped));
-}
-
 TEST_F(InstalledApplications, AreOnlyThoseWithTheIdentifierInTheFoldersNamedWhateverElseIsThere) {
     ASSERT_EQ(::mkfifo((first / "a.desktop").c_str(), 0600), 0);
-    fs::create_directories(first / "b.desktop");
-    fs::create_symlink("/dev/zero", first / "c.desktop");
     writeFile(first / "e.desktop", QByteArray((1 << 20) + 1, 'x'));
     writeFile(first / "f.desktop", QByteArray("[Desktop Entry]\nExec=\"\0\xff\n", 24));
     const auto named = bundle(folder.path() / "store/P.app");
-    entry(first / "z.desktop", named / "Contents/Linux/P");
+    writeFile(named / "Contents/Helpers/starter", "");
+    entry(first / "z.desktop", named / "Contents/Helpers/starter");
+    const auto other = bundle(folder.path() / "store/Q.app");
+    entry(first / "gone.desktop", other / "Contents/Linux/Gone");
+    entry(first / "q.desktop.bak", other / "Contents/Linux/P");
 
     bundle(applications / "Other.app", "com.example.product.other");
     bundle(applications / "Case.app", "COM.EXAMPLE.PRODUCT");
     for (const char *place : {"opt/Maker/suite/P.app", "Applications/folder/P.app", "opt/Outer.app/P.app"})
         bundle(folder.path() / place);
-    writeFile(applications / "A.app", "a file");
-    fs::create_directories(applications / "B.app");
-    ASSERT_EQ(::mkfifo((applications / "C.app").c_str(), 0600), 0);
+    ASSERT_EQ(::mkfifo((applications / "A.app").c_str(), 0600), 0);
     writeFile(applications / "E.app/Contents/Info.plist", "garbage");
     ASSERT_EQ(::mkfifo((opt / "pipe").c_str(), 0600), 0);
     const auto right = bundle(applications / "Z.app");
@@ -189,33 +176,28 @@ TEST_F(RunningApplications, AreTheMainProgramsOfTheirNearestBundles) {
     const auto program = makeBundle(bundle, "outer");
     const auto inner = bundle / "Contents/Helpers/Q.app";
     const auto run = start(makeBundle(inner, "inner"));
-    const auto beside = bundle / "Contents/Linux/Helper";
-    const auto below = bundle / "Contents/Helpers/Program";
-    fs::copy_file(program, beside);
-    fs::copy_file(program, below);
-    const auto first = start(beside);
-    const auto second = start(below);
+    // Neither a program beside the main one nor one of its name elsewhere.
+    std::vector<std::unique_ptr<ProgramRun>> others;
+    for (const char *place : {"Contents/Linux/Helper", "Contents/Helpers/Program"}) {
+        fs::copy_file(program, bundle / place);
+        others.push_back(start(bundle / place));
+    }
     EXPECT_THAT(found(), ElementsAre(Found(QStringLiteral("inner"), run->processId(), inner)));
 }
 
-TEST_F(RunningApplications, CountWhenTheirExecutableWasDeletedOrReplacedUntilTheirBundleIsGone) {
-    const auto program = makeBundle(bundle, "a.b");
+TEST_F(RunningApplications, CountWithAnOddNameAndADeletedOrReplacedExecutableUntilTheirBundleIsGone) {
+    const auto program = makeBundle(bundle, "a.b", "Program (deleted)");
     const auto run = start(program);
+    EXPECT_THAT(found(), ElementsAre(own(run)));
     fs::remove(program);
     EXPECT_THAT(found(), ElementsAre(own(run)));
     fs::copy_file("/bin/sh", program);
     EXPECT_THAT(found(), ElementsAre(own(run)));
-    fs::remove_all(bundle);
-    EXPECT_THAT(found(), IsEmpty());
-}
-
-TEST_F(RunningApplications, CountWithoutAnIdentifierAndWithAnOddName) {
-    const auto program = makeBundle(bundle, "a.b", "Program (deleted)");
-    const auto run = start(program);
-    EXPECT_THAT(found(), ElementsAre(own(run)));
     writeFile(bundle / "Contents/Info.plist",
               "<plist><dict><key>CFBundleExecutable</key><string>Program (deleted)</string></dict></plist>");
     EXPECT_THAT(found(), ElementsAre(Found(QString(), run->processId(), bundle)));
+    fs::remove_all(bundle);
+    EXPECT_THAT(found(), IsEmpty());
 }
 
 TEST_F(RunningApplications, AreNoneOfAnotherUsers) {
@@ -240,27 +222,13 @@ protected:
             .arg(::getpid());
 };
 
-TEST_F(SingleInstance, IsClaimedOnceAndUnderAnyNameThatIsNotTooLong) {
+TEST_F(SingleInstance, IsClaimedOnceUntilItsProcessIsKilled) {
+    const auto claimInChild = [&] { return claimSingleInstance(identifier) ? ::raise(SIGKILL) : 3; };
+    EXPECT_EQ(test_support::statusInChild(claimInChild), 128 + SIGKILL);
     EXPECT_TRUE(claimSingleInstance(identifier));
-    EXPECT_FALSE(claimSingleInstance(identifier));
+    EXPECT_EQ(test_support::statusInChild(claimInChild), 3);
     EXPECT_TRUE(claimSingleInstance(identifier + QStringLiteral(".other")));
     EXPECT_FALSE(claimSingleInstance(QString(200, u'a')));
-}
-
-TEST_F(SingleInstance, IsFreeAgainWhenItsProcessWasKilled) {
-    const platform::Pipe ready = platform::Pipe::open();
-    const pid_t holder = test_support::startInChild([&] {
-        const char claimed = claimSingleInstance(identifier) ? 'y' : 'n';
-        (void)!::write(ready.writeEnd.get(), &claimed, 1);
-        return ::pause();
-    });
-    char claimed = 0;
-    EXPECT_TRUE(test_support::waitUntil([&] { return ::read(ready.readEnd.get(), &claimed, 1) == 1; }));
-    EXPECT_EQ(claimed, 'y');
-    EXPECT_FALSE(claimSingleInstance(identifier));
-    ::kill(holder, SIGKILL);
-    EXPECT_EQ(test_support::statusOf(holder), 128 + SIGKILL);
-    EXPECT_TRUE(claimSingleInstance(identifier));
 }
 
 TEST_F(SingleInstance, IsClaimedInEveryContainer) {

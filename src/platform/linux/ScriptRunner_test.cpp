@@ -32,22 +32,12 @@ protected:
                          const fs::path &output = {}) {
         return {.text = {}, .command = command, .arguments = arguments, .standardOutput = output};
     }
-    std::optional<ScriptError> errorOf(const QByteArray &command) {
-        return runScript(script(makeCommand(command)));
-    }
 
     test_support::ScratchFolder folder;
     fs::path out = folder.path() / "it's here";
     fs::path missing = folder.path() / "missing";
     const QString notFound = QString::fromStdString(missing.native()) + QStringLiteral(": command not found");
 };
-
-TEST_F(ScriptRunnerTest, PassesArgumentsWithoutAShellAndKeepsTheOutput) {
-    EXPECT_EQ(runScript(script(makeCommand("echo noise >&2; printf '<%s>' \"$@\""),
-                               {"two words", "$(id)", "'", "\xff", ""}, out)),
-              std::nullopt);
-    EXPECT_EQ(readFile(out), "<two words><$(id)><'><\xff><>");
-}
 
 TEST_F(ScriptRunnerTest, GivesTheStatusAndTheFirstLinesOfTheErrors) {
     const std::pair<const char *, ScriptError> cases[] = {
@@ -59,15 +49,13 @@ TEST_F(ScriptRunnerTest, GivesTheStatusAndTheFirstLinesOfTheErrors) {
         {"head -c 100000 /dev/zero | tr '\\0' x >&2; exit 1", {1, QString(400, u'x')}},
         {"echo last words >&2; kill -KILL $$", {137, QStringLiteral("The command was killed by signal 9.")}}};
     for (const auto &[command, error] : cases)
-        EXPECT_EQ(errorOf(command), error) << command;
+        EXPECT_EQ(runScript(script(makeCommand(command))), error) << command;
 }
 
 TEST_F(ScriptRunnerTest, SaysWhatIsMissingOrCannotBeRunOrWritten) {
     EXPECT_EQ(runScript(script(missing)), (ScriptError{127, notFound}));
-    const fs::path text = folder.path() / "text";
-    writeFile(text, "text");
-    EXPECT_EQ(runScript(script(text)), (ScriptError{126, QString::fromStdString(text.native()) +
-                                                             QStringLiteral(": Permission denied")}));
+    EXPECT_EQ(runScript(script("/etc/passwd")),
+              (ScriptError{126, QStringLiteral("/etc/passwd: Permission denied")}));
     const fs::path nowhere = missing / "out";
     EXPECT_EQ(runScript(script(makeCommand("exit 0"), {}, nowhere)),
               (ScriptError{1, QString::fromStdString(nowhere.native()) +
@@ -76,7 +64,7 @@ TEST_F(ScriptRunnerTest, SaysWhatIsMissingOrCannotBeRunOrWritten) {
 
 TEST_F(ScriptRunnerTest, SaysThatTheProgramIsEnding) {
     platform::stopPrograms();
-    EXPECT_EQ(errorOf("exit 0"),
+    EXPECT_EQ(runScript(script("/bin/true")),
               (ScriptError{-128, QStringLiteral("The command was stopped because the program is ending.")}));
 }
 
@@ -159,8 +147,6 @@ TEST_F(Elevation, SaysHowTheRequestEnded) {
          "the "
          "process (`/dev/tty'\\''): No such device or address' >&2; exit 127",
          127, nobody},
-        {"echo 'pkexec must be setuid root' >&2; exit 127", 127,
-         QStringLiteral("pkexec must be setuid root")},
         {"kill -TERM $$", 143, QStringLiteral("The command was killed by signal 15.")}};
     const Script wanted = script(makeCommand("exit 9"));
     for (const auto &[standIn, number, message] : cases)
@@ -170,9 +156,8 @@ TEST_F(Elevation, SaysHowTheRequestEnded) {
 TEST_F(Elevation, SaysWhenThereIsNoElevator) {
     const auto bin = test_support::Mount::memory("/usr/bin", 1 << 20);
     fs::permissions("/usr/bin", fs::perms(0755));
-    const fs::path command = folder.path() / "command";
-    writeFile(command, "");
-    EXPECT_EQ(runAsUser(script(command)), printed(127, QStringLiteral("/usr/bin/pkexec: command not found")));
+    EXPECT_EQ(runAsUser(script("/etc/passwd")),
+              printed(127, QStringLiteral("/usr/bin/pkexec: command not found")));
 }
 
 } // namespace

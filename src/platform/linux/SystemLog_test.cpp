@@ -38,7 +38,7 @@ protected:
     std::optional<test_support::FakeJournal> journal;
 };
 
-TEST_F(Journal, GetsTheTextItsPrioritySubsystemAndCategoryAndNothingElse) {
+TEST_F(Journal, GetsTheTextAsItIsItsPrioritySubsystemAndCategoryAndInOrder) {
     for (const auto &[type, priority] :
          {std::pair(OSLogType::debug, "7"), {OSLogType::info, "6"}, {OSLogType::error, "3"}}) {
         send(type, QStringLiteral("a line"));
@@ -47,9 +47,6 @@ TEST_F(Journal, GetsTheTextItsPrioritySubsystemAndCategoryAndNothingElse) {
                                                         {"SUBSYSTEM", "com.example.program"},
                                                         {"CATEGORY", "MyApp"}}));
     }
-}
-
-TEST_F(Journal, GetsTextAsItIsAndInOrder) {
     for (const QString &text :
          {QStringLiteral("two\nlines\n"), QStringLiteral("PRIORITY=0\nMESSAGE=other"),
           QStringLiteral("%s %n %d"), QStringLiteral("Grüße 😀"), QString(), QString(100000, u'x')}) {
