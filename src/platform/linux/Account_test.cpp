@@ -5,7 +5,6 @@
 #include "test_support/ScratchHome.h"
 
 #include <gmock/gmock.h>
-#include <string>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -25,26 +24,15 @@ protected:
         EXPECT_THAT(platform::userCachesFolders(), ElementsAre(caches));
     }
 
-    test_support::ScratchHome home;
-};
-
-// The password database says that this is the user's home folder, and the environment does not.
-class DatabaseWithHome {
-public:
-    explicit DatabaseWithHome(const std::string &home)
-        : m_mount(test_support::Mount::over(databaseWith(home), "/etc/passwd")) {}
-
-private:
-    fs::path databaseWith(const std::string &home) {
-        const std::string user = std::to_string(::geteuid());
-        test_support::writeFile(m_folder.path() / "passwd",
-                                QByteArray::fromStdString("tester:x:" + user + ":0::" + home + ":/bin/sh\n"));
-        return m_folder.path() / "passwd";
+    // The password database has this home folder for this user.
+    test_support::Mount databaseWith(const QByteArray &folder) const {
+        const QByteArray user = QByteArray::number(::geteuid());
+        const fs::path database = home.path() / "passwd";
+        test_support::writeFile(database, "tester:x:" + user + ":0::" + folder + ":/bin/sh\n");
+        return test_support::Mount::over(database, "/etc/passwd");
     }
 
-    test_support::ScratchFolder m_folder;
-    test_support::Mount m_mount;
-    ScopedEnvironment m_variable{"HOME", std::nullopt};
+    test_support::ScratchHome home;
 };
 
 TEST_F(AccountTest, HasItsFoldersBelowTheHomeFolderUnlessAVariableNamesThem) {
@@ -59,7 +47,7 @@ TEST_F(AccountTest, HasItsFoldersBelowTheHomeFolderUnlessAVariableNamesThem) {
 }
 
 TEST_F(AccountTest, HasItsNameAndWithoutHomeItsFolderFromThePasswordDatabase) {
-    const DatabaseWithHome database("/home/tester");
+    const auto database = databaseWith("/home/tester");
     const ScopedEnvironment name("USER", "impostor");
     EXPECT_EQ(platform::userName(), QStringLiteral("tester"));
     for (const auto &value : {std::optional<std::string>(), {"here"}}) {
@@ -70,7 +58,8 @@ TEST_F(AccountTest, HasItsNameAndWithoutHomeItsFolderFromThePasswordDatabase) {
 }
 
 TEST_F(AccountTest, WithoutAHomeFolderHasOnlyTheFoldersThatVariablesName) {
-    const DatabaseWithHome database("");
+    const auto database = databaseWith("");
+    const ScopedEnvironment variable("HOME", std::nullopt);
     EXPECT_EQ(platform::homeFolder(), std::nullopt);
     EXPECT_THAT(platform::userLibraryFolders(), IsEmpty());
     EXPECT_THAT(platform::userCachesFolders(), IsEmpty());

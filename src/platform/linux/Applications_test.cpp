@@ -7,7 +7,6 @@
 #include <gmock/gmock.h>
 #include <sched.h>
 #include <sys/stat.h>
-#include <tuple>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -16,11 +15,12 @@ namespace {
 
 using platform::ApplicationRoots;
 using platform::claimSingleInstance;
-using platform::RunningApplication;
+using platform::runningApplications;
 using test_support::makeBundle;
 using test_support::ProgramRun;
 using test_support::writeFile;
 using testing::ElementsAre;
+using testing::FieldsAre;
 using testing::IsEmpty;
 
 const QString product = QStringLiteral("com.example.product");
@@ -107,17 +107,8 @@ TEST_F(InstalledApplications, AreOnlyThoseWithTheIdentifierInTheFoldersNamedWhat
 
 class RunningApplications : public testing::Test {
 protected:
-    using Found = std::tuple<QString, std::int64_t, fs::path>;
-
-    static std::vector<Found> found() {
-        std::vector<Found> result;
-        for (const RunningApplication &application : platform::runningApplications())
-            result.emplace_back(application.bundleIdentifier, application.processIdentifier,
-                                application.bundlePath);
-        return result;
-    }
-    Found own(const std::unique_ptr<ProgramRun> &run) const {
-        return {QStringLiteral("a.b"), run->processId(), bundle};
+    auto own(const std::unique_ptr<ProgramRun> &run) const {
+        return FieldsAre(QStringLiteral("a.b"), run->processId(), bundle);
     }
 
     // Starts a program that waits, and waits until it is running.
@@ -144,18 +135,18 @@ protected:
 
 TEST_F(RunningApplications, HaveTheirRealBundleAndAreThereUntilTheirProcessEnds) {
     const auto program = makeBundle(bundle, "a.b");
-    EXPECT_THAT(found(), IsEmpty());
+    EXPECT_THAT(runningApplications(), IsEmpty());
     const auto first = start(program);
     fs::create_symlink(bundle, folder.path() / "Link.app");
     const auto second = start(folder.path() / "Link.app/Contents/Linux/Program");
-    EXPECT_THAT(found(), ElementsAre(own(first), own(second)));
+    EXPECT_THAT(runningApplications(), ElementsAre(own(first), own(second)));
     first->send(SIGKILL);
     second->send(SIGKILL);
     first->waitForEnd();
     // Not waited for, the second is left as a zombie.
     const fs::path status = "/proc/" + std::to_string(second->processId()) + "/stat";
     ASSERT_TRUE(test_support::waitUntil([&] { return test_support::readFile(status).contains(") Z "); }));
-    EXPECT_THAT(found(), IsEmpty());
+    EXPECT_THAT(runningApplications(), IsEmpty());
 }
 
 TEST_F(RunningApplications, ComeOldestFirstWhateverTheirNumbersAndNames) {
@@ -168,8 +159,9 @@ TEST_F(RunningApplications, ComeOldestFirstWhateverTheirNumbersAndNames) {
     setNextProcess(10000);
     const auto second = start(younger);
     ASSERT_LT(second->processId(), first->processId());
-    EXPECT_THAT(found(), ElementsAre(own(first), Found(QStringLiteral("younger"), second->processId(),
-                                                       folder.path() / "Q.app")));
+    EXPECT_THAT(runningApplications(),
+                ElementsAre(own(first), FieldsAre(QStringLiteral("younger"), second->processId(),
+                                                  folder.path() / "Q.app")));
 }
 
 TEST_F(RunningApplications, AreTheMainProgramsOfTheirNearestBundles) {
@@ -182,22 +174,23 @@ TEST_F(RunningApplications, AreTheMainProgramsOfTheirNearestBundles) {
         fs::copy_file(program, bundle / place);
         others.push_back(start(bundle / place));
     }
-    EXPECT_THAT(found(), ElementsAre(Found(QStringLiteral("inner"), run->processId(), inner)));
+    EXPECT_THAT(runningApplications(),
+                ElementsAre(FieldsAre(QStringLiteral("inner"), run->processId(), inner)));
 }
 
 TEST_F(RunningApplications, CountWithAnOddNameAndADeletedOrReplacedExecutableUntilTheirBundleIsGone) {
     const auto program = makeBundle(bundle, "a.b", "Program (deleted)");
     const auto run = start(program);
-    EXPECT_THAT(found(), ElementsAre(own(run)));
+    EXPECT_THAT(runningApplications(), ElementsAre(own(run)));
     fs::remove(program);
-    EXPECT_THAT(found(), ElementsAre(own(run)));
+    EXPECT_THAT(runningApplications(), ElementsAre(own(run)));
     fs::copy_file("/bin/sh", program);
-    EXPECT_THAT(found(), ElementsAre(own(run)));
+    EXPECT_THAT(runningApplications(), ElementsAre(own(run)));
     writeFile(bundle / "Contents/Info.plist",
               "<plist><dict><key>CFBundleExecutable</key><string>Program (deleted)</string></dict></plist>");
-    EXPECT_THAT(found(), ElementsAre(Found(QString(), run->processId(), bundle)));
+    EXPECT_THAT(runningApplications(), ElementsAre(FieldsAre(QString(), run->processId(), bundle)));
     fs::remove_all(bundle);
-    EXPECT_THAT(found(), IsEmpty());
+    EXPECT_THAT(runningApplications(), IsEmpty());
 }
 
 TEST_F(RunningApplications, AreNoneOfAnotherUsers) {
@@ -211,7 +204,7 @@ TEST_F(RunningApplications, AreNoneOfAnotherUsers) {
     const auto others = start(program, nobody);
     // This user's own process shows that the other one could have been found.
     const auto run = start(program);
-    EXPECT_THAT(found(), ElementsAre(own(run)));
+    EXPECT_THAT(runningApplications(), ElementsAre(own(run)));
 }
 
 class SingleInstance : public testing::Test {

@@ -178,29 +178,22 @@ TEST_F(RunProgram, KeepsTheBeginningOfErrorsAndOfOutputIfWantedAndReadsThemAll) 
 // --- Ending ---
 
 // A program whose parent has ended becomes this process's child, which sees how it ended.
-class Orphan : public RunProgram {
-protected:
-    void SetUp() override { ASSERT_EQ(::prctl(PR_SET_CHILD_SUBREAPER, 1), 0); }
-
-    // In the child process: runs a program that would outlive the test by far.
-    int runSleeper() { return run("echo $$ > pid.new; mv pid.new out; exec sleep 1000") ? 1 : 2; }
-
-    pid_t orphan() {
-        EXPECT_TRUE(test_support::waitUntil([this] { return fs::exists(folder.path() / "out"); }));
+TEST_F(RunProgram, DiesWhenTheProcessThatRunsItIsKilledOrEndedByAnotherThread) {
+    ASSERT_EQ(::prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
+    const auto out = folder.path() / "out";
+    const auto orphan = [&] {
+        EXPECT_TRUE(test_support::waitUntil([&] { return fs::exists(out); }));
         return written().trimmed().toInt();
-    }
-};
-
-TEST_F(Orphan, DiesWhenTheProcessThatRunsItIsKilledOrEndedByAnotherThread) {
+    };
     for (const bool isKilled : {true, false}) {
-        fs::remove(folder.path() / "out");
+        fs::remove(out);
         const pid_t runner = test_support::startInChild([&] {
             if (!isKilled)
-                std::thread([this] {
+                std::thread([&] {
                     orphan();
                     std::_Exit(9);
                 }).detach();
-            return runSleeper();
+            return run("echo $$ > pid.new; mv pid.new out; exec sleep 1000") ? 1 : 2;
         });
         const pid_t process = orphan();
         if (isKilled)

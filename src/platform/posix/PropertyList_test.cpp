@@ -5,6 +5,8 @@
 #include "test_support/ScratchHome.h"
 
 #include <QList>
+#include <QStringEncoder>
+#include <chrono>
 #include <clocale>
 #include <gtest/gtest.h>
 #include <random>
@@ -54,33 +56,29 @@ TEST(PropertyListTest, ChangesDictionariesAndNothingElse) {
     PropertyList dictionary = PropertyList::dictionary();
     dictionary.set("a", PropertyList::integer(1));
     dictionary.set("b", PropertyList::boolean(true));
-    dictionary.set("a", PropertyList::integer(2));
     const PropertyList copy = dictionary;
+    dictionary.set("a", PropertyList::integer(2));
+    EXPECT_EQ(dictionary, propertyList("<dict><key>a</key><integer>2</integer><key>b</key><true/></dict>"));
     dictionary.remove("a");
-    dictionary.remove("missing");
     EXPECT_EQ(dictionary, propertyList("<dict><key>b</key><true/></dict>"));
     EXPECT_EQ(dictionary.value("a"), nullptr);
-    EXPECT_EQ(copy, propertyList("<dict><key>a</key><integer>2</integer><key>b</key><true/></dict>"));
+    EXPECT_EQ(copy, propertyList("<dict><key>a</key><integer>1</integer><key>b</key><true/></dict>"));
 
     PropertyList array = PropertyList::array({PropertyList::integer(1)});
-    array.set("a", PropertyList::integer(1));
     array.set("", PropertyList::integer(1));
     array.remove("");
     EXPECT_EQ(array.value(""), nullptr);
     EXPECT_EQ(array, propertyList("<array><integer>1</integer></array>"));
-}
 
-TEST(PropertyListTest, TakesTheLastOfEqualKeysAndKeepsTheOthers) {
-    PropertyList list = propertyList("<dict><key>a</key><integer>1</integer><key>a</key><integer>2</integer>"
-                                     "<key>b</key><true/></dict>");
-    EXPECT_EQ(*list.value("a"), PropertyList::integer(2));
+    // Of equal keys the last one counts, and the others are kept.
+    const QByteArray first = "<dict><key>a</key><integer>1</integer><key>a</key>";
+    PropertyList twice = propertyList(first + "<integer>2</integer></dict>");
     for (const auto format : {PropertyListFormat::xml, PropertyListFormat::binary})
-        EXPECT_EQ(PropertyList::parse(list.serialized(format)), list);
-    list.set("a", PropertyList::integer(3));
-    EXPECT_EQ(list, propertyList("<dict><key>a</key><integer>1</integer><key>a</key><integer>3</integer>"
-                                 "<key>b</key><true/></dict>"));
-    list.remove("a");
-    EXPECT_EQ(list, propertyList("<dict><key>b</key><true/></dict>"));
+        EXPECT_EQ(PropertyList::parse(twice.serialized(format)), twice);
+    twice.set("a", PropertyList::integer(3));
+    EXPECT_EQ(twice, propertyList(first + "<integer>3</integer></dict>"));
+    twice.remove("a");
+    EXPECT_EQ(twice, PropertyList::dictionary());
 }
 
 // The same in both formats, in reading as in writing.
@@ -102,17 +100,6 @@ TEST(PropertyListTest, BoundsDepthAndNumber) {
     }
     for (const QByteArray &text : {nested(129), nested(1'000'000), many(50'000)})
         EXPECT_FALSE(PropertyList::parse(text));
-}
-
-TEST(PropertyListTest, RefusesEveryTruncation) {
-    const PropertyList list =
-        propertyList("<dict><key>a</key><string>b&amp;c</string><key>d</key><array/></dict>");
-    for (const QByteArray &whole :
-         {list.serialized(PropertyListFormat::xml).trimmed(), list.serialized(PropertyListFormat::binary)}) {
-        EXPECT_EQ(PropertyList::parse(whole), list);
-        for (qsizetype size = 0; size < whole.size(); ++size)
-            ASSERT_FALSE(PropertyList::parse(whole.left(size))) << size;
-    }
 }
 
 TEST(PropertyListTest, ReadsNumbersAlikeInEveryLocale) {
@@ -147,6 +134,116 @@ TEST(PropertyListTest, LoadsFilesBelowTheLimitOnly) {
         EXPECT_FALSE(PropertyList::parse(content)) << content.constData();
 }
 
+// --- XML ---
+
+TEST(XmlPropertyListTest, ReadsAndWritesContainersAndEscapedTexts) {
+    const PropertyList list = propertyList(
+        "<dict><!-- > and < --><key>a &amp; b</key><string> x&lt;&#65;&#x1F600;<![CDATA[<&>]]></string>"
+        "<key></key><string/><key>f</key><false /><key>n</key>"
+        "<array><dict></dict><array/><data>\n\tAAEC\n\t/w==\n\t</data></array></dict>");
+    EXPECT_EQ(QString::fromUtf8(list.serialized(PropertyListFormat::xml)),
+              QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                             "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+                             "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+                             "<plist version=\"1.0\">\n\t<dict>\n"
+                             "\t\t<key>a &amp; b</key>\n\t\t<string> x&lt;A\U0001F600&lt;&amp;&gt;</string>\n"
+                             "\t\t<key/>\n\t\t<string/>\n\t\t<key>f</key>\n\t\t<false/>\n\t\t<key>n</key>\n"
+                             "\t\t<array>\n\t\t\t<dict/>\n\t\t\t<array/>\n"
+                             "\t\t\t<data>\n\tAAEC\n\t/w==\n\t</data>\n"
+                             "\t\t</array>\n\t</dict>\n</plist>\n"));
+}
+
+TEST(XmlPropertyListTest, KeepsTheSpellingOfEveryValue) {
+    const QList<QByteArray> values =
+        QByteArray(
+            "<integer>0x1F</integer> | <integer>+5</integer> | <integer> 010 </integer> | <integer/> | "
+            "<integer>99999999999999999999</integer> | <integer>5 apples</integer> | <real>-0</real> | "
+            "<real>1.50</real> | <real>+infinity</real> | <real>1e400</real> | <date>yesterday</date> | "
+            "<date>2020-01-02T03:04:05.5Z</date> | <date>0001-01-01T00:00:00Z</date> | "
+            "<data>AAEC\n\t/w==</data> | <data>A$A=E</data> | <string>   </string> | "
+            "<string>a&#13;b&#13;\n\tc </string> | <string>\xF0\x9F\x98\x80\x7F</string> | "
+            "<array>\n\t\t<dict>\n\t\t\t<key>&#13;</key>\n\t\t\t<true/>\n\t\t</dict>\n\t</array>")
+            .replace(" | ", "|")
+            .split('|');
+    for (const QByteArray &value : values) {
+        const auto read = PropertyList::parse(xmlList(value));
+        ASSERT_TRUE(read) << value.constData();
+        EXPECT_TRUE(read->serialized(PropertyListFormat::xml).contains(value)) << value.constData();
+    }
+}
+
+TEST(XmlPropertyListTest, ReadsEveryEncoding) {
+    const auto encoded = [](QStringConverter::Encoding encoding, const QByteArray &name, bool hasMark) {
+        QStringEncoder encoder(encoding, hasMark ? QStringEncoder::Flag::WriteBom : QStringEncoder::Flag());
+        const QString declaration = QStringLiteral("<?xml version=\"1.0\" encoding=\"%1\"?>");
+        const QString text = QStringLiteral("<plist><string>caf\u00e9</string></plist>");
+        const QString head = name.isEmpty() ? QString() : declaration.arg(QString::fromLatin1(name));
+        return QByteArray(encoder(head + text));
+    };
+    using Converter = QStringConverter;
+    const QByteArray ascii =
+        "<?xml version='1.0' encoding='US-ASCII'?><plist><string>caf&#xE9;</string></plist>";
+    for (const QByteArray &bytes :
+         {encoded(Converter::Utf8, "", false), encoded(Converter::Utf8, "utf-8", true),
+          encoded(Converter::Latin1, "ISO-8859-1", false), encoded(Converter::Utf16LE, "UTF-16", true),
+          encoded(Converter::Utf16BE, "UTF-16", false), encoded(Converter::Utf32LE, "", true), ascii})
+        EXPECT_EQ(PropertyList::parse(bytes), PropertyList::string(QStringLiteral("caf\u00e9")))
+            << bytes.constData();
+    for (const QByteArray &bytes :
+         {encoded(Converter::Latin1, "", false), encoded(Converter::Latin1, "windows-1252", false),
+          encoded(Converter::Latin1, "UTF-16", false), encoded(Converter::Utf16LE, "UTF-16", true) + '\n'})
+        EXPECT_FALSE(PropertyList::parse(bytes)) << bytes.constData();
+}
+
+TEST(XmlPropertyListTest, ReadsEveryFrame) {
+    for (const QByteArray text :
+         {"<true/>", " \n<plist><true/></plist>", " <?xml version='1.0'?><plist><true/></plist>",
+          "<!DOCTYPE plist SYSTEM 'file://localhost/System/DTDs/PropertyList.dtd'><plist><true/></plist>",
+          "<!-- <!DOCTYPE a [ <a --><plist version='1.0' xmlns:a='>'><true/><?a b?></plist> <!-- end -->"})
+        EXPECT_EQ(PropertyList::parse(text), PropertyList::boolean(true)) << text.constData();
+}
+
+TEST(XmlPropertyListTest, RefusesWhatIsNoPropertyList) {
+    const QByteArray values =
+        " | text | <true/><true/> | <dict><true/></dict> | <dict><key>a</key></dict> | <dict>a</dict> | "
+        "<dict><key>a</key><key>b</key><true/></dict> | <array><key>a</key></array> | <array> | "
+        "<array><true/></dict> | <string>a<b/></string> | <string>&foo;</string> | <string>&#0;</string> | "
+        "<string>&#xD800;</string> | <string>a<!-- b</string> | <string>a<![CDATA[b</string> | "
+        "<string>\x01</string> | <string>\xFF\xFE</string> | <true>x</true> | <array class=\"x\"/> | "
+        "<null/> | <plist><true/></plist> | <!DOCTYPE x><true/>";
+    for (const QByteArray &value : values.split('|'))
+        EXPECT_FALSE(PropertyList::parse(xmlList(value))) << value.constData();
+    const QByteArray texts =
+        " | < | <plist/> | <plists><true/></plists> | <plist><true/></plist>x | x<plist><true/></plist> | "
+        "<plist><true/></plist><plist><true/></plist> | <plist version=\"><true/></plist> | "
+        "<!DOCTYPE plist [ <!ENTITY a 'b'> ]><plist><string>&a;</string></plist>";
+    for (const QByteArray &text : texts.split('|'))
+        EXPECT_FALSE(PropertyList::parse(text)) << text.constData();
+    EXPECT_FALSE(PropertyList::parse(QByteArray("<plist>\0<true/></plist>", 23)));
+}
+
+TEST(XmlPropertyListTest, ReadsHostileTextsInLinearTime) {
+    const auto start = std::chrono::steady_clock::now();
+    const int many = 1'000'000;
+    const QByteArray attributes = QByteArray(" a=''").repeated(many);
+    EXPECT_FALSE(PropertyList::parse("<plist" + attributes + "><true/></plist>"));
+    EXPECT_FALSE(PropertyList::parse("<plist b='\"' a='>'" + attributes + "/>"));
+    EXPECT_FALSE(PropertyList::parse(QByteArray("<!--").repeated(many)));
+    for (const QByteArray text : {"&lt;", "<!---->x"})
+        EXPECT_TRUE(PropertyList::parse(xmlList("<string>" + text.repeated(many) + "</string>")));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+}
+
+TEST(XmlPropertyListTest, WritesNothingThatItCannotHold) {
+    const QString text = QStringLiteral("\x01");
+    PropertyList dictionary = PropertyList::dictionary();
+    dictionary.set(text, PropertyList::boolean(true));
+    for (const PropertyList &list : {dictionary, PropertyList::string(text)})
+        EXPECT_TRUE(list.serialized(PropertyListFormat::xml).isEmpty());
+}
+
+// --- Hostile bytes ---
+
 // Changes bytes of a list at random: one, a run, or a part moved elsewhere in it.
 QByteArray mutated(QByteArray bytes, std::mt19937 &random) {
     const auto below = [&](qsizetype limit) { return qsizetype(random() % unsigned(limit)); };
@@ -162,8 +259,8 @@ QByteArray mutated(QByteArray bytes, std::mt19937 &random) {
     return bytes;
 }
 
-// Whatever is read from a mutated list comes through writing as it is.
-TEST(PropertyListFuzzTest, SurvivesMutatedLists) {
+// Whatever is read from a mutated list comes through writing as it is. A part of a list is none.
+TEST(PropertyListFuzzTest, SurvivesMutatedListsAndRefusesTruncatedOnes) {
     const PropertyList list = propertyList(
         "<dict><key>Trunk</key><dict><key>LumaLogging</key><dict><key>EnableLumaLogging</key><array>"
         "<integer>10</integer><integer>7</integer></array></dict><key>t</key><string>a&lt;b\xC3\xA9</string>"
@@ -171,6 +268,8 @@ TEST(PropertyListFuzzTest, SurvivesMutatedLists) {
         "<data>AAEC</data><key>f</key><false/></dict>");
     for (const auto format : {PropertyListFormat::xml, PropertyListFormat::binary}) {
         const QByteArray whole = list.serialized(format);
+        for (qsizetype size = 0; size < whole.trimmed().size(); ++size)
+            ASSERT_FALSE(PropertyList::parse(whole.left(size))) << size;
         std::mt19937 random(20'261'115);
         int accepted = 0;
         for (int i = 0; i < 15'000; ++i) {
