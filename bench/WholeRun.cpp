@@ -16,8 +16,7 @@ namespace fs = std::filesystem;
 // One sample home, one service, and the program beside them.
 struct Bench {
     explicit Bench(const sample_product::SampleProductOptions &options)
-        : service({.keepBodies = false})
-        , product(sample_product::makeSampleProduct(scratch.path() / "home", options))
+        : product(sample_product::makeSampleProduct(scratch.path() / "home", options))
         , bundle(PROGRAM_BUNDLE, scratch.path()) {
         bundle.setText("LumamonSupportHost", service.host());
         // So that no other copy that runs on this machine is taken for one of these.

@@ -127,7 +127,7 @@ struct Surroundings {
 
     ScratchHome home;
     ScratchFolder folder;
-    support_service::SupportService service{{.keepBodies = false}};
+    support_service::SupportService service;
     Xvfb display;
     PrivateBus bus;
     Screen screen{display.name()};

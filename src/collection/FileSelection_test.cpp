@@ -37,16 +37,13 @@ TEST(Selection, TakesTheNewestFirstAndKeepsTheListingOrderOfEqualDates) {
                 ElementsAre("b", "a", "c", "middle", "old", "undated"));
 }
 
-TEST(Selection, StopsAtTheFirstFileOverTheLimitAndTakesNoSmallerOneAfterIt) {
+TEST(Selection, StopsAtTheFirstFileOverTheLimitAndTakesNoSmallerOneAfterItButEndsWhenSizesCannotBeAddedUp) {
     const std::vector candidates{record("a", 1s, 700), record("b", 2s, 400), record("c", 3s, 100)};
     EXPECT_THAT(selected(candidates, 1048), ElementsAre("a"));
     EXPECT_EQ(selectNewest(candidates, 1048).totalBytes, 700U);
     EXPECT_THAT(selected(candidates, 1100), ElementsAre("a", "b"));
     EXPECT_THAT(selected({record("empty", 1s, 0)}, 0), ElementsAre("empty"));
     EXPECT_THAT(selected({record("empty", 1s, 0)}, -1), IsEmpty());
-}
-
-TEST(Selection, EndsTheProcessWhenSizesCannotBeAddedUp) {
     constexpr auto most = std::numeric_limits<std::int64_t>::max();
     EXPECT_EXIT(selectNewest({record("a", 1s, static_cast<std::uint64_t>(most)),
                               record("b", 2s, std::numeric_limits<std::uint64_t>::max())},
@@ -59,9 +56,7 @@ TEST(NameMatch, IgnoresCaseAndTakesAnyPartOfAnyPattern) {
     for (const char *name : {"Lumacef_2024-01-02-101112_host.ips", "LUMACEF.ips", "the lumaCEF",
                              "\xff\xfeLumacef", "\xc3\x84rger"})
         EXPECT_TRUE(containsAnyName(name, patterns)) << name;
-    EXPECT_FALSE(containsAnyName("Luma_cef", patterns));
-    EXPECT_FALSE(containsAnyName("name", {QString()}));
-    EXPECT_FALSE(containsAnyName("name", {}));
+    EXPECT_FALSE(containsAnyName("Luma_cef", patterns) || containsAnyName("name", {}));
 }
 
 TEST(PrintedList, QuotesEachTextAndEscapesWhatWouldBreakTheLine) {
@@ -96,18 +91,6 @@ protected:
     fs::path destination = home.path() / "out/DiagnosticReports";
 };
 
-TEST_F(CopyingTheNewest, StopsAtTheCountAndTellsOfAllThatWereTaken) {
-    for (int i = 0; i < 150; ++i) {
-        writeFile(source / ("Lumacef_" + std::to_string(1000 + i) + ".ips"), QByteArray(5000, 'x'));
-        std::this_thread::sleep_for(i < 50 || i > 51 ? 0ms : 20ms);
-    }
-    EXPECT_TRUE(copy());
-    EXPECT_EQ(copied().size(), 100U);
-    EXPECT_EQ(*copied().rbegin(), "Lumacef_1149.ips");
-    EXPECT_FALSE(copied().contains("Lumacef_1000.ips"));
-    EXPECT_THAT(said(), ElementsAre(summary("150", "100", "732", "100")));
-}
-
 TEST_F(CopyingTheNewest, StopsAtTheSizeLimitAndAtACountOfCopiesThatSucceed) {
     make("lumacef_c.ips", 100'000);
     make("lumacef_b.ips", 400'000);
@@ -120,7 +103,8 @@ TEST_F(CopyingTheNewest, StopsAtTheSizeLimitAndAtACountOfCopiesThatSucceed) {
     EXPECT_TRUE(copy(1));
     EXPECT_THAT(copied(), ElementsAre("lumacef_a.ips", "lumacef_file.ips"));
     EXPECT_EQ(test_support::readFile(destination / "lumacef_file.ips"), "xxx");
-    EXPECT_EQ(said().back(), "ERROR: Error copying lumacef_pipe.ips: Operation not supported");
+    EXPECT_THAT(said(), ElementsAre(summary("1", "1", "683", "100"), summary("3", "1", "683", "1"),
+                                    "ERROR: Error copying lumacef_pipe.ips: Operation not supported"));
     // The first one goes through with a count of zero.
     make("lumacef_newest.ips");
     EXPECT_TRUE(copy(0));

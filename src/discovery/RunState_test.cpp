@@ -17,9 +17,11 @@ protected:
     fs::path root = home.library() / "LumadocDiagnostics";
 };
 
-TEST_F(Workspace, IsATreeForTheUserAloneWithALineForEachFolder) {
+TEST_F(Workspace, IsATreeForTheUserAloneWithARunFolderNamedByTheLocalTimeAndALineForEachFolder) {
+    const test_support::ScopedEnvironment zone("TZ", "Asia/Tokyo");
     SetUserFilesFolder();
     EXPECT_FALSE(userFilesURL);
+    const auto before = QDateTime::currentDateTime();
     ASSERT_TRUE(CreateOutputDirectories());
     EXPECT_EQ(userLibraryURL, home.library());
     EXPECT_EQ(userLibraryPrefURL, home.library() / "Preferences");
@@ -37,41 +39,27 @@ TEST_F(Workspace, IsATreeForTheUserAloneWithALineForEachFolder) {
         EXPECT_TRUE(fs::is_directory(folder)) << folder;
         EXPECT_EQ(fs::status(folder).permissions() & others, fs::perms::none) << folder;
     }
-    EXPECT_THAT(said(), ElementsAre("INFO: LumadocDiagnostics Directory: " + root.native(),
-                                    "INFO: Directory created: " + tempTimeStampedURL->native(),
-                                    "INFO: Directory created: System", "INFO: Directory created: temp"));
-}
-
-TEST_F(Workspace, ThatExistsGetsOnlyANewRunFolderNamedByTheLocalTime) {
-    const test_support::ScopedEnvironment zone("TZ", "Asia/Tokyo");
-    for (const char *folder : {"System", "temp", "Output/20200101000000"})
-        fs::create_directories(root / folder);
-    const auto before = QDateTime::currentDateTime();
-    ASSERT_TRUE(CreateOutputDirectories());
-    EXPECT_THAT(said(), ElementsAre(testing::_, "INFO: Directory created: " + tempTimeStampedURL->native()));
-    EXPECT_TRUE(fs::exists(root / "Output/20200101000000"));
     const QString stamp = QString::fromStdString(tempTimeStampedURL->filename());
     EXPECT_TRUE(QRegularExpression(QStringLiteral("^\\d{14}$")).match(stamp).hasMatch());
     const auto age = before.secsTo(QDateTime::fromString(stamp, QStringLiteral("yyyyMMddHHmmss")));
     EXPECT_TRUE(age >= -1 && age <= 5) << age;
-}
+    const std::string start = "INFO: LumadocDiagnostics Directory: " + root.native();
+    EXPECT_THAT(said(), ElementsAre(start, "INFO: Directory created: " + tempTimeStampedURL->native(),
+                                    "INFO: Directory created: System", "INFO: Directory created: temp"));
 
-TEST_F(Workspace, IsSharedByTwoRunsWithinOneSecond) {
-    do {
-        tempTimeStampedURL.reset();
+    // A later run makes only its run folder.
+    fs::rename(*tempTimeStampedURL, root / "Output/20200101000000");
+    fs::remove(log);
+    ASSERT_TRUE(CreateOutputDirectories());
+    EXPECT_THAT(said(), ElementsAre(start, "INFO: Directory created: " + tempTimeStampedURL->native()));
+    // Within the same second it shares that.
+    for (OptionalURL first; first != tempTimeStampedURL;) {
+        first = tempTimeStampedURL;
+        fs::remove(log);
         ASSERT_TRUE(CreateOutputDirectories());
-        log = *tempTimeStampedURL;
-        ASSERT_TRUE(CreateOutputDirectories());
-    } while (log != tempTimeStampedURL); // The clock may move on between the two.
-}
-
-TEST_F(Workspace, EndsAtTheFirstFolderThatCannotBeMadeAndKeepsTheLocations) {
-    fs::create_directories(root);
-    writeFile(root / "Output", "a file where the folder should be");
-    EXPECT_FALSE(CreateOutputDirectories());
-    EXPECT_EQ(said().back(), "ERROR: Failed to create the initial directories.");
-    EXPECT_TRUE(tempOutputURL && tempSystemURL && temptempURL);
-    EXPECT_FALSE(fs::exists(root / "System") || fs::exists(root / "temp"));
+    }
+    EXPECT_THAT(said(), ElementsAre(start));
+    EXPECT_TRUE(fs::exists(root / "Output/20200101000000"));
 }
 
 TEST_F(Workspace, TakesTheLogInWhenARunBegins) {
@@ -83,11 +71,13 @@ TEST_F(Workspace, TakesTheLogInWhenARunBegins) {
     EXPECT_TRUE(isOutputDirectoryCreated);
 }
 
-TEST_F(Workspace, MayBeMissingWhenARunBegins) {
-    writeFile(root, "a file where the folder should be");
+TEST_F(Workspace, MayBeMissingWhenARunBeginsAndThenKeepsTheLocations) {
+    writeFile(root / "Output", "a file where the folder should be");
     BeginRun();
-    EXPECT_EQ(said().back(), "ERROR: Application terminated");
-    EXPECT_FALSE(lumamonLogFileURL);
+    EXPECT_THAT(said(), ElementsAre(testing::_, "ERROR: Failed to create the initial directories.",
+                                    "ERROR: Application terminated"));
+    EXPECT_TRUE(tempOutputURL && tempSystemURL && temptempURL && !lumamonLogFileURL);
+    EXPECT_FALSE(fs::exists(root / "System") || fs::exists(root / "temp"));
     EXPECT_TRUE(isOutputDirectoryCreated);
 }
 

@@ -364,8 +364,7 @@ TEST(UserNameMask, TakesTimeLinearInTheText) {
     constexpr qsizetype size = 1 << 20;
     // Quadratic, each would take minutes.
     for (const QString &text : {u"/Users/"_qs.repeated(size / 7), QString(size, u'/'),
-                                u"/Users/"_qs + QString(size, u'x'), u"/Users/x"_qs.repeated(size / 8),
-                                u"/home"_qs.repeated(size / 5), u"/Users//"_qs.repeated(size / 8)}) {
+                                u"/Users/"_qs + QString(size, u'x'), u"/Users/x"_qs.repeated(size / 8)}) {
         // The processor's time: the machine may have other work.
         const std::clock_t start = std::clock();
         maskedUserNames(text);

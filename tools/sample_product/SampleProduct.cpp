@@ -4,7 +4,6 @@
 
 #include <QDateTime>
 #include <QRandomGenerator>
-#include <algorithm>
 #include <array>
 
 namespace sample_product {
@@ -29,24 +28,22 @@ constexpr std::array messages = {
 /// Writes made-up log files of a size to the byte, the same from the same point on.
 class LogWriter {
 public:
-    void writeText(const fs::path &path, std::uint64_t bytes) {
-        QByteArray text;
-        while (text.size() < static_cast<qsizetype>(bytes)) {
-            // Some messages come far more often than others.
-            const char *message = messages[m_random.bounded(static_cast<quint32>(m_random.bounded(1, 9)))];
-            m_time = m_time.addMSecs(m_random.bounded(40));
-            text += m_time.toString(Qt::ISODateWithMs).toLatin1() + message +
-                    QByteArray::number(m_random.bounded(2000)) + '\n';
-        }
-        writeFile(path, text.first(static_cast<qsizetype>(bytes)));
-    }
-    void writeIncompressible(const fs::path &path, std::uint64_t bytes) {
-        QByteArray content(static_cast<qsizetype>(bytes), '\0');
-        std::ranges::generate(content, [this] { return static_cast<char>(m_random.generate()); });
-        writeFile(path, content);
+    void write(const fs::path &path, std::uint64_t bytes, bool incompressible = false) {
+        QByteArray content;
+        while (content.size() < static_cast<qsizetype>(bytes))
+            content += incompressible ? QByteArray(1, static_cast<char>(m_random.generate())) : line();
+        writeFile(path, content.first(static_cast<qsizetype>(bytes)));
     }
 
 private:
+    QByteArray line() {
+        // Some messages come far more often than others.
+        const char *message = messages[m_random.bounded(static_cast<quint32>(m_random.bounded(1, 9)))];
+        m_time = m_time.addMSecs(m_random.bounded(40));
+        return m_time.toString(Qt::ISODateWithMs).toLatin1() + message +
+               QByteArray::number(m_random.bounded(2000)) + '\n';
+    }
+
     QRandomGenerator m_random{1};
     QDateTime m_time{QDate(2026, 2, 3), QTime(0, 0)};
 };
@@ -65,25 +62,24 @@ fs::path logFileName(std::size_t index) {
 void writeLogs(const SampleProduct &product, const fs::path &messageFolder,
                const SampleProductOptions &options) {
     LogWriter writer;
-    const auto writeLog = options.incompressible ? &LogWriter::writeIncompressible : &LogWriter::writeText;
     // Of very different sizes, which add up to the total.
     const std::uint64_t count = options.logFiles;
     const auto upTo = [&](std::uint64_t i) { return options.logBytes * i * (i + 1) / (count * (count + 1)); };
     for (std::uint64_t i = 0; i < count; ++i)
-        (writer.*writeLog)(product.logs / logFileName(i), upTo(i + 1) - upTo(i));
+        writer.write(product.logs / logFileName(i), upTo(i + 1) - upTo(i), options.incompressible);
 
     // Oldest first, as a machine makes them: whoever sorts by creation date gets them by name.
     for (const char *report :
          {"Lumacef_2026-02-03-095712", "Lumacef_2026-02-03-100412", "Lumacef_2026-02-03-101112",
           "TextTool_2026-02-03-100812", "lumace_2026-02-03-100712"})
-        writer.writeText(product.crashReports / (std::string(report) + "_host.ips"), 20'000);
-    writer.writeText(product.crashReports / "Summary.txt", 300);
+        writer.write(product.crashReports / (std::string(report) + "_host.ips"), 20'000);
+    writer.write(product.crashReports / "Summary.txt", 300);
     for (const char *name : {"messages-1.log", "messages-2.log", "campaigns/shown.json"})
-        writer.writeText(messageFolder / name, 4000);
+        writer.write(messageFolder / name, 4000);
     for (const char *name :
          {"lumaKWDLog.txt", "distKWDLog.txt", "KWD/kwd-1.log", "KWD/older/kwd-0.log", "lumacef_low/low.log",
           "Brennic/Lumadoc Update Helper QZ.log", "Brennic/Lumadoc Updater QZ.log"})
-        writer.writeText(product.library / "Logs" / name, 4000);
+        writer.write(product.library / "Logs" / name, 4000);
 }
 
 QByteArray entry(const char *key, const std::string &value) {

@@ -66,7 +66,7 @@ int main(int count, char **arguments) {
     sigaddset(&ends, SIGINT);
     sigprocmask(SIG_BLOCK, &ends, nullptr);
     const std::filesystem::path folder = arguments[1];
-    const SupportService service({.folder = folder, .keepBodies = false, .onReceipt = printReceipt});
+    const SupportService service({.folder = folder, .onReceipt = printReceipt});
     std::cout << "Listening on https://" << service.host() << SupportService::uploadPath << "\n"
               << "Trust: SSL_CERT_FILE=" << service.certificateFile().string() << std::endl;
     // Whoever waits for the file finds it whole.

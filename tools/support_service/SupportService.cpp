@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <regex>
-#include <strings.h>
 #include <sys/socket.h>
 
 namespace support_service {
@@ -47,7 +46,7 @@ std::optional<ReceivedRequest> readHead(TlsConnection &connection) {
         const std::size_t colon = line->find(": ");
         if (colon == std::string::npos)
             return std::nullopt;
-        request.headers.emplace_back(line->substr(0, colon), line->substr(colon + 2));
+        request.headers[line->substr(0, colon)] = line->substr(colon + 2);
     }
     return line ? std::optional(request) : std::nullopt;
 }
@@ -71,14 +70,6 @@ bool sendAnswer(TlsConnection &connection, const Behaviour &how) {
 }
 
 } // namespace
-
-std::string ReceivedRequest::header(std::string_view name) const {
-    const auto found = std::ranges::find_if(headers, [name](const auto &header) {
-        return header.first.size() == name.size() &&
-               strncasecmp(header.first.data(), name.data(), name.size()) == 0;
-    });
-    return found == headers.end() ? std::string() : found->second;
-}
 
 SupportService::SupportService(Options options)
     : m_options(std::move(options)) {
@@ -130,13 +121,13 @@ void SupportService::openTunnel(int socket) {
 }
 
 bool SupportService::serveRequest(TlsConnection &connection) {
-    const auto request = readHead(connection);
+    auto request = readHead(connection);
     if (!request)
         return false;
     std::size_t index = 0;
     const Behaviour how = begin(*request, index);
     const bool goesOn = !how.answersBeforeBody || sendAnswer(connection, how);
-    if (request->header("Expect") == "100-continue")
+    if (request->headers["Expect"] == "100-continue")
         connection.send("HTTP/1.1 100 Continue\r\n\r\n");
     const bool isWhole = goesOn && receive(connection, how, index);
     if (!isWhole || how.answersBeforeBody)
@@ -159,21 +150,19 @@ Behaviour SupportService::begin(const ReceivedRequest &request, std::size_t &ind
     return how;
 }
 
-// Reads the body, and keeps it with a receipt. True when it arrived to its end.
+// Reads the body, and keeps its archive with a receipt. True when it arrived to its end.
 bool SupportService::receive(TlsConnection &connection, const Behaviour &how, std::size_t index) {
-    const ReceivedRequest request = requests().at(index);
-    const std::uint64_t size = std::stoull("0" + request.header("Content-Length"));
+    ReceivedRequest request = requests().at(index);
+    const std::uint64_t size = std::stoull("0" + request.headers["Content-Length"]);
     const std::string body = readBody(connection, how, size);
     const bool isUpload = request.method == "POST" && request.target == uploadPath;
     std::string_view content;
-    Receipt receipt = examined(request.header("Content-Type"), body, content);
+    Receipt receipt = examined(request.headers["Content-Type"], body, content);
     if (isUpload && receipt.complete) {
         receipt.archive = m_options.folder / (std::to_string(index + 1) + ".zip");
         test_support::writeFile(receipt.archive, {content.data(), static_cast<qsizetype>(content.size())});
     }
     const std::lock_guard lock(m_mutex);
-    if (m_options.keepBodies)
-        m_requests.at(index).body = std::make_shared<const std::string>(body);
     if (isUpload) {
         m_options.onReceipt(receipt);
         m_receipts.push_back(receipt);

@@ -52,13 +52,8 @@ struct ReceivedRequest {
     std::string method;
     /// Path and query, as sent.
     std::string target;
-    /// Names and values as sent, in their order.
-    std::vector<std::pair<std::string, std::string>> headers = {};
-    /// The bytes of the body that were read; absent while it is being read, and without `keepBodies`.
-    std::shared_ptr<const std::string> body = nullptr;
-
-    /// The value of the first header with this name, in any case; empty when there is none.
-    std::string header(std::string_view name) const;
+    /// Names and values as sent.
+    std::map<std::string, std::string> headers = {};
 };
 
 /// What became of one upload.
@@ -78,8 +73,6 @@ struct Receipt {
 struct Options {
     /// Where archives and the certificates to trust are written. Empty: a temporary folder.
     std::filesystem::path folder = {};
-    /// Keeps every request's body in memory, for `requests`.
-    bool keepBodies = true;
     /// Called in a thread of the service with each receipt, one at a time, before the answer is sent. May not
     /// call the service.
     std::function<void(const Receipt &)> onReceipt = [](const Receipt &) {};
@@ -117,11 +110,7 @@ public:
     std::size_t connections() const { return m_listener->connections(); }
     std::size_t tunnels() const { return get(m_tunnels); }
 
-    /// Waits until so many requests' headers have arrived, so many receipts were made, so many body bytes
-    /// were read. False when `limit` passes first.
-    bool waitForRequests(std::size_t count, std::chrono::milliseconds limit) const {
-        return waitFor(limit, [&] { return m_requests.size() >= count; });
-    }
+    /// Waits until so many receipts were made, so many body bytes were read. False when `limit` passes first.
     bool waitForReceipts(std::size_t count, std::chrono::milliseconds limit) const {
         return waitFor(limit, [&] { return m_receipts.size() >= count; });
     }

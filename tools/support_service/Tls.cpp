@@ -43,7 +43,6 @@ Certificates::Certificates()
     m_certificates = {{Handshake::good, selfSigned(m_key.get(), local, -1, 30)},
                       {Handshake::wrongHost, selfSigned(m_key.get(), "DNS:other-host.example", -1, 30)},
                       {Handshake::expired, selfSigned(m_key.get(), local, -60, -1)},
-                      {Handshake::notYetValid, selfSigned(m_key.get(), local, 30, 60)},
                       {Handshake::untrusted, selfSigned(m_key.get(), local, -2, 30)}};
 }
 

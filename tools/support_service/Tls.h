@@ -14,7 +14,7 @@
 namespace support_service {
 
 /// What a client that connects is offered: a certificate, a fatal alert, or nothing ever.
-enum class Handshake { good, wrongHost, expired, notYetValid, untrusted, refused, unanswered };
+enum class Handshake { good, wrongHost, expired, untrusted, refused, unanswered };
 
 /// Long enough for every test.
 inline constexpr std::chrono::hours forEver{24};
