@@ -111,7 +111,6 @@ TEST_F(Collectors, EndTheProcessWithoutWhatMustBeKnown) {
     EXPECT_EXIT(GetXelLogs(), failed, "The edition is not known");
     LumadocRunningInstance = {LumadocBundleIdentifier};
     tempOutputURL.reset();
-    EXPECT_EXIT(GetPropertyList(), failed, "The output folder is not known");
     EXPECT_EXIT(GetLicensingLogs(), failed, "The output folder is not known");
     userLibraryPrefURL.reset();
     EXPECT_EXIT(GetPropertyList(), failed, "The preferences folder is not known");

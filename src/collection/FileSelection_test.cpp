@@ -37,7 +37,7 @@ TEST(Selection, TakesTheNewestFirstAndKeepsTheListingOrderOfEqualDates) {
                 ElementsAre("b", "a", "c", "middle", "old", "undated"));
 }
 
-TEST(Selection, StopsAtTheFirstFileOverTheLimitAndTakesNoSmallerOneAfterItButEndsWhenSizesCannotBeAddedUp) {
+TEST(Selection, StopsAtTheFirstFileOverTheLimitAndNoneAfterItAndEndsTheProcessOnAnOverflow) {
     const std::vector candidates{record("a", 1s, 700), record("b", 2s, 400), record("c", 3s, 100)};
     EXPECT_THAT(selected(candidates, 1048), ElementsAre("a"));
     EXPECT_EQ(selectNewest(candidates, 1048).totalBytes, 700U);

@@ -240,14 +240,12 @@ TEST_F(LoggingSwitch, GoesWithTheProductsLogsOfTheTrackAndEdition) {
     flavour = QStringLiteral("Beta%2");
     lumadocOrPellix = QStringLiteral("Pellix");
     const fs::path logs = *userLibraryURL / "Application Support/Brennic/Lumadoc/Beta%2/Pellix/LumaLog";
-    GetLumaLogs(true);
     writeFile(logs / "inner/a.log", "content");
     GetLumaLogs(true);
     EXPECT_EQ(readFile(*tempOutputURL / "LumaLog/inner/a.log"), "content");
     userLibraryURL.reset();
     GetLumaLogs(true);
-    EXPECT_THAT(said(), ElementsAre("ERROR: Error copying LumaLog: No such file or directory",
-                                    "WARNING: Invalid source or destination URL"));
+    EXPECT_THAT(said(), ElementsAre("WARNING: Invalid source or destination URL"));
     const testing::ExitedWithCode failed(1);
     lumadocOrPellix.reset();
     GetLumaLogs(false);

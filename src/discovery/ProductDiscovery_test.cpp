@@ -222,21 +222,7 @@ TEST_F(Discovery, ThePaidEditionWinsWhereItIsFirstInAList) {
     EXPECT_EXIT(SetLumadocOrPellix(), testing::ExitedWithCode(1), "The output folder is not known");
 }
 
-TEST_F(Discovery, FollowsAProductThatWasRestarted) {
-    ProcessId = text("1");
-    VerifyApplicationProcess();
-    EXPECT_EQ(ProcessId, text("1"));
-    const RunningProduct running(installPellix("24.1.10").executable);
-    VerifyApplicationProcess();
-    const std::string identifier = std::to_string(running.processId());
-    EXPECT_EQ(ProcessId.toStdString(), identifier);
-    EXPECT_TRUE(IsProcessRunning(ProcessId));
-    EXPECT_FALSE(IsProcessRunning(text("999999")));
-    EXPECT_THAT(said(), ElementsAre("WARNING: Lumadoc running instance not Verified. OldProcessId: 1",
-                                    "INFO: Lumadoc running instance verified. NewProcessId: " + identifier,
-                                    "INFO: Lumadoc process is running. ProcessId: " + identifier,
-                                    "WARNING: Lumadoc process is not running. ProcessId: 999999"));
-}
+// That a restarted product is followed is tested with the whole capture.
 
 TEST_F(Discovery, ARestartIsAdvisedOnTheQzTrackToWhoeverRunsOutsideTheProduct) {
     const fs::path product = "/opt/Lumadoc.app";

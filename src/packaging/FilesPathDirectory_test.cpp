@@ -94,13 +94,22 @@ TEST_F(Folder, IsZippedByItsNameWithTheRecordsBesideItAndLinksAsLinks) {
                     "ERROR: Output folder path doesn't exist: " + (home.path() / "missing").native()));
 }
 
-TEST_F(Folder, IsReplacedByItsArchive) {
+TEST_F(Folder, IsReplacedByItsArchiveUnlessTheOutputIsMissing) {
     IsSilentMode = true;
-    tempTimeStampedURL = folder;
     tempOutputURL = folder / "Pellix";
     temptempURL = home.path() / "temp";
     makeFiles({"Pellix/a.log"});
     writeFile(*temptempURL / "left over", "");
+    // First, while nothing is logged: the copy of this process that it happens in has no other thread.
+    EXPECT_EXIT(packOutput(), testing::ExitedWithCode(1), "The folders of the run are not known");
+    tempTimeStampedURL = folder;
+    tempOutputURL = home.path() / "missing/Pellix";
+    EXPECT_FALSE(packOutput());
+    EXPECT_FALSE(compressedLogURL);
+    EXPECT_TRUE(fs::exists(folder / "Pellix/a.log"));
+    EXPECT_EQ(said().back(), "ERROR: unable to copy compressed file.");
+    fs::remove(log);
+    tempOutputURL = folder / "Pellix";
     EXPECT_TRUE(packOutput());
     const std::string name = "lumaMacLog_" + UniqueId.toStdString() + "_cef.zip";
     EXPECT_EQ(compressedLogURL, folder / name);
@@ -122,19 +131,6 @@ TEST_F(Folder, IsReplacedByItsArchive) {
     EXPECT_FALSE(fs::exists(*compressedLogURL));
 }
 
-TEST_F(Folder, IsLeftWhenTheOutputIsMissingAndNeedsTheFoldersOfTheRun) {
-    temptempURL = home.path();
-    tempOutputURL = folder / "Pellix";
-    makeFiles({"Pellix/a.log"});
-    // First, while nothing is logged: the copy of this process that it happens in has no other thread.
-    EXPECT_EXIT(packOutput(), testing::ExitedWithCode(1), "The folders of the run are not known");
-    tempOutputURL = home.path() / "missing/Pellix";
-    EXPECT_FALSE(packOutput());
-    EXPECT_FALSE(compressedLogURL);
-    EXPECT_TRUE(fs::exists(folder / "Pellix/a.log"));
-    EXPECT_EQ(said().back(), "ERROR: unable to copy compressed file.");
-}
-
 TEST_F(Folder, KeepsArchivesOfEarlierRunsThatAreNowhereElse) {
     const char *const scratch = "temp/lumaMacLog_earlier_cef.zip";
     const char *const inRunFolder = "Output/20200101000000/lumaMacLog_earlier_cef.zip";
@@ -151,7 +147,6 @@ TEST_F(Folder, KeepsArchivesOfEarlierRunsThatAreNowhereElse) {
         {"in a run folder that is shared", {{inRunFolder, "archive"}}, "Output/20200101000000", true},
         {"left unfinished by zip", {{"temp/ziAbCdEf", "part"}}, "temp", false},
         {"of this run", {{"temp/lumaMacLog_own_cef.zip", "own"}}, "temp", false},
-        {"none", {}, "temp", false},
     };
     for (const auto &[description, files, emptied, isKept] : cases) {
         SCOPED_TRACE(description);

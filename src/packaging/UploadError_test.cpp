@@ -6,7 +6,7 @@
 
 namespace {
 
-TEST(UploadError, OfEveryFailureOfTheTransportHasItsCode) {
+TEST(UploadError, OfEveryFailureOfTheTransportHasItsCodeAndSentence) {
     constexpr auto verification = CURLE_PEER_FAILED_VERIFICATION;
     const std::pair<TransportFailure, int> cases[] = {
         {{.code = CURLE_OPERATION_TIMEDOUT}, -1001},
@@ -33,9 +33,6 @@ TEST(UploadError, OfEveryFailureOfTheTransportHasItsCode) {
     for (const auto &[failure, code] : cases)
         EXPECT_EQ(transportError(failure), transportError(code))
             << code << ' ' << transportError(failure).code;
-}
-
-TEST(UploadError, HasTheSentenceOfItsCode) {
     const std::pair<int, const char *> sentences[] = {
         {-999, "The upload was cancelled."},
         {-1001, "The request timed out."},
@@ -50,7 +47,7 @@ TEST(UploadError, HasTheSentenceOfItsCode) {
         {-1, "An unknown error occurred while sending the logs."},
     };
     for (const auto &[code, text] : sentences) {
-        const QString sentence = QString::fromLatin1(text);
+        const auto sentence = QString::fromLatin1(text);
         EXPECT_EQ(transportError(code), (UploadError{QStringLiteral("NSURLErrorDomain"), code, sentence}));
         EXPECT_EQ(transportError(code).localizedDescription(), sentence);
     }

@@ -134,7 +134,6 @@ TEST_F(UploadTaskTest, EndsAsTheServiceMakesIt) {
     expectEnd({.resetAfterBytes = 100'000}, {}, connectionLost, large);
     EXPECT_EQ(service.receipts().back().problem, "the body broke off before its closing boundary");
     expectEnd({.rawAnswer = "HTTP/1.1 200 OK\r\n"}, 200, connectionLost);
-    expectEnd({.rawAnswer = head}, 200, connectionLost);
     expectEnd({.rawAnswer = head + std::string(500, 'x')}, 200, connectionLost);
     expectEnd({.answersBeforeBody = true, .status = 413, .body = "big"}, 413, 0, large);
     EXPECT_EQ(answer, "big");

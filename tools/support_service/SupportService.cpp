@@ -79,21 +79,6 @@ SupportService::SupportService(Options options)
     m_listener.emplace([this](int socket) { serve(socket); });
 }
 
-void SupportService::setBehaviour(const Behaviour &behaviour) {
-    const std::lock_guard lock(m_mutex);
-    m_behaviour = behaviour;
-}
-
-void SupportService::setBehaviour(const Behaviour &behaviour, std::size_t count) {
-    const std::lock_guard lock(m_mutex);
-    m_nextBehaviours.insert(m_nextBehaviours.end(), count, behaviour);
-}
-
-void SupportService::setHandshake(Handshake handshake) {
-    const std::lock_guard lock(m_mutex);
-    m_handshake = handshake;
-}
-
 void SupportService::serve(int socket) {
     const Handshake handshake = get(m_handshake);
     if (handshake == Handshake::unanswered) {

@@ -20,17 +20,13 @@
 
 namespace support_service {
 
-/// How an upload is treated: well by default. The values combine:
-/// service.setBehaviour({.status = 503, .body = "Busy"});
+/// How an upload is treated: well by default. The values combine.
 struct Behaviour {
-    // Reading the request's body.
-    /// 0 is as fast as they come.
+    /// For the request's body; 0 is as fast as it comes.
     std::uint64_t readBytesPerSecond = 0;
     /// After so many bytes nothing more is read and the connection stays open, or it is reset.
     std::optional<std::uint64_t> stopReadingAfterBytes = std::nullopt;
     std::optional<std::uint64_t> resetAfterBytes = std::nullopt;
-
-    // Answering.
     /// After the headers; the body is read afterwards.
     bool answersBeforeBody = false;
     std::chrono::milliseconds waitBeforeAnswer{0};
@@ -93,11 +89,14 @@ public:
     std::filesystem::path certificateFile() const { return m_options.folder / "authority.pem"; }
 
     /// For the requests whose headers arrive from now on; replaces what was set before.
-    void setBehaviour(const Behaviour &behaviour);
+    void setBehaviour(const Behaviour &behaviour) { set(m_behaviour, behaviour); }
     /// For the next `count` requests only; then as before. Further calls queue.
-    void setBehaviour(const Behaviour &behaviour, std::size_t count);
+    void setBehaviour(const Behaviour &behaviour, std::size_t count) {
+        const std::lock_guard lock(m_mutex);
+        m_nextBehaviours.insert(m_nextBehaviours.end(), count, behaviour);
+    }
     /// For connections made from now on.
-    void setHandshake(Handshake handshake);
+    void setHandshake(Handshake handshake) { set(m_handshake, handshake); }
 
     /// In the order in which their headers arrived.
     std::vector<ReceivedRequest> requests() const { return get(m_requests); }
@@ -119,6 +118,11 @@ public:
     }
 
 private:
+    template <typename Value>
+    void set(Value &member, const Value &value) {
+        const std::lock_guard lock(m_mutex);
+        member = value;
+    }
     template <typename Value>
     Value get(const Value &member) const {
         const std::lock_guard lock(m_mutex);
