@@ -81,13 +81,10 @@ TEST_F(Workspace, MayBeMissingWhenARunBeginsAndThenKeepsTheLocations) {
     EXPECT_TRUE(isOutputDirectoryCreated);
 }
 
-TEST(RunState, HasALogIdThatIsARandomUuidInLowerCase) {
+TEST(RunState, HasALowerCaseRandomUuidAsLogIdAndTheExtensionsThatMayGoIntoTheArchive) {
     static const QRegularExpression lowerCaseUuid(
         QStringLiteral("^[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}$"));
     EXPECT_TRUE(lowerCaseUuid.match(UniqueId).hasMatch());
-}
-
-TEST(RunState, NamesWhatMayGoIntoTheArchive) {
     EXPECT_EQ(allowedExtensions.join(u' '),
               QStringLiteral(
                   ".pml .dmp .zip .log .csv .plist .xml .reg .kwdlogcontrolconfig .txt .bat .lic .tmp .json "

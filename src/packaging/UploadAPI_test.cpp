@@ -15,9 +15,9 @@ const QString uploadDomain = QStringLiteral("com.brennic.LumadocDiagnostics.uplo
 const UploadError serverError{uploadDomain, 1, QStringLiteral("Internal Server Error.")};
 const UploadError unknownError{uploadDomain, 0, QStringLiteral("Unknown error occurred.")};
 
-using Answer = test_support::LoggedTest;
+using Uploading = test_support::LoggedTest;
 
-TEST_F(Answer, IsSuccessOnlyWithStatus200AndData) {
+TEST_F(Uploading, IsASuccessOnlyWithStatus200AndData) {
     const UploadError lost = transportError(TransportErrorCode::connectionLost);
     const std::string lostLine = "INFO: The connection to the support server was lost.";
     const std::string unknownLine = "INFO: Unknown error occurred.";
@@ -49,9 +49,7 @@ TEST_F(Answer, IsSuccessOnlyWithStatus200AndData) {
     }
 }
 
-using Failure = test_support::LoggedTest;
-
-TEST_F(Failure, IsLoggedWithItsCodeItsDomainAndItsReason) {
+TEST_F(Uploading, LogsAFailureWithItsCodeItsDomainAndItsReason) {
     const QString domain = QStringLiteral("NSURLErrorDomain");
     const std::tuple<int, QString, std::vector<std::string>> cases[] = {
         {-999, QStringLiteral("text"), {"Upload task was canceled"}},
@@ -73,9 +71,7 @@ TEST_F(Failure, IsLoggedWithItsCodeItsDomainAndItsReason) {
     }
 }
 
-using Upload = test_support::LoggedTest;
-
-TEST_F(Upload, IsAMultipartFormByteForByteWithAFreshBoundary) {
+TEST_F(Uploading, SendsAMultipartFormByteForByteWithAFreshBoundary) {
     const UploadRequest request = UploadAPI::multipartRequest("lumaMacLog_1_cef.zip");
     static const QRegularExpression form(
         QStringLiteral("^multipart/form-data; "
@@ -92,7 +88,7 @@ TEST_F(Upload, IsAMultipartFormByteForByteWithAFreshBoundary) {
     EXPECT_EQ(UploadAPI::endpoint(), "https://support.brennic.example/cr-apip-7.0.0/mac/log");
 }
 
-TEST_F(Upload, NeedsAnArchive) {
+TEST_F(Uploading, NeedsAnArchive) {
     const auto handler = [](const UploadResult &) { FAIL() << "no upload, no call"; };
     UploadAPI::upload(std::nullopt, handler);
     UtilityFunctions::SilentUpload(handler);
@@ -101,9 +97,7 @@ TEST_F(Upload, NeedsAnArchive) {
                 "cannot be opened");
 }
 
-using Progress = test_support::LoggedTest;
-
-TEST_F(Progress, IsShownInWholePercentsFrom1To99AndLoggedAtBothEnds) {
+TEST_F(Uploading, ShowsItsProgressInWholePercentsFrom1To99AndLogsItAtBothEnds) {
     QString label = QStringLiteral("before");
     UploadAPI::uploadProgress =
         TextBinding{[&] { return label; }, [&](const QString &text) { label = text; }};
