@@ -21,11 +21,6 @@ TEST(EscapedText, IsOnOneLineAndHarmless) {
         EXPECT_EQ(platform::escaped(text), escaped);
 }
 
-TEST(PrintedText, IsTheEscapedTextInQuotationMarks) {
-    EXPECT_EQ(platform::printedText(QString()), QStringLiteral("\"\""));
-    EXPECT_EQ(platform::printedText(QStringLiteral("a\"b\\c\n")), QStringLiteral("\"a\\\"b\\\\c\\n\""));
-}
-
 TEST(PathText, ShowsBytesThatAreNotUtf8AsReplacementCharacters) {
     EXPECT_EQ(platform::displayText("/caf\xc3\xa9/\xff"), QStringLiteral("/café/\ufffd"));
     EXPECT_EQ(platform::pathFromText(QStringLiteral("café")), std::filesystem::path("caf\xc3\xa9"));
