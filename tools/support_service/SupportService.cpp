@@ -131,7 +131,7 @@ Behaviour SupportService::begin(const ReceivedRequest &request, std::size_t &ind
         m_nextBehaviours.pop_front();
     }
     if (request.target != uploadPath || request.method != "POST")
-        return {.status = request.target == uploadPath ? 405 : 404, .body = ""};
+        return {.status = 404};
     return how;
 }
 

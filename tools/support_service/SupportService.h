@@ -76,7 +76,7 @@ struct Options {
 
 class SupportService {
 public:
-    /// Where uploads go. Another path gets 404, another method 405.
+    /// Where uploads go, by POST. Everything else gets 404.
     static constexpr std::string_view uploadPath = "/cr-apip-7.0.0/mac/log";
 
     /// Listens on a free port when it returns. Throws std::exception when it cannot.
