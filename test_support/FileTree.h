@@ -1,20 +1,19 @@
 // What a folder holds, in a form that can be compared: with it a test shows that nothing has changed.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <string>
-#include <vector>
 
 namespace test_support {
 
-/// Every entry below `folder`, by its path from there, with kind, permissions, owner, size, modification
-/// time, and content (or a link's target). `except` and what is below it is left out.
-std::map<std::string, std::string> treeOf(const std::filesystem::path &folder,
-                                          const std::filesystem::path &except = {});
+/// Entries by their paths, each with its kind and permissions, owner, size, and times of the last change of
+/// its content and of anything else (seconds and nanoseconds).
+using FileTree = std::map<std::string, std::array<std::int64_t, 7>>;
 
-/// The entries in which two such trees differ, as they were before and as they are after.
-std::vector<std::string> differences(const std::map<std::string, std::string> &before,
-                                     const std::map<std::string, std::string> &after);
+/// All entries below `folder`. `except` and what is below it is left out.
+FileTree treeOf(const std::filesystem::path &folder, const std::filesystem::path &except = {});
 
 } // namespace test_support

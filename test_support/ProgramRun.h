@@ -102,4 +102,13 @@ bool waitUntil(Condition condition, std::chrono::milliseconds limit = std::chron
     return true;
 }
 
+/// The same with a limit that is counted in looks of a millisecond and not by the clock: on a busy machine
+/// the thread that looks waits for a processor as long as the one that it looks at.
+template <typename Condition>
+bool soon(Condition condition, std::chrono::milliseconds limit) {
+    for (auto looked = std::chrono::milliseconds(0); looked < limit && !condition(); ++looked)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return condition();
+}
+
 } // namespace test_support

@@ -98,27 +98,11 @@ TEST_F(Launch, AnOlderProcessThatBecomesACopyLaterIsTheSecond) {
     EXPECT_EQ(service.receipts().size(), 1U);
 }
 
-TEST_F(Launch, WithoutADisplayItSaysSoAndEnds) {
+TEST_F(Launch, WithoutADisplayOrAnIdentifierItSaysSoAndEnds) {
     expectEnd(program({}), 1, "",
               "Brennic_Lumadoc_Diagnostics: the window cannot be opened: there is no display\n");
-}
-
-TEST_F(Launch, ABundleWithoutIdentifierIsFatal) {
     bundle.removeText("CFBundleIdentifier");
     expectEnd(program(), 1, "", "Brennic_Lumadoc_Diagnostics: The main bundle has no identifier.\n");
-    EXPECT_FALSE(fs::exists(root()));
-}
-
-TEST_F(Launch, NeitherAVersionNorAPathIsNeeded) {
-    install();
-    bundle.removeText("CFBundleShortVersionString");
-    auto options = program();
-    options.name = "diagnostics";
-    run(options);
-    EXPECT_THAT(log(), testing::StartsWith(
-                           "----------------------------Application Started----------------------------\n"
-                           "INFO: LumadocDiagnostics Directory: ROOT\n"));
-    EXPECT_THAT(log(), testing::HasSubstr("INFO: diagnostics, /silent\n"));
 }
 
 TEST_F(Launch, TheNamedProductGoesBeforeTheOneThatRuns) {
@@ -138,8 +122,14 @@ TEST_F(Launch, TheNamedProductGoesBeforeTheOneThatRuns) {
     EXPECT_TRUE(received().contains("Pellix/LumaLog/Lumadoc-1.log"));
 }
 
-TEST_F(Launch, WithoutAProductAnEmptyRecordIsSent) {
-    runWell();
+TEST_F(Launch, WithoutAProductAVersionOrAPathAnEmptyRecordIsSent) {
+    bundle.removeText("CFBundleShortVersionString");
+    auto options = program();
+    options.name = "diagnostics";
+    runWell(options);
+    EXPECT_THAT(log(), testing::HasSubstr("Started----------------------------\n"
+                                          "INFO: LumadocDiagnostics Directory: ROOT\n"));
+    EXPECT_THAT(log(), testing::HasSubstr("INFO: diagnostics, /silent\n"));
     EXPECT_EQ(logBetween("INFO: LumadocRunningInstance.isEmpty\n", "INFO: Directory created: RUN/"),
               "INFO: lumadocInstalledUrls.isEmpty\nINFO: pellixInstalledUrls.isEmpty\n");
     auto record = receivedRecord();

@@ -61,8 +61,10 @@ protected:
 
     /// Everything in the home folder outside the program's own folder. That one is created where it is
     /// missing, since that changes the folder around it.
-    std::map<std::string, std::string> outside() const;
-    void expectUnchanged(const std::map<std::string, std::string> &outsideBefore) const;
+    test_support::FileTree outside() const;
+    void expectUnchanged(const test_support::FileTree &outsideBefore) const {
+        EXPECT_THAT(outside(), testing::ContainerEq(outsideBefore));
+    }
 
     // Of the last run in the log; empty when the log does not hold it.
     std::string logId() const;

@@ -10,18 +10,9 @@ using namespace test_support;
 
 namespace {
 
-// The ways to end a run that has switched the product's logging on, and when.
-struct Case {
-    bool isBySignal;
-    bool isInMidCapture;
-};
-
-void PrintTo(const Case &end, std::ostream *out) {
-    *out << (end.isBySignal ? "by a signal" : "by its cross")
-         << (end.isInMidCapture ? ", in mid-capture" : "");
-}
-
-class WindowEndOfLogging : public WindowRun, public testing::WithParamInterface<Case> {};
+// Whether a run that has switched the product's logging on is ended by a signal or by the window's cross, and
+// whether in mid-capture.
+class WindowEndOfLogging : public WindowRun, public testing::WithParamInterface<std::tuple<bool, bool>> {};
 using WindowEnd = WindowRun;
 
 } // namespace
@@ -29,9 +20,10 @@ using WindowEnd = WindowRun;
 TEST_P(WindowEndOfLogging, SwitchesItOff) {
     const auto product = install();
     const auto isOn = [&] { return readFile(product.preferences).contains("<integer>10</integer>"); };
+    const auto [isBySignal, isInMidCapture] = GetParam();
     holdCapture();
     open();
-    if (GetParam().isInMidCapture) {
+    if (isInMidCapture) {
         for (const char *name : {"Advanced logs", "System apps information"}) {
             window().click("check box", name);
             waitForCheck(name);
@@ -39,12 +31,12 @@ TEST_P(WindowEndOfLogging, SwitchesItOff) {
     }
     press("Start diagnostics");
     window().findEnabled("push button", "Stop diagnostics");
-    if (GetParam().isInMidCapture) {
+    if (isInMidCapture) {
         press("Stop diagnostics");
         waitForText("Capturing system configuration and settings.");
     }
     EXPECT_TRUE(isOn());
-    if (GetParam().isBySignal) {
+    if (isBySignal) {
         window().program().send(SIGTERM);
         expectAnEndInTime();
     } else {
@@ -53,9 +45,7 @@ TEST_P(WindowEndOfLogging, SwitchesItOff) {
     EXPECT_FALSE(isOn());
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, WindowEndOfLogging,
-                         testing::Values(Case{false, false}, Case{false, true}, Case{true, false},
-                                         Case{true, true}));
+INSTANTIATE_TEST_SUITE_P(Each, WindowEndOfLogging, testing::Combine(testing::Bool(), testing::Bool()));
 
 TEST_F(WindowEnd, ClosedUnderAnAlert) {
     open();

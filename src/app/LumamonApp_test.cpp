@@ -9,7 +9,6 @@
 #include "test_support/LoggedTest.h"
 #include "test_support/ProgramRun.h"
 #include "test_support/PropertyLists.h"
-#include "test_support/Soon.h"
 
 #include <QCoreApplication>
 #include <algorithm>

@@ -4,7 +4,7 @@
 #include "support_service/SupportService.h"
 #include "test_support/LoopbackListener.h"
 #include "test_support/ScratchHome.h"
-#include "test_support/Soon.h"
+#include "test_support/ProgramRun.h"
 
 #include <atomic>
 #include <future>

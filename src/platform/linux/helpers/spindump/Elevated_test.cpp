@@ -1,8 +1,6 @@
 // The sampler as pkexec starts it: by root, for another user. These tests need root.
 #include "test_target/SampledProgram.h"
 
-#include "test_support/Isolation.h"
-
 #include <grp.h>
 #include <linux/capability.h>
 #include <sys/stat.h>
@@ -19,8 +17,11 @@ constexpr uid_t other = 1;
 const SamplerOptions asked{.milliseconds = 200, .askingUser = std::to_string(user)};
 
 // A folder and a program of that user.
-struct UserFolder {
-    UserFolder() {
+class Elevated : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!test_support::canRunAs(user))
+            GTEST_SKIP() << "this user cannot run programs as somebody else";
         give(folder.path());
         fs::copy_file(SPINDUMP_TARGET, program);
         fs::permissions(program, fs::perms::owner_all);
@@ -40,16 +41,14 @@ struct UserFolder {
 };
 
 // The user may not trace it, and the kernel shows the environment after its arguments, which do not end.
-void samplesForTheUserWithTheUsersRightsAlone() {
-    const UserFolder place;
-    SampledProgram target("hidden", {.program = place.program, .user = user});
-    const std::string own = place.program.native() + " hidden ";
+TEST_F(Elevated, SamplesForTheUserWithTheUsersRightsAlone) {
+    SampledProgram target("hidden", {.program = program, .user = user});
+    const std::string own = program.native() + " hidden ";
     const auto shown = test_support::readFile("/proc/" + std::to_string(target.id()) + "/cmdline");
     ASSERT_TRUE(shown.startsWith(own.c_str()) && shown.contains('=')) << shown.toStdString();
-    place.refuses(target.id(), refusal(target.id(), "cannot be traced: Operation not permitted"),
-                  {.user = user});
+    refuses(target.id(), refusal(target.id(), "cannot be traced: Operation not permitted"), {.user = user});
 
-    Sampler sampler(target.id(), place.report,
+    Sampler sampler(target.id(), report,
                     {.milliseconds = 60'000, .askingUser = asked.askingUser, .beforeStart = [] {
                          constexpr gid_t groups[] = {0, 4};
                          ::setgroups(2, groups);
@@ -74,17 +73,16 @@ void samplesForTheUserWithTheUsersRightsAlone() {
     target.send(SIGKILL);
     sampler.endsWith(EXIT_SUCCESS);
     struct stat status {};
-    ASSERT_EQ(::lstat(place.report.c_str(), &status), 0);
+    ASSERT_EQ(::lstat(report.c_str(), &status), 0);
     EXPECT_TRUE(status.st_uid == user && status.st_gid == user);
     EXPECT_EQ(status.st_mode, S_IFREG | S_IRUSR | S_IWUSR);
-    const std::string report = test_support::readFile(place.report).toStdString();
-    EXPECT_GT(samplesOf(report, "sample::sleepForever()"), 0) << report;
-    EXPECT_EQ(lineWith(report, "Command line: "), "Command line:     \"" + own + '"');
+    const std::string text = test_support::readFile(report).toStdString();
+    EXPECT_GT(samplesOf(text, "sample::sleepForever()"), 0) << text;
+    EXPECT_EQ(lineWith(text, "Command line: "), "Command line:     \"" + own + '"');
 }
 
 // Not for root either: this program is for one's own processes.
-void refusesOtherUsersTargets() {
-    const UserFolder place;
+TEST_F(Elevated, RefusesOtherUsersTargets) {
     const struct {
         uid_t owner;
         SamplerOptions options;
@@ -92,12 +90,12 @@ void refusesOtherUsersTargets() {
     for (const auto &[owner, options] : cases) {
         ProgramRun run({.program = "/bin/sleep", .arguments = {"1000"}, .user = owner});
         ASSERT_TRUE(waitUntil([&] { return statusOf(run.processId(), "Name") == "sleep"; }));
-        place.refuses(run.processId(), refusal(run.processId(), "belongs to another user"), options);
+        refuses(run.processId(), refusal(run.processId(), "belongs to another user"), options);
     }
 }
 
 // Programs that run with more rights than whoever started them.
-void refusesTargetsWithFurtherRights() {
+TEST_F(Elevated, RefusesTargetsWithFurtherRights) {
     constexpr std::uint32_t bindToLowPorts = 1U << CAP_NET_BIND_SERVICE;
     const struct vfs_cap_data given {
         .magic_etc = VFS_CAP_REVISION_2 | VFS_CAP_FLAGS_EFFECTIVE, .data = { {bindToLowPorts, 0}, {} }
@@ -114,64 +112,49 @@ void refusesTargetsWithFurtherRights() {
         {user, 0700, "CapPrm", "0000000000000400", "has rights that its user has not"},
     };
     for (const auto &[owner, mode, field, value, reason] : cases) {
-        const UserFolder place;
-        const char *program = place.program.c_str();
-        ASSERT_TRUE(::chown(program, owner, 0) == 0 && ::chmod(program, mode) == 0);
+        const char *path = program.c_str();
+        ASSERT_TRUE(::chown(path, owner, 0) == 0 && ::chmod(path, mode) == 0);
         const bool isCapable = mode == 0700;
-        ASSERT_TRUE(!isCapable || ::setxattr(program, "security.capability", &given, sizeof given, 0) == 0);
+        ASSERT_TRUE(!isCapable || ::setxattr(path, "security.capability", &given, sizeof given, 0) == 0);
         const SampledProgram target("sleep", {.program = program, .user = user});
         ASSERT_EQ(statusOf(target.id(), field), value)
             << "the scratch folder's disk ignores what programs give";
-        place.refuses(target.id(), refusal(target.id(), reason));
+        refuses(target.id(), refusal(target.id(), reason));
     }
 }
 
-void refusesPlacesOfOthersAndLinks() {
-    const UserFolder place;
-    const SampledProgram target("sleep", {.program = place.program, .user = user});
+TEST_F(Elevated, RefusesPlacesOfOthersAndLinks) {
+    const SampledProgram target("sleep", {.program = program, .user = user});
     const ScratchFolder roots;
-    const fs::path link = place.folder.path() / "link";
+    const fs::path link = folder.path() / "link";
     test_support::writeFile(roots.path() / "precious", "precious");
     fs::create_symlink(roots.path() / "precious", link);
-    UserFolder::give(link);
-    fs::create_hard_link(roots.path() / "precious", place.report);
-    const auto refuses = [&](const fs::path &path, const std::string &message, int status = EXIT_FAILURE) {
+    give(link);
+    fs::create_hard_link(roots.path() / "precious", report);
+    const auto refusesPlace = [&](const fs::path &path, const std::string &message,
+                                  int status = EXIT_FAILURE) {
         EXPECT_EQ(Sampler(target.id(), path, asked).endsWith(status), "spindump: " + message + '\n');
     };
-    const std::string folder = roots.path().native() + '/';
+    const std::string rootsFolder = roots.path().native() + '/';
     fs::permissions(roots.path(), fs::perms::all);
-    refuses(folder + "new", folder + ": the folder belongs to another user");
+    refusesPlace(rootsFolder + "new", rootsFolder + ": the folder belongs to another user");
     fs::permissions(roots.path(), fs::perms::owner_all);
-    refuses(folder + "deeper/new", folder + "deeper/: Permission denied");
-    refuses(place.report, "report.txt: a file of another user stands there");
-    refuses(link, "link: what stands there is no plain file");
-    refuses("report.txt", "the path of the report must be absolute", 2);
+    refusesPlace(rootsFolder + "deeper/new", rootsFolder + "deeper/: Permission denied");
+    refusesPlace(report, "report.txt: a file of another user stands there");
+    refusesPlace(link, "link: what stands there is no plain file");
+    refusesPlace("report.txt", "the path of the report must be absolute", 2);
     EXPECT_EQ(test_support::readFile(roots.path() / "precious"), "precious");
     EXPECT_EQ(std::distance(fs::directory_iterator(roots.path()), {}), 1);
 }
 
 // Only root can have been started by pkexec, and only for a user whom the system knows.
-void asksRootAloneForTheUser() {
-    const UserFolder place;
-    const SampledProgram target("sleep", {.program = place.program, .user = user});
+TEST_F(Elevated, AsksRootAloneForTheUser) {
+    const SampledProgram target("sleep", {.program = program, .user = user});
     for (const std::string name : {" ", "x", "-1", "4294967295", "0 ", "3999999999"})
-        place.refuses(target.id(), "spindump: the user who asks is not known to this system\n",
-                      {.askingUser = name});
-    Sampler(target.id(), place.report, {.milliseconds = 200, .askingUser = "0", .user = user})
+        refuses(target.id(), "spindump: the user who asks is not known to this system\n",
+                {.askingUser = name});
+    Sampler(target.id(), report, {.milliseconds = 200, .askingUser = "0", .user = user})
         .endsWith(EXIT_SUCCESS);
 }
-
-[[maybe_unused]] const bool rootTested = [] {
-    const std::pair<const char *, void (*)()> tests[] = {
-        {"SamplesForTheUserWithTheUsersRightsAlone", samplesForTheUserWithTheUsersRightsAlone},
-        {"RefusesOtherUsersTargets", refusesOtherUsersTargets},
-        {"RefusesTargetsWithFurtherRights", refusesTargetsWithFurtherRights},
-        {"RefusesPlacesOfOthersAndLinks", refusesPlacesOfOthersAndLinks},
-        {"AsksRootAloneForTheUser", asksRootAloneForTheUser},
-    };
-    for (const auto &[name, test] : tests)
-        test_support::registerTestIf(test_support::canRunAs(user), "Elevated", name, test);
-    return true;
-}();
 
 } // namespace

@@ -13,8 +13,7 @@ bool hasState(pid_t process, const std::string &states) {
 }
 
 bool usesProcessor(pid_t process) {
-    const auto ticks = [&] {
-        const std::string path = "/proc/" + std::to_string(process) + "/stat";
+    const auto ticks = [path = "/proc/" + std::to_string(process) + "/stat"] {
         const spindump::ProcStat stat(spindump::contentIn(AT_FDCWD, path));
         return stat.number(14) + stat.number(15);
     };

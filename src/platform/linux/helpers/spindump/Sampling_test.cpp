@@ -11,12 +11,9 @@ using namespace spindump_test;
 using testing::MatchesRegex;
 
 std::string outputOf(const std::string &command) {
-    std::string text;
-    FILE *output = ::popen((command + " 2>&1").c_str(), "r");
-    std::array<char, 4096> part{};
-    while (std::fgets(part.data(), part.size(), output) != nullptr)
-        text += part.data();
-    ::pclose(output);
+    ProgramRun run({.program = "/bin/sh", .arguments = {"-c", command + " 2>&1"}});
+    EXPECT_TRUE(run.waitForEnd());
+    const std::string text = run.standardOutput();
     return text.substr(0, text.find_last_not_of('\n') + 1);
 }
 

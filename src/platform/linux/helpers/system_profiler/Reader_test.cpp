@@ -1,6 +1,5 @@
 #include "platform/linux/helpers/system_profiler/Reader.h"
 
-#include "test_support/Isolation.h"
 #include "test_support/ProgramRun.h"
 #include "test_support/TestMachine.h"
 
@@ -95,18 +94,16 @@ TEST_F(Reading, TellsWhenALinksTargetWasModified) {
 }
 
 // What root may read says nothing of what an ordinary user may.
-void notesWhatAnOrdinaryUserMayNot() {
-    const ScratchFolder folder;
-    fs::permissions(folder.path(), fs::perms::all);
-    const fs::path file = folder.path() / "file";
-    const fs::path inner = folder.path() / "inner";
-    const fs::path secret = folder.path() / "secret";
-    writeFile(file, {});
-    writeProgram(secret);
+TEST_F(Reading, NotesWhatAnOrdinaryUserMayNot) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "this test needs root";
+    fs::permissions(m_folder.path(), fs::perms::all);
+    const std::string file = write("file");
+    const std::string secret = write("secret", elfHeader());
+    const std::string inner = m_folder.path() / "inner";
     fs::create_directory(inner);
-    fs::permissions(file, fs::perms::none);
-    fs::permissions(inner, fs::perms::none);
-    fs::permissions(secret, fs::perms::owner_all | fs::perms::others_exec);
+    for (const std::string &closed : {file, secret, inner})
+        fs::permissions(closed, fs::perms::none);
     const auto read = [&] {
         Reader reader;
         const bool isNothingRead = ::setuid(65'534) == 0 && !reader.read(file) &&
@@ -117,9 +114,6 @@ void notesWhatAnOrdinaryUserMayNot() {
     };
     EXPECT_EQ(statusInChild(read), EXIT_SUCCESS);
 }
-
-const bool ordinaryUserTested = registerTestIf(::geteuid() == 0, "ReadingForAnOrdinaryUser",
-                                               "NotesWhatIsDenied", notesWhatAnOrdinaryUserMayNot);
 
 } // namespace
 
