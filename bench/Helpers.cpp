@@ -25,10 +25,8 @@ void makeEntries(const std::filesystem::path &folder) {
     for (int i = 0; i < entryCount; ++i) {
         const auto program = folder / "bin" / ("program" + std::to_string(i));
         writeProgram(program);
-        QByteArray comments;
-        for (int language = 0; language < 60; ++language)
-            comments += "Comment[l" + QByteArray::number(language) +
-                        "]=What the application is for, in one more language\n";
+        const QByteArray comments =
+            QByteArray("Comment[xx]=What the application is for, in one more language\n").repeated(60);
         writeFile(folder / "share/applications" / ("entry" + std::to_string(i) + ".desktop"),
                   entryText("Application " + QByteArray::number(i),
                             QByteArray::fromStdString(program) + " %U", comments));

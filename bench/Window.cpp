@@ -116,8 +116,7 @@ struct Surroundings {
     ProgramOptions program(const fs::path &path, const std::vector<std::string> &arguments = {}) const {
         return {.program = path,
                 .arguments = arguments,
-                .variables = {{"HOME", home.path().native()},
-                              {"SSL_CERT_FILE", service.certificateFile().native()},
+                .variables = {{"SSL_CERT_FILE", service.certificateFile().native()},
                               {"DISPLAY", display.name()},
                               {"DBUS_SESSION_BUS_ADDRESS", bus.address()},
                               {"WAYLAND_DISPLAY", std::nullopt},

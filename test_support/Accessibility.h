@@ -44,18 +44,16 @@ std::ostream &operator<<(std::ostream &out, const Control &control);
 
 class Accessibility {
 public:
-    /// Starts the registry of that bus, where programs announce themselves that start from now on.
+    /// Starts the registry, where programs announce themselves that start from now on.
     explicit Accessibility(const PrivateBus &bus);
 
-    /// Everything that the programs show, or would where the user scrolls to it, in the order of the tree.
-    /// None when a window changed while it was read.
+    /// All that the programs show, or would when scrolled to. None when a window changed meanwhile.
     std::optional<std::vector<Control>> controls() const;
 
     /// The text in a box.
     std::string textOf(const Control &control) const;
 
-    /// Has the program do what the control is for, as a screen reader does without pointer and keys. False
-    /// when there is nothing.
+    /// Has the program do what the control is for; false when there is nothing.
     bool work(const Control &control) const;
 
 private:

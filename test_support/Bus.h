@@ -27,8 +27,7 @@ public:
 
     sd_bus *get() const { return m_bus.get(); }
 
-    /// Calls a method and waits for its answer; empty on an error of any kind. What does not answer within
-    /// minutes hangs: a busy machine is no error.
+    /// Calls a method and waits for its answer, on a busy machine for minutes; empty on an error of any kind.
     template <typename... Arguments>
     BusMessage call(const std::string &destination, const std::string &path, const char *interface,
                     const char *method, const char *types, Arguments... arguments) const {
@@ -66,14 +65,14 @@ public:
     /// Puts an answer to `call` on its way, or gives false, which is an error to the caller.
     using Handler = std::function<bool(sd_bus_message *call)>;
 
-    /// The service has this name, and answers, when it returns.
+    /// It answers when this returns.
     BusObject(const std::string &address, const char *service, const char *path, Handler handler);
     ~BusObject();
     BusObject(const BusObject &) = delete;
     BusObject &operator=(const BusObject &) = delete;
 
 protected:
-    /// Does `work` with the connection, while the object's thread leaves it alone.
+    /// Uses the connection, while the object's thread leaves it alone.
     void perform(const std::function<void(sd_bus *)> &work);
 
 private:
@@ -86,15 +85,13 @@ private:
     std::thread m_thread;
 };
 
-/// The desktop's setting of its appearance, which a test changes.
+/// The desktop's appearance.
 /// https://flatpak.github.io/xdg-desktop-portal/docs/doc-org.freedesktop.portal.Settings.html
 class Portal : public BusObject {
 public:
     enum class ColorScheme : std::uint32_t { noPreference, dark, light };
 
     Portal(const PrivateBus &bus, ColorScheme atFirst);
-
-    /// Reports the change to whoever listens.
     void change(ColorScheme colorScheme);
 };
 

@@ -51,14 +51,12 @@ void waitForOtherTests() {
     ::flock(lock, LOCK_EX);
 }
 
-class Conditional : public testing::Test {
-public:
-    explicit Conditional(void (*body)())
-        : m_body(body) {}
-    void TestBody() override { m_body(); }
+struct Conditional : testing::Test {
+    explicit Conditional(void (*function)())
+        : body(function) {}
+    void TestBody() override { body(); }
 
-private:
-    void (*m_body)();
+    void (*body)();
 };
 
 void mountOrAbort(const char *source, const std::filesystem::path &target, const char *type,
@@ -72,12 +70,6 @@ void mountOrAbort(const char *source, const std::filesystem::path &target, const
 void require(bool done) {
     if (!done)
         ::_exit(126);
-}
-
-void setAddress(struct sockaddr &address, std::uint32_t value) {
-    auto *internet = reinterpret_cast<struct sockaddr_in *>(&address);
-    internet->sin_family = AF_INET;
-    internet->sin_addr.s_addr = htonl(value);
 }
 
 } // namespace
@@ -147,8 +139,9 @@ void enterLonelyNetwork() {
     require(tunnel >= 0 && ::ioctl(tunnel, TUNSETIFF, &request) == 0);
 
     const int control = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    constexpr std::uint32_t ownAddress = 0xC0000202; // 192.0.2.2, from the addresses kept for examples
-    setAddress(request.ifr_addr, ownAddress);
+    auto *address = reinterpret_cast<struct sockaddr_in *>(&request.ifr_addr);
+    address->sin_family = AF_INET;
+    address->sin_addr.s_addr = htonl(0xC0000202); // 192.0.2.2, from the addresses kept for examples
     require(::ioctl(control, SIOCSIFADDR, &request) == 0);
     request.ifr_flags = IFF_UP | IFF_RUNNING;
     require(::ioctl(control, SIOCSIFFLAGS, &request) == 0);

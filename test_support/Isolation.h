@@ -1,5 +1,4 @@
-// What a test changes in the machine for itself alone: namespaces, mounts and networks that no other process
-// sees.
+// What a test changes in the machine for itself alone: namespaces, mounts and networks.
 #pragma once
 
 #include <cstdint>
@@ -13,9 +12,9 @@
 
 namespace test_support {
 
-/// Goes on in a child process with process and mount namespaces of its own, where the machine allows that, so
-/// that a test finds no running product but its own and may mount what it needs; this process waits, and ends
-/// with the child's status. Elsewhere waits until it is the only test.
+/// Goes on in a child process with its own process and mount namespaces, so that a test finds no running
+/// product but its own and may mount what it needs; this process waits, and ends with the child's status.
+/// Where the machine has none for it, waits until it is the only test.
 void isolate();
 
 /// Whether this process may mount file systems and make network namespaces without anybody noticing.
@@ -25,8 +24,7 @@ bool hasOwnNamespaces();
 /// to show is then not there, in place of being skipped.
 bool registerTestIf(bool condition, const char *suite, const char *name, void (*body)());
 
-/// A file system that a test mounts where it needs a full disk, a read-only folder, or another file. Only
-/// with `hasOwnNamespaces()`. Unmounted with its object.
+/// A file system, unmounted with its object. Only with `hasOwnNamespaces()`.
 class Mount {
 public:
     /// An empty file system in memory that holds so many bytes.
@@ -47,15 +45,12 @@ private:
     std::filesystem::path m_target;
 };
 
-// Networks that lead nowhere, for the process that enters them. Each is a function that does system calls
-// alone, so that it can be called between fork and exec. They end the process with status 126 when the
-// machine does not let them.
-
+// Networks that lead nowhere, entered by system calls alone, so also between fork and exec. They end the
+// process with status 126 when the machine does not let them.
 /// No interface is up, not even the loopback.
 void enterNoNetwork();
-/// One interface is up, and no route leads beyond its own network; whatever is sent into that is lost.
+/// One interface is up; no route leads beyond its own network, which loses whatever is sent.
 void enterLonelyNetwork();
-
 /// Whether this machine lets a test enter that network.
 bool canEnter(void (*network)());
 

@@ -2,10 +2,12 @@
 
 #include "test_support/ScratchHome.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fcntl.h>
 #include <grp.h>
 #include <map>
+#include <ranges>
 #include <stdexcept>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -39,9 +41,7 @@ std::vector<std::string> environmentOf(const ProgramOptions &options) {
             variables[name] = name + "=" + *value;
     }
     std::vector<std::string> result;
-    result.reserve(variables.size());
-    for (const auto &[name, text] : variables)
-        result.push_back(text);
+    std::ranges::copy(std::views::values(variables), std::back_inserter(result));
     return result;
 }
 
@@ -67,6 +67,10 @@ bool becomeUser(uid_t user) {
     ::_exit(127);
 }
 
+int endOf(int status) {
+    return WIFSIGNALED(status) ? killedBy(WTERMSIG(status)) : exited(WEXITSTATUS(status));
+}
+
 // Whether a process has ended and only waits for its parent to ask how.
 bool hasEnded(const std::filesystem::path &process) {
     const QByteArray text = readFile(process / "stat");
@@ -75,10 +79,6 @@ bool hasEnded(const std::filesystem::path &process) {
 }
 
 } // namespace
-
-std::ostream &operator<<(std::ostream &out, const ProgramEnd &end) {
-    return end.signal == 0 ? out << "status " << end.status : out << "signal " << end.signal;
-}
 
 ProgramRun::ProgramRun(const ProgramOptions &options)
     : m_output(::memfd_create("output", MFD_CLOEXEC))
@@ -111,7 +111,7 @@ void ProgramRun::reap(int options) {
     struct rusage usage {};
     if (m_end || ::wait4(m_processId, &status, options, &usage) != m_processId)
         return;
-    m_end = WIFSIGNALED(status) ? killedBy(WTERMSIG(status)) : exited(WEXITSTATUS(status));
+    m_end = endOf(status);
     m_peakMemoryBytes = static_cast<std::uint64_t>(usage.ru_maxrss) * 1024;
 }
 
@@ -125,7 +125,7 @@ void ProgramRun::send(int signal) const {
         ::kill(m_processId, signal);
 }
 
-std::optional<ProgramEnd> ProgramRun::waitForEnd(std::chrono::milliseconds limit) {
+std::optional<int> ProgramRun::waitForEnd(std::chrono::milliseconds limit) {
     waitUntil([this] { return !isRunning(); }, limit);
     return m_end;
 }
@@ -159,7 +159,7 @@ pid_t startInChild(const std::function<int()> &work) {
 int statusOf(pid_t child) {
     int status = 0;
     ::waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return endOf(status);
 }
 
 int statusInChild(const std::function<int()> &work) {

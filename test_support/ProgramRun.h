@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
-#include <ostream>
 #include <string>
 #include <sys/wait.h>
 #include <thread>
@@ -16,20 +15,13 @@
 
 namespace test_support {
 
-/// How a process ended: with a status, or by a signal.
-struct ProgramEnd {
-    int status = 0;
-    int signal = 0;
-
-    friend bool operator==(const ProgramEnd &, const ProgramEnd &) = default;
-};
-inline ProgramEnd exited(int status) {
-    return {.status = status};
+// How a process ended, as a shell has it: its status, or 128 and the signal.
+inline int exited(int status) {
+    return status;
 }
-inline ProgramEnd killedBy(int signal) {
-    return {.signal = signal};
+inline int killedBy(int signal) {
+    return 128 + signal;
 }
-std::ostream &operator<<(std::ostream &out, const ProgramEnd &end);
 
 struct ProgramOptions {
     std::filesystem::path program;
@@ -58,7 +50,7 @@ public:
     bool isRunning();
     void send(int signal) const;
     /// None when the program still runs after `limit`.
-    std::optional<ProgramEnd> waitForEnd(std::chrono::milliseconds limit = std::chrono::seconds(30));
+    std::optional<int> waitForEnd(std::chrono::milliseconds limit = std::chrono::seconds(30));
 
     /// The first line that a server prints once it takes clients; throws std::runtime_error with what it
     /// printed as errors when it ends before.
@@ -74,13 +66,13 @@ private:
     pid_t m_processId = 0;
     int m_output = -1;
     int m_errors = -1;
-    std::optional<ProgramEnd> m_end;
+    std::optional<int> m_end;
     std::uint64_t m_peakMemoryBytes = 0;
 };
 
 /// Runs `work` in a copy of this process, which ends with the status that it gives.
 pid_t startInChild(const std::function<int()> &work);
-/// The exit status of a child process, waited for; 128 and the signal when it was killed.
+/// How a child process ended, which is waited for.
 int statusOf(pid_t child);
 int statusInChild(const std::function<int()> &work);
 

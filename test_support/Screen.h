@@ -1,6 +1,5 @@
-// A display without a screen, and what is on it as anybody sees it who looks at it.
-//
-// One thread. A display that cannot be started or reached throws std::runtime_error.
+// A display without a screen, and what is on it. One thread. A display that cannot be started or reached
+// throws std::runtime_error.
 #pragma once
 
 #include "test_support/ProgramRun.h"
@@ -17,7 +16,6 @@ namespace test_support {
 /// A display of the test's own, which ends with its object.
 class Xvfb {
 public:
-    /// Takes clients when it returns.
     Xvfb();
 
     /// What DISPLAY is to be.
@@ -70,7 +68,7 @@ public:
         return {reply, &std::free};
     }
 
-    /// Asks a window to close, as a window manager does when the user presses the cross.
+    /// Asks a window to close, as its cross does.
     void requestClose(xcb_window_t window) const;
     QImage picture(const Extents &extents) const;
     /// As 0xRRGGBB.

@@ -33,7 +33,6 @@ private:
 class FakeJournal {
 public:
     FakeJournal();
-
     bool isListening() const { return m_isListening; }
 
     /// The fields of the next entry; none when none comes within `limit`.

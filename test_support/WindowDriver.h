@@ -1,9 +1,7 @@
-// Works a program's window as a user does: looks for a control by what it is and says, points at it and
-// clicks, types. It sees what the window shows and passes to assistive technology, and nothing of the
-// program's inside.
+// Works a program's window from outside, as a user does: looks for a control by what it is and says, points
+// at it and clicks, types.
 //
-// One thread. What is not found within the limit ends the wait with std::runtime_error, which says what is
-// there.
+// One thread. What is not there within the limit is a std::runtime_error that says what is.
 #pragma once
 
 #include "test_support/Accessibility.h"
@@ -16,8 +14,7 @@ class WindowDriver {
 public:
     static constexpr auto limit = std::chrono::seconds(60);
 
-    /// Starts the program on that display and bus. `scale` is what a pixel of the program's is on the
-    /// display.
+    /// Starts the program. `scale` is what a pixel of the program's is on the display.
     WindowDriver(ProgramOptions program, const Xvfb &display, const PrivateBus &bus, int scale = 1);
 
     ProgramRun &program() { return *m_program; }
@@ -34,11 +31,9 @@ public:
         return find(role, name, std::mem_fn(&Control::isEnabled));
     }
     void waitUntilGone(const std::string &role, const std::string &name) const;
-    /// Waits until it has the keyboard.
     void waitForFocus(const std::string &role, const std::string &name) const;
 
-    /// Waits for it to be there and enabled, moves the pointer to its middle, and clicks; scrolls to it where
-    /// it is out of the window's sight.
+    /// Waits until it can be clicked, scrolls to it, and clicks its middle.
     void click(const std::string &role, const std::string &name) const { clickAt(findEnabled(role, name)); }
     void clickAt(const Control &control) const;
     void movePointerAway() const { input({"mousemove", "0", "0"}); }
@@ -57,7 +52,7 @@ public:
     static inline const std::string mainTitle = "Brennic Lumadoc Diagnostics";
     /// The window whose title begins like this; waits for it.
     Window window(const std::string &title = mainTitle) const;
-    /// Gives it the keyboard, as a window manager does when it opens.
+    /// Gives it the keyboard, as a window manager does.
     void focus(const std::string &title = mainTitle) const;
     void resize(int width, int height) const;
     /// Presses its cross.

@@ -11,7 +11,7 @@ namespace {
 
 class Realtime : public SilentRun {
 protected:
-    static void expectEndAfter(ProgramRun &running, seconds least, const ProgramEnd &end) {
+    static void expectEndAfter(ProgramRun &running, seconds least, int end) {
         const auto begin = std::chrono::steady_clock::now();
         EXPECT_EQ(running.waitForEnd(least + seconds(16)), end);
         EXPECT_GE(std::chrono::steady_clock::now() - begin, least);

@@ -32,25 +32,11 @@ SilentRun::SilentRun()
     bundle.setText("CFBundleShortVersionString", "7.8.9");
 }
 
-sample_product::SampleProductOptions SilentRun::smallProduct() {
-    return {.logBytes = 60'000, .logFiles = 6};
-}
-
-sample_product::SampleProduct SilentRun::install(const sample_product::SampleProductOptions &options) {
-    return sample_product::makeSampleProduct(home.path(), options);
-}
-
 ProgramOptions SilentRun::program(const std::vector<std::string> &arguments) const {
     ProgramOptions options{.program = bundle.executable(), .arguments = arguments};
     options.variables.emplace_back("SSL_CERT_FILE", service.certificateFile().native());
     for (const char *name : {"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY"})
         options.variables.emplace_back(name, std::nullopt);
-    return options;
-}
-
-ProgramOptions SilentRun::programWith(const char *variable, const std::optional<std::string> &value) const {
-    auto options = program();
-    options.variables.emplace_back(variable, value);
     return options;
 }
 

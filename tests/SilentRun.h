@@ -22,15 +22,18 @@ protected:
     SilentRun();
 
     /// A product small enough for a quick run: 58 KiB of logs, three crash reports.
-    static sample_product::SampleProductOptions smallProduct();
-    sample_product::SampleProduct
-    install(const sample_product::SampleProductOptions &options = smallProduct());
+    sample_product::SampleProduct install(const sample_product::SampleProductOptions &options = {
+                                              .logBytes = 60'000, .logFiles = 6}) const {
+        return sample_product::makeSampleProduct(home.path(), options);
+    }
 
     /// The copied program, trusting the service.
     test_support::ProgramOptions program(const std::vector<std::string> &arguments = {"/silent"}) const;
-    /// The same with this variable set, or unset.
-    test_support::ProgramOptions programWith(const char *variable,
-                                             const std::optional<std::string> &value) const;
+    test_support::ProgramOptions programWith(const char *variable, const std::string &value) const {
+        auto options = program();
+        options.variables.emplace_back(variable, value);
+        return options;
+    }
     /// Runs it to its end, which must come with status 0 and nothing printed.
     void run() const { run(program()); }
     void run(const test_support::ProgramOptions &options) const;
@@ -41,17 +44,16 @@ protected:
     void expectEnd(const test_support::ProgramOptions &options, int status, const std::string &output,
                    const std::string &errors) const;
 
-    /// It comes to the point at which it has no archive, and is alive afterwards; it prints and sends
-    /// nothing.
+    /// It finds that it has no archive, and goes on without printing or sending anything.
     void expectItStays(test_support::ProgramRun &running, const std::filesystem::path &file) const;
 
     std::filesystem::path root() const { return home.library() / "LumadocDiagnostics"; }
     std::filesystem::path logFile() const { return root() / "System" / logName; }
     std::filesystem::path firstLogFile() const { return home.caches() / "Logs" / logName; }
 
-    /// The lines of the last run in the log, without time stamps, with these words in the place of what
-    /// differs from run to run: ROOT (the program's folder), RUN (its run folder), LOGID, PROGRAM, and "~"
-    /// for the home folder.
+    /// The lines of the last run in the log, without time stamps, with words in the place of what differs
+    /// from run to run: ROOT (the program's folder), RUN (its run folder), LOGID, PROGRAM, and "~" (the
+    /// home).
     std::string log() const { return log(logFile()); }
     std::string log(const std::filesystem::path &file) const;
     /// What of it is between these texts; all of it, with a remark, when one is missing.
@@ -59,8 +61,8 @@ protected:
     /// The part of it about the upload: what follows the archive's size, without the progress lines.
     std::string uploadLog() const;
 
-    /// Everything in the home folder outside the program's own folder. That one is created where it is
-    /// missing, since that changes the folder around it.
+    /// Everything in the home folder outside the program's folder, which is made: that changes what is around
+    /// it.
     test_support::FileTree outside() const;
     void expectUnchanged(const test_support::FileTree &outsideBefore) const {
         EXPECT_THAT(outside(), testing::ContainerEq(outsideBefore));

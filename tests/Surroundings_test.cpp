@@ -25,15 +25,6 @@ TEST_F(Surroundings, AFileInThePlaceOfTheWorkspace) {
     EXPECT_EQ(readFile(root()), "in the way");
 }
 
-TEST_F(Surroundings, ACachesFolderThatCannotBeMade) {
-    install();
-    writeFile(home.caches(), "in the way");
-    expectEnd(program(), 0, "Failed to create log directory: Not a directory\n", "");
-    EXPECT_EQ(service.receipts().size(), 1U);
-    EXPECT_FALSE(fs::exists(logFile()));
-    EXPECT_EQ(readFile(home.caches()), "in the way");
-}
-
 // The endpoint is sealed in the bundle; nothing that a user can set moves it.
 TEST_F(Surroundings, AHostileEnvironmentChangesNothing) {
     install();

@@ -20,16 +20,7 @@ std::string serverError(int status, const std::string &data) {
            uploadErrors(1, "com.brennic.LumadocDiagnostics.upload", "Internal Server Error.");
 }
 
-class Upload : public SilentRun {
-protected:
-    // The most memory that a run took.
-    std::uint64_t peakMemoryBytes() const {
-        // A build with the address sanitizer would hold on to what was given back.
-        ProgramRun running(programWith("ASAN_OPTIONS", "quarantine_size_mb=1"));
-        EXPECT_EQ(running.waitForEnd(), exited(0));
-        return running.peakMemoryBytes();
-    }
-};
+using Upload = SilentRun;
 
 } // namespace
 
@@ -65,6 +56,12 @@ TEST_F(Upload, TakesLittleMemoryForAnswersWithoutEnd) {
 #else
     constexpr std::uint64_t roomBytes = 64 << 20;
 #endif
+    const auto peakMemoryBytes = [this] {
+        // A build with the address sanitizer would hold on to what was given back.
+        ProgramRun running(programWith("ASAN_OPTIONS", "quarantine_size_mb=1"));
+        EXPECT_EQ(running.waitForEnd(), exited(0));
+        return running.peakMemoryBytes();
+    };
     const std::uint64_t most = peakMemoryBytes() + roomBytes;
     service.setBehaviour({.rawAnswer = "HTTP/1.1 500 No\r\nContent-Length: 1000000000000\r\n\r\n",
                           .repeated = std::string(65'536, 'x')});

@@ -6,11 +6,10 @@ using namespace test_support;
 
 namespace {
 
-// A desktop's clipboard manager: saves what was copied in a program that ends (freedesktop.org, "Clipboard
+// The display's clipboard manager: saves what was copied in a program that ends (freedesktop.org, "Clipboard
 // Manager Specification").
 class ClipboardManager {
 public:
-    /// Is the display's manager from now on.
     explicit ClipboardManager(const std::string &display)
         : m_screen(display)
         , m_window(xcb_generate_id(m_screen.connection())) {
@@ -31,14 +30,9 @@ public:
         xcb_flush(m_screen.connection());
         nextEvent<xcb_selection_notify_event_t>(XCB_SELECTION_NOTIFY);
         // To the program that asked: its copy is saved.
-        m_screen.send(request.requestor, xcb_selection_notify_event_t{.response_type = XCB_SELECTION_NOTIFY,
-                                                                      .pad0 = 0,
-                                                                      .sequence = 0,
-                                                                      .time = request.time,
-                                                                      .requestor = request.requestor,
-                                                                      .selection = request.selection,
-                                                                      .target = request.target,
-                                                                      .property = request.property});
+        m_screen.send(request.requestor, xcb_selection_notify_event_t{
+                                             XCB_SELECTION_NOTIFY, 0, 0, request.time, request.requestor,
+                                             request.selection, request.target, request.property});
         const auto saved = m_screen.property<char>(m_window, text);
         return {saved.begin(), saved.end()};
     }
@@ -71,10 +65,11 @@ protected:
         capture();
         window().click("push button", "Copy ID");
         window().find("push button", "ID Copied!");
-        const auto all = texts();
-        const auto logId = std::ranges::find_if(
-            all, [](const std::string &text) { return text.size() == 36 && text[8] == '-'; });
-        return logId == all.end() ? "no Log ID" : *logId;
+        for (const std::string &text : texts()) {
+            if (text.size() == 36 && text[8] == '-')
+                return text;
+        }
+        return "no Log ID";
     }
 };
 

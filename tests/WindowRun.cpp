@@ -4,7 +4,6 @@
 #include <sstream>
 
 namespace fs = std::filesystem;
-using test_support::ProgramOptions;
 using test_support::waitUntil;
 using test_support::WindowDriver;
 
@@ -29,7 +28,8 @@ void WindowRun::TearDown() {
         std::cerr << "The window shows:\n" << window().description() << "The log:\n" << log();
 }
 
-void WindowRun::open(ProgramOptions options) {
+void WindowRun::open() {
+    auto options = program({});
     const fs::path runtime = home.path() / "runtime";
     fs::create_directories(runtime);
     fs::permissions(runtime, fs::perms::owner_all);
@@ -144,6 +144,7 @@ void WindowRun::picture(const std::string &state) {
     if (names == nullptr)
         return;
     window().movePointerAway();
+    // Once two in a row are the same, or a moving bar has gone on for long enough.
     QImage taken;
     for (int turn = 0; turn < 9; ++turn) {
         const QImage next = window().screen().picture(window().window().extents);

@@ -16,12 +16,10 @@ protected:
     void TearDown() override;
 
     /// Starts the program and waits for its window, which has the keyboard then.
-    void open() { open(program({})); }
-    void open(test_support::ProgramOptions options);
+    void open();
     test_support::WindowDriver &window() { return *m_window; }
 
-    // The steps of a run, from one caption of the primary button to the next.
-    /// Presses a button with the pointer; waits before a second press, so that the two make no double click.
+    /// Presses a button with the pointer; two presses make no double click.
     void press(const std::string &caption);
     void waitForCheck(const std::string &name, bool isOn = true);
     /// Presses the keys, which bring the keyboard there.
@@ -53,8 +51,7 @@ protected:
     QByteArray waitingFor(const std::string &file) const;
     /// Holds the capture at its second task from now on, until there is "go-on". The toggles must be on.
     void holdCapture() const;
-    /// Where pictures are wanted (LUMAMON_SCREENSHOTS is how the names of the files begin), takes one: once
-    /// two in a row are the same, or a moving bar has gone on for long enough.
+    /// Takes a picture where pictures are wanted (LUMAMON_SCREENSHOTS is how the names of the files begin).
     void picture(const std::string &state);
     /// Makes the program end at the Log ID, when it is started.
     void makeStandalone() const { bundle.setValue("LumamonStandaloneVersion", "<true/>"); }
