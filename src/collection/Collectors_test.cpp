@@ -30,6 +30,7 @@ protected:
 
 // What is said of sources that are missing is tested with the whole capture.
 TEST_F(Collectors, TakeEachSourceToItsPlace) {
+    EXPECT_EXIT(GetXelLogs(), testing::ExitedWithCode(1), "The edition is not known");
     const std::string track = "Application Support/Brennic/Lumadoc/QZ/";
     const std::pair<std::string, std::string> copies[] = {
         {"Logs/DiagnosticReports/Lumacef_1.ips", "DiagnosticReports/Lumacef_1.ips"},
@@ -104,16 +105,6 @@ TEST_F(Collectors, TakeThePreferencesOfTheRunningProductElseOfTheInstalledOne) {
     const std::string line = "INFO: File copied successfully.";
     EXPECT_THAT(said(),
                 ElementsAre(line, line, line, "ERROR: Error while copying file: No such file or directory"));
-}
-
-TEST_F(Collectors, EndTheProcessWithoutWhatMustBeKnown) {
-    const testing::ExitedWithCode failed(1);
-    EXPECT_EXIT(GetXelLogs(), failed, "The edition is not known");
-    LumadocRunningInstance = {LumadocBundleIdentifier};
-    tempOutputURL.reset();
-    EXPECT_EXIT(GetLicensingLogs(), failed, "The output folder is not known");
-    userLibraryPrefURL.reset();
-    EXPECT_EXIT(GetPropertyList(), failed, "The preferences folder is not known");
 }
 
 } // namespace

@@ -142,10 +142,8 @@ protected:
     const fs::path helpers = platform::Bundle::main()->path() / "Contents/Helpers";
     const fs::path commands = home.path() / "commands";
     const fs::path output = home.path() / "Output";
-    int count = 1;
-    char programName[5] = "test";
-    char *arguments[2] = {programName, nullptr};
-    QCoreApplication application{count, arguments};
+    int count = 0;
+    QCoreApplication application{count, nullptr};
     std::thread::id mainThread = std::this_thread::get_id();
     std::unique_ptr<test_support::ProgramRun> product;
 

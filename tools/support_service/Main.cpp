@@ -16,8 +16,8 @@ namespace {
 
 /// Names come from the client.
 std::string withoutControlCharacters(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; }, '?');
+    std::ranges::replace_if(
+        text, [](unsigned char c) { return c < 0x20 || c == 0x7f; }, '?');
     return text;
 }
 

@@ -1,8 +1,7 @@
 // The support side of the upload, on 127.0.0.1 with TLS: receives archives, keeps them with a receipt, and
 // can be asked to misbehave. For tests and demonstrations.
 //
-// Runs in its own threads from construction to destruction; the destructor ends every connection at once,
-// whatever it is doing. Any thread may call any operation at any time.
+// Its own threads run until the destructor ends every connection at once. Any thread may call it at any time.
 #pragma once
 
 #include "Tls.h"
@@ -104,8 +103,7 @@ public:
     std::vector<Receipt> receipts() const { return get(m_receipts); }
     /// Body bytes read so far, over all requests.
     std::uint64_t bodyBytes() const { return get(m_bodyBytes); }
-    /// Connections accepted so far, and those of clients that took the service for their proxy: these get a
-    /// tunnel to the service itself.
+    /// Connections so far, and those of clients that took it for their proxy: these get a tunnel to itself.
     std::size_t connections() const { return m_listener->connections(); }
     std::size_t tunnels() const { return get(m_tunnels); }
 
