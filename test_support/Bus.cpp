@@ -53,12 +53,7 @@ BusObject::BusObject(const std::string &address, const char *service, const char
     if (sd_bus_add_object(m_bus.get(), nullptr, path, handle, this) < 0 ||
         sd_bus_request_name(m_bus.get(), service, 0) < 0)
         throw std::runtime_error(std::string(service) + " cannot be put on the bus");
-    m_thread = std::thread([this] { serve(); });
-}
-
-BusObject::~BusObject() {
-    m_isEnding = true;
-    m_thread.join();
+    m_thread = std::jthread([this](const std::stop_token &end) { serve(end); });
 }
 
 void BusObject::perform(const std::function<void(sd_bus *)> &work) {
@@ -66,8 +61,8 @@ void BusObject::perform(const std::function<void(sd_bus *)> &work) {
     work(m_bus.get());
 }
 
-void BusObject::serve() {
-    for (int progress = 0; !m_isEnding && progress >= 0;) {
+void BusObject::serve(const std::stop_token &end) {
+    for (int progress = 0; !end.stop_requested() && progress >= 0;) {
         if (progress == 0)
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
         const std::lock_guard lock(m_mutex);

@@ -6,7 +6,6 @@
 #include "test_support/ProgramRun.h"
 #include "test_support/ScratchHome.h"
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -67,7 +66,6 @@ public:
 
     /// It answers when this returns.
     BusObject(const std::string &address, const char *service, const char *path, Handler handler);
-    ~BusObject();
     BusObject(const BusObject &) = delete;
     BusObject &operator=(const BusObject &) = delete;
 
@@ -76,13 +74,12 @@ protected:
     void perform(const std::function<void(sd_bus *)> &work);
 
 private:
-    void serve();
+    void serve(const std::stop_token &end);
 
     BusClient m_bus;
     Handler m_handler;
     std::mutex m_mutex;
-    std::atomic<bool> m_isEnding = false;
-    std::thread m_thread;
+    std::jthread m_thread;
 };
 
 /// The desktop's appearance.

@@ -1,6 +1,8 @@
 // A run in which nothing goes wrong, from the command line to the service.
 #include "tests/SilentRun.h"
 
+#include "test_support/PropertyLists.h"
+
 namespace fs = std::filesystem;
 using namespace test_support;
 
@@ -71,11 +73,6 @@ protected:
     }
 };
 
-std::string sizeLine(std::uint64_t bytes) {
-    const QString megabytes = QString::number(static_cast<double>(bytes) / 1048576, 'f', 3);
-    return "INFO: Compressed file size: " + megabytes.toStdString() + " mb\n";
-}
-
 // The entries at and below these folders that somebody else than their owner may read, write or enter.
 std::string openToOthers(const fs::path &folder, const fs::path &other) {
     ProgramRun find(
@@ -97,7 +94,9 @@ TEST_F(GoodRun, SendsWhatTheProductLoggedAndChangesNothingOutsideItsFolder) {
                                                      "System/LumadocDiagnosticsDebugOutput.log", "temp"}));
     ASSERT_EQ(service.receipts().size(), 1U);
     const auto receipt = service.receipts()[0];
-    EXPECT_EQ(log(), collectedSmallProduct + sizeLine(receipt.sizeBytes) + "INFO: \n" + sentWell);
+    const auto megabytes = QByteArray::number(static_cast<double>(receipt.sizeBytes) / 1048576, 'f', 3);
+    EXPECT_EQ(log(), collectedSmallProduct + "INFO: Compressed file size: " + megabytes.toStdString() +
+                         " mb\nINFO: \n" + sentWell);
     EXPECT_EQ(receipt.problem, "") << "the service checks the form byte for byte";
     EXPECT_EQ(receipt.fileName, "lumaMacLog_" + logId() + "_cef.zip");
     EXPECT_EQ(service.requests().size(), 1U);
@@ -146,14 +145,13 @@ TEST_F(GoodRun, LetsNobodyElseReadWhatItCollectsOrKeeps) {
 // A run that was killed with the product's logging switched on has left a record of that.
 TEST_F(GoodRun, RepairsWhatAKilledRunHasLeftSwitchedOn) {
     const auto product = install();
-    const QByteArray begin = "<plist version=\"1.0\"><dict>";
     const QByteArray name = product.preferences.filename().c_str();
-    writeFile(product.preferences, begin + "<key>QZ</key><dict><key>LumaLogging</key><dict>"
-                                           "<key>EnableLumaLogging</key><array><integer>10</integer>"
-                                           "<integer>7</integer></array></dict></dict></dict></plist>");
+    writeFile(product.preferences,
+              xmlList("<dict><key>QZ</key><dict><key>LumaLogging</key><dict><key>EnableLumaLogging</key>"
+                      "<array><integer>10</integer><integer>7</integer></array></dict></dict></dict>"));
     writeFile(root() / "System/LoggingSwitch.plist",
-              begin + "<key>PreferenceFile</key><string>" + name + "</string><key>Track</key>" +
-                  "<string>QZ</string><key>MadeKeys</key><true/></dict></plist>");
+              xmlList("<dict><key>PreferenceFile</key><string>" + name + "</string><key>Track</key>" +
+                      "<string>QZ</string><key>MadeKeys</key><true/></dict>"));
     run();
     EXPECT_EQ(logBetween("INFO: Directory created: RUN\n", "INFO: PROGRAM, /silent\n"),
               "INFO: Directory created: temp\nINFO: Interrupted run: EnableLumaLogging put back in "

@@ -53,8 +53,6 @@ protected:
     void holdCapture() const;
     /// Takes a picture where pictures are wanted (LUMAMON_SCREENSHOTS is how the names of the files begin).
     void picture(const std::string &state);
-    /// Makes the program end at the Log ID, when it is started.
-    void makeStandalone() const { bundle.setValue("LumamonStandaloneVersion", "<true/>"); }
 
     /// Two presses with less than this between them are a double click.
     static constexpr auto doubleClick = std::chrono::milliseconds(450);

@@ -261,7 +261,7 @@ TEST_F(WindowWholeRun, WithAdvancedLogsIsWorkedByAScreenReader) {
 }
 
 TEST_F(WindowWholeRun, OfTheStandaloneProgramEndsAtTheLogId) {
-    makeStandalone();
+    bundle.setValue("LumamonStandaloneVersion", "<true/>");
     install();
     open();
     press("Start diagnostics");

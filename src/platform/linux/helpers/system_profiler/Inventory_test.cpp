@@ -204,18 +204,16 @@ TEST_F(Inventory, FindsABundleWhoseFolderLinksLeadElsewhere) {
     EXPECT_EQ(location(), bundle + "/1.app/2.app/3.app/4.app/p (not found)");
 }
 
-TEST_F(Inventory, GivesABundleItsEntriesAndItsPackageButItsOwnVersion) {
+TEST_F(Inventory, GivesABundleItsEntries) {
     const std::string program = writeBundle("/opt/Lumadoc.app") + "/Contents/Linux/P";
     EXPECT_TRUE(only().inMenus);
     writeEntry(program, "NoDisplay=true\n");
     writeEntry(program, "NoDisplay=true\n", system("applications/b.desktop"));
     EXPECT_FALSE(only().inMenus);
     writeEntry(program + " --new", {}, system("applications/b.desktop"));
-    m_packages.add("lumadoc", "9", "M", "/opt/Lumadoc.app/Contents/Info.plist");
     EXPECT_TRUE(only().inMenus);
     EXPECT_EQ(only().entries,
               (std::vector<fs::path>{system("applications/a.desktop"), system("applications/b.desktop")}));
-    EXPECT_EQ(source() + " " + only().version.toStdString(), "Package lumadoc 26.1");
 }
 
 TEST_F(Inventory, NamesABundleByTheFirstKeyThatItHas) {
