@@ -5,8 +5,8 @@
 // first: that stops the transfer promptly and calls nothing.
 //
 // HTTP/1.1. The redirects 307 and 308 are followed, to HTTPS on the same host; any other is the answer. A 200
-// counts only when its head is whole and the whole body was sent before it ended. Proxies come from the environment (https_proxy,
-// no_proxy), the certificates from the system or from SSL_CERT_FILE.
+// counts only when its head is whole and the whole body was sent before it came. Proxies come from the
+// environment (https_proxy, no_proxy), the certificates from the system or from SSL_CERT_FILE.
 #pragma once
 
 #include "packaging/UploadError.h"

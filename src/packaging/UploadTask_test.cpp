@@ -3,8 +3,8 @@
 #include "platform/posix/FileSystem.h"
 #include "support_service/SupportService.h"
 #include "test_support/LoopbackListener.h"
-#include "test_support/ScratchHome.h"
 #include "test_support/ProgramRun.h"
+#include "test_support/ScratchHome.h"
 
 #include <atomic>
 #include <future>
