@@ -220,6 +220,7 @@ TEST_F(SingleInstance, IsClaimedOnceUntilItsProcessIsKilled) {
     EXPECT_EQ(test_support::statusInChild(claimInChild), 128 + SIGKILL);
     EXPECT_TRUE(claimSingleInstance(identifier));
     EXPECT_EQ(test_support::statusInChild(claimInChild), 3);
+    EXPECT_FALSE(claimSingleInstance(identifier));
     EXPECT_TRUE(claimSingleInstance(identifier + QStringLiteral(".other")));
     EXPECT_FALSE(claimSingleInstance(QString(200, u'a')));
 }

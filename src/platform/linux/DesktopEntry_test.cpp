@@ -15,7 +15,7 @@ TEST(DesktopEntry, GivesTheProgramOfTheExecLine) {
     const std::pair<QByteArray, std::optional<fs::path>> cases[] = {
         {"/opt/L.app/Contents/Linux/L %U", "/opt/L.app/Contents/Linux/L"},
         // The escapes of a value are undone before those of quotes; outside quotes as a shell does it.
-        {R"("/opt/a\\\\b\\"c\\$d" x)", R"(/opt/a\b"c$d)"},
+        {R"("/opt/The\\\\P \\"c\\$d" x)", R"(/opt/The\P "c$d)"},
         {R"(/opt/The\\ Product/L %f)", "/opt/The Product/L"},
         {"/opt/100%%/L %f", "/opt/100%/L"},
         {"/opt/\xff/L", "/opt/\xff/L"},

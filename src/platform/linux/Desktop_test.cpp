@@ -93,10 +93,8 @@ TEST_F(DesktopTest, TheMailGoesToTheSupportWithTheUsersWordsUnlessTheyCannotBeEn
     expectNothingOpened();
     view.changeFeedback(words);
     view.mailToTrigger(view.supportEmail());
-    expectOpened(
-        mailLink(QStringLiteral("lumadoc-support@brennic.example"), UtilityFunctions::UniqueId, words, sender)
-            .value()
-            .toStdString());
+    const QString support = QStringLiteral("lumadoc-support@brennic.example");
+    expectOpened(mailLink(support, UtilityFunctions::UniqueId, words, sender)->toStdString());
 }
 
 TEST_F(DesktopTest, WithoutABusAFolderIsOpened) {

@@ -152,6 +152,7 @@ TEST(BinaryPropertyListTest, TakesValuesFromXmlInTheFormThatOtherWritersUse) {
         <date>2001-01-01T00:00:01Z</date>=333ff0000000000000
         <date>2001-01-01T00:00:01.5Z</date>=333ff8000000000000
         <date>2001-01-01T00:00:01</date>=
+        <date>yesterday</date>=
         <data> AA	EC </data>=43000102
         <data>A$AE</data>=
         <string>fifteen letters</string>=5f100f6669667465656e206c657474657273
