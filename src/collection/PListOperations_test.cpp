@@ -315,6 +315,7 @@ TEST_F(InterruptedRun, IsPutBackUnlessTheProductHasChangedIt) {
         {dictionary(enableOn + sustainOn + newKey), dictionary(newKey), allPutBack},
         {dictionary(enableOn), "<dict/>", "EnableLumaLogging put back"},
         {"<dict/>", "<dict/>", nothing},
+        {"", "", nothing},
     };
     for (const auto &[now, after, done] : cases) {
         SCOPED_TRACE(done);
