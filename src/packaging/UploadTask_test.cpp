@@ -1,5 +1,6 @@
-#include "packaging/UploadAPI.h"
+#include "packaging/UploadTask.h"
 
+#include "packaging/UploadAPI.h"
 #include "platform/posix/FileSystem.h"
 #include "support_service/SupportService.h"
 #include "test_support/LoopbackListener.h"
