@@ -7,7 +7,6 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <map>
-#include <ranges>
 #include <stdexcept>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -41,7 +40,8 @@ std::vector<std::string> environmentOf(const ProgramOptions &options) {
             variables[name] = name + "=" + *value;
     }
     std::vector<std::string> result;
-    std::ranges::copy(std::views::values(variables), std::back_inserter(result));
+    for (const auto &[name, text] : variables)
+        result.push_back(text);
     return result;
 }
 

@@ -23,7 +23,7 @@ protected:
     ScriptRunnerTest() { fs::permissions(folder.path(), fs::perms(0777)); }
 
     fs::path makeCommand(const QByteArray &script, const char *name = "command") {
-        const fs::path path = folder.path() / name;
+        fs::path path = folder.path() / name;
         writeFile(path, "#!/bin/sh\n" + script);
         fs::permissions(path, fs::perms(0755));
         return path;

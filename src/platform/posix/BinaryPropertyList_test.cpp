@@ -183,8 +183,8 @@ TEST(BinaryPropertyListTest, RefusesObjectsThatAreNone) {
 
 TEST(BinaryPropertyListTest, RefusesNumbersThatLieAboutTheFile) {
     struct Trailer {
-        int offsetSize = 1;
-        int referenceSize = 1;
+        quint64 offsetSize = 1;
+        quint64 referenceSize = 1;
         quint64 objects = 1;
         quint64 root = 0;
         quint64 table = 9;
