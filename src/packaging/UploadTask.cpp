@@ -5,7 +5,6 @@
 
 #include <QUrl>
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <new>
 #include <string_view>
@@ -28,9 +27,8 @@ QByteArray readBody(const UploadRequest &request, const std::atomic<bool> &cance
     body.resize(request.head.size() + static_cast<qsizetype>(request.archiveBytes) + request.tail.size());
     char *position = body.data() + request.head.size();
     for (std::uint64_t remaining = request.archiveBytes; remaining > 0 && !cancelled;) {
-        const ssize_t count = ::read(request.archive.get(), position, std::min(remaining, stepBytes));
-        if (count < 0 && errno == EINTR)
-            continue;
+        const ssize_t count = platform::uninterrupted(
+            [&] { return ::read(request.archive.get(), position, std::min(remaining, stepBytes)); });
         if (count <= 0)
             archiveUnreadable();
         position += count;
