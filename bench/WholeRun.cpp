@@ -38,7 +38,7 @@ struct Bench {
     void runTools() {
         const std::string script =
             "set -e; mkdir copy; cp -a '" + product.logs.native() + "' '" + product.crashReports.native() +
-            "' copy/; cd copy; zip -r -q ../copy.zip .; cd ..; curl -s -f --cacert '" +
+            "' copy/; cd copy; zip -r -q ../copy.zip .; cd ..; curl -s -f --http1.1 --cacert '" +
             service.certificateFile().native() + "' -F file=@copy.zip https://" + service.host() +
             std::string(support_service::SupportService::uploadPath) + "; rm -r copy copy.zip";
         runProgram({.program = "/bin/sh", .arguments = {"-c", script}, .workingFolder = scratch.path()});
