@@ -130,8 +130,11 @@ private:
         if (line.starts_with("HTTP/")) {
             transfer.m_isInterim = line.substr(line.find(' ') + 1).starts_with('1');
             transfer.m_sentAtAnswer = transfer.get<curl_off_t>(CURLINFO_SIZE_UPLOAD_T);
+            transfer.m_headIsWhole = false;
         }
-        transfer.m_headIsWhole = line == "\r\n" || line == "\n";
+        // What follows the empty line are trailers.
+        if (line == "\r\n" || line == "\n")
+            transfer.m_headIsWhole = true;
         if (transfer.m_isInterim)
             return line.size();
         transfer.m_lastMove = Clock::now();
