@@ -8,7 +8,7 @@
 #include "test_support/ScratchHome.h"
 #include "ui/ContentView.h"
 
-#include <QApplication>
+#include <QGuiApplication>
 #include <QPropertyNotifier>
 #include <gmock/gmock.h>
 #include <memory>
@@ -26,7 +26,7 @@ protected:
     int argumentCount = 1;
     char programName[5] = "test";
     char *arguments[2] = {programName, nullptr};
-    QApplication application{argumentCount, arguments};
+    QGuiApplication application{argumentCount, arguments};
 };
 
 /// The changes of an object's fields, as "field = value", and the lines of the log, in their order.

@@ -73,15 +73,15 @@ void WindowRun::writeEmail(const std::string &text) {
     typeInto(emailName, text);
 }
 
-void WindowRun::pick(const std::string &names) {
+void WindowRun::pick(const std::vector<std::string> &names) {
     window().click("push button", attachName);
-    window().find("dialog", "Attach files");
-    window().focus("Attach files");
-    window().waitForFocus("text", "File name:");
-    window().type(names);
-    window().key("Return");
+    for (const std::string &name : names) {
+        window().click("check box", name);
+        waitForCheck(name);
+    }
+    picture("panel");
+    window().click("push button", names.size() == 1 ? "Attach" : "Attach 2 files");
     window().waitUntilGone("dialog", "Attach files");
-    window().focus();
 }
 
 void WindowRun::share() {

@@ -29,8 +29,8 @@ protected:
     /// Types into the box that has the keyboard, which is to hold that then.
     void describe(const std::string &text) { typeInto(descriptionName, text); }
     void writeEmail(const std::string &text);
-    /// Picks files of the home folder in the panel, by their names.
-    void pick(const std::string &names);
+    /// Picks one or two files of the home folder in the panel, by their names.
+    void pick(const std::vector<std::string> &names);
     /// From the start to "Share logs" pressed.
     void share();
 

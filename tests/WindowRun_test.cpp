@@ -104,16 +104,16 @@ TEST_F(WindowWholeRun, IsStoppedFailsAndIsThenSentWithItsAttachments) {
     const fs::path attachments = runFolder() / "Lumadoc/UserFiles";
     writeFile(home.path() / "one.png", "first");
     writeFile(home.path() / "two.pdf", "second");
-    pick("one.png");
+    pick({"one.png"});
     waitForText("1 file(s) attached");
     window().click("push button", remove);
     window().waitUntilGone("push button", remove);
     EXPECT_FALSE(fs::exists(attachments));
-    pick("\"one.png\" \"two.pdf\"");
+    pick({"one.png", "two.pdf"});
     waitForText("2 file(s) attached");
     // A name clash is for the user to decide.
     writeFile(home.path() / "one.png", "third");
-    pick("one.png");
+    pick({"one.png"});
     waitForText("File one.png already exists. Do you want to replace it?");
     window().waitForFocus("push button", "Cancel");
     EXPECT_EQ(readFile(attachments / "one.png"), "first");

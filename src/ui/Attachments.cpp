@@ -8,11 +8,10 @@
 #include "platform/posix/FileSystem.h"
 #include "platform/posix/Text.h"
 
+#include <QDir>
 #include <QFile>
-#include <QFileDialog>
-#include <QGuiApplication>
 #include <QPointer>
-#include <QWindow>
+#include <QUrl>
 
 namespace fs = std::filesystem;
 using UtilityFunctions::userFilesURL;
@@ -23,18 +22,15 @@ constexpr qint64 limitBytes = 10'485'760;
 
 const QString missingFolder = QStringLiteral("userFilesURL is nil");
 
-// In the order in which the panel offers them.
+// In the order in which a panel offers them.
 const QStringList attachableExtensions =
     QStringLiteral("pdf jpg jpeg png doc docx xls xlsx ppt pptx").split(u' ');
 
-// The panel offers only files of these kinds, but lets the user type any name.
-std::vector<fs::path> attachable(const QStringList &names) {
-    std::vector<fs::path> files;
-    for (const QString &name : names) {
-        const QString extension = name.section(u'/', -1).section(u'.', -1);
-        if (attachableExtensions.contains(extension, Qt::CaseInsensitive))
-            files.emplace_back(QFile::encodeName(name).toStdString());
-    }
+std::vector<fs::path> attachable(std::vector<fs::path> files) {
+    std::erase_if(files, [](const fs::path &file) {
+        const auto extension = platform::displayText(file.extension()).mid(1);
+        return !attachableExtensions.contains(extension, Qt::CaseInsensitive);
+    });
     return files;
 }
 
@@ -82,28 +78,23 @@ bool hasFolder() {
 
 } // namespace
 
-// The widget panel, which is the desktop's where there is one; the one of Qt Quick picks a single file.
 void ContentView::presentFilePicker() {
-    if (isFilePickerPresented)
-        return;
     isFilePickerPresented = true;
-    QWindow *window = QGuiApplication::focusWindow();
-    auto *panel = new QFileDialog;
-    panel->setWindowModality(Qt::ApplicationModal);
-    panel->setWindowTitle(QStringLiteral("Attach files"));
-    panel->setFileMode(QFileDialog::ExistingFiles);
-    panel->setNameFilter(QStringLiteral("Pictures and documents (*.%1)")
-                             .arg(attachableExtensions.join(QStringLiteral(" *."))));
-    panel->setDirectory(QDir::homePath());
-    connect(panel, &QFileDialog::finished, panel, [panel, view = QPointer(this)](int result) {
-        panel->deleteLater();
-        if (view)
-            view->filesPicked(result == QDialog::Accepted ? attachable(panel->selectedFiles())
-                                                          : std::vector<fs::path>());
-    });
-    panel->winId();
-    panel->windowHandle()->setTransientParent(window);
-    panel->show();
+}
+
+QStringList ContentView::filePanelFilters() const {
+    return QStringLiteral("*.%1").arg(attachableExtensions.join(QStringLiteral(" *."))).split(u' ');
+}
+
+QUrl ContentView::filePanelFolder() const {
+    return QUrl::fromLocalFile(QDir::homePath());
+}
+
+void ContentView::closeFilePanel(const QList<QUrl> &picked) {
+    std::vector<fs::path> files;
+    for (const QUrl &url : picked)
+        files.emplace_back(QFile::encodeName(url.toLocalFile()).toStdString());
+    filesPicked(attachable(std::move(files)));
 }
 
 void ContentView::filesPicked(const PickedFiles &picked) {

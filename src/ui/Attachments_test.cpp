@@ -2,8 +2,7 @@
 #include "test_support/Isolation.h"
 #include "test_support/WindowFixture.h"
 
-#include <QFileDialog>
-#include <QLineEdit>
+#include <QUrl>
 #include <functional>
 #include <sys/stat.h>
 
@@ -269,55 +268,34 @@ TEST_F(AttachmentsTest, WithoutALocationNothingIsAttachedCountedOrRemoved) {
 
 class FilePanelTest : public AttachmentsTest {
 protected:
-    QFileDialog *panel() {
-        std::vector<QFileDialog *> found;
-        EXPECT_TRUE(runMainQueueUntil([&] {
-            found.clear();
-            for (QWidget *widget : QApplication::topLevelWidgets()) {
-                auto *dialog = qobject_cast<QFileDialog *>(widget);
-                if (dialog && dialog->isVisible())
-                    found.push_back(dialog);
-            }
-            return found.size() == 1;
-        }));
-        return found.at(0);
-    }
-    // As a user types it, and presses the button.
-    void type(const char *names) {
-        auto *dialog = panel();
-        dialog->findChild<QLineEdit *>()->setText(QString::fromLatin1(names));
-        static_cast<QDialog *>(dialog)->accept();
+    void pick(const std::vector<fs::path> &files) {
+        QList<QUrl> urls;
+        for (const fs::path &file : files)
+            urls.append(QUrl::fromLocalFile(QString::fromStdString(file.native())));
+        view.closeFilePanel(urls);
         runMainQueueUntil([&] { return view.fileProcessingQueue.value().empty(); });
         settle();
     }
 };
 
-TEST_F(FilePanelTest, OffersTheKindsOfFilesAndSeveralOfThem) {
+TEST_F(FilePanelTest, ComesUpOnceAndAttachesNothingWhenItIsCancelled) {
+    EXPECT_EQ(view.filePanelFolder(), QUrl::fromLocalFile(QString::fromStdString(home.path().native())));
+    EXPECT_EQ(view.filePanelFilters().join(u' '),
+              QStringLiteral("*.pdf *.jpg *.jpeg *.png *.doc *.docx *.xls *.xlsx *.ppt *.pptx"));
     view.presentFilePicker();
     view.presentFilePicker();
     expect("isFilePickerPresented = true");
-    const QPointer<QFileDialog> dialog = panel();
-    EXPECT_EQ(dialog->fileMode(), QFileDialog::ExistingFiles);
-    EXPECT_EQ(dialog->windowModality(), Qt::ApplicationModal);
-    EXPECT_EQ(dialog->directory().path(), QString::fromStdString(home.path().native()));
-    EXPECT_EQ(
-        dialog->nameFilters(),
-        QStringList{QStringLiteral(
-            "Pictures and documents (*.pdf *.jpg *.jpeg *.png *.doc *.docx *.xls *.xlsx *.ppt *.pptx)")});
-    dialog->reject();
-    EXPECT_TRUE(runMainQueueUntil([&] { return dialog.isNull(); }));
+    pick({});
     expect("isFilePickerPresented = false");
     view.filesPicked(QStringLiteral("no panel"));
     expect("ERROR: File selection error: no panel");
 }
 
 TEST_F(FilePanelTest, AttachesWhatIsPickedButForOtherKindsOfFiles) {
-    for (const char *name : {"one.pdf", "two.PNG", "three.exe"})
-        writeFile(home.path() / name, "1");
     view.presentFilePicker();
     record.take();
-    type("\"one.pdf\" \"two.PNG\" \"three.exe\"");
-    expect("isFilePickerPresented = false", measured(2, 0), "fileProcessingQueue = [one.pdf, two.PNG]",
+    pick({make("one %2e#.pdf"), make("two.PNG"), make("three.exe"), make("pdf")});
+    expect("isFilePickerPresented = false", measured(14, 0), "fileProcessingQueue = [one %2e#.pdf, two.PNG]",
            copied, "fileProcessingQueue = [two.PNG]", copied, "fileProcessingQueue = []",
            "filesCountInDestination = 2", counted(2));
     // Once the archive was started, nothing is attached any more.
@@ -327,16 +305,15 @@ TEST_F(FilePanelTest, AttachesWhatIsPickedButForOtherKindsOfFiles) {
     EXPECT_FALSE(fs::exists(attached("late.pdf")));
 }
 
-TEST_F(FilePanelTest, AWindowThatIsGoneAttachesNothingMore) {
-    writeFile(home.path() / "one.pdf", "1");
+TEST_F(AttachmentsTest, AWindowThatIsGoneAttachesNothingMore) {
     {
         ContentView gone;
         gone.attach({make("a"), make("b")});
         gone.presentFilePicker();
     }
-    type("one.pdf");
+    settle();
     EXPECT_TRUE(fs::exists(attached("a")));
-    EXPECT_FALSE(fs::exists(attached("b")) || fs::exists(attached("one.pdf")));
+    EXPECT_FALSE(fs::exists(attached("b")));
 }
 
 // A clash among them is for the user to decide first.

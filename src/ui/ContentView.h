@@ -10,6 +10,8 @@
 #include "ui/ContentViewState.h"
 #include "ui/StatusText.h"
 
+#include <QUrl>
+#include <memory>
 #include <variant>
 
 class ContentView : public ContentViewState {
@@ -17,6 +19,9 @@ class ContentView : public ContentViewState {
     QML_ELEMENT
     Q_PROPERTY(QString logId READ logId CONSTANT)
     Q_PROPERTY(QString supportEmail READ supportEmail CONSTANT)
+    // What the window's own file panel offers, and the folder in which it opens.
+    Q_PROPERTY(QStringList filePanelFilters READ filePanelFilters CONSTANT)
+    Q_PROPERTY(QUrl filePanelFolder READ filePanelFolder CONSTANT)
 
 public:
     explicit ContentView(QObject *parent = nullptr);
@@ -24,6 +29,8 @@ public:
 
     QString logId() const;
     QString supportEmail() const;
+    QStringList filePanelFilters() const;
+    QUrl filePanelFolder() const;
 
     /// Whether the archive was started, which fixes the form for the life of the process.
     LUMAMON_FIELD(bool, isFormFrozen, UtilityFunctions::ShareButtonPressed)
@@ -69,6 +76,8 @@ public:
 
     /// Opens the file panel; what comes of it goes to `filesPicked`.
     Q_INVOKABLE void presentFilePicker();
+    /// The panel is done; `picked` is empty when it was cancelled.
+    Q_INVOKABLE void closeFilePanel(const QList<QUrl> &picked);
 
     /// The files that the user picked, none when the panel was cancelled; or what failed.
     using PickedFiles = std::variant<std::vector<std::filesystem::path>, QString>;

@@ -221,7 +221,7 @@ TEST_F(ContentViewTest, CopyIdPutsTheLogIdOnThePasteboardAndSaysSoForFiveSeconds
     }
     const auto start = Clock::now();
     view.copyLogId();
-    EXPECT_EQ(QApplication::clipboard()->text(), view.logId());
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), view.logId());
     runMainQueueFor(3s);
     view.copyLogId();
     ASSERT_TRUE(runMainQueueUntil([&] { return view.CopyText.value() == QStringLiteral("Copy ID"); }, 8s));

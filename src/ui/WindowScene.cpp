@@ -7,8 +7,8 @@
 #include "platform/posix/Fatal.h"
 #include "ui/WindowFrontEnd.h"
 
-#include <QApplication>
 #include <QFontDatabase>
+#include <QGuiApplication>
 #include <QIcon>
 
 // Written by the build from the types that are marked for the views. Called by name, since a linker leaves
@@ -31,7 +31,7 @@ std::unique_ptr<QCoreApplication> makeWindowApplication(int &argumentCount, char
     if (!qEnvironmentVariableIsSet("QT_QUICK_BACKEND"))
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     const auto before = qInstallMessageHandler(reportMissingDisplay);
-    auto application = std::make_unique<QApplication>(argumentCount, arguments);
+    auto application = std::make_unique<QGuiApplication>(argumentCount, arguments);
     qInstallMessageHandler(before);
     QGuiApplication::setApplicationDisplayName(LabelConstants::ApplicationDisplayName);
     QGuiApplication::setDesktopFileName(QStringLiteral("com.brennic.LumadocDiagnostics"));

@@ -1,11 +1,9 @@
 // The one modal presentation of alerts: the form's own, and after them those that other parts ask for.
 import QtQuick
-import QtQuick.Controls.Basic
 import QtQuick.Layouts
-import QtQuick.Templates as T
 import Lumamon
 
-Dialog {
+WindowDialog {
     id: alert
 
     required property ContentView view
@@ -33,28 +31,10 @@ Dialog {
             alerts.dismiss();
     }
 
-    parent: T.Overlay.overlay
-    anchors.centerIn: parent
     width: Math.min(420, parent ? parent.width - 48 : 420)
-    padding: 24
-    modal: true
-    closePolicy: Popup.NoAutoClose
     visible: view.showAlert || alerts.isUp
     title: texts[0]
-    header: null
-    footer: null
     onOpened: dismiss.forceActiveFocus(Qt.PopupFocusReason)
-
-    background: Rectangle {
-        color: Assets.color("BackgroundColor")
-        radius: 12
-        border.width: 1
-        border.color: Assets.color("Border")
-    }
-
-    T.Overlay.modal: Rectangle {
-        color: Qt.rgba(0, 0, 0, 0.45)
-    }
 
     ColumnLayout {
         anchors.fill: parent

@@ -16,6 +16,11 @@ Window {
         return item !== null;
     }
 
+    // The control that had the keyboard gets it back.
+    function resume() {
+        worked?.forceActiveFocus(Qt.PopupFocusReason);
+    }
+
     title: Application.displayName
     minimumWidth: 680
     minimumHeight: 576
@@ -101,22 +106,41 @@ Window {
         color: Assets.color("Border")
     }
 
-    Connections {
-        target: alertLoader.item
-
-        function onClosed() {
-            window.worked?.forceActiveFocus(Qt.PopupFocusReason);
-        }
+    LateDialog {
+        isNeeded: window.view.isFilePickerPresented
+        file: "FilePanel.qml"
+        properties: ({ view: window.view })
+        onClosed: window.resume()
     }
 
-    Loader {
-        id: alertLoader
+    LateDialog {
+        isNeeded: window.view.showAlert || window.alerts.isUp
+        file: "AlertPresentation.qml"
+        properties: ({ view: window.view, alerts: window.alerts })
+        onClosed: window.resume()
+    }
 
-        readonly property bool isNeeded: window.view.showAlert || window.alerts.isUp
+    // Made when it is first shown.
+    component LateDialog: Loader {
+        id: late
+
+        required property bool isNeeded
+        required property string file
+        required property var properties
+
+        signal closed()
 
         onIsNeededChanged: {
             if (isNeeded && status === Loader.Null)
-                setSource("AlertPresentation.qml", { view: window.view, alerts: window.alerts });
+                setSource(file, properties);
+        }
+
+        Connections {
+            target: late.item
+
+            function onClosed() {
+                late.closed();
+            }
         }
     }
 }

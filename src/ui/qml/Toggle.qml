@@ -6,6 +6,7 @@ Pressable {
     id: toggle
 
     property bool checked: false
+    property bool hasBox: true
 
     implicitWidth: caption.x + caption.implicitWidth
     implicitHeight: caption.implicitHeight
@@ -25,6 +26,7 @@ Pressable {
     Rectangle {
         id: box
 
+        visible: toggle.hasBox
         width: 18
         height: 18
         radius: 4
@@ -47,7 +49,10 @@ Pressable {
         text: toggle.text
         font.pixelSize: 16
         x: box.width + 8
+        anchors.verticalCenter: parent.verticalCenter
+        width: Math.min(implicitWidth, toggle.width - x)
         wrapMode: Text.NoWrap
+        elide: Text.ElideMiddle
         Accessible.ignored: true
     }
 }

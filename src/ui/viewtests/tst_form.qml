@@ -25,9 +25,9 @@ Item {
 
         function frameColor(box) {
             let item = box;
-            while (!(item.background instanceof BoxFrame))
+            while (!(item instanceof BoxFrame))
                 item = item.parent;
-            return item.background.border.color;
+            return item.border.color;
         }
 
         // A blank at first is cleared; Shift+Return breaks the line; the cursor stays where it is.

@@ -1,0 +1,68 @@
+// A text box of the form with its caption, its frame and what is wrong with its text.
+import QtQuick
+import QtQuick.Layouts
+import Lumamon
+
+ColumnLayout {
+    id: box
+
+    required property ContentView view
+    required property int field
+    required property string caption
+    /// As it is after the rules of the box.
+    required property string text
+    required property string problem
+    required property bool isWrong
+    /// What takes the text, within `content`.
+    required property var input
+    default property alias content: frame.data
+    readonly property int focusedField: view.feedbackFormFocus
+
+    signal changed(text: string)
+
+    spacing: 6
+    onFocusedFieldChanged: {
+        if (focusedField === field)
+            input.forceActiveFocus(Qt.TabFocusReason);
+        else if (focusedField === ContentView.Field.noField)
+            input.focus = false;
+    }
+
+    Connections {
+        target: box.input
+
+        function onTextChanged() {
+            if (box.input.text === box.text)
+                return;
+            const position = box.input.cursorPosition;
+            box.changed(box.input.text);
+            box.input.cursorPosition = Math.min(position, box.input.length);
+        }
+
+        function onActiveFocusChanged() {
+            if (box.input.activeFocus)
+                box.view.feedbackFormFocus = box.field;
+        }
+    }
+
+    BodyText {
+        text: box.caption
+        Layout.fillWidth: true
+    }
+
+    BoxFrame {
+        id: frame
+
+        isWrong: box.isWrong
+        isFocused: box.input.activeFocus
+        implicitHeight: children[children.length - 1].implicitHeight
+        Layout.fillWidth: true
+    }
+
+    LiveText {
+        text: box.problem
+        colorName: "error"
+        visible: box.isWrong
+        Layout.fillWidth: true
+    }
+}
