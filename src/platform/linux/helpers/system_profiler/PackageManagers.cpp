@@ -8,10 +8,7 @@ namespace system_profiler {
 
 namespace {
 
-constexpr auto packageQuery = "/usr/bin/dpkg-query";
 constexpr qsizetype answerLimitBytes = qsizetype{32} << 20;
-// Half of what the system takes in one call.
-constexpr std::size_t argumentLimitBytes = std::size_t{1} << 20;
 
 // The lines that a program answers; none when it fails, which a status above `highestStatus` says.
 QByteArrayList ask(const std::filesystem::path &program, const std::vector<std::string> &arguments,
@@ -31,51 +28,29 @@ QByteArrayList ask(const std::filesystem::path &program, const std::vector<std::
     return {};
 }
 
-// The owner of each file by its name, with the architecture where several may be installed.
-std::map<std::string, QByteArray> ownersOf(const std::set<std::string> &files, Reader &reader,
-                                           std::chrono::milliseconds limit) {
-    std::vector<std::string> arguments = {"--search"};
-    std::size_t bytes = 0;
-    for (const std::string &file : files) {
-        bytes += file.size() + 1 + sizeof(char *);
-        if (bytes > argumentLimitBytes) {
-            reader.note(packageQuery, QStringLiteral("not asked for all files"));
-            break;
-        }
-        // Other names would be taken for patterns, or answered in two lines.
-        if (file.find_first_of("*?[\\\n") == std::string::npos)
-            arguments.push_back(file);
-    }
-    std::map<std::string, QByteArray> owners;
-    if (arguments.size() == 1)
-        return owners;
-    constexpr int someFileHasNoOwner = 1;
-    for (const QByteArray &line : ask(packageQuery, arguments, reader, limit, someFileHasNoOwner)) {
-        // "package, package: file". What comes before the colon holds blanks when the file was diverted.
-        const qsizetype colon = line.indexOf(": ");
-        const QByteArray owner = line.left(colon).split(',').first();
-        if (!owner.isEmpty() && !owner.contains(' '))
-            owners.emplace(line.mid(colon + 2).toStdString(), owner);
-    }
-    return owners;
-}
-
 } // namespace
 
 Packages packagesOf(const std::set<std::string> &files, Reader &reader, std::chrono::milliseconds limit) {
     Packages result;
-    const auto owners = ownersOf(files, reader, limit);
-    if (owners.empty())
+    if (files.empty())
         return result;
+    constexpr auto program = "/usr/bin/dpkg-query";
+    constexpr int someFileHasNoOwner = 1;
     std::map<QByteArray, Package> packages;
     const std::string format = "--showformat=${binary:Package}\\t${Version}\\t${Maintainer}\\n";
-    for (const QByteArray &line : ask(packageQuery, {"--show", format}, reader, limit)) {
+    for (const QByteArray &line : ask(program, {"--show", format}, reader, limit)) {
         const QByteArrayList fields = line.split('\t');
-        packages[fields[0]] = {{}, QString::fromUtf8(fields.value(1)), QString::fromUtf8(fields.value(2))};
+        packages[fields[0]] = {QString::fromUtf8(fields[0].split(':').first()),
+                               QString::fromUtf8(fields.value(1)), QString::fromUtf8(fields.value(2))};
     }
-    for (const auto &[file, owner] : owners) {
-        result[file] = packages[owner];
-        result[file].name = QString::fromUtf8(owner.split(':').first());
+    std::vector<std::string> question(files.begin(), files.end());
+    question.insert(question.begin(), "--search");
+    for (const QByteArray &line : ask(program, question, reader, limit, someFileHasNoOwner)) {
+        // "package, package: file", or a sentence about a file that was diverted.
+        const qsizetype colon = line.indexOf(": ");
+        const auto package = packages.find(line.left(colon).split(',').first());
+        if (package != packages.end())
+            result.emplace(line.mid(colon + 2).toStdString(), package->second);
     }
     return result;
 }

@@ -6,6 +6,7 @@
 
 #include "platform/linux/helpers/system_profiler/Reader.h"
 
+#include <chrono>
 #include <set>
 
 namespace system_profiler {
