@@ -4,6 +4,7 @@
 
 #include <QByteArrayView>
 #include <QStandardPaths>
+#include <algorithm>
 
 namespace platform {
 
@@ -51,8 +52,31 @@ QByteArrayList arguments(const QByteArray &exec) {
     return result;
 }
 
-// `env NAME=value program` is a common way to start a program with a variable set.
-QByteArrayList withoutEnv(QByteArrayList command) {
+} // namespace
+
+DesktopEntry parseDesktopEntry(const QByteArray &bytes) {
+    DesktopEntry entry;
+    bool inEntry = false;
+    for (QByteArrayView rest(bytes); !rest.isEmpty();) {
+        const qsizetype length = rest.indexOf('\n');
+        const QByteArrayView line = (length < 0 ? rest : rest.first(length)).trimmed();
+        rest = length < 0 ? QByteArrayView() : rest.sliced(length + 1);
+        if (line.startsWith('['))
+            inEntry = line == "[Desktop Entry]";
+        const qsizetype equals = inEntry ? line.indexOf('=') : -1;
+        const QByteArrayView key = line.first(std::max<qsizetype>(equals, 0)).trimmed();
+        // Most lines of an entry are translations.
+        if (key.isEmpty() || key.endsWith(']'))
+            continue;
+        if (QByteArray &value = entry[key.toByteArray()]; value.isEmpty())
+            value = unescaped(line.sliced(equals + 1).trimmed().toByteArray());
+    }
+    return entry;
+}
+
+QByteArrayList commandOf(const DesktopEntry &entry) {
+    QByteArrayList command = arguments(entry.value("Exec"));
+    // `env NAME=value program` is a common way to start a program with a variable set.
     qsizetype first = 0;
     if (command.value(0) == "env" || command.value(0).endsWith("/env")) {
         const QByteArrayList optionsWithValue = {"-u", "--unset", "-C", "--chdir"};
@@ -67,47 +91,6 @@ QByteArrayList withoutEnv(QByteArrayList command) {
     return command;
 }
 
-void take(QByteArrayView key, QByteArrayView value, DesktopEntry &entry, QByteArray &exec) {
-    const std::pair<QByteArrayView, bool *> flags[] = {{"Hidden", &entry.hidden},
-                                                       {"NoDisplay", &entry.noDisplay},
-                                                       {"DBusActivatable", &entry.startedByMessage}};
-    for (const auto &[name, flag] : flags) {
-        if (name == key)
-            *flag = *flag || value == "true";
-    }
-    const std::pair<QByteArrayView, QByteArray *> texts[] = {
-        {"Exec", &exec},       {"Name", &entry.name},         {"TryExec", &entry.tryExec},
-        {"Type", &entry.type}, {"X-Flatpak", &entry.flatpak}, {"X-SnapInstanceName", &entry.snap}};
-    for (const auto &[name, text] : texts) {
-        if (name == key && text->isEmpty())
-            *text = unescaped(value.toByteArray());
-    }
-}
-
-} // namespace
-
-std::optional<DesktopEntry> parseDesktopEntry(const QByteArray &bytes) {
-    DesktopEntry entry;
-    QByteArray exec;
-    bool inEntry = false;
-    bool hasEntry = false;
-    for (QByteArrayView rest(bytes); !rest.isEmpty();) {
-        const qsizetype length = rest.indexOf('\n');
-        const QByteArrayView line = (length < 0 ? rest : rest.first(length)).trimmed();
-        rest = length < 0 ? QByteArrayView() : rest.sliced(length + 1);
-        if (line.startsWith('['))
-            inEntry = line == "[Desktop Entry]";
-        hasEntry = hasEntry || inEntry;
-        const qsizetype equals = inEntry ? line.indexOf('=') : -1;
-        if (equals >= 0)
-            take(line.first(equals).trimmed(), line.sliced(equals + 1).trimmed(), entry, exec);
-    }
-    if (!hasEntry)
-        return std::nullopt;
-    entry.command = withoutEnv(arguments(exec));
-    return entry;
-}
-
 std::optional<std::filesystem::path> findProgram(const QByteArray &name) {
     if (name.startsWith('/'))
         return std::filesystem::path(name.toStdString());
@@ -119,8 +102,8 @@ std::optional<std::filesystem::path> findProgram(const QByteArray &name) {
 }
 
 std::optional<std::filesystem::path> desktopEntryProgram(const QByteArray &entry) {
-    const auto parsed = parseDesktopEntry(entry);
-    return parsed && !parsed->hidden ? findProgram(parsed->command.value(0)) : std::nullopt;
+    const DesktopEntry parsed = parseDesktopEntry(entry);
+    return parsed.value("Hidden") == "true" ? std::nullopt : findProgram(commandOf(parsed).value(0));
 }
 
 } // namespace platform

@@ -6,29 +6,21 @@
 
 #include <QByteArray>
 #include <QByteArrayList>
+#include <QHash>
 #include <filesystem>
 #include <optional>
 
 namespace platform {
 
-/// The keys of an entry that this program needs, with their escapes replaced; empty where the entry has none.
-/// Of a key that occurs twice the first value counts, but one "true" is enough.
-struct DesktopEntry {
-    QByteArray type;
-    QByteArray name;
-    QByteArray tryExec;
-    /// What Exec starts and its arguments, field codes among them. An `env` with its variables is left out.
-    QByteArrayList command;
-    bool hidden = false;
-    bool noDisplay = false;
-    bool startedByMessage = false;
-    /// The application's name in Flatpak and in Snap, by which their entries are marked.
-    QByteArray flatpak;
-    QByteArray snap;
-};
+/// The keys of an entry and their values, with escapes replaced and without translations; of a key that
+/// occurs twice the first value that is not empty.
+using DesktopEntry = QHash<QByteArray, QByteArray>;
 
-/// The entry in these bytes; none when they have no group "Desktop Entry".
-std::optional<DesktopEntry> parseDesktopEntry(const QByteArray &bytes);
+/// The entry in these bytes; empty when they have no group "Desktop Entry".
+DesktopEntry parseDesktopEntry(const QByteArray &bytes);
+
+/// What Exec starts and its arguments, field codes among them. An `env` with its variables is left out.
+QByteArrayList commandOf(const DesktopEntry &entry);
 
 /// The program of this name, found through PATH when the name is not absolute; none when PATH does not lead
 /// to it. An absolute one is not looked for.

@@ -6,9 +6,9 @@
 #include "platform/linux/helpers/system_profiler/Report.h"
 #include "platform/posix/Text.h"
 
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <algorithm>
-#include <climits>
 #include <unordered_set>
 
 namespace system_profiler {
@@ -23,25 +23,9 @@ bool isWithin(const fs::path &path, const std::optional<fs::path> &folder) {
 
 // Programs that run what their arguments name: whoever installed one did not install the application.
 bool runsOtherPrograms(const fs::path &program) {
-    static constexpr std::string_view names[] = {"sh",   "bash",   "dash",    "perl",     "ruby",
-                                                 "java", "node",   "wine",    "xdg-open", "sudo",
-                                                 "gjs",  "pkexec", "flatpak", "snap"};
-    const std::string name = program.filename().native();
-    return name.starts_with("python") ||
-           std::find(std::begin(names), std::end(names), name) != std::end(names);
-}
-
-// How an entry breaks the format of desktop entries; empty for one that does not.
-QString problemOf(const platform::DesktopEntry &entry) {
-    if (entry.type.isEmpty())
-        return QStringLiteral("a desktop entry without a type");
-    if (entry.name.trimmed().isEmpty())
-        return QStringLiteral("a desktop entry without a name");
-    if (entry.command.isEmpty() && !entry.startedByMessage)
-        return QStringLiteral("a desktop entry that starts nothing");
-    if (entry.command.value(0).size() >= PATH_MAX)
-        return QStringLiteral("a desktop entry whose program has too long a name");
-    return {};
+    static const QRegularExpression names(QStringLiteral(
+        "^((|ba|da)sh|python.*|perl|ruby|java|node|gjs|wine|xdg-open|sudo|pkexec|flatpak|snap)$"));
+    return names.match(platform::displayText(program.filename())).hasMatch();
 }
 
 // What an entry says of itself becomes part of paths.
@@ -50,9 +34,9 @@ bool isName(const QByteArray &text) {
 }
 
 // The program that a Flatpak application's entry names.
-fs::path programIn(const fs::path &location, const platform::DesktopEntry &entry) {
+fs::path programIn(const fs::path &location, const QByteArrayList &command) {
     constexpr QByteArrayView option = "--command=";
-    for (const QByteArray &argument : entry.command) {
+    for (const QByteArray &argument : command) {
         if (argument.startsWith(option))
             return location / "files/bin" / fs::path(argument.mid(option.size()).toStdString()).filename();
     }
@@ -94,60 +78,43 @@ private:
     void addBundlesIn(const fs::path &folder, int depth) {
         for (const fs::path &path : m_reader.entriesOf(folder)) {
             if (path.extension() == ".app")
-                bundleAt(path);
+                addBundleAt(path);
             else if (depth > 0)
                 addBundlesIn(path, depth - 1);
         }
     }
 
-    /// The place in `m_found` of the bundle at `path`, which is added when it is new; none without a bundle.
-    std::optional<std::size_t> bundleAt(const fs::path &path) {
-        const auto [known, isNew] = m_bundles.try_emplace(resolved(path).native());
+    void addBundleAt(const fs::path &path) {
         const fs::path info = path / "Contents/Info.plist";
         std::error_code error;
-        if (!isNew || (!fs::exists(info, error) && !error))
-            return known->second;
-        // The bundle reads the file again, without the reader's limits.
-        const auto bundle = m_reader.read(info) ? platform::Bundle::at(path) : std::nullopt;
-        if (!bundle) {
-            // Keeps the reader's reason, if it has one.
+        if (const auto bundle = platform::Bundle::at(path))
+            applicationOf(*bundle);
+        else if (fs::exists(info, error) || error)
             m_reader.note(info, QStringLiteral("no property list with keys"));
-            return std::nullopt;
-        }
-        known->second = m_found.size();
-        Application &application = m_found.emplace_back();
-        application.name =
-            bundle->text("CFBundleDisplayName")
-                .value_or(bundle->text("CFBundleName").value_or(platform::displayText(path.stem())));
-        application.version =
-            bundle->shortVersion().value_or(bundle->text("CFBundleVersion").value_or(QString()));
-        application.source = QStringLiteral("Application bundle");
-        describe(application, path, bundle->executable().value_or(fs::path()));
-        addFile(application, info);
-        return known->second;
     }
 
-    /// The nearest bundle around `program`, first above the place that links lead to, then above its own: a
-    /// bundle may be a link to a folder of another name.
-    std::optional<std::size_t> bundleAround(const fs::path &program) {
-        std::optional<std::size_t> bundle;
-        for (std::string path : {resolved(program).native(), program.native()}) {
-            std::size_t end = 0;
-            // Applications within applications end sooner; a path made to keep the search busy does not.
-            for (int left = 4; !bundle && left > 0 && (end = path.rfind(".app/")) != path.npos; --left) {
-                path.resize(path.find('/', end));
-                if (fs::path(path).extension() == ".app")
-                    bundle = bundleAt(path);
-            }
-        }
-        return bundle;
+    /// The application that a bundle is; it is added when it is new.
+    Application &applicationOf(const platform::Bundle &bundle) {
+        const auto [known, isNew] = m_bundles.try_emplace(resolved(bundle.path()), m_found.size());
+        if (!isNew)
+            return m_found[known->second];
+        Application &application = m_found.emplace_back();
+        application.name =
+            bundle.text("CFBundleDisplayName")
+                .value_or(bundle.text("CFBundleName").value_or(platform::displayText(bundle.path().stem())));
+        application.version =
+            bundle.shortVersion().value_or(bundle.text("CFBundleVersion").value_or(QString()));
+        application.source = QStringLiteral("Application bundle");
+        describe(application, bundle.path(), bundle.executable().value_or(fs::path()));
+        application.files = {resolved(bundle.path() / "Contents/Info.plist")};
+        return application;
     }
 
     // As the Desktop Entry Specification of freedesktop.org orders them: an entry's identifier is its path
     // below its folder with '-' for each '/'; it replaces all later ones with its identifier, also when it is
     // left out. Each folder is read once, whatever links lead to it.
     void addEntriesIn(const fs::path &folder, const std::string &prefix = {}) {
-        if (!m_entryFolders.insert(resolved(folder).native()).second)
+        if (!m_entryFolders.insert(resolved(folder)).second)
             return;
         for (const fs::path &path : m_reader.entriesOf(folder)) {
             const std::string name = path.filename().native();
@@ -164,101 +131,84 @@ private:
         const auto bytes = m_reader.read(path);
         if (!bytes)
             return;
-        // A zero is UTF-8 too, but would end a path early.
-        if (bytes->contains('\0') || !QByteArrayView(*bytes).isValidUtf8())
-            return m_reader.note(path, QStringLiteral("not UTF-8 text"));
-        const auto entry = platform::parseDesktopEntry(*bytes);
-        if (!entry)
-            return m_reader.note(path, QStringLiteral("no desktop entry"));
-        const QString tried = QString::fromUtf8(entry->tryExec);
-        if (entry->hidden || (!tried.isEmpty() && QStandardPaths::findExecutable(tried).isEmpty()) ||
-            (!entry->type.isEmpty() && entry->type != "Application"))
+        const platform::DesktopEntry entry = platform::parseDesktopEntry(*bytes);
+        const QByteArray type = entry.value("Type");
+        const QString tried = QString::fromUtf8(entry.value("TryExec"));
+        if (entry.value("Hidden") == "true" || (!type.isEmpty() && type != "Application") ||
+            (!tried.isEmpty() && QStandardPaths::findExecutable(tried).isEmpty()))
             return;
-        if (const QString problem = problemOf(*entry); !problem.isEmpty())
-            return m_reader.note(path, problem);
-        addEntry(path, *entry);
-    }
-
-    Application &add(const fs::path &path, const platform::DesktopEntry &entry, const QString &source) {
-        Application &application = m_found.emplace_back();
-        application.name = QString::fromUtf8(entry.name);
-        application.source = source;
+        const QString name = QString::fromUtf8(entry.value("Name"));
+        const QByteArrayList command = platform::commandOf(entry);
+        const bool isStarted = !command.isEmpty() || entry.value("DBusActivatable") == "true";
+        if (type.isEmpty() || name.trimmed().isEmpty() || !isStarted)
+            return m_reader.note(path, QStringLiteral("no desktop entry with a type, a name and a program"));
+        Application application;
+        application.name = name;
         application.entries = {path};
-        application.inMenus = !entry.noDisplay;
-        return application;
+        application.inMenus = entry.value("NoDisplay") != "true";
+        if (isName(entry.value("X-Flatpak")))
+            addSandboxed(std::move(application), command, entry.value("X-Flatpak"), m_flatpak);
+        else if (isName(entry.value("X-SnapInstanceName")))
+            addSandboxed(std::move(application), command, entry.value("X-SnapInstanceName"), m_snap);
+        else
+            addProgram(std::move(application), path, command.value(0));
     }
 
-    void addEntry(const fs::path &path, const platform::DesktopEntry &entry) {
-        if (isName(entry.flatpak))
-            return addSandboxed(path, entry, entry.flatpak, m_flatpak);
-        if (isName(entry.snap))
-            return addSandboxed(path, entry, entry.snap, m_snap);
-        const auto program = platform::findProgram(entry.command.value(0));
-        const auto bundle = program ? bundleAround(*program) : std::nullopt;
-        if (!bundle)
-            return addProgram(path, entry, program);
-        Application &application = m_found[*bundle];
-        application.inMenus = !entry.noDisplay || (application.inMenus && !application.entries.empty());
-        application.entries.push_back(path);
-        addFile(application, path);
-    }
-
-    void addSandboxed(const fs::path &path, const platform::DesktopEntry &entry, const QByteArray &identifier,
+    void addSandboxed(Application application, const QByteArrayList &command, const QByteArray &identifier,
                       Sandbox &sandbox) {
         if (!sandbox.packages)
             sandbox.packages = sandbox.ask(m_reader);
         const Package &package = (*sandbox.packages)[identifier.toStdString()];
-        Application &application =
-            add(path, entry, QStringLiteral("%1 %2").arg(sandbox.name, QString::fromUtf8(identifier)));
+        application.source = QStringLiteral("%1 %2").arg(sandbox.name, QString::fromUtf8(identifier));
         application.version = package.version;
         application.maintainer = package.maintainer;
         for (const fs::path &folder : sandbox.folders) {
             const fs::path location = folder / identifier.toStdString() / sandbox.version;
-            if (application.location.isEmpty() && modificationTime(location))
-                describe(application, location, programIn(location, entry));
+            if (application.location.isEmpty() && modificationTime(location).isValid())
+                describe(application, location, programIn(location, command));
         }
+        m_found.push_back(std::move(application));
     }
 
-    void addProgram(const fs::path &path, const platform::DesktopEntry &entry,
-                    const std::optional<fs::path> &program) {
-        const bool isUsers = isWithin(path, m_home) || (program && isWithin(*program, m_home));
-        Application &application =
-            add(path, entry, isUsers ? QStringLiteral("User") : QStringLiteral("System"));
-        addFile(application, path);
-        if (program && modificationTime(*program)) {
-            describe(application, *program, *program);
-            if (!runsOtherPrograms(*program))
-                addFile(application, *program);
-        } else if (!entry.command.isEmpty()) {
-            application.location =
-                QStringLiteral("%1 (not found)").arg(QString::fromUtf8(entry.command.first()));
+    // Or gives the entry to the bundle that its program is in.
+    void addProgram(Application application, const fs::path &entry, const QByteArray &name) {
+        const fs::path program = platform::findProgram(name).value_or(fs::path());
+        const fs::path real = resolved(program);
+        application.files = {resolved(entry)};
+        if (modificationTime(program).isValid()) {
+            // A bundle may be a link to a folder of another name.
+            auto bundle = platform::Bundle::around(real);
+            if (!bundle)
+                bundle = platform::Bundle::around(program);
+            if (bundle) {
+                Application &whole = applicationOf(*bundle);
+                whole.inMenus = application.inMenus || (whole.inMenus && !whole.entries.empty());
+                whole.entries.push_back(entry);
+                whole.files.push_back(resolved(entry));
+                return;
+            }
+            describe(application, program, program);
+            if (!runsOtherPrograms(program))
+                application.files.push_back(real);
+        } else if (!name.isEmpty()) {
+            application.location = QStringLiteral("%1 (not found)").arg(QString::fromUtf8(name));
         }
+        const bool isUsers = isWithin(entry, m_home) || isWithin(program, m_home);
+        application.source = isUsers ? QStringLiteral("User") : QStringLiteral("System");
+        m_found.push_back(std::move(application));
     }
 
     // Kind and date are the program's; without one the date is that of the location itself.
     void describe(Application &application, const fs::path &location, const fs::path &program) {
         application.location = platform::displayText(location);
         application.kind = m_reader.kindOf(program);
-        const auto modified = modificationTime(program);
-        application.modified = modified ? modified : modificationTime(location);
+        const QDateTime modified = modificationTime(program);
+        application.modified = modified.isValid() ? modified : modificationTime(location);
     }
 
-    // A package may list a file by its own path or by the one that links lead to.
-    void addFile(Application &application, const fs::path &file) {
-        application.files.push_back(file.native());
-        application.files.push_back(resolved(file).native());
-    }
-
-    // The path with all links followed; the path itself when that fails. It takes a system call for each part
-    // of a path, and most files share a few folders.
-    fs::path resolved(const fs::path &path) {
+    // The path with all links followed; the path itself when that fails.
+    static fs::path resolved(const fs::path &path) {
         std::error_code error;
-        if (fs::is_regular_file(fs::symlink_status(path, error))) {
-            const auto [known, isNew] = m_folders.try_emplace(path.parent_path().native());
-            if (isNew)
-                known->second = resolved(path.parent_path());
-            return known->second / path.filename();
-        }
         const fs::path result = fs::canonical(path, error);
         return error ? path : result;
     }
@@ -267,13 +217,13 @@ private:
         std::set<std::string> files;
         for (const Application &application : m_found)
             files.insert(application.files.begin(), application.files.end());
-        const auto packages = packagesOf(files, m_reader, answerLimit);
+        Packages packages = packagesOf(files, m_reader, answerLimit);
         for (Application &application : m_found) {
             const auto owned = std::find_if(application.files.begin(), application.files.end(),
                                             [&](const auto &file) { return packages.contains(file); });
             if (owned == application.files.end())
                 continue;
-            const Package &package = packages.at(*owned);
+            const Package &package = packages[*owned];
             application.source = QStringLiteral("Package %1").arg(package.name);
             application.maintainer = package.maintainer;
             if (application.version.isEmpty())
@@ -293,12 +243,10 @@ private:
         "current/active"};
     Sandbox m_snap{QStringLiteral("Snap"), snaps, {"/snap", "/var/lib/snapd/snap"}, "current"};
     // By the path with all links followed, so that each bundle and each folder of entries counts once.
-    std::map<std::string, std::optional<std::size_t>> m_bundles;
-    std::unordered_set<std::string> m_entryFolders;
+    std::map<fs::path, std::size_t> m_bundles;
+    std::set<fs::path> m_entryFolders;
     // The identifiers of the desktop entries.
     std::unordered_set<std::string> m_entries;
-    // Where the folders of files are with all links followed.
-    std::map<std::string, fs::path> m_folders;
     std::vector<Application> m_found;
 };
 

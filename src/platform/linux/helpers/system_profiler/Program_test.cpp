@@ -86,7 +86,7 @@ constexpr auto wholeReport = R"(Applications:
 
 Not read:
 
-    SYSTEM/applications/broken.desktop: no desktop entry
+    SYSTEM/applications/broken.desktop: no desktop entry with a type, a name and a program
 
 )";
 

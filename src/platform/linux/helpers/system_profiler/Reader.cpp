@@ -4,12 +4,11 @@
 #include "platform/posix/Text.h"
 
 #include <QByteArrayList>
+#include <QHash>
 #include <QtEndian>
 #include <algorithm>
-#include <cerrno>
 #include <elf.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace system_profiler {
 
@@ -20,33 +19,18 @@ namespace {
 // Holds an ELF header, and the longest first line of a script that the kernel reads.
 constexpr std::size_t beginningBytes = 256;
 
-QString machineName(unsigned machine) {
-    static constexpr std::pair<unsigned, const char *> names[] = {
-        {EM_386, "x86"},       {EM_MIPS, "MIPS"},
-        {EM_PPC, "PowerPC"},   {EM_PPC64, "PowerPC"},
-        {EM_S390, "S/390"},    {EM_ARM, "ARM"},
-        {EM_X86_64, "x86-64"}, {EM_AARCH64, "ARM"},
-        {EM_RISCV, "RISC-V"},  {EM_LOONGARCH, "LoongArch"},
-    };
-    for (const auto &[number, name] : names) {
-        if (number == machine)
-            return QString::fromLatin1(name);
-    }
-    return QStringLiteral("machine %1").arg(machine);
-}
-
-// Empty for a header that breaks off or contradicts itself. No program is shorter than the larger header.
-QString elfKind(const QByteArray &header) {
-    if (header.size() < static_cast<qsizetype>(sizeof(Elf64_Ehdr)))
-        return {};
-    const bool has64Bits = header[EI_CLASS] == ELFCLASS64;
-    const bool isLittleEndian = header[EI_DATA] == ELFDATA2LSB;
-    if ((!has64Bits && header[EI_CLASS] != ELFCLASS32) || (!isLittleEndian && header[EI_DATA] != ELFDATA2MSB))
-        return {};
-    // In the same place for both classes.
-    const char *const place = header.constData() + offsetof(Elf64_Ehdr, e_machine);
-    const auto machine = isLittleEndian ? qFromLittleEndian<quint16>(place) : qFromBigEndian<quint16>(place);
-    return QStringLiteral("%1-bit %2").arg(has64Bits ? 64 : 32).arg(machineName(machine));
+// What is read of the header is in the same place for both classes. The bytes are taken to be in this
+// machine's order.
+QString elfKind(QByteArray header) {
+    static const QHash<int, QString> names{{EM_386, QStringLiteral("x86")},
+                                           {EM_X86_64, QStringLiteral("x86-64")},
+                                           {EM_ARM, QStringLiteral("ARM")},
+                                           {EM_AARCH64, QStringLiteral("ARM")}};
+    header.resize(sizeof(Elf64_Ehdr), '\0');
+    const auto machine = qFromUnaligned<Elf64_Half>(header.constData() + offsetof(Elf64_Ehdr, e_machine));
+    return QStringLiteral("%1-bit %2")
+        .arg(header[EI_CLASS] == ELFCLASS64 ? 64 : 32)
+        .arg(names.value(machine, QStringLiteral("machine %1").arg(machine)));
 }
 
 QString scriptKind(const QByteArray &beginning) {
@@ -87,20 +71,13 @@ std::optional<QByteArray> Reader::read(const fs::path &file) {
 QString Reader::kindOf(const fs::path &program) {
     std::uint64_t sizeBytes = 0;
     std::error_code error;
-    QByteArray beginning(beginningBytes, Qt::Uninitialized);
     const auto file = platform::openRegularFile(program, sizeBytes, error);
-    const ssize_t count = file ? ::pread(file.get(), beginning.data(), beginningBytes, 0) : 0;
-    if (count < 0)
-        error = {errno, std::generic_category()};
-    if (error && !isAbsence(error))
+    const auto beginning = file ? platform::readAtMost(file.get(), beginningBytes, error) : std::nullopt;
+    if (!beginning && !isAbsence(error))
         note(program, error);
-    beginning.truncate(std::max<ssize_t>(count, 0));
-    if (!beginning.startsWith(ELFMAG))
-        return beginning.startsWith("#!") ? scriptKind(beginning) : QString();
-    QString kind = elfKind(beginning);
-    if (kind.isEmpty())
-        note(program, QStringLiteral("a damaged ELF header"));
-    return kind;
+    if (beginning && beginning->startsWith(ELFMAG))
+        return elfKind(*beginning);
+    return beginning && beginning->startsWith("#!") ? scriptKind(*beginning) : QString();
 }
 
 void Reader::note(const fs::path &path, const QString &reason) {
@@ -113,11 +90,10 @@ void Reader::note(const fs::path &path, const std::error_code &error) {
                                                     : platform::description(error));
 }
 
-std::optional<std::chrono::sys_seconds> modificationTime(const fs::path &path) {
+QDateTime modificationTime(const fs::path &path) {
     struct stat status {};
-    if (::stat(path.c_str(), &status) != 0)
-        return std::nullopt;
-    return std::chrono::sys_seconds(std::chrono::seconds(status.st_mtim.tv_sec));
+    return ::stat(path.c_str(), &status) == 0 ? QDateTime::fromSecsSinceEpoch(status.st_mtim.tv_sec, Qt::UTC)
+                                              : QDateTime();
 }
 
 bool isAbsence(const std::error_code &error) {

@@ -5,8 +5,8 @@
 #pragma once
 
 #include <QByteArray>
+#include <QDateTime>
 #include <QString>
-#include <chrono>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -53,8 +53,8 @@ private:
     std::map<std::string, QString> m_notRead;
 };
 
-/// When a file or folder, or what a link leads to, was last modified.
-std::optional<std::chrono::sys_seconds> modificationTime(const std::filesystem::path &path);
+/// When a file or folder, or what a link leads to, was last modified, in UTC; invalid when there is none.
+QDateTime modificationTime(const std::filesystem::path &path);
 
 /// Whether the error says that there is no such file.
 bool isAbsence(const std::error_code &error);

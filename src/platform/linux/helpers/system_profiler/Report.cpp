@@ -2,7 +2,6 @@
 
 #include "platform/posix/Text.h"
 
-#include <QDateTime>
 #include <algorithm>
 #include <tuple>
 
@@ -11,12 +10,6 @@ namespace system_profiler {
 namespace {
 
 constexpr qsizetype lineLimit = 1000;
-
-QString timeText(const std::optional<std::chrono::sys_seconds> &time) {
-    // Empty for a year of more than four digits.
-    const std::int64_t seconds = time ? time->time_since_epoch().count() : 0;
-    return time ? QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC).toString(Qt::ISODate) : QString();
-}
 
 QByteArray orUnknown(const QString &text) {
     const QByteArray line = lineOf(text).toUtf8();
@@ -31,7 +24,8 @@ void addBlock(QByteArray &report, const Application &application) {
     report.append("    ").append(orUnknown(application.name)).append(":\n\n");
     addLine(report, "Version", application.version);
     addLine(report, "Obtained from", application.source);
-    addLine(report, "Last Modified", timeText(application.modified));
+    // Empty for a year of more than four digits.
+    addLine(report, "Last Modified", application.modified.toString(Qt::ISODate));
     addLine(report, "Kind", application.kind);
     if (!application.maintainer.isEmpty())
         addLine(report, "Maintainer", application.maintainer);
@@ -52,17 +46,12 @@ QString lineOf(const QString &text) {
 }
 
 QByteArray reportOf(std::vector<Application> applications, const Reader &reader) {
-    using Key = std::tuple<QString, QString, std::vector<std::filesystem::path>>;
-    std::multimap<Key, const Application *> sorted;
-    for (Application &application : applications) {
-        std::sort(application.entries.begin(), application.entries.end());
-        sorted.emplace(
-            Key{lineOf(application.name).toCaseFolded(), application.location, application.entries},
-            &application);
-    }
+    std::ranges::stable_sort(applications, {}, [](const Application &application) {
+        return std::tuple(lineOf(application.name).toCaseFolded(), application.location);
+    });
     QByteArray report = "Applications:\n\n";
-    for (const auto &[key, application] : sorted)
-        addBlock(report, *application);
+    for (const Application &application : applications)
+        addBlock(report, application);
     if (reader.notRead().empty())
         return report;
     report.append("Not read:\n\n");

@@ -1,13 +1,11 @@
 // The report: the applications of this machine and user, from desktop entries, bundles and package managers,
 // and their text.
 //
-// The same applications give the same bytes, whatever order they come in, and whatever language and time zone
-// the machine is set to: times are in UTC, so that reports of two machines can be compared.
+// The same applications give the same bytes, whatever language and time zone the machine is set to: times are
+// in UTC, so that reports of two machines can be compared.
 #pragma once
 
 #include "platform/linux/helpers/system_profiler/Reader.h"
-
-#include <chrono>
 
 namespace system_profiler {
 
@@ -16,7 +14,7 @@ struct Application {
     QString name;
     QString version;
     QString source;
-    std::optional<std::chrono::sys_seconds> modified;
+    QDateTime modified;
     QString kind;
     QString location;
     QString maintainer;
@@ -25,7 +23,7 @@ struct Application {
     /// False when all of its entries say that menus should not show it.
     bool inMenus = true;
     /// Not shown: files by which to ask for its package, the most telling first.
-    std::vector<std::string> files;
+    std::vector<std::filesystem::path> files;
 };
 
 /// Every application that a desktop entry offers, and every bundle once. An application's version is what its
@@ -35,8 +33,8 @@ std::vector<Application> applicationsOfThisMachine(Reader &reader);
 /// A text as the report shows it: escaped, on one line, of bounded length.
 QString lineOf(const QString &text);
 
-/// The report in UTF-8: a block for each application, by name without regard to case and then by location;
-/// then, if there is any, what was not read.
+/// The report in UTF-8: a block for each application, by name without regard to case, then by location, then
+/// in the given order; then, if there is any, what was not read.
 QByteArray reportOf(std::vector<Application> applications, const Reader &reader);
 
 } // namespace system_profiler
