@@ -5,7 +5,6 @@
 namespace spindump {
 
 void CallTree::add(const std::vector<const Symbol *> &chain, std::uint64_t samples) {
-    constexpr std::size_t mostLines = 16;
     std::size_t at = 0;
     std::size_t depth = 0;
     for (const Symbol *symbol : chain) {
@@ -19,7 +18,7 @@ void CallTree::add(const std::vector<const Symbol *> &chain, std::uint64_t sampl
         }
         Call &call = m_calls[at];
         call.depth = std::max(call.depth, ++depth);
-        if (!symbol->line.isEmpty() && (call.lines.size() < mostLines || call.lines.contains(symbol->line)))
+        if (!symbol->line.isEmpty())
             call.lines[symbol->line] += samples;
     }
 }
