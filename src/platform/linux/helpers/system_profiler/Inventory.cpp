@@ -106,7 +106,7 @@ private:
             bundle.shortVersion().value_or(bundle.text("CFBundleVersion").value_or(QString()));
         application.source = QStringLiteral("Application bundle");
         describe(application, bundle.path(), bundle.executable().value_or(fs::path()));
-        application.files = {resolved(bundle.path() / "Contents/Info.plist")};
+        addFile(application, bundle.path() / "Contents/Info.plist");
         return application;
     }
 
@@ -173,23 +173,22 @@ private:
     // Or gives the entry to the bundle that its program is in.
     void addProgram(Application application, const fs::path &entry, const QByteArray &name) {
         const fs::path program = platform::findProgram(name).value_or(fs::path());
-        const fs::path real = resolved(program);
-        application.files = {resolved(entry)};
+        addFile(application, entry);
         if (modificationTime(program).isValid()) {
             // A bundle may be a link to a folder of another name.
-            auto bundle = platform::Bundle::around(real);
+            auto bundle = platform::Bundle::around(resolved(program));
             if (!bundle)
                 bundle = platform::Bundle::around(program);
             if (bundle) {
                 Application &whole = applicationOf(*bundle);
                 whole.inMenus = application.inMenus || (whole.inMenus && !whole.entries.empty());
                 whole.entries.push_back(entry);
-                whole.files.push_back(resolved(entry));
+                addFile(whole, entry);
                 return;
             }
             describe(application, program, program);
             if (!runsOtherPrograms(program))
-                application.files.push_back(real);
+                addFile(application, program);
         } else if (!name.isEmpty()) {
             application.location = QStringLiteral("%1 (not found)").arg(QString::fromUtf8(name));
         }
@@ -204,6 +203,12 @@ private:
         application.kind = m_reader.kindOf(program);
         const QDateTime modified = modificationTime(program);
         application.modified = modified.isValid() ? modified : modificationTime(location);
+    }
+
+    // A package may list a file by its own path or by the one that links lead to.
+    static void addFile(Application &application, const fs::path &file) {
+        application.files.push_back(file);
+        application.files.push_back(resolved(file));
     }
 
     // The path with all links followed; the path itself when that fails.
