@@ -1,4 +1,4 @@
-// What the desktop does for the window: file browser, mail program, pasteboard, appearance.
+// What the desktop does for the window: file browser, mail program, pasteboard, file panel, appearance.
 //
 // Main thread. The functions return at once; where the desktop lacks the service, nothing happens.
 #pragma once
@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <vector>
 
 namespace platform {
 
@@ -22,6 +24,23 @@ void setPasteboardText(const QString &text);
 
 /// Whether it still holds what this program put there.
 bool ownsPasteboard();
+
+/// The desktop's panel for choosing files. Closes when the object goes.
+class FileChooser {
+public:
+    /// What the user chose, none when the panel was cancelled; empty where the desktop has no such panel.
+    using Files = std::optional<std::vector<std::filesystem::path>>;
+
+    /// Opens the panel, which offers the files that have one of the extensions; `kind` is what these are
+    /// called. `chosen` is called once, in a later turn of the main thread, and may not destroy the object.
+    FileChooser(const QString &title, const QString &kind, const QStringList &extensions,
+                std::function<void(Files)> chosen);
+    ~FileChooser();
+
+private:
+    class Request;
+    std::unique_ptr<Request> m_request;
+};
 
 enum class ColorScheme { light, dark };
 

@@ -26,6 +26,7 @@ const QString missingFolder = QStringLiteral("userFilesURL is nil");
 const QStringList attachableExtensions =
     QStringLiteral("pdf jpg jpeg png doc docx xls xlsx ppt pptx").split(u' ');
 
+// A panel offers only files of these kinds, but may let the user type any name.
 std::vector<fs::path> attachable(std::vector<fs::path> files) {
     std::erase_if(files, [](const fs::path &file) {
         const auto extension = platform::displayText(file.extension()).mid(1);
@@ -79,7 +80,17 @@ bool hasFolder() {
 } // namespace
 
 void ContentView::presentFilePicker() {
+    if (isFilePickerPresented)
+        return;
     isFilePickerPresented = true;
+    m_fileChooser = std::make_unique<platform::FileChooser>(
+        QStringLiteral("Attach files"), QStringLiteral("Pictures and documents"), attachableExtensions,
+        [this](const platform::FileChooser::Files &files) {
+            if (files)
+                filesPicked(attachable(*files));
+            else
+                isFilePanelVisible = true;
+        });
 }
 
 QStringList ContentView::filePanelFilters() const {
@@ -91,6 +102,7 @@ QUrl ContentView::filePanelFolder() const {
 }
 
 void ContentView::closeFilePanel(const QList<QUrl> &picked) {
+    isFilePanelVisible = false;
     std::vector<fs::path> files;
     for (const QUrl &url : picked)
         files.emplace_back(QFile::encodeName(url.toLocalFile()).toStdString());

@@ -266,8 +266,13 @@ TEST_F(AttachmentsTest, WithoutALocationNothingIsAttachedCountedOrRemoved) {
 
 // --- The panel ---
 
+// On a desktop without a panel: the window shows its own.
 class FilePanelTest : public AttachmentsTest {
 protected:
+    void open() {
+        view.presentFilePicker();
+        EXPECT_TRUE(runMainQueueUntil([&] { return view.isFilePanelVisible.value(); }));
+    }
     void pick(const std::vector<fs::path> &files) {
         QList<QUrl> urls;
         for (const fs::path &file : files)
@@ -283,21 +288,21 @@ TEST_F(FilePanelTest, ComesUpOnceAndAttachesNothingWhenItIsCancelled) {
     EXPECT_EQ(view.filePanelFilters().join(u' '),
               QStringLiteral("*.pdf *.jpg *.jpeg *.png *.doc *.docx *.xls *.xlsx *.ppt *.pptx"));
     view.presentFilePicker();
-    view.presentFilePicker();
-    expect("isFilePickerPresented = true");
+    open();
+    expect("isFilePickerPresented = true", "isFilePanelVisible = true");
     pick({});
-    expect("isFilePickerPresented = false");
+    expect("isFilePanelVisible = false", "isFilePickerPresented = false");
     view.filesPicked(QStringLiteral("no panel"));
     expect("ERROR: File selection error: no panel");
 }
 
 TEST_F(FilePanelTest, AttachesWhatIsPickedButForOtherKindsOfFiles) {
-    view.presentFilePicker();
+    open();
     record.take();
     pick({make("one %2e#.pdf"), make("two.PNG"), make("three.exe"), make("pdf")});
-    expect("isFilePickerPresented = false", measured(14, 0), "fileProcessingQueue = [one %2e#.pdf, two.PNG]",
-           copied, "fileProcessingQueue = [two.PNG]", copied, "fileProcessingQueue = []",
-           "filesCountInDestination = 2", counted(2));
+    expect("isFilePanelVisible = false", "isFilePickerPresented = false", measured(14, 0),
+           "fileProcessingQueue = [one %2e#.pdf, two.PNG]", copied, "fileProcessingQueue = [two.PNG]", copied,
+           "fileProcessingQueue = []", "filesCountInDestination = 2", counted(2));
     // Once the archive was started, nothing is attached any more.
     UtilityFunctions::ShareButtonPressed = true;
     ContentView frozen;

@@ -7,6 +7,7 @@
 
 #include "discovery/RunState.h"
 #include "packaging/UploadError.h"
+#include "platform/Desktop.h"
 #include "ui/ContentViewState.h"
 #include "ui/StatusText.h"
 
@@ -74,9 +75,9 @@ public:
     Q_INVOKABLE void leaveFeedback();
     Q_INVOKABLE void leaveEmail();
 
-    /// Opens the file panel; what comes of it goes to `filesPicked`.
+    /// Opens the desktop's file panel, else the window's own; what comes of it goes to `filesPicked`.
     Q_INVOKABLE void presentFilePicker();
-    /// The panel is done; `picked` is empty when it was cancelled.
+    /// The window's own panel is done; `picked` is empty when it was cancelled.
     Q_INVOKABLE void closeFilePanel(const QList<QUrl> &picked);
 
     /// The files that the user picked, none when the panel was cancelled; or what failed.
@@ -120,6 +121,8 @@ private:
     // The status line as worker threads read and write it.
     std::shared_ptr<StatusText> m_status;
     QPropertyNotifier m_statusNotifier;
+    // The latest panel; it closes with the window.
+    std::unique_ptr<platform::FileChooser> m_fileChooser;
     // Of the latest upload: what an earlier one reports is not about what the window shows.
     int m_uploadNumber = 0;
     // Files are still to be copied in a later turn.

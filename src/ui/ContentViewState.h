@@ -126,6 +126,8 @@ public:
 
     // Attachments.
     LUMAMON_FIELD(bool, isFilePickerPresented, false)
+    /// The window shows its own file panel, since the desktop has none.
+    LUMAMON_FIELD(bool, isFilePanelVisible, false)
     LUMAMON_FIELD(std::vector<std::filesystem::path>, fileProcessingQueue,
                   std::vector<std::filesystem::path>())
     LUMAMON_FIELD(qint64, filesCountInDestination, 0)

@@ -5,12 +5,15 @@
 #include <QClipboard>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusMetaType>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QDBusServiceWatcher>
 #include <QDBusVariant>
 #include <QGuiApplication>
 #include <QPalette>
 #include <QUrl>
+#include <QWindow>
 #include <thread>
 
 namespace platform {
@@ -30,8 +33,13 @@ QString fileUrl(const std::filesystem::path &path) {
            QString::fromLatin1(QByteArray::fromStdString(path.native()).toPercentEncoding("/"));
 }
 
+std::filesystem::path pathOf(const QString &fileUrl) {
+    return QByteArray::fromPercentEncoding(fileUrl.toUtf8().mid(qstrlen("file://"))).toStdString();
+}
+
 const QString portal = QStringLiteral("org.freedesktop.portal.Desktop");
 const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
+const QString requestInterface = QStringLiteral("org.freedesktop.portal.Request");
 const QString settings = QStringLiteral("org.freedesktop.portal.Settings");
 const QString appearance = QStringLiteral("org.freedesktop.appearance");
 const QString colorScheme = QStringLiteral("color-scheme");
@@ -45,6 +53,33 @@ ColorScheme schemeOfPalette() {
     return palette.color(QPalette::Window).lightness() < palette.color(QPalette::WindowText).lightness()
                ? ColorScheme::dark
                : ColorScheme::light;
+}
+
+// A filter of the file panel: its name and its patterns, each a glob (0) or a media type (1).
+using Pattern = std::pair<uint, QString>;
+using Filter = std::pair<QString, QList<Pattern>>;
+
+// Portals tell capital letters from small ones.
+QVariant filterOf(const QString &kind, const QStringList &extensions) {
+    qDBusRegisterMetaType<Pattern>();
+    qDBusRegisterMetaType<QList<Pattern>>();
+    qDBusRegisterMetaType<Filter>();
+    qDBusRegisterMetaType<QList<Filter>>();
+    QList<Pattern> patterns;
+    for (const QString &extension : extensions) {
+        QString glob = QStringLiteral("*.");
+        for (const QChar letter : extension)
+            glob += u'[' + letter.toLower() + letter.toUpper() + u']';
+        patterns.emplaceBack(0, glob);
+    }
+    return QVariant::fromValue(QList<Filter>{{kind, patterns}});
+}
+
+// The window that the panel belongs to, as portals name it.
+QString nameOf(const QWindow *window) {
+    return window != nullptr && QGuiApplication::platformName() == u"xcb"
+               ? QStringLiteral("x11:") + QString::number(window->winId(), 16)
+               : QString();
 }
 
 } // namespace
@@ -79,6 +114,77 @@ void setPasteboardText(const QString &text) {
 bool ownsPasteboard() {
     return QGuiApplication::clipboard()->ownsClipboard();
 }
+
+// The desktop portal's panel.
+// https://flatpak.github.io/xdg-desktop-portal/docs/doc-org.freedesktop.portal.FileChooser.html
+class FileChooser::Request : public QObject {
+    Q_OBJECT
+
+public:
+    Request(const QString &title, const QString &kind, const QStringList &extensions,
+            std::function<void(Files)> chosen)
+        : m_chosen(std::move(chosen)) {
+        auto bus = QDBusConnection::sessionBus();
+        // A call without a bus never ends.
+        if (!bus.isConnected())
+            QMetaObject::invokeMethod(
+                this, [this] { finish({}); }, Qt::QueuedConnection);
+        // The portal names its answer's object by the caller and this token, so that no answer is missed.
+        static int count = 0;
+        const QString token = QStringLiteral("diagnostics%1").arg(++count);
+        m_object = QStringLiteral("%1/request/%2/%3")
+                       .arg(portalPath, bus.baseService().mid(1).replace(u'.', u'_'), token);
+        bus.connect(portal, m_object, requestInterface, QStringLiteral("Response"), this,
+                    SLOT(answered(uint, QVariantMap)));
+        auto call = QDBusMessage::createMethodCall(portal, portalPath,
+                                                   QStringLiteral("org.freedesktop.portal.FileChooser"),
+                                                   QStringLiteral("OpenFile"));
+        call.setArguments({nameOf(QGuiApplication::focusWindow()), title,
+                           QVariantMap{{QStringLiteral("handle_token"), token},
+                                       {QStringLiteral("multiple"), true},
+                                       {QStringLiteral("filters"), filterOf(kind, extensions)}}});
+        auto *watcher = new QDBusPendingCallWatcher(bus.asyncCall(call), this);
+        connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
+            if (watcher->isError())
+                finish({});
+        });
+        // A portal that has gone answers no more.
+        auto *service =
+            new QDBusServiceWatcher(portal, bus, QDBusServiceWatcher::WatchForUnregistration, this);
+        connect(service, &QDBusServiceWatcher::serviceUnregistered, this,
+                [this] { finish(std::vector<std::filesystem::path>()); });
+    }
+
+    ~Request() override {
+        if (m_chosen)
+            QDBusConnection::sessionBus().asyncCall(
+                QDBusMessage::createMethodCall(portal, m_object, requestInterface, QStringLiteral("Close")));
+    }
+
+private:
+    Q_SLOT void answered(uint response, const QVariantMap &results) {
+        std::vector<std::filesystem::path> files;
+        if (response == 0) {
+            for (const QString &uri : results.value(QStringLiteral("uris")).toStringList())
+                files.push_back(pathOf(uri));
+        }
+        finish(std::move(files));
+    }
+
+    void finish(Files files) {
+        if (const auto chosen = std::exchange(m_chosen, nullptr))
+            chosen(std::move(files));
+    }
+
+    std::function<void(Files)> m_chosen;
+    QString m_object;
+};
+
+FileChooser::FileChooser(const QString &title, const QString &kind, const QStringList &extensions,
+                         std::function<void(Files)> chosen)
+    : m_request(std::make_unique<Request>(title, kind, extensions, std::move(chosen))) {}
+
+FileChooser::~FileChooser() = default;
 
 // The desktop portal's setting, and the palette where there is no portal or the user has no preference.
 // https://flatpak.github.io/xdg-desktop-portal/docs/doc-org.freedesktop.portal.Settings.html

@@ -7,8 +7,10 @@
 #include "ui/ContentView.h"
 #include "ui/FeedbackForm.h"
 
+#include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusObjectPath>
 #include <QDBusVariant>
 #include <QDBusVirtualObject>
 #include <QPalette>
@@ -27,7 +29,7 @@ class BusService : public QDBusVirtualObject {
 public:
     BusService(const std::string &address, const QString &name, const QString &path)
         : m_bus(QDBusConnection::connectToBus(QString::fromStdString(address), name)) {
-        m_bus.registerVirtualObject(path, this);
+        m_bus.registerVirtualObject(path, this, QDBusConnection::SubPath);
         EXPECT_TRUE(m_bus.registerService(name));
     }
     ~BusService() override { QDBusConnection::disconnectFromBus(m_bus.name()); }
@@ -38,14 +40,18 @@ public:
         for (const QVariant &argument : message.arguments())
             question += u'|' + argument.toStringList().join(u' ');
         questions.append(question);
+        call = message;
         connection.send(answer ? message.createReply(*answer)
                                : message.createErrorReply(QDBusError::Failed, QStringLiteral("no")));
         return true;
     }
 
     QStringList questions;
+    QDBusMessage call;
     /// Without one the answer is an error.
     std::optional<QVariantList> answer;
+
+    bool send(const QDBusMessage &message) { return m_bus.send(message); }
 
 protected:
     QDBusConnection m_bus;
@@ -126,6 +132,104 @@ TEST_F(DesktopWithBus, AFolderIsShownByTheFileBrowserOrOpenedWithoutOne) {
     expectNothingOpened();
 }
 
+// --- The file panel ---
+
+const QString portalName = QStringLiteral("org.freedesktop.portal.Desktop");
+const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
+
+class FileChooserTest : public WindowTest {
+protected:
+    using Files = platform::FileChooser::Files;
+
+    void open() {
+        chosen.clear();
+        chooser =
+            std::make_unique<platform::FileChooser>(QStringLiteral("Title"), QStringLiteral("Kind"),
+                                                    QStringList{QStringLiteral("pdf"), QStringLiteral("x1")},
+                                                    [this](const Files &files) { chosen.push_back(files); });
+    }
+    // Until the chooser has told what came of it, and a while in which it should not tell more.
+    void expectChosen(const std::vector<Files> &expected) {
+        runMainQueueUntil([&] { return chosen.size() >= expected.size(); }, 3s);
+        runMainQueueFor(40ms);
+        EXPECT_EQ(chosen, expected);
+    }
+
+    std::vector<Files> chosen;
+    std::unique_ptr<platform::FileChooser> chooser;
+};
+
+const platform::FileChooser::Files noFiles = std::vector<std::filesystem::path>();
+
+TEST_F(FileChooserTest, WithoutABusThereIsNone) {
+    open();
+    expectChosen({std::nullopt});
+}
+
+class PortalFileChooserTest : public FileChooserTest {
+protected:
+    // Answers the last call.
+    void respond(uint response, const QStringList &uris) {
+        const auto options = qdbus_cast<QVariantMap>(portal->call.arguments().at(2));
+        auto signal = QDBusMessage::createSignal(
+            QStringLiteral("%1/request/%2/%3")
+                .arg(portalPath, portal->call.service().mid(1).replace(u'.', u'_'),
+                     options.value(QStringLiteral("handle_token")).toString()),
+            QStringLiteral("org.freedesktop.portal.Request"), QStringLiteral("Response"));
+        signal.setArguments({response, QVariantMap{{QStringLiteral("uris"), uris}}});
+        EXPECT_TRUE(portal->send(signal));
+    }
+    void openAndWait() {
+        portal->questions.clear();
+        open();
+        ASSERT_TRUE(runMainQueueUntil([&] { return !portal->questions.isEmpty(); }));
+    }
+
+    test_support::SessionBus bus;
+    std::optional<BusService> portal{std::in_place, bus.address(), portalName, portalPath};
+};
+
+TEST_F(PortalFileChooserTest, GivesWhatTheUserChose) {
+    portal->answer = QVariantList{QVariant::fromValue(QDBusObjectPath("/request"))};
+    openAndWait();
+    EXPECT_EQ(portal->questions.at(0),
+              QStringLiteral("org.freedesktop.portal.FileChooser.OpenFile ssa{sv}||Title|"));
+    const auto options = qdbus_cast<QVariantMap>(portal->call.arguments().at(2));
+    EXPECT_TRUE(options.value(QStringLiteral("multiple")).toBool());
+    using Pattern = std::pair<uint, QString>;
+    using Filters = QList<std::pair<QString, QList<Pattern>>>;
+    EXPECT_EQ(qdbus_cast<Filters>(options.value(QStringLiteral("filters"))),
+              (Filters{{QStringLiteral("Kind"),
+                        {{0U, QStringLiteral("*.[pP][dD][fF]")}, {0U, QStringLiteral("*.[xX][11]")}}}}));
+    const QStringList uris{QStringLiteral("file:///a%20b/caf%E9.pdf"), QStringLiteral("file:///%23%25.x1")};
+    respond(0, uris);
+    expectChosen({std::vector<std::filesystem::path>{"/a b/caf\xe9.pdf", "/#%.x1"}});
+    // A second one has an answer of its own.
+    openAndWait();
+    respond(1, uris);
+    expectChosen({noFiles});
+}
+
+TEST_F(PortalFileChooserTest, WithoutOneOrWhenItGoesTheWindowIsTold) {
+    openAndWait();
+    expectChosen({std::nullopt});
+    portal->answer = QVariantList{QVariant::fromValue(QDBusObjectPath("/request"))};
+    openAndWait();
+    portal.reset();
+    expectChosen({noFiles});
+    open();
+    expectChosen({std::nullopt});
+}
+
+TEST_F(PortalFileChooserTest, IsClosedWithItsObject) {
+    portal->answer = QVariantList{QVariant::fromValue(QDBusObjectPath("/request"))};
+    openAndWait();
+    chooser.reset();
+    ASSERT_TRUE(runMainQueueUntil([&] { return portal->call.member() == u"Close"; }));
+    EXPECT_EQ(portal->call.interface(), QStringLiteral("org.freedesktop.portal.Request"));
+    expectChosen({});
+}
+
 // --- Appearance ---
 
 constexpr auto light = ColorScheme::light;
@@ -179,8 +283,7 @@ TEST_F(AppearanceTest, WithoutABusIsThePalettesAndFollowsItsChanges) {
 class Portal : public BusService {
 public:
     explicit Portal(const std::string &address)
-        : BusService(address, QStringLiteral("org.freedesktop.portal.Desktop"),
-                     QStringLiteral("/org/freedesktop/portal/desktop")) {}
+        : BusService(address, portalName, portalPath) {}
 
     static QVariant nested(const QVariant &value, int depth) {
         return depth == 0 ? value : QVariant::fromValue(QDBusVariant(nested(value, depth - 1)));
@@ -188,11 +291,10 @@ public:
     void setAnswer(const QVariant &value, int depth = 2) { answer = QVariantList{nested(value, depth)}; }
     void change(uint value, const QString &space = QStringLiteral("org.freedesktop.appearance"),
                 const QString &key = QStringLiteral("color-scheme"), int depth = 1) {
-        auto signal = QDBusMessage::createSignal(QStringLiteral("/org/freedesktop/portal/desktop"),
-                                                 QStringLiteral("org.freedesktop.portal.Settings"),
-                                                 QStringLiteral("SettingChanged"));
+        auto signal = QDBusMessage::createSignal(
+            portalPath, QStringLiteral("org.freedesktop.portal.Settings"), QStringLiteral("SettingChanged"));
         signal.setArguments({space, key, nested(value, depth)});
-        EXPECT_TRUE(m_bus.send(signal));
+        EXPECT_TRUE(send(signal));
     }
 };
 

@@ -1,4 +1,4 @@
-// The panel for choosing files. It reads folders and changes nothing.
+// The window's own panel for choosing files, for desktops that have none. It reads folders and changes nothing.
 import QtQuick
 import QtQuick.Layouts
 import Qt.labs.folderlistmodel
@@ -30,7 +30,7 @@ WindowDialog {
 
     width: parent ? Math.min(600, parent.width - 48) : 600
     height: parent ? Math.min(480, parent.height - 48) : 480
-    visible: view.isFilePickerPresented
+    visible: view.isFilePanelVisible
     title: "Attach files"
     onOpened: list.forceActiveFocus(Qt.PopupFocusReason)
 

@@ -107,7 +107,7 @@ Window {
     }
 
     LateDialog {
-        isNeeded: window.view.isFilePickerPresented
+        isNeeded: window.view.isFilePanelVisible
         file: "FilePanel.qml"
         properties: ({ view: window.view })
         onClosed: window.resume()

@@ -28,13 +28,13 @@ Item {
         function init() {
             panel.folder = here;
             panel.filters = ["tst_a*.qml", "ViewTest*"];
-            state.isFilePickerPresented = true;
+            state.isFilePickerPresented = state.isFilePanelVisible = true;
             tryVerify(() => panel.opened);
             tryVerify(() => rows().length === 4);
         }
 
         function cleanup() {
-            state.isFilePickerPresented = false;
+            state.isFilePanelVisible = false;
             tryVerify(() => !panel.visible);
         }
 
@@ -68,7 +68,7 @@ Item {
             verify(!state.isFilePickerPresented);
             tryVerify(() => !panel.visible);
             panel.filters = ["Main.qml"];
-            state.isFilePickerPresented = true;
+            state.isFilePanelVisible = true;
             panel.folder = Qt.resolvedUrl("..").toString().replace(/\/$/, "");
             const folders = ["assets/", "qml/", "viewtests/"];
             tryCompare(panel, "opened", true);
