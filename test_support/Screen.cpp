@@ -6,9 +6,9 @@
 
 namespace test_support {
 
-Xvfb::Xvfb() {
+Xvfb::Xvfb(const std::string &size) {
     ProgramOptions options{.program = "/usr/bin/Xvfb",
-                           .arguments = {"-displayfd", "1", "-screen", "0", "1400x1200x24", "-dpi", "96",
+                           .arguments = {"-displayfd", "1", "-screen", "0", size + "x24", "-dpi", "96",
                                          "-nolisten", "tcp", "-noreset"}};
     // The name of a display is taken by its socket, which all processes of the machine see; its lock file
     // names a process by number, which means another one in another namespace.

@@ -16,7 +16,8 @@ namespace test_support {
 /// A display of the test's own, which ends with its object.
 class Xvfb {
 public:
-    Xvfb();
+    /// `size` in pixels.
+    explicit Xvfb(const std::string &size = "1400x1600");
 
     /// What DISPLAY is to be.
     const std::string &name() const { return m_name; }

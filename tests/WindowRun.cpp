@@ -7,8 +7,9 @@ namespace fs = std::filesystem;
 using test_support::waitUntil;
 using test_support::WindowDriver;
 
-WindowRun::WindowRun(int pixelScale)
-    : scale(pixelScale) {
+WindowRun::WindowRun(int pixelScale, const std::string &displaySize)
+    : scale(pixelScale)
+    , display(displaySize) {
     // The sample product has none of these.
     expectError("Error copying lumaUpdaterTools.log: No such file or directory");
 }

@@ -9,8 +9,8 @@ class WindowRun : public SilentRun {
 protected:
     using Control = test_support::Control;
 
-    /// `scale` is what a pixel of the program's is on the display.
-    explicit WindowRun(int pixelScale = 1);
+    /// `scale` is what a pixel of the program's is on the display, which has this size in its own pixels.
+    explicit WindowRun(int pixelScale = 1, const std::string &displaySize = "1400x1600");
 
     /// Nothing was printed, and the log has no other errors than those that the test has named.
     void TearDown() override;

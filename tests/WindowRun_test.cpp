@@ -68,17 +68,19 @@ TEST_F(WindowWholeRun, IsStoppedFailsAndIsThenSentWithItsAttachments) {
     expectUploadError("-999");
     expectUploadError("1");
     open();
-    const std::string list = "label: BASIC LOGS\n• Lumadoc configuration, settings and logs\n"
+    const std::string heading = "heading: BASIC LOGS";
+    const std::string list = "label: • Lumadoc configuration, settings and logs\n"
                              "• System configuration and settings";
-    expectShown({list, "check box: Advanced logs", "check box: System apps information",
+    expectShown({heading, list, "check box: Advanced logs", "check box: System apps information",
                  "push button: Start diagnostics"});
     picture("start");
     press("Start diagnostics");
     const std::string reproduce =
         "notification: Please reproduce the steps that led to the issue and then select "
         "Stop diagnostics";
-    expectShown({list, "check box: Advanced logs (disabled)", "check box: System apps information (disabled)",
-                 "push button: Stop diagnostics", reproduce});
+    expectShown({heading, list, "check box: Advanced logs (disabled)",
+                 "check box: System apps information (disabled)", "push button: Stop diagnostics",
+                 reproduce});
     picture("reproducing");
     press("Stop diagnostics");
     const auto logId = testing::MatchesRegex("label: [0-9a-f-]{36}");
@@ -213,7 +215,8 @@ TEST_F(WindowWholeRun, WithAdvancedLogsIsWorkedByAScreenReader) {
         EXPECT_TRUE(window().work(window().findEnabled("check box", name)));
         waitForCheck(name);
     }
-    waitForText("ADVANCED LOGS\n• Full Lumadoc data dump\n• System apps version information");
+    window().find("heading", "ADVANCED LOGS");
+    waitForText("• Full Lumadoc data dump\n• System apps version information");
     picture("toggles");
     EXPECT_TRUE(window().work(window().findEnabled("push button", "Start diagnostics")));
 

@@ -71,6 +71,8 @@ public:
     // The form: each takes a box's whole text as it is after an edit, and applies the box's rules to it.
     Q_INVOKABLE void changeFeedback(const QString &text);
     Q_INVOKABLE void changeEmail(const QString &text);
+    /// What a person counts as characters.
+    Q_INVOKABLE qint64 characterCount(const QString &text) const;
     /// Tab or Return in a box, wherever its cursor is: as if it were typed at the end of the text.
     Q_INVOKABLE void leaveFeedback();
     Q_INVOKABLE void leaveEmail();

@@ -81,8 +81,8 @@ public:
     Q_ENUM(Field)
 
     // The limits count what a person counts as characters.
-    LUMAMON_FIELD(qint64, maxEmailCharacterCount, 40)
-    LUMAMON_FIELD(qint64, maxFeedbackCharacterCount, 2000)
+    LUMAMON_FIELD(int, maxEmailCharacterCount, 40)
+    LUMAMON_FIELD(int, maxFeedbackCharacterCount, 2000)
 
     // Texts.
     LUMAMON_FIELD(QString, logLabel, QStringLiteral(" "))

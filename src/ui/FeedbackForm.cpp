@@ -47,6 +47,14 @@ void ContentView::changeText(QProperty<QString> &box, const QString &text,
     }
 }
 
+qint64 ContentView::characterCount(const QString &text) const {
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+    qint64 count = 0;
+    while (finder.toNextBoundary() >= 0)
+        ++count;
+    return count;
+}
+
 void ContentView::changeFeedback(const QString &text) {
     changeText(feedbackText, text, &ContentView::applyFeedbackRules);
 }

@@ -7,9 +7,10 @@ Rectangle {
 
     required property bool isWrong
     required property bool isFocused
+    required property bool isFrozen
 
     radius: 6
-    color: "transparent"
+    color: isFrozen ? Qt.alpha(Assets.color("Border"), 0.15) : "transparent"
     border.width: 1
     border.color: Assets.color(isWrong ? "error" : "Border")
 

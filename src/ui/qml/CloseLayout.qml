@@ -1,26 +1,28 @@
 // The end of the run.
 import QtQuick
-import QtQuick.Layouts
 import Lumamon
 
-ColumnLayout {
+Column {
     id: layout
 
     required property ContentView view
 
     spacing: 16
-    Component.onCompleted: close.forceActiveFocus(Qt.TabFocusReason)
+    onVisibleChanged: {
+        if (visible)
+            close.forceActiveFocus(Qt.TabFocusReason);
+    }
 
     AssetImage {
         name: "checkmarkcircle"
         size: 64
-        Layout.alignment: Qt.AlignHCenter
+        anchors.horizontalCenter: parent.horizontalCenter
     }
 
     LiveText {
         text: "The log files were sent successfully."
         font.pixelSize: 20
-        Layout.alignment: Qt.AlignHCenter
+        anchors.horizontalCenter: parent.horizontalCenter
     }
 
     ThickBorderButtonStyle {
@@ -29,6 +31,6 @@ ColumnLayout {
         text: layout.view.startButtonLabel
         colorBinding: Assets.color(layout.view.thickBorderButtonColor)
         onClicked: layout.view.close()
-        Layout.alignment: Qt.AlignHCenter
+        anchors.horizontalCenter: parent.horizontalCenter
     }
 }

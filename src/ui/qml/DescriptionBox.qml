@@ -25,6 +25,7 @@ FormBox {
     problem: "Desciption is required"
     isWrong: !view.isInitialFocus && text === ""
     input: area
+    limit: view.maxFeedbackCharacterCount
     onChanged: text => view.changeFeedback(text)
 
     ScrollView {

@@ -12,6 +12,7 @@ FormBox {
     problem: "Invalid email address"
     isWrong: !view.isEmailValid
     input: line
+    limit: view.maxEmailCharacterCount
     onChanged: text => view.changeEmail(text)
 
     TextField {

@@ -13,7 +13,10 @@ ColumnLayout {
     palette.highlightedText: "white"
     spacing: 6
     // The description is what the user is asked for next.
-    Component.onCompleted: view.feedbackFormFocus = ContentView.Field.feedback
+    onVisibleChanged: {
+        if (visible)
+            view.feedbackFormFocus = ContentView.Field.feedback;
+    }
 
     DescriptionBox {
         view: form.view

@@ -13,6 +13,7 @@ ColumnLayout {
     required property string text
     required property string problem
     required property bool isWrong
+    required property int limit
     /// What takes the text, within `content`.
     required property var input
     default property alias content: frame.data
@@ -55,14 +56,29 @@ ColumnLayout {
 
         isWrong: box.isWrong
         isFocused: box.input.activeFocus
+        isFrozen: box.input.readOnly || !box.input.enabled
         implicitHeight: children[children.length - 1].implicitHeight
         Layout.fillWidth: true
     }
 
-    LiveText {
-        text: box.problem
-        colorName: "error"
-        visible: box.isWrong
-        Layout.fillWidth: true
+    // Below the box there is always room for what is wrong, and for why typing is about to stop.
+    RowLayout {
+        spacing: 12
+
+        LiveText {
+            text: box.isWrong ? box.problem : ""
+            colorName: "error"
+            Layout.fillWidth: true
+        }
+
+        BodyText {
+            // What a person counts as characters, which are never more than the text is long.
+            readonly property int count: box.text.length < nearLimit ? 0 : box.view.characterCount(box.text)
+            readonly property int nearLimit: 0.9 * box.limit
+
+            text: `${count} of ${box.limit} characters`
+            colorName: "SecondaryTextColor"
+            visible: count >= nearLimit
+        }
     }
 }

@@ -2,48 +2,72 @@
 import QtQuick
 import Lumamon
 
-Column {
+Rectangle {
     id: editor
 
     required property ContentView view
-    /// What is collected, in columns; several spaces in a line separate them.
+    /// What is collected, in columns of lines; several spaces in a line separate them.
     readonly property var columns: {
         const lines = view.captureDetails.split("\n").map(line => line.split(/ {2,}/));
-        return [0, 1].map(column => lines.map(line => line[column] ?? "").join("\n"));
+        return [0, 1].map(column => lines.map(line => line[column] ?? "").filter(line => line !== ""));
     }
 
-    // As wide as the list with both columns, so that a box stays under the pointer that has just worked it.
-    width: 544
-    spacing: 12
+    implicitHeight: content.height + 2 * content.y
+    radius: 12
+    color: Qt.alpha(Assets.color("Border"), 0.1)
 
-    Row {
-        spacing: 24
+    Column {
+        id: content
 
-        Repeater {
-            model: editor.columns
+        x: 24
+        y: 24
+        width: parent.width - 2 * x
+        spacing: 20
 
-            BodyText {
-                required property string modelData
+        // As high as the longest column, so that a box stays under the pointer that has just worked it.
+        Row {
+            spacing: 24
+            height: 84
 
-                text: modelData
-                lineHeight: 1.3
-                wrapMode: Text.NoWrap
-                visible: text.trim() !== ""
+            Repeater {
+                model: editor.columns
+
+                Column {
+                    id: column
+
+                    required property var modelData
+
+                    spacing: 6
+
+                    BodyText {
+                        text: column.modelData[0] ?? ""
+                        isBold: true
+                        visible: text !== ""
+                        Accessible.role: Accessible.Heading
+                    }
+
+                    BodyText {
+                        text: column.modelData.slice(1).join("\n")
+                        lineHeight: 1.3
+                        wrapMode: Text.NoWrap
+                        visible: text !== ""
+                    }
+                }
             }
         }
-    }
 
-    Toggle {
-        text: "Advanced logs"
-        checked: editor.view.getSpinDump
-        enabled: !editor.view.advanceLogToggleDisabled
-        onClicked: editor.view.changeSpinDump(!checked)
-    }
+        Toggle {
+            text: "Advanced logs"
+            checked: editor.view.getSpinDump
+            enabled: !editor.view.advanceLogToggleDisabled
+            onClicked: editor.view.changeSpinDump(!checked)
+        }
 
-    Toggle {
-        text: "System apps information"
-        checked: editor.view.getInstalledApps
-        enabled: !editor.view.advanceLogToggleDisabled
-        onClicked: editor.view.changeInstalledApps(!checked)
+        Toggle {
+            text: "System apps information"
+            checked: editor.view.getInstalledApps
+            enabled: !editor.view.advanceLogToggleDisabled
+            onClicked: editor.view.changeInstalledApps(!checked)
+        }
     }
 }

@@ -13,6 +13,8 @@ ColumnLayout {
     LiveText {
         text: "Logs generated successfully."
         isBold: true
+        // The end of the run has its own headline.
+        colorName: block.view.isCloseLayoutVisible ? "SecondaryTextColor" : "PrimaryTextColor"
         font.pixelSize: 18
         horizontalAlignment: Text.AlignHCenter
         Layout.fillWidth: true

@@ -22,10 +22,11 @@ Window {
     }
 
     title: Application.displayName
-    minimumWidth: 680
-    minimumHeight: 576
+    // As high as the fullest page, but never higher than the screen has room.
+    minimumWidth: Math.min(680, Screen.desktopAvailableWidth)
+    minimumHeight: Math.min(576, Screen.desktopAvailableHeight)
     width: minimumWidth
-    height: minimumHeight
+    height: Math.min(744, Screen.desktopAvailableHeight)
     visible: true
     color: Assets.color("BackgroundColor")
     onClosing: view.disappear()
@@ -79,41 +80,43 @@ Window {
         }
         onContentHeightChanged: revealing.restart()
         anchors.fill: parent
-        boundsBehavior: Flickable.StopAtBounds
+        // A mouse does not drag the page like a finger.
+        interactive: false
         contentHeight: sections.implicitHeight + 2 * sections.edge
+
+        WheelHandler {
+            target: null
+            onWheel: event => scroll.moveTo(scroll.contentY - (event.pixelDelta.y || event.angleDelta.y / 2))
+        }
 
         WindowSections {
             id: sections
 
             readonly property int edge: 24
 
-            x: edge
+            x: (scroll.width - width) / 2
             y: edge
-            width: scroll.width - 2 * edge
+            width: Math.min(632, scroll.width - 2 * edge)
             view: window.view
         }
     }
 
-    // Shows that there is more.
-    Rectangle {
-        visible: scroll.visibleArea.heightRatio < 1
-        width: 6
-        height: Math.max(24, scroll.visibleArea.heightRatio * scroll.height)
-        y: scroll.visibleArea.yPosition * scroll.height
-        radius: 3
+    LatePart {
+        isNeeded: scroll.contentHeight > scroll.height
+        file: "PageScrollBar.qml"
+        properties: ({ page: scroll })
         anchors.right: parent.right
-        anchors.rightMargin: 2
-        color: Assets.color("Border")
+        height: parent.height
     }
 
-    LateDialog {
+    LatePart {
         isNeeded: window.view.isFilePanelVisible
         file: "FilePanel.qml"
         properties: ({ view: window.view })
         onClosed: window.resume()
     }
 
-    LateDialog {
+    LatePart {
         isNeeded: window.view.showAlert || window.alerts.isUp
         file: "AlertPresentation.qml"
         properties: ({ view: window.view, alerts: window.alerts })
@@ -121,7 +124,7 @@ Window {
     }
 
     // Made when it is first shown.
-    component LateDialog: Loader {
+    component LatePart: Loader {
         id: late
 
         required property bool isNeeded
@@ -137,6 +140,7 @@ Window {
 
         Connections {
             target: late.item
+            ignoreUnknownSignals: true
 
             function onClosed() {
                 late.closed();

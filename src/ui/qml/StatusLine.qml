@@ -1,4 +1,4 @@
-// The status line, with a moving bar while something runs whose end is not known.
+// The status line over a bar that shows that something runs: how far an upload is, or only that it goes on.
 import QtQuick
 import Lumamon
 
@@ -6,11 +6,14 @@ Column {
     id: status
 
     required property ContentView view
+    readonly property bool isShown: view.isLogLabelVisible || view.isRunning
+    /// In percent; none while the end is not known.
+    readonly property var progress: /^Uploading (\d+)%$/.exec(view.logLabel)?.[1]
 
     spacing: 8
 
     LiveText {
-        text: status.view.logLabel
+        text: status.isShown ? status.view.logLabel : ""
         horizontalAlignment: Text.AlignHCenter
         width: status.width
     }
@@ -23,26 +26,35 @@ Column {
         radius: 2
         color: Qt.alpha(Assets.color("Border"), 0.35)
         clip: true
-        visible: status.view.isRunning
+        opacity: status.view.isRunning ? 1 : 0
         anchors.horizontalCenter: parent.horizontalCenter
         Accessible.role: Accessible.ProgressBar
         Accessible.name: status.view.logLabel
+        Accessible.ignored: !status.view.isRunning
 
         Rectangle {
             id: mark
 
-            width: 72
+            x: status.progress === undefined ? bar.width * moving.at : 0
+            width: bar.width * (status.progress === undefined ? moving.share : status.progress / 100)
             height: parent.height
             radius: 2
             color: Assets.color("CheckboxColor")
+        }
 
-            NumberAnimation on x {
-                from: -mark.width
-                to: bar.width
-                duration: 1400
-                loops: Animation.Infinite
-                running: bar.visible && status.view.isAnimating
-            }
+        NumberAnimation {
+            id: moving
+
+            readonly property real share: 0.3
+            property real at: -share
+
+            target: moving
+            property: "at"
+            from: -share
+            to: 1
+            duration: 1400
+            loops: Animation.Infinite
+            running: status.view.isRunning && status.view.isAnimating && status.progress === undefined
         }
     }
 }

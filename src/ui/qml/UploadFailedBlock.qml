@@ -23,15 +23,13 @@ ColumnLayout {
             text: "Error sharing logs."
             colorName: "error"
         }
-    }
 
-    LiveText {
-        text: block.view.isSecondaryError === ContentView.SecondaryError.network
-            ? "Please ensure you have access to the internet."
-            : block.view.isSecondaryError === ContentView.SecondaryError.canceled ? "Upload cancelled." : ""
-        visible: text !== ""
-        horizontalAlignment: Text.AlignHCenter
-        Layout.fillWidth: true
+        LiveText {
+            text: block.view.isSecondaryError === ContentView.SecondaryError.network
+                ? "Please ensure you have access to the internet."
+                : block.view.isSecondaryError === ContentView.SecondaryError.canceled ? "Upload cancelled." : ""
+            visible: text !== ""
+        }
     }
 
     Flow {

@@ -1,4 +1,5 @@
-// The sections in one stack, centred. The state decides which of them are there.
+// The sections in one stack. The state decides which of them are there; those that take turns on one page keep their
+// places, so that nothing moves under the pointer.
 import QtQuick
 import Lumamon
 
@@ -6,8 +7,11 @@ Column {
     id: sections
 
     required property ContentView view
+    readonly property bool isFormPage: view.isFeedbackLayoutVisible
+    // The later sections are made while the user reproduces the problem, and are whole when they are shown.
+    readonly property bool isLaterNeeded: view.advanceLogToggleDisabled
 
-    spacing: 12
+    spacing: 16
 
     Binding {
         target: Assets
@@ -44,7 +48,7 @@ Column {
     LogEditor {
         view: sections.view
         visible: sections.view.isLogEditorVisible
-        anchors.horizontalCenter: parent.horizontalCenter
+        width: sections.width
     }
 
     PrimaryButton {
@@ -56,28 +60,33 @@ Column {
 
     StatusLine {
         view: sections.view
-        visible: sections.view.isLogLabelVisible || sections.view.isRunning
+        visible: !sections.view.isCloseLayoutVisible
         width: sections.width
     }
 
     LateSection {
         view: sections.view
         file: "LogIdBlock.qml"
+        isNeeded: sections.isLaterNeeded
         isShown: sections.view.isLoggingCompleteVisible
+        isKept: sections.isFormPage
         width: sections.width
     }
 
     LateSection {
         view: sections.view
         file: "FeedbackForm.qml"
-        isShown: sections.view.isFeedbackLayoutVisible
-        width: Math.min(632, sections.width)
+        isNeeded: sections.isLaterNeeded
+        isShown: sections.isFormPage
+        width: sections.width
     }
 
     LateSection {
         view: sections.view
         file: "UploadFailedBlock.qml"
+        isNeeded: sections.isLaterNeeded
         isShown: sections.view.isUploadFailedLayoutVisible
+        isKept: sections.isFormPage
         width: sections.width
     }
 
@@ -85,25 +94,40 @@ Column {
         view: sections.view
         file: "CloseLayout.qml"
         isShown: sections.view.isCloseLayoutVisible
+        width: sections.width
     }
 
-    // A section that is made when it is first shown, so that the window opens sooner, and piece by piece, so that the
-    // window goes on drawing meanwhile.
-    component LateSection: Loader {
+    // A section that is made after the window has opened, which opens sooner, and piece by piece, so that the window
+    // goes on drawing meanwhile.
+    component LateSection: Item {
+        id: late
+
         required property ContentView view
         /// The file of the section, which takes `view`.
         required property string file
         required property bool isShown
+        property bool isNeeded: isShown
+        /// Its place is kept while it is not shown.
+        property bool isKept: false
+        readonly property bool isReady: !isShown || section.visible
 
         function make() {
-            if (isShown && status === Loader.Null)
-                setSource(file, { view: view });
+            if ((isNeeded || isShown) && section.status === Loader.Null)
+                section.setSource(file, { view: view });
         }
 
-        asynchronous: true
-        visible: isShown
-        anchors.horizontalCenter: parent.horizontalCenter
+        visible: isShown || isKept
+        implicitHeight: section.height
+        onIsNeededChanged: make()
         onIsShownChanged: make()
         Component.onCompleted: make()
+
+        Loader {
+            id: section
+
+            asynchronous: true
+            visible: late.isShown && status === Loader.Ready
+            width: late.width
+        }
     }
 }

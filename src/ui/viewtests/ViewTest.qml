@@ -51,7 +51,7 @@ TestCase {
 
     /// Sections come up in later turns; then they are drawn.
     function settle() {
-        tryVerify(() => drawn(stage).every(item => !(item instanceof Loader) || item.status === Loader.Ready));
+        tryVerify(() => drawn(stage).every(item => item.isReady !== false));
         stage.Window.window.update();
         waitForRendering(stage);
     }
@@ -94,7 +94,7 @@ TestCase {
         let result = [];
         for (let i = 0; i < item.children.length; ++i) {
             const child = item.children[i];
-            if (child.visible)
+            if (child.visible && child.opacity > 0)
                 result = result.concat([child], drawn(child));
         }
         return result;

@@ -1,0 +1,122 @@
+// The page keeps its place: whatever comes and goes, nothing moves under the pointer, overlaps or is cut off.
+import QtQuick
+import QtTest
+import Lumamon
+
+Item {
+    id: root
+
+    width: 680
+    height: 744
+
+    ViewTest {
+        name: "Page"
+        stage: root
+
+        readonly property var states: ({
+            empty: () => view.changeFeedback(""),
+            described: () => view.changeFeedback("It stopped"),
+            nearlyFull: () => view.changeFeedback("x".repeat(1950)),
+            wrongAddress: () => view.changeEmail("someone@"),
+            longAddress: () => view.changeEmail("someone.with.a.long.name@brennic.example"),
+            attached: () => set({ filesCountInDestination: 2 }),
+            none: () => set({ filesCountInDestination: 0 }),
+            packing: () => set({ isRunning: true, logLabel: "Compressing logs.", isFeedbackEmailLayoutDisabled: true,
+                                 isUploadFailedLayoutVisible: false, isLoggingCompleteVisible: true }),
+            uploading: () => set({ isRunning: true, logLabel: "Uploading 57%", startButtonLabel: "Stop upload" }),
+            failed: () => failed(ContentView.SecondaryError.none),
+            offline: () => failed(ContentView.SecondaryError.network),
+            cancelled: () => failed(ContentView.SecondaryError.canceled)
+        })
+
+        function failed(why) {
+            set({ isRunning: false, startButtonLabel: "Share logs", isSecondaryError: why,
+                  isUploadFailedLayoutVisible: true, isLoggingCompleteVisible: false });
+        }
+
+        // The primary button, which is as wide as its caption, both boxes and the button below them.
+        function places() {
+            const items = drawn(root).filter(item => item instanceof PrimaryButton || item instanceof BoxFrame);
+            items.push(control("Attach screenshot and pdf files"));
+            return items.map(item => item.mapToItem(root, 0, 0).y);
+        }
+
+        function frame(item) {
+            return item.mapToItem(root, 0, 0, item.width, item.height);
+        }
+
+        function verifyWhole() {
+            const shown = drawn(root).filter(item => (item instanceof BodyText && item.text.trim() !== "")
+                                             || item instanceof AssetImage || item instanceof BoxFrame);
+            for (const item of shown) {
+                const { x, y, width, height } = frame(item);
+                verify(x >= 0 && y >= 0 && x + width <= root.width && y + height <= root.height, item.text ?? item);
+                verify(!item.truncated, item.text);
+                for (const other of shown) {
+                    const there = frame(other);
+                    const apart = there.x >= x + width || there.x + there.width <= x || there.y >= y + height
+                        || there.y + there.height <= y;
+                    verify(item === other || apart, `${item.text ?? item} and ${other.text ?? other}`);
+                }
+            }
+        }
+
+        function test_in_every_order() {
+            showForm();
+            const before = places();
+            const names = Object.keys(states);
+            // Each state follows each other one.
+            for (let step = 0; step < names.length; ++step) {
+                for (let i = 0; i < names.length; ++i) {
+                    const name = names[(i * (step + 1)) % names.length];
+                    states[name]();
+                    settle();
+                    compare(places(), before, name);
+                    verifyWhole();
+                }
+            }
+            finish();
+            verifyWhole();
+        }
+
+        function test_before_the_form() {
+            const button = () => drawn(root).find(item => item instanceof PrimaryButton).y;
+            const before = button();
+            mouseClick(control("Advanced logs"));
+            mouseClick(control("System apps information"));
+            settle();
+            verifyWhole();
+            reproduce();
+            set({ isRunning: true, logLabel: "Capturing Lumadoc settings and logs." });
+            verifyWhole();
+            compare(button(), before);
+        }
+
+        function test_a_counter_says_why_typing_stops() {
+            const counters = () => shownTexts().filter(text => text.endsWith(" characters"));
+            showForm();
+            view.changeFeedback("x".repeat(1799));
+            view.changeEmail("x".repeat(35));
+            compare(counters(), []);
+            view.changeFeedback("x".repeat(1800));
+            view.changeEmail("é".repeat(50));
+            settle();
+            compare(counters(), ["1800 of 2000 characters", "40 of 40 characters"]);
+            // Longer in code units than in characters.
+            view.changeFeedback("👩‍🚀".repeat(400));
+            compare(counters(), ["40 of 40 characters"]);
+        }
+
+        function test_an_upload_shows_how_far_it_is() {
+            showForm();
+            states.uploading();
+            const bar = indicator();
+            compare(bar.children[0].width, bar.width * 0.57);
+            compare(bar.children[0].x, 0);
+            states.packing();
+            tryVerify(() => bar.children[0].x > 0);
+            states.failed();
+            compare(indicator(), null);
+        }
+    }
+}
