@@ -18,17 +18,24 @@ Item {
     property alias ringRadius: ring.radius
     property Item ringed: control
 
-    /// The second click of a double click counts. Not on the primary button, where it would press the caption that
-    /// the first has just brought up.
+    /// Whether the second of two quick presses counts, by whatever they are made. Not on the primary button, where it
+    /// would press the caption that the first has just brought up.
     property bool takesDoubleClick: true
     property bool takesReturn: true
 
     signal clicked()
 
+    function press() {
+        const isSecond = sinceLastPress.running;
+        sinceLastPress.restart();
+        if (enabled && (takesDoubleClick || !isSecond))
+            clicked();
+    }
+
     function work(event: KeyEvent) {
         event.accepted = takesReturn || event.key === Qt.Key_Space;
         if (event.accepted && !event.isAutoRepeat)
-            clicked();
+            press();
     }
 
     activeFocusOnTab: true
@@ -36,10 +43,7 @@ Item {
     Accessible.name: text
     // This version of Qt does not pass the disabled state on to assistive technology.
     Accessible.description: enabled ? "" : "Unavailable"
-    Accessible.onPressAction: {
-        if (enabled)
-            clicked();
-    }
+    Accessible.onPressAction: press()
     Keys.onReturnPressed: event => work(event)
     Keys.onEnterPressed: event => work(event)
     Keys.onSpacePressed: event => work(event)
@@ -50,7 +54,7 @@ Item {
     }
 
     Timer {
-        id: sinceLastTap
+        id: sinceLastPress
 
         interval: Application.styleHints.mouseDoubleClickInterval
     }
@@ -74,9 +78,7 @@ Item {
         onTapped: {
             control.forceActiveFocus(Qt.MouseFocusReason);
             control.isFocusQuiet = true;
-            if (control.takesDoubleClick || !sinceLastTap.running)
-                control.clicked();
-            sinceLastTap.restart();
+            control.press();
         }
     }
 }

@@ -18,10 +18,7 @@ Pressable {
     Accessible.checkable: true
     Accessible.checked: checked
     // Instead of Qt's own action, which would set `checked`.
-    Accessible.onToggleAction: {
-        if (enabled)
-            clicked();
-    }
+    Accessible.onToggleAction: press()
 
     Rectangle {
         id: box

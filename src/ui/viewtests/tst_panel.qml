@@ -56,6 +56,7 @@ Item {
             compare(button("Attach").text, "Attach 2 files");
             keyClick(Qt.Key_Down);
             keyClick(Qt.Key_Space);
+            wait(2 * Application.styleHints.mouseDoubleClickInterval);
             keyClick(Qt.Key_Space);
             compare(rows().map(row => row.checked), [true, true, false, false]);
             compare(panel.picked, [here + "/tst_alerts.qml", here + "/tst_assets.qml"]);
