@@ -2,6 +2,7 @@
 // the run ends, everything that can be read is in the archive, and nothing from outside is.
 #include "tests/SilentRun.h"
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -129,4 +130,34 @@ TEST_F(Sources, FilesThatVanishCostNothingElse) {
                 testing::AnyOf(usual, "ERROR: Error copying LumaLog: No such file or directory\n" + usual));
     expectSentWithUsualFiles();
     EXPECT_LT(items.size(), 15U + files);
+}
+
+TEST_F(Sources, ThatAreLinksOfTheUsersAreFollowedAtTheTop) {
+    for (const fs::path &folder : {logs, product.crashReports}) {
+        const fs::path elsewhere = home.path() / "elsewhere" / folder.filename();
+        fs::create_directories(elsewhere.parent_path());
+        fs::rename(folder, elsewhere);
+        fs::create_symlink(elsewhere, folder);
+    }
+    fs::create_symlink("..", logs / "above.log");
+    run();
+    expectSentWithUsualFiles();
+    EXPECT_TRUE(item("LumaLog/above.log").isLink());
+    EXPECT_EQ(items.size(), 15U + 1);
+}
+
+// zip takes what its own limits let it take.
+TEST_F(Sources, NestedDeeperThanFilesMayBeOpenAreCopied) {
+    fs::path folder = logs;
+    for (int level = 0; level < 1500; ++level)
+        fs::create_directory(folder /= "d");
+    writeFile(folder / "deep.log", "deep");
+    auto options = program();
+    options.beforeStart = [] {
+        const struct rlimit few = {1024, 1024};
+        ::setrlimit(RLIMIT_NOFILE, &few);
+    };
+    run(options);
+    EXPECT_EQ(collectingLog(), usual);
+    expectSentWithUsualFiles();
 }

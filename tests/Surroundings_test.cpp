@@ -50,3 +50,45 @@ TEST_F(Surroundings, AHostileEnvironmentChangesNothing) {
     EXPECT_FALSE(service.requests().at(0).headers.contains("Authorization"));
     expectUnchanged(before);
 }
+
+// A user may have moved a folder elsewhere; the program works in folders of its own all the same.
+TEST_F(Surroundings, LinksInTheWorkspaceMakeWayForFoldersAndNothingHappensWhereTheyLead) {
+    install();
+    const fs::path documents = home.path() / "documents";
+    for (const char *name :
+         {"letter.bin", "lumaMacLog_mine_cef.zip", "folder/LumadocDiagnosticsDebugOutput.txt"})
+        writeFile(documents / name, "precious");
+    const auto before = treeOf(documents);
+    for (const char *name : {"temp", "System", "Output", "Output/Recovered", "missing/temp"}) {
+        SCOPED_TRACE(name);
+        const bool isDangling = std::string(name).starts_with("missing");
+        const fs::path link =
+            root() / fs::path(name).relative_path().lexically_relative(isDangling ? "missing" : "");
+        fs::remove_all(root());
+        writeFile(root() / "temp/lumaMacLog_unsent_cef.zip", "unsent");
+        fs::remove_all(link);
+        fs::create_directories(link.parent_path());
+        fs::create_symlink(isDangling ? home.path() / "nowhere" : documents, link);
+        runWell();
+        EXPECT_TRUE(fs::is_directory(fs::symlink_status(link)));
+        EXPECT_THAT(treeOf(documents), testing::ContainerEq(before));
+        const std::string text = log();
+        EXPECT_EQ(QByteArray::fromStdString(text).count("WARNING: Replaced a link by a folder: "), 1) << text;
+        EXPECT_EQ(received().size(), 15U);
+        if (link.filename() != "temp") {
+            EXPECT_EQ(readFile(root() / "Output/Recovered/lumaMacLog_unsent_cef.zip"), "unsent");
+        }
+    }
+    EXPECT_FALSE(fs::exists(home.path() / "nowhere"));
+}
+
+TEST_F(Surroundings, TheWorkspaceItselfMayBeALinkToALargerDisk) {
+    install();
+    fs::create_directories(home.path() / "disk");
+    fs::create_directories(root().parent_path());
+    fs::create_symlink(home.path() / "disk", root());
+    runWell();
+    EXPECT_TRUE(fs::is_symlink(root()));
+    EXPECT_TRUE(fs::is_directory(home.path() / "disk/Output"));
+    EXPECT_THAT(log(), testing::Not(testing::HasSubstr("Replaced a link")));
+}

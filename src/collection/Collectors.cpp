@@ -4,6 +4,7 @@
 #include "collection/FileSelection.h"
 #include "discovery/Constants.h"
 #include "discovery/RunState.h"
+#include "discovery/Workspace.h"
 #include "logging/Logging.h"
 #include "platform/posix/Fatal.h"
 #include "platform/posix/Text.h"
@@ -25,11 +26,11 @@ const fs::path &outputFolder() {
 fs::path copyLogs(const fs::path &from, const char *to, std::initializer_list<const char *> names) {
     fs::path destination = outputFolder() / to;
     std::error_code error;
-    fs::create_directories(destination, error);
+    Workspace::make(destination, error);
     if (error)
         Logger::logError(QStringLiteral("Error: ") + platform::description(error));
     for (const char *name : names)
-        copyItem(below(userLibraryURL, from / name), destination / name);
+        copyItem(below(userLibraryURL, from / name), destination / name, SourceLink::followed);
     return destination;
 }
 
@@ -57,8 +58,9 @@ bool GetPropertyList() {
     const fs::path &source =
         required(userLibraryPrefURL, "The preferences folder is not known when preferences are collected.");
     const fs::path destination = outputFolder() / "PropertyList";
-    CopyFiles(source, destination, platform::pathFromText(identifier + QStringLiteral(".plist")));
-    CopyFiles(source, destination, CrashReporterPlistName);
+    for (const fs::path &file :
+         {platform::pathFromText(identifier + QStringLiteral(".plist")), fs::path(CrashReporterPlistName)})
+        CopyFiles(source, destination, file, SourceLink::followed);
     return true;
 }
 
@@ -70,7 +72,8 @@ bool GetLicensingLogs() {
 bool GetInstallLogs() {
     const fs::path destination =
         copyLogs("Logs/Brennic", "InstallLogs", {"Lumadoc Update Helper QZ.log", "Lumadoc Updater QZ.log"});
-    copyItem(fs::path("/var/log/lumaUpdaterTools.log"), destination / "lumaUpdaterTools.log");
+    copyItem(fs::path("/var/log/lumaUpdaterTools.log"), destination / "lumaUpdaterTools.log",
+             SourceLink::followed);
     return true;
 }
 
@@ -84,7 +87,8 @@ void GetXelLogs() {
     // The folder goes by the name of a licence file, as the support side expects it.
     copyItem(below(userLibraryURL, platform::pathFromText(source)),
              below(tempOutputURL,
-                   platform::pathFromText(QStringLiteral("XelLogs/") + message + QStringLiteral(".lic"))));
+                   platform::pathFromText(QStringLiteral("XelLogs/") + message + QStringLiteral(".lic"))),
+             SourceLink::followed);
 }
 
 } // namespace UtilityFunctions

@@ -83,29 +83,61 @@ TEST_F(Copying, SaysWhatIsMissingOrCannotBeCopied) {
                                     "ERROR: Error copying copy: Operation not supported"));
 }
 
-TEST_F(Copying, LeavesNoPartOfAFileOnAFullDisk) {
+TEST_F(Copying, LosesOnlyTheFileThatDoesNotFitOnTheDisk) {
     ASSERT_TRUE(test_support::hasOwnNamespaces()) << "this test mounts a small file system";
+    for (const char *name : {"a.log", "z.log", "folder/a.log"})
+        writeFile(source / name, "fits");
     writeFile(source / "big.log", QByteArray(2 << 20, 'x'));
     fs::create_directories(destination);
     const auto small = test_support::Mount::memory(destination, 1 << 20);
     EXPECT_FALSE(copyItem(source, destination / "copy"));
     EXPECT_THAT(said(), ElementsAre("ERROR: Error copying copy: No space left on device"));
-    EXPECT_TRUE(fs::exists(destination / "copy"));
     EXPECT_FALSE(fs::exists(destination / "copy/big.log"));
+    for (const char *name : {"a.log", "z.log", "folder/a.log"})
+        EXPECT_EQ(readFile(destination / "copy" / name), "fits");
 }
 
-TEST_F(Copying, GoesOnPastNestingBeyondTheLengthOfAPath) {
+TEST_F(Copying, TakesNestingBeyondTheLengthOfAPath) {
     const fs::path outer = home.path() / "outer";
     fs::create_directory(source);
+    writeFile(source / "a.log", "a");
     for (int depth = 0; depth < 30; ++depth) {
         fs::create_directory(outer);
         fs::rename(source, outer / std::string(200, 'n'));
         fs::rename(outer, source);
     }
-    writeFile(source / "a.log", "a");
-    EXPECT_FALSE(copyItem(source, destination));
-    EXPECT_THAT(said(), ElementsAre("ERROR: Error copying copy: File name too long"));
-    EXPECT_EQ(readFile(destination / "a.log"), "a");
+    EXPECT_TRUE(copyItem(source, destination));
+    EXPECT_TRUE(copyItem(destination, home.path() / "again"));
+    fs::path folder = home.path() / "again";
+    for (int depth = 0; depth < 15; ++depth)
+        folder /= std::string(200, 'n');
+    fs::rename(folder, home.path() / "half");
+    folder = home.path() / "half";
+    for (int depth = 0; depth < 15; ++depth)
+        folder /= std::string(200, 'n');
+    EXPECT_EQ(readFile(folder / "a.log"), "a");
+    EXPECT_TRUE(said().empty());
+}
+
+TEST_F(Copying, FollowsASourceThatIsALinkOnlyWhenAskedAndOnlyAtTheTop) {
+    using UtilityFunctions::SourceLink;
+    const fs::path link = home.path() / "link";
+    writeFile(source / "a name", "content");
+    fs::create_symlink("a name", source / "inner");
+    fs::create_symlink(source, link);
+    EXPECT_TRUE(copyItem(link, destination / "link"));
+    EXPECT_EQ(fs::read_symlink(destination / "link"), source);
+    EXPECT_TRUE(copyItem(link, destination / "folder", SourceLink::followed));
+    EXPECT_FALSE(fs::is_symlink(destination / "folder"));
+    EXPECT_EQ(readFile(destination / "folder/a name"), "content");
+    EXPECT_EQ(fs::read_symlink(destination / "folder/inner"), "a name");
+    CopyFiles(source, destination, "inner", SourceLink::followed);
+    EXPECT_FALSE(fs::is_symlink(destination / "inner"));
+    EXPECT_EQ(readFile(destination / "inner"), "content");
+    fs::remove_all(source);
+    EXPECT_FALSE(copyItem(link, destination / "dangling", SourceLink::followed));
+    EXPECT_THAT(said(), ElementsAre("INFO: File copied successfully.",
+                                    "ERROR: Error copying dangling: No such file or directory"));
 }
 
 TEST_F(Copying, OfOneNamedFileReplacesWhateverIsThereAndSaysWhatFailed) {

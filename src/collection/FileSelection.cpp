@@ -2,6 +2,7 @@
 
 #include "collection/CopyOperations.h"
 #include "collection/PrintedList.h"
+#include "discovery/Workspace.h"
 #include "logging/Logging.h"
 #include "platform/posix/Fatal.h"
 #include "platform/posix/FileSystem.h"
@@ -47,7 +48,7 @@ std::error_code copyRecords(const std::vector<FileRecord> &records, const fs::pa
     int copied = 0;
     for (const FileRecord &record : records) {
         std::error_code error;
-        fs::remove_all(destination / record.name, error);
+        Workspace::remove(destination / record.name, error);
         if (error)
             return error;
         if (UtilityFunctions::copyItem(source / record.name, destination / record.name))
@@ -63,7 +64,7 @@ std::error_code copyNewest(const fs::path &source, const fs::path &destination, 
     std::error_code error;
     const auto names = listMatchingNames(source, patterns, error);
     if (!error && !names.empty())
-        fs::create_directories(destination, error);
+        Workspace::make(destination, error);
     if (error)
         return error;
     const Selection selection = selectNewest(readRecords(source, names, error), maxFileSizeBytes);

@@ -3,6 +3,7 @@
 #include "collection/CopyOperations.h"
 #include "discovery/Constants.h"
 #include "discovery/RunState.h"
+#include "discovery/Workspace.h"
 #include "logging/Logging.h"
 #include "platform/PreferenceStore.h"
 #include "platform/posix/Fatal.h"
@@ -67,7 +68,7 @@ void keepRecord(bool madeKeys) {
 void removeRecord() {
     std::error_code error;
     if (const auto file = recordFile())
-        fs::remove(*file, error);
+        Workspace::remove(*file, error);
 }
 
 // Whoever wrote the record, only the product's preference files are changed because of it.
@@ -223,7 +224,8 @@ void GetLumaLogs(bool isLumaloggingEnabled) {
     if (!lumadocOrPellix)
         platform::fatal("The product's edition is not known.");
     const QString source = ConstantsFolder::LumalogPath.arg(flavour, *lumadocOrPellix);
-    copyItem(below(userLibraryURL, platform::pathFromText(source)), below(tempOutputURL, "LumaLog"));
+    copyItem(below(userLibraryURL, platform::pathFromText(source)), below(tempOutputURL, "LumaLog"),
+             SourceLink::followed);
 }
 
 void RevertLumaLogPList(bool isLumaloggingEnabled) {

@@ -2,6 +2,7 @@
 
 #include "discovery/Constants.h"
 #include "discovery/MainQueue.h"
+#include "discovery/Workspace.h"
 #include "logging/Logging.h"
 #include "platform/Applications.h"
 #include "platform/Bundle.h"
@@ -162,7 +163,7 @@ void SetLumadocOrPellix() {
     tempOutputURL = required(tempOutputURL, "The output folder is not known when the edition is chosen.") /
                     platform::pathFromText(*lumadocOrPellix);
     std::error_code error;
-    std::filesystem::create_directories(*tempOutputURL, error);
+    Workspace::make(*tempOutputURL, error);
     const auto log = error ? Logger::logError : Logger::logInfo;
     log(QStringLiteral("Directory created: ") + displayText(*tempOutputURL));
 }

@@ -1,5 +1,6 @@
 #include "discovery/RunState.h"
 
+#include "discovery/Workspace.h"
 #include "logging/Logging.h"
 #include "platform/Account.h"
 #include "platform/posix/Fatal.h"
@@ -15,11 +16,10 @@ namespace fs = std::filesystem;
 
 // Makes a folder that is missing; `shownAs` is what the log calls it. False when it cannot be made.
 bool makeIfMissing(const fs::path &folder, const QString &shownAs) {
-    std::error_code error;
-    if (fs::exists(folder, error))
+    if (Workspace::holds(folder))
         return true;
-    fs::create_directories(folder, error);
-    if (error)
+    std::error_code error;
+    if (!Workspace::make(folder, error))
         return false;
     Logger::logInfo(QStringLiteral("Directory created: %1").arg(shownAs));
     return true;

@@ -2,11 +2,12 @@
 
 #include "collection/CopyOperations.h"
 #include "discovery/RunState.h"
+#include "discovery/Workspace.h"
 #include "logging/Logging.h"
-#include "platform/posix/FileSystem.h"
 #include "platform/posix/Program.h"
 #include "platform/posix/Text.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace FilesPathDirectory {
@@ -16,26 +17,9 @@ namespace {
 namespace fs = std::filesystem;
 using platform::description;
 using platform::displayText;
+using platform::FileKind;
 
 constexpr char zipProgram[] = "/usr/bin/zip";
-
-// A folder's entries as they are listed, read in full before any of them is touched; none on an error.
-std::vector<fs::directory_entry> listing(const fs::path &folder, std::error_code &error) {
-    std::vector<fs::directory_entry> entries;
-    fs::directory_iterator entry(folder, error);
-    for (const fs::directory_iterator end; !error && entry != end; entry.increment(error))
-        entries.push_back(*entry);
-    if (error)
-        entries.clear();
-    return entries;
-}
-
-// Whether the entry itself is a folder. Both calls answer from the listing; the entry's status would ask the
-// system again.
-bool isFolder(const fs::directory_entry &entry) {
-    std::error_code error;
-    return !entry.is_symlink(error) && entry.is_directory(error);
-}
 
 QString archiveName() {
     const QString mode = UtilityFunctions::IsSilentMode ? QStringLiteral("cef") : QStringLiteral("abc");
@@ -47,41 +31,75 @@ bool isFinishedArchive(const fs::path &name) {
     return name.native().starts_with("lumaMacLog_") && name.extension() == ".zip";
 }
 
-// Whether another run folder holds the whole archive.
-bool isInAnotherRunFolder(const fs::path &archive, const fs::path &runFolders) {
+struct Archive {
+    fs::path path;
+    std::uint64_t sizeBytes = 0;
+};
+
+// The files of this archive's name in the other run folders.
+std::vector<Archive> copiesOf(const fs::path &archive, const fs::path &runFolders) {
     std::error_code error;
-    const auto size = fs::file_size(archive, error);
-    for (const fs::directory_entry &folder : listing(runFolders, error)) {
-        std::error_code missing;
-        if (folder.path() != archive.parent_path() &&
-            fs::file_size(folder.path() / archive.filename(), missing) == size && !missing)
-            return true;
+    std::vector<Archive> copies;
+    for (const auto &folder : platform::entriesOf(Workspace::open(runFolders, error), error)) {
+        const fs::path copy = runFolders / folder.name / archive.filename();
+        const auto attributes = platform::fileAttributes(copy, error);
+        if (folder.kind == FileKind::folder && copy != archive && attributes &&
+            attributes->kind == FileKind::regular)
+            copies.push_back({copy, attributes->sizeBytes});
     }
-    return false;
+    return copies;
+}
+
+// Whether the file is an archive that is nowhere else: a smaller copy was cut short.
+bool isOnlyArchive(const fs::path &file, const fs::path &runFolders) {
+    std::error_code error;
+    const auto attributes = platform::fileAttributes(file, error);
+    return isFinishedArchive(file.filename()) && attributes &&
+           std::ranges::none_of(copiesOf(file, runFolders),
+                                [&](const Archive &copy) { return copy.sizeBytes >= attributes->sizeBytes; });
+}
+
+fs::path runFolders() {
+    return UtilityFunctions::tempTimeStampedURL.value_or(fs::path()).parent_path();
+}
+
+void prune(const platform::FileDescriptor &folder, const std::string &name,
+           const QStringList &allowedExtensions, std::error_code &error) {
+    // Without its dot; a name that begins with its only dot has none.
+    const QString extension = displayText(fs::path(name).extension()).mid(1);
+    if (allowedExtensions.contains(u'.' + extension.toLower()) || !platform::removeEntry(folder, name, error))
+        return;
+    Logger::logInfo(QStringLiteral("Removed file with extension: ") + extension);
+    ++UtilityFunctions::RemovedFilesCount;
 }
 
 } // namespace
 
 void removeFilesFromDirectoryRecursively(const fs::path &atPath, const QStringList &allowedExtensions) {
     std::error_code error;
-    const auto entries = listing(atPath, error);
-    const auto folder = error ? platform::FileDescriptor() : platform::openFolder(atPath, error);
-    for (auto entry = entries.begin(); !error && entry != entries.end(); ++entry) {
-        if (isFolder(*entry)) {
-            removeFilesFromDirectoryRecursively(entry->path(), allowedExtensions);
+    const auto report = [&](const fs::path &below) {
+        Logger::logError(QStringLiteral("Error accessing directory: ") +
+                         displayText(below.empty() ? atPath : atPath / below) + QStringLiteral(" - ") +
+                         description(error));
+    };
+    auto top = Workspace::open(atPath, error);
+    if (!top)
+        return report({});
+    platform::FolderWalk walk(std::move(top));
+    for (bool goesOn = true; goesOn;) {
+        const auto entry = walk.next(error);
+        if (entry && entry->kind == FileKind::folder) {
+            if (!walk.enter(error))
+                report(walk.path() / entry->name);
             continue;
         }
-        // Without its dot; a name that begins with its only dot has none.
-        const QString extension = displayText(entry->path().extension()).mid(1);
-        if (allowedExtensions.contains(u'.' + extension.toLower()) ||
-            !platform::removeEntry(folder, entry->path().filename(), error))
-            continue;
-        Logger::logInfo(QStringLiteral("Removed file with extension: ") + extension);
-        ++UtilityFunctions::RemovedFilesCount;
+        if (entry)
+            prune(walk.folder(), entry->name, allowedExtensions, error);
+        if (error)
+            report(walk.path());
+        if (!entry || error)
+            goesOn = walk.depth() > 0 && walk.leave(error);
     }
-    if (error)
-        Logger::logError(QStringLiteral("Error accessing directory: ") + displayText(atPath) +
-                         QStringLiteral(" - ") + description(error));
 }
 
 bool CommandLineCompression(const std::optional<fs::path> &directoryURL,
@@ -110,20 +128,22 @@ bool CommandLineCompression(const std::optional<fs::path> &directoryURL,
     return status.has_value();
 }
 
-void keepArchivesOfEarlierRuns(const fs::path &folder, const fs::path &runFolders, const fs::path &ownName) {
-    const fs::path recovered = runFolders / "Recovered";
+bool keepArchivesOfEarlierRuns(const fs::path &folder, const fs::path &runFolders, const fs::path &ownName) {
     std::error_code error;
-    for (const fs::directory_entry &entry : listing(folder, error)) {
-        const fs::path name = entry.path().filename();
-        if (name == ownName || !isFinishedArchive(name) || isInAnotherRunFolder(entry.path(), runFolders))
+    bool isDone = true;
+    for (const auto &[name, kind] : platform::entriesOf(Workspace::open(folder, error), error)) {
+        const fs::path archive = folder / name;
+        const fs::path kept = runFolders / "Recovered" / name;
+        if (name == ownName || !isOnlyArchive(archive, runFolders))
             continue;
-        std::error_code failure;
-        fs::create_directories(recovered, failure);
-        fs::rename(entry.path(), recovered / name, failure);
-        if (!failure)
-            Logger::logInfo(QStringLiteral("Archive of an earlier run kept: ") +
-                            displayText(recovered / name));
+        for (const Archive &part : copiesOf(archive, runFolders))
+            Workspace::remove(part.path, error);
+        if (Workspace::move(archive, kept, error))
+            Logger::logInfo(QStringLiteral("Archive of an earlier run kept: ") + displayText(kept));
+        else
+            isDone = false;
     }
+    return isDone;
 }
 
 bool CompressOutputDirectory() {
@@ -163,12 +183,15 @@ bool isFileSizeValid(const fs::path &url) {
 
 void deleteContentsOfDirectory(const fs::path &url) {
     std::error_code error;
-    const auto entries = listing(url, error);
-    for (const fs::directory_entry &entry : entries) {
-        fs::remove_all(entry.path(), error);
+    const auto folder = Workspace::open(url, error);
+    const auto entries = folder ? platform::entriesOf(folder, error) : std::vector<platform::FolderEntry>();
+    for (const auto &[name, kind] : entries) {
+        if (isOnlyArchive(url / name, runFolders()))
+            continue;
+        platform::removeTree(folder, name, error);
         if (error)
             break;
-        Logger::logInfo(QStringLiteral("Deleted: ") + displayText(entry.path().filename()));
+        Logger::logInfo(QStringLiteral("Deleted: ") + displayText(name));
     }
     if (error)
         Logger::logError(QStringLiteral("Error while deleting contents of directory: ") + description(error));
@@ -176,7 +199,7 @@ void deleteContentsOfDirectory(const fs::path &url) {
 
 void deleteDirectory(const fs::path &url) {
     std::error_code error;
-    if (fs::remove_all(url, error) == 0 && !error)
+    if (!Workspace::remove(url, error) && !error)
         error = std::make_error_code(std::errc::no_such_file_or_directory);
     if (error)
         Logger::logInfo(QStringLiteral("Error deleting directory: ") + description(error));
@@ -209,7 +232,14 @@ bool isArchiveSizeValid() {
 
 void removeOutput() {
     using namespace UtilityFunctions;
-    deleteDirectory(required(tempOutputURL, "The output folder is not known when it is to be removed."));
+    const fs::path &output =
+        required(tempOutputURL, "The output folder is not known when it is to be removed.");
+    const fs::path sent = compressedLogURL.value_or(fs::path());
+    if (keepArchivesOfEarlierRuns(output, runFolders(), sent.filename()))
+        return deleteDirectory(output);
+    std::error_code error;
+    Workspace::remove(sent, error);
+    deleteContentsOfDirectory(output);
 }
 
 } // namespace FilesPathDirectory

@@ -27,8 +27,9 @@ bool CommandLineCompression(const std::optional<std::filesystem::path> &director
 /// "Recovered" among the run folders. In the scratch folder they come from runs that were killed between
 /// removing what was collected and copying the archive: nothing else is left of those. In the run folder they
 /// come from a run that began in the same second and could not send its archive. `ownName` is this run's
-/// archive and stays; one that is whole in another run folder is left to be removed.
-void keepArchivesOfEarlierRuns(const std::filesystem::path &folder, const std::filesystem::path &runFolders,
+/// archive and stays; one that is whole in another run folder is left to be removed. A copy that was cut
+/// short is removed. False when one could not be moved: it stays where it is.
+bool keepArchivesOfEarlierRuns(const std::filesystem::path &folder, const std::filesystem::path &runFolders,
                                const std::filesystem::path &ownName);
 
 /// Replaces what was collected by its archive. True when zip was run; `UtilityFunctions::compressedLogURL`
@@ -38,7 +39,8 @@ bool CompressOutputDirectory();
 /// Whether the file is smaller than the service takes: 100 MiB. False when its size cannot be read.
 bool isFileSizeValid(const std::filesystem::path &url);
 
-/// Removes all entries of a folder; the first failure ends it with one line.
+/// Removes all entries of a folder but archives that are nowhere else; the first failure ends it with one
+/// line.
 void deleteContentsOfDirectory(const std::filesystem::path &url);
 
 /// Removes a folder and everything in it.
@@ -56,7 +58,8 @@ bool packOutput();
 /// never an archive.
 bool isArchiveSizeValid();
 
-/// Removes the whole output, which has been sent. Ends the process when its place is not known.
+/// Removes the whole output, whose archive has been sent, but not the archive of another run. Ends the
+/// process when its place is not known.
 void removeOutput();
 
 } // namespace FilesPathDirectory

@@ -4,6 +4,7 @@
 
 #include "collection/CopyOperations.h"
 #include "discovery/MainQueue.h"
+#include "discovery/Workspace.h"
 #include "logging/Logging.h"
 #include "platform/posix/FileSystem.h"
 #include "platform/posix/Text.h"
@@ -199,14 +200,11 @@ void ContentView::copyAttachment(const fs::path &file) {
     incoming += ".incoming";
     if (!error)
         UtilityFunctions::CopyFiles(file.parent_path(), incoming, file.filename());
-    if (!error && fs::exists(incoming / file.filename(), ignored)) {
-        fs::create_directories(*userFilesURL, error);
-        if (!error)
-            fs::rename(incoming / file.filename(), *userFilesURL / file.filename(), error);
-    }
+    if (!error && Workspace::holds(incoming / file.filename()))
+        Workspace::move(incoming / file.filename(), *userFilesURL / file.filename(), error);
     if (error)
         Logger::logError(QStringLiteral("Error while copying file: ") + platform::description(error));
-    fs::remove_all(incoming, ignored);
+    Workspace::remove(incoming, ignored);
 }
 
 void ContentView::dropFirstInQueue() {
@@ -249,7 +247,7 @@ void ContentView::removeAllUserFiles() {
     if (!hasFolder())
         return;
     std::error_code error;
-    if (fs::remove_all(*userFilesURL, error) == 0)
+    if (!Workspace::remove(*userFilesURL, error) && !error)
         error = std::make_error_code(std::errc::no_such_file_or_directory);
     if (error)
         Logger::logError(QStringLiteral("Error listing files in destination directory: ") +

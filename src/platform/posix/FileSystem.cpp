@@ -24,15 +24,16 @@ bool isRegular(const struct stat &status, std::error_code &error) {
 // Opens a regular file and nothing else. What a path leads to is checked before it is opened, since opening a
 // pipe wakes a writer that waits there and opening a device may start something. It is checked again
 // afterwards, and O_NONBLOCK set, in case something else has taken the file's place in between.
-FileDescriptor openRegular(const fs::path &path, struct stat &status, std::error_code &error,
+FileDescriptor openRegular(int folder, const fs::path &path, struct stat &status, std::error_code &error,
                            int linkFlag = 0) {
-    if (::stat(path.c_str(), &status) != 0) {
+    if (::fstatat(folder, path.c_str(), &status, 0) != 0) {
         error = systemError();
         return {};
     }
     if (!isRegular(status, error))
         return {};
-    FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | linkFlag));
+    FileDescriptor file(
+        ::openat(folder, path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | linkFlag));
     if (!file || ::fstat(file.get(), &status) != 0) {
         error = systemError();
         return {};
@@ -42,9 +43,10 @@ FileDescriptor openRegular(const fs::path &path, struct stat &status, std::error
     return file;
 }
 
-// The kernel copies by itself where the file systems let it; elsewhere, and where it copies nothing, the
-// content goes through a buffer. Linux.
-bool copyContent(int source, int destination, off_t remaining, std::error_code &error) {
+// Copies what both files have from their positions on, or less when the source has become shorter. The kernel
+// copies by itself where the file systems let it; elsewhere, and where it copies nothing, the content goes
+// through a buffer. Linux.
+bool copyRange(int source, int destination, off_t remaining, std::error_code &error) {
     constexpr off_t bufferBytes = 256 << 10;
     while (remaining > 0) {
         ssize_t count = uninterrupted([&] {
@@ -65,6 +67,29 @@ bool copyContent(int source, int destination, off_t remaining, std::error_code &
             count = bytes->size();
         }
         remaining -= count;
+    }
+    return true;
+}
+
+// Copies the ranges that hold data and leaves out the holes. Where the file system knows no holes, all is
+// data.
+bool copyContent(int source, int destination, off_t sizeBytes, std::error_code &error) {
+    for (off_t at = 0; at < sizeBytes;) {
+        off_t data = ::lseek(source, at, SEEK_DATA);
+        if (data < 0 && errno == ENXIO) {
+            // A hole to the end, unless the file has become shorter.
+            const off_t end = std::min(sizeBytes, ::lseek(source, 0, SEEK_END));
+            if (end > at && ::ftruncate(destination, end) != 0)
+                error = systemError();
+            return !error;
+        }
+        data = std::clamp(data, at, sizeBytes);
+        const off_t hole = ::lseek(source, data, SEEK_HOLE);
+        at = hole < 0 ? sizeBytes : std::clamp(hole, data, sizeBytes);
+        if (::lseek(source, data, SEEK_SET) < 0 || ::lseek(destination, data, SEEK_SET) < 0)
+            error = systemError();
+        if (error || !copyRange(source, destination, at - data, error))
+            return false;
     }
     return true;
 }
@@ -132,7 +157,7 @@ std::optional<FileAttributes> fileAttributes(const fs::path &path, std::error_co
 FileDescriptor openRegularFile(const fs::path &path, std::uint64_t &sizeBytes, std::error_code &error) {
     error.clear();
     struct stat status {};
-    FileDescriptor file = openRegular(path, status, error);
+    FileDescriptor file = openRegular(AT_FDCWD, path, status, error);
     sizeBytes = static_cast<std::uint64_t>(status.st_size);
     return file;
 }
@@ -170,20 +195,21 @@ bool writeFileAtomically(const fs::path &path, const QByteArray &content, Replac
     return written;
 }
 
-bool copyRegularFile(const fs::path &source, const fs::path &destination, std::error_code &error) {
+bool copyRegularFile(int fromFolder, const fs::path &source, int toFolder, const fs::path &destination,
+                     std::error_code &error) {
     error.clear();
     struct stat status {};
-    const FileDescriptor from = openRegular(source, status, error, O_NOFOLLOW);
+    const FileDescriptor from = openRegular(fromFolder, source, status, error, O_NOFOLLOW);
     if (!from)
         return false;
-    const FileDescriptor to(
-        ::open(destination.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, ownerOnly));
+    const FileDescriptor to(::openat(toFolder, destination.c_str(),
+                                     O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, ownerOnly));
     if (!to) {
         error = systemError();
         return false;
     }
     if (!copyContent(from.get(), to.get(), status.st_size, error)) {
-        ::unlink(destination.c_str());
+        ::unlinkat(toFolder, destination.c_str(), 0);
         return false;
     }
     const struct timespec times[2] = {{0, UTIME_OMIT}, status.st_mtim};
@@ -191,29 +217,12 @@ bool copyRegularFile(const fs::path &source, const fs::path &destination, std::e
     return true;
 }
 
-FileDescriptor openFolder(const fs::path &path, std::error_code &error) {
+fs::path behindLink(const fs::path &path, std::error_code &error) {
     error.clear();
-    FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!folder)
-        error = systemError();
-    return folder;
-}
-
-bool removeEntry(const FileDescriptor &folder, const fs::path &name, std::error_code &error) {
-    error.clear();
-    if (::unlinkat(folder.get(), name.c_str(), 0) == 0)
-        return true;
-    if (errno != ENOENT)
-        error = systemError();
-    return false;
-}
-
-void copyModificationTime(const fs::path &source, const fs::path &destination) {
     struct stat status {};
-    if (::lstat(source.c_str(), &status) != 0)
-        return;
-    const struct timespec times[2] = {{0, UTIME_OMIT}, status.st_mtim};
-    ::utimensat(AT_FDCWD, destination.c_str(), times, AT_SYMLINK_NOFOLLOW);
+    const bool isLink = ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+    const bool isTrusted = status.st_uid == ::geteuid() || status.st_uid == 0;
+    return isLink && isTrusted ? fs::canonical(path, error) : path;
 }
 
 } // namespace platform

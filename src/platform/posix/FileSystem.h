@@ -1,5 +1,5 @@
-// The file operations that the C++ library lacks: bounded reads that no pipe or device can hold up, private
-// copies, atomic replacement, creation dates.
+// The operations on files that the C++ library lacks: bounded reads that no pipe or device can hold up,
+// private copies, atomic replacement, creation dates.
 //
 // Any thread may call these. What fails gives nothing or false, with `error` set to the system's reason.
 #pragma once
@@ -52,20 +52,14 @@ enum class Replacement { privateFile, keepOwnerAndMode };
 bool writeFileAtomically(const std::filesystem::path &path, const QByteArray &content,
                          Replacement replacement, std::error_code &error);
 
-/// Copies one regular file to a path where there is nothing yet. The copy is the user's alone (mode 600), has
-/// the source's modification time, and holds at most the bytes that the source had when it was opened, so
-/// that a file that keeps growing does not keep the copy going. A copy that fails is removed.
-bool copyRegularFile(const std::filesystem::path &source, const std::filesystem::path &destination,
-                     std::error_code &error);
+/// Copies one regular file to a place where there is nothing yet; paths are taken from the open folders, or
+/// from this process's own with AT_FDCWD. The copy is the user's alone (mode 600), has the source's
+/// modification time and holes, and holds at most the bytes that the source had when it was opened, so that a
+/// file that keeps growing does not keep the copy going. A copy that fails is removed.
+bool copyRegularFile(int fromFolder, const std::filesystem::path &source, int toFolder,
+                     const std::filesystem::path &destination, std::error_code &error);
 
-/// Opens a folder for `removeEntry`; a link to one is not followed.
-FileDescriptor openFolder(const std::filesystem::path &path, std::error_code &error);
-
-/// Removes an entry of an open folder that is not itself a folder: a link is removed, not what it points at.
-/// False without an error when it is not there. Faster than by a path, which is looked up again each time.
-bool removeEntry(const FileDescriptor &folder, const std::filesystem::path &name, std::error_code &error);
-
-/// Gives `destination` the modification time of `source`, where both allow it.
-void copyModificationTime(const std::filesystem::path &source, const std::filesystem::path &destination);
+/// What `path` leads to when it is a link of this user's or of root's; `path` itself when it is not.
+std::filesystem::path behindLink(const std::filesystem::path &path, std::error_code &error);
 
 } // namespace platform

@@ -71,7 +71,9 @@ protected:
         expectFailure(copy(path, destination), reason);
         EXPECT_FALSE(fs::exists(fs::symlink_status(destination)));
     }
-    bool copy(const fs::path &from, const fs::path &to) { return platform::copyRegularFile(from, to, error); }
+    bool copy(const fs::path &from, const fs::path &to) {
+        return platform::copyRegularFile(AT_FDCWD, from, AT_FDCWD, to, error);
+    }
     bool replace(const fs::path &path, const QByteArray &content,
                  Replacement how = Replacement::privateFile) {
         return platform::writeFileAtomically(path, content, how, error);
@@ -273,26 +275,45 @@ TEST_F(FileSystem, CopiesNoMoreThanTheSizeAndNoMoreThanThereIs) {
     EXPECT_EQ(test_support::readFile(destination), content);
 }
 
-TEST_F(FileSystem, CopiesTheModificationTimeOfAnEntryToALinkItself) {
-    fs::create_symlink("other", destination);
-    fs::last_write_time(write("source", "x"), fs::file_time_type::clock::now() - std::chrono::hours(1000));
-    const auto before = fs::last_write_time(other);
-    for (const fs::path &path : {source, folder.path() / "missing"})
-        platform::copyModificationTime(path, destination);
-    EXPECT_EQ(statusOf(destination).st_mtim.tv_nsec, statusOf(source).st_mtim.tv_nsec);
-    EXPECT_EQ(fs::last_write_time(other), before);
+TEST_F(FileSystem, KeepsHolesInCopiesAlsoAtTheEndAndOfAFileWithoutAnyData) {
+    const Mount disk = Mount::memory(other, 1 << 20);
+    constexpr std::uintmax_t sizeBytes = 2 << 20;
+    for (const QByteArray &data : {QByteArray("data"), QByteArray()}) {
+        fs::resize_file(write("source", data), sizeBytes);
+        if (!data.isEmpty()) {
+            const FileDescriptor file(::open(source.c_str(), O_WRONLY | O_CLOEXEC));
+            EXPECT_EQ(::pwrite(file.get(), "middle", 6, sizeBytes / 2), 6);
+        }
+        for (const fs::path &path : {destination, other / "copy"}) {
+            EXPECT_TRUE(copy(source, path)) << error.message();
+            EXPECT_LT(statusOf(path).st_blocks * 512, 64 << 10);
+            EXPECT_TRUE(test_support::readFile(path) == test_support::readFile(source));
+            fs::remove(path);
+        }
+    }
 }
 
-TEST_F(FileSystem, RemovesALinkAndNotItsTargetFromAFolderThatIsNoLink) {
-    fs::create_symlink(folder.path(), other / "link");
-    const FileDescriptor open = platform::openFolder(other, error);
-    EXPECT_FALSE(platform::openFolder(other / "link", error));
-    EXPECT_EQ(error, errc::not_a_directory);
-    EXPECT_TRUE(platform::removeEntry(open, "link", error));
-    EXPECT_TRUE(fs::is_empty(other));
-    EXPECT_FALSE(platform::removeEntry(open, "link", error));
+TEST_F(FileSystem, FollowsOnlyLinksAndOnlyToWhatIsThere) {
+    const fs::path file = fs::canonical(write("file", "x"));
+    EXPECT_EQ(platform::behindLink(file, error), file);
+    fs::create_symlink("file", source);
+    fs::create_symlink("source", destination);
+    EXPECT_EQ(platform::behindLink(destination, error), file);
     EXPECT_FALSE(error);
-    expectFailure(platform::removeEntry(open, "..", error), errc::is_a_directory);
+    fs::remove(file);
+    platform::behindLink(destination, error);
+    EXPECT_EQ(error, errc::no_such_file_or_directory);
 }
+
+void doesNotFollowALinkOfAnotherUser() {
+    const test_support::ScratchFolder folder;
+    const auto link = folder.path() / "link";
+    fs::create_symlink("/etc/passwd", link);
+    ASSERT_EQ(::lchown(link.c_str(), 65534, 65534), 0);
+    std::error_code error;
+    EXPECT_EQ(platform::behindLink(link, error), link);
+}
+const bool linksTested = test_support::registerTestIf(
+    ::geteuid() == 0, "FileSystemAsRoot", "DoesNotFollowALinkOfAnotherUser", doesNotFollowALinkOfAnotherUser);
 
 } // namespace
