@@ -2,6 +2,8 @@
 // variables and files that could mislead the program.
 #include "tests/SilentRun.h"
 
+#include <unistd.h>
+
 namespace fs = std::filesystem;
 using namespace test_support;
 
@@ -91,4 +93,19 @@ TEST_F(Surroundings, TheWorkspaceItselfMayBeALinkToALargerDisk) {
     EXPECT_TRUE(fs::is_symlink(root()));
     EXPECT_TRUE(fs::is_directory(home.path() / "disk/Output"));
     EXPECT_THAT(log(), testing::Not(testing::HasSubstr("Replaced a link")));
+}
+
+TEST_F(Surroundings, RootInTheHomeOfAnotherUserEndsBeforeItTouchesAnything) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can try";
+    install();
+    const auto before = treeOf(home.path());
+    ASSERT_EQ(::chown(home.path().c_str(), 12'345, 12'345), 0);
+    const std::string line =
+        "Brennic_Lumadoc_Diagnostics: This is the home folder of another user. Start the "
+        "program as that user, not as root.\n";
+    expectEnd(program(), 1, "", line);
+    expectEnd(program({}), 1, "", line);
+    EXPECT_THAT(treeOf(home.path()), testing::ContainerEq(before));
+    EXPECT_EQ(service.connections(), 0U);
 }

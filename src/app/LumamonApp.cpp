@@ -6,6 +6,7 @@
 #include "collection/ProcessExecution.h"
 #include "discovery/MainQueue.h"
 #include "packaging/UploadAPI.h"
+#include "platform/Account.h"
 #include "platform/Bundle.h"
 #include "platform/SystemLog.h"
 #include "platform/posix/Fatal.h"
@@ -38,6 +39,10 @@ WindowFrontEnd *loadWindow() {
 
 int LumamonApp::run(int argumentCount, char **arguments) {
     platform::prepareProcess();
+    // What root leaves in the home of another user, that user can neither change nor remove.
+    if (platform::isRootInAnotherHome())
+        platform::fatal(
+            "This is the home folder of another user. Start the program as that user, not as root.");
     const bool isSilent = std::any_of(arguments, arguments + argumentCount, [](const char *argument) {
         return CommandLineArguments::asksForSilence(QString::fromLocal8Bit(argument));
     });

@@ -1,9 +1,11 @@
 #include "platform/Account.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <pwd.h>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace platform {
@@ -61,6 +63,20 @@ std::vector<fs::path> userLibraryFolders() {
 
 std::vector<fs::path> userCachesFolders() {
     return baseFolder("XDG_CACHE_HOME", ".cache");
+}
+
+bool isRootInAnotherHome() {
+    if (::geteuid() != 0)
+        return false;
+    std::vector<fs::path> folders = userLibraryFolders();
+    for (const auto &more : {userCachesFolders(), {homeFolder().value_or("/")}})
+        folders.insert(folders.end(), more.begin(), more.end());
+    return std::ranges::any_of(folders, [](fs::path folder) {
+        struct stat status {};
+        while (::stat(folder.c_str(), &status) != 0 && folder.has_relative_path())
+            folder = folder.parent_path();
+        return status.st_uid != 0;
+    });
 }
 
 } // namespace platform
