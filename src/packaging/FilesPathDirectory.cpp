@@ -138,10 +138,13 @@ bool keepArchivesOfEarlierRuns(const fs::path &folder, const fs::path &runFolder
             continue;
         for (const Archive &part : copiesOf(archive, runFolders))
             Workspace::remove(part.path, error);
-        if (Workspace::move(archive, kept, error))
+        if (Workspace::move(archive, kept, error)) {
             Logger::logInfo(QStringLiteral("Archive of an earlier run kept: ") + displayText(kept));
-        else
+        } else {
             isDone = false;
+            Logger::logWarning(QStringLiteral("Archive of an earlier run stays where it is: ") +
+                               description(error));
+        }
     }
     return isDone;
 }

@@ -28,7 +28,8 @@ bool CommandLineCompression(const std::optional<std::filesystem::path> &director
 /// removing what was collected and copying the archive: nothing else is left of those. In the run folder they
 /// come from a run that began in the same second and could not send its archive. `ownName` is this run's
 /// archive and stays; one that is whole in another run folder is left to be removed. A copy that was cut
-/// short is removed. False when one could not be moved: it stays where it is.
+/// short is removed. False when one could not be moved: it stays where it is,
+/// with a line in the log.
 bool keepArchivesOfEarlierRuns(const std::filesystem::path &folder, const std::filesystem::path &runFolders,
                                const std::filesystem::path &ownName);
 

@@ -2,6 +2,7 @@
 
 #include "discovery/RunState.h"
 #include "test_support/ArchiveReader.h"
+#include "test_support/Isolation.h"
 #include "test_support/LoggedTest.h"
 
 namespace {
@@ -131,35 +132,112 @@ TEST_F(Folder, IsReplacedByItsArchiveUnlessTheOutputIsMissing) {
     EXPECT_FALSE(fs::exists(*compressedLogURL));
 }
 
-TEST_F(Folder, KeepsArchivesOfEarlierRunsThatAreNowhereElse) {
-    const char *const scratch = "temp/lumaMacLog_earlier_cef.zip";
-    const char *const inRunFolder = "Output/20200101000000/lumaMacLog_earlier_cef.zip";
+// Files below a folder, with their content.
+using Files = std::map<std::string, std::string>;
+
+Files filesIn(const fs::path &folder) {
+    Files files;
+    for (const auto &entry : fs::recursive_directory_iterator(folder)) {
+        if (entry.is_regular_file())
+            files[entry.path().lexically_relative(folder)] = readFile(entry.path()).toStdString();
+    }
+    return files;
+}
+
+TEST_F(Folder, IsEmptiedOfAllButArchivesThatAreNowhereElse) {
+    const std::string scratch = "temp/lumaMacLog_earlier_cef.zip";
+    const std::string earlier = "Output/20200101000000/lumaMacLog_earlier_cef.zip";
+    const std::string recovered = "Output/Recovered/lumaMacLog_earlier_cef.zip";
+    const std::string shared = "Output/run/lumaMacLog_earlier_cef.zip";
+    const std::string own = "temp/lumaMacLog_own_cef.zip";
+    const std::string ownCopy = "Output/run/lumaMacLog_own_cef.zip";
+    const Files inTheWay{{"Output/Recovered", "a file"}};
+    const auto withFileInTheWay = [&](Files files) {
+        files.insert(inTheWay.begin(), inTheWay.end());
+        return files;
+    };
     const struct {
         const char *description;
-        // Files before, below the home folder, with their content.
-        std::map<const char *, const char *> files;
+        Files before;
         const char *emptied;
-        bool isKept;
+        Files after;
     } cases[] = {
-        {"in the scratch folder alone", {{scratch, "archive"}}, "temp", true},
-        {"whole in its run folder", {{scratch, "archive"}, {inRunFolder, "archive"}}, "temp", false},
-        {"unfinished in its run folder", {{scratch, "archive"}, {inRunFolder, "arch"}}, "temp", true},
-        {"in a run folder that is shared", {{inRunFolder, "archive"}}, "Output/20200101000000", true},
-        {"left unfinished by zip", {{"temp/ziAbCdEf", "part"}}, "temp", false},
-        {"of this run", {{"temp/lumaMacLog_own_cef.zip", "own"}}, "temp", false},
+        {"in the scratch folder alone", {{scratch, "archive"}}, "temp", {{recovered, "archive"}}},
+        {"whole in its run folder",
+         {{scratch, "archive"}, {earlier, "archive"}},
+         "temp",
+         {{earlier, "archive"}}},
+        {"cut short in its run folder",
+         {{scratch, "archive"}, {earlier, "arch"}},
+         "temp",
+         {{recovered, "archive"}}},
+        {"cut short where it is kept",
+         {{scratch, "archive"}, {recovered, "arch"}},
+         "temp",
+         {{recovered, "archive"}}},
+        {"itself cut short", {{scratch, "arch"}, {earlier, "archive"}}, "temp", {{earlier, "archive"}}},
+        {"in a run folder that is shared",
+         {{shared, "archive"}, {"Output/run/a.log", ""}},
+         "Output/run",
+         {{recovered, "archive"}}},
+        {"with a file in the way",
+         withFileInTheWay({{scratch, "archive"}, {earlier, "arch"}, {"temp/a", ""}}), "temp",
+         withFileInTheWay({{scratch, "archive"}})},
+        {"in a run folder that is shared, with a file in the way",
+         withFileInTheWay({{shared, "archive"}, {"Output/run/a.log", ""}}), "Output/run",
+         withFileInTheWay({{shared, "archive"}})},
+        {"left unfinished by zip", {{"temp/ziAbCdEf", "part"}}, "temp", {}},
+        {"of this run, copied", {{own, "own"}, {ownCopy, "own"}}, "temp", {{ownCopy, "own"}}},
+        {"of this run, not copied", {{own, "own"}}, "temp", {{own, "own"}}},
     };
-    for (const auto &[description, files, emptied, isKept] : cases) {
+    for (const auto &[description, before, emptied, after] : cases) {
         SCOPED_TRACE(description);
         const test_support::ScratchFolder place;
         fs::remove(log);
-        for (const auto &[name, content] : files)
-            writeFile(place.path() / name, content);
+        for (const auto &[name, content] : before)
+            writeFile(place.path() / name, QByteArray::fromStdString(content));
+        tempTimeStampedURL = place.path() / "Output/run";
         keepArchivesOfEarlierRuns(place.path() / emptied, place.path() / "Output", "lumaMacLog_own_cef.zip");
-        const fs::path kept = place.path() / "Output/Recovered/lumaMacLog_earlier_cef.zip";
-        EXPECT_EQ(readFile(kept), isKept ? "archive" : "");
-        EXPECT_EQ(fs::exists(kept.parent_path()), isKept);
-        EXPECT_EQ(said(), isKept ? std::vector{"INFO: Archive of an earlier run kept: " + kept.native()}
-                                 : std::vector<std::string>());
+        const std::string kept =
+            "INFO: Archive of an earlier run kept: " + (place.path() / recovered).native();
+        const std::string stays = "WARNING: Archive of an earlier run stays where it is: Not a directory";
+        EXPECT_EQ(said(), after.contains(recovered)                           ? std::vector{kept}
+                          : after.contains(scratch) || after.contains(shared) ? std::vector{stays}
+                                                                              : std::vector<std::string>());
+        deleteContentsOfDirectory(place.path() / emptied);
+        EXPECT_EQ(filesIn(place.path()), after);
+    }
+}
+
+// The archive is made and cannot be copied, as on a full disk. It is all that is left of the run.
+TEST_F(Folder, KeepsTheArchiveThatCouldNotBeCopiedOutOfTheScratchFolder) {
+    ASSERT_TRUE(test_support::hasOwnNamespaces()) << "this test mounts a small file system";
+    tempOutputURL = folder / "Lumadoc";
+    tempTimeStampedURL = folder;
+    temptempURL = home.path() / "temp";
+    fs::create_directories(*temptempURL);
+    makeFiles({"Lumadoc/a.log"});
+    const auto readOnly = test_support::Mount::readOnly(folder);
+    EXPECT_TRUE(packOutput());
+    EXPECT_FALSE(fs::exists(*compressedLogURL));
+    EXPECT_THAT(archiveNames(*temptempURL / compressedLogURL->filename()),
+                UnorderedElementsAre("Lumadoc/", "Lumadoc/a.log"));
+}
+
+TEST_F(Folder, IsRemovedWithItsArchiveButNotWithAnotherThatWasNotSent) {
+    const auto other = folder / "lumaMacLog_other_cef.zip";
+    const auto recovered = home.path() / "Recovered";
+    tempOutputURL = tempTimeStampedURL = folder;
+    compressedLogURL = folder / "lumaMacLog_own_cef.zip";
+    writeFile(recovered, "a file in the way");
+    for (const bool isFree : {false, true}) {
+        makeFiles({"lumaMacLog_own_cef.zip", "lumaMacLog_other_cef.zip"});
+        if (isFree)
+            fs::remove(recovered);
+        removeOutput();
+        EXPECT_FALSE(fs::exists(*compressedLogURL));
+        EXPECT_EQ(fs::exists(isFree ? recovered / other.filename() : other), true);
+        EXPECT_EQ(fs::exists(folder), !isFree);
     }
 }
 
