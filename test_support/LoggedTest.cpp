@@ -2,6 +2,7 @@
 
 #include "logging/Logging.h"
 #include "platform/Account.h"
+#include "platform/posix/Text.h"
 
 #include <QRegularExpression>
 
@@ -10,7 +11,10 @@ namespace test_support {
 QStringList logLines(const std::filesystem::path &file) {
     static const QRegularExpression form(QStringLiteral(
         "^((?:INFO: |WARNING: |ERROR: )?)\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d \\+0000: (.*)$"));
-    QStringList lines = QString::fromUtf8(readFile(file)).split(u'\n');
+    QString text = QString::fromUtf8(readFile(file));
+    const auto home = std::filesystem::path(qgetenv("HOME").toStdString());
+    text.replace(platform::displayText(home.parent_path() / "[USER]/"), platform::displayText(home / ""));
+    QStringList lines = text.split(u'\n');
     if (lines.last().isEmpty())
         lines.removeLast();
     for (QString &line : lines) {

@@ -11,8 +11,8 @@
 
 namespace test_support {
 
-/// The lines of a log, each with its label and message: "INFO: message". A line that does not have the log's
-/// form comes whole, after "MALFORMED: ".
+/// The lines of a log, each with its label and message: "INFO: message", with the home folder's name in the
+/// place of its mask. A line that does not have the log's form comes whole, after "MALFORMED: ".
 QStringList logLines(const std::filesystem::path &file);
 
 /// Points the log at a fresh file in the scratch home's caches folder, and gives its path.

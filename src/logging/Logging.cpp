@@ -4,7 +4,9 @@
 #include "platform/Bundle.h"
 #include "platform/posix/Fatal.h"
 #include "platform/posix/FileSystem.h"
+#include "platform/posix/Text.h"
 
+#include <QRegularExpression>
 #include <QStringList>
 #include <ctime>
 #include <fcntl.h>
@@ -18,9 +20,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-// A log is moved through memory. No honest log is this large.
-constexpr std::size_t moveLimitBytes = std::size_t{256} << 20;
 
 // In one write, so that a line is whole whoever else writes to the file. Gives how much of it was written.
 ssize_t writeOnce(const platform::FileDescriptor &file, const QByteArray &bytes, std::error_code &error) {
@@ -44,20 +43,70 @@ platform::FileDescriptor openForWriting(const fs::path &path, int ifMissing, std
     return error ? platform::FileDescriptor() : std::move(file);
 }
 
-std::error_code appendToExisting(const fs::path &path, const std::optional<QByteArray> &lines) {
+// Copies a log to the end of another file, piece by piece, since it may be large: whole lines, unless one is
+// longer than a piece. A hole, which may be larger than any disk, holds no lines and is skipped.
+void copyLines(const platform::FileDescriptor &from, const platform::FileDescriptor &to,
+               std::error_code &error) {
+    constexpr qsizetype pieceBytes = qsizetype{1} << 20;
+    for (off_t place = 0; !error && (place = ::lseek(from.get(), place, SEEK_DATA)) >= 0;) {
+        QByteArray piece(pieceBytes, Qt::Uninitialized);
+        const ssize_t count = platform::uninterrupted(
+            [&] { return ::pread(from.get(), piece.data(), std::size_t{pieceBytes}, place); });
+        if (count < 0)
+            error = platform::systemError();
+        if (count <= 0)
+            return;
+        piece.truncate(count);
+        if (const qsizetype lines = piece.lastIndexOf('\n') + 1; lines > 0)
+            piece.truncate(lines);
+        writeOnce(to, piece, error);
+        place += piece.size();
+    }
+}
+
+// A line feed and a log's lines at the end of an existing file, or its lines in a new one. What cannot be
+// written whole is taken back.
+std::error_code appendLog(const platform::FileDescriptor &log, const fs::path &path, bool isNew) {
     std::error_code error;
-    const auto file = openForWriting(path, 0, error);
-    if (file && lines)
-        writeOnce(file, '\n' + *lines, error);
+    const auto file = openForWriting(path, isNew ? O_CREAT | O_EXCL : 0, error);
+    if (!file || !log)
+        return error;
+    const off_t end = ::lseek(file.get(), 0, SEEK_END);
+    writeOnce(file, isNew ? "" : "\n", error);
+    copyLines(log, file, error);
+    if (error)
+        (void)!::ftruncate(file.get(), end);
+    return error;
+}
+
+// Moves a log to a place where there is nothing yet.
+std::error_code renameLog(const platform::FileDescriptor &log, const fs::path &from, const fs::path &to) {
+    ::fchmod(log.get(), S_IRUSR | S_IWUSR);
+    if (::rename(from.c_str(), to.c_str()) == 0)
+        return {};
+    // The places are perhaps on two disks.
+    const fs::path beside = to.native() + ".moving";
+    ::unlink(beside.c_str());
+    std::error_code error = appendLog(log, beside, true);
+    if (!error && ::rename(beside.c_str(), to.c_str()) != 0)
+        error = platform::systemError();
+    if (error)
+        ::unlink(beside.c_str());
     return error;
 }
 
 // Where lines go: they are appended whole, to a file that is created when it is missing.
 class LogFile {
 public:
-    void setPath(const fs::path &path) {
+    void setPath(const fs::path &path, const QStringList &homes) {
         const std::lock_guard lock(m_mutex);
+        m_homes = homes;
         continueAt(path);
+    }
+
+    QStringList homes() const {
+        const std::lock_guard lock(m_mutex);
+        return m_homes;
     }
 
     std::optional<fs::path> path() const {
@@ -65,8 +114,8 @@ public:
         return m_path;
     }
 
-    // In one write; gives the error when that fails. Without a path it does nothing. A file that is missing,
-    // or was removed since the last line, is created.
+    // In one write; gives the error when that fails. Without a path it does nothing. A file that is missing
+    // is created.
     std::error_code append(const QByteArray &line) {
         const std::lock_guard lock(m_mutex);
         if (!m_path)
@@ -90,21 +139,19 @@ public:
             continueAt(path);
             return {};
         }
-        const auto lines = platform::readFile(*m_path, moveLimitBytes, error);
-        if (error == std::errc::file_too_large)
-            return error;
+        const fs::path old = *m_path;
+        std::uint64_t sizeBytes = 0;
+        const auto log = platform::openRegularFile(old, sizeBytes, error);
         std::error_code failure;
         if (fs::exists(path, failure))
-            failure = appendToExisting(path, lines);
-        else if (lines)
-            platform::writeFileAtomically(path, *lines, platform::Replacement::privateFile, failure);
+            failure = appendLog(log, path, false);
         else
-            failure = error;
+            failure = log ? renameLog(log, old, path) : error;
         if (failure)
             return failure;
-        const fs::path old = *m_path;
         continueAt(path);
-        return ::unlink(old.c_str()) == 0 ? std::error_code() : platform::systemError();
+        const bool isGone = ::unlink(old.c_str()) == 0 || (log && errno == ENOENT);
+        return isGone ? std::error_code() : platform::systemError();
     }
 
 private:
@@ -115,20 +162,23 @@ private:
     }
 
     // Opening and closing the file for every line costs three times as much as the line, so it stays open for
-    // as long as it has a name.
+    // as long as it is the file at its path: others may move, remove or replace it.
     bool openForAppending() {
-        struct stat status {};
-        if (m_file && ::fstat(m_file.get(), &status) == 0 && status.st_nlink > 0)
+        struct stat there {};
+        if (m_file && ::lstat(m_path->c_str(), &there) == 0 && there.st_dev == m_opened.st_dev &&
+            there.st_ino == m_opened.st_ino)
             return true;
         m_isLineOpen = false;
         std::error_code error;
         m_file = openForWriting(*m_path, O_CREAT, error);
-        return static_cast<bool>(m_file);
+        return m_file && ::fstat(m_file.get(), &m_opened) == 0;
     }
 
     mutable std::mutex m_mutex;
     std::optional<fs::path> m_path;
+    QStringList m_homes;
     platform::FileDescriptor m_file;
+    struct stat m_opened {};
     // Whether the last line ends in the middle, because the disk was full.
     bool m_isLineOpen = false;
 };
@@ -137,6 +187,21 @@ private:
 LogFile &logFile() {
     static LogFile *const file = new LogFile;
     return *file;
+}
+
+// The names of the user's home folder: as the system has it, and without the links in it.
+QStringList homeNames() {
+    QStringList names;
+    const fs::path home = platform::homeFolder().value_or(fs::path());
+    std::error_code error;
+    for (const fs::path &path : {home, fs::canonical(home, error)}) {
+        QString name = platform::displayText(path);
+        while (name.endsWith(u'/'))
+            name.chop(1);
+        if (!name.isEmpty() && !names.contains(name))
+            names.append(name);
+    }
+    return names;
 }
 
 const QString &subsystem() {
@@ -167,12 +232,28 @@ void report(const char *failure, const std::error_code &error) {
         (void)!::write(STDOUT_FILENO, line.data(), line.size());
 }
 
-void write(const char *label, platform::OSLogType type, const QString &message) {
-    const QByteArray line = label + timeStamp() + ": " + message.toUtf8() + '\n';
+void write(const char *label, platform::OSLogType type, const QString &shown) {
+    const QByteArray line = label + timeStamp() + ": " + shown.toUtf8() + '\n';
     if (const auto error = logFile().append(line))
         report("Failed to write to log file: ", error);
-    platform::SystemLog::send(subsystem(), QStringLiteral("MyApp"), type,
-                              QString::fromLatin1(label) + message);
+    platform::SystemLog::send(subsystem(), QStringLiteral("MyApp"), type, QString::fromLatin1(label) + shown);
+}
+
+QString masked(const QString &message) {
+    return maskedUserNames(message, logFile().homes());
+}
+
+// The lines of a text, none of which, except for the first, looks like a line of the log.
+QString shownLines(const QString &text) {
+    static const QRegularExpression stamped(
+        QStringLiteral("^(INFO: |WARNING: |ERROR: |\\d{4}-\\d\\d-\\d\\d )"));
+    QStringList lines = text.split(u'\n');
+    for (QString &line : lines) {
+        line = platform::shown(line);
+        if (&line != &lines.first() && stamped.match(line).hasMatch())
+            line.prepend(u' ');
+    }
+    return lines.join(u'\n');
 }
 
 } // namespace
@@ -188,24 +269,28 @@ void Logger::setupLogFile() {
         report("Failed to create log directory: ", error);
         return;
     }
-    logFile().setPath(folder / ConstantsFolder::DebugOutputLogFile);
+    logFile().setPath(folder / ConstantsFolder::DebugOutputLogFile, homeNames());
 }
 
 void Logger::log(const QString &message, platform::OSLogType type) {
-    write("", type, message);
+    write("", type, platform::shown(message));
 }
 
 void Logger::logInfo(const QString &message) {
-    write("INFO: ", platform::OSLogType::info, maskedUserNames(message));
+    write("INFO: ", platform::OSLogType::info, platform::shown(masked(message)));
+}
+
+void Logger::logInfoLines(const QString &text) {
+    write("INFO: ", platform::OSLogType::info, shownLines(masked(text)));
 }
 
 // Warnings go to the system log at info: nothing that this program warns about concerns the system.
 void Logger::logWarning(const QString &message) {
-    write("WARNING: ", platform::OSLogType::info, maskedUserNames(message));
+    write("WARNING: ", platform::OSLogType::info, platform::shown(masked(message)));
 }
 
 void Logger::logError(const QString &message) {
-    write("ERROR: ", platform::OSLogType::error, maskedUserNames(message));
+    write("ERROR: ", platform::OSLogType::error, platform::shown(masked(message)));
 }
 
 void Logger::changeLogFileLocation() {
@@ -227,14 +312,17 @@ bool Logger::NewLogFileLocation() {
     const auto folders = platform::userLibraryFolders();
     if (folders.empty())
         return false;
-    logFile().setPath(folders.front() / "LumadocDiagnostics" / "System" /
-                      ConstantsFolder::DebugOutputLogFile);
+    logFile().setPath(folders.front() / "LumadocDiagnostics" / "System" / ConstantsFolder::DebugOutputLogFile,
+                      homeNames());
     return true;
 }
 
 // Not a regular expression: that would refuse a text with half a surrogate pair, and leave the names in it.
-QString maskedUserNames(const QString &message) {
-    QStringList parts = message.split(u'/');
+QString maskedUserNames(const QString &message, const QStringList &homes) {
+    QString text = message;
+    for (const QString &home : homes)
+        text.replace(home + u'/', home.left(home.lastIndexOf(u'/') + 1) + QStringLiteral("[USER]/"));
+    QStringList parts = text.split(u'/');
     for (qsizetype i = 1; i + 2 < parts.size(); ++i) {
         const bool isHomes = parts[i] == u"Users" || parts[i] == u"home";
         if (!isHomes || parts[i + 1].isEmpty())

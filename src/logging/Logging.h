@@ -3,12 +3,14 @@
 //
 // The functions may be called from any thread, and none of them ever fails to its caller: trouble with the
 // file is reported on standard output, and logging goes on at the old place, or to the system log alone. A
-// line is one append, so lines of concurrent callers never mix.
+// line is one append, so lines of concurrent callers never mix. Whatever a message holds, it is one line that
+// cannot act on a terminal: control and format characters and line separators are escaped.
 #pragma once
 
 #include "platform/SystemLog.h"
 
 #include <QString>
+#include <QStringList>
 #include <filesystem>
 #include <optional>
 
@@ -34,13 +36,17 @@ public:
     /// user without a caches folder ends the process.
     static void setupLogFile();
 
-    /// A line without a label, written as it is: nothing in it is masked.
+    /// A line without a label: nothing in it is masked.
     static void log(const QString &message, platform::OSLogType type);
 
     /// A labelled line; user names in home-folder paths are masked.
     static void logInfo(const QString &message);
     static void logWarning(const QString &message);
     static void logError(const QString &message);
+
+    /// The same as `logInfo` for a text of several lines: its line feeds are kept. A line that could be taken
+    /// for one of the log's own is set off by a blank.
+    static void logInfoLines(const QString &text);
 
     /// Moves the log into the workspace's system folder, and removes the folder that it leaves when that is
     /// empty. Does nothing without the system folder or without a log; on failure the log stays where it is.
@@ -53,5 +59,6 @@ public:
 };
 
 /// `message` with every "/Users/<name>/" and "/home/<name>/" turned into "/Users/[USER]/" and
-/// "/home/[USER]/". Takes time linear in the text.
-QString maskedUserNames(const QString &message);
+/// "/home/[USER]/", and the same for the last name of each of `homes`, absolute paths of home folders
+/// elsewhere, without a slash at their end. Takes time linear in the text.
+QString maskedUserNames(const QString &message, const QStringList &homes = {});

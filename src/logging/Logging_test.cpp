@@ -87,24 +87,45 @@ TEST_F(LoggerTest, CreatesTheFileForTheUserAloneWithALineStampedInUtc) {
     EXPECT_FALSE(fs::exists(first));
     const QDateTime before = QDateTime::currentDateTimeUtc().addSecs(-1);
     const mode_t mask = ::umask(0);
-    info("Grüße 😀 \n\n");
+    info("Grüße 😀");
     ::umask(mask);
     EXPECT_EQ(fs::status(first).permissions(), fs::perms(0600));
     const QByteArray line = readFile(first);
     auto stamp = QDateTime::fromString(QString::fromUtf8(line.mid(6, 19)), u"yyyy-MM-dd HH:mm:ss"_qs);
     stamp.setTimeSpec(Qt::UTC);
     EXPECT_TRUE(before <= stamp && stamp <= QDateTime::currentDateTimeUtc()) << line.constData();
-    EXPECT_EQ(line.left(6) + line.mid(25), "INFO:  +0000: Grüße 😀 \n\n\n");
+    EXPECT_EQ(line.left(6) + line.mid(25), "INFO:  +0000: Grüße 😀\n");
 }
 
-TEST_F(LoggerTest, FollowsAFileThatWasMovedAndReplacesOneThatWasRemoved) {
-    info("one");
-    fs::rename(folder, home.path() / "away");
-    expectGoesOn(home.path() / "away" / first.filename(), one);
-    fs::create_directories(folder);
-    fs::rename(home.path() / "away" / first.filename(), first);
-    fs::remove(first);
-    expectGoesOn(first, {});
+TEST_F(LoggerTest, WritesToTheFileAtItsPlaceWhateverBecomesOfTheOneBefore) {
+    const fs::path other = home.path() / "other";
+    const std::pair<const char *, std::function<void()>> cases[] = {
+        {"removed", [&] { fs::remove(first); }},
+        {"removed, with another name left",
+         [&] {
+             fs::create_hard_link(first, other);
+             fs::remove(first);
+         }},
+        {"moved", [&] { fs::rename(first, other); }},
+        {"replaced",
+         [&] {
+             fs::rename(first, other);
+             writeFile(first, "");
+         }},
+        {"in a folder that was moved and made again",
+         [&] {
+             fs::rename(folder, home.path() / "away");
+             fs::create_directories(folder);
+         }},
+    };
+    for (const auto &[what, change] : cases) {
+        SCOPED_TRACE(what);
+        info("one");
+        change();
+        expectGoesOn(first, {});
+        fs::remove(other);
+        fs::remove(first);
+    }
 }
 
 TEST_F(LoggerTest, SaysWhyALineOrAFolderIsLostAndGoesOn) {
@@ -236,6 +257,37 @@ TEST_F(LoggerTest, PutsItsLinesAfterThoseOfAnEarlierLogAndALineFeedAlsoWhenTheOl
     expectGoesOn(relocated, earlier + QStringList{u"INFO: next"_qs, u"MALFORMED: "_qs} + one);
 }
 
+TEST_F(LoggerTest, MovesHoweverLargeItIs) {
+    const auto part = [this](std::uintmax_t place) {
+        const FileDescriptor file(::open(relocated.c_str(), O_RDONLY | O_CLOEXEC));
+        QByteArray bytes(100, '\0');
+        bytes.truncate(::pread(file.get(), bytes.data(), 100, off_t(place)));
+        return bytes;
+    };
+    std::unique_ptr<Mount> disk;
+    const std::pair<const char *, std::function<void()>> cases[] = {
+        {"to a new file", [] {}},
+        {"to an earlier log", [&] { writeFile(relocated, earlierText); }},
+        {"to another disk", [&] { disk.reset(new Mount(Mount::memory(system, 4 << 20))); }}};
+    for (const auto &[where, arrange] : cases) {
+        SCOPED_TRACE(where);
+        Logger::setupLogFile();
+        info("one");
+        fs::resize_file(first, std::uintmax_t{1} << 40);
+        info("two");
+        arrange();
+        tempSystemURL = system;
+        EXPECT_EQ(move(), "");
+        EXPECT_FALSE(fs::exists(first));
+        EXPECT_EQ(std::distance(fs::directory_iterator(system), {}), 1);
+        info("next");
+        const QByteArray end = part(fs::file_size(relocated) - 100);
+        EXPECT_TRUE(part(0).contains(": one\n"));
+        EXPECT_TRUE(end.contains(": two\n") && end.endsWith(": next\n"));
+        fs::remove(relocated);
+    }
+}
+
 TEST_F(LoggerTest, KeepsItsPlaceAndSaysWhyWhenItCannotMove) {
     const fs::path other = home.path() / "other";
     FileDescriptor reader;
@@ -249,7 +301,6 @@ TEST_F(LoggerTest, KeepsItsPlaceAndSaysWhyWhenItCannotMove) {
              ASSERT_EQ(::mkfifo(relocated.c_str(), 0600), 0);
              reader = FileDescriptor(::open(relocated.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
          }},
-        {"File too large", [&] { fs::resize_file(first, std::uintmax_t{1} << 40); }},
         {"No space left on device",
          [&] {
              disk.reset(new Mount(Mount::memory(system, 16 << 10)));
@@ -264,13 +315,11 @@ TEST_F(LoggerTest, KeepsItsPlaceAndSaysWhyWhenItCannotMove) {
         writeFile(other, "other's");
         fs::remove(first);
         info("one");
-        const auto size = fs::file_size(first);
         tempSystemURL = system;
         arrange();
         EXPECT_EQ(move(), cannotMove + reason + '\n');
         EXPECT_EQ(lumamonLogFileURL, relocated);
         EXPECT_EQ(readFile(other), "other's");
-        fs::resize_file(first, size);
         expectGoesOn(first, one);
     }
     EXPECT_EQ(fs::file_size(relocated), 4 << 10);
@@ -327,6 +376,49 @@ TEST_F(LoggerTest, LabelsAndMasksLinesExceptThoseWithoutALabelHereAndInTheSystem
     EXPECT_EQ(journal.next().value_or(QMap<QByteArray, QByteArray>())["MESSAGE"], "INFO: next");
 }
 
+TEST_F(LoggerTest, WritesOneHarmlessLineForEveryMessage) {
+    test_support::FakeJournal journal;
+    const QString message = u"a\n2024-03-05 14:07:09 +0000: b\r\x1b[2J\u0085\u202e\u2028\\ é"_qs;
+    const QByteArray line = "a\\n2024-03-05 14:07:09 +0000: b\\r\\u{1B}[2J\\u{85}\\u{202E}\\u{2028}\\ é";
+    const std::pair<QByteArray, std::function<void()>> cases[] = {
+        {"INFO: ", [&] { Logger::logInfo(message); }},
+        {"WARNING: ", [&] { Logger::logWarning(message); }},
+        {"ERROR: ", [&] { Logger::logError(message); }},
+        {"", [&] { Logger::log(message, OSLogType::info); }}};
+    for (const auto &[label, log] : cases) {
+        log();
+        EXPECT_EQ(readFile(first).remove(label.size(), 25), label + ": " + line + '\n');
+        EXPECT_EQ(journal.next().value_or(QMap<QByteArray, QByteArray>())["MESSAGE"], label + line);
+        fs::remove(first);
+    }
+}
+
+TEST_F(LoggerTest, KeepsTheLinesOfATextWithoutLettingThemPassForItsOwn) {
+    Logger::logInfoLines(u"Answer: a\nINFO: b\nWARNING: c\nERROR: d\n2024-03-05 14:07:09 +0000: e\n"
+                         u"\r\x1bINFO: f\u2028g\n20 h\n\n"_qs);
+    EXPECT_EQ(readFile(first).remove(6, 25),
+              "INFO: : Answer: a\n INFO: b\n WARNING: c\n ERROR: d\n 2024-03-05 14:07:09 +0000: e\n"
+              "\\r\\u{1B}INFO: f\\u{2028}g\n20 h\n\n\n");
+}
+
+TEST_F(LoggerTest, MasksTheHomeFolderUnderEachOfItsNames) {
+    const fs::path real = home.path() / "people/jane doe";
+    fs::create_directories(real);
+    fs::create_directory_symlink(real, home.path() / "jane");
+    const ScopedEnvironment variable("HOME", (home.path() / "jane/").native());
+    const ScopedEnvironment cache("XDG_CACHE_HOME", home.caches().native());
+    Logger::setupLogFile();
+    for (const char *name : {"jane/x", "jane//x", "people/jane doe/x", "jane", "jane2/x"})
+        Logger::logInfo(QString::fromStdString((home.path() / name).native()));
+    QByteArray text = readFile(first);
+    text.replace(home.path().c_str(), "~");
+    const QStringList lines = QString::fromUtf8(text).split(u'\n');
+    const char *masked[] = {"~/[USER]/x", "~/[USER]//x", "~/people/[USER]/x", "~/jane", "~/jane2/x"};
+    ASSERT_EQ(lines.size(), 6);
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(lines[i].sliced(33), QString::fromLatin1(masked[i]));
+}
+
 TEST(UserNameMask, HidesWhatIsBetweenTwoSlashesInAFolderOfHomes) {
     const QString half(QChar(0xd800));
     const std::pair<QString, QString> cases[] = {
@@ -340,6 +432,8 @@ TEST(UserNameMask, HidesWhatIsBetweenTwoSlashesInAFolderOfHomes) {
         {half + u"/Users/"_qs + half + u"/x"_qs, half + u"/Users/[USER]/x"_qs}};
     for (const auto &[message, masked] : cases)
         EXPECT_EQ(maskedUserNames(message), masked);
+    EXPECT_EQ(maskedUserNames(u"/home/staff/a/x /home/b/x /srv/a/x"_qs, {u"/home/staff/a"_qs, u"/srv/a"_qs}),
+              u"/home/[USER]/[USER]/x /home/[USER]/x /srv/[USER]/x"_qs);
     for (const QString &text : {u""_qs, u"/Users"_qs, u"/Users//x"_qs, u"/home/a"_qs, u"Users/a/x"_qs,
                                 u"/users/a/x"_qs, u"/Users2/a/x"_qs, u"/Usershome/a/x"_qs})
         EXPECT_EQ(maskedUserNames(text), text);

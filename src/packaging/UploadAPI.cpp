@@ -76,7 +76,7 @@ UploadResult handleResponse(const UploadResponse &response) {
     if (response.statusCode) {
         Logger::logInfo(QStringLiteral("Status Code: ") + QString::number(*response.statusCode));
         if (response.data) {
-            Logger::logInfo(QStringLiteral("Response Data: ") + decodedText(*response.data));
+            Logger::logInfoLines(QStringLiteral("Response Data: ") + decodedText(*response.data));
             if (response.statusCode == 200)
                 return *response.data;
             if (response.statusCode == 405 || response.statusCode == 413 || response.statusCode == 500)

@@ -155,7 +155,7 @@ void ContentView::close() {
 
 void ContentView::disappear() {
     Q_EMIT disappearing();
-    Logger::logInfo(
+    Logger::logInfoLines(
         QStringLiteral("--------------onDisappear triggered, application closed-------------- \n\n"));
     isOutputDirectoryCreated = false;
 }

@@ -1,6 +1,7 @@
 #include "platform/posix/Text.h"
 
 #include <QList>
+#include <algorithm>
 #include <string_view>
 
 namespace platform {
@@ -26,9 +27,12 @@ bool isHarmful(char32_t character) {
 
 } // namespace
 
-QString escaped(const QString &text) {
-    constexpr std::u32string_view characters = U"\\\n\r\t";
-    constexpr QStringView letters = u"\\nrt";
+QString shown(const QString &text) {
+    const auto isPrintable = [](QChar character) { return character >= u' ' && character <= u'~'; };
+    if (std::ranges::all_of(text, isPrintable))
+        return text;
+    constexpr std::u32string_view characters = U"\n\r\t";
+    constexpr QStringView letters = u"nrt";
     QString result;
     result.reserve(text.size());
     for (const char32_t character : text.toUcs4()) {
@@ -41,6 +45,10 @@ QString escaped(const QString &text) {
             result += QString::fromUcs4(&character, 1);
     }
     return result;
+}
+
+QString escaped(const QString &text) {
+    return shown(QString(text).replace(u'\\', QStringLiteral("\\\\")));
 }
 
 QString printedText(const QString &text) {

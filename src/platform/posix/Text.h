@@ -21,9 +21,11 @@ inline std::filesystem::path pathFromText(const QString &text) {
     return std::filesystem::path(text.toStdString());
 }
 
-/// `text` in a form that can neither act on a terminal nor pass for another line: backslashes, control and
-/// format characters and line separators are escaped, as in "\\", "\n", "\u{1B}"; half a surrogate pair is
-/// U+FFFD.
+/// `text` in a form that can neither act on a terminal nor pass for another line: control and format
+/// characters and line separators are escaped, as in "\n" and "\u{1B}"; half a surrogate pair is U+FFFD.
+QString shown(const QString &text);
+
+/// The same with backslashes escaped too, so that the text can be told from what it shows.
 QString escaped(const QString &text);
 
 /// The escaped text in quotation marks, with a backslash before quotation marks.

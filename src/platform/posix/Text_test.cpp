@@ -19,6 +19,7 @@ TEST(EscapedText, IsOnOneLineAndHarmless) {
         {QStringLiteral("a") + QChar(0xD83D) + u'b', QStringLiteral("a\ufffdb")}};
     for (const auto &[text, escaped] : cases)
         EXPECT_EQ(platform::escaped(text), escaped);
+    EXPECT_EQ(platform::shown(QStringLiteral("\\n\n")), QStringLiteral("\\n\\n"));
 }
 
 TEST(PathText, ShowsBytesThatAreNotUtf8AsReplacementCharacters) {
