@@ -90,8 +90,9 @@ TEST_F(GoodRun, SendsWhatTheProductLoggedAndChangesNothingOutsideItsFolder) {
     run();
     expectUnchanged(before);
     EXPECT_TRUE(fs::is_empty(home.caches()));
-    EXPECT_EQ(namesIn(""), (std::vector<std::string>{"Output", "System",
-                                                     "System/LumadocDiagnosticsDebugOutput.log", "temp"}));
+    EXPECT_EQ(namesIn(""),
+              (std::vector<std::string>{"Output", "System", "System/LumadocDiagnosticsDebugOutput.log",
+                                        "com.brennic.LumadocDiagnostics.lock", "temp"}));
     ASSERT_EQ(service.receipts().size(), 1U);
     const auto receipt = service.receipts()[0];
     const auto megabytes = QByteArray::number(static_cast<double>(receipt.sizeBytes) / 1048576, 'f', 3);

@@ -62,6 +62,29 @@ TEST_F(Launch, ASecondCopyLeavesOneLineAndEnds) {
     EXPECT_TRUE(first->isRunning());
 }
 
+TEST_F(Launch, ACopyIsFoundWhereverItsBundleIsAndWithoutADisplayUntilItIsGone) {
+    install();
+    const ScratchBundle other = copyIn("new");
+    const auto first = startAndHold();
+    fs::rename(bundle.path(), home.path() / "Old.app");
+    fs::rename(home.path() / "Old.app/Contents/Linux", home.path() / "Old.app/Contents/Old");
+    const std::string before = log();
+    auto options = program({"-platform", "nowhere", "-qmljsdebugger=x"});
+    options.program = other.executable();
+    options.beforeStart = enterNoNetwork;
+    const std::string line =
+        detected(R"("~/new/Brennic_Lumadoc_Diagnostics.app/Contents/Linux/Brennic_Lumadoc_Diagnostics", )"
+                 R"("-platform", "nowhere", "-qmljsdebugger=x")");
+    run(options);
+    EXPECT_EQ(log(), before + line);
+    first->send(SIGKILL);
+    first->waitForEnd();
+    options.arguments.emplace_back("/silent");
+    run(options);
+    EXPECT_THAT(log(), testing::HasSubstr("Brennic_Lumadoc_Diagnostics, -platform, nowhere, "
+                                          "-qmljsdebugger=x, /silent\nINFO: Arguments: Silent Mode: Yes\n"));
+}
+
 TEST_F(Launch, OfTwoAtTheSameMomentOneGoesOn) {
     install();
     service.setBehaviour({.waitBeforeAnswer = std::chrono::milliseconds(400), .status = 503});

@@ -12,52 +12,18 @@
 #include "logging/Logging.h"
 #include "packaging/FilesPathDirectory.h"
 #include "packaging/UploadAPI.h"
+#include "platform/Account.h"
 #include "platform/Applications.h"
 #include "platform/Bundle.h"
 #include "platform/posix/Fatal.h"
 #include "platform/posix/Text.h"
 #include "ui/WindowFrontEnd.h"
 
-#include <algorithm>
-#include <thread>
-
 namespace {
 
 using namespace UtilityFunctions;
 
 const QString applicationName = QStringLiteral("Brennic_Lumadoc_Diagnostics");
-
-bool isAnotherListed(const QString &identifier) {
-    return std::ranges::any_of(platform::runningApplications(), [&](const auto &application) {
-        return application.bundleIdentifier == identifier &&
-               application.processIdentifier != QCoreApplication::applicationPid();
-    });
-}
-
-// Whether another copy of this program goes on. The list of running programs is not enough: of two copies
-// started together each may find both, or one may look before the other can be seen.
-bool isAnotherCopyRunning() {
-    const auto &bundle = platform::Bundle::main();
-    const auto identifier = bundle ? bundle->identifier() : std::nullopt;
-    if (!identifier)
-        platform::fatal("The main bundle has no identifier.");
-    // A copy that ends leaves the list a little before its claim is free.
-    constexpr int attempts = 10;
-    for (int i = 0; i < attempts && !platform::claimSingleInstance(*identifier); ++i) {
-        if (isAnotherListed(*identifier))
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
-}
-
-void logAndTerminateAsSecondCopy() {
-    const QString line = QStringLiteral(
-        "-----------%1 running instanace detected. Terminating the new instance with %2.-----------");
-    if (Logger::NewLogFileLocation())
-        Logger::logInfo(line.arg(applicationName, printedList(QCoreApplication::arguments())));
-    QCoreApplication::quit();
-}
 
 void logVersion() {
     const auto version = platform::Bundle::main()->shortVersion();
@@ -89,18 +55,31 @@ void reportSilentUpload(const UploadResult &result) {
 
 } // namespace
 
+bool AppDelegate::isOnlyCopy(const QStringList &arguments) {
+    const auto &bundle = platform::Bundle::main();
+    const auto identifier = bundle ? bundle->identifier() : std::nullopt;
+    if (!identifier)
+        platform::fatal("The main bundle has no identifier.");
+    // Copies share what is in the Library folder. Without one there is no workspace, and nowhere to claim it.
+    const auto libraries = platform::userLibraryFolders();
+    if (platform::claimSingleInstance(*identifier,
+                                      libraries.empty() ? "" : libraries.front() / "LumadocDiagnostics"))
+        return true;
+    const QString line = QStringLiteral(
+        "-----------%1 running instanace detected. Terminating the new instance with %2.-----------");
+    if (Logger::NewLogFileLocation())
+        Logger::logInfo(line.arg(applicationName, printedList(arguments)));
+    return false;
+}
+
 void AppDelegate::applicationDidFinishLaunching() {
-    if (isAnotherCopyRunning()) {
-        logAndTerminateAsSecondCopy();
-        return;
-    }
     Logger::setupLogFile();
     Logger::log(QStringLiteral("----------------------------Application Started----------------------------"),
                 platform::OSLogType::debug);
     logVersion();
     BeginRun();
     PListOperations::RestoreAfterInterruptedRun();
-    CommandLineArguments::parse(QCoreApplication::arguments());
+    CommandLineArguments::parse(m_arguments);
     if (IsSilentMode) {
         constexpr auto timeout = std::chrono::seconds(300);
         TimeoutManager::shared().runWithTimeout(timeout, [this] { runWithoutUI(); });

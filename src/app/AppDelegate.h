@@ -4,16 +4,25 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
+#include <utility>
 
 class WindowFrontEnd;
 
 class AppDelegate {
 public:
-    /// `window` is the front end of window mode, which outlives this object; silent mode has none.
-    explicit AppDelegate(WindowFrontEnd *window = nullptr)
-        : m_window(window) {}
+    /// The one-instance rule: false when another copy of this program is running, whose log then says so.
+    /// Such a copy is to end at once. Comes before everything else, and needs neither a display nor an
+    /// application object.
+    static bool isOnlyCopy(const QStringList &arguments);
 
-    /// The launch sequence, run from the event loop once it has started: the one-instance rule, the log, the
+    /// `arguments` are the process's, as they were given to it. `window` is the front end of window mode,
+    /// which outlives this object; silent mode has none.
+    AppDelegate(QStringList arguments, WindowFrontEnd *window)
+        : m_arguments(std::move(arguments))
+        , m_window(window) {}
+
+    /// The launch sequence of the only copy, run from the event loop once it has started: the log, the
     /// workspace, the command line, and then the window or the silent pipeline.
     void applicationDidFinishLaunching();
 
@@ -24,5 +33,6 @@ public:
 private:
     void runWithoutUI();
 
+    const QStringList m_arguments;
     WindowFrontEnd *m_window;
 };

@@ -18,6 +18,7 @@
 #include <QPluginLoader>
 #include <algorithm>
 #include <atomic>
+#include <iterator>
 #include <thread>
 
 namespace {
@@ -43,9 +44,15 @@ int LumamonApp::run(int argumentCount, char **arguments) {
     if (platform::isRootInAnotherHome())
         platform::fatal(
             "This is the home folder of another user. Start the program as that user, not as root.");
-    const bool isSilent = std::any_of(arguments, arguments + argumentCount, [](const char *argument) {
-        return CommandLineArguments::asksForSilence(QString::fromLocal8Bit(argument));
-    });
+    // Before the toolkit takes out what it reads as its own.
+    QStringList given;
+    std::transform(arguments, arguments + argumentCount, std::back_inserter(given),
+                   [](const char *argument) { return QString::fromLocal8Bit(argument); });
+    if (!AppDelegate::isOnlyCopy(given)) {
+        platform::SystemLog::flush(1s);
+        return EXIT_SUCCESS;
+    }
+    const bool isSilent = std::ranges::any_of(given, CommandLineArguments::asksForSilence);
     WindowFrontEnd *const window = isSilent ? nullptr : loadWindow();
     std::unique_ptr<QCoreApplication> application;
     if (window) {
@@ -57,7 +64,7 @@ int LumamonApp::run(int argumentCount, char **arguments) {
     } else {
         application = std::make_unique<QCoreApplication>(argumentCount, arguments);
     }
-    AppDelegate delegate(window);
+    AppDelegate delegate(given, window);
     onMainQueue([&delegate] { delegate.applicationDidFinishLaunching(); });
     const int status = QCoreApplication::exec();
     if (window)

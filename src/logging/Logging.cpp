@@ -215,13 +215,17 @@ const QString &subsystem() {
     return identifier;
 }
 
-// The current time as "2024-03-05 14:07:09 +0000".
-QByteArray timeStamp() {
-    const std::time_t now = std::time(nullptr);
-    struct tm parts {};
-    char text[32];
-    const std::size_t size = std::strftime(text, sizeof text, "%F %T +0000", ::gmtime_r(&now, &parts));
-    return QByteArray(text, static_cast<qsizetype>(size));
+// The current time as "2024-03-05 14:07:09 +0000", which many lines share.
+QByteArrayView timeStamp() {
+    thread_local std::time_t last = -1;
+    thread_local char text[32];
+    thread_local std::size_t size = 0;
+    if (const std::time_t now = std::time(nullptr); now != last) {
+        struct tm parts {};
+        size = std::strftime(text, sizeof text, "%F %T +0000", ::gmtime_r(&now, &parts));
+        last = now;
+    }
+    return {text, static_cast<qsizetype>(size)};
 }
 
 // Standard output may be a pipe that nobody reads: what does not fit is dropped, since a write would wait.
@@ -233,7 +237,8 @@ void report(const char *failure, const std::error_code &error) {
 }
 
 void write(const char *label, platform::OSLogType type, const QString &shown) {
-    const QByteArray line = label + timeStamp() + ": " + shown.toUtf8() + '\n';
+    const QByteArray line =
+        QByteArray(label).append(timeStamp()).append(": ").append(shown.toUtf8()).append('\n');
     if (const auto error = logFile().append(line))
         report("Failed to write to log file: ", error);
     platform::SystemLog::send(subsystem(), QStringLiteral("MyApp"), type, QString::fromLatin1(label) + shown);
@@ -319,6 +324,8 @@ bool Logger::NewLogFileLocation() {
 
 // Not a regular expression: that would refuse a text with half a surrogate pair, and leave the names in it.
 QString maskedUserNames(const QString &message, const QStringList &homes) {
+    if (!message.contains(u'/'))
+        return message;
     QString text = message;
     for (const QString &home : homes)
         text.replace(home + u'/', home.left(home.lastIndexOf(u'/') + 1) + QStringLiteral("[USER]/"));

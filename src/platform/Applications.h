@@ -37,9 +37,10 @@ ApplicationRoots applicationRoots();
 std::vector<std::filesystem::path> installedApplications(const QString &bundleIdentifier,
                                                          const ApplicationRoots &roots = applicationRoots());
 
-/// Claims `identifier` for this process, until it ends in whatever way. False when another process of this
-/// user in this container holds it, and when the system lets nobody claim it. Of several at once one
-/// succeeds.
-bool claimSingleInstance(const QString &identifier);
+/// Claims to be the only copy of the program `identifier`, for as long as this process lives. The claim is a
+/// lock in `folder`, which is created; no other user can take it, and of several copies at once one gets it.
+/// False when another copy holds it, or is running with a claim in another folder. Where the folder takes no
+/// lock that is safe from others, the list of running applications decides.
+bool claimSingleInstance(const QString &identifier, const std::filesystem::path &folder);
 
 } // namespace platform

@@ -4,17 +4,16 @@
 #include "platform/Bundle.h"
 #include "platform/linux/DesktopEntry.h"
 #include "platform/posix/FileSystem.h"
+#include "platform/posix/Text.h"
 
 #include <QByteArrayList>
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
-#include <cstddef>
-#include <cstring>
 #include <fcntl.h>
 #include <map>
-#include <sys/socket.h>
+#include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace platform {
@@ -87,12 +86,35 @@ std::optional<RunningApplication> applicationOf(const fs::path &process, std::in
     return RunningApplication{bundle->identifier().value_or(QString()), identifier, bundle->path()};
 }
 
-// The name that a claim is held by. Processes in another container are not copies of those outside.
-QByteArray claimName(const QString &identifier) {
+enum class Lock { held, taken, impossible };
+
+// Locks a file of this user's for as long as this process lives. Whoever can open it can lock it, so it is of
+// no use where others can. Programs that are started from here do not inherit it.
+Lock lockForLife(const fs::path &path) {
+    constexpr int flags = O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
+    FileDescriptor file(::open(path.c_str(), flags, ownerOnly));
+    struct stat status {};
+    if (!file || ::fchmod(file.get(), ownerOnly) != 0 || ::fstat(file.get(), &status) != 0 ||
+        status.st_uid != ::geteuid() || status.st_mode != (S_IFREG | ownerOnly))
+        return Lock::impossible;
+    if (::flock(file.get(), LOCK_EX | LOCK_NB) != 0)
+        return errno == EWOULDBLOCK ? Lock::taken : Lock::impossible;
+    static_cast<void>(file.release());
+    return Lock::held;
+}
+
+// Whether a process holds such a lock, on any file.
+bool holdsLock(std::int64_t process) {
+    constexpr std::size_t longestBytes = std::size_t{1} << 20;
+    const FileDescriptor file(::open("/proc/locks", O_RDONLY | O_CLOEXEC));
     std::error_code error;
-    const auto container = fs::read_symlink("/proc/self/ns/pid", error);
-    return identifier.toUtf8() + ' ' + QByteArray::number(::geteuid()) + ' ' +
-           QByteArray::fromStdString(container.native());
+    const QByteArrayList lines =
+        readAtMost(file.get(), longestBytes, error).value_or(QByteArray()).split('\n');
+    return std::ranges::any_of(lines, [process](const QByteArray &line) {
+        const QByteArrayList words = line.simplified().split(' ');
+        return words.value(1) == "FLOCK" && words.value(4).toLongLong() == process;
+    });
 }
 
 } // namespace
@@ -166,22 +188,17 @@ std::vector<fs::path> installedApplications(const QString &bundleIdentifier, con
     return found;
 }
 
-// An abstract socket address (unix(7)): it leaves nothing on the disk, and is free again as soon as its
-// process has ended.
-bool claimSingleInstance(const QString &identifier) {
-    const QByteArray name = claimName(identifier);
-    const auto nameBytes = static_cast<std::size_t>(name.size());
-    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-    if (nameBytes >= sizeof address.sun_path)
-        return false;
-    std::memcpy(address.sun_path + 1, name.constData(), nameBytes);
-    const auto addressBytes = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + nameBytes);
-    FileDescriptor claim(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    if (!claim || ::bind(claim.get(), reinterpret_cast<const sockaddr *>(&address), addressBytes) != 0)
-        return false;
-    // Open until the process ends.
-    static_cast<void>(claim.release());
-    return true;
+// A copy that is listed and holds no lock is about to end: it has not got this one.
+bool claimSingleInstance(const QString &identifier, const fs::path &folder) {
+    std::error_code error;
+    fs::create_directories(folder, error);
+    const fs::path file = folder / pathFromText(identifier + QStringLiteral(".lock"));
+    const Lock lock = file.is_absolute() ? lockForLife(file) : Lock::impossible;
+    const auto goesOnBeside = [&](const RunningApplication &other) {
+        return other.bundleIdentifier == identifier && other.processIdentifier != ::getpid() &&
+               (lock == Lock::impossible || holdsLock(other.processIdentifier));
+    };
+    return lock != Lock::taken && std::ranges::none_of(runningApplications(), goesOnBeside);
 }
 
 } // namespace platform

@@ -1,11 +1,13 @@
 #include "platform/Applications.h"
 
+#include "platform/posix/FileDescriptor.h"
 #include "test_support/ProgramRun.h"
 #include "test_support/TestMachine.h"
 
 #include <csignal>
 #include <gmock/gmock.h>
 #include <sched.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -112,16 +114,18 @@ protected:
     }
 
     // Starts a program that waits, and waits until it is running.
-    static std::unique_ptr<ProgramRun> start(const fs::path &program,
-                                             std::optional<uid_t> user = std::nullopt) {
-        auto run = std::make_unique<ProgramRun>(test_support::ProgramOptions{
-            .program = program, .arguments = {"1000"}, .name = "sleep", .user = user});
+    static std::unique_ptr<ProgramRun> start(const test_support::ProgramOptions &options) {
+        auto run = std::make_unique<ProgramRun>(options);
         const fs::path link = "/proc/" + std::to_string(run->processId()) + "/exe";
         EXPECT_TRUE(test_support::waitUntil([&] {
             std::error_code error;
-            return fs::read_symlink(link, error) == fs::canonical(program, error);
-        })) << program;
+            return fs::read_symlink(link, error) == fs::canonical(options.program, error);
+        })) << options.program;
         return run;
+    }
+    static std::unique_ptr<ProgramRun> start(const fs::path &program,
+                                             std::optional<uid_t> user = std::nullopt) {
+        return start({.program = program, .arguments = {"1000"}, .name = "sleep", .user = user});
     }
 
     // The kernel gives its next process this number.
@@ -207,36 +211,96 @@ TEST_F(RunningApplications, AreNoneOfAnotherUsers) {
     EXPECT_THAT(runningApplications(), ElementsAre(own(run)));
 }
 
-class SingleInstance : public testing::Test {
+class SingleInstance : public RunningApplications {
 protected:
-    const QString identifier =
-        QStringLiteral("com.brennic.test.%1.%2")
-            .arg(QLatin1String(testing::UnitTest::GetInstance()->current_test_info()->name()))
-            .arg(::getpid());
+    bool claim() const { return claimSingleInstance(identifier, place); }
+    int claimInChild(const std::function<void()> &prepare) const {
+        return test_support::statusInChild([&] {
+            prepare();
+            return claim() ? 1 : 0;
+        });
+    }
+
+    const QString identifier = QStringLiteral("a.b");
+    fs::path place = folder.path() / "Library/Diagnostics";
+    fs::path lock = place / "a.b.lock";
+    static constexpr uid_t nobody = 65534;
 };
 
-TEST_F(SingleInstance, IsClaimedOnceUntilItsProcessIsKilled) {
-    const auto claimInChild = [&] { return claimSingleInstance(identifier) ? ::raise(SIGKILL) : 3; };
-    EXPECT_EQ(test_support::statusInChild(claimInChild), 128 + SIGKILL);
-    EXPECT_TRUE(claimSingleInstance(identifier));
-    EXPECT_EQ(test_support::statusInChild(claimInChild), 3);
-    EXPECT_FALSE(claimSingleInstance(identifier));
-    EXPECT_TRUE(claimSingleInstance(identifier + QStringLiteral(".other")));
-    EXPECT_FALSE(claimSingleInstance(QString(200, u'a')));
+TEST_F(SingleInstance, IsClaimedOnceUntilItsProcessIsKilledInEveryNetwork) {
+    // A program that the holder has started goes on after it.
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    EXPECT_EQ(test_support::statusInChild([&] {
+                  const bool isClaimed = claim();
+                  const pid_t left = ::fork();
+                  if (left == 0)
+                      ::execl("/bin/sleep", "sleep", "1000", nullptr);
+                  return isClaimed && ::write(ends[1], &left, sizeof left) > 0 ? ::raise(SIGKILL) : 1;
+              }),
+              test_support::killedBy(SIGKILL));
+    pid_t left = 0;
+    ASSERT_EQ(::read(ends[0], &left, sizeof left), ssize_t{sizeof left});
+    EXPECT_TRUE(test_support::waitUntil([&] { return claimInChild([] {}) == 1; }));
+    EXPECT_EQ(::kill(left, SIGKILL), 0);
+
+    EXPECT_TRUE(claim());
+    EXPECT_FALSE(claim());
+    EXPECT_EQ(claimInChild([] {}), 0);
+    EXPECT_EQ(claimInChild([] { ::unshare(CLONE_NEWNET); }), 0);
+    EXPECT_TRUE(claimSingleInstance(QStringLiteral("a.b.c"), place));
+    EXPECT_EQ(fs::status(lock).permissions(), fs::perms(0600));
+    EXPECT_TRUE(runningApplications().empty());
 }
 
-TEST_F(SingleInstance, IsClaimedInEveryContainer) {
-    constexpr int notAllowed = 2;
-    EXPECT_TRUE(claimSingleInstance(identifier));
-    const int status = test_support::statusInChild([&] {
-        if (::unshare(CLONE_NEWPID) != 0)
-            return notAllowed;
+TEST_F(SingleInstance, CannotBeTakenByAnotherUser) {
+    if (!test_support::canRunAs(nobody))
+        GTEST_SKIP() << "this process cannot start a program as another user";
+    fs::create_directories(place);
+    for (fs::path open = place; open != folder.path().parent_path(); open = open.parent_path())
+        fs::permissions(open, fs::perms::all);
+    const auto canOpen = [&] {
         return test_support::statusInChild(
-            [&] { return claimSingleInstance(identifier) && !claimSingleInstance(identifier) ? 0 : 1; });
-    });
-    if (status == notAllowed)
-        GTEST_SKIP() << "this machine makes no containers for this user";
-    EXPECT_EQ(status, 0);
+            [&] { return ::setuid(nobody) == 0 && ::open(lock.c_str(), O_RDONLY | O_CLOEXEC) >= 0 ? 1 : 0; });
+    };
+    writeFile(lock, "");
+    fs::permissions(lock, fs::perms(0666));
+    EXPECT_EQ(canOpen(), 1);
+    EXPECT_EQ(claimInChild([] {}), 1);
+    EXPECT_EQ(canOpen(), 0);
+
+    // A lock of the other user's, and what is no file, count for nothing.
+    const platform::FileDescriptor held(::open(lock.c_str(), O_RDWR | O_CLOEXEC));
+    ASSERT_EQ(::flock(held.get(), LOCK_EX), 0);
+    EXPECT_FALSE(claim());
+    ASSERT_EQ(::fchown(held.get(), nobody, nobody), 0);
+    EXPECT_TRUE(claim());
+    for (const auto &make : {+[](const char *path) { return ::mkfifo(path, 0600); },
+                             +[](const char *path) { return ::symlink("other", path); }}) {
+        fs::remove(lock);
+        ASSERT_EQ(make(lock.c_str()), 0);
+        EXPECT_TRUE(claim());
+    }
+    EXPECT_FALSE(fs::exists(place / "other"));
+}
+
+TEST_F(SingleInstance, IsNotFreeWhileAListedCopyHoldsAClaimElsewhereOrNothingCanBeLocked) {
+    const auto program = makeBundle(bundle, "a.b");
+    auto other = start(program);
+    EXPECT_EQ(claimInChild([] {}), 1) << "a copy that claims nothing is about to end";
+    writeFile(place.parent_path() / "file", "");
+    for (const fs::path &without : {place.parent_path() / "file", fs::path()})
+        EXPECT_FALSE(claimSingleInstance(identifier, without));
+    EXPECT_TRUE(claimSingleInstance(QStringLiteral("a.b.c"), fs::path()));
+    other.reset();
+    EXPECT_TRUE(claimSingleInstance(identifier, fs::path()));
+
+    fs::copy_file("/usr/bin/flock", program, fs::copy_options::overwrite_existing);
+    const fs::path elsewhere = folder.path() / "lock";
+    other = start({.program = program, .arguments = {elsewhere, "/bin/sleep", "1000"}});
+    EXPECT_TRUE(test_support::waitUntil([&] { return claimInChild([] {}) == 0; }));
+    other.reset();
+    EXPECT_TRUE(claim());
 }
 
 } // namespace
