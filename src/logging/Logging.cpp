@@ -8,6 +8,7 @@
 
 #include <QRegularExpression>
 #include <QStringList>
+#include <chrono>
 #include <ctime>
 #include <fcntl.h>
 #include <mutex>
@@ -162,11 +163,9 @@ private:
     }
 
     // Opening and closing the file for every line costs three times as much as the line, so it stays open for
-    // as long as it is the file at its path: others may move, remove or replace it.
+    // as long as it is the file at its path.
     bool openForAppending() {
-        struct stat there {};
-        if (m_file && ::lstat(m_path->c_str(), &there) == 0 && there.st_dev == m_opened.st_dev &&
-            there.st_ino == m_opened.st_ino)
+        if (m_file && isAtItsPath())
             return true;
         m_isLineOpen = false;
         std::error_code error;
@@ -174,11 +173,26 @@ private:
         return m_file && ::fstat(m_file.get(), &m_opened) == 0;
     }
 
+    // Others may move, remove or replace the file. Looking that up for every line would add a fifth to its
+    // cost.
+    bool isAtItsPath() {
+        struct stat status {};
+        if (::fstat(m_file.get(), &status) != 0 || status.st_nlink == 0)
+            return false;
+        const auto now = std::chrono::steady_clock::now();
+        if (now - m_lastLook < std::chrono::milliseconds(5))
+            return true;
+        m_lastLook = now;
+        return ::lstat(m_path->c_str(), &status) == 0 && status.st_dev == m_opened.st_dev &&
+               status.st_ino == m_opened.st_ino;
+    }
+
     mutable std::mutex m_mutex;
     std::optional<fs::path> m_path;
     QStringList m_homes;
     platform::FileDescriptor m_file;
     struct stat m_opened {};
+    std::chrono::steady_clock::time_point m_lastLook;
     // Whether the last line ends in the middle, because the disk was full.
     bool m_isLineOpen = false;
 };

@@ -122,6 +122,8 @@ TEST_F(LoggerTest, WritesToTheFileAtItsPlaceWhateverBecomesOfTheOneBefore) {
         SCOPED_TRACE(what);
         info("one");
         change();
+        // It looks now and then.
+        std::this_thread::sleep_for(std::chrono::milliseconds(6));
         expectGoesOn(first, {});
         fs::remove(other);
         fs::remove(first);

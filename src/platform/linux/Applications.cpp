@@ -74,14 +74,67 @@ fs::path processExecutable(const fs::path &process) {
     return path;
 }
 
+// The paths that the process may have been started by: its first argument, when that is a path, in the folder
+// that it is in and in the one that the shell was in, which knows the links on its way.
+std::vector<fs::path> startingPaths(const fs::path &process) {
+    std::error_code error;
+    const auto texts = [&](const char *name) {
+        constexpr std::size_t longestBytes = std::size_t{128} << 10;
+        const FileDescriptor file(::open((process / name).c_str(), O_RDONLY | O_CLOEXEC));
+        return readAtMost(file.get(), longestBytes, error).value_or(QByteArray()).split('\0');
+    };
+    const fs::path first(texts("cmdline").first().toStdString());
+    if (!first.has_parent_path())
+        return {};
+    if (first.is_absolute())
+        return {first.lexically_normal()};
+    std::vector<fs::path> paths{(fs::read_symlink(process / "cwd", error) / first).lexically_normal()};
+    for (const QByteArray &variable : texts("environ")) {
+        if (variable.startsWith("PWD="))
+            paths.push_back((fs::path(variable.sliced(4).toStdString()) / first).lexically_normal());
+    }
+    return paths;
+}
+
+// The bundle whose main program is at this path, which may be a link to it.
+std::optional<Bundle> bundleStartedBy(fs::path path) {
+    constexpr int mostLinks = 8;
+    std::error_code error;
+    for (int links = 0; links < mostLinks && !error; ++links) {
+        auto bundle = Bundle::around(path);
+        if (bundle && bundle->executable() == path)
+            return bundle;
+        path = (path.parent_path() / fs::read_symlink(path, error)).lexically_normal();
+    }
+    return std::nullopt;
+}
+
+// The bundle whose main program this process runs. Where its executable is tells that, also when the main
+// program is a link to it. It no longer does after an update has moved the bundle aside, and where a part of
+// the path to it was a link: then the path that it was started by does.
+std::optional<Bundle> bundleRunBy(const fs::path &process) {
+    const fs::path executable = processExecutable(process);
+    auto bundle = Bundle::around(executable);
+    const auto main = bundle ? bundle->executable() : std::nullopt;
+    std::error_code error;
+    if (main && (*main == executable || fs::canonical(*main, error) == executable))
+        return bundle;
+    if (executable.empty())
+        return std::nullopt;
+    for (const fs::path &path : startingPaths(process)) {
+        if ((bundle = bundleStartedBy(path)))
+            return bundle;
+    }
+    return std::nullopt;
+}
+
 // The process in this folder of /proc when it is the main program of a bundle and this user's.
 std::optional<RunningApplication> applicationOf(const fs::path &process, std::int64_t identifier) {
     struct stat status {};
     if (::stat(process.c_str(), &status) != 0 || status.st_uid != ::geteuid())
         return std::nullopt;
-    const fs::path executable = processExecutable(process);
-    const auto bundle = Bundle::around(executable);
-    if (!bundle || bundle->executable() != executable)
+    const auto bundle = bundleRunBy(process);
+    if (!bundle)
         return std::nullopt;
     return RunningApplication{bundle->identifier().value_or(QString()), identifier, bundle->path()};
 }

@@ -177,7 +177,11 @@ TEST_F(RunningApplications, AreTheMainProgramsOfTheirNearestBundles) {
     for (const char *place : {"Contents/Linux/Helper", "Contents/Helpers/Program"}) {
         fs::copy_file(program, bundle / place);
         others.push_back(start(bundle / place));
+        others.push_back(start({.program = bundle / place, .arguments = {"1000"}}));
     }
+    // Nor one that has a main program's name as its argument.
+    fs::copy_file("/usr/bin/tail", folder.path() / "tail");
+    others.push_back(start({.program = folder.path() / "tail", .arguments = {"-f", program}}));
     EXPECT_THAT(runningApplications(),
                 ElementsAre(FieldsAre(QStringLiteral("inner"), run->processId(), inner)));
 }
@@ -195,6 +199,81 @@ TEST_F(RunningApplications, CountWithAnOddNameAndADeletedOrReplacedExecutableUnt
     EXPECT_THAT(runningApplications(), ElementsAre(FieldsAre(QString(), run->processId(), bundle)));
     fs::remove_all(bundle);
     EXPECT_THAT(runningApplications(), IsEmpty());
+}
+
+// Each row: where the bundle really is, how its program is started, and what happens then.
+TEST_F(RunningApplications, AreFoundAsTheyWereStartedWhereTheirPlaceNoLongerTells) {
+    const fs::path program = bundle / "Contents/Linux/Program";
+    const fs::path aside = folder.path() / "P.app.old";
+    const auto nothing = [] {};
+    const auto make = [&] { makeBundle(bundle, "a.b"); };
+    const auto makeLinked = [&] {
+        makeBundle(folder.path() / "product-1.0", "a.b");
+        fs::create_directory_symlink("product-1.0", bundle);
+    };
+    const auto makeLinkInside = [&] {
+        make();
+        fs::create_directory(bundle / "Contents/lib");
+        fs::rename(program, bundle / "Contents/lib/real");
+        fs::create_symlink("../lib/real", program);
+    };
+    const auto makeLinkOutside = [&] {
+        make();
+        fs::rename(program, folder.path() / "real");
+        fs::create_symlink("../../../real", program);
+    };
+    const auto update = [&] {
+        fs::rename(bundle, aside);
+        make();
+    };
+    const auto updateAndRemove = [&] {
+        update();
+        fs::remove_all(aside);
+    };
+    const auto updateInside = [&] {
+        fs::rename(bundle / "Contents", bundle / "Old");
+        make();
+    };
+    const test_support::ProgramOptions byPath{.program = program};
+    const test_support::ProgramOptions byRelativePath{
+        .program = program, .name = "Linux/../Linux/Program", .workingFolder = bundle / "Contents"};
+    auto fromALink = byRelativePath;
+    fromALink.variables.emplace_back("PWD", bundle / "Contents");
+    const test_support::ProgramOptions byLink{.program = folder.path() / "start"};
+    const test_support::ProgramOptions byNoPath{.program = program, .name = "sleep"};
+    const struct {
+        const char *what;
+        std::function<void()> make;
+        test_support::ProgramOptions start;
+        std::function<void()> then;
+    } rows[] = {{"moved aside", make, byPath, update},
+                {"moved aside and removed", make, byPath, updateAndRemove},
+                {"its content moved aside", make, byPath, updateInside},
+                {"a link to a folder", makeLinked, byPath, nothing},
+                {"a link to a folder, moved aside", makeLinked, byPath,
+                 [&] {
+                     fs::rename(folder.path() / "product-1.0", aside);
+                     makeBundle(folder.path() / "product-1.0", "a.b");
+                 }},
+                {"a link to a folder, by a relative path", makeLinked, fromALink, nothing},
+                {"a link, started by a link", makeLinked, byLink, nothing},
+                {"a linked program", makeLinkInside, byNoPath, nothing},
+                {"a linked program of another folder", makeLinkOutside, byPath, nothing},
+                {"the same, by a relative path", makeLinkOutside, byRelativePath, nothing},
+                {"a linked program, replaced", makeLinkInside, byPath, updateAndRemove}};
+    for (const auto &[what, makeIt, how, then] : rows) {
+        SCOPED_TRACE(what);
+        makeIt();
+        fs::create_symlink(program, folder.path() / "start");
+        auto options = how;
+        options.arguments = {"1000"};
+        const auto run = start(options);
+        then();
+        EXPECT_THAT(runningApplications(), ElementsAre(own(run)));
+        for (const auto &entry : fs::directory_iterator(folder.path()))
+            fs::remove_all(entry.path());
+        EXPECT_THAT(runningApplications(), IsEmpty());
+    }
 }
 
 TEST_F(RunningApplications, AreNoneOfAnotherUsers) {
