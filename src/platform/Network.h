@@ -8,8 +8,10 @@
 
 namespace platform {
 
-/// The hardware addresses of the network interfaces in the system's order, lower case, colon-separated;
-/// loopback and interfaces without an address are left out. None when the system gives no list.
+/// The hardware addresses of the network interfaces, whole, lower case, colon-separated: first the permanent
+/// addresses of those that have one, then the addresses of the others, which may be random, each in the
+/// system's order. Loopback and interfaces without an address are left out. None when the system gives no
+/// list.
 std::optional<std::vector<QString>> hardwareAddresses();
 
 /// Whether any network interface besides loopback is up and has an address.

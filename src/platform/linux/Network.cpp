@@ -1,12 +1,19 @@
 #include "platform/Network.h"
 
+#include "platform/linux/LinkMessages.h"
+#include "platform/posix/FileDescriptor.h"
+
 #include <algorithm>
+#include <cstring>
 #include <ifaddrs.h>
+#include <linux/rtnetlink.h>
 #include <linux/sockios.h>
+#include <map>
 #include <memory>
 #include <net/if.h>
-#include <netpacket/packet.h>
+#include <net/if_arp.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 
 namespace platform {
 
@@ -24,30 +31,75 @@ bool hasFamily(const struct ifaddrs &entry, int family) {
     return entry.ifa_addr != nullptr && entry.ifa_addr->sa_family == family;
 }
 
-QString addressText(const struct ifaddrs &entry) {
-    const auto *link = reinterpret_cast<const struct sockaddr_ll *>(entry.ifa_addr);
-    const auto *octets = reinterpret_cast<const char *>(link->sll_addr);
-    const QByteArray bytes(octets, std::min<qsizetype>(link->sll_halen, sizeof link->sll_addr));
-    if (bytes.count('\0') == bytes.size())
-        return {};
-    return QString::fromLatin1(bytes.toHex(':'));
+// The text of an address; empty when it is all zeros.
+QString addressText(const struct rtattr *attribute) {
+    const QByteArray bytes(static_cast<const char *>(RTA_DATA(attribute)), RTA_PAYLOAD(attribute));
+    return bytes.count('\0') == bytes.size() ? QString() : QString::fromLatin1(bytes.toHex(':'));
+}
+
+bool hasHardware(const struct ifinfomsg &link) {
+    // The C library does not know the last one's name.
+    constexpr unsigned short without[] = {ARPHRD_TUNNEL, ARPHRD_TUNNEL6, ARPHRD_SIT, ARPHRD_IPGRE, 823};
+    return (link.ifi_flags & IFF_LOOPBACK) == 0 && std::ranges::count(without, link.ifi_type) == 0;
+}
+
+// Everything that the kernel says of the interfaces; none when it says nothing.
+std::optional<QByteArray> linkMessages() {
+    const FileDescriptor socket(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE));
+    struct {
+        struct nlmsghdr head;
+        struct ifinfomsg link;
+    } request{};
+    request.head = {sizeof request, RTM_GETLINK, NLM_F_REQUEST | NLM_F_DUMP, 0, 0};
+    if (::send(socket.get(), &request, sizeof request, 0) < 0)
+        return std::nullopt;
+    QByteArray messages;
+    for (;;) {
+        QByteArray part(1 << 16, Qt::Uninitialized);
+        const ssize_t count =
+            uninterrupted([&] { return ::recv(socket.get(), part.data(), std::size_t(part.size()), 0); });
+        if (count < ssize_t{sizeof(struct nlmsghdr)})
+            return std::nullopt;
+        part.truncate(count);
+        struct nlmsghdr first {};
+        std::memcpy(&first, part.constData(), sizeof first);
+        if (first.nlmsg_type == NLMSG_DONE)
+            return messages;
+        if (first.nlmsg_type == NLMSG_ERROR)
+            return std::nullopt;
+        messages += part;
+    }
 }
 
 } // namespace
 
-// There is one packet-family entry for each interface, in the order in which the kernel numbers them.
-std::optional<std::vector<QString>> hardwareAddresses() {
-    const auto list = interfaces();
-    if (!list)
-        return std::nullopt;
-    std::vector<QString> addresses;
-    for (const auto *entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
-        if (!hasFamily(*entry, AF_PACKET) || (entry->ifa_flags & IFF_LOOPBACK) != 0)
+std::vector<QString> hardwareAddressesIn(const QByteArray &messages) {
+    std::vector<QString> permanent;
+    std::vector<QString> present;
+    auto left = static_cast<unsigned>(messages.size());
+    const auto *message = reinterpret_cast<const struct nlmsghdr *>(messages.constData());
+    for (; NLMSG_OK(message, left); message = NLMSG_NEXT(message, left)) {
+        const auto *link = reinterpret_cast<const struct ifinfomsg *>(message + 1);
+        if (message->nlmsg_type != RTM_NEWLINK || !hasHardware(*link))
             continue;
-        if (const QString text = addressText(*entry); !text.isEmpty())
-            addresses.push_back(text);
+        std::map<unsigned short, QString> addresses;
+        auto rest = static_cast<unsigned>(IFLA_PAYLOAD(message));
+        for (const auto *one = IFLA_RTA(link); RTA_OK(one, rest); one = RTA_NEXT(one, rest)) {
+            if (one->rta_type == IFLA_ADDRESS || one->rta_type == IFLA_PERM_ADDRESS)
+                addresses[one->rta_type] = addressText(one);
+        }
+        if (const QString address = addresses[IFLA_PERM_ADDRESS]; !address.isEmpty())
+            permanent.push_back(address);
+        else if (!addresses[IFLA_ADDRESS].isEmpty())
+            present.push_back(addresses[IFLA_ADDRESS]);
     }
-    return addresses;
+    permanent.insert(permanent.end(), present.begin(), present.end());
+    return permanent;
+}
+
+std::optional<std::vector<QString>> hardwareAddresses() {
+    const auto messages = linkMessages();
+    return messages ? std::optional(hardwareAddressesIn(*messages)) : std::nullopt;
 }
 
 bool hasNetwork() {

@@ -1,5 +1,6 @@
 #include "platform/Network.h"
 
+#include "platform/linux/LinkMessages.h"
 #include "platform/posix/FileDescriptor.h"
 
 #include <arpa/inet.h>
@@ -8,6 +9,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <linux/if_tun.h>
+#include <linux/rtnetlink.h>
 #include <linux/sockios.h>
 #include <net/if.h>
 #include <net/if_arp.h>
@@ -82,6 +84,51 @@ TEST_F(NetworkTest, HasTheHardwareAddressesInTheKernelsOrderAndIsThereOnceAnInte
     EXPECT_TRUE(!tunnel || ::ioctl(tunnel.get(), TUNSETIFF, &setting) == 0);
     EXPECT_THAT(platform::hardwareAddresses(), Optional(ElementsAre(QStringLiteral("a4:83:e7:0b:12:9c"),
                                                                     QStringLiteral("02:00:00:ab:cd:ef"))));
+}
+
+// A message as the kernel sends it, with these attributes.
+QByteArray linkMessage(unsigned short type, unsigned flags,
+                       const std::vector<std::pair<unsigned short, QByteArray>> &attributes) {
+    const auto bytesOf = [](const auto &value) {
+        return QByteArray(reinterpret_cast<const char *>(&value), sizeof value);
+    };
+    struct ifinfomsg link {};
+    link.ifi_type = type;
+    link.ifi_flags = flags;
+    QByteArray content = bytesOf(link);
+    for (const auto &[kind, value] : attributes) {
+        const struct rtattr head = {static_cast<unsigned short>(RTA_LENGTH(value.size())), kind};
+        content += (bytesOf(head) + value).leftJustified(RTA_SPACE(value.size()), '\0');
+    }
+    struct nlmsghdr head {};
+    head.nlmsg_len = static_cast<unsigned>(NLMSG_LENGTH(content.size()));
+    head.nlmsg_type = RTM_NEWLINK;
+    return bytesOf(head) + content;
+}
+
+TEST(HardwareAddresses, ArePermanentOnesBeforeThoseThatMayBeRandomAndWhole) {
+    const auto octets = [](const char *hex) { return QByteArray::fromHex(hex); };
+    const auto ethernet = [](const auto &...attributes) {
+        return linkMessage(ARPHRD_ETHER, IFF_UP, {{IFLA_IFNAME, "a"}, attributes...});
+    };
+    using Attribute = std::pair<unsigned short, QByteArray>;
+    const QByteArray infiniband = "80000048fe80000000000000f452140300a1b2c3";
+    const QByteArray messages =
+        linkMessage(ARPHRD_LOOPBACK, IFF_LOOPBACK, {{IFLA_ADDRESS, octets("010203040506")}}) +
+        ethernet(Attribute(IFLA_ADDRESS, octets("02427da1b2c3"))) +
+        ethernet(Attribute(IFLA_ADDRESS, octets("000000000000"))) + ethernet() +
+        linkMessage(ARPHRD_SIT, IFF_UP,
+                    {{IFLA_ADDRESS, octets("c0000201")}, {IFLA_PERM_ADDRESS, octets("c0000201")}}) +
+        ethernet(Attribute(IFLA_ADDRESS, octets("aed30b12cc01")),
+                 Attribute(IFLA_PERM_ADDRESS, octets("A483E70B129C"))) +
+        linkMessage(ARPHRD_INFINIBAND, IFF_UP,
+                    {{IFLA_ADDRESS, octets("01")}, {IFLA_PERM_ADDRESS, octets(infiniband)}}) +
+        ethernet(Attribute(IFLA_ADDRESS, octets("025500000001")));
+    EXPECT_THAT(platform::hardwareAddressesIn(messages),
+                ElementsAre(QStringLiteral("a4:83:e7:0b:12:9c"),
+                            QString::fromLatin1(octets(infiniband).toHex(':')),
+                            QStringLiteral("02:42:7d:a1:b2:c3"), QStringLiteral("02:55:00:00:00:01")));
+    EXPECT_THAT(platform::hardwareAddressesIn({}), IsEmpty());
 }
 
 TEST(UnsentBytes, AreWhatTheOtherSideHasNotYetTaken) {
