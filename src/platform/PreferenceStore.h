@@ -1,8 +1,8 @@
 // The store that holds an application's preferences: here, the property-list file itself.
 //
 // Main thread, or one thread at a time. Each change reads the file once and writes it once. A write keeps the
-// file's format, owner, mode and every other value, and replaces the file atomically; a link stays, and the
-// file it leads to is replaced.
+// file's format, owner, mode, access list, extended attributes and every other value, and replaces the file
+// atomically; a link stays, and the file it leads to is replaced.
 #pragma once
 
 #include "platform/posix/PropertyList.h"

@@ -4,7 +4,12 @@
 #include "test_support/PropertyLists.h"
 #include "test_support/ScratchHome.h"
 
-#include <gtest/gtest.h>
+#include <QStringEncoder>
+#include <cerrno>
+#include <cstring>
+#include <gmock/gmock.h>
+#include <map>
+#include <sys/xattr.h>
 
 namespace {
 
@@ -89,6 +94,81 @@ TEST_F(PreferenceStoreTest, KeepsALink) {
     EXPECT_EQ(setTrunk(), PreferenceChange::written);
     EXPECT_EQ(fs::read_symlink(file), "../shared/real.plist");
     EXPECT_EQ(PropertyList::load(target), propertyList(after));
+}
+
+// Attributes by their names.
+std::map<QByteArray, QByteArray> attributesOf(const fs::path &file) {
+    QByteArray names(65536, '\0');
+    names.truncate(::listxattr(file.c_str(), names.data(), 65536));
+    std::map<QByteArray, QByteArray> found;
+    for (const QByteArray &name : names.split('\0')) {
+        QByteArray value(65536, '\0');
+        value.truncate(std::max<ssize_t>(0, ::getxattr(file.c_str(), name.constData(), value.data(), 65536)));
+        found[name] = value;
+    }
+    return found;
+}
+
+void setAttribute(const fs::path &file, const char *name, const QByteArray &value) {
+    ASSERT_EQ(::setxattr(file.c_str(), name, value.constData(), std::size_t(value.size()), 0), 0)
+        << name << ": " << std::strerror(errno);
+}
+
+// An access list in the system's form, by which the user of this number may read: a version, then tags,
+// rights and numbers.
+QByteArray accessListFor(char user) {
+    const std::string list{"\2\0\0\0"
+                           "\1\0\6\0\xff\xff\xff\xff"
+                           "\2\0\4\0U\0\0\0"
+                           "\4\0\4\0\xff\xff\xff\xff"
+                           "\20\0\4\0\xff\xff\xff\xff"
+                           "\40\0\0\0\xff\xff\xff\xff",
+                           44};
+    return QByteArray::fromStdString(list).replace('U', user);
+}
+
+TEST_F(PreferenceStoreTest, KeepsAccessListsAndExtendedAttributes) {
+    // What the folder gives new files is none of this one's.
+    setAttribute(folder, "system.posix_acl_default", accessListFor(7));
+    const auto none = attributesOf(file);
+    EXPECT_EQ(setTrunk(), PreferenceChange::written);
+    EXPECT_EQ(attributesOf(file), none);
+    setAttribute(file, "system.posix_acl_access", accessListFor(8));
+    setAttribute(file, "user.empty", "");
+    setAttribute(file, "user.note", QByteArray("a\0b", 3));
+    const auto before = attributesOf(file);
+    EXPECT_EQ(before.size(), none.size() + 3);
+    EXPECT_EQ(setTrunk(PropertyList::boolean(false)), PreferenceChange::written);
+    EXPECT_EQ(attributesOf(file), before);
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms(0640));
+}
+
+// Beside the switch is what no writer would choose to write like this.
+TEST_F(PreferenceStoreTest, SwitchesInEveryValidListAndLeavesTheOtherValuesAsTheyAre) {
+    const QString values =
+        QStringLiteral("<date>0001-01-01T00:00:00Z</date> <integer>0x1F</integer> <integer>+5</integer> "
+                       "<integer>-0</integer> "
+                       "<real>inf</real> <real>-0</real> <real>nan</real> <string>caf\u00e9</string>");
+    const QString dictionary = QStringLiteral("<dict><key>Trunk</key><true/><key>other</key><array>") +
+                               values + QStringLiteral("</array></dict>");
+    const auto encoded = [](QStringConverter::Encoding encoding, const char *name, const QString &text) {
+        const QString declaration = QStringLiteral("<?xml version=\"1.0\" encoding=\"%1\"?>\n");
+        QStringEncoder encoder(encoding, QStringEncoder::Flag::WriteBom);
+        return QByteArray(encoder(declaration.arg(QLatin1String(name)) + text));
+    };
+    using Converter = QStringConverter;
+    const QString framed =
+        QStringLiteral("<plist version=\"1.0\">") + dictionary + QStringLiteral("</plist>");
+    for (const QByteArray &content :
+         {dictionary.toUtf8(), framed.toUtf8(), encoded(Converter::Utf8, "UTF-8", framed),
+          encoded(Converter::Utf16LE, "UTF-16", framed), encoded(Converter::Utf16BE, "UTF-16", dictionary),
+          encoded(Converter::Latin1, "ISO-8859-1", framed)}) {
+        writeFile(file, content);
+        EXPECT_EQ(setTrunk(), PreferenceChange::written) << content.constData();
+        QByteArray written = readFile(file);
+        EXPECT_EQ(PropertyList::load(file)->value("Trunk")->spelling(PropertyListFormat::xml), "10");
+        EXPECT_TRUE(written.replace("\n\t\t\t", " ").contains(values.toUtf8())) << written.constData();
+    }
 }
 
 TEST_F(PreferenceStoreTest, WritesNothingThatCouldNotBeReadAgainOrThatTheDiskDoesNotTake) {

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fcntl.h>
+#include <linux/limits.h>
 #include <string>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 
 namespace platform {
 
@@ -94,6 +96,26 @@ bool copyContent(int source, int destination, off_t sizeBytes, std::error_code &
     return true;
 }
 
+// Gives a new file the owner, mode, access list and other extended attributes of the one that it is to
+// replace; all but those that the system keeps to itself. Linux: macOS has other calls for attributes.
+bool takeOver(const fs::path &existing, const struct stat &status, int file) {
+    // The new file's own access list comes from its folder.
+    ::fremovexattr(file, "system.posix_acl_access");
+    if (::fchown(file, status.st_uid, status.st_gid) != 0 || ::fchmod(file, status.st_mode & 07777) != 0)
+        return false;
+    QByteArray names(XATTR_LIST_MAX, '\0');
+    QByteArray value(XATTR_SIZE_MAX, '\0');
+    names.truncate(std::max<ssize_t>(0, ::listxattr(existing.c_str(), names.data(), XATTR_LIST_MAX)));
+    for (const QByteArray &name : names.split('\0')) {
+        const ssize_t size = ::getxattr(existing.c_str(), name.constData(), value.data(), XATTR_SIZE_MAX);
+        if (size >= 0 &&
+            ::fsetxattr(file, name.constData(), value.constData(), static_cast<std::size_t>(size), 0) != 0 &&
+            errno != EPERM && errno != EACCES && errno != ENOTSUP)
+            return false;
+    }
+    return true;
+}
+
 } // namespace
 
 std::optional<QByteArray> readAtMost(int file, std::size_t limitBytes, std::error_code &error) {
@@ -174,7 +196,7 @@ bool writeFileAtomically(const fs::path &path, const QByteArray &content, Replac
                          std::error_code &error) {
     error.clear();
     struct stat existing {};
-    const bool takeOver =
+    const bool takesOver =
         replacement == Replacement::keepOwnerAndMode && ::stat(path.c_str(), &existing) == 0;
     std::string beside = path.native() + ".XXXXXX";
     const FileDescriptor file(::mkostemp(beside.data(), O_CLOEXEC));
@@ -183,9 +205,8 @@ bool writeFileAtomically(const fs::path &path, const QByteArray &content, Replac
         return false;
     }
     bool written = writeAll(file.get(), content, error);
-    if (written && takeOver)
-        written = ::fchown(file.get(), existing.st_uid, existing.st_gid) == 0 &&
-                  ::fchmod(file.get(), existing.st_mode & 07777) == 0;
+    if (written && takesOver)
+        written = takeOver(path, existing, file.get());
     written = written && ::fsync(file.get()) == 0 && ::rename(beside.c_str(), path.c_str()) == 0;
     if (!written) {
         if (!error)

@@ -47,7 +47,7 @@ std::optional<QByteArray> readFile(const std::filesystem::path &path, std::size_
 
 /// Replaces `path` by a file with this content, or leaves it as it was: the content is written to a file
 /// beside it, which is then renamed. A new file is the user's alone (mode 600); with `keepOwnerAndMode` it
-/// gets the owner and mode of the file that it replaces.
+/// gets the owner, mode, access list and extended attributes of the file that it replaces.
 enum class Replacement { privateFile, keepOwnerAndMode };
 bool writeFileAtomically(const std::filesystem::path &path, const QByteArray &content,
                          Replacement replacement, std::error_code &error);
