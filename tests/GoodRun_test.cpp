@@ -111,6 +111,7 @@ TEST_F(GoodRun, SendsWhatTheProductLoggedAndChangesNothingOutsideItsFolder) {
     const QByteArray both = readFile(logFile());
     ASSERT_TRUE(both.startsWith(first));
     EXPECT_TRUE(both.mid(first.size()).startsWith('\n'));
+    EXPECT_FALSE(both.contains(home.path().c_str())) << "the home folder's name is masked";
     EXPECT_THAT(log(), testing::HasSubstr("INFO: Directory created: RUN\nINFO: PROGRAM, /silent, "));
     auto record = receivedRecord();
     EXPECT_THAT(record["diagnostics_machineid"], testing::MatchesRegex("[0-9a-f]{128}"));

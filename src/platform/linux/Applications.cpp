@@ -90,7 +90,7 @@ std::vector<fs::path> startingPaths(const fs::path &process) {
         return {first.lexically_normal()};
     std::vector<fs::path> paths{(fs::read_symlink(process / "cwd", error) / first).lexically_normal()};
     for (const QByteArray &variable : texts("environ")) {
-        if (variable.startsWith("PWD="))
+        if (variable.startsWith("PWD=/"))
             paths.push_back((fs::path(variable.sliced(4).toStdString()) / first).lexically_normal());
     }
     return paths;
