@@ -139,21 +139,25 @@ public:
         , m_end(static_cast<int>(::syscall(SYS_pidfd_open, process, 0))) {}
 
     // Waits for the child, not for the end of its streams, which others may have inherited. False when the
-    // programs are stopped, or the time is up, first.
-    bool waitForEnd(std::array<KeptStream, 2> streams, const QDeadlineTimer &deadline) {
+    // programs are stopped, the time is up or `cancelled` turns true first.
+    bool waitForEnd(std::array<KeptStream, 2> streams, const QDeadlineTimer &deadline,
+                    const std::atomic<bool> *cancelled) {
+        constexpr int lookMilliseconds = 100;
         for (;;) {
+            const int longest = pollMilliseconds(deadline);
             std::array<struct pollfd, 4> events = {{{m_end.get(), POLLIN, 0},
                                                     {streams[0].end.get(), POLLIN, 0},
                                                     {streams[1].end.get(), POLLIN, 0},
                                                     {stopPipe().readEnd.get(), POLLIN, 0}}};
-            ::poll(events.data(), events.size(), pollMilliseconds(deadline));
+            ::poll(events.data(), events.size(),
+                   cancelled == nullptr ? longest : std::min(longest, lookMilliseconds));
             if (hasEnded())
                 break;
             for (std::size_t i = 0; i < streams.size(); ++i) {
                 if (events[i + 1].revents != 0)
                     streams[i].read();
             }
-            if (events[3].revents != 0 || deadline.hasExpired()) {
+            if (events[3].revents != 0 || deadline.hasExpired() || (cancelled != nullptr && *cancelled)) {
                 kill();
                 return false;
             }
@@ -221,7 +225,7 @@ ProgramOutcome run(const Program &program, bool keepsErrors) {
         program.timeLimit ? QDeadlineTimer(*program.timeLimit) : QDeadlineTimer(QDeadlineTimer::Forever);
     if (!child.waitForEnd({{{std::move(errors.readEnd), outcome.errorOutput, errorOutputLimitBytes},
                             {std::move(kept.readEnd), outcome.output, program.keptOutputBytes}}},
-                          deadline))
+                          deadline, program.cancelled))
         return outcome;
     int reason = 0;
     if (::read(report.readEnd.get(), &reason, sizeof reason) == sizeof reason) {

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <optional>
@@ -31,10 +32,12 @@ struct Program {
     qsizetype keptOutputBytes = 0;
     /// The program is killed when it has not ended by then. None: no limit.
     std::optional<std::chrono::milliseconds> timeLimit = {};
+    /// The same once this turns true. Null: it never does.
+    const std::atomic<bool> *cancelled = nullptr;
 };
 
-/// How a program ended. With neither a status, a signal nor an error, its time limit or `stopPrograms` cut it
-/// short.
+/// How a program ended. With neither a status, a signal nor an error, its time limit, `cancelled` or
+/// `stopPrograms` cut it short.
 struct ProgramOutcome {
     std::optional<int> exitStatus;
     /// The signal that killed it, or 0.

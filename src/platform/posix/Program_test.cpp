@@ -203,7 +203,7 @@ TEST_F(RunProgram, DiesWhenTheProcessThatRunsItIsKilledOrEndedByAnotherThread) {
     }
 }
 
-TEST_F(RunProgram, KillsAProgramThatOutlastsItsTimeLimitAndNoOther) {
+TEST_F(RunProgram, KillsAProgramThatOutlastsItsTimeLimitOrIsCancelledAndNoOther) {
     Program program = shell("echo said >&2; echo $$ > out; exec sleep 100");
     program.timeLimit = std::chrono::milliseconds(300);
     const auto before = Clock::now();
@@ -215,7 +215,13 @@ TEST_F(RunProgram, KillsAProgramThatOutlastsItsTimeLimitAndNoOther) {
 
     program = shell("sleep 0.1; exit 7");
     program.timeLimit = std::chrono::hours(24 * 365);
+    std::atomic<bool> isCancelled = false;
+    program.cancelled = &isCancelled;
     EXPECT_EQ(runProgram(program), 7);
+    isCancelled = true;
+    program = shell("echo $$ > out; exec sleep 1000");
+    program.cancelled = &isCancelled;
+    EXPECT_TRUE(isCutShort(outcomeOf(program)));
 }
 
 // Each of the programs would run for longer than a test may.
