@@ -18,7 +18,9 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "zip, ca-certificates")
-# Without it the capture has no process sample and says so.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "pkexec")
+# Without pkexec the capture has no process sample and says so; without the others the proxies that the desktop's settings
+# name are not found.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS
+  "pkexec, libproxy1-plugin-gsettings | libproxy1-plugin-kconfig, libproxy1-plugin-webkit")
 set(CPACK_SET_DESTDIR ON)
 include(CPack)

@@ -129,6 +129,14 @@ void enterNoNetwork() {
     require(::unshare(CLONE_NEWNET) == 0);
 }
 
+void enterLoopbackNetwork() {
+    enterNoNetwork();
+    struct ifreq request {};
+    std::strcpy(request.ifr_name, "lo");
+    request.ifr_flags = IFF_UP | IFF_RUNNING;
+    require(::ioctl(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), SIOCSIFFLAGS, &request) == 0);
+}
+
 void enterLonelyNetwork() {
     enterNoNetwork();
     // The interface lives as long as this descriptor is open, which is as long as the program runs.

@@ -49,6 +49,8 @@ private:
 // process with status 126 when the machine does not let them.
 /// No interface is up, not even the loopback.
 void enterNoNetwork();
+/// Only the loopback is up.
+void enterLoopbackNetwork();
 /// One interface is up; no route leads beyond its own network, which loses whatever is sent.
 void enterLonelyNetwork();
 /// Whether this machine lets a test enter that network.

@@ -2,13 +2,16 @@
 // of the transport is called is tested with the upload itself; here it passes through the whole program.
 #include "tests/SilentRun.h"
 
+#include <sys/socket.h>
+
 namespace fs = std::filesystem;
 using namespace support_service;
 using namespace test_support;
 
 namespace {
 
-constexpr std::size_t answerBytes = 1 << 20;
+constexpr std::size_t answerBytes = 64 << 10;
+constexpr char refused[] = "Could not connect to the support server.";
 constexpr char notConnected[] = "This computer is not connected to the internet.";
 
 std::string answered(int status, const std::string &data) {
@@ -48,8 +51,7 @@ TEST_F(Upload, IsLoggedWithItsAnswerWhichDecidesWhetherTheArchiveStays) {
 
 TEST_F(Upload, TakesLittleMemoryForAnswersWithoutEnd) {
     install();
-    // What the kept mebibyte takes as bytes, as text and as a line of the log, four times over in a build
-    // with the thread sanitizer. The service sends more than this in a second. With the address sanitizer the
+    // The service sends more than this in a second. With the address sanitizer the
     // headers take some 170 MiB.
 #ifdef __SANITIZE_ADDRESS__
     constexpr std::uint64_t roomBytes = 256 << 20;
@@ -83,12 +85,18 @@ TEST_F(Upload, FailsWithoutANetworkARouteOrAName) {
     // Names are asked for over the network alone, where nobody answers.
     writeFile(home.path() / "nsswitch.conf", "hosts: files dns\n");
     writeFile(home.path() / "resolv.conf", "nameserver 203.0.113.1\n");
+    // One address that refuses and one without a route, both ways round.
+    writeFile(home.path() / "hosts", "127.0.0.1 refuses4\n2001:db8::7 refuses4\n"
+                                     "::1 refuses6\n203.0.113.7 refuses6\n");
+    const Mount hosts = Mount::over(home.path() / "hosts", "/etc/hosts");
     const Mount services = Mount::over(home.path() / "nsswitch.conf", "/etc/nsswitch.conf");
     const Mount servers = Mount::over(home.path() / "resolv.conf", "/etc/resolv.conf");
     const std::tuple<void (*)(), const char *, int, const char *> cases[] = {
         {enterNoNetwork, "support.brennic.example", -1009, notConnected},
         {enterLonelyNetwork, "a.invalid", -1003, "The support server's name could not be found."},
         {enterLonelyNetwork, "203.0.113.7", -1009, notConnected},
+        {enterLoopbackNetwork, "refuses4:1", -1004, refused},
+        {enterLoopbackNetwork, "refuses6:1", -1004, refused},
     };
     for (const auto &[network, host, code, sentence] : cases) {
         auto options = program();
@@ -98,4 +106,29 @@ TEST_F(Upload, FailsWithoutANetworkARouteOrAName) {
         EXPECT_EQ(uploadLog(), transportFailure(code, sentence));
         expectArchiveComplete();
     }
+}
+
+TEST_F(Upload, TakesTheProxiesThatTheDesktopNamesInTurn) {
+    install();
+    std::string script =
+        "function FindProxyForURL() { return 'PROXY 127.0.0.1:1; PROXY " + service.host() + "' }";
+    const LoopbackListener scripts([&](int socket) {
+        char request[4096];
+        ::recv(socket, request, sizeof request, 0);
+        const std::string answer =
+            "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(script.size()) + "\r\n\r\n" + script;
+        ::send(socket, answer.data(), answer.size(), MSG_NOSIGNAL);
+    });
+    writeFile(home.path() / ".config/glib-2.0/settings/keyfile",
+              "[system/proxy]\nmode='auto'\nignore-hosts=@as []\nautoconfig-url='http://127.0.0.1:" +
+                  QByteArray::number(scripts.port()) + "/'\n");
+    auto options = programWith("XDG_CONFIG_HOME", home.path() / ".config");
+    options.variables.emplace_back("GSETTINGS_BACKEND", "keyfile");
+    options.variables.emplace_back("DESKTOP_SESSION", "gnome");
+    runWell(options);
+    EXPECT_EQ(service.tunnels(), 1U);
+    options.variables.emplace_back("no_proxy", "localhost:" + std::to_string(service.port()));
+    runWell(options);
+    EXPECT_EQ(service.tunnels(), 1U);
+    EXPECT_EQ(scripts.connections(), 1U);
 }

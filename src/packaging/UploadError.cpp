@@ -70,7 +70,6 @@ int codeOf(const TransportFailure &failure) {
     case CURLE_PEER_FAILED_VERIFICATION:
         return verificationCode(failure.verifyResult);
     case CURLE_SSL_CONNECT_ERROR:
-    case CURLE_SSL_CACERT_BADFILE:
         return secureConnectionFailed;
     default:
         return unknown;
@@ -87,7 +86,19 @@ QString UploadError::localizedDescription() const {
 }
 
 UploadError transportError(const TransportFailure &failure) {
-    return transportError(codeOf(failure));
+    constexpr int proxyRefused = 310;
+    constexpr int consents = 2;
+    if (failure.code == CURLE_PROXY || (failure.proxyStatus != 0 && failure.proxyStatus / 100 != consents))
+        return {ProxyErrorDomain, proxyRefused,
+                QStringLiteral("The proxy server refused to connect to the support server.")};
+    UploadError error = transportError(codeOf(failure));
+    if (failure.isAtProxy)
+        error.userInfoDescription.replace(QStringLiteral("support server"), QStringLiteral("proxy server"));
+    return error;
+}
+
+UploadError otherError(const char *sentence) {
+    return {TransportErrorDomain, unknown, QString::fromLatin1(sentence)};
 }
 
 UploadError transportError(int code) {

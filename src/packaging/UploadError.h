@@ -26,6 +26,7 @@ using UploadResult = std::variant<QByteArray, UploadError>;
 
 inline const QString UploadErrorDomain = QStringLiteral("com.brennic.LumadocDiagnostics.upload");
 inline const QString TransportErrorDomain = QStringLiteral("NSURLErrorDomain");
+inline const QString ProxyErrorDomain = QStringLiteral("kCFErrorDomainCFNetwork");
 
 /// Codes of `TransportErrorDomain`, the same on every system so that the support desk reads one table.
 namespace TransportErrorCode {
@@ -51,9 +52,19 @@ struct TransportFailure {
     long systemError = 0;
     /// Whether any network interface was up.
     bool hasNetwork = true;
+    /// Whether it failed on the way to a proxy, or to an agreement with it, and the status by which the proxy
+    /// answered; 0 when it did not.
+    bool isAtProxy = false;
+    long proxyStatus = 0;
 };
 
 UploadError transportError(const TransportFailure &failure);
 
 /// An error of the transport's domain with its sentence.
 UploadError transportError(int code);
+
+/// The sentences of failures that have no code of their own.
+inline constexpr char tooManyRedirects[] = "The support server redirected the upload too many times.";
+inline constexpr char redirectRefused[] = "The support server redirected the upload to another place.";
+inline constexpr char headTooLarge[] = "The headers of the support server's answer are too large.";
+UploadError otherError(const char *sentence);

@@ -24,7 +24,6 @@ TEST(UploadError, OfEveryFailureOfTheTransportHasItsCodeAndSentence) {
         {{.code = CURLE_GOT_NOTHING}, -1005},
         {{.code = CURLE_PARTIAL_FILE}, -1005},
         {{.code = CURLE_SSL_CONNECT_ERROR}, -1200},
-        {{.code = CURLE_SSL_CACERT_BADFILE}, -1200},
         {{.code = verification}, -1202},
         {{.code = verification, .verifyResult = X509_V_ERR_CERT_HAS_EXPIRED}, -1201},
         {{.code = verification, .verifyResult = X509_V_ERR_CERT_NOT_YET_VALID}, -1204},
@@ -51,6 +50,17 @@ TEST(UploadError, OfEveryFailureOfTheTransportHasItsCodeAndSentence) {
         EXPECT_EQ(transportError(code), (UploadError{QStringLiteral("NSURLErrorDomain"), code, sentence}));
         EXPECT_EQ(transportError(code).localizedDescription(), sentence);
     }
+}
+
+TEST(UploadError, SaysThatItWasTheProxy) {
+    const auto refusal = QStringLiteral("The proxy server refused to connect to the support server.");
+    const UploadError refused{QStringLiteral("kCFErrorDomainCFNetwork"), 310, refusal};
+    EXPECT_EQ(transportError({.code = CURLE_RECV_ERROR, .proxyStatus = 407}), refused);
+    EXPECT_EQ(transportError({.code = CURLE_PROXY, .isAtProxy = true}), refused) << "one that speaks SOCKS";
+    EXPECT_EQ(transportError({.code = CURLE_RECV_ERROR, .proxyStatus = 200}), transportError(-1005));
+    const UploadError unknownHost = transportError({.code = CURLE_COULDNT_RESOLVE_PROXY, .isAtProxy = true});
+    EXPECT_EQ(unknownHost.code, -1003);
+    EXPECT_EQ(unknownHost.userInfoDescription, QStringLiteral("The proxy server's name could not be found."));
 }
 
 } // namespace

@@ -6,7 +6,7 @@
 //
 // HTTP/1.1. The redirects 307 and 308 are followed, to HTTPS on the same host; any other is the answer. A 200
 // counts only when its head is whole and the whole body was sent before it came. Proxies come from the
-// environment (https_proxy, no_proxy), the certificates from the system or from SSL_CERT_FILE.
+// environment or from the desktop, the certificates from the system or from SSL_CERT_FILE and SSL_CERT_DIR.
 #pragma once
 
 #include "packaging/UploadError.h"
@@ -20,7 +20,8 @@
 #include <optional>
 #include <thread>
 
-/// What came of a transfer. One that broke off after its status line has a status, no data and an error.
+/// What came of a transfer. One that broke off after its status line has a status, no data and an error; a
+/// redirect that asks for the same request again and was not followed has all three.
 struct UploadResponse {
     std::optional<int> statusCode;
     std::optional<QByteArray> data;
@@ -39,15 +40,18 @@ struct UploadRequest {
 
 /// How long a transfer may make no progress, and how much of an answer is kept.
 struct UploadLimits {
-    /// Without a byte moving.
+    /// For connecting by one way; and then without a byte moving, either while the body is sent or while its
+    /// answer comes.
     std::chrono::milliseconds idle = std::chrono::seconds(60);
     /// From the first byte of the answer to its last: a server that trickles one must not hold the program.
     std::chrono::milliseconds answer = std::chrono::minutes(5);
-    qsizetype answerBytes = qsizetype{1} << 20;
+    /// The answer is cut between characters of UTF-8.
+    qsizetype answerBytes = qsizetype{64} << 10;
 };
 
 class UploadTask {
 public:
+    /// Of the bytes that the other side has received.
     using Progress =
         std::function<void(std::int64_t bytesSent, std::int64_t totalSent, std::int64_t totalExpected)>;
     using Finished = std::function<void(const UploadResponse &)>;

@@ -10,6 +10,7 @@
 #include <atomic>
 #include <future>
 #include <gtest/gtest.h>
+#include <openssl/pem.h>
 #include <sys/socket.h>
 
 namespace {
@@ -62,8 +63,10 @@ protected:
         const UploadResponse response = upload(content, limits);
         EXPECT_EQ(response.statusCode, status);
         EXPECT_EQ(code(response), error);
-        EXPECT_EQ(response.data.has_value(), error == 0);
+        // A redirect that is not followed has both.
+        EXPECT_EQ(response.data.has_value(), error == 0 || status == 307 || status == 308);
         answer = response.data.value_or(QByteArray());
+        sentence = response.error ? response.error->userInfoDescription : QString();
     }
     static void expectReceived(const Receipt &receipt, const QByteArray &content) {
         EXPECT_EQ(receipt.problem, "") << "in the form around the archive";
@@ -75,6 +78,7 @@ protected:
     const std::string path = "/cr-apip-7.0.0/mac/log";
     const UploadLimits shortAnswer{.idle = 10s, .answer = 500ms};
     QByteArray answer;
+    QString sentence;
     test_support::ScratchHome home;
     SupportService service;
     // The bytes sent since the last report, sent in all, and expected.
@@ -87,6 +91,19 @@ protected:
 private:
     ScopedEnvironment m_trust{"SSL_CERT_FILE", service.certificateFile().native()};
 };
+
+// For what depends on which of two sides is faster.
+int runsOfRaces() {
+    const char *const runs = std::getenv("LUMAMON_RACES");
+    return runs == nullptr ? 5 : std::atoi(runs);
+}
+
+void answerPlainly(int socket, const std::string &status) {
+    char buffer[4096];
+    ::recv(socket, buffer, sizeof buffer, 0);
+    const std::string answer = "HTTP/1.1 " + status + "\r\nContent-Length: 0\r\n\r\n";
+    ::send(socket, answer.data(), answer.size(), MSG_NOSIGNAL);
+}
 
 QByteArray someBytes(qsizetype count) {
     QByteArray bytes(count, Qt::Uninitialized);
@@ -126,6 +143,16 @@ TEST_F(UploadTaskTest, ReportsEachWholePercentOnceInOrderUpToTheWhole) {
     EXPECT_EQ(sent, progress.front()[2]);
 }
 
+TEST_F(UploadTaskTest, ReportsNothingAsSentThatOnlyWaitsInTheSystem) {
+    service.setBehaviour({.stopReadingAfterBytes = 100'000});
+    start(someBytes(1'000'000));
+    ASSERT_TRUE(service.waitForBodyBytes(100'000, 10s));
+    std::this_thread::sleep_for(300ms);
+    task.reset();
+    // What the service's own system has taken besides.
+    EXPECT_LT(progress.back()[1], 600'000);
+}
+
 TEST_F(UploadTaskTest, EndsAsTheServiceMakesIt) {
     using namespace TransportErrorCode;
     const QByteArray large = someBytes(4'000'000);
@@ -143,8 +170,15 @@ TEST_F(UploadTaskTest, EndsAsTheServiceMakesIt) {
     EXPECT_EQ(answer.size(), 100'000) << "as much as the limit lets through";
     expectEnd({.rawAnswer = endlessHead, .repeated = "x", .repeatInterval = 20ms}, 200, timedOut, "",
               shortAnswer);
-    service.setBehaviour({.rawAnswer = "HTTP/1.1 200 OK\r\n", .repeated = "X-Endless: " + body + "\r\n"});
-    EXPECT_NE(code(upload("", {.answer = 2s})), 0);
+    // Headers, and a single one, without end.
+    for (const std::string &piece : {"X-Endless: " + body + "\r\n", "X-Endless" + body}) {
+        expectEnd({.rawAnswer = "HTTP/1.1 200 OK\r\n", .repeated = piece}, 200, unknown, "");
+        EXPECT_EQ(sentence, QString::fromLatin1(headTooLarge));
+    }
+    // A character that would be cut is left out.
+    expectEnd({.body = "a" + std::string("\u00e4\u20ac\U0001f600") + "b"}, 200, 0, "", {.answerBytes = 9});
+    EXPECT_EQ(answer, "a\u00e4\u20ac");
+    EXPECT_EQ(UploadLimits().answerBytes, 65'536);
 
     const UploadLimits shortIdle{.idle = 400ms};
     expectEnd({.rawAnswer = head, .repeated = "x", .repeatInterval = forEver}, 200, timedOut, "", shortIdle);
@@ -155,6 +189,13 @@ TEST_F(UploadTaskTest, EndsAsTheServiceMakesIt) {
     expectEnd({.readBytesPerSecond = 1'000'000}, 200, 0, someBytes(3'000'000), {.idle = 1s});
     service.setHandshake(Handshake::unanswered);
     expectEnd({}, {}, timedOut, "", shortIdle);
+}
+
+TEST_F(UploadTaskTest, TakesASlowAnswerForAMovingOneEvenWithinALine) {
+    const auto began = std::chrono::steady_clock::now();
+    expectEnd({.rawAnswer = "HTTP/1.1 200 OK\r\nX-Slow: ", .repeated = "x", .repeatInterval = 50ms}, 200,
+              TransportErrorCode::timedOut, "", {.idle = 1s, .answer = 2500ms});
+    EXPECT_GE(std::chrono::steady_clock::now() - began, 2500ms);
 }
 
 TEST_F(UploadTaskTest, CountsNeitherARedirectNorAProxysConsentAsTheAnswer) {
@@ -181,21 +222,15 @@ TEST_F(UploadTaskTest, SendsNothingWithoutAConnectionThatItTrusts) {
         EXPECT_EQ(code(upload()), expected);
     }
     service.setHandshake(Handshake::good);
-    const auto refuse = [](int socket) {
-        char buffer[4096];
-        ::recv(socket, buffer, sizeof buffer, 0);
-        ::send(socket, "HTTP/1.1 403 Forbidden\r\n\r\n", 26, MSG_NOSIGNAL);
-    };
-    const LoopbackListener speaksPlainly(refuse);
+    const LoopbackListener speaksPlainly([](int socket) { answerPlainly(socket, "403 Forbidden"); });
     const LoopbackListener hangsUp([](int) {});
-    // The system's own certificates, none at all, and a proxy that refuses.
-    const std::tuple<const char *, std::optional<std::string>, int> variables[] = {
-        {"SSL_CERT_FILE", std::nullopt, certificateUntrusted},
-        {"SSL_CERT_FILE", home.path() / "missing", secureConnectionFailed},
-        {"https_proxy", "http://127.0.0.1:" + std::to_string(speaksPlainly.port()), connectionLost}};
-    for (const auto &[name, value, expected] : variables) {
-        const ScopedEnvironment variable(name, value);
-        EXPECT_EQ(code(upload()), expected);
+    for (const char *name : {"SSL_CERT_FILE", "SSL_CERT_DIR"}) {
+        // The system's own certificates, and none.
+        for (const auto &value : {std::optional<std::string>(), {home.path() / "missing"}}) {
+            const ScopedEnvironment file("SSL_CERT_FILE", std::nullopt);
+            const ScopedEnvironment variable(name, value);
+            EXPECT_EQ(code(upload()), certificateUntrusted);
+        }
     }
     EXPECT_TRUE(service.requests().empty());
     const std::pair<int, int> ports[] = {{speaksPlainly.port(), secureConnectionFailed},
@@ -207,6 +242,67 @@ TEST_F(UploadTaskTest, SendsNothingWithoutAConnectionThatItTrusts) {
     }
 }
 
+TEST_F(UploadTaskTest, TakesCertificatesFromTheFilesThatOpensslWouldTakeThemFrom) {
+    const QByteArray certificates = test_support::readFile(service.certificateFile());
+    const std::unique_ptr<BIO, decltype(&BIO_free)> text(BIO_new_mem_buf(certificates.data(), -1), BIO_free);
+    const std::unique_ptr<X509, decltype(&X509_free)> first(
+        PEM_read_bio_X509(text.get(), nullptr, nullptr, nullptr), X509_free);
+    const auto name =
+        QByteArray::number(
+            qulonglong(X509_NAME_hash_ex(X509_get_subject_name(first.get()), nullptr, nullptr, nullptr)), 16)
+            .rightJustified(8, '0');
+    test_support::writeFile(home.path() / "hashed" / (name.toStdString() + ".0"), certificates);
+    const std::string hashed = home.path() / "hashed";
+    const std::string file = service.certificateFile();
+    const std::string missing = home.path() / "missing";
+    for (const auto &[certificateFile, folder] :
+         {std::pair(file, std::string()), {"", hashed}, {missing, missing + ":" + hashed}, {file, missing}}) {
+        const ScopedEnvironment variable("SSL_CERT_FILE", certificateFile);
+        const ScopedEnvironment folders("SSL_CERT_DIR", folder);
+        EXPECT_EQ(upload().statusCode, 200) << certificateFile << ' ' << folder;
+    }
+}
+
+TEST_F(UploadTaskTest, SaysThatItWasTheProxy) {
+    using namespace TransportErrorCode;
+    const auto expect = [this](const std::string &proxy, const QString &domain, int expected,
+                               const char *text) {
+        const ScopedEnvironment way("https_proxy", proxy);
+        const UploadResponse response = upload();
+        EXPECT_FALSE(response.statusCode);
+        EXPECT_EQ(response.error, (UploadError{domain, expected, QString::fromLatin1(text)})) << proxy;
+    };
+    constexpr char refusal[] = "The proxy server refused to connect to the support server.";
+    for (const char *status : {"401 No", "403 No", "407 No", "502 No", "503 No"}) {
+        const LoopbackListener refuses([&](int socket) { answerPlainly(socket, status); });
+        expect("http://127.0.0.1:" + std::to_string(refuses.port()), ProxyErrorDomain, 310, refusal);
+    }
+    const LoopbackListener hangsUp([](int) {});
+    expect("localhost:" + std::to_string(hangsUp.port()), TransportErrorDomain, connectionLost,
+           "The connection to the proxy server was lost.");
+    expect("http://localhost:1", TransportErrorDomain, cannotConnectToHost,
+           "Could not connect to the proxy server.");
+    // The same certificates are trusted for the proxy.
+    const Certificates certificates;
+    test_support::writeFile(home.path() / "proxy.pem", QByteArray::fromStdString(certificates.trusted()));
+    const ScopedEnvironment trust("SSL_CERT_FILE", home.path() / "proxy.pem");
+    for (const auto &[handshake, domain, expected, text] :
+         {std::tuple(Handshake::good, ProxyErrorDomain, 310, refusal),
+          {Handshake::wrongHost, TransportErrorDomain, certificateUntrusted,
+           "The proxy server's certificate is not trusted."},
+          {Handshake::expired, TransportErrorDomain, certificateExpired,
+           "The proxy server's certificate has expired."}}) {
+        const LoopbackListener secure([&](int socket) {
+            TlsConnection connection(socket, certificates.serverContext(handshake).get());
+            for (auto line = connection.readLine(); line && !line->empty(); line = connection.readLine()) {
+            }
+            connection.send("HTTP/1.1 403 No\r\nContent-Length: 0\r\n\r\n");
+        });
+        expect("https://localhost:" + std::to_string(secure.port()), domain, expected, text);
+    }
+    EXPECT_TRUE(service.requests().empty());
+}
+
 TEST_F(UploadTaskTest, FollowsOnlyRedirectsThatKeepTheMethodToHttpsOnTheSameHost) {
     for (const int status : {307, 308}) {
         service.setBehaviour({.status = status, .location = "https://" + service.host() + path}, 1);
@@ -216,30 +312,63 @@ TEST_F(UploadTaskTest, FollowsOnlyRedirectsThatKeepTheMethodToHttpsOnTheSameHost
     for (const Receipt &receipt : service.receipts())
         expectReceived(receipt, someBytes(200'000));
     const std::string port = std::to_string(service.port());
-    const std::pair<int, std::optional<std::string>> answers[] = {{301, path},
-                                                                  {302, "/elsewhere"},
-                                                                  {303, path},
-                                                                  {302, std::nullopt},
-                                                                  {307, "https://127.0.0.1:" + port + path},
-                                                                  {308, "http://localhost:" + port + path}};
-    for (const auto &[status, location] : answers) {
+    const std::tuple<int, std::optional<std::string>, const char *> answers[] = {
+        {301, path, ""},
+        {302, "/elsewhere", ""},
+        {303, path, ""},
+        {302, std::nullopt, ""},
+        {307, std::nullopt, ""},
+        {307, "https://127.0.0.1:" + port + path, redirectRefused},
+        {308, "http://localhost:" + port + path, redirectRefused}};
+    for (const auto &[status, location, text] : answers) {
         const auto before = service.requests().size();
-        expectEnd({.status = status, .body = "moved", .location = location}, status, 0);
+        expectEnd({.status = status, .body = "moved", .location = location}, status, *text == '\0' ? 0 : -1);
         EXPECT_EQ(answer, "moved");
+        EXPECT_EQ(sentence, QString::fromLatin1(text));
         EXPECT_EQ(service.requests().size(), before + 1);
     }
-    expectEnd({.status = 307, .location = path}, 307, 0);
+    expectEnd({.status = 307, .body = "on", .location = path}, 307, -1);
+    EXPECT_EQ(answer, "on");
+    EXPECT_EQ(sentence, QString::fromLatin1(tooManyRedirects));
 }
 
 TEST_F(UploadTaskTest, BelievesA200OnlyAfterTheWholeBodyAndWithItsWholeHead) {
     using namespace TransportErrorCode;
     expectEnd({.answersBeforeBody = true}, 200, connectionLost, someBytes(8'000'000));
+    // The system would take all of it.
+    expectEnd({.stopReadingAfterBytes = 0, .answersBeforeBody = true}, 200, timedOut, someBytes(1'000'000),
+              {.idle = 1s});
     for (const char *head : {"HTTP/1.1 200 OK\r\n", "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n"})
         expectEnd({.rawAnswer = head, .closesInOrder = true}, 200, connectionLost);
     expectEnd({.rawAnswer = "HTTP/1.1 200 OK\r\n\r\n", .closesInOrder = true}, 200, 0);
     expectEnd({.rawAnswer = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n0\r\nX-Sum: 1\r\n\r\n",
                .closesInOrder = true},
               200, 0);
+}
+
+TEST_F(UploadTaskTest, ReadsAnAnswerThatCameBeforeTheConnectionWasResetInTheMiddleOfTheBody) {
+    const QByteArray large = someBytes(4'000'000);
+    for (const int status : {408, 413, 500, 503}) {
+        for (int run = 0; run < runsOfRaces(); ++run)
+            expectEnd({.answersBeforeBody = true, .leavesBodyUnread = true, .status = status, .body = "no"},
+                      status, 0, large);
+        EXPECT_EQ(answer, "no");
+    }
+    // Before the service has read anything of the request.
+    const Certificates certificates;
+    test_support::writeFile(home.path() / "authority.pem", QByteArray::fromStdString(certificates.trusted()));
+    const ScopedEnvironment trust("SSL_CERT_FILE", home.path() / "authority.pem");
+    const LoopbackListener impatient([&](int socket) {
+        TlsConnection connection(socket, certificates.serverContext(Handshake::good).get());
+        connection.send("HTTP/1.1 408 Too slow\r\nContent-Length: 2\r\nConnection: close\r\n\r\nno");
+    });
+    for (int run = 0; run < runsOfRaces(); ++run) {
+        start(large, {}, "localhost:" + std::to_string(impatient.port()));
+        const UploadResponse response = waitForEnd();
+        EXPECT_EQ(code(response), 0);
+        EXPECT_EQ(response.statusCode, 408);
+        EXPECT_EQ(response.data, "no");
+    }
 }
 
 TEST_F(UploadTaskTest, LetsInterimAnswersChangeNoClock) {

@@ -111,7 +111,7 @@ bool SupportService::serveRequest(TlsConnection &connection) {
         return false;
     std::size_t index = 0;
     const Behaviour how = begin(*request, index);
-    const bool goesOn = !how.answersBeforeBody || sendAnswer(connection, how);
+    const bool goesOn = !how.answersBeforeBody || (sendAnswer(connection, how) && !how.leavesBodyUnread);
     if (request->headers["Expect"] == "100-continue")
         connection.send("HTTP/1.1 100 Continue\r\n\r\n");
     const bool isWhole = goesOn && receive(connection, how, index);

@@ -26,8 +26,9 @@ struct Behaviour {
     /// After so many bytes nothing more is read and the connection stays open, or it is reset.
     std::optional<std::uint64_t> stopReadingAfterBytes = std::nullopt;
     std::optional<std::uint64_t> resetAfterBytes = std::nullopt;
-    /// After the headers; the body is read afterwards.
+    /// After the headers; the body is read afterwards, or the connection closed at once, which resets it.
     bool answersBeforeBody = false;
+    bool leavesBodyUnread = false;
     std::chrono::milliseconds waitBeforeAnswer{0};
     /// The connection stays open.
     bool neverAnswer = false;

@@ -1,7 +1,9 @@
 #include "platform/Network.h"
 
+#include "platform/Bundle.h"
 #include "platform/linux/LinkMessages.h"
 #include "platform/posix/FileDescriptor.h"
+#include "platform/posix/Program.h"
 
 #include <algorithm>
 #include <cstring>
@@ -110,6 +112,24 @@ bool hasNetwork() {
             return true;
     }
     return false;
+}
+
+// By a program of its own: the library that knows may wait for a server without end, or run a script that it
+// was given, and all that it loads is gone afterwards.
+std::vector<QByteArray> desktopProxies(const QByteArray &url, const std::atomic<bool> &cancelled) {
+    constexpr qsizetype mostBytes = 16'384;
+    const auto &bundle = Bundle::main();
+    if (!bundle)
+        return {};
+    const auto outcome = outcomeOf({.path = bundle->path() / "Contents/Helpers/proxies",
+                                    .arguments = {url.toStdString()},
+                                    .keptOutputBytes = mostBytes,
+                                    .timeLimit = std::chrono::seconds(10),
+                                    .cancelled = &cancelled});
+    if (outcome.exitStatus != 0)
+        return {};
+    const QList<QByteArray> lines = outcome.output.trimmed().split('\n');
+    return {lines.begin(), lines.end()};
 }
 
 std::size_t unsentBytes(int socket) {
