@@ -37,6 +37,7 @@ bench:
 	@scripts/build release -DLUMAMON_BENCHMARKS=ON
 	@build/release/Bench.app/Contents/Linux/bench
 	@build/release/bench/bench_whole_run
+	@build/release/bench/bench_upload
 	@build/release/bench/bench_helpers
 	@build/release/bench_window.app/Contents/Linux/bench_window
 

@@ -9,15 +9,16 @@
 
 namespace test_support {
 
-LoopbackListener::LoopbackListener(std::function<void(int)> serve)
+LoopbackListener::LoopbackListener(std::function<void(int)> serve, Reach reach)
     : m_serve(std::move(serve))
     , m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     // Small, so that a client soon feels it when nothing is read. Accepted sockets take it over.
     constexpr int receiveBufferBytes = 128 * 1024;
-    ::setsockopt(m_socket, SOL_SOCKET, SO_RCVBUF, &receiveBufferBytes, sizeof receiveBufferBytes);
+    if (reach == Reach::loopback)
+        ::setsockopt(m_socket, SOL_SOCKET, SO_RCVBUF, &receiveBufferBytes, sizeof receiveBufferBytes);
     struct sockaddr_in address {};
     address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_addr.s_addr = htonl(reach == Reach::loopback ? INADDR_LOOPBACK : INADDR_ANY);
     if (::bind(m_socket, reinterpret_cast<const struct sockaddr *>(&address), sizeof address) != 0 ||
         ::listen(m_socket, SOMAXCONN) != 0)
         std::abort();

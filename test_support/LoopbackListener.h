@@ -1,4 +1,4 @@
-// A server on 127.0.0.1, by a function that serves a connection.
+// A server on 127.0.0.1, or in a network of a test's own, by a function that serves a connection.
 //
 // Each connection has its thread. All end with their object, whatever they are doing.
 #pragma once
@@ -11,10 +11,13 @@
 
 namespace test_support {
 
+/// Who reaches a server: this machine, or whoever its network leads to, by buffers as large as the system's.
+enum class Reach { loopback, network };
+
 class LoopbackListener {
 public:
     /// `serve` gets each accepted connection's socket, which is closed when it returns.
-    explicit LoopbackListener(std::function<void(int socket)> serve);
+    explicit LoopbackListener(std::function<void(int socket)> serve, Reach reach = Reach::loopback);
     ~LoopbackListener();
     LoopbackListener(const LoopbackListener &) = delete;
     LoopbackListener &operator=(const LoopbackListener &) = delete;

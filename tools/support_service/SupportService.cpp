@@ -76,7 +76,7 @@ SupportService::SupportService(Options options)
     if (m_options.folder.empty())
         m_options.folder = m_folder.path();
     test_support::writeFile(certificateFile(), QByteArray::fromStdString(m_certificates.trusted()));
-    m_listener.emplace([this](int socket) { serve(socket); });
+    m_listener.emplace([this](int socket) { serve(socket); }, m_options.reach);
 }
 
 void SupportService::serve(int socket) {

@@ -72,6 +72,7 @@ struct Options {
     /// Called in a thread of the service with each receipt, one at a time, before the answer is sent. May not
     /// call the service.
     std::function<void(const Receipt &)> onReceipt = [](const Receipt &) {};
+    test_support::Reach reach = test_support::Reach::loopback;
 };
 
 class SupportService {

@@ -39,7 +39,7 @@ std::shared_ptr<X509> selfSigned(EVP_PKEY *key, const char *names, int from, int
 
 Certificates::Certificates()
     : m_key(EVP_EC_gen("P-256"), EVP_PKEY_free) {
-    const char *const local = "DNS:localhost,IP:127.0.0.1";
+    const char *const local = "DNS:localhost,IP:127.0.0.1,IP:192.0.2.2";
     m_certificates = {{Handshake::good, selfSigned(m_key.get(), local, -1, 30)},
                       {Handshake::wrongHost, selfSigned(m_key.get(), "DNS:other-host.example", -1, 30)},
                       {Handshake::expired, selfSigned(m_key.get(), local, -60, -1)},
