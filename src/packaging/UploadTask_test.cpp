@@ -1,17 +1,10 @@
 #include "packaging/UploadTask.h"
 
-#include "packaging/UploadAPI.h"
-#include "platform/posix/FileSystem.h"
-#include "support_service/SupportService.h"
+#include "packaging/UploadFixture.h"
 #include "test_support/LoopbackListener.h"
 #include "test_support/ProgramRun.h"
-#include "test_support/ScratchHome.h"
 
 #include <atomic>
-#include <future>
-#include <gtest/gtest.h>
-#include <openssl/pem.h>
-#include <sys/socket.h>
 
 namespace {
 
@@ -20,96 +13,12 @@ using namespace support_service;
 using test_support::LoopbackListener;
 using test_support::ScopedEnvironment;
 using test_support::soon;
-
-class UploadTaskTest : public testing::Test {
-protected:
-    void start(const QByteArray &content, UploadLimits limits = {}, const std::string &host = {}) {
-        const auto file = home.path() / "archive.zip";
-        test_support::writeFile(file, content);
-        UploadRequest request = UploadAPI::multipartRequest("a b.zip");
-        std::error_code error;
-        request.archive = platform::openRegularFile(file, request.archiveBytes, error);
-        request.url = QByteArray::fromStdString("https://" + (host.empty() ? service.host() : host) + path);
-        finished = {};
-        ending = finished.get_future();
-        finishedCalls = 0;
-        task = std::make_unique<UploadTask>(
-            std::move(request), [this](auto... report) { progress.push_back({report...}); },
-            [this](const UploadResponse &response) {
-                ++finishedCalls;
-                finished.set_value(response);
-            },
-            limits);
-        task->resume();
-    }
-
-    UploadResponse waitForEnd() {
-        if (ending.wait_for(20s) != std::future_status::ready) {
-            ADD_FAILURE() << "the upload did not end";
-            return {};
-        }
-        return ending.get();
-    }
-
-    UploadResponse upload(const QByteArray &content = "content", UploadLimits limits = {}) {
-        start(content, limits);
-        return waitForEnd();
-    }
-    // Uploads to a service that behaves like this, and keeps what it answers.
-    void expectEnd(const Behaviour &behaviour, std::optional<int> status, int error,
-                   const QByteArray &content = "content", UploadLimits limits = {}) {
-        SCOPED_TRACE(testing::Message() << "status " << status.value_or(0) << ", error " << error);
-        service.setBehaviour(behaviour);
-        const UploadResponse response = upload(content, limits);
-        EXPECT_EQ(response.statusCode, status);
-        EXPECT_EQ(code(response), error);
-        // A redirect that is not followed has both.
-        EXPECT_EQ(response.data.has_value(), error == 0 || status == 307 || status == 308);
-        answer = response.data.value_or(QByteArray());
-        sentence = response.error ? response.error->userInfoDescription : QString();
-    }
-    static void expectReceived(const Receipt &receipt, const QByteArray &content) {
-        EXPECT_EQ(receipt.problem, "") << "in the form around the archive";
-        EXPECT_EQ(receipt.fileName, "a b.zip");
-        EXPECT_TRUE(test_support::readFile(receipt.archive) == content);
-    }
-    static int code(const UploadResponse &response) { return response.error ? response.error->code : 0; }
-
-    const std::string path = "/cr-apip-7.0.0/mac/log";
-    const UploadLimits shortAnswer{.idle = 10s, .answer = 500ms};
-    QByteArray answer;
-    QString sentence;
-    test_support::ScratchHome home;
-    SupportService service;
-    // The bytes sent since the last report, sent in all, and expected.
-    std::vector<std::array<std::int64_t, 3>> progress;
-    std::promise<UploadResponse> finished;
-    std::future<UploadResponse> ending;
-    int finishedCalls = 0;
-    std::unique_ptr<UploadTask> task;
-
-private:
-    ScopedEnvironment m_trust{"SSL_CERT_FILE", service.certificateFile().native()};
-};
+using UploadTaskTest = UploadFixture;
 
 // For what depends on which of two sides is faster.
 int runsOfRaces() {
     const char *const runs = std::getenv("LUMAMON_RACES");
     return runs == nullptr ? 5 : std::atoi(runs);
-}
-
-void answerPlainly(int socket, const std::string &status) {
-    char buffer[4096];
-    ::recv(socket, buffer, sizeof buffer, 0);
-    const std::string answer = "HTTP/1.1 " + status + "\r\nContent-Length: 0\r\n\r\n";
-    ::send(socket, answer.data(), answer.size(), MSG_NOSIGNAL);
-}
-
-QByteArray someBytes(qsizetype count) {
-    QByteArray bytes(count, Qt::Uninitialized);
-    for (qsizetype i = 0; i < count; ++i)
-        bytes[i] = static_cast<char>(i * 7 + (i >> 8));
-    return bytes;
 }
 
 TEST_F(UploadTaskTest, SendsTheBodyByteForByteAndNoOtherHeaderThanTheType) {
@@ -209,127 +118,6 @@ TEST_F(UploadTaskTest, CountsNeitherARedirectNorAProxysConsentAsTheAnswer) {
     const ScopedEnvironment exception("no_proxy", "example.org,localhost");
     EXPECT_EQ(upload().statusCode, 200);
     EXPECT_EQ(service.tunnels(), 1U);
-}
-
-TEST_F(UploadTaskTest, SendsNothingWithoutAConnectionThatItTrusts) {
-    using namespace TransportErrorCode;
-    const std::pair<Handshake, int> handshakes[] = {{Handshake::wrongHost, certificateUntrusted},
-                                                    {Handshake::untrusted, certificateUntrusted},
-                                                    {Handshake::expired, certificateExpired},
-                                                    {Handshake::refused, secureConnectionFailed}};
-    for (const auto &[handshake, expected] : handshakes) {
-        service.setHandshake(handshake);
-        EXPECT_EQ(code(upload()), expected);
-    }
-    service.setHandshake(Handshake::good);
-    const LoopbackListener speaksPlainly([](int socket) { answerPlainly(socket, "403 Forbidden"); });
-    const LoopbackListener hangsUp([](int) {});
-    for (const char *name : {"SSL_CERT_FILE", "SSL_CERT_DIR"}) {
-        // The system's own certificates, and none.
-        for (const auto &value : {std::optional<std::string>(), {home.path() / "missing"}}) {
-            const ScopedEnvironment file("SSL_CERT_FILE", std::nullopt);
-            const ScopedEnvironment variable(name, value);
-            EXPECT_EQ(code(upload()), certificateUntrusted);
-        }
-    }
-    EXPECT_TRUE(service.requests().empty());
-    const std::pair<int, int> ports[] = {{speaksPlainly.port(), secureConnectionFailed},
-                                         {hangsUp.port(), secureConnectionFailed},
-                                         {1, cannotConnectToHost}};
-    for (const auto &[port, expected] : ports) {
-        start("content", {}, "localhost:" + std::to_string(port));
-        EXPECT_EQ(code(waitForEnd()), expected);
-    }
-}
-
-TEST_F(UploadTaskTest, TakesCertificatesFromTheFilesThatOpensslWouldTakeThemFrom) {
-    const QByteArray certificates = test_support::readFile(service.certificateFile());
-    const std::unique_ptr<BIO, decltype(&BIO_free)> text(BIO_new_mem_buf(certificates.data(), -1), BIO_free);
-    const std::unique_ptr<X509, decltype(&X509_free)> first(
-        PEM_read_bio_X509(text.get(), nullptr, nullptr, nullptr), X509_free);
-    const auto name =
-        QByteArray::number(
-            qulonglong(X509_NAME_hash_ex(X509_get_subject_name(first.get()), nullptr, nullptr, nullptr)), 16)
-            .rightJustified(8, '0');
-    test_support::writeFile(home.path() / "hashed" / (name.toStdString() + ".0"), certificates);
-    const std::string hashed = home.path() / "hashed";
-    const std::string file = service.certificateFile();
-    const std::string missing = home.path() / "missing";
-    for (const auto &[certificateFile, folder] :
-         {std::pair(file, std::string()), {"", hashed}, {missing, missing + ":" + hashed}, {file, missing}}) {
-        const ScopedEnvironment variable("SSL_CERT_FILE", certificateFile);
-        const ScopedEnvironment folders("SSL_CERT_DIR", folder);
-        EXPECT_EQ(upload().statusCode, 200) << certificateFile << ' ' << folder;
-    }
-}
-
-TEST_F(UploadTaskTest, SaysThatItWasTheProxy) {
-    using namespace TransportErrorCode;
-    const auto expect = [this](const std::string &proxy, const QString &domain, int expected,
-                               const char *text) {
-        const ScopedEnvironment way("https_proxy", proxy);
-        const UploadResponse response = upload();
-        EXPECT_FALSE(response.statusCode);
-        EXPECT_EQ(response.error, (UploadError{domain, expected, QString::fromLatin1(text)})) << proxy;
-    };
-    constexpr char refusal[] = "The proxy server refused to connect to the support server.";
-    for (const char *status : {"401 No", "403 No", "407 No", "502 No", "503 No"}) {
-        const LoopbackListener refuses([&](int socket) { answerPlainly(socket, status); });
-        expect("http://127.0.0.1:" + std::to_string(refuses.port()), ProxyErrorDomain, 310, refusal);
-    }
-    const LoopbackListener hangsUp([](int) {});
-    expect("localhost:" + std::to_string(hangsUp.port()), TransportErrorDomain, connectionLost,
-           "The connection to the proxy server was lost.");
-    expect("http://localhost:1", TransportErrorDomain, cannotConnectToHost,
-           "Could not connect to the proxy server.");
-    // The same certificates are trusted for the proxy.
-    const Certificates certificates;
-    test_support::writeFile(home.path() / "proxy.pem", QByteArray::fromStdString(certificates.trusted()));
-    const ScopedEnvironment trust("SSL_CERT_FILE", home.path() / "proxy.pem");
-    for (const auto &[handshake, domain, expected, text] :
-         {std::tuple(Handshake::good, ProxyErrorDomain, 310, refusal),
-          {Handshake::wrongHost, TransportErrorDomain, certificateUntrusted,
-           "The proxy server's certificate is not trusted."},
-          {Handshake::expired, TransportErrorDomain, certificateExpired,
-           "The proxy server's certificate has expired."}}) {
-        const LoopbackListener secure([&](int socket) {
-            TlsConnection connection(socket, certificates.serverContext(handshake).get());
-            for (auto line = connection.readLine(); line && !line->empty(); line = connection.readLine()) {
-            }
-            connection.send("HTTP/1.1 403 No\r\nContent-Length: 0\r\n\r\n");
-        });
-        expect("https://localhost:" + std::to_string(secure.port()), domain, expected, text);
-    }
-    EXPECT_TRUE(service.requests().empty());
-}
-
-TEST_F(UploadTaskTest, FollowsOnlyRedirectsThatKeepTheMethodToHttpsOnTheSameHost) {
-    for (const int status : {307, 308}) {
-        service.setBehaviour({.status = status, .location = "https://" + service.host() + path}, 1);
-        EXPECT_EQ(upload(someBytes(200'000)).statusCode, 200);
-    }
-    ASSERT_EQ(service.receipts().size(), 4U);
-    for (const Receipt &receipt : service.receipts())
-        expectReceived(receipt, someBytes(200'000));
-    const std::string port = std::to_string(service.port());
-    const std::tuple<int, std::optional<std::string>, const char *> answers[] = {
-        {301, path, ""},
-        {302, "/elsewhere", ""},
-        {303, path, ""},
-        {302, std::nullopt, ""},
-        {307, std::nullopt, ""},
-        {307, "https://127.0.0.1:" + port + path, redirectRefused},
-        {308, "http://localhost:" + port + path, redirectRefused}};
-    for (const auto &[status, location, text] : answers) {
-        const auto before = service.requests().size();
-        expectEnd({.status = status, .body = "moved", .location = location}, status, *text == '\0' ? 0 : -1);
-        EXPECT_EQ(answer, "moved");
-        EXPECT_EQ(sentence, QString::fromLatin1(text));
-        EXPECT_EQ(service.requests().size(), before + 1);
-    }
-    expectEnd({.status = 307, .body = "on", .location = path}, 307, -1);
-    EXPECT_EQ(answer, "on");
-    EXPECT_EQ(sentence, QString::fromLatin1(tooManyRedirects));
 }
 
 TEST_F(UploadTaskTest, BelievesA200OnlyAfterTheWholeBodyAndWithItsWholeHead) {
