@@ -1,4 +1,4 @@
-// The program's time limits, waited for in full: minutes each.
+// The program's time limits, waited for in full.
 #include "tests/SilentRun.h"
 
 #include <csignal>
@@ -54,4 +54,15 @@ TEST_F(Realtime, AServerThatIsNeverDoneAnswering) {
                    .repeated = "x",
                    .repeatInterval = seconds(1)},
                   "INFO: Status Code: 200\n", seconds(299));
+}
+
+TEST_F(Realtime, ADesktopWhoseProxyScriptNeverComes) {
+    install();
+    const LoopbackListener silent(
+        [](int socket) { support_service::waitOn(socket, support_service::forEver); });
+    auto options = program();
+    useDesktopProxies(options, silent.port());
+    ProgramRun running(options);
+    expectEndAfter(running, seconds(10), exited(0));
+    EXPECT_EQ(uploadLog(), sentWell);
 }

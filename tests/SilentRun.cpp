@@ -41,6 +41,16 @@ ProgramOptions SilentRun::program(const std::vector<std::string> &arguments) con
     return options;
 }
 
+void SilentRun::useDesktopProxies(ProgramOptions &options, int scriptPort) const {
+    test_support::writeFile(
+        home.path() / ".config/glib-2.0/settings/keyfile",
+        "[system/proxy]\nmode='auto'\nignore-hosts=@as []\nautoconfig-url='http://127.0.0.1:" +
+            QByteArray::number(scriptPort) + "/'\n");
+    options.variables.emplace_back("XDG_CONFIG_HOME", home.path() / ".config");
+    options.variables.emplace_back("GSETTINGS_BACKEND", "keyfile");
+    options.variables.emplace_back("DESKTOP_SESSION", "gnome");
+}
+
 void SilentRun::run(const ProgramOptions &options) const {
     expectEnd(options, 0, "", "");
 }

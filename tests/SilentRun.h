@@ -34,6 +34,8 @@ protected:
         options.variables.emplace_back(variable, value);
         return options;
     }
+    /// The desktop's settings then name this port for the script of an automatic proxy configuration.
+    void useDesktopProxies(test_support::ProgramOptions &options, int scriptPort) const;
     /// Runs it to its end, which must come with status 0 and nothing printed.
     void run() const { run(program()); }
     void run(const test_support::ProgramOptions &options) const;

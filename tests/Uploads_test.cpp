@@ -119,12 +119,8 @@ TEST_F(Upload, TakesTheProxiesThatTheDesktopNamesInTurn) {
             "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(script.size()) + "\r\n\r\n" + script;
         ::send(socket, answer.data(), answer.size(), MSG_NOSIGNAL);
     });
-    writeFile(home.path() / ".config/glib-2.0/settings/keyfile",
-              "[system/proxy]\nmode='auto'\nignore-hosts=@as []\nautoconfig-url='http://127.0.0.1:" +
-                  QByteArray::number(scripts.port()) + "/'\n");
-    auto options = programWith("XDG_CONFIG_HOME", home.path() / ".config");
-    options.variables.emplace_back("GSETTINGS_BACKEND", "keyfile");
-    options.variables.emplace_back("DESKTOP_SESSION", "gnome");
+    auto options = program();
+    useDesktopProxies(options, scripts.port());
     runWell(options);
     EXPECT_EQ(service.tunnels(), 1U);
     options.variables.emplace_back("no_proxy", "localhost:" + std::to_string(service.port()));

@@ -1,8 +1,12 @@
 #include "packaging/UploadProxies.h"
 
+#include "platform/Bundle.h"
+#include "test_support/Isolation.h"
+#include "test_support/ProgramRun.h"
 #include "test_support/ScratchHome.h"
 
 #include <gmock/gmock.h>
+#include <thread>
 
 namespace {
 
@@ -15,7 +19,7 @@ protected:
         return proxiesFor(url, cancelled);
     }
 
-    const std::atomic<bool> cancelled = false;
+    std::atomic<bool> cancelled = false;
     const ScopedEnvironment m_variables[6] = {{"https_proxy", std::nullopt}, {"HTTPS_PROXY", std::nullopt},
                                               {"all_proxy", std::nullopt},   {"ALL_PROXY", std::nullopt},
                                               {"no_proxy", std::nullopt},    {"NO_PROXY", std::nullopt}};
@@ -70,6 +74,31 @@ TEST_F(UploadProxies, AreNotForTheHostsThatTheEnvironmentExcepts) {
         const ScopedEnvironment list("no_proxy", exceptions);
         EXPECT_THAT(ways(url), ElementsAre(isDirect ? "" : "proxy:1")) << exceptions << " for " << url;
     }
+}
+
+TEST_F(UploadProxies, AreOtherwiseThoseOfTheDesktopUntilTheUploadIsCancelled) {
+    REQUIRE_OWN_NAMESPACES();
+    const auto helpers = platform::Bundle::main()->path() / "Contents/Helpers";
+    std::filesystem::create_directories(helpers);
+    const auto own = test_support::Mount::memory(helpers, 1 << 20);
+    const QByteArray shell = "#!/bin/sh\n";
+    test_support::writeProgram(helpers / "proxies",
+                               shell + "echo socks://$1\necho wpad://\necho http://h:2\necho direct://\n");
+    EXPECT_THAT(ways("https://a/"), ElementsAre("socks5h://https://a/", "http://h:2", ""));
+    const ScopedEnvironment exception("no_proxy", "a");
+    EXPECT_THAT(ways("https://a/"), ElementsAre(""));
+    test_support::writeProgram(helpers / "proxies", shell + "echo http://h:2; exit 1");
+    EXPECT_THAT(ways(), ElementsAre(""));
+
+    test_support::writeProgram(helpers / "proxies", shell + "exec sleep 1000");
+    std::atomic<bool> isOver = false;
+    std::thread looking([&] {
+        EXPECT_THAT(ways(), ElementsAre(""));
+        isOver = true;
+    });
+    cancelled = true;
+    EXPECT_TRUE(test_support::soon([&] { return isOver.load(); }, std::chrono::milliseconds(500)));
+    looking.join();
 }
 
 } // namespace
