@@ -94,6 +94,11 @@ TEST_F(UploadConnection, SaysThatItWasTheProxy) {
            "The connection to the proxy server was lost.");
     expect("http://localhost:1", TransportErrorDomain, cannotConnectToHost,
            "Could not connect to the proxy server.");
+    const LoopbackListener silent([](int socket) { waitOn(socket, forEver); });
+    {
+        const ScopedEnvironment way("https_proxy", "127.0.0.1:" + std::to_string(silent.port()));
+        EXPECT_EQ(code(upload("", {.idle = 400ms})), timedOut);
+    }
     // The same certificates are trusted for the proxy.
     const Certificates certificates;
     test_support::writeFile(home.path() / "proxy.pem", QByteArray::fromStdString(certificates.trusted()));

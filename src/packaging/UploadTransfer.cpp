@@ -124,13 +124,13 @@ void UploadTransfer::connect(CURLM *multi) {
     curl_multi_add_handle(multi, m_easy.get());
 }
 
-// Begins the next exchange when one is to follow: to where a redirect leads, or by another way when the
-// proxy cannot be reached.
+// Begins the next exchange when one is to follow: to where a redirect leads, or by the next way when this one
+// leads nowhere.
 bool UploadTransfer::goesOn(CURLM *multi, CURLcode code) {
     const QByteArray target = redirectTarget();
     const bool isRedirected = !target.isEmpty() && !redirectError();
-    const bool isUnreachable = code != CURLE_OK && isAtProxy() && m_proxies.size() > 1;
-    if (m_cancelled || (!isRedirected && !isUnreachable))
+    const bool hasNextWay = code != CURLE_OK && isOnTheWay() && m_proxies.size() > 1;
+    if (m_cancelled || (!isRedirected && !hasNextWay))
         return false;
     curl_multi_remove_handle(multi, m_easy.get());
     if (isRedirected) {
@@ -309,12 +309,13 @@ UploadResponse UploadTransfer::ended(CURLcode code) const {
         (code == CURLE_OUT_OF_MEMORY && m_exchange.isConnected && !m_exchange.headIsWhole);
     if (headIsTooLarge)
         return failed(otherError(headTooLarge));
+    const bool isAtProxy = isOnTheWay() && !m_proxies.front().isEmpty();
     return failed(transportError(
         {.code = code,
-         .verifyResult = get<long>(isAtProxy() ? CURLINFO_PROXY_SSL_VERIFYRESULT : CURLINFO_SSL_VERIFYRESULT),
+         .verifyResult = get<long>(isAtProxy ? CURLINFO_PROXY_SSL_VERIFYRESULT : CURLINFO_SSL_VERIFYRESULT),
          .systemError = m_exchange.isRefused ? ECONNREFUSED : get<long>(CURLINFO_OS_ERRNO),
          .hasNetwork = platform::hasNetwork(),
-         .isAtProxy = isAtProxy(),
+         .isAtProxy = isAtProxy,
          .proxyStatus = get<long>(CURLINFO_HTTP_CONNECTCODE)}));
 }
 
@@ -343,8 +344,7 @@ std::optional<int> UploadTransfer::statusCode() const {
     return code >= 200 ? std::optional(static_cast<int>(code)) : std::nullopt;
 }
 
-// Whether there is a proxy that has not yet made the way to the service.
-bool UploadTransfer::isAtProxy() const {
-    return !m_proxies.front().isEmpty() && !m_exchange.isConnected &&
-           get<long>(CURLINFO_HTTP_CONNECTCODE) == 0;
+// Whether neither the service nor a proxy has answered yet.
+bool UploadTransfer::isOnTheWay() const {
+    return !m_exchange.isConnected && get<long>(CURLINFO_HTTP_CONNECTCODE) == 0;
 }

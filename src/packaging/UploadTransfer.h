@@ -81,7 +81,7 @@ private:
     std::optional<UploadError> redirectError() const;
     QByteArray redirectTarget() const;
     std::optional<int> statusCode() const;
-    bool isAtProxy() const;
+    bool isOnTheWay() const;
 
     const UploadRequest &m_request;
     const UploadLimits &m_limits;
@@ -89,7 +89,6 @@ private:
     const std::atomic<bool> &m_cancelled;
     const std::int64_t m_bodyBytes;
     std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> m_headers{nullptr, curl_slist_free_all};
-    const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> m_easy{curl_easy_init(), curl_easy_cleanup};
 
     // Those that are open.
     std::vector<curl_socket_t> m_sockets;
@@ -100,4 +99,6 @@ private:
     std::int64_t m_sent = 0;
     std::int64_t m_reported = 0;
     Exchange m_exchange;
+    // Last, so that it ends before anything that its callbacks use.
+    const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> m_easy{curl_easy_init(), curl_easy_cleanup};
 };
