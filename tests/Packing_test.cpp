@@ -14,42 +14,53 @@ namespace {
 constexpr std::uint64_t mebibyte = std::uint64_t{1} << 20;
 const std::string notOpened =
     "Brennic_Lumadoc_Diagnostics: The archive that was just made cannot be opened.\n";
-const std::string notPacked = "INFO: Compressed File: lumaMacLog_LOGID_cef.zip\n"
-                              "ERROR: Failed to compress the directory.\n";
+// The log of a run whose archive was not made, for this reason.
+std::string notPacked(const std::string &reason) {
+    return "INFO: Compressed File: lumaMacLog_LOGID_cef.zip\n"
+           "ERROR: Failed to compress the directory.\n"
+           "ERROR: " +
+           reason + '\n';
+}
+// What follows when zip has run all the same.
+const std::string noArchive = "INFO: Deleted: Lumadoc\n"
+                              "ERROR: Error while copying file: No such file or directory\n"
+                              "ERROR: Error fetching file attributes: No such file or directory\n"
+                              "ERROR: Logs Size is large.\n";
 
 class Packing : public SilentRun {
 protected:
     void SetUp() override { REQUIRE_OWN_NAMESPACES(); }
-
-    // It has no archive, stays with what it has collected, and keeps others from starting.
-    void expectItStaysWithoutAnArchive(ProgramRun &running) const {
-        expectItStays(running, logFile());
-        EXPECT_THAT(log(), testing::EndsWith(notPacked + "ERROR: unable to copy compressed file.\n"));
-        const fs::path collected = runFolder() / "Lumadoc";
-        EXPECT_TRUE(fs::exists(collected / "LumaLog/Lumadoc-1.log"));
-        EXPECT_TRUE(fs::exists(collected / "DetailedInfo.json"));
-        EXPECT_EQ(std::distance(fs::directory_iterator(collected / "DiagnosticReports"), {}), 3);
-    }
 };
 
 } // namespace
 
-TEST_F(Packing, WithoutZipOrWithAKilledOneItStaysWithWhatItHasCollectedAndKeepsOthersFromStarting) {
+TEST_F(Packing, WithoutZipItStaysWithWhatItHasCollectedAndKeepsOthersFromStarting) {
     install();
-    {
-        const StandInProgram zip("zip", "kill -KILL $$\n");
-        ProgramRun running(program());
-        expectItStaysWithoutAnArchive(running);
-    }
     ProgramRun running(program());
     {
         const Mount nothing = Mount::memory("/usr/bin", 4096);
-        expectItStaysWithoutAnArchive(running);
+        expectItStays(running, logFile());
     }
+    EXPECT_THAT(log(), testing::EndsWith(notPacked("zip could not be run: No such file or directory") +
+                                         "ERROR: unable to copy compressed file.\n"));
+    const fs::path collected = runFolder() / "Lumadoc";
+    EXPECT_TRUE(fs::exists(collected / "LumaLog/Lumadoc-1.log"));
+    EXPECT_TRUE(fs::exists(collected / "DetailedInfo.json"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(collected / "DiagnosticReports"), {}), 3);
     run();
     EXPECT_THAT(log(), HasSubstr("running instanace detected"));
     running.send(SIGTERM);
     EXPECT_EQ(running.waitForEnd(), killedBy(SIGTERM));
+    runWell();
+}
+
+TEST_F(Packing, AZipThatIsKilledHasRunAndFailed) {
+    install();
+    {
+        const StandInProgram zip("zip", "kill -KILL $$\n");
+        expectEnd(program(), 1, "", notOpened);
+    }
+    EXPECT_THAT(log(), testing::EndsWith(notPacked("zip was killed by signal 9") + noArchive));
     runWell();
 }
 
@@ -58,11 +69,9 @@ TEST_F(Packing, ADiskTooSmallForTheArchive) {
     fs::create_directories(root() / "temp");
     const Mount disk = Mount::memory(root() / "temp", mebibyte / 2);
     expectEnd(program(), 1, "", notOpened);
-    EXPECT_THAT(log(), testing::EndsWith(notPacked +
-                                         "INFO: Deleted: Lumadoc\n"
-                                         "ERROR: Error while copying file: No such file or directory\n"
-                                         "ERROR: Error fetching file attributes: No such file or directory\n"
-                                         "ERROR: Logs Size is large.\n"));
+    EXPECT_THAT(log(), testing::EndsWith(notPacked("zip ended with status 14: zip error: Output file write "
+                                                   "failure (write error on zip file)") +
+                                         noArchive));
     EXPECT_EQ(namesIn("temp"), std::vector<std::string>());
     EXPECT_EQ(service.connections(), 0U);
 }

@@ -26,6 +26,19 @@ QString archiveName() {
     return QStringLiteral("lumaMacLog_") + UtilityFunctions::UniqueId + u'_' + mode + QStringLiteral(".zip");
 }
 
+QString failureOfZip(const platform::ProgramOutcome &outcome) {
+    if (outcome.startError)
+        return QStringLiteral("zip could not be run: ") + description(outcome.startError);
+    if (outcome.signal != 0)
+        return QStringLiteral("zip was killed by signal ") + QString::number(outcome.signal);
+    if (!outcome.exitStatus)
+        return QStringLiteral("zip was stopped because the program is ending");
+    // It says why on its standard output.
+    const QString said = QString::fromUtf8(outcome.errorOutput + outcome.output).trimmed();
+    return QStringLiteral("zip ended with status ") + QString::number(*outcome.exitStatus) +
+           (said.isEmpty() ? said : QStringLiteral(": ") + platform::escaped(said.section(u'\n', -1)));
+}
+
 // zip gives an archive its name when it is complete.
 bool isFinishedArchive(const fs::path &name) {
     return name.native().starts_with("lumaMacLog_") && name.extension() == ".zip";
@@ -112,7 +125,7 @@ bool CommandLineCompression(const std::optional<fs::path> &directoryURL,
         Logger::logError(QStringLiteral("Output folder path doesn't exist: ") + displayText(parent));
         return false;
     }
-    const auto status = platform::runProgram({
+    const auto outcome = platform::outcomeOf({
         .path = zipProgram,
         .arguments = {"-r", "-q", zipFileURL->native(), directoryURL->filename().native(),
                       "UserEmailFeedback.json", "DetailedInfo.json", "-x", ".DS_Store"},
@@ -120,12 +133,15 @@ bool CommandLineCompression(const std::optional<fs::path> &directoryURL,
         // zip takes options from here, and links go in as links: by itself it would follow them and pack
         // files from outside the output.
         .variables = {{"ZIPOPT", "-y"}},
+        .keptOutputBytes = 1 << 16,
     });
-    if (status == 0)
+    if (outcome.exitStatus == 0) {
         Logger::logInfo(QStringLiteral("Directory compressed successfully."));
-    else
+    } else {
         Logger::logError(QStringLiteral("Failed to compress the directory."));
-    return status.has_value();
+        Logger::logError(failureOfZip(outcome));
+    }
+    return outcome.exitStatus || outcome.signal != 0;
 }
 
 bool keepArchivesOfEarlierRuns(const fs::path &folder, const fs::path &runFolders, const fs::path &ownName) {
