@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <fstream>
+#include <grp.h>
 #include <linux/if_tun.h>
 #include <net/if.h>
 #include <netinet/in.h>
@@ -16,6 +17,7 @@
 #include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -25,6 +27,9 @@ namespace test_support {
 namespace {
 
 bool ownNamespaces = false;
+
+// Nobody that a system knows.
+constexpr uid_t userWithoutThreads = 54'321;
 
 void writeText(const char *file, const std::string &text) {
     std::ofstream(file) << text;
@@ -155,9 +160,27 @@ void enterLonelyNetwork() {
     require(::ioctl(control, SIOCSIFFLAGS, &request) == 0);
 }
 
-bool canEnter(void (*network)()) {
-    return statusInChild([network] {
-               network();
+// The limit comes last: a user who is beyond it may not start a program.
+void enterNoThreads() {
+    const struct rlimit onlyThis { 1, 1 };
+    require(::setgroups(0, nullptr) == 0 &&
+            ::setresgid(userWithoutThreads, userWithoutThreads, userWithoutThreads) == 0 &&
+            ::setresuid(userWithoutThreads, userWithoutThreads, userWithoutThreads) == 0 &&
+            ::setrlimit(RLIMIT_NPROC, &onlyThis) == 0);
+}
+
+void giveToUserWithoutThreads(const std::filesystem::path &folder) {
+    const auto give = [](const std::filesystem::path &path) {
+        EXPECT_EQ(::lchown(path.c_str(), userWithoutThreads, userWithoutThreads), 0);
+    };
+    give(folder);
+    for (const auto &entry : std::filesystem::recursive_directory_iterator(folder))
+        give(entry.path());
+}
+
+bool canEnter(void (*place)()) {
+    return statusInChild([place] {
+               place();
                return 0;
            }) == 0;
 }

@@ -53,7 +53,13 @@ void enterNoNetwork();
 void enterLoopbackNetwork();
 /// One interface is up; no route leads beyond its own network, which loses whatever is sent.
 void enterLonelyNetwork();
-/// Whether this machine lets a test enter that network.
-bool canEnter(void (*network)());
+/// Goes on as another user, who may not have another thread or process, by system calls alone. Ends the
+/// process with status 126 when the machine does not let it.
+void enterNoThreads();
+/// Gives that user everything below `folder`.
+void giveToUserWithoutThreads(const std::filesystem::path &folder);
+
+/// Whether this machine lets a test enter that.
+bool canEnter(void (*place)());
 
 } // namespace test_support

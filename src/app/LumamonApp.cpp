@@ -19,7 +19,6 @@
 #include <algorithm>
 #include <atomic>
 #include <iterator>
-#include <thread>
 
 namespace {
 
@@ -87,10 +86,15 @@ void LumamonApp::limitTheEnd(int status) {
     if (isLimited.exchange(true))
         return;
     // The disk may have stopped answering, and then any step of the end waits for ever.
-    std::thread([=] {
-        std::this_thread::sleep_for(1800ms);
+    constexpr auto limit = 1800ms;
+    std::thread ending = platform::startThread("End", [=] {
+        std::this_thread::sleep_for(limit);
         platform::endProcess(status);
-    }).detach();
+    });
+    if (ending.joinable())
+        ending.detach();
+    else
+        platform::endProcessOnAlarm(limit, status);
 }
 
 void LumamonApp::endRun(int status) {

@@ -1,14 +1,16 @@
 #include "app/TimeoutManager.h"
 
 #include "app/LumamonApp.h"
+#include "discovery/RunState.h"
 #include "logging/Logging.h"
 #include "platform/posix/Fatal.h"
+#include "platform/posix/Process.h"
 
+#include <QDateTime>
 #include <condition_variable>
 #include <cstdlib>
 #include <mutex>
 #include <stop_token>
-#include <thread>
 
 namespace {
 
@@ -26,10 +28,30 @@ void watch(const std::stop_token &stop, std::chrono::duration<double> timeout) {
     platform::endProcess(EXIT_FAILURE);
 }
 
+// The line as it will be when the time is up: the handler of a signal may not make it.
+void watchByAlarm(std::chrono::duration<double> timeout) {
+    const auto time = std::chrono::duration_cast<std::chrono::milliseconds>(timeout);
+    const auto end = QDateTime::currentDateTimeUtc().addMSecs(time.count());
+    const QString line = QStringLiteral("INFO: %1 +0000: Task timed out.\n")
+                             .arg(end.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")));
+    platform::endProcessOnAlarm(time, EXIT_FAILURE, line.toUtf8(),
+                                UtilityFunctions::lumamonLogFileURL.value_or(std::filesystem::path()));
+}
+
 } // namespace
 
 void TimeoutManager::runWithTimeout(std::chrono::duration<double> timeout,
                                     const std::function<void()> &task) {
-    const std::jthread watchdog([timeout](const std::stop_token &stop) { watch(stop, timeout); });
+    std::stop_source stop;
+    std::thread watchdog =
+        platform::startThread("Watchdog", [token = stop.get_token(), timeout] { watch(token, timeout); });
+    if (!watchdog.joinable())
+        watchByAlarm(timeout);
     task();
+    if (watchdog.joinable()) {
+        stop.request_stop();
+        watchdog.join();
+    } else {
+        platform::endProcessOnAlarm(std::chrono::milliseconds(0), EXIT_FAILURE);
+    }
 }

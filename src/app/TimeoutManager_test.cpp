@@ -1,6 +1,8 @@
 #include "app/TimeoutManager.h"
 
+#include "discovery/RunState.h"
 #include "platform/posix/Program.h"
+#include "test_support/Isolation.h"
 #include "test_support/LoggedTest.h"
 #include "test_support/ProgramRun.h"
 
@@ -40,6 +42,25 @@ TEST_F(Timeout, EndsTheProcessAndItsChildrenWithStatusOneAndALine) {
     ASSERT_FALSE(child.empty());
     EXPECT_TRUE(
         test_support::waitUntil([&] { return ::access(("/proc/" + child + "/exe").c_str(), F_OK) != 0; }));
+}
+
+TEST_F(Timeout, EndsTheProcessAlsoWhereNoThreadCanBeHad) {
+    if (!test_support::canEnter(test_support::enterNoThreads))
+        GTEST_SKIP() << "this user cannot run programs as somebody else";
+    const auto statusAfter = [&](std::chrono::milliseconds work) {
+        return test_support::statusInChild([&] {
+            test_support::enterNoThreads();
+            TimeoutManager::shared().runWithTimeout(0.5s, [=] { std::this_thread::sleep_for(work); });
+            std::this_thread::sleep_for(1s);
+            return 7;
+        });
+    };
+    test_support::writeFile(log, "");
+    test_support::giveToUserWithoutThreads(home.path());
+    UtilityFunctions::lumamonLogFileURL = log;
+    EXPECT_EQ(statusAfter(1ms), 7);
+    EXPECT_EQ(statusAfter(60s), 1);
+    EXPECT_THAT(said(), testing::ElementsAre("INFO: Task timed out."));
 }
 
 } // namespace

@@ -7,11 +7,12 @@
 #include "discovery/ProductDiscovery.h"
 #include "logging/Logging.h"
 #include "platform/Bundle.h"
+#include "platform/posix/Process.h"
 #include "platform/posix/Program.h"
 #include "platform/posix/Text.h"
 
-#include <QThreadPool>
 #include <atomic>
+#include <condition_variable>
 #include <mutex>
 
 namespace ProcessExecution {
@@ -27,19 +28,29 @@ bool isStopping() {
     return stopRequested || platform::programsAreStopped();
 }
 
-// One thread. Never destroyed: a step that hangs may still run when the process ends.
-QThreadPool &monitoringQueue() {
-    static auto *const queue = [] {
-        auto *pool = new QThreadPool;
-        pool->setObjectName(QStringLiteral("MonitoringQueue"));
-        pool->setMaxThreadCount(1);
-        return pool;
-    }();
-    return *queue;
-}
+// Captures run one after the other. Never destroyed: a step that hangs may still run when the process ends.
+struct MonitoringQueue {
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool isBusy = false;
 
-// Qt's own lock orders the two threads; the thread sanitizer sees only this one.
-std::mutex handOver;
+    static MonitoringQueue &shared() {
+        static MonitoringQueue &queue = *new MonitoringQueue;
+        return queue;
+    }
+
+    void run(const std::vector<std::function<void()>> &steps) {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [this] { return !isBusy; });
+        isBusy = true;
+        lock.unlock();
+        for (auto step = steps.begin(); step != steps.end() && !isStopping(); ++step)
+            (*step)();
+        lock.lock();
+        isBusy = false;
+        changed.notify_all();
+    }
+};
 
 using Progress = std::optional<TextBinding>;
 
@@ -79,7 +90,6 @@ void listInstalledApplications(const Progress &progress) {
 void runTasksConcurrently(bool getInstalledApps, bool getSpinDump, bool isLumaloggingEnabled,
                           std::function<void()> completion) {
     Logger::logInfo(QStringLiteral("Monitoring Queue initiated."));
-    const std::lock_guard lock(handOver);
     const Progress progress = labelTextBinding;
     std::vector<std::function<void()>> steps{[=] { sampleProcess(getSpinDump, progress); }};
     if (getInstalledApps && getSpinDump)
@@ -90,15 +100,13 @@ void runTasksConcurrently(bool getInstalledApps, bool getSpinDump, bool isLumalo
                   [] { GetLicensingLogs(); }, [] { GetInstallLogs(); }, GetCrashReports, GetXelLogs,
                   saveDetailedInfo, [=] { PListOperations::RevertLumaLogPList(isLumaloggingEnabled); },
                   [done = std::move(completion)] { onMainQueue(done); }});
-    monitoringQueue().start([steps = std::move(steps)] {
-        handOver.lock();
-        handOver.unlock();
-        for (const auto &step : steps) {
-            if (isStopping())
-                return;
-            step();
-        }
-    });
+    const auto run = [steps = std::move(steps)] { MonitoringQueue::shared().run(steps); };
+    std::thread thread = platform::startThread("MonitoringQueue", run);
+    if (thread.joinable())
+        thread.detach();
+    else
+        // The window stands still meanwhile; that is better than a capture that never ends.
+        onMainQueue(run);
 }
 
 std::optional<platform::ScriptError> runSpinDump() {
@@ -127,9 +135,11 @@ std::optional<platform::ScriptError> runSystemProfiler() {
 }
 
 bool stop() {
-    constexpr int momentMilliseconds = 500;
+    constexpr auto moment = std::chrono::milliseconds(500);
     stopRequested = true;
-    return monitoringQueue().waitForDone(momentMilliseconds);
+    auto &queue = MonitoringQueue::shared();
+    std::unique_lock lock(queue.mutex);
+    return queue.changed.wait_for(lock, moment, [&] { return !queue.isBusy; });
 }
 
 } // namespace ProcessExecution

@@ -1,7 +1,8 @@
 // The capture: everything that is gathered once the user has reproduced the problem.
 //
-// Its steps run one after the other on the worker "MonitoringQueue": a process sample of the product, the
-// list of installed applications, and always the product's settings and logs.
+// Its steps run one after the other on the worker "MonitoringQueue", or on the main thread where the system
+// has no thread to give: a process sample of the product, the list of installed applications, and always the
+// product's settings and logs.
 #pragma once
 
 #include "collection/TextBinding.h"

@@ -2,6 +2,7 @@
 
 #include "packaging/UploadTransfer.h"
 #include "platform/posix/Fatal.h"
+#include "platform/posix/Process.h"
 
 #include <algorithm>
 #include <new>
@@ -48,7 +49,9 @@ UploadTask::~UploadTask() {
 }
 
 void UploadTask::resume() {
-    m_thread = std::thread(&UploadTask::run, this);
+    m_thread = platform::startThread("Upload", [this] { run(); });
+    if (!m_thread.joinable())
+        m_finished({{}, {}, transportError(TransportErrorCode::unknown)});
 }
 
 void UploadTask::cancel() {

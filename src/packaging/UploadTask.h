@@ -2,7 +2,8 @@
 //
 // The main thread makes, starts, cancels and destroys a task. The two callbacks run on the task's thread, the
 // session's callback queue. The last of them is `finished`, called exactly once, unless the task is destroyed
-// first: that stops the transfer promptly and calls nothing.
+// first: that stops the transfer promptly and calls nothing. Where the system has no thread to give, `resume`
+// calls it, with an unknown error.
 //
 // HTTP/1.1. The redirects 307 and 308 are followed, to HTTPS on the same host; any other is the answer. A 200
 // counts only when its head is whole and the whole body was sent before it came. Proxies come from the

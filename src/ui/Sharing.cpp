@@ -4,32 +4,35 @@
 #include "discovery/MainQueue.h"
 #include "packaging/FilesPathDirectory.h"
 #include "packaging/UploadAPI.h"
+#include "platform/posix/Process.h"
 #include "ui/FeedbackForm.h"
 
 #include <QEventLoop>
 #include <QPointer>
-#include <thread>
 
 using namespace UtilityFunctions;
 
 namespace {
 
-// Runs `work` on another thread and gives its result when it has ended. Meanwhile the window draws, the main
-// queue runs and the user may close the window. None when the program is to end before the work has: the work
-// then goes on alone, so it must own or outlive what it uses. Not a thread of a pool, since Qt waits for its
-// pool before it ends the program.
-std::optional<bool> workBesideWindow(std::function<bool()> work) {
+// Runs `work` on another thread, where the system has one, and gives its result when it has ended. Meanwhile
+// the window draws, the main queue runs and the user may close the window. None when the program is to end
+// before the work has: the work then goes on alone, so it must own or outlive what it uses. Not a thread of a
+// pool, since Qt waits for its pool before it ends the program.
+std::optional<bool> workBesideWindow(const std::function<bool()> &work) {
     // Main thread only.
     const auto result = std::make_shared<std::optional<bool>>();
     QEventLoop loop;
-    std::thread([result, loop = QPointer(&loop), work = std::move(work)] {
+    std::thread thread = platform::startThread("Archive", [result, loop = QPointer(&loop), work] {
         const bool value = work();
         onMainQueue([result, loop, value] {
             *result = value;
             if (loop)
                 loop->quit();
         });
-    }).detach();
+    });
+    if (!thread.joinable())
+        return work();
+    thread.detach();
     // Events of every kind: the closing of the window is one of the user's.
     loop.exec();
     return *result;

@@ -3,6 +3,8 @@
 
 #include "platform/SystemLog.h"
 
+#include "platform/posix/Process.h"
+
 #include <algorithm>
 #include <condition_variable>
 #include <deque>
@@ -10,9 +12,7 @@
 #include <mutex>
 #include <sys/syslog.h>
 #include <sys/uio.h>
-#include <system_error>
 #include <systemd/sd-journal.h>
-#include <thread>
 
 namespace platform {
 
@@ -50,7 +50,7 @@ public:
 
     void add(Line line) {
         const std::lock_guard lock(m_mutex);
-        if (m_lines.size() >= SystemLog::queueLimit)
+        if (!m_hasThread || m_lines.size() >= SystemLog::queueLimit)
             return;
         m_lines.push_back(std::move(line));
         if (m_lines.size() == 1)
@@ -59,6 +59,8 @@ public:
 
     bool flush(std::chrono::milliseconds limit) {
         std::unique_lock lock(m_mutex);
+        if (!m_hasThread)
+            return false;
         ++m_flushes;
         m_changed.notify_all();
         const bool flushed = m_changed.wait_for(lock, limit, [this] { return m_lines.empty() && m_idle; });
@@ -67,12 +69,12 @@ public:
     }
 
 private:
-    // When the system has no thread to give, lines are dropped once the queue is full.
+    // When the system has no thread to give, lines are dropped.
     Writer() {
-        try {
-            std::thread(&Writer::run, this).detach();
-        } catch (const std::system_error &) {
-        }
+        std::thread thread = startThread("SystemLog", [this] { run(); });
+        m_hasThread = thread.joinable();
+        if (m_hasThread)
+            thread.detach();
     }
 
     void run() {
@@ -96,6 +98,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::deque<Line> m_lines;
+    bool m_hasThread = false;
     bool m_idle = false;
     /// How many callers wait for the lines so far.
     int m_flushes = 0;

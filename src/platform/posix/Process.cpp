@@ -1,5 +1,6 @@
 #include "platform/posix/Process.h"
 
+#include "platform/posix/Fatal.h"
 #include "platform/posix/FileDescriptor.h"
 #include "platform/posix/Program.h"
 #include "platform/posix/Text.h"
@@ -7,8 +8,12 @@
 #include <QCoreApplication>
 #include <QSocketNotifier>
 #include <csignal>
+#include <exception>
 #include <fcntl.h>
+#include <new>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 namespace platform {
@@ -33,11 +38,46 @@ void takeRequest(int) {
     (void)!::write(requestEnd, "", 1);
 }
 
+// What the alarm's handler needs, which may do next to nothing. Changed only while no alarm is set, and never
+// destroyed.
+struct AlarmEnd {
+    int status = 0;
+    QByteArray line;
+    FileDescriptor file;
+
+    static AlarmEnd &shared() {
+        static AlarmEnd &end = *new AlarmEnd;
+        return end;
+    }
+};
+
+void endOnAlarm(int) {
+    const AlarmEnd &end = AlarmEnd::shared();
+    (void)!::write(end.file.get(), end.line.constData(), static_cast<std::size_t>(end.line.size()));
+    endProcess(end.status);
+}
+
+[[noreturn]] void endOnUncaughtException() {
+    try {
+        if (std::current_exception())
+            throw;
+    } catch (const std::bad_alloc &) {
+        fatal("There is not enough memory.");
+    } catch (const std::exception &error) {
+        fatal(error.what());
+    } catch (...) {
+    }
+    fatal("The program cannot go on.");
+}
+
 } // namespace
 
 void prepareProcess() {
     ::umask(S_IRWXG | S_IRWXO);
+    std::set_terminate(endOnUncaughtException);
     std::signal(SIGPIPE, SIG_IGN);
+    // The write fails in its place. Also in the programs that are started, which can then say so.
+    std::signal(SIGXFSZ, SIG_IGN);
     std::signal(SIGCHLD, SIG_DFL);
     // A product may start this program with its standard streams closed. The next file opened would take
     // their place, and what is meant for the terminal would end up in that file.
@@ -45,6 +85,35 @@ void prepareProcess() {
         if (::fcntl(stream, F_GETFD) < 0)
             ::open("/dev/null", O_RDWR);
     }
+}
+
+// Linux: macOS names a thread by another call.
+std::thread startThread(const char *name, std::function<void()> work) {
+    try {
+        return std::thread([name, work = std::move(work)] {
+            ::prctl(PR_SET_NAME, name);
+            work();
+        });
+    } catch (const std::exception &) {
+        return {};
+    }
+}
+
+void endProcessOnAlarm(std::chrono::milliseconds time, int status, const QByteArray &line,
+                       const std::filesystem::path &file) {
+    const auto setTimer = [](std::chrono::milliseconds in) {
+        const auto microseconds = std::chrono::microseconds(in).count();
+        const struct itimerval once {
+            {0, 0}, { microseconds / 1'000'000, microseconds % 1'000'000 }
+        };
+        ::setitimer(ITIMER_REAL, &once, nullptr);
+    };
+    setTimer(std::chrono::milliseconds(0));
+    AlarmEnd::shared() = {
+        status, line,
+        FileDescriptor(file.empty() ? -1 : ::open(file.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC))};
+    std::signal(SIGALRM, endOnAlarm);
+    setTimer(time);
 }
 
 // Linux: macOS has another call for the executable's path.

@@ -1,15 +1,30 @@
-// This process: how it starts, where its executable is, and how the system asks it to end.
+// This process: how it starts, where its executable is, its threads, and how the system asks it to end.
 #pragma once
 
+#include <QByteArray>
 #include <QStringList>
+#include <chrono>
 #include <filesystem>
 #include <functional>
+#include <thread>
 
 namespace platform {
 
-/// Makes the process safe to work in, whatever started it: files are the user's alone, a closed connection
-/// or a closed standard stream does no harm, children can be waited for. First thing in `main`.
+/// Makes the process safe to work in, whatever started it: files are the user's alone, a closed connection,
+/// a closed standard stream or a file that may not grow does no harm, children can be waited for, and an
+/// exception that nobody catches, as when memory is used up, is fatal without a core dump. First thing in
+/// `main`.
 void prepareProcess();
+
+/// Runs `work` on a new thread of this name, at most 15 characters. The thread is not joinable when the
+/// system has none to give: `work` then never runs, and the caller does without. Any thread.
+std::thread startThread(const char *name, std::function<void()> work);
+
+/// Ends the process with `status` after `time`, wherever it is; before that it adds `line` to the end of
+/// `file` when there is such a file. For want of a thread that could do so: needs no further thread, and
+/// nothing while it waits. A second call replaces the first; a `time` of 0 takes it back. Main thread.
+void endProcessOnAlarm(std::chrono::milliseconds time, int status, const QByteArray &line = {},
+                       const std::filesystem::path &file = {});
 
 /// This process's executable path: the first argument, or the real path of the executable when the first
 /// argument is missing or not absolute. Any thread.

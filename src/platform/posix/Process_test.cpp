@@ -1,6 +1,7 @@
 #include "platform/posix/Process.h"
 
 #include "platform/posix/Program.h"
+#include "test_support/Isolation.h"
 #include "test_support/ProgramRun.h"
 #include "test_support/ScratchHome.h"
 
@@ -9,8 +10,10 @@
 #include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <stdexcept>
 #include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -74,6 +77,41 @@ TEST(PrepareProcess, LetsAClosedConnectionDoNoHarmToThisProcessAloneAndChildrenB
                   return outcomeOf(shell("kill -PIPE $$; exit 7")).signal;
               }),
               SIGPIPE);
+}
+
+TEST(PrepareProcess, LetsWhatNobodyCatchesEndItWithALineAndWithoutACore) {
+    const std::pair<std::function<void()>, const char *> cases[] = {
+        {[] { throw std::bad_alloc(); }, "There is not enough memory."},
+        {[] { throw std::runtime_error("what is wrong"); }, "what is wrong"},
+        {[] { throw 1; }, "The program cannot go on."},
+        {[] { const std::thread unended([] { ::pause(); }); }, "The program cannot go on."}};
+    for (const auto &[work, reason] : cases) {
+        const test_support::ScratchFolder folder;
+        EXPECT_EQ(statusInChild([&work = work, &folder]() noexcept {
+                      ::dup2(::creat((folder.path() / "errors").c_str(), 0600), STDERR_FILENO);
+                      platform::prepareProcess();
+                      work();
+                      return 0;
+                  }),
+                  EXIT_FAILURE);
+        EXPECT_EQ(test_support::readFile(folder.path() / "errors"),
+                  QByteArray("Brennic_Lumadoc_Diagnostics: ") + reason + '\n');
+    }
+}
+
+TEST(StartThread, NamesItOrGivesNoneWhereThereIsNone) {
+    QByteArray name;
+    platform::startThread("fifteen letters", [&] {
+        name = test_support::readFile("/proc/self/task/" + std::to_string(::gettid()) + "/comm");
+    }).join();
+    EXPECT_EQ(name, "fifteen letters\n");
+    if (!test_support::canEnter(test_support::enterNoThreads))
+        GTEST_SKIP() << "this user cannot run programs as somebody else";
+    EXPECT_EQ(statusInChild([] {
+                  test_support::enterNoThreads();
+                  return platform::startThread("none", [] {}).joinable() ? 1 : 0;
+              }),
+              0);
 }
 
 TEST(ExecutablePath, IsTheFirstArgumentWhenThatIsAbsoluteAndTheRealPathOtherwise) {
