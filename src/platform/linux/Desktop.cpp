@@ -1,5 +1,6 @@
 #include "platform/Desktop.h"
 
+#include "platform/posix/Process.h"
 #include "platform/posix/Program.h"
 
 #include <QClipboard>
@@ -14,7 +15,6 @@
 #include <QPalette>
 #include <QUrl>
 #include <QWindow>
-#include <thread>
 
 namespace platform {
 
@@ -22,9 +22,26 @@ namespace {
 
 // xdg-open may start a program that runs until the user closes it, so a thread waits for it.
 void openWithDesktop(std::string target) {
-    std::thread([target = std::move(target)] {
+    std::thread thread = startThread("xdg-open", [target = std::move(target)] {
         runProgram({.path = "/usr/bin/xdg-open", .arguments = {target}});
-    }).detach();
+    });
+    if (thread.joinable())
+        thread.detach();
+}
+
+// Asks a service of the desktop, and opens `target` where there is none or it does not do it.
+void callOrOpenWithDesktop(const QDBusMessage &call, const std::string &target) {
+    const auto bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected()) {
+        openWithDesktop(target);
+        return;
+    }
+    auto *watcher = new QDBusPendingCallWatcher(bus.asyncCall(call), QCoreApplication::instance());
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, target] {
+        watcher->deleteLater();
+        if (watcher->isError())
+            openWithDesktop(target);
+    });
 }
 
 // RFC 8089. By hand, since the name of a folder need not be UTF-8.
@@ -86,25 +103,20 @@ QString nameOf(const QWindow *window) {
 
 // https://www.freedesktop.org/wiki/Specifications/file-manager-interface/
 void revealFolder(const std::filesystem::path &folder) {
-    const auto bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected()) {
-        openWithDesktop(folder.native());
-        return;
-    }
     auto call = QDBusMessage::createMethodCall(
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowFolders"));
     call.setArguments({QStringList{fileUrl(folder)}, QString()});
-    auto *watcher = new QDBusPendingCallWatcher(bus.asyncCall(call), QCoreApplication::instance());
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, folder] {
-        watcher->deleteLater();
-        if (watcher->isError())
-            openWithDesktop(folder.native());
-    });
+    callOrOpenWithDesktop(call, folder.native());
 }
 
+// The portal first: the arguments of a program are for every user of the machine to read.
+// https://flatpak.github.io/xdg-desktop-portal/docs/doc-org.freedesktop.portal.OpenURI.html
 void openLink(const QByteArray &link) {
-    openWithDesktop(link.toStdString());
+    auto call = QDBusMessage::createMethodCall(
+        portal, portalPath, QStringLiteral("org.freedesktop.portal.OpenURI"), QStringLiteral("OpenURI"));
+    call.setArguments({QString(), QString::fromUtf8(link), QVariantMap()});
+    callOrOpenWithDesktop(call, link.toStdString());
 }
 
 void setPasteboardText(const QString &text) {

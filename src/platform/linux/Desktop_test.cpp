@@ -24,6 +24,9 @@ using test_support::runMainQueueFor;
 using test_support::runMainQueueUntil;
 using testing::ElementsAre;
 
+const QString portalName = QStringLiteral("org.freedesktop.portal.Desktop");
+const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
+
 // A service on the session bus that notes what it is asked.
 class BusService : public QDBusVirtualObject {
 public:
@@ -132,10 +135,22 @@ TEST_F(DesktopWithBus, AFolderIsShownByTheFileBrowserOrOpenedWithoutOne) {
     expectNothingOpened();
 }
 
-// --- The file panel ---
+TEST_F(DesktopWithBus, ALinkGoesToThePortalWhichNoOtherUserCanReadOrIsOpenedWithoutOne) {
+    const char *const link = "mailto:a@b.cd?subject=x%20y&body=z";
+    platform::openLink(link);
+    expectOpened(link);
+    BusService portal(bus.address(), portalName, portalPath);
+    platform::openLink(link);
+    expectOpened(link);
+    portal.answer = QVariantList{QVariant::fromValue(QDBusObjectPath(QStringLiteral("/request")))};
+    platform::openLink(link);
+    ASSERT_TRUE(runMainQueueUntil([&] { return portal.questions.size() == 2; }, 5s));
+    EXPECT_EQ(portal.questions.last(), QStringLiteral("org.freedesktop.portal.OpenURI.OpenURI ssa{sv}||"
+                                                      "mailto:a@b.cd?subject=x%20y&body=z|"));
+    expectNothingOpened();
+}
 
-const QString portalName = QStringLiteral("org.freedesktop.portal.Desktop");
-const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
+// --- The file panel ---
 
 class FileChooserTest : public WindowTest {
 protected:
