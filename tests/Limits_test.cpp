@@ -2,6 +2,8 @@
 // and the run ends as any that has lost that step.
 #include "tests/SilentRun.h"
 
+#include <sys/resource.h>
+
 namespace fs = std::filesystem;
 using namespace test_support;
 using testing::AnyOf;
@@ -85,4 +87,20 @@ TEST_F(Limits, WithFilesThatMayNotGrow) {
         }
     }
     EXPECT_TRUE(succeedsUnder("--fsize=1000000")) << log();
+}
+
+TEST_F(Limits, AWindowWithoutThreadsOrDescriptorsSaysSo) {
+    const std::string message =
+        "Brennic_Lumadoc_Diagnostics: the window cannot be opened: too few threads or files are left\n";
+    auto options = program({});
+    options.beforeStart = [] {
+        const struct rlimit few { 12, 12 };
+        ::setrlimit(RLIMIT_NOFILE, &few);
+    };
+    expectEnd(options, 1, "", message);
+    if (isSanitized || !canEnter(enterNoThreads))
+        GTEST_SKIP() << "the sanitizer needs a thread, or this user cannot run programs as somebody else";
+    giveToUserWithoutThreads(home.path());
+    options.beforeStart = enterNoThreads;
+    expectEnd(options, 1, "", message);
 }

@@ -26,6 +26,11 @@ using namespace std::chrono_literals;
 
 // The bundle's module that holds the window. Its front end stays for the life of the process.
 WindowFrontEnd *loadWindow() {
+    // The window's toolkit waits for ever for a thread that was not started, and aborts for want of a file.
+    constexpr int threads = 8;
+    constexpr int descriptors = 16;
+    if (!platform::hasRoomFor(threads, descriptors))
+        platform::fatal("the window cannot be opened: too few threads or files are left");
     const auto &bundle = platform::Bundle::main();
     const auto module = bundle ? bundle->path() / "Contents/PlugIns/libWindow.so" : std::filesystem::path();
     QPluginLoader loader(platform::displayText(module));

@@ -7,14 +7,17 @@
 
 #include <QCoreApplication>
 #include <QSocketNotifier>
+#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <fcntl.h>
+#include <mutex>
 #include <new>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
+#include <vector>
 
 namespace platform {
 
@@ -97,6 +100,27 @@ std::thread startThread(const char *name, std::function<void()> work) {
     } catch (const std::exception &) {
         return {};
     }
+}
+
+bool hasRoomFor(int threads, int descriptors) {
+    std::vector<FileDescriptor> files;
+    std::vector<std::thread> waiting;
+    std::mutex end;
+    {
+        const std::lock_guard lock(end);
+        for (int i = 0; i < descriptors; ++i)
+            files.emplace_back(::dup(STDIN_FILENO));
+        for (int i = 0; i < threads; ++i)
+            waiting.push_back(startThread("Room", [&end] { const std::lock_guard ended(end); }));
+    }
+    const bool hasFiles = std::ranges::all_of(files, [](const auto &file) { return bool(file); });
+    bool hasThreads = true;
+    for (std::thread &thread : waiting) {
+        hasThreads = hasThreads && thread.joinable();
+        if (thread.joinable())
+            thread.join();
+    }
+    return hasFiles && hasThreads;
 }
 
 void endProcessOnAlarm(std::chrono::milliseconds time, int status, const QByteArray &line,
