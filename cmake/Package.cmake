@@ -1,6 +1,5 @@
 # `make package`: a Debian package that holds the bundle, and the rule by which its process sampler may be started as an
 # administrator.
-set(LUMAMON_INSTALL_FOLDER "/opt/Brennic" CACHE STRING "Where the package puts the bundle")
 install(DIRECTORY "${CMAKE_BINARY_DIR}/Brennic_Lumadoc_Diagnostics.app"
   DESTINATION "${LUMAMON_INSTALL_FOLDER}" USE_SOURCE_PERMISSIONS)
 set(policy com.brennic.LumadocDiagnostics.policy)

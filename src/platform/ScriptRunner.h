@@ -1,5 +1,6 @@
 // Runs one of this program's own commands through the system's script runner, which can ask the user for an
-// administrator's rights.
+// administrator's rights. It asks only where the command cannot do without them, and only for the command of
+// the installed program: any other the user, or whoever acts in the user's name, may have put there.
 //
 // Any thread; running a script blocks it, also while the user is asked. `stopPrograms` (Program.h) ends it.
 #pragma once
@@ -15,7 +16,9 @@
 namespace platform {
 
 struct Script {
+    /// `administrator`: where the command, run as the user, ends with `missingRights`.
     enum class Rights { user, administrator };
+    static constexpr int missingRights = 77;
 
     /// The command as a script, for a system that has a script language; others use the fields that follow.
     QString text;
@@ -34,7 +37,8 @@ struct Script {
 ///   126                 the command is there and cannot be run
 ///   128 and the signal  the command was killed
 ///   1                   the file for its output cannot be made
-/// and any other the exit status of the command.
+/// and any other the exit status of the command, `Script::missingRights` when it was not given an
+/// administrator's.
 struct ScriptError {
     int number = 0;
     QString message;

@@ -1,10 +1,12 @@
 #include "platform/ScriptRunner.h"
 
+#include "platform/posix/FileDescriptor.h"
 #include "platform/posix/Program.h"
 #include "platform/posix/Text.h"
 
 #include <QStringList>
-#include <csignal>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace platform {
@@ -84,20 +86,42 @@ std::optional<ScriptError> errorOf(const ProgramOutcome &outcome, const Program 
                        said.isEmpty() ? QStringLiteral("The command exited with a non-zero status.") : said};
 }
 
+// Whether this is a helper of the installed program in whose place nobody but root can put another: each
+// component of its path is root's, no link, and writable by nobody else.
+bool isInstalled(const std::filesystem::path &command) {
+    if (command.parent_path() != LUMAMON_INSTALLED_HELPERS)
+        return false;
+    FileDescriptor place(::open("/", O_PATH | O_CLOEXEC));
+    struct stat status {};
+    const auto isRootsAlone = [&] {
+        return place && ::fstat(place.get(), &status) == 0 && !S_ISLNK(status.st_mode) &&
+               status.st_uid == 0 && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+    };
+    for (const std::filesystem::path &name : command.relative_path()) {
+        if (!isRootsAlone())
+            return false;
+        place = FileDescriptor(::openat(place.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    }
+    return isRootsAlone() && S_ISREG(status.st_mode);
+}
+
 } // namespace
 
 std::optional<ScriptError> runScript(const Script &script) {
-    const bool isElevated = script.rights == Script::Rights::administrator && ::geteuid() != 0;
     Program program{
         .path = script.command, .arguments = script.arguments, .standardOutput = script.standardOutput};
-    if (isElevated) {
-        // Do not ask the user for rights that would be of no use.
-        if (::access(script.command.c_str(), F_OK) != 0)
-            return notFound(script.command);
-        program.path = elevator;
-        program.arguments.insert(program.arguments.begin(), script.command.native());
+    const ProgramOutcome outcome = outcomeOf(program);
+    auto error = errorOf(outcome, program, false);
+    if (script.rights == Script::Rights::user || outcome.exitStatus != Script::missingRights ||
+        ::geteuid() == 0)
+        return error;
+    if (!isInstalled(script.command)) {
+        error->message += QStringLiteral("\nOnly the installed program asks for an administrator's rights.");
+        return error;
     }
-    return errorOf(outcomeOf(program), program, isElevated);
+    program.path = elevator;
+    program.arguments.insert(program.arguments.begin(), script.command.native());
+    return errorOf(outcomeOf(program), program, true);
 }
 
 } // namespace platform

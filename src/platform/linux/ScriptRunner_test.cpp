@@ -5,8 +5,12 @@
 #include "test_support/ProgramRun.h"
 #include "test_support/ScratchHome.h"
 
+#include <QMap>
+#include <QXmlStreamReader>
 #include <gtest/gtest.h>
+#include <memory>
 #include <tuple>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -90,11 +94,24 @@ protected:
     void SetUp() override {
         if (!test_support::hasOwnNamespaces() || ::geteuid() != 0 || !test_support::canRunAs(65534))
             GTEST_SKIP() << "this machine gives a test no namespaces or no other user";
+        m_installed.reset(new test_support::Mount(test_support::Mount::memory(top, 1 << 20)));
+        fs::create_directories(helpers);
+        for (fs::path place = helpers; place != top.parent_path(); place = place.parent_path())
+            fs::permissions(place, fs::perms(0755));
+    }
+
+    // A helper of the installed program, which needs rights.
+    fs::path installHelper(const QByteArray &script, const char *name = "helper") const {
+        const fs::path path = helpers / name;
+        writeFile(path, "#!/bin/sh\n[ -n \"$ELEVATED\" ] || { echo rights >&2; exit 77; }\n" + script);
+        fs::permissions(path, fs::perms(0755));
+        return path;
     }
 
     // Runs the script as an ordinary user, and gives the printed result.
     QString runElevated(const QByteArray &standIn, const Script &wanted) {
-        const auto mount = test_support::Mount::over(makeCommand(standIn, "elevator"), "/usr/bin/pkexec");
+        const auto mount =
+            test_support::Mount::over(makeCommand(noteAsked + standIn, "elevator"), "/usr/bin/pkexec");
         return runAsUser(wanted);
     }
     QString runAsUser(Script wanted) {
@@ -114,22 +131,77 @@ protected:
         return ScriptError{number, message}.printedDescription();
     }
 
+    const fs::path helpers = LUMAMON_INSTALLED_HELPERS;
+    // The folder of the root that they are in.
+    const fs::path top = "/" / *helpers.relative_path().begin();
     const fs::path asked = folder.path() / "asked";
     const QByteArray noteAsked = "echo \"$#:$1\" > " + QByteArray::fromStdString(asked) + "; ";
+    const QByteArray elevate = "ELEVATED=1 exec \"$@\"";
+
+private:
+    std::unique_ptr<test_support::Mount> m_installed;
 };
 
-TEST_F(Elevation, RunsTheCommandWithItsArgumentsThroughTheElevatorUnlessItIsMissing) {
-    const fs::path command = makeCommand("printf '<%s>' \"$@\"; echo error >&2; exit $2");
-    EXPECT_EQ(runElevated(noteAsked + "exec \"$@\"", script(command, {"two words", "0"}, out)),
-              QStringLiteral("none"));
+TEST_F(Elevation, RunsTheInstalledHelperThroughTheElevatorWhenItSaysThatItLacksRights) {
+    const fs::path command = installHelper("printf '<%s>' \"$@\"; echo error >&2; exit $2");
+    EXPECT_EQ(runElevated(elevate, script(command, {"two words", "0"}, out)), QStringLiteral("none"));
     EXPECT_EQ(readFile(out), "<two words><0>");
     EXPECT_EQ(readFile(asked), "3:" + QByteArray::fromStdString(command) + "\n");
-    for (const int status : {126, 127})
-        EXPECT_EQ(runElevated("exec \"$@\"", script(command, {"a", std::to_string(status)})),
+    for (const int status : {126, 127, 77})
+        EXPECT_EQ(runElevated(elevate, script(command, {"a", std::to_string(status)})),
                   printed(status, QStringLiteral("error")));
+}
+
+TEST_F(Elevation, AsksForNothingThatTheHelperDoesNotNeedOrThatIsMissing) {
+    const std::pair<fs::path, QString> cases[] = {
+        {makeCommand("exit 0"), QStringLiteral("none")},
+        {makeCommand("echo no >&2; exit 1", "failing"), printed(1, QStringLiteral("no"))},
+        {missing, printed(127, notFound)}};
+    for (const auto &[command, result] : cases) {
+        const fs::path installed = helpers / command.filename();
+        if (fs::exists(command))
+            fs::copy_file(command, installed);
+        EXPECT_EQ(runElevated(elevate, script(command)), result);
+        if (fs::exists(command)) {
+            EXPECT_EQ(runElevated(elevate, script(installed)), result);
+        }
+        EXPECT_FALSE(fs::exists(asked)) << command;
+    }
+}
+
+// In the home folder, or where the installed program is not root's alone, anybody could be in its place.
+TEST_F(Elevation, RunsWithoutRightsWhatSomebodyElseCanReplace) {
+    const QString refused =
+        printed(77, QStringLiteral("rights\nOnly the installed program asks for an administrator's rights."));
+    const fs::path helper = installHelper("exit 0");
+    const fs::path bundle = helpers.parent_path().parent_path();
+    const fs::path own = folder.path() / bundle.filename();
+    fs::copy(bundle, own, fs::copy_options::recursive);
+    const auto expectRefused = [&](const fs::path &command) {
+        EXPECT_EQ(runElevated(elevate, script(command)), refused) << command;
+        EXPECT_FALSE(fs::exists(asked)) << command;
+    };
+    for (const auto &entry : fs::recursive_directory_iterator(own))
+        fs::permissions(entry, fs::perms::all);
+    fs::permissions(own, fs::perms::all);
+    expectRefused(own / "Contents/Helpers/helper");
+    expectRefused(helpers / "../Helpers/helper");
+    for (fs::path place = helper; place != top.parent_path(); place = place.parent_path()) {
+        SCOPED_TRACE(place);
+        for (const auto write : {fs::perms::group_write, fs::perms::others_write}) {
+            fs::permissions(place, write, fs::perm_options::add);
+            expectRefused(helper);
+            fs::permissions(place, write, fs::perm_options::remove);
+        }
+        ASSERT_EQ(::chown(place.c_str(), 65534, 0), 0);
+        expectRefused(helper);
+        ASSERT_EQ(::chown(place.c_str(), 0, 0), 0);
+    }
+    EXPECT_EQ(runElevated(elevate, script(helper)), QStringLiteral("none"));
     fs::remove(asked);
-    EXPECT_EQ(runElevated(noteAsked, script(missing)), printed(127, notFound));
-    EXPECT_FALSE(fs::exists(asked));
+    fs::rename(helpers, bundle / "elsewhere");
+    fs::create_directory_symlink(bundle / "elsewhere", helpers);
+    expectRefused(helper);
 }
 
 TEST_F(Elevation, SaysHowTheRequestEnded) {
@@ -148,16 +220,41 @@ TEST_F(Elevation, SaysHowTheRequestEnded) {
          "process (`/dev/tty'\\''): No such device or address' >&2; exit 127",
          127, nobody},
         {"kill -TERM $$", 143, QStringLiteral("The command was killed by signal 15.")}};
-    const Script wanted = script(makeCommand("exit 9"));
+    const Script wanted = script(installHelper("exit 9"));
     for (const auto &[standIn, number, message] : cases)
         EXPECT_EQ(runElevated(standIn, wanted), printed(number, message)) << standIn.constData();
 }
 
 TEST_F(Elevation, SaysWhenThereIsNoElevator) {
+    // What a script needs is missing then as well.
+    const fs::path shell = helpers / "shell";
+    fs::copy_file("/bin/sh", shell);
     const auto bin = test_support::Mount::memory("/usr/bin", 1 << 20);
     fs::permissions("/usr/bin", fs::perms(0755));
-    EXPECT_EQ(runAsUser(script("/etc/passwd")),
+    EXPECT_EQ(runAsUser(script(shell, {"-c", "exit 77"})),
               printed(127, QStringLiteral("/usr/bin/pkexec: command not found")));
+}
+
+// Whoever is not at this machine is not asked, and the question names the program and the process.
+TEST(Policy, AsksForTheInstalledSamplerAtTheMachineAlone) {
+    QXmlStreamReader policy(readFile(LUMAMON_POLICY));
+    QMap<QString, QString> texts;
+    while (!policy.atEnd()) {
+        if (policy.readNext() != QXmlStreamReader::StartElement || policy.name() == u"policyconfig" ||
+            policy.name() == u"action" || policy.name() == u"defaults")
+            continue;
+        const QString key =
+            policy.name().toString() + policy.attributes().value(QStringLiteral("key")).toString();
+        texts[key] = policy.readElementText();
+    }
+    EXPECT_FALSE(policy.hasError());
+    EXPECT_EQ(texts[QStringLiteral("allow_any")], QStringLiteral("no"));
+    EXPECT_EQ(texts[QStringLiteral("allow_inactive")], QStringLiteral("no"));
+    EXPECT_EQ(texts[QStringLiteral("allow_active")], QStringLiteral("auth_admin"));
+    EXPECT_EQ(texts[QStringLiteral("annotateorg.freedesktop.policykit.exec.path")],
+              QStringLiteral(LUMAMON_INSTALLED_HELPERS "/spindump"));
+    EXPECT_TRUE(texts[QStringLiteral("message")].startsWith(u"Capturing Lumadoc data dump."));
+    EXPECT_TRUE(texts[QStringLiteral("message")].endsWith(u"$(command_line)"));
 }
 
 } // namespace
