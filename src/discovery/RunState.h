@@ -7,6 +7,7 @@
 #pragma once
 
 #include "logging/Logging.h"
+#include "platform/Bundle.h"
 
 #include <QString>
 #include <QStringList>
@@ -35,8 +36,8 @@ inline OptionalURL userFilesURL;
 inline OptionalURL compressedLogURL;
 
 // The product under diagnosis.
-inline const QString LumadocBundleIdentifier = QStringLiteral("com.brennic.LumadocPE");
-inline const QString PellixBundleIdentifier = QStringLiteral("com.brennic.Pelx");
+inline const QString LumadocBundleIdentifier = platform::productBundleIdentifiers[0];
+inline const QString PellixBundleIdentifier = platform::productBundleIdentifiers[1];
 /// Paid edition first: it always wins.
 inline const QStringList LumadocBundleIndentifiers{LumadocBundleIdentifier, PellixBundleIdentifier};
 inline QString ProcessId;

@@ -11,6 +11,10 @@
 
 namespace platform {
 
+/// The identifiers of the product's bundles: the paid edition's, the free edition's.
+inline const QString productBundleIdentifiers[] = {QStringLiteral("com.brennic.LumadocPE"),
+                                                   QStringLiteral("com.brennic.Pelx")};
+
 class Bundle {
 public:
     /// The bundle around the running executable, found from the executable's real path on the first call;

@@ -1,8 +1,12 @@
 // The sampler as pkexec starts it: by root, for another user. These tests need root.
 #include "test_target/SampledProgram.h"
 
+#include "platform/ScriptRunner.h"
+#include "test_support/TestMachine.h"
+
 #include <grp.h>
 #include <linux/capability.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 
@@ -16,27 +20,36 @@ constexpr uid_t other = 1;
 
 const SamplerOptions asked{.milliseconds = 200, .askingUser = std::to_string(user)};
 
-// A folder and a program of that user.
+// A folder of that user's, and in it the program of one of the product's bundles.
 class Elevated : public testing::Test {
 protected:
     void SetUp() override {
         if (!test_support::canRunAs(user))
             GTEST_SKIP() << "this user cannot run programs as somebody else";
+        makeProduct(bundle, "com.brennic.LumadocPE");
+    }
+    // A bundle of the user's, with the test target as its program.
+    fs::path makeProduct(const fs::path &path, const char *identifier) const {
+        const fs::path made = test_support::makeBundle(path, identifier);
+        fs::copy_file(SPINDUMP_TARGET, made, fs::copy_options::overwrite_existing);
+        fs::permissions(made, fs::perms::owner_all);
         give(folder.path());
-        fs::copy_file(SPINDUMP_TARGET, program);
-        fs::permissions(program, fs::perms::owner_all);
-        give(program);
+        for (const auto &entry : fs::recursive_directory_iterator(folder.path()))
+            give(entry.path());
+        return made;
     }
     static void give(const fs::path &path) { EXPECT_EQ(::lchown(path.c_str(), user, user), 0); }
 
     /// Expects a run that writes no report, with this message.
-    void refuses(pid_t target, const std::string &message, const SamplerOptions &options = asked) const {
-        EXPECT_EQ(Sampler(target, report, options).endsWith(EXIT_FAILURE), message);
+    void refuses(pid_t target, const std::string &message, const SamplerOptions &options = asked,
+                 int status = EXIT_FAILURE) const {
+        EXPECT_EQ(Sampler(target, report, options).endsWith(status), message);
         EXPECT_FALSE(fs::exists(report));
     }
 
     ScratchFolder folder;
-    fs::path program = folder.path() / "program";
+    fs::path bundle = folder.path() / "Lumadoc.app";
+    fs::path program = bundle / "Contents/Linux/Program";
     fs::path report = folder.path() / "report.txt";
 };
 
@@ -46,7 +59,8 @@ TEST_F(Elevated, SamplesForTheUserWithTheUsersRightsAlone) {
     const std::string own = program.native() + " hidden ";
     const auto shown = test_support::readFile("/proc/" + std::to_string(target.id()) + "/cmdline");
     ASSERT_TRUE(shown.startsWith(own.c_str()) && shown.contains('=')) << shown.toStdString();
-    refuses(target.id(), refusal(target.id(), "cannot be traced: Operation not permitted"), {.user = user});
+    refuses(target.id(), refusal(target.id(), "cannot be traced: Operation not permitted"), {.user = user},
+            platform::Script::missingRights);
 
     Sampler sampler(target.id(), report,
                     {.milliseconds = 60'000, .askingUser = asked.askingUser, .beforeStart = [] {
@@ -79,6 +93,59 @@ TEST_F(Elevated, SamplesForTheUserWithTheUsersRightsAlone) {
     const std::string text = test_support::readFile(report).toStdString();
     EXPECT_GT(samplesOf(text, "sample::sleepForever()"), 0) << text;
     EXPECT_EQ(lineWith(text, "Command line: "), "Command line:     \"" + own + '"');
+}
+
+// Whatever else the user runs may hold what is not for the sampler to show.
+TEST_F(Elevated, TakesOnlyMainProgramsOfTheProductsBundles) {
+    const std::string notTheProduct = "is not the main program of the product";
+    const fs::path helper = program.parent_path() / "Helper";
+    fs::copy_file(program, helper);
+    give(helper);
+    const fs::path alone = folder.path() / "alone";
+    fs::copy_file(program, alone);
+    give(alone);
+    for (const fs::path &path :
+         {helper, alone, makeProduct(folder.path() / "Other.app", "com.brennic.LumadocPEx")}) {
+        const SampledProgram target("sleep", {.program = path, .user = user});
+        refuses(target.id(), refusal(target.id(), notTheProduct));
+        EXPECT_FALSE(isTraced(target.id()));
+        // The user may sample it without rights.
+        Sampler(target.id(), report, {.milliseconds = 100, .user = user}).endsWith(EXIT_SUCCESS);
+        fs::remove(report);
+    }
+    const fs::path free = makeProduct(folder.path() / "Pellix.app", "com.brennic.Pelx");
+    const SampledProgram replaced("sleep", {.program = free, .user = user});
+    fs::remove(free);
+    Sampler(replaced.id(), report, asked).endsWith(EXIT_SUCCESS);
+}
+
+// Meanwhile it may have become another program.
+TEST(Target, IsIdentifiedOnceItIsHeld) {
+    const ScratchFolder folder;
+    const fs::path go = folder.path() / "go";
+    const ProgramRun run(
+        {.program = "/bin/sh",
+         .arguments = {"-c", "while [ ! -e \"$0\" ]; do sleep 0.01; done; exec sleep 1000", go}});
+    spindump::Target target(run.processId(), spindump::askingUser());
+    test_support::writeFile(go, "");
+    ASSERT_TRUE(waitUntil([&] { return statusOf(run.processId(), "Name") == "sleep"; }));
+    target.identify();
+    EXPECT_TRUE(target.executable.endsWith("/sleep")) << target.executable.toStdString();
+    EXPECT_EQ(target.commandLine, QByteArray("sleep\0"
+                                             "1000\0",
+                                             11));
+}
+
+// What the target shapes can hang whoever reads it.
+TEST_F(Elevated, RefusesToRunWithoutItsTimeGuard) {
+    const SampledProgram target("sleep", {.program = program, .user = user});
+    auto unguarded = asked;
+    unguarded.beforeStart = [] {
+        const struct rlimit none { 0, 0 };
+        ::setrlimit(RLIMIT_SIGPENDING, &none);
+    };
+    refuses(target.id(), "spindump: no timer: Resource temporarily unavailable\n", unguarded);
+    EXPECT_FALSE(isTraced(target.id()));
 }
 
 // Not for root either: this program is for one's own processes.

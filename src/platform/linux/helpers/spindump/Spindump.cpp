@@ -96,9 +96,9 @@ QByteArray sampled(const Arguments &arguments, const AskingUser &asking, const L
     Target target(arguments.processId, asking);
     Tracer tracer(target.processId, target.threads.get(), limits.stall);
     tracer.attach();
-    // Until it is held, the process can become another program's.
-    target.requireAllowed();
+    target.identify();
     dropPrivileges(asking);
+    target.requireProduct();
     requirePlace(arguments.outputPath, asking);
     limitResources();
     const std::time_t date = std::time(nullptr);

@@ -1,8 +1,10 @@
 #include "Target.h"
 
 #include "Text.h"
+#include "platform/Bundle.h"
 #include "platform/posix/FileSystem.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -96,11 +98,14 @@ QByteArray processNamed(pid_t processId) {
 Target::Target(pid_t id, const AskingUser &user)
     : processId(id)
     , asking(user)
-    , folder(openIn(AT_FDCWD, "/proc/" + std::to_string(id), O_RDONLY | O_DIRECTORY)) {
+    , folder(openIn(AT_FDCWD, "/proc/" + std::to_string(id), O_RDONLY | O_DIRECTORY))
+    , threads(openIn(folder.get(), "task", O_RDONLY | O_DIRECTORY)) {
     if (!folder)
         throw Failure("there is no " + processNamed(id));
     requireAllowed();
-    threads = openIn(folder.get(), "task", O_RDONLY | O_DIRECTORY);
+}
+
+void Target::identify() {
     memory = openIn(folder.get(), "mem", O_RDONLY);
     mappings = openIn(folder.get(), "maps", O_RDONLY);
     root = openIn(folder.get(), "root", O_PATH | O_DIRECTORY);
@@ -109,7 +114,8 @@ Target::Target(pid_t id, const AskingUser &user)
     executable = linkIn(folder.get(), "exe");
     commandLine = commandLineIn(folder.get());
     io = contentIn(folder.get(), "io");
-    openFiles = entriesIn("/proc/" + std::to_string(id) + "/fd");
+    openFiles = entriesIn("/proc/" + std::to_string(processId) + "/fd");
+    requireAllowed();
 }
 
 void Target::requireAllowed() const {
@@ -124,6 +130,19 @@ void Target::requireAllowed() const {
         throw Failure(processNamed(processId) + " belongs to another user");
     if (asking.elevated && asking.user != 0 && hasFurtherRights(latest))
         throw Failure(processNamed(processId) + " has rights that its user has not");
+}
+
+void Target::requireProduct() const {
+    if (!asking.elevated)
+        return;
+    // The kernel's mark for a file that an update has replaced.
+    const QByteArray replaced = " (deleted)";
+    const std::filesystem::path program =
+        executable.chopped(executable.endsWith(replaced) ? replaced.size() : 0).toStdString();
+    const auto bundle = platform::Bundle::around(program);
+    if (!bundle || bundle->executable() != program ||
+        !std::ranges::count(platform::productBundleIdentifiers, bundle->identifier()))
+        throw Failure(processNamed(processId) + " is not the main program of the product");
 }
 
 platform::FileDescriptor openIn(int folder, const std::string &name, int flags) {

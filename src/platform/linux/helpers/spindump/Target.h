@@ -2,7 +2,8 @@
 // in the files of its folder under /proc.
 //
 // That folder is held open, so that a later process with the same id is never read in its place. What needs
-// rights is opened, and read but not interpreted, before they are dropped.
+// rights is opened, and read but not interpreted, before they are dropped, and after the process is held: one
+// that begins to run another program then waits until the sampler has seen it.
 #pragma once
 
 #include "platform/posix/FileDescriptor.h"
@@ -35,17 +36,23 @@ struct Target {
     /// Throws Failure when there is no such process, or when it is not allowed, see `requireAllowed`.
     Target(pid_t processId, const AskingUser &asking);
 
+    /// Opens and reads all that follows the threads' folder. Throws as `requireAllowed`. The process is held.
+    void identify();
+
     /// Throws Failure unless it still runs, is one whole process and the asking user's, and, when this
     /// process has rights that the user has not, has none of its own: capabilities, another group. Otherwise
     /// the system decides that. A program that is started with more rights keeps its process id.
     void requireAllowed() const;
 
+    /// When elevated, throws Failure unless it is the main program of one of the product's bundles. Their
+    /// files are the user's to write: without rights.
+    void requireProduct() const;
+
     const pid_t processId;
     const AskingUser asking;
     const platform::FileDescriptor folder;
-    /// The threads' folder, the memory, the list of mappings, the root folder; closed when they could not be
-    /// opened.
-    platform::FileDescriptor threads;
+    const platform::FileDescriptor threads;
+    /// The memory, the list of mappings, the root folder; closed when they could not be opened.
     platform::FileDescriptor memory;
     platform::FileDescriptor mappings;
     platform::FileDescriptor root;

@@ -2,6 +2,7 @@
 
 #include "Target.h"
 #include "Text.h"
+#include "platform/ScriptRunner.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -33,6 +34,14 @@ int signalToPassOn(int status) {
 
 bool request(enum __ptrace_request what, pid_t thread, long data = 0) {
     return ::ptrace(what, thread, nullptr, data) == 0;
+}
+
+// More rights are of use unless another program traces it.
+Failure notTraced(pid_t process, int reason) {
+    const QByteArray status = contentIn(AT_FDCWD, "/proc/" + std::to_string(process) + "/status");
+    const bool lacksRights = reason == EPERM && statusField(status, "TracerPid") == "0";
+    return Failure(processNamed(process) + " cannot be traced: " + std::strerror(reason),
+                   lacksRights ? platform::Script::missingRights : EXIT_FAILURE);
 }
 
 sigset_t awaitedSignals() {
@@ -83,7 +92,7 @@ bool Tracer::seizeNewThreads() {
         const bool isNeeded = thread == m_process || m_threads.empty();
         if (!request(PTRACE_SEIZE, thread, PTRACE_O_TRACECLONE | PTRACE_O_TRACEEXEC)) {
             if (errno != ESRCH && isNeeded)
-                throw Failure(processNamed(m_process) + " cannot be traced: " + std::strerror(errno));
+                throw notTraced(m_process, errno);
             continue;
         }
         // The id may have become another's since it was listed; from now on it cannot. A thread that is not
@@ -114,7 +123,8 @@ void Tracer::renewGuard() {
     const struct itimerspec time {
         {0, 0}, { m_stall.count(), 0 }
     };
-    ::timer_settime(m_guard, 0, &time, nullptr);
+    if (::timer_settime(m_guard, 0, &time, nullptr) != 0)
+        throw Failure(QByteArray("no timer: ") + std::strerror(errno));
 }
 
 void Tracer::wait(Clock::time_point until, Listener &listener) {
