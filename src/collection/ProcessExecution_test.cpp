@@ -233,6 +233,23 @@ TEST_F(Capture, TakesProductLogsAndPutsTheLoggingBackLastWithTheFlagAlone) {
     EXPECT_TRUE(readFile(output / "PropertyList" / name).contains("EnableLumaLogging"));
 }
 
+TEST_F(Capture, RunsOnTheMainThreadWhereThereIsNoOther) {
+    if (!test_support::canEnter(test_support::enterNoThreads))
+        GTEST_SKIP() << "this user cannot run programs as somebody else";
+    writeFile(home.library() / "Application Support/Brennic/Lumadoc/Trunk/Lumadoc/LumaLog/a.log", "log");
+    test_support::giveToUserWithoutThreads(home.path());
+    ProcessExecution::labelTextBinding.reset();
+    EXPECT_EQ(test_support::statusInChild([] {
+                  test_support::enterNoThreads();
+                  bool isComplete = false;
+                  ProcessExecution::runTasksConcurrently(true, true, true, [&] { isComplete = true; });
+                  return test_support::runMainQueueUntil([&] { return isComplete; }, 60s) ? 0 : 1;
+              }),
+              0);
+    EXPECT_EQ(readFile(output / "LumaLog/a.log"), "log");
+    EXPECT_TRUE(fs::exists(output / "DetailedInfo.json"));
+}
+
 TEST_F(Capture, StopsInMidScriptAndFollowsItWithNothing) {
     makeCommand("spindump", "touch \"$0.ran\"; exec sleep 1000");
     makeCommand("system_profiler");

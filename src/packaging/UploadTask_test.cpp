@@ -1,6 +1,7 @@
 #include "packaging/UploadTask.h"
 
 #include "packaging/UploadFixture.h"
+#include "test_support/Isolation.h"
 #include "test_support/LoopbackListener.h"
 #include "test_support/ProgramRun.h"
 
@@ -19,6 +20,17 @@ using UploadTaskTest = UploadFixture;
 int runsOfRaces() {
     const char *const runs = std::getenv("LUMAMON_RACES");
     return runs == nullptr ? 5 : std::atoi(runs);
+}
+
+TEST_F(UploadTaskTest, FailsWhereNoThreadCanBeHad) {
+    if (!test_support::canEnter(test_support::enterNoThreads))
+        GTEST_SKIP() << "this user cannot run programs as somebody else";
+    test_support::giveToUserWithoutThreads(home.path());
+    EXPECT_EQ(test_support::statusInChild([this] {
+                  test_support::enterNoThreads();
+                  return code(upload()) == TransportErrorCode::unknown ? 0 : 1;
+              }),
+              0);
 }
 
 TEST_F(UploadTaskTest, SendsTheBodyByteForByteAndNoOtherHeaderThanTheType) {
