@@ -2,8 +2,6 @@
 // and the run ends as any that has lost that step.
 #include "tests/SilentRun.h"
 
-#include <sys/resource.h>
-
 namespace fs = std::filesystem;
 using namespace test_support;
 using testing::AnyOf;
@@ -24,16 +22,22 @@ class Limits : public SilentRun {
 protected:
     Limits() { install(); }
 
-    // Runs under a limit, as prlimit takes it. The run ends with a status, or has no archive and stays.
+    // The program under a limit, as prlimit takes it.
+    ProgramOptions under(const std::string &limit,
+                         const std::vector<std::string> &arguments = {"/silent"}) const {
+        auto options = program(arguments);
+        options.arguments.insert(options.arguments.begin(), {"--core=0", limit, options.program.native()});
+        options.program = "/usr/bin/prlimit";
+        return options;
+    }
+
+    // Runs under the limit. The run ends with a status, or has no archive and stays.
     // Whether it succeeds.
     bool succeedsUnder(const std::string &limit) const {
         SCOPED_TRACE(limit);
         fs::remove_all(root());
         fs::remove_all(home.caches());
-        auto options = program();
-        options.arguments.insert(options.arguments.begin(), {"--core=0", limit, options.program.native()});
-        options.program = "/usr/bin/prlimit";
-        ProgramRun running(options);
+        ProgramRun running(under(limit));
         const auto hasNoArchive = [this] {
             return (log() + log(firstLogFile())).find("unable to copy compressed file.") != std::string::npos;
         };
@@ -89,18 +93,18 @@ TEST_F(Limits, WithFilesThatMayNotGrow) {
     EXPECT_TRUE(succeedsUnder("--fsize=1000000")) << log();
 }
 
-TEST_F(Limits, AWindowWithoutThreadsOrDescriptorsSaysSo) {
-    const std::string message =
-        "Brennic_Lumadoc_Diagnostics: the window cannot be opened: too few threads or files are left\n";
-    auto options = program({});
-    options.beforeStart = [] {
-        const struct rlimit few { 12, 12 };
-        ::setrlimit(RLIMIT_NOFILE, &few);
+TEST_F(Limits, AWindowWithoutThreadsDescriptorsOrMemorySaysSo) {
+    const auto expectRefused = [this](const ProgramOptions &options) {
+        expectEnd(options, 1, "",
+                  "Brennic_Lumadoc_Diagnostics: the window cannot be opened: too few threads or files or too "
+                  "little memory is left\n");
     };
-    expectEnd(options, 1, "", message);
+    expectRefused(under("--nofile=12", {}));
     if (isSanitized || !canEnter(enterNoThreads))
         GTEST_SKIP() << "the sanitizer needs a thread, or this user cannot run programs as somebody else";
+    expectRefused(under("--as=400000000", {}));
     giveToUserWithoutThreads(home.path());
+    auto options = program({});
     options.beforeStart = enterNoThreads;
-    expectEnd(options, 1, "", message);
+    expectRefused(options);
 }

@@ -26,11 +26,13 @@ using namespace std::chrono_literals;
 
 // The bundle's module that holds the window. Its front end stays for the life of the process.
 WindowFrontEnd *loadWindow() {
-    // The window's toolkit waits for ever for a thread that was not started, and aborts for want of a file.
+    // The window's toolkit waits for ever for a thread that was not started, and crashes for want of a file
+    // or of memory. It uses half of these threads, and nearly all of the rest.
     constexpr int threads = 8;
     constexpr int descriptors = 16;
-    if (!platform::hasRoomFor(threads, descriptors))
-        platform::fatal("the window cannot be opened: too few threads or files are left");
+    constexpr std::size_t addressBytes = std::size_t{512} << 20;
+    if (!platform::hasRoomFor(threads, descriptors, addressBytes))
+        platform::fatal("the window cannot be opened: too few threads or files or too little memory is left");
     const auto &bundle = platform::Bundle::main();
     const auto module = bundle ? bundle->path() / "Contents/PlugIns/libWindow.so" : std::filesystem::path();
     QPluginLoader loader(platform::displayText(module));

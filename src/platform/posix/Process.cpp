@@ -13,6 +13,7 @@
 #include <fcntl.h>
 #include <mutex>
 #include <new>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -102,7 +103,11 @@ std::thread startThread(const char *name, std::function<void()> work) {
     }
 }
 
-bool hasRoomFor(int threads, int descriptors) {
+bool hasRoomFor(int threads, int descriptors, std::size_t addressBytes) {
+    void *const addresses = ::mmap(nullptr, addressBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (addresses == MAP_FAILED)
+        return false;
+    ::munmap(addresses, addressBytes);
     std::vector<FileDescriptor> files;
     std::vector<std::thread> waiting;
     std::mutex end;

@@ -20,9 +20,8 @@ void prepareProcess();
 /// system has none to give: `work` then never runs, and the caller does without. Any thread.
 std::thread startThread(const char *name, std::function<void()> work);
 
-/// Whether the system has so many more threads and descriptors to give, all at once, at this moment. Any
-/// thread.
-bool hasRoomFor(int threads, int descriptors);
+/// Whether the system has so many more threads, descriptors and addresses to give at this moment. Any thread.
+bool hasRoomFor(int threads, int descriptors, std::size_t addressBytes);
 
 /// Ends the process with `status` after `time`, wherever it is; before that it adds `line` to the end of
 /// `file` when there is such a file. For want of a thread that could do so: needs no further thread, and
