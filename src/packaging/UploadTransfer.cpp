@@ -223,7 +223,9 @@ std::size_t UploadTransfer::onHead(const char *bytes, std::size_t size, std::siz
 
 void UploadTransfer::readHeadLine(std::string_view line) {
     noteAnswer();
-    if (line.starts_with("HTTP/")) {
+    if (line.size() > 5 && qstrnicmp(line.data(), "HTTP/", 5) == 0) {
+        // libcurl takes a line in small letters, or without a version, for a 200.
+        m_exchange.hasStatus = line.starts_with("HTTP/") && line[5] >= '0' && line[5] <= '9';
         m_exchange.isInterim = line.substr(line.find(' ') + 1).starts_with('1');
         m_exchange.headIsWhole = false;
         noteMove();
@@ -232,7 +234,7 @@ void UploadTransfer::readHeadLine(std::string_view line) {
     // What follows the empty line are trailers.
     if (line != "\r\n" && line != "\n")
         return;
-    m_exchange.headIsWhole = true;
+    m_exchange.headIsWhole = m_exchange.hasStatus;
     // Interim answers change no clock: a server may send them for ever.
     if (m_exchange.isInterim) {
         m_exchange.answerBegan.reset();
@@ -341,7 +343,7 @@ std::optional<UploadError> UploadTransfer::redirectError() const {
 
 std::optional<int> UploadTransfer::statusCode() const {
     const auto code = get<long>(CURLINFO_RESPONSE_CODE);
-    return code >= 200 ? std::optional(static_cast<int>(code)) : std::nullopt;
+    return m_exchange.hasStatus && code >= 200 ? std::optional(static_cast<int>(code)) : std::nullopt;
 }
 
 // Whether neither the service nor a proxy has answered yet.

@@ -27,6 +27,7 @@ private:
     // What is known of one request and its answer; a redirect and another proxy begin with a new one.
     struct Exchange {
         bool isConnected = false;
+        bool hasStatus = false;
         bool isInterim = false;
         bool headIsWhole = false;
         qsizetype headBytes = 0;
