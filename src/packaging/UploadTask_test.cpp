@@ -140,7 +140,8 @@ TEST_F(UploadTaskTest, BelievesA200OnlyAfterTheWholeBodyAndWithItsWholeHead) {
               {.idle = 1s});
     for (const char *head : {"HTTP/1.1 200 OK\r\n", "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n"})
         expectEnd({.rawAnswer = head, .closesInOrder = true}, 200, connectionLost);
-    for (const char *none : {"HTTP/x\r\n\r\n", "HTTP/-1.1 404 Not Found\r\n\r\n", "HTTP/ 1.1 200 OK\r\n\r\n"})
+    for (const char *none : {"HTTP/x\r\n\r\n", "HTTP/-1.1 404 Not Found\r\n\r\n", "HTTP/ 1.1 200 OK\r\n\r\n",
+                             "HTTP/1.1 102 P\r\n\r\nhttp/1.1 404 Not Found\r\n\r\n"})
         expectEnd({.rawAnswer = none, .closesInOrder = true}, {}, connectionLost);
     expectEnd({.rawAnswer = "HTTP/1.1 200 OK\r\n\r\n", .closesInOrder = true}, 200, 0);
     expectEnd({.rawAnswer = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n0\r\nX-Sum: 1\r\n\r\n",
