@@ -356,7 +356,7 @@ std::optional<QByteArray> binarySpelling(Kind kind, const QByteArray &xml) {
         return data ? std::optional(marker(0x4, quint64(data.decoded.size())) + data.decoded) : std::nullopt;
     }
     case Kind::text:
-        return textObject(QString::fromUtf8(xml));
+        return textObject(exactText(xml));
     default:
         return std::nullopt;
     }

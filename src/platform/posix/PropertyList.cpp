@@ -2,6 +2,7 @@
 
 #include "platform/posix/FileSystem.h"
 
+#include <QStringDecoder>
 #include <algorithm>
 #include <system_error>
 #include <utility>
@@ -58,7 +59,7 @@ bool PropertyList::isEmptyArray() const {
 
 std::optional<QString> PropertyList::text() const {
     const auto text = m_kind == Kind::text ? spelling(PropertyListFormat::xml) : std::nullopt;
-    return text ? std::optional(QString::fromUtf8(*text)) : std::nullopt;
+    return text ? std::optional(exactText(*text)) : std::nullopt;
 }
 
 std::optional<bool> PropertyList::flag() const {
@@ -133,6 +134,10 @@ QByteArray PropertyList::serialized(PropertyListFormat format) const {
     const QByteArray bytes =
         format == PropertyListFormat::binary ? writeBinaryPropertyList(*this) : writeXmlPropertyList(*this);
     return static_cast<std::size_t>(bytes.size()) < limitBytes ? bytes : QByteArray();
+}
+
+QString exactText(const QByteArray &utf8) {
+    return QStringDecoder(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom)(utf8);
 }
 
 } // namespace platform

@@ -93,5 +93,7 @@ QByteArray writeXmlPropertyList(const PropertyList &list);
 QByteArray writeBinaryPropertyList(const PropertyList &list);
 std::optional<QByteArray> binarySpelling(PropertyList::Kind kind, const QByteArray &xml);
 std::optional<QByteArray> xmlSpelling(PropertyList::Kind kind, const QByteArray &binary);
+/// `QString::fromUtf8`, but a byte-order mark at the beginning is a character of the text.
+QString exactText(const QByteArray &utf8);
 
 } // namespace platform

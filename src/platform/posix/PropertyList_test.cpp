@@ -24,6 +24,7 @@ TEST(PropertyListTest, ComparesTypesAndValuesAllTheWayDown) {
         <integer>10</integer> | <integer> +10 </integer> | <integer>0xA</integer>
         <real>10</real> | <real>10.0</real> | <real>1e1</real>
         <string>10</string> | <string>&#49;<![CDATA[0]]></string>
+        <string>&#xFEFF;10</string>
         <true/> | <true></true>
         <false/>
         <integer>-1</integer> | <integer>-0x1</integer>

@@ -166,7 +166,7 @@ private:
         if (!m_isValid)
             return;
         if (list.kind() < Kind::array)
-            return element(name, QString::fromUtf8(*spelling));
+            return element(name, exactText(*spelling));
         m_writer.writeStartElement(name);
         for (const auto &[key, value] : list.entries()) {
             if (list.isDictionary())
