@@ -85,12 +85,13 @@ struct Record {
 };
 
 // None when the file is no record of this program: damaged, too large, a link, or about a file that is none
-// of the product's preferences.
-std::optional<Record> readRecord(const fs::path &file) {
+// of the product's preferences; and with an error when it cannot be read now.
+std::optional<Record> readRecord(const fs::path &file, std::error_code &error) {
     static constexpr std::size_t limitBytes = std::size_t{1} << 20;
-    std::error_code error;
     const bool isFile = fs::is_regular_file(fs::symlink_status(file, error));
     const auto bytes = isFile ? platform::readFile(file, limitBytes, error) : std::nullopt;
+    if (error == std::errc::file_too_large)
+        error.clear();
     const auto root = bytes ? PropertyList::parse(*bytes) : std::nullopt;
     const auto value = [&](const char *key) { return root ? root->value(key) : nullptr; };
     const PropertyList *name = value(recordFileKey);
@@ -249,7 +250,12 @@ void RestoreAfterInterruptedRun() {
     std::error_code error;
     if (!userLibraryPrefURL || !place || !fs::exists(fs::symlink_status(*place, error)))
         return;
-    const auto record = readRecord(*place);
+    const auto record = readRecord(*place, error);
+    if (error) {
+        Logger::logError(QStringLiteral("Interrupted run: its record cannot be read: ") +
+                         platform::description(error));
+        return;
+    }
     if (!record) {
         removeRecord();
         Logger::logWarning(QStringLiteral("Interrupted run: its record cannot be used and is removed."));

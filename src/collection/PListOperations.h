@@ -40,7 +40,7 @@ void RevertLumaLogPList(bool isLumaloggingEnabled);
 
 /// Removes what a run that did not get to put the switch back has left in the preference file, unless the
 /// product has changed it since. Logs one line that says what was done, and none without a record of such a
-/// run. Main thread, once the workspace is there.
+/// run. A record that cannot be read now waits for the next start. Main thread, once the workspace is there.
 void RestoreAfterInterruptedRun();
 
 } // namespace PListOperations

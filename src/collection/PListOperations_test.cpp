@@ -1,10 +1,12 @@
 #include "collection/PListOperations.h"
 
 #include "discovery/RunState.h"
+#include "platform/posix/FileDescriptor.h"
 #include "test_support/Isolation.h"
 #include "test_support/LoggedTest.h"
 #include "test_support/PropertyLists.h"
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
 
@@ -346,6 +348,15 @@ TEST_F(InterruptedRun, WaitsForAFileThatCannotBeReadOrWrittenNow) {
         const auto readOnly = test_support::Mount::readOnly(*userLibraryPrefURL);
         expectWait();
     }
+    // Without a descriptor neither the record nor the log can be opened.
+    struct rlimit before {};
+    ::getrlimit(RLIMIT_NOFILE, &before);
+    const struct rlimit none = {rlim_t(platform::FileDescriptor(::dup(STDERR_FILENO)).get()),
+                                before.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &none);
+    RestoreAfterInterruptedRun();
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_TRUE(hasRecord());
     expectRestored(allPutBack, preferences("<dict/>"));
 }
 
