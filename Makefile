@@ -2,10 +2,11 @@
 MAKEFLAGS += --no-print-directory
 .DEFAULT_GOAL := help
 MODE ?= silent
+SECONDS ?= 60
 # More tests than cores at a time: many of them wait.
 JOBS ?= $(shell expr $$(nproc) + 2)
 
-.PHONY: help run build test bench lint format sanitize package screenshots clean
+.PHONY: help run build test faults fuzz bench lint format sanitize package screenshots clean
 
 help:
 	@echo "make run        build, then a silent run against a loopback support service; MODE=window opens the window"
@@ -14,6 +15,8 @@ help:
 	@echo "make bench      measure speed and memory"
 	@echo "make lint       formatting, layers, qmllint and clang-tidy;  make format corrects the formatting"
 	@echo "make sanitize   every test under the address, undefined-behaviour and thread sanitizers"
+	@echo "make faults     the silent run with each of its system calls failing once, all of them"
+	@echo "make fuzz       made-up input for every parser, SECONDS=60 each (libFuzzer)"
 	@echo "make screenshots  pictures of the window in every state, in build/screenshots"
 	@echo "make package    a Debian package in build/release"
 
@@ -31,6 +34,15 @@ test:
 sanitize:
 	@scripts/require-packages build test
 	@for preset in asan tsan; do scripts/sanitize $$preset $(JOBS) || exit 1; done
+
+faults:
+	@scripts/require-packages build test
+	@scripts/build release -DLUMAMON_TESTS=ON fault_test
+	@LUMAMON_ALL_FAULTS=1 build/release/UnitTests.app/Contents/Linux/fault_test
+
+fuzz:
+	@scripts/require-packages build fuzz
+	@scripts/fuzz $(SECONDS)
 
 bench:
 	@scripts/require-packages build test bench

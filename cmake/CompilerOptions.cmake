@@ -5,7 +5,7 @@ target_compile_options(lumamon_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor
   -Woverloaded-virtual -Wimplicit-fallthrough -Werror
   # Where sources are joined, the compiler takes a fixture in an unnamed namespace for one that others share.
-  $<$<BOOL:${CMAKE_UNITY_BUILD}>:-Wno-subobject-linkage>)
+  $<$<AND:$<BOOL:${CMAKE_UNITY_BUILD}>,$<CXX_COMPILER_ID:GNU>>:-Wno-subobject-linkage>)
 
 # Text from bytes is a decision each time: no silent conversion between QString and char.
 target_compile_definitions(lumamon_options INTERFACE
@@ -13,8 +13,9 @@ target_compile_definitions(lumamon_options INTERFACE
 
 if(LUMAMON_SANITIZERS)
   target_compile_options(lumamon_options INTERFACE
-    # Optimising takes the compiler three times as long here and the tests hardly less.
-    -fsanitize=${LUMAMON_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer -O0)
+    # Optimising takes the compiler three times as long here and the tests hardly less; fuzzing takes hours.
+    -fsanitize=${LUMAMON_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer
+    $<IF:$<BOOL:${LUMAMON_FUZZING}>,-O1,-O0>)
   target_link_options(lumamon_options INTERFACE -fsanitize=${LUMAMON_SANITIZERS})
   if(LUMAMON_SANITIZERS MATCHES "thread")
     # Qt's headers hold a fence that the thread sanitizer does not follow.
