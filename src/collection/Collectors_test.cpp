@@ -28,6 +28,29 @@ protected:
     fs::path out = home.path() / "out";
 };
 
+TEST_F(Collectors, FollowSourcesThatTheUserMadeLinks) {
+    const std::string preferences = "com.brennic.LumadocPE.plist";
+    const std::pair<std::string, std::string> links[] = {
+        {"Preferences/" + preferences, "PropertyList/" + preferences},
+        {"Logs/lumaKWDLog.txt", "LicensingLogs/lumaKWDLog.txt"},
+        {"Logs/Brennic/Lumadoc Updater QZ.log", "InstallLogs/Lumadoc Updater QZ.log"},
+        {"Application Support/Brennic/Lumadoc/Trunk/PellixMessages", "XelLogs/PellixMessages.lic"},
+    };
+    for (const auto &[source, copy] : links) {
+        makeSource("elsewhere/" + source);
+        fs::create_directories((library / source).parent_path());
+        fs::create_symlink(library / "elsewhere" / source, library / source);
+    }
+    LumadocInstalledInstance = {LumadocBundleIdentifier};
+    lumadocOrPellix = QStringLiteral("Pellix");
+    EXPECT_TRUE(GetPropertyList() && GetLicensingLogs() && GetInstallLogs());
+    GetXelLogs();
+    for (const auto &[source, copy] : links) {
+        EXPECT_FALSE(fs::is_symlink(out / copy)) << copy;
+        EXPECT_EQ(readFile(out / copy).toStdString(), "elsewhere/" + source);
+    }
+}
+
 // What is said of sources that are missing is tested with the whole capture.
 TEST_F(Collectors, TakeEachSourceToItsPlace) {
     EXPECT_EXIT(GetXelLogs(), testing::ExitedWithCode(1), "The edition is not known");

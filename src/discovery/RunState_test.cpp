@@ -12,12 +12,12 @@ using namespace UtilityFunctions;
 using test_support::writeFile;
 using testing::ElementsAre;
 
-class Workspace : public test_support::LoggedTest {
+class WorkspaceOfARun : public test_support::LoggedTest {
 protected:
     fs::path root = home.library() / "LumadocDiagnostics";
 };
 
-TEST_F(Workspace, IsATreeForTheUserAloneWithARunFolderNamedByTheLocalTimeAndALineForEachFolder) {
+TEST_F(WorkspaceOfARun, IsATreeForTheUserAloneWithARunFolderNamedByTheLocalTimeAndALineForEachFolder) {
     const test_support::ScopedEnvironment zone("TZ", "Asia/Tokyo");
     SetUserFilesFolder();
     EXPECT_FALSE(userFilesURL);
@@ -62,7 +62,7 @@ TEST_F(Workspace, IsATreeForTheUserAloneWithARunFolderNamedByTheLocalTimeAndALin
     EXPECT_TRUE(fs::exists(root / "Output/20200101000000"));
 }
 
-TEST_F(Workspace, TakesTheLogInWhenARunBegins) {
+TEST_F(WorkspaceOfARun, TakesTheLogInWhenARunBegins) {
     BeginRun();
     EXPECT_FALSE(fs::exists(log));
     EXPECT_EQ(lumamonLogFileURL, root / "System/LumadocDiagnosticsDebugOutput.log");
@@ -71,7 +71,7 @@ TEST_F(Workspace, TakesTheLogInWhenARunBegins) {
     EXPECT_TRUE(isOutputDirectoryCreated);
 }
 
-TEST_F(Workspace, MayBeMissingWhenARunBeginsAndThenKeepsTheLocations) {
+TEST_F(WorkspaceOfARun, MayBeMissingWhenARunBeginsAndThenKeepsTheLocations) {
     writeFile(root / "Output", "a file where the folder should be");
     BeginRun();
     EXPECT_THAT(said(), ElementsAre(testing::_, "ERROR: Failed to create the initial directories.",

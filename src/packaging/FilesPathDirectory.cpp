@@ -65,9 +65,11 @@ std::vector<Archive> copiesOf(const fs::path &archive, const fs::path &runFolder
 
 // Whether the file is an archive that is nowhere else: a smaller copy was cut short.
 bool isOnlyArchive(const fs::path &file, const fs::path &runFolders) {
+    if (!isFinishedArchive(file.filename()))
+        return false;
     std::error_code error;
     const auto attributes = platform::fileAttributes(file, error);
-    return isFinishedArchive(file.filename()) && attributes &&
+    return attributes && attributes->kind == FileKind::regular &&
            std::ranges::none_of(copiesOf(file, runFolders),
                                 [&](const Archive &copy) { return copy.sizeBytes >= attributes->sizeBytes; });
 }
@@ -99,7 +101,7 @@ void removeFilesFromDirectoryRecursively(const fs::path &atPath, const QStringLi
     if (!top)
         return report({});
     platform::FolderWalk walk(std::move(top));
-    for (bool goesOn = true; goesOn;) {
+    for (;;) {
         const auto entry = walk.next(error);
         if (entry && entry->kind == FileKind::folder) {
             if (!walk.enter(error))
@@ -110,8 +112,12 @@ void removeFilesFromDirectoryRecursively(const fs::path &atPath, const QStringLi
             prune(walk.folder(), entry->name, allowedExtensions, error);
         if (error)
             report(walk.path());
-        if (!entry || error)
-            goesOn = walk.depth() > 0 && walk.leave(error);
+        if (entry && !error)
+            continue;
+        if (walk.depth() == 0)
+            return;
+        if (!walk.leave(error))
+            return report(walk.path());
     }
 }
 

@@ -84,4 +84,40 @@ TEST_F(AccountTest, LooksForApplicationsInItsOwnFoldersAndThenTheMachines) {
                 ElementsAre("/data/applications", "/one/applications", "/thr\xff/applications"));
 }
 
+void knowsRootInAnotherHome() {
+    const test_support::ScratchFolder place;
+    const fs::path own = place.path() / "own";
+    const fs::path another = place.path() / "another";
+    for (const fs::path &folder : {own, another})
+        fs::create_directory(folder);
+    ASSERT_EQ(::chown(another.c_str(), 65534, 65534), 0);
+    fs::create_symlink(another, own / "link");
+    const struct {
+        fs::path home;
+        std::optional<std::string> data;
+        std::optional<std::string> caches;
+        bool isAnothers;
+    } cases[] = {{own, {}, {}, false},
+                 {own / "missing", {}, {}, false},
+                 {"/missing", {}, {}, false},
+                 {another, {}, {}, true},
+                 {another / "missing", {}, {}, true},
+                 {own / "link", {}, {}, true},
+                 {own, another / "data", {}, true},
+                 {own, {}, another / "caches", true}};
+    for (const auto &[home, data, caches, isAnothers] : cases) {
+        const ScopedEnvironment homeVariable("HOME", home);
+        const ScopedEnvironment dataVariable("XDG_DATA_HOME", data);
+        const ScopedEnvironment cachesVariable("XDG_CACHE_HOME", caches);
+        EXPECT_EQ(platform::isRootInAnotherHome(), isAnothers)
+            << home << data.value_or("") << caches.value_or("");
+    }
+    ASSERT_EQ(::seteuid(65534), 0);
+    const ScopedEnvironment home("HOME", own);
+    EXPECT_FALSE(platform::isRootInAnotherHome());
+    ASSERT_EQ(::seteuid(0), 0);
+}
+const bool rootTested = test_support::registerTestIf(::geteuid() == 0, "AccountAsRoot",
+                                                     "KnowsRootInAnotherHome", knowsRootInAnotherHome);
+
 } // namespace

@@ -272,7 +272,8 @@ TreeCopy copyTree(const fs::path &source, const FileDescriptor &folder, const st
         copyRegularFile(AT_FDCWD, source, folder.get(), name, result.error);
         break;
     case FileKind::folder: {
-        FileDescriptor to, from;
+        FileDescriptor to;
+        FileDescriptor from;
         if (makeNewFolder(folder, name, result.error))
             to = openFolder(folder, name, result.error);
         if (to)
