@@ -1,5 +1,6 @@
 #include "platform/posix/FileSystem.h"
 
+#include <QByteArrayList>
 #include <algorithm>
 #include <cstdlib>
 #include <fcntl.h>
