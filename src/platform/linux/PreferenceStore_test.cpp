@@ -114,26 +114,26 @@ void setAttribute(const fs::path &file, const char *name, const QByteArray &valu
         << name << ": " << std::strerror(errno);
 }
 
-// An access list in the system's form, by which the user of this number may read: a version, then tags,
-// rights and numbers.
-QByteArray accessListFor(char user) {
-    const std::string list{"\2\0\0\0"
+// An access list in the system's form, which names root with these rights: a version, then tags, rights and
+// numbers.
+QByteArray accessList(char rights) {
+    const std::string list("\2\0\0\0"
                            "\1\0\6\0\xff\xff\xff\xff"
-                           "\2\0\4\0U\0\0\0"
+                           "\2\0R\0\0\0\0\0"
                            "\4\0\4\0\xff\xff\xff\xff"
                            "\20\0\4\0\xff\xff\xff\xff"
                            "\40\0\0\0\xff\xff\xff\xff",
-                           44};
-    return QByteArray::fromStdString(list).replace('U', user);
+                           44);
+    return QByteArray::fromStdString(list).replace('R', rights);
 }
 
 TEST_F(PreferenceStoreTest, KeepsAccessListsAndExtendedAttributes) {
     // What the folder gives new files is none of this one's.
-    setAttribute(folder, "system.posix_acl_default", accessListFor(7));
+    setAttribute(folder, "system.posix_acl_default", accessList(6));
     const auto none = attributesOf(file);
     EXPECT_EQ(setTrunk(), PreferenceChange::written);
     EXPECT_EQ(attributesOf(file), none);
-    setAttribute(file, "system.posix_acl_access", accessListFor(8));
+    setAttribute(file, "system.posix_acl_access", accessList(4));
     setAttribute(file, "user.empty", "");
     setAttribute(file, "user.note", QByteArray("a\0b", 3));
     const auto before = attributesOf(file);
