@@ -1,6 +1,7 @@
 #include "discovery/DetailedInfo.h"
 
 #include "discovery/RunState.h"
+#include "discovery/Workspace.h"
 #include "logging/Logging.h"
 #include "platform/Account.h"
 #include "platform/Network.h"
@@ -78,13 +79,14 @@ void saveDetailedInfo() {
 }
 
 // The empty file comes first, so that the log tells a place where no file can be made from a file that cannot
-// be written.
+// be written. A place behind a link in the workspace is one where none can be made.
 void CreateFile(const std::optional<std::filesystem::path> &fileURL, const QString &fileContent) {
     if (!fileURL || fileContent.isEmpty())
         return;
     using platform::Replacement;
     std::error_code error;
-    if (!platform::writeFileAtomically(*fileURL, {}, Replacement::privateFile, error)) {
+    if (!Workspace::open(fileURL->parent_path(), error) ||
+        !platform::writeFileAtomically(*fileURL, {}, Replacement::privateFile, error)) {
         Logger::logError(QStringLiteral("Failed to create the file."));
         return;
     }

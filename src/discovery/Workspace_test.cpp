@@ -1,5 +1,6 @@
 #include "discovery/Workspace.h"
 
+#include "discovery/DetailedInfo.h"
 #include "discovery/RunState.h"
 #include "test_support/LoggedTest.h"
 
@@ -58,6 +59,13 @@ TEST_F(WorkspaceFolder, IsMadeInThePlaceOfALinkWithOneLine) {
     writeFile(root / "file", "in the way");
     EXPECT_FALSE(Workspace::make(root / "file/below", error));
     EXPECT_EQ(error, std::errc::not_a_directory);
+}
+
+TEST_F(WorkspaceFolder, GetsNoFileThroughALink) {
+    fs::create_symlink(outside, root / "link");
+    UtilityFunctions::CreateFile(root / "link/precious", QStringLiteral("new"));
+    EXPECT_THAT(said(), ElementsAre("ERROR: Failed to create the file."));
+    expectOutsideUntouched();
 }
 
 TEST_F(WorkspaceFolder, ThatIsMissingHoldsNothingToRemove) {
