@@ -22,8 +22,8 @@ std::vector<std::filesystem::path> userLibraryFolders();
 /// The user's folders for data that can be made again; empty when the user has no home folder.
 std::vector<std::filesystem::path> userCachesFolders();
 
-/// Whether this is root in the home folder of somebody else, as with `sudo -E`: a folder that is used here, or
-/// the one that it would be made in, has another owner.
+/// Whether this is root in the home folder of somebody else, as with `sudo -E`: a folder that is used here,
+/// or the one that it would be made in, has another owner.
 bool isRootInAnotherHome();
 
 /// The value of an environment variable when it is an absolute path.
