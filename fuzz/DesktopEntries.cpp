@@ -3,13 +3,14 @@
 #include "platform/linux/DesktopEntry.h"
 
 void tryInput(const QByteArray &bytes) {
-    const auto entry = platform::parseDesktopEntry(bytes);
-    if (!entry)
-        return;
-    qsizetype length = entry->type.size() + entry->name.size() + entry->tryExec.size() +
-                       entry->flatpak.size() + entry->snap.size();
-    for (const QByteArray &argument : entry->command)
-        length += argument.size();
+    const platform::DesktopEntry entry = platform::parseDesktopEntry(bytes);
+    qsizetype length = 0;
+    for (auto key = entry.keyBegin(); key != entry.keyEnd(); ++key)
+        length += key->size() + entry.value(*key).size();
     require(length <= bytes.size(), "no text comes from elsewhere");
-    require(bytes.contains("[Desktop Entry]"), "there is no entry without its group");
+    require(entry.isEmpty() || bytes.contains("[Desktop Entry]"), "there is no entry without its group");
+    qsizetype commandLength = 0;
+    for (const QByteArray &argument : platform::commandOf(entry))
+        commandLength += argument.size();
+    require(commandLength <= entry.value("Exec").size(), "no argument comes from elsewhere");
 }

@@ -69,7 +69,7 @@ const std::vector<Calls> table = {
     {{CALL(bind), CALL(getsockname), CALL(getpeername), CALL(getsockopt), CALL(setsockopt)}, 0, -1, {ENOMEM}},
     {{CALL(lseek), CALL(ioctl)}, 0, -1, {EIO}},
     {{CALL(flock)}, 0, -1, {EINTR, ENOMEM}},
-    {{CALL(fcntl), CALL(dup)}, 0, -1, {EMFILE, ENOMEM}},
+    {{CALL(fcntl), CALL(dup)}, 0, -1, {EMFILE}},
     {{CALL(close)}, 0, -1, {EIO, EINTR}},
     // Sockets are only made here, and waited for.
     {{CALL(socket), CALL(socketpair)}, -1, -1, {EMFILE, ENOMEM}},
@@ -178,6 +178,9 @@ private:
     std::string objectOf(const Calls &calls, pid_t thread, const struct __ptrace_syscall_info &info) const {
         if (calls.descriptor < 0 && calls.path < 0)
             return "socket";
+        // On an open descriptor nothing but a copy can fail.
+        if (info.entry.nr == SYS_fcntl && info.entry.args[1] != F_DUPFD_CLOEXEC)
+            return {};
         const auto argument = [&](int index) { return info.entry.args[static_cast<std::size_t>(index)]; };
         const int descriptor = calls.descriptor < 0 ? AT_FDCWD : static_cast<int>(argument(calls.descriptor));
         std::string object = calls.path < 0 ? std::string() : textAt(thread, argument(calls.path));
