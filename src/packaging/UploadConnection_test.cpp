@@ -73,6 +73,12 @@ TEST_F(UploadConnection, TakesCertificatesFromTheFilesThatOpensslWouldTakeThemFr
         const ScopedEnvironment folders("SSL_CERT_DIR", folder);
         EXPECT_EQ(upload().statusCode, 200) << certificateFile << ' ' << folder;
     }
+    REQUIRE_OWN_NAMESPACES();
+    // Empty ones are as good as none.
+    const auto system = test_support::Mount::over(hashed, X509_get_default_cert_dir());
+    const ScopedEnvironment noFile("SSL_CERT_FILE", "");
+    const ScopedEnvironment noFolders("SSL_CERT_DIR", "");
+    EXPECT_EQ(upload().statusCode, 200);
 }
 
 TEST_F(UploadConnection, SaysThatItWasTheProxy) {
