@@ -247,7 +247,7 @@ std::size_t UploadTransfer::onData(const char *bytes, std::size_t size, std::siz
     QByteArray &answer = transfer.m_exchange.answer;
     // One byte more than is kept tells that there is more, and where its last character ends.
     const auto room = transfer.m_limits.answerBytes + 1 - answer.size();
-    const auto arrived = static_cast<qsizetype>(size * count);
+    const auto arrived = static_cast<qsizetype>(size) * static_cast<qsizetype>(count);
     answer.append(bytes, std::min(arrived, room));
     return arrived < room ? size * count : 0;
 }
