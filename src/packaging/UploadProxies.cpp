@@ -36,11 +36,15 @@ std::optional<QByteArray> addressBits(int family, const QByteArray &text) {
 // Whether the network, or single address, holds the address.
 bool holdsAddress(const QByteArray &network, const QByteArray &address) {
     const qsizetype slash = network.indexOf('/');
+    bool isNumber = false;
+    const int prefixBits = network.mid(slash + 1).toInt(&isNumber);
+    if (slash >= 0 && (!isNumber || prefixBits < 0))
+        return false;
     for (const int family : {AF_INET, AF_INET6}) {
         const auto wanted = addressBits(family, slash < 0 ? network : network.left(slash));
         const auto bits = addressBits(family, address);
         if (wanted && bits)
-            return bits->startsWith(slash < 0 ? *wanted : wanted->left(network.mid(slash + 1).toInt()));
+            return bits->startsWith(slash < 0 ? *wanted : wanted->left(prefixBits));
     }
     return false;
 }

@@ -63,6 +63,7 @@ TEST_F(UploadProxies, AreNotForTheHostsThatTheEnvironmentExcepts) {
         {"10.1.2.3:443", four, false},
         {"10.0.0.0/8", four, true},
         {"10.1.2.128/25", four, false},
+        {"10.0.0.0/x", four, false},
         {"2001:db8::5", six, true},
         {"2001:DB8:0::5", six, true},
         {"[2001:db8::5]:8443", six, true},
