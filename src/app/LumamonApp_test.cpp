@@ -74,13 +74,18 @@ protected:
     fs::path file = home.library() / "Preferences/com.brennic.LumadocPE.plist";
 };
 
-TEST_F(Ending, ComesEvenWhenAnEarlierStepHangs) {
-    EXPECT_EQ(statusOfEnd([this] {
-                  writeFile(home.path() / "ending", "");
-                  LumamonApp::limitTheEnd(7);
-                  std::this_thread::sleep_for(std::chrono::seconds(30));
-              }),
-              7);
+TEST_F(Ending, ComesEvenWhenAnEarlierStepHangsAndWithoutAThread) {
+    for (const bool hasThreads : {true, !test_support::canEnter(test_support::enterNoThreads)}) {
+        EXPECT_EQ(statusOfEnd([&] {
+                      writeFile(home.path() / "ending", "");
+                      if (!hasThreads)
+                          test_support::enterNoThreads();
+                      LumamonApp::limitTheEnd(7);
+                      std::this_thread::sleep_for(std::chrono::seconds(30));
+                  }),
+                  7);
+        fs::remove(home.path() / "ending");
+    }
 }
 
 TEST_F(Ending, PutsTheLoggingBackAndStopsProgramsThatOtherThreadsRun) {
