@@ -5,7 +5,6 @@
 #include "platform/posix/Process.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <iostream>
 #include <sys/resource.h>
@@ -58,7 +57,6 @@ void limitResources() {
     ::setrlimit(RLIMIT_CORE, &noCore);
     ::setrlimit(RLIMIT_DATA, &memory);
     ::setrlimit(RLIMIT_FSIZE, &report);
-    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 // The report takes the place of nothing but a plain file of the user's. What the user may do there is the
