@@ -102,7 +102,7 @@ protected:
 
     // A helper of the installed program, which needs rights.
     fs::path installHelper(const QByteArray &script, const char *name = "helper") const {
-        const fs::path path = helpers / name;
+        fs::path path = helpers / name;
         writeFile(path, "#!/bin/sh\n[ -n \"$ELEVATED\" ] || { echo rights >&2; exit 77; }\n" + script);
         fs::permissions(path, fs::perms(0755));
         return path;

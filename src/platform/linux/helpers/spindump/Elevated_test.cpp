@@ -30,7 +30,7 @@ protected:
     }
     // A bundle of the user's, with the test target as its program.
     fs::path makeProduct(const fs::path &path, const char *identifier) const {
-        const fs::path made = test_support::makeBundle(path, identifier);
+        fs::path made = test_support::makeBundle(path, identifier);
         fs::copy_file(SPINDUMP_TARGET, made, fs::copy_options::overwrite_existing);
         fs::permissions(made, fs::perms::owner_all);
         give(folder.path());
