@@ -26,8 +26,9 @@ std::optional<QByteArray> addressBits(int family, const QByteArray &text) {
     if (::inet_pton(family, text.constData(), bytes.data()) != 1)
         return std::nullopt;
     QByteArray bits;
-    for (int i = 0; i < (family == AF_INET ? 32 : 128); ++i)
-        bits += ((static_cast<unsigned char>(bytes[i / CHAR_BIT]) >> (CHAR_BIT - 1 - i % CHAR_BIT)) & 1) != 0
+    const std::size_t count = family == AF_INET ? sizeof(struct in_addr) : bytes.size();
+    for (std::size_t i = 0; i < count * CHAR_BIT; ++i)
+        bits += ((static_cast<unsigned char>(bytes[i / CHAR_BIT]) >> (CHAR_BIT - 1 - i % CHAR_BIT)) & 1U) != 0
                     ? '1'
                     : '0';
     return bits;
