@@ -144,13 +144,12 @@ public:
                     const std::atomic<bool> *cancelled) {
         constexpr int lookMilliseconds = 100;
         for (;;) {
-            const int longest = pollMilliseconds(deadline);
             std::array<struct pollfd, 4> events = {{{m_end.get(), POLLIN, 0},
                                                     {streams[0].end.get(), POLLIN, 0},
                                                     {streams[1].end.get(), POLLIN, 0},
                                                     {stopPipe().readEnd.get(), POLLIN, 0}}};
             ::poll(events.data(), events.size(),
-                   cancelled == nullptr ? longest : std::min(longest, lookMilliseconds));
+                   cancelled == nullptr ? pollMilliseconds(deadline) : lookMilliseconds);
             if (hasEnded())
                 break;
             for (std::size_t i = 0; i < streams.size(); ++i) {
