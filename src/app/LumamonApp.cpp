@@ -59,6 +59,9 @@ int LumamonApp::run(int argumentCount, char **arguments) {
         return EXIT_SUCCESS;
     }
     const bool isSilent = std::ranges::any_of(given, CommandLineArguments::asksForSilence);
+    // The event loop crashes without a few files.
+    if (isSilent && !platform::hasRoomFor(0, 4, 1))
+        platform::fatal("too few files are left");
     WindowFrontEnd *const window = isSilent ? nullptr : loadWindow();
     std::unique_ptr<QCoreApplication> application;
     if (window) {

@@ -1,7 +1,7 @@
 // Which connections an upload makes, and which it refuses.
-#include "packaging/UploadFixture.h"
 #include "test_support/Isolation.h"
 #include "test_support/LoopbackListener.h"
+#include "test_support/UploadFixture.h"
 
 #include <arpa/inet.h>
 #include <openssl/pem.h>

@@ -1,9 +1,9 @@
 #include "packaging/UploadTask.h"
 
-#include "packaging/UploadFixture.h"
 #include "test_support/Isolation.h"
 #include "test_support/LoopbackListener.h"
 #include "test_support/ProgramRun.h"
+#include "test_support/UploadFixture.h"
 
 #include <atomic>
 #include <openssl/ssl.h>

@@ -20,6 +20,7 @@ using platform::claimSingleInstance;
 using platform::runningApplications;
 using test_support::makeBundle;
 using test_support::ProgramRun;
+using test_support::readFile;
 using test_support::writeFile;
 using testing::ElementsAre;
 using testing::FieldsAre;
@@ -113,13 +114,15 @@ protected:
         return FieldsAre(QStringLiteral("a.b"), run->processId(), bundle);
     }
 
-    // Starts a program that waits, and waits until it is running.
+    // Starts a program that waits, and waits until it is running: its arguments can be read a moment later than
+    // what it is.
     static std::unique_ptr<ProgramRun> start(const test_support::ProgramOptions &options) {
         auto run = std::make_unique<ProgramRun>(options);
         const fs::path link = "/proc/" + std::to_string(run->processId()) + "/exe";
         EXPECT_TRUE(test_support::waitUntil([&] {
             std::error_code error;
-            return fs::read_symlink(link, error) == fs::canonical(options.program, error);
+            return fs::read_symlink(link, error) == fs::canonical(options.program, error) &&
+                   !readFile(link.parent_path() / "cmdline").isEmpty();
         })) << options.program;
         return run;
     }
