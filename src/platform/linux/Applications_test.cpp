@@ -114,8 +114,8 @@ protected:
         return FieldsAre(QStringLiteral("a.b"), run->processId(), bundle);
     }
 
-    // Starts a program that waits, and waits until it is running: its arguments can be read a moment later than
-    // what it is.
+    // Starts a program that waits, and waits until it is running: its arguments can be read a moment later
+    // than what it is.
     static std::unique_ptr<ProgramRun> start(const test_support::ProgramOptions &options) {
         auto run = std::make_unique<ProgramRun>(options);
         const fs::path link = "/proc/" + std::to_string(run->processId()) + "/exe";
