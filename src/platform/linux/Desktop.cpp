@@ -51,7 +51,8 @@ QString fileUrl(const std::filesystem::path &path) {
 }
 
 std::filesystem::path pathOf(const QString &fileUrl) {
-    return QByteArray::fromPercentEncoding(fileUrl.toUtf8().mid(qstrlen("file://"))).toStdString();
+    return QByteArray::fromPercentEncoding(fileUrl.toUtf8().mid(QByteArrayView("file://").size()))
+        .toStdString();
 }
 
 const QString portal = QStringLiteral("org.freedesktop.portal.Desktop");

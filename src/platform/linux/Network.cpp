@@ -5,6 +5,7 @@
 #include "platform/posix/FileDescriptor.h"
 #include "platform/posix/Program.h"
 
+#include <QByteArrayList>
 #include <algorithm>
 #include <cstring>
 #include <ifaddrs.h>
@@ -128,7 +129,7 @@ std::vector<QByteArray> desktopProxies(const QByteArray &url, const std::atomic<
                                     .cancelled = &cancelled});
     if (outcome.exitStatus != 0)
         return {};
-    const QList<QByteArray> lines = outcome.output.trimmed().split('\n');
+    const QByteArrayList lines = outcome.output.trimmed().split('\n');
     return {lines.begin(), lines.end()};
 }
 
