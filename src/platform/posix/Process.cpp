@@ -109,23 +109,26 @@ bool hasRoomFor(int threads, int descriptors, std::size_t addressBytes) {
         return false;
     ::munmap(addresses, addressBytes);
     std::vector<FileDescriptor> files;
+    for (int i = 0; i < descriptors; ++i) {
+        files.emplace_back(::dup(STDIN_FILENO));
+        if (!files.back())
+            return false;
+    }
+    files.clear();
     std::vector<std::thread> waiting;
     std::mutex end;
     {
         const std::lock_guard lock(end);
-        for (int i = 0; i < descriptors; ++i)
-            files.emplace_back(::dup(STDIN_FILENO));
         for (int i = 0; i < threads; ++i)
             waiting.push_back(startThread("Room", [&end] { const std::lock_guard ended(end); }));
     }
-    const bool hasFiles = std::ranges::all_of(files, [](const auto &file) { return bool(file); });
     bool hasThreads = true;
     for (std::thread &thread : waiting) {
         hasThreads = hasThreads && thread.joinable();
         if (thread.joinable())
             thread.join();
     }
-    return hasFiles && hasThreads;
+    return hasThreads;
 }
 
 void endProcessOnAlarm(std::chrono::milliseconds time, int status, const QByteArray &line,
