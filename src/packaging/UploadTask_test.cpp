@@ -18,6 +18,9 @@ using test_support::soon;
 using UploadTaskTest = UploadFixture;
 
 TEST_F(UploadTaskTest, FailsWhereNoThreadCanBeHad) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the sanitizer needs a thread";
+#endif
     if (!test_support::canEnter(test_support::enterNoThreads))
         GTEST_SKIP() << "this user cannot run programs as somebody else";
     test_support::giveToUserWithoutThreads(home.path());
