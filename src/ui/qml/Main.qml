@@ -102,7 +102,8 @@ Window {
     }
 
     LatePart {
-        isNeeded: scroll.contentHeight > scroll.height
+        // The page has no height while it is made.
+        isNeeded: scroll.height > 0 && scroll.contentHeight > scroll.height
         file: "PageScrollBar.qml"
         properties: ({ page: scroll })
         anchors.right: parent.right
