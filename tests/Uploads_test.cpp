@@ -49,6 +49,17 @@ TEST_F(Upload, IsLoggedWithItsAnswerWhichDecidesWhetherTheArchiveStays) {
     EXPECT_EQ(service.requests().size(), 3U);
 }
 
+TEST_F(Upload, FailsWithoutItsModuleAndTheArchiveStays) {
+    install();
+    fs::remove(bundle.path() / "Contents/PlugIns/libUpload.so");
+    run();
+    EXPECT_THAT(uploadLog(), testing::StartsWith("ERROR: The upload cannot be loaded: "));
+    EXPECT_THAT(uploadLog(),
+                testing::EndsWith(transportFailure(-1, "An unknown error occurred while sending the logs.")));
+    expectArchiveComplete();
+    EXPECT_FALSE(readFile(bundle.executable()).contains("libcurl.so")) << "it is in the module only";
+}
+
 TEST_F(Upload, TakesLittleMemoryForAnswersWithoutEnd) {
     install();
     // The service sends more than this in a second.

@@ -34,8 +34,7 @@ WindowFrontEnd *loadWindow() {
     if (!platform::hasRoomFor(threads, descriptors, addressBytes))
         platform::fatal("the window cannot be opened: too few threads or files or too little memory is left");
     const auto &bundle = platform::Bundle::main();
-    const auto module = bundle ? bundle->path() / "Contents/PlugIns/libWindow.so" : std::filesystem::path();
-    QPluginLoader loader(platform::displayText(module));
+    QPluginLoader loader(bundle ? platform::displayText(bundle->module("Window")) : QString());
     auto *window = qobject_cast<WindowFrontEnd *>(loader.instance());
     if (!window)
         platform::fatal(("the window cannot be loaded: " + loader.errorString().toUtf8()).constData());

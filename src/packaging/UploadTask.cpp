@@ -1,6 +1,5 @@
 #include "packaging/UploadTask.h"
 
-#include "packaging/UploadTransfer.h"
 #include "platform/posix/Fatal.h"
 #include "platform/posix/Process.h"
 
@@ -38,8 +37,7 @@ UploadTask::UploadTask(UploadRequest request, Progress progress, Finished finish
     : m_request(std::move(request))
     , m_progress(std::move(progress))
     , m_finished(std::move(finished))
-    , m_limits(limits)
-    , m_multi(curl_multi_init(), curl_multi_cleanup) {}
+    , m_limits(limits) {}
 
 UploadTask::~UploadTask() {
     m_abandoned = true;
@@ -49,21 +47,23 @@ UploadTask::~UploadTask() {
 }
 
 void UploadTask::resume() {
-    m_thread = platform::startThread("Upload", [this] { run(); });
+    if (m_transport)
+        m_thread = platform::startThread("Upload", [this] { run(); });
     if (!m_thread.joinable())
         m_finished({{}, {}, transportError(TransportErrorCode::unknown)});
 }
 
 void UploadTask::cancel() {
     m_cancelled = true;
-    curl_multi_wakeup(m_multi.get());
+    if (m_transport)
+        m_transport->wake();
 }
 
 void UploadTask::run() {
     UploadResponse response;
     try {
         const QByteArray body = readBody(m_request, m_cancelled);
-        response = UploadTransfer(m_request, body, m_limits, m_progress, m_cancelled).perform(m_multi.get());
+        response = m_transport->perform(m_request, body, m_limits, m_progress, m_cancelled);
     } catch (const std::bad_alloc &) {
         archiveUnreadable();
     }

@@ -1,9 +1,9 @@
-// One upload over HTTPS: one HTTP exchange through libcurl, on its own thread.
+// One upload over HTTPS: one HTTP exchange, on its own thread.
 //
 // The main thread makes, starts, cancels and destroys a task. The two callbacks run on the task's thread, the
 // session's callback queue. The last of them is `finished`, called exactly once, unless the task is destroyed
-// first: that stops the transfer promptly and calls nothing. Where the system has no thread to give, `resume`
-// calls it, with an unknown error.
+// first: that stops the transfer promptly and calls nothing. Where there is no transport, or the system has
+// no thread to give, `resume` calls it, with an unknown error.
 //
 // HTTP/1.1. The redirects 307 and 308 are followed, to HTTPS on the same host; any other is the answer. A 200
 // counts only when its head is whole and the whole body was sent before it came. Proxies come from the
@@ -50,11 +50,32 @@ struct UploadLimits {
     qsizetype answerBytes = qsizetype{64} << 10;
 };
 
+/// Of the bytes that the other side has received.
+using UploadProgress =
+    std::function<void(std::int64_t bytesSent, std::int64_t totalSent, std::int64_t totalExpected)>;
+
+/// Makes HTTP exchanges, one after the other.
+class UploadTransport {
+public:
+    virtual ~UploadTransport() = default;
+
+    /// Runs one exchange to its end, or until `cancelled` turns true and `wake` is called. `body` is the
+    /// whole of the request's body.
+    virtual UploadResponse perform(const UploadRequest &request, const QByteArray &body,
+                                   const UploadLimits &limits, const UploadProgress &progress,
+                                   const std::atomic<bool> &cancelled) = 0;
+    /// Any thread.
+    virtual void wake() = 0;
+};
+
+/// The transport by libcurl; none when it cannot be loaded, which the log says. The program has it in a
+/// module of the bundle, since libcurl brings twenty libraries with it: loading them takes a tenth of the
+/// time in which the window opens. A program that is no bundle's links it.
+std::unique_ptr<UploadTransport> makeUploadTransport();
+
 class UploadTask {
 public:
-    /// Of the bytes that the other side has received.
-    using Progress =
-        std::function<void(std::int64_t bytesSent, std::int64_t totalSent, std::int64_t totalExpected)>;
+    using Progress = UploadProgress;
     using Finished = std::function<void(const UploadResponse &)>;
 
     UploadTask(UploadRequest request, Progress progress, Finished finished, UploadLimits limits = {});
@@ -74,7 +95,7 @@ private:
     Progress m_progress;
     Finished m_finished;
     UploadLimits m_limits;
-    const std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> m_multi;
+    const std::unique_ptr<UploadTransport> m_transport = makeUploadTransport();
     std::atomic<bool> m_cancelled = false;
     std::atomic<bool> m_abandoned = false;
     std::thread m_thread;

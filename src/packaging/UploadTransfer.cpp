@@ -40,7 +40,7 @@ QByteArray cutBetweenCharacters(const QByteArray &text, qsizetype limitBytes) {
 } // namespace
 
 UploadTransfer::UploadTransfer(const UploadRequest &request, const QByteArray &body,
-                               const UploadLimits &limits, const UploadTask::Progress &progress,
+                               const UploadLimits &limits, const UploadProgress &progress,
                                const std::atomic<bool> &cancelled)
     : m_request(request)
     , m_limits(limits)
@@ -349,4 +349,31 @@ std::optional<int> UploadTransfer::statusCode() const {
 // Whether neither the service nor a proxy has answered yet.
 bool UploadTransfer::isOnTheWay() const {
     return !m_exchange.isConnected && get<long>(CURLINFO_HTTP_CONNECTCODE) == 0;
+}
+
+namespace {
+
+class CurlTransport final : public UploadTransport {
+public:
+    UploadResponse perform(const UploadRequest &request, const QByteArray &body, const UploadLimits &limits,
+                           const UploadProgress &progress, const std::atomic<bool> &cancelled) override {
+        return UploadTransfer(request, body, limits, progress, cancelled).perform(m_multi.get());
+    }
+
+    void wake() override { curl_multi_wakeup(m_multi.get()); }
+
+private:
+    const std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> m_multi{curl_multi_init(),
+                                                                        curl_multi_cleanup};
+};
+
+} // namespace
+
+std::unique_ptr<UploadTransport> makeUploadTransport() {
+    return std::make_unique<CurlTransport>();
+}
+
+// What the program finds by its name in the module.
+extern "C" UploadTransport *newUploadTransport() {
+    return new CurlTransport;
 }

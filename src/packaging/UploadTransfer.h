@@ -5,6 +5,7 @@
 
 #include "packaging/UploadTask.h"
 
+#include <curl/curl.h>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -16,7 +17,7 @@ public:
     /// `body` is the whole of the request's body. It must outlive the transfer, which sends it from where it
     /// is, and so must everything else that is passed.
     UploadTransfer(const UploadRequest &request, const QByteArray &body, const UploadLimits &limits,
-                   const UploadTask::Progress &progress, const std::atomic<bool> &cancelled);
+                   const UploadProgress &progress, const std::atomic<bool> &cancelled);
 
     /// Runs to the end of the exchange, or until `cancelled` turns true and `multi` is woken.
     UploadResponse perform(CURLM *multi);
@@ -86,7 +87,7 @@ private:
 
     const UploadRequest &m_request;
     const UploadLimits &m_limits;
-    const UploadTask::Progress &m_progress;
+    const UploadProgress &m_progress;
     const std::atomic<bool> &m_cancelled;
     const std::int64_t m_bodyBytes;
     std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> m_headers{nullptr, curl_slist_free_all};

@@ -40,6 +40,9 @@ public:
     /// slash, which could be elsewhere.
     std::optional<std::filesystem::path> executable() const;
 
+    /// Where the bundle keeps a module that its program loads when it is needed.
+    std::filesystem::path module(const std::string &name) const;
+
 private:
     Bundle(std::filesystem::path path, PropertyList info);
 

@@ -50,4 +50,8 @@ std::optional<fs::path> Bundle::executable() const {
     return m_path / "Contents" / "Linux" / pathFromText(*name);
 }
 
+fs::path Bundle::module(const std::string &name) const {
+    return m_path / "Contents" / "PlugIns" / ("lib" + name + ".so");
+}
+
 } // namespace platform
