@@ -1,0 +1,216 @@
+#define FUSE_USE_VERSION 31
+
+#include "test_support/SlowDisk.h"
+
+#include "test_support/ProgramRun.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <dirent.h>
+#include <fcntl.h>
+#include <fuse3/fuse.h>
+#include <sys/mman.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+namespace test_support {
+
+struct SlowDisk::Shared {
+    std::atomic<int> delayMilliseconds;
+    std::atomic<unsigned> count;
+    // Who asked; the oldest are overwritten.
+    std::array<std::atomic<pid_t>, 4096> askers;
+};
+
+namespace {
+
+// The server's: the folder that the disk hides.
+int hidden = -1;
+
+const char *inside(const char *path) {
+    return path[1] == '\0' ? "." : path + 1;
+}
+
+int answer(ssize_t result) {
+    return result < 0 ? -errno : static_cast<int>(result);
+}
+
+// The disk's record of who asks, which the test reads, and the time that an operation takes.
+void takeTime() {
+    auto &shared = *static_cast<SlowDisk::Shared *>(::fuse_get_context()->private_data);
+    shared.askers[shared.count++ % shared.askers.size()] = ::fuse_get_context()->pid;
+    std::this_thread::sleep_for(std::chrono::milliseconds(shared.delayMilliseconds));
+}
+
+// One operation: it takes its time, and is then done to what is hidden.
+template <auto Operation>
+struct Slow;
+template <typename... Arguments, int (*Operation)(Arguments...)>
+struct Slow<Operation> {
+    static int operation(Arguments... arguments) {
+        takeTime();
+        return Operation(arguments...);
+    }
+};
+
+int attributes(const char *path, struct stat *status, fuse_file_info *) {
+    return answer(::fstatat(hidden, inside(path), status, AT_SYMLINK_NOFOLLOW));
+}
+
+int readLink(const char *path, char *target, std::size_t size) {
+    const ssize_t length = ::readlinkat(hidden, inside(path), target, size - 1);
+    if (length >= 0)
+        target[length] = '\0';
+    return length < 0 ? -errno : 0;
+}
+
+int makeFolder(const char *path, mode_t mode) {
+    return answer(::mkdirat(hidden, inside(path), mode));
+}
+
+int removeFile(const char *path) {
+    return answer(::unlinkat(hidden, inside(path), 0));
+}
+
+int removeFolder(const char *path) {
+    return answer(::unlinkat(hidden, inside(path), AT_REMOVEDIR));
+}
+
+int move(const char *from, const char *to, unsigned flags) {
+    return answer(::renameat2(hidden, inside(from), hidden, inside(to), flags));
+}
+
+int cut(const char *path, off_t size, fuse_file_info *) {
+    const int file = ::openat(hidden, inside(path), O_WRONLY | O_CLOEXEC);
+    const int result = answer(::ftruncate(file, size));
+    ::close(file);
+    return result;
+}
+
+int setTimes(const char *path, const struct timespec times[2], fuse_file_info *) {
+    return answer(::utimensat(hidden, inside(path), times, AT_SYMLINK_NOFOLLOW));
+}
+
+int opened(fuse_file_info *file, int descriptor) {
+    file->fh = static_cast<std::uint64_t>(descriptor);
+    return descriptor < 0 ? -errno : 0;
+}
+
+int openFile(const char *path, fuse_file_info *file) {
+    return opened(file, ::openat(hidden, inside(path), file->flags | O_CLOEXEC));
+}
+
+int createFile(const char *path, mode_t mode, fuse_file_info *file) {
+    return opened(file, ::openat(hidden, inside(path), file->flags | O_CREAT | O_CLOEXEC, mode));
+}
+
+int readBytes(const char *, char *bytes, std::size_t size, off_t place, fuse_file_info *file) {
+    return answer(::pread(static_cast<int>(file->fh), bytes, size, place));
+}
+
+int writeBytes(const char *, const char *bytes, std::size_t size, off_t place, fuse_file_info *file) {
+    return answer(::pwrite(static_cast<int>(file->fh), bytes, size, place));
+}
+
+int closeFile(const char *, fuse_file_info *file) {
+    return answer(::close(static_cast<int>(file->fh)));
+}
+
+int list(const char *path, void *entries, fuse_fill_dir_t add, off_t, fuse_file_info *, fuse_readdir_flags) {
+    DIR *const folder = ::fdopendir(::openat(hidden, inside(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (folder == nullptr)
+        return -errno;
+    while (const struct dirent *entry = ::readdir(folder)) {
+        struct stat kind {};
+        kind.st_mode = DTTOIF(entry->d_type);
+        add(entries, entry->d_name, &kind, 0, fuse_fill_dir_flags{});
+    }
+    ::closedir(folder);
+    return 0;
+}
+
+void *start(fuse_conn_info *, fuse_config *settings) {
+    settings->direct_io = 1;
+    settings->entry_timeout = settings->attr_timeout = settings->negative_timeout = 0;
+    return ::fuse_get_context()->private_data;
+}
+
+// Serves the disk until it is killed; gives a status when it cannot.
+int serve(const std::filesystem::path &folder, void *shared, int ready) {
+    hidden = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    fuse_operations operations{};
+    operations.init = start;
+    operations.getattr = Slow<attributes>::operation;
+    operations.readlink = Slow<readLink>::operation;
+    operations.mkdir = Slow<makeFolder>::operation;
+    operations.unlink = Slow<removeFile>::operation;
+    operations.rmdir = Slow<removeFolder>::operation;
+    operations.rename = Slow<move>::operation;
+    operations.truncate = Slow<cut>::operation;
+    operations.utimens = Slow<setTimes>::operation;
+    operations.open = Slow<openFile>::operation;
+    operations.create = Slow<createFile>::operation;
+    operations.read = Slow<readBytes>::operation;
+    operations.write = Slow<writeBytes>::operation;
+    operations.release = Slow<closeFile>::operation;
+    operations.readdir = Slow<list>::operation;
+    std::array<char, 9> name{"slowdisk"};
+    std::array<char *, 2> words{name.data(), nullptr};
+    fuse_args arguments = FUSE_ARGS_INIT(1, words.data());
+    fuse *const disk = ::fuse_new(&arguments, &operations, sizeof operations, shared);
+    if (disk == nullptr || ::fuse_mount(disk, folder.c_str()) != 0)
+        return EXIT_FAILURE;
+    (void)!::write(ready, "", 1);
+    return ::fuse_loop(disk);
+}
+
+} // namespace
+
+bool SlowDisk::isPossible() {
+    return hasOwnNamespaces() && ::access("/dev/fuse", R_OK | W_OK) == 0;
+}
+
+SlowDisk::SlowDisk(const std::filesystem::path &folder)
+    : m_folder(folder)
+    , m_shared(new (::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1,
+                           0)) Shared()) {
+    std::array<int, 2> ready{};
+    char byte = 0;
+    const bool isOpen = ::pipe2(ready.data(), O_CLOEXEC) == 0;
+    m_server = startInChild([&] { return serve(folder, m_shared, ready[1]); });
+    ::close(ready[1]);
+    if (!isOpen || ::read(ready[0], &byte, 1) != 1) {
+        std::fprintf(stderr, "Cannot serve a disk on %s\n", folder.c_str());
+        std::abort();
+    }
+    ::close(ready[0]);
+}
+
+// What waits for an answer then gets an error.
+SlowDisk::~SlowDisk() {
+    ::kill(m_server, SIGKILL);
+    statusOf(m_server);
+    ::umount2(m_folder.c_str(), MNT_DETACH);
+    ::munmap(m_shared, sizeof(Shared));
+}
+
+void SlowDisk::setDelay(std::chrono::milliseconds delay) {
+    m_shared->delayMilliseconds = static_cast<int>(delay.count());
+}
+
+void SlowDisk::stopAnswering() const {
+    ::kill(m_server, SIGSTOP);
+}
+
+int SlowDisk::operationsOf(pid_t thread) const {
+    return static_cast<int>(
+        std::ranges::count_if(m_shared->askers, [thread](const auto &asker) { return asker == thread; }));
+}
+
+} // namespace test_support
