@@ -49,8 +49,10 @@ Recorder::Recorder(QObject &object, fs::path home)
     const QMetaObject &type = *object.metaObject();
     for (int i = 0; i < type.propertyCount(); ++i) {
         const QMetaProperty property = type.property(i);
-        // The label of the attached files says in words what their count says.
-        if (!property.isBindable() || qstrcmp(property.name(), "attachedFilesLabel") == 0)
+        // The label of the attached files says in words what their count says; the disk is asked all the
+        // time.
+        static const QByteArrayList others{"attachedFilesLabel", "isAttaching"};
+        if (!property.isBindable() || others.contains(property.name()))
             continue;
         m_notifiers.push_back(property.bindable(&object).addNotifier([this, property, &object] {
             addLogLines();

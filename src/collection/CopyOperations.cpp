@@ -45,8 +45,8 @@ bool copyItem(const std::optional<fs::path> &at, const std::optional<fs::path> &
     return !error;
 }
 
-void CopyFiles(const fs::path &sourceDirectory, const fs::path &destinationDirectory,
-               const fs::path &fileName, SourceLink link) {
+std::error_code CopyFiles(const fs::path &sourceDirectory, const fs::path &destinationDirectory,
+                          const fs::path &fileName, SourceLink link) {
     std::error_code error;
     const auto folder = Workspace::make(destinationDirectory, error);
     if (error)
@@ -57,6 +57,7 @@ void CopyFiles(const fs::path &sourceDirectory, const fs::path &destinationDirec
         Logger::logError(QStringLiteral("Error while copying file: ") + description(error));
     else
         Logger::logInfo(QStringLiteral("File copied successfully."));
+    return error;
 }
 
 } // namespace UtilityFunctions

@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <system_error>
 
 namespace UtilityFunctions {
 
@@ -20,9 +21,9 @@ bool copyItem(const std::optional<std::filesystem::path> &at, const std::optiona
               SourceLink link = SourceLink::copied);
 
 /// Copies the file or folder `fileName` from one folder to another. Creates the destination folder; replaces
-/// an existing file.
-void CopyFiles(const std::filesystem::path &sourceDirectory,
-               const std::filesystem::path &destinationDirectory, const std::filesystem::path &fileName,
-               SourceLink link = SourceLink::copied);
+/// an existing file. Gives what went wrong.
+std::error_code CopyFiles(const std::filesystem::path &sourceDirectory,
+                          const std::filesystem::path &destinationDirectory,
+                          const std::filesystem::path &fileName, SourceLink link = SourceLink::copied);
 
 } // namespace UtilityFunctions

@@ -1,6 +1,8 @@
 // The main queue: work for the main thread, which runs it in order from Qt's event loop.
 #pragma once
 
+#include "platform/posix/Process.h"
+
 #include <QCoreApplication>
 #include <QTimer>
 #include <chrono>
@@ -33,6 +35,23 @@ inline void onMainQueue(std::function<void()> work) {
 /// The same after `delay`. Main thread only.
 inline void onMainQueueAfter(std::chrono::milliseconds delay, std::function<void()> work) {
     QTimer::singleShot(delay, Qt::PreciseTimer, QCoreApplication::instance(), std::move(work));
+}
+
+/// Runs `work` on a new thread of this name, and then `done` with its result on the main thread. The main
+/// thread goes on meanwhile, whatever `work` waits for; the process may end before it has, so `work` must own
+/// or outlive what it uses. Where the system has no thread, `work` runs on the main thread, in a later turn.
+/// Any thread.
+template <typename Work, typename Done>
+void besideMainQueue(const char *name, Work work, Done done) {
+    const auto run = [work = std::move(work), done = std::move(done)] {
+        onMainQueue([done, result = work()] { done(result); });
+    };
+    // Not a thread of a pool, since Qt waits for its pool before it ends the program.
+    std::thread thread = platform::startThread(name, run);
+    if (thread.joinable())
+        thread.detach();
+    else
+        onMainQueue(run);
 }
 
 /// From now on work that is handed over is dropped. Main thread, before the application object is destroyed.

@@ -1,9 +1,8 @@
-// Files that the user attaches: picked, measured, copied one in each turn of the main thread, counted and
-// removed.
-#include "ui/ContentView.h"
+#include "ui/Attachments.h"
 
 #include "collection/CopyOperations.h"
 #include "discovery/MainQueue.h"
+#include "discovery/ProductDiscovery.h"
 #include "discovery/Workspace.h"
 #include "logging/Logging.h"
 #include "platform/posix/FileSystem.h"
@@ -12,12 +11,14 @@
 #include <QDir>
 #include <QFile>
 #include <QPointer>
-#include <QUrl>
+#include <algorithm>
 
 namespace fs = std::filesystem;
 using UtilityFunctions::userFilesURL;
 
 namespace {
+
+using Files = Attachments::Files;
 
 constexpr qint64 limitBytes = 10'485'760;
 
@@ -27,50 +28,6 @@ const QString missingFolder = QStringLiteral("userFilesURL is nil");
 const QStringList attachableExtensions =
     QStringLiteral("pdf jpg jpeg png doc docx xls xlsx ppt pptx").split(u' ');
 
-// A panel offers only files of these kinds, but may let the user type any name.
-std::vector<fs::path> attachable(std::vector<fs::path> files) {
-    std::erase_if(files, [](const fs::path &file) {
-        const auto extension = platform::displayText(file.extension()).mid(1);
-        return !attachableExtensions.contains(extension, Qt::CaseInsensitive);
-    });
-    return files;
-}
-
-// Why the file cannot be attached, if there is a reason. A link cannot: under a harmless name it may lead to
-// a file that the user never meant to send.
-std::error_code obstacleOf(const fs::path &file) {
-    std::error_code error;
-    std::uint64_t sizeBytes = 0;
-    const auto attributes = platform::fileAttributes(file, error);
-    if (attributes && attributes->kind == platform::FileKind::link)
-        return std::make_error_code(std::errc::too_many_symbolic_link_levels);
-    if (attributes)
-        platform::openRegularFile(file, sizeBytes, error);
-    return error;
-}
-
-// None on an error.
-std::vector<fs::path> entriesOf(const fs::path &folder, std::error_code &error) {
-    std::vector<fs::path> entries;
-    fs::directory_iterator entry(folder, error);
-    for (const fs::directory_iterator end; !error && entry != end; entry.increment(error))
-        entries.push_back(entry->path());
-    if (error)
-        entries.clear();
-    return entries;
-}
-
-// A file without a size counts nothing.
-qint64 bytesOf(const std::vector<fs::path> &files) {
-    qint64 sum = 0;
-    std::error_code error;
-    for (const fs::path &file : files) {
-        if (const auto attributes = platform::fileAttributes(file, error))
-            sum += static_cast<qint64>(attributes->sizeBytes);
-    }
-    return sum;
-}
-
 // Without a workspace there is no folder for attached files.
 bool hasFolder() {
     if (!userFilesURL)
@@ -78,9 +35,179 @@ bool hasFolder() {
     return userFilesURL.has_value();
 }
 
+// A line for the user.
+QString leftOut(const fs::path &file, const QString &reason) {
+    QString name = platform::displayText(file.filename());
+    if (name.size() > 64)
+        name = name.first(40) + u'…' + name.last(20);
+    return name + QStringLiteral(": ") + reason;
+}
+
+QString reasonOf(const std::error_code &error) {
+    if (error == std::errc::is_a_directory)
+        return QStringLiteral("Folders cannot be attached");
+    if (error == std::errc::invalid_argument)
+        return QStringLiteral("Pipes and devices cannot be attached");
+    return platform::description(error);
+}
+
+// --- What is asked of the disk, on other threads ---
+
+std::vector<platform::FolderEntry> entriesOf(const fs::path &folder, std::error_code &error) {
+    const auto opened = Workspace::open(folder, error);
+    return opened ? platform::entriesOf(opened, error) : std::vector<platform::FolderEntry>();
+}
+
+// A file without a size counts nothing.
+qint64 bytesOf(const Files &files) {
+    qint64 sum = 0;
+    for (const fs::path &file : files) {
+        std::error_code error;
+        const auto bytes = fs::file_size(file, error);
+        sum += error ? 0 : static_cast<qint64>(bytes);
+    }
+    return sum;
+}
+
+struct Pick {
+    Files files;
+    QStringList leftOut;
+    bool isWithinLimit = true;
+};
+
+// A panel offers only files of some kinds, but may let the user type any name. A link stands for the file
+// that it names: that is attached, under its own name, and so has to be of these kinds.
+Pick measured(const Files &picked, const Files &waiting, const std::optional<fs::path> &folder) {
+    Pick pick;
+    std::error_code error;
+    for (const fs::path &each : picked) {
+        fs::path file = fs::is_symlink(each, error) ? fs::canonical(each, error) : each;
+        if (file.empty())
+            file = each;
+        if (attachableExtensions.contains(platform::displayText(file.extension()).mid(1),
+                                          Qt::CaseInsensitive))
+            pick.files.push_back(file);
+        else
+            pick.leftOut += leftOut(each, QStringLiteral("Only pictures and documents can be attached"));
+    }
+    // What waits can still be attached, perhaps in the place of another file.
+    qint64 waitingBytes = 0;
+    for (const fs::path &file : folder ? waiting : Files())
+        waitingBytes += std::max<qint64>(0, bytesOf({file}) - bytesOf({*folder / file.filename()}));
+    pick.isWithinLimit = pick.files.empty() ||
+                         Attachments::areFilesWithinSizeLimit(pick.files, folder, limitBytes - waitingBytes);
+    return pick;
+}
+
+enum class Clash { isAsked, isReplaced };
+
+// What kept the file from being attached; none when the user has to decide first.
+using Copied = std::optional<std::error_code>;
+
+// The file is copied beside the attached ones and renamed when it is whole: one that can no longer be read or
+// a full disk must not destroy an attached file of that name.
+Copied copyInto(const fs::path &folder, const fs::path &file, Clash clash) {
+    std::error_code obstacle;
+    std::error_code error;
+    std::uint64_t sizeBytes = 0;
+    fs::path incoming = folder;
+    incoming += ".incoming";
+    if (platform::openRegularFile(file, sizeBytes, obstacle)) {
+        if (clash == Clash::isAsked && fs::exists(fs::symlink_status(folder / file.filename(), error)))
+            return std::nullopt;
+        error = UtilityFunctions::CopyFiles(file.parent_path(), incoming, file.filename());
+        if (!error)
+            Workspace::move(incoming / file.filename(), folder / file.filename(), obstacle);
+        std::error_code ignored;
+        Workspace::remove(incoming, ignored);
+    }
+    if (obstacle)
+        Logger::logError(QStringLiteral("Error while copying file: ") + platform::description(obstacle));
+    return obstacle ? obstacle : error;
+}
+
+// None when that cannot be found out.
+std::optional<qint64> countIn(const fs::path &folder) {
+    std::error_code error;
+    const auto count = static_cast<qint64>(entriesOf(folder, error).size());
+    if (error == std::errc::no_such_file_or_directory)
+        return 0;
+    if (error) {
+        Logger::logError(QStringLiteral("Error reading contents of the destination directory: ") +
+                         platform::description(error));
+        return std::nullopt;
+    }
+    Logger::logInfo(QStringLiteral("Total user files attached: ") + QString::number(count));
+    return count;
+}
+
+bool removeAll(const fs::path &folder, qint64 count) {
+    std::error_code error;
+    if (!Workspace::remove(folder, error) && !error)
+        error = std::make_error_code(std::errc::no_such_file_or_directory);
+    if (error)
+        Logger::logError(QStringLiteral("Error listing files in destination directory: ") +
+                         platform::description(error));
+    else
+        Logger::logInfo(QStringLiteral("UserFiles directory removed with %1 files.").arg(count));
+    return !error;
+}
+
 } // namespace
 
-void ContentView::presentFilePicker() {
+Attachments::Attachments(QObject *parent)
+    : ContentViewState(parent) {
+    attachedFilesLabel.setBinding([this] {
+        const qint64 count = filesCountInDestination;
+        return count > 0 ? QStringLiteral("%1 file(s) attached").arg(count) : QString();
+    });
+}
+
+// `request` is called with the files that wait at that time; `done` takes its answer.
+template <typename Request, typename Done>
+void Attachments::askDisk(Request request, Done done) {
+    m_requests.push_back([this, request, done] {
+        const auto ask = [request, waiting = fileProcessingQueue.value()] { return request(waiting); };
+        besideMainQueue("Attachments", ask, [asked = QPointer(this), done](const auto &answer) {
+            if (!asked)
+                return;
+            done(answer);
+            asked->m_requests.pop_front();
+            if (asked->m_requests.empty())
+                asked->settle();
+            else
+                asked->m_requests.front()();
+        });
+    });
+    isAttaching = true;
+    if (m_requests.size() == 1)
+        m_requests.front()();
+}
+
+// The disk has answered, or the user has. An alert that is up comes before what there is to tell.
+void Attachments::settle() {
+    isAttaching = !m_requests.empty();
+    if (isAttaching)
+        return;
+    const bool isUndisturbed = !showAlert && m_leftOut.isEmpty();
+    if (!showAlert && !m_leftOut.isEmpty()) {
+        constexpr qsizetype most = 6;
+        const qsizetype more = m_leftOut.size() - most;
+        QString message = QStringList(m_leftOut.mid(0, most)).join(u'\n');
+        if (more > 0)
+            message += QStringLiteral("\nand %1 more").arg(more);
+        m_leftOut.clear();
+        UtilityFunctions::displayAlert(QStringLiteral("Files Not Attached"), message, QStringLiteral("OK"));
+    }
+    if (const auto then = std::exchange(m_whenAttached, nullptr))
+        then(isUndisturbed);
+}
+
+void Attachments::whenAttached(std::function<void(bool)> then) {
+    m_whenAttached = std::move(then);
+}
+
+void Attachments::presentFilePicker() {
     if (isFilePickerPresented)
         return;
     isFilePickerPresented = true;
@@ -88,60 +215,75 @@ void ContentView::presentFilePicker() {
         QStringLiteral("Attach files"), QStringLiteral("Pictures and documents"), attachableExtensions,
         [this](const platform::FileChooser::Files &files) {
             if (files)
-                filesPicked(attachable(*files));
+                filesPicked(*files);
             else
                 isFilePanelVisible = true;
         });
 }
 
-QStringList ContentView::filePanelFilters() const {
+QStringList Attachments::filePanelFilters() const {
     return QStringLiteral("*.%1").arg(attachableExtensions.join(QStringLiteral(" *."))).split(u' ');
 }
 
-QUrl ContentView::filePanelFolder() const {
+QUrl Attachments::filePanelFolder() const {
     return QUrl::fromLocalFile(QDir::homePath());
 }
 
-void ContentView::closeFilePanel(const QList<QUrl> &picked) {
+void Attachments::closeFilePanel(const QList<QUrl> &picked) {
     isFilePanelVisible = false;
-    std::vector<fs::path> files;
+    Files files;
     for (const QUrl &url : picked)
         files.emplace_back(QFile::encodeName(url.toLocalFile()).toStdString());
-    filesPicked(attachable(std::move(files)));
+    filesPicked(files);
 }
 
-void ContentView::filesPicked(const PickedFiles &picked) {
+void Attachments::filesPicked(const PickedFiles &picked) {
     isFilePickerPresented = false;
     if (const auto *failure = std::get_if<QString>(&picked)) {
         Logger::logError(QStringLiteral("File selection error: ") + *failure);
         return;
     }
-    // What is picked after the archive was started would never be sent.
-    const auto &files = std::get<std::vector<fs::path>>(picked);
-    if (!files.empty() && !isFormFrozen)
-        attach(files);
-}
-
-void ContentView::attach(const std::vector<fs::path> &files) {
-    if (!areFilesWithinSizeLimit(files, userFilesURL, limitBytes)) {
-        activeAlert = ActiveAlert::fileSize;
-        showAlert = true;
+    const auto &files = std::get<Files>(picked);
+    if (!UtilityFunctions::ShareButtonPressed) {
+        if (!files.empty())
+            attach(files);
         return;
     }
-    auto queue = fileProcessingQueue.value();
-    queue.insert(queue.end(), files.begin(), files.end());
-    fileProcessingQueue = queue;
-    processNextFile();
+    for (const fs::path &file : files)
+        m_leftOut += leftOut(file, QStringLiteral("The logs are already packed"));
+    settle();
 }
 
-bool ContentView::areFilesWithinSizeLimit(const std::vector<fs::path> &fileURLs,
+void Attachments::attach(const Files &files) {
+    const auto measure = [files, folder = userFilesURL](const Files &waiting) {
+        return measured(files, waiting, folder);
+    };
+    askDisk(measure, [this](const Pick &pick) {
+        if (!pick.isWithinLimit) {
+            showAlertOf(ActiveAlert::fileSize);
+            return;
+        }
+        m_leftOut += pick.leftOut;
+        if (pick.files.empty())
+            return;
+        auto queue = fileProcessingQueue.value();
+        queue.insert(queue.end(), pick.files.begin(), pick.files.end());
+        fileProcessingQueue = queue;
+        processNextFile();
+    });
+}
+
+bool Attachments::areFilesWithinSizeLimit(const Files &fileURLs,
                                           const std::optional<fs::path> &destinationDirectory, qint64 limit) {
     if (!destinationDirectory) {
         Logger::logError(missingFolder);
         return false;
     }
     std::error_code error;
-    const qint64 existing = bytesOf(entriesOf(*destinationDirectory, error));
+    Files attached;
+    for (const auto &entry : entriesOf(*destinationDirectory, error))
+        attached.push_back(*destinationDirectory / entry.name);
+    const qint64 existing = bytesOf(attached);
     const qint64 selected = bytesOf(fileURLs);
     Logger::logInfo(QStringLiteral("Currently user selected files size: %1, existing user files size: %2, "
                                    "limit in bytes: %3")
@@ -151,109 +293,102 @@ bool ContentView::areFilesWithinSizeLimit(const std::vector<fs::path> &fileURLs,
     return selected + existing <= limit;
 }
 
-void ContentView::processNextFile() {
-    m_isCopyScheduled = false;
-    if (!hasFolder())
+void Attachments::processNextFile() {
+    if (m_isCopying || !hasFolder())
         return;
     if (fileProcessingQueue.value().empty()) {
         updateFileCount();
         return;
     }
+    m_isCopying = true;
     const fs::path file = fileProcessingQueue.value().front();
-    std::error_code error;
-    if (fs::exists(fs::symlink_status(*userFilesURL / file.filename(), error))) {
-        currentFileToProcess = file;
-        fileExistsAlertMessage = QStringLiteral("File %1 already exists. Do you want to replace it?")
-                                     .arg(platform::displayText(file.filename()));
-        activeAlert = ActiveAlert::replaceFile;
-        showAlert = true;
-        return;
-    }
-    copyAttachment(file);
-    dropFirstInQueue();
-    continueCopying(std::chrono::milliseconds(0));
+    const auto copy = [file, folder = *userFilesURL](const Files &) {
+        return copyInto(folder, file, Clash::isAsked);
+    };
+    askDisk(copy, [this, file](const Copied &copied) {
+        m_isCopying = false;
+        // Unless the user has removed all files meanwhile.
+        if (!copied && !fileProcessingQueue.value().empty()) {
+            currentFileToProcess = file;
+            fileExistsAlertMessage = QStringLiteral("File %1 already exists. Do you want to replace it?")
+                                         .arg(platform::displayText(file.filename()));
+            showAlertOf(ActiveAlert::replaceFile);
+            return;
+        }
+        if (copied && !*copied)
+            filesCountInDestination = filesCountInDestination + 1;
+        finishFile(file, copied.value_or(std::error_code()));
+        processNextFile();
+    });
 }
 
-void ContentView::answerAlert(bool confirmed) {
-    showAlert = false;
-    if (confirmed && activeAlert == ActiveAlert::replaceFile)
-        replaceFileAndContinue();
+void Attachments::showAlertOf(ActiveAlert kind) {
+    activeAlert = kind;
+    showAlert = true;
 }
 
-void ContentView::replaceFileAndContinue() {
-    if (currentFileToProcess.value() && userFilesURL)
-        copyAttachment(*currentFileToProcess.value());
-    else
-        Logger::logError(missingFolder);
-    dropFirstInQueue();
-    currentFileToProcess = std::nullopt;
-    // The alert must close before the next one may open.
-    continueCopying(std::chrono::milliseconds(500));
-}
-
-// Copied beside the attached files and renamed when it is whole: a folder or a pipe under a picked name, a
-// file that can no longer be read or a full disk must not destroy an attached file of that name.
-void ContentView::copyAttachment(const fs::path &file) {
-    std::error_code error = obstacleOf(file);
-    std::error_code ignored;
-    fs::path incoming = *userFilesURL;
-    incoming += ".incoming";
-    if (!error)
-        UtilityFunctions::CopyFiles(file.parent_path(), incoming, file.filename());
-    if (!error && Workspace::holds(incoming / file.filename()))
-        Workspace::move(incoming / file.filename(), *userFilesURL / file.filename(), error);
+void Attachments::finishFile(const fs::path &file, const std::error_code &error) {
     if (error)
-        Logger::logError(QStringLiteral("Error while copying file: ") + platform::description(error));
-    Workspace::remove(incoming, ignored);
-}
-
-void ContentView::dropFirstInQueue() {
+        m_leftOut += leftOut(file, reasonOf(error));
     auto queue = fileProcessingQueue.value();
     if (!queue.empty())
         queue.erase(queue.begin());
     fileProcessingQueue = queue;
 }
 
-void ContentView::continueCopying(std::chrono::milliseconds delay) {
-    m_isCopyScheduled = true;
-    onMainQueueAfter(delay, [view = QPointer(this)] {
-        if (view && view->m_isCopyScheduled)
-            view->processNextFile();
+void Attachments::answerAlert(bool confirmed) {
+    showAlert = false;
+    const auto &queue = fileProcessingQueue.value();
+    if (activeAlert == ActiveAlert::replaceFile && confirmed) {
+        replaceFileAndContinue();
+    } else if (activeAlert == ActiveAlert::replaceFile && !queue.empty()) {
+        for (auto file = queue.begin() + 1; file != queue.end(); ++file)
+            m_leftOut += leftOut(*file, QStringLiteral("Waits until you attach more files"));
+    }
+    settle();
+}
+
+void Attachments::replaceFileAndContinue() {
+    const auto file = currentFileToProcess.value();
+    const auto replace = [file, folder = userFilesURL](const Files &) {
+        if (file && folder)
+            return copyInto(*folder, *file, Clash::isReplaced);
+        Logger::logError(missingFolder);
+        return Copied(std::error_code());
+    };
+    m_isCopying = true;
+    askDisk(replace, [this, file](const Copied &copied) {
+        finishFile(file.value_or(fs::path()), copied.value_or(std::error_code()));
+        currentFileToProcess = std::nullopt;
+        // The alert must close before the next one may open.
+        const auto pause = [](const Files &) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(500));
+            return true;
+        };
+        askDisk(pause, [this](bool) {
+            m_isCopying = false;
+            processNextFile();
+        });
     });
 }
 
-void ContentView::finishCopying() {
-    while (m_isCopyScheduled)
-        processNextFile();
-}
-
-void ContentView::updateFileCount() {
+void Attachments::updateFileCount() {
     if (!hasFolder())
         return;
-    std::error_code error;
-    const auto count = static_cast<qint64>(entriesOf(*userFilesURL, error).size());
-    if (error == std::errc::no_such_file_or_directory) {
-        filesCountInDestination = 0;
-    } else if (error) {
-        Logger::logError(QStringLiteral("Error reading contents of the destination directory: ") +
-                         platform::description(error));
-    } else {
-        filesCountInDestination = count;
-        Logger::logInfo(QStringLiteral("Total user files attached: ") + QString::number(count));
-    }
+    const auto count = [folder = *userFilesURL](const Files &) { return countIn(folder); };
+    askDisk(count, [this](const std::optional<qint64> &files) {
+        filesCountInDestination = files.value_or(filesCountInDestination);
+    });
 }
 
-void ContentView::removeAllUserFiles() {
+void Attachments::removeAllUserFiles() {
     if (!hasFolder())
         return;
-    std::error_code error;
-    if (!Workspace::remove(*userFilesURL, error) && !error)
-        error = std::make_error_code(std::errc::no_such_file_or_directory);
-    if (error)
-        Logger::logError(QStringLiteral("Error listing files in destination directory: ") +
-                         platform::description(error));
-    else
-        Logger::logInfo(QStringLiteral("UserFiles directory removed with %1 files.")
-                            .arg(filesCountInDestination.value()));
-    updateFileCount();
+    // A file that the user did not want to replace another one would no longer meet that.
+    fileProcessingQueue = Files();
+    currentFileToProcess = std::nullopt;
+    const auto remove = [folder = *userFilesURL, count = filesCountInDestination.value()](const Files &) {
+        return removeAll(folder, count);
+    };
+    askDisk(remove, [this](bool) { updateFileCount(); });
 }

@@ -1,3 +1,4 @@
+#include "discovery/ProductDiscovery.h"
 #include "discovery/RunState.h"
 #include "test_support/Isolation.h"
 #include "test_support/WindowFixture.h"
@@ -23,7 +24,12 @@ constexpr qint64 limitBytes = 10'485'760;
 // A test's way through an attachment: `make` files, `attach` them, and answer the alert that asks.
 class AttachmentsTest : public WindowTest {
 protected:
-    AttachmentsTest() { userFilesURL = home.path() / "out/UserFiles"; }
+    AttachmentsTest() {
+        userFilesURL = home.path() / "out/UserFiles";
+        alertPresenter = [this](const QString &title, const QString &message, auto...) {
+            alerts.push_back((title + u'\n' + message).toStdString());
+        };
+    }
 
     fs::path make(const std::string &name, const QByteArray &content = "content") {
         fs::path file = home.path() / "picked" / name;
@@ -40,38 +46,52 @@ protected:
     static QByteArray contentOf(const std::string &name) { return readFile(attached(name)); }
     void attach(const std::vector<fs::path> &files) {
         view.attach(files);
-        runMainQueueUntil([&] { return view.showAlert || view.fileProcessingQueue.value().empty(); });
         settle();
     }
-    // Until nothing is left to do without the user.
-    void settle() { runMainQueueFor(30ms); }
-    void cancel() { view.answerAlert(false); }
-    // Replaces, and waits until that is done and counted.
-    void replaceAndWait(qint64 count) {
-        view.filesCountInDestination = -1;
+    // Until nothing is left to do without the user, who has then been told what there is to tell.
+    void settle() {
+        ASSERT_TRUE(runMainQueueUntil([&] { return !view.isAttaching; }));
+        QCoreApplication::processEvents();
+    }
+    void cancel() {
+        view.answerAlert(false);
+        QCoreApplication::processEvents();
+    }
+    void count() {
+        view.updateFileCount();
+        settle();
+    }
+    void removeAll() {
+        view.removeAllUserFiles();
+        settle();
+    }
+    // What the user was told since the last call.
+    template <typename... Lines>
+    void expectLeftOut(const Lines &...lines) {
+        std::string message = "Files Not Attached";
+        ((message += '\n' + std::string(lines)), ...);
+        EXPECT_THAT(std::exchange(alerts, {}), ElementsAre(message));
+    }
+    void replace() {
         ASSERT_TRUE(view.showAlert);
         view.answerAlert(true);
-        ASSERT_TRUE(runMainQueueUntil([&] { return view.filesCountInDestination.value() == count; }, 2s));
-    }
-    // A replacement that fails does not lose what is attached under its name.
-    void expectKept(const fs::path &bad, const QByteArray &content) {
-        attach({bad});
-        replaceAndWait(1);
-        EXPECT_EQ(contentOf(bad.filename()), content);
+        settle();
     }
     template <typename... Entries>
     void expect(const Entries &...entries) {
         EXPECT_THAT(record.take(), ElementsAre(entries...));
     }
-    static std::string measured(qint64 selected, qint64 existing) {
+    static std::string measured(qint64 selected, qint64 existing, qint64 limit = limitBytes) {
         return "INFO: Currently user selected files size: " + std::to_string(selected) +
-               ", existing user files size: " + std::to_string(existing) + ", limit in bytes: 10485760";
+               ", existing user files size: " + std::to_string(existing) +
+               ", limit in bytes: " + std::to_string(limit);
     }
     static std::string counted(int files) {
         return "INFO: Total user files attached: " + std::to_string(files);
     }
 
     ContentView view;
+    std::vector<std::string> alerts;
     Recorder record{view, home.path()};
 };
 
@@ -81,20 +101,19 @@ const std::string noLocation = "ERROR: userFilesURL is nil";
 
 // --- Attaching ---
 
-TEST_F(AttachmentsTest, FilesAreCopiedOneInEachTurnAndThenCounted) {
-    const auto one = make("one.png", "1");
-    const auto two = make("two.pdf", "22");
-    view.attach({one, two});
-    // The first is copied at once, the second in a later turn.
-    expect(measured(3, 0), "fileProcessingQueue = [one.png, two.pdf]", copied,
-           "fileProcessingQueue = [two.pdf]");
-    // A second pick meanwhile comes after the first.
-    view.attach({make("caf\xe9.png", "x"), make("four")});
+TEST_F(AttachmentsTest, FilesAreCopiedOneAfterTheOtherAndThenCounted) {
+    view.attach({make("one.png", "1"), make("two.pdf", "22")});
+    // A second pick meanwhile comes after the first, and is measured with what waits by then.
+    view.attach({make("caf\xe9.png", "x"), make("four.doc", "4444")});
     settle();
-    EXPECT_TRUE(view.fileProcessingQueue.value().empty());
-    EXPECT_EQ(record.take().back(), counted(4));
-    EXPECT_EQ(view.filesCountInDestination, 4);
+    expect(measured(3, 0), "fileProcessingQueue = [one.png, two.pdf]", measured(5, 0, limitBytes - 3),
+           "fileProcessingQueue = [one.png, two.pdf, caf\xef\xbf\xbd.png, four.doc]", copied,
+           "filesCountInDestination = 1", "fileProcessingQueue = [two.pdf, caf\xef\xbf\xbd.png, four.doc]",
+           copied, "filesCountInDestination = 2", "fileProcessingQueue = [caf\xef\xbf\xbd.png, four.doc]",
+           copied, "filesCountInDestination = 3", "fileProcessingQueue = [four.doc]", copied,
+           "filesCountInDestination = 4", "fileProcessingQueue = []", counted(4));
     EXPECT_EQ(contentOf("one.png") + contentOf("two.pdf") + contentOf("caf\xe9.png"), "122x");
+    EXPECT_EQ(alerts.size(), 0U);
 }
 
 TEST_F(AttachmentsTest, AttachedAndPickedFilesTogetherMayHaveTheLimitAndNotOneByteMore) {
@@ -116,16 +135,35 @@ TEST_F(AttachmentsTest, AttachedAndPickedFilesTogetherMayHaveTheLimitAndNotOneBy
     EXPECT_FALSE(view.areFilesWithinSizeLimit({huge, huge, huge}, home.path() / "nowhere", limitBytes));
 }
 
+// A link is followed to the file that it names; that is measured, and attached under its own name.
+TEST_F(AttachmentsTest, ALinkStandsForItsFile) {
+    fs::create_symlink(make("shot.png", "22"), home.path() / "latest");
+    fs::create_symlink(makeLarge("large.pdf", limitBytes + 1), home.path() / "small.pdf");
+    fs::create_symlink(make("secret.key"), home.path() / "harmless.png");
+    fs::create_symlink("missing", home.path() / "dangling.png");
+    attach({home.path() / "latest", home.path() / "harmless.png", home.path() / "dangling.png"});
+    EXPECT_EQ(record.take().front(), measured(2, 0));
+    expectLeftOut("harmless.png: Only pictures and documents can be attached",
+                  "dangling.png: No such file or directory");
+    EXPECT_EQ(contentOf("shot.png"), "22");
+    EXPECT_EQ(view.filesCountInDestination, 1);
+    attach({home.path() / "small.pdf"});
+    EXPECT_EQ(view.activeAlert, ActiveAlert::fileSize);
+}
+
 // --- A name that is attached already ---
 
 TEST_F(AttachmentsTest, AClashStopsTheCopyingUntilTheUserReplacesTheFile) {
     const auto again = make("a.png", "new");
     attach({make("x/a.png", "old"), again, make("b.png")});
     expect(measured(13, 0), "fileProcessingQueue = [a.png, a.png, b.png]", copied,
-           "fileProcessingQueue = [a.png, b.png]", "currentFileToProcess = ~/picked/a.png",
+           "filesCountInDestination = 1", "fileProcessingQueue = [a.png, b.png]",
+           "currentFileToProcess = ~/picked/a.png",
            "fileExistsAlertMessage = File a.png already exists. Do you want to replace it?",
            "activeAlert = replaceFile", "showAlert = true");
     cancel();
+    expectLeftOut("b.png: Waits until you attach more files");
+    EXPECT_EQ(view.attachedFilesLabel.value(), QStringLiteral("1 file(s) attached"));
     // A pick that is refused does not meet the clash; the next one does.
     attach({makeLarge("large.pdf", limitBytes + 1)});
     EXPECT_EQ(view.activeAlert, ActiveAlert::fileSize);
@@ -140,14 +178,54 @@ TEST_F(AttachmentsTest, AClashStopsTheCopyingUntilTheUserReplacesTheFile) {
 
     const auto start = std::chrono::steady_clock::now();
     view.answerAlert(true);
-    expect("showAlert = false", copied, "fileProcessingQueue = [b.png, c.png]",
-           "currentFileToProcess = none");
-    EXPECT_EQ(contentOf("a.png"), "new");
     // The rest follows half a second after the replacement.
     ASSERT_TRUE(runMainQueueUntil([&] { return fs::exists(attached("b.png")); }, 2s));
     EXPECT_GE(std::chrono::steady_clock::now() - start, 495ms);
     settle();
-    EXPECT_EQ(record.take().back(), counted(3));
+    expect("showAlert = false", copied, "fileProcessingQueue = [b.png, c.png]", "currentFileToProcess = none",
+           copied, "filesCountInDestination = 2", "fileProcessingQueue = [c.png]", copied,
+           "filesCountInDestination = 3", "fileProcessingQueue = []", counted(3));
+    EXPECT_EQ(contentOf("a.png"), "new");
+    EXPECT_EQ(alerts.size(), 0U);
+}
+
+// What the user declined meets no clash any more when the attached files are removed.
+TEST_F(AttachmentsTest, WhatWasDeclinedIsNotAttachedAfterARemoval) {
+    const auto declined = makeLarge("a.png", 9'000'000);
+    attach({make("x/a.png", "old")});
+    attach({declined, make("b.png")});
+    cancel();
+    removeAll();
+    attach({makeLarge("c.png", 9'000'000)});
+    EXPECT_FALSE(view.showAlert || fs::exists(attached("a.png")) || fs::exists(attached("b.png")));
+    EXPECT_EQ(view.filesCountInDestination, 1);
+}
+
+// What waits counts by what it could add: it may yet replace what is attached.
+TEST_F(AttachmentsTest, TheLimitHoldsOverWhatWaitsAsWell) {
+    attach({makeLarge("x/a.png", 1'000'000)});
+    attach({makeLarge("a.png", 4'000'000), makeLarge("b.png", 2'000'000)});
+    cancel();
+    record.take();
+    attach({makeLarge("c.png", limitBytes - 6'000'000 + 1)});
+    EXPECT_EQ(record.take().front(), measured(limitBytes - 6'000'000 + 1, 1'000'000, limitBytes - 5'000'000));
+    EXPECT_EQ(view.activeAlert, ActiveAlert::fileSize);
+    cancel();
+    attach({makeLarge("d.png", limitBytes - 6'000'000)});
+    EXPECT_EQ(view.activeAlert, ActiveAlert::replaceFile);
+    replace();
+    EXPECT_EQ(view.filesCountInDestination, 3);
+    EXPECT_EQ(fs::file_size(attached("a.png")), 4'000'000U);
+}
+
+TEST_F(AttachmentsTest, ARemovalInMidCopyingLeavesNothing) {
+    const auto press = view.filesCountInDestination.addNotifier([this] {
+        if (view.filesCountInDestination == 1)
+            view.removeAllUserFiles();
+    });
+    attach({make("a.png"), make("b.png"), make("x/a.png")});
+    EXPECT_FALSE(fs::exists(*userFilesURL) || view.showAlert);
+    EXPECT_EQ(view.filesCountInDestination, 0);
 }
 
 TEST_F(AttachmentsTest, ALinkUnderAnAttachedNameClashesAndIsNotWrittenThrough) {
@@ -156,9 +234,8 @@ TEST_F(AttachmentsTest, ALinkUnderAnAttachedNameClashesAndIsNotWrittenThrough) {
     fs::create_symlink(home.path() / "target", attached("a.png"));
     fs::create_symlink(home.path() / "missing", attached("b.png"));
     attach({make("a.png", "new"), make("b.png", "new too")});
-    view.answerAlert(true);
-    ASSERT_TRUE(runMainQueueUntil([&] { return view.showAlert.value(); }, 2s));
-    replaceAndWait(2);
+    replace();
+    replace();
     EXPECT_EQ(contentOf("a.png") + contentOf("b.png"), "newnew too");
     EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(attached("a.png"))));
     EXPECT_EQ(readFile(home.path() / "target"), "not to be touched");
@@ -167,33 +244,38 @@ TEST_F(AttachmentsTest, ALinkUnderAnAttachedNameClashesAndIsNotWrittenThrough) {
 
 // --- What cannot be copied ---
 
-// A link under a harmless name may lead anywhere.
-TEST_F(AttachmentsTest, WhatIsNoRegularFileIsLeftOutAndReplacesNothing) {
+// Without a question first, whether or not its name is attached.
+TEST_F(AttachmentsTest, WhatIsNoFileIsLeftOutAndReplacesNothing) {
     const fs::path bad = home.path() / "picked/bad.pdf";
-    const std::pair<std::function<void()>, std::string> kinds[] = {
-        {[&] { fs::create_directories(bad / "inside"); }, "Is a directory"},
-        {[&] { EXPECT_EQ(::mkfifo(bad.c_str(), 0600), 0); }, "Invalid argument"},
-        {[] {}, "No such file or directory"},
-        {[&] { fs::create_symlink("before.png", bad); }, "Too many levels of symbolic links"}};
-    for (const auto &[makeBad, reason] : kinds) {
-        const auto before = make("before.png");
+    const std::tuple<std::function<void()>, std::string, std::string> kinds[] = {
+        {[&] { fs::create_directories(bad / "inside"); }, "Is a directory", "Folders cannot be attached"},
+        {[&] { EXPECT_EQ(::mkfifo(bad.c_str(), 0600), 0); }, "Invalid argument",
+         "Pipes and devices cannot be attached"},
+        {[] {}, "No such file or directory", "No such file or directory"}};
+    for (const auto &[makeBad, error, reason] : kinds) {
         makeBad();
         record.take();
         // It leaves one line in the log between two good files.
-        attach({before, bad, make("after.png")});
-        EXPECT_THAT(record.takeLog(),
-                    ElementsAre(testing::_, copied, "ERROR: Error while copying file: " + reason, copied,
-                                counted(2)));
+        attach({make("before.png"), bad, make("after.png")});
+        EXPECT_THAT(
+            record.takeLog(),
+            ElementsAre(testing::_, copied, "ERROR: Error while copying file: " + error, copied, counted(2)));
+        expectLeftOut("bad.pdf: " + reason);
         EXPECT_FALSE(fs::exists(fs::symlink_status(attached("bad.pdf"))));
-        view.removeAllUserFiles();
         writeFile(attached("bad.pdf"), "attached before");
-        expectKept(bad, "attached before");
-        view.removeAllUserFiles();
+        attach({bad});
+        expectLeftOut("bad.pdf: " + reason);
+        EXPECT_EQ(contentOf("bad.pdf"), "attached before");
+        removeAll();
         fs::remove_all(bad);
     }
-    // Nor does the attached file replace itself.
+}
+
+TEST_F(AttachmentsTest, AFileThatIsAttachedDoesNotLoseItselfToItsOwnCopy) {
     attach({make("a.png", "old")});
-    expectKept(attached("a.png"), "old");
+    attach({attached("a.png")});
+    replace();
+    EXPECT_EQ(contentOf("a.png"), "old");
 }
 
 TEST_F(AttachmentsTest, OnAFullDiskWhatIsAttachedStays) {
@@ -201,9 +283,24 @@ TEST_F(AttachmentsTest, OnAFullDiskWhatIsAttachedStays) {
     fs::create_directories(userFilesURL->parent_path());
     const auto small = test_support::Mount::memory(userFilesURL->parent_path(), 65536);
     attach({make("b.png", "old")});
-    expectKept(make("b.png", QByteArray(1'000'000, 'x')), "old");
+    attach({make("b.png", QByteArray(1'000'000, 'x'))});
+    replace();
+    EXPECT_EQ(contentOf("b.png"), "old");
+    expectLeftOut("b.png: No space left on device");
     EXPECT_THAT(record.takeLog(),
                 testing::Contains("ERROR: Error while copying file: No space left on device").Times(1));
+}
+
+TEST_F(AttachmentsTest, AnAlertNamesSixFilesAndCountsTheOthers) {
+    std::vector<fs::path> files;
+    for (int i = 1; i < 9; ++i)
+        files.emplace_back("/" + std::to_string(i));
+    files[0] = "/" + std::string(40, '1') + "no room" + std::string(20, '1');
+    attach(files);
+    const std::string reason = ": Only pictures and documents can be attached";
+    expectLeftOut(std::string(40, '1') + "…" + std::string(20, '1') + reason, "2" + reason, "3" + reason,
+                  "4" + reason, "5" + reason, "6" + reason, "and 2 more");
+    expect();
 }
 
 // --- Counting and removing ---
@@ -211,29 +308,29 @@ TEST_F(AttachmentsTest, OnAFullDiskWhatIsAttachedStays) {
 TEST_F(AttachmentsTest, EveryEntryCountsAndIsRemoved) {
     view.filesCountInDestination = 5;
     record.take();
-    view.updateFileCount();
+    count();
     // The folder is not there yet.
     expect("filesCountInDestination = 0");
     fs::create_directories(attached("folder") / "inside");
     fs::create_symlink("nowhere", attached("link"));
-    view.updateFileCount();
-    expect("filesCountInDestination = 2", counted(2));
-    view.removeAllUserFiles();
+    count();
+    expect(counted(2), "filesCountInDestination = 2");
+    removeAll();
     expect("INFO: UserFiles directory removed with 2 files.", "filesCountInDestination = 0");
     EXPECT_FALSE(fs::exists(*userFilesURL));
-    view.removeAllUserFiles();
+    removeAll();
     expect("ERROR: Error listing files in destination directory: No such file or directory");
     writeFile(*userFilesURL, "a file");
-    view.updateFileCount();
+    count();
     expect("ERROR: Error reading contents of the destination directory: Not a directory");
 }
 
 TEST_F(AttachmentsTest, ARemovalThatFailsKeepsTheCount) {
     REQUIRE_OWN_NAMESPACES();
-    attach({make("a")});
+    attach({make("a.png")});
     record.take();
     const auto readOnly = test_support::Mount::readOnly(*userFilesURL);
-    view.removeAllUserFiles();
+    removeAll();
     expect("ERROR: Error listing files in destination directory: Read-only file system", counted(1));
 }
 
@@ -241,16 +338,17 @@ TEST_F(AttachmentsTest, RemovingALinkInTheFoldersPlaceLeavesItsTarget) {
     writeFile(home.path() / "elsewhere/file", "kept");
     fs::create_directories(userFilesURL->parent_path());
     fs::create_directory_symlink(home.path() / "elsewhere", *userFilesURL);
-    view.removeAllUserFiles();
+    removeAll();
     EXPECT_EQ(readFile(home.path() / "elsewhere/file"), "kept");
     EXPECT_FALSE(fs::exists(fs::symlink_status(*userFilesURL)));
 }
 
 TEST_F(AttachmentsTest, WithoutALocationNothingIsAttachedCountedOrRemoved) {
     view.replaceFileAndContinue();
+    settle();
     expect(noLocation);
     userFilesURL.reset();
-    const auto file = make("a");
+    const auto file = make("a.png");
     attach({file});
     expect(noLocation, "activeAlert = fileSize", "showAlert = true");
     view.processNextFile();
@@ -261,7 +359,8 @@ TEST_F(AttachmentsTest, WithoutALocationNothingIsAttachedCountedOrRemoved) {
     view.currentFileToProcess = file;
     record.take();
     view.replaceFileAndContinue();
-    expect(noLocation, "fileProcessingQueue = []", "currentFileToProcess = none");
+    settle();
+    expect(noLocation, "fileProcessingQueue = []", "currentFileToProcess = none", noLocation);
 }
 
 // --- The panel ---
@@ -278,7 +377,6 @@ protected:
         for (const fs::path &file : files)
             urls.append(QUrl::fromLocalFile(QString::fromStdString(file.native())));
         view.closeFilePanel(urls);
-        runMainQueueUntil([&] { return view.fileProcessingQueue.value().empty(); });
         settle();
     }
 };
@@ -301,42 +399,44 @@ TEST_F(FilePanelTest, AttachesWhatIsPickedButForOtherKindsOfFiles) {
     record.take();
     pick({make("one %2e#.pdf"), make("two.PNG"), make("three.exe"), make("pdf")});
     expect("isFilePanelVisible = false", "isFilePickerPresented = false", measured(14, 0),
-           "fileProcessingQueue = [one %2e#.pdf, two.PNG]", copied, "fileProcessingQueue = [two.PNG]", copied,
-           "fileProcessingQueue = []", "filesCountInDestination = 2", counted(2));
+           "fileProcessingQueue = [one %2e#.pdf, two.PNG]", copied, "filesCountInDestination = 1",
+           "fileProcessingQueue = [two.PNG]", copied, "filesCountInDestination = 2",
+           "fileProcessingQueue = []", counted(2));
+    expectLeftOut("three.exe: Only pictures and documents can be attached",
+                  "pdf: Only pictures and documents can be attached");
     // Once the archive was started, nothing is attached any more.
     UtilityFunctions::ShareButtonPressed = true;
-    ContentView frozen;
-    frozen.filesPicked(std::vector<fs::path>{make("late.pdf")});
+    pick({make("late.pdf")});
+    expectLeftOut("late.pdf: The logs are already packed");
     EXPECT_FALSE(fs::exists(attached("late.pdf")));
 }
 
 TEST_F(AttachmentsTest, AWindowThatIsGoneAttachesNothingMore) {
     {
         ContentView gone;
-        gone.attach({make("a"), make("b")});
+        gone.attach({make("a.png")});
         gone.presentFilePicker();
     }
-    settle();
-    EXPECT_TRUE(fs::exists(attached("a")));
-    EXPECT_FALSE(fs::exists(attached("b")));
+    // What the disk was asked for is still done: the file is measured.
+    EXPECT_TRUE(runMainQueueUntil([&] { return test_support::logLines(log).size() > 0; }));
+    runMainQueueFor(30ms);
+    EXPECT_FALSE(fs::exists(*userFilesURL));
 }
 
-// A clash among them is for the user to decide first.
-TEST_F(AttachmentsTest, AShareFirstCopiesWhatIsQueued) {
-    attach({make("a.png", "old")});
+TEST_F(AttachmentsTest, AShareStopsForWhatTheUserHasToSeeFirst) {
     view.changeFeedback(QStringLiteral("It crashed"));
-    // An archive that was built and is missing.
-    UtilityFunctions::ShareButtonPressed = true;
-    compressedLogURL = home.path() / "missing.zip";
-    view.attach({make("b.png", "2"), make("a.png", "new"), make("c.png", "3")});
-    view.ShareButtonPressed();
-    EXPECT_TRUE(view.showAlert);
-    EXPECT_FALSE(view.isFeedbackEmailLayoutDisabled || view.primaryButtonDisabled);
-    view.answerAlert(true);
-    EXPECT_EQ(view.fileProcessingQueue.value().size(), 1U);
-    view.ShareButtonPressed();
-    EXPECT_TRUE(view.isUploadFailedLayoutVisible);
-    EXPECT_EQ(contentOf("a.png") + contentOf("b.png") + contentOf("c.png"), "new23");
+    attach({make("a.png", "old")});
+    for (const fs::path &file : {make("a.png", "new"), make("b.exe")}) {
+        view.attach({file});
+        view.ShareButtonPressed();
+        EXPECT_TRUE(view.isRunning && view.primaryButtonDisabled && view.isFeedbackEmailLayoutDisabled);
+        EXPECT_EQ(view.logLabel.value(), QStringLiteral("Waiting for attached files."));
+        settle();
+        EXPECT_TRUE(view.showAlert || !alerts.empty());
+        view.showAlert = false;
+        EXPECT_FALSE(view.isRunning || view.primaryButtonDisabled || view.isFeedbackEmailLayoutDisabled ||
+                     view.isFormFrozen);
+    }
 }
 
 } // namespace

@@ -15,15 +15,11 @@
 using namespace UtilityFunctions;
 
 ContentView::ContentView(QObject *parent)
-    : ContentViewState(parent)
+    : Attachments(parent)
     , m_status(std::make_shared<StatusText>([this](const QString &text) { logLabel = text; }))
     , m_statusNotifier(logLabel.addNotifier([this] { m_status->note(logLabel); })) {
     m_status->note(logLabel);
     isEmailValid.setBinding([this] { return isValidEmail(emailText); });
-    attachedFilesLabel.setBinding([this] {
-        const qint64 count = filesCountInDestination;
-        return count > 0 ? QStringLiteral("%1 file(s) attached").arg(count) : QString();
-    });
 }
 
 ContentView::~ContentView() {

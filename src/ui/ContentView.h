@@ -7,22 +7,16 @@
 
 #include "discovery/RunState.h"
 #include "packaging/UploadError.h"
-#include "platform/Desktop.h"
-#include "ui/ContentViewState.h"
+#include "ui/Attachments.h"
 #include "ui/StatusText.h"
 
-#include <QUrl>
 #include <memory>
-#include <variant>
 
-class ContentView : public ContentViewState {
+class ContentView : public Attachments {
     Q_OBJECT
     QML_ELEMENT
     Q_PROPERTY(QString logId READ logId CONSTANT)
     Q_PROPERTY(QString supportEmail READ supportEmail CONSTANT)
-    // What the window's own file panel offers, and the folder in which it opens.
-    Q_PROPERTY(QStringList filePanelFilters READ filePanelFilters CONSTANT)
-    Q_PROPERTY(QUrl filePanelFolder READ filePanelFolder CONSTANT)
 
 public:
     explicit ContentView(QObject *parent = nullptr);
@@ -30,14 +24,10 @@ public:
 
     QString logId() const;
     QString supportEmail() const;
-    QStringList filePanelFilters() const;
-    QUrl filePanelFolder() const;
 
     /// Whether the archive was started, which fixes the form for the life of the process.
     LUMAMON_FIELD(bool, isFormFrozen, UtilityFunctions::ShareButtonPressed)
-    // These two follow other fields.
-    /// How many files are attached; empty when there are none.
-    LUMAMON_FIELD(QString, attachedFilesLabel, QString())
+    /// Follows another field.
     LUMAMON_FIELD(bool, isEmailValid, true)
 
     /// A press of the primary button; what it does follows in a later turn of the main thread.
@@ -77,30 +67,6 @@ public:
     Q_INVOKABLE void leaveFeedback();
     Q_INVOKABLE void leaveEmail();
 
-    /// Opens the desktop's file panel, else the window's own; what comes of it goes to `filesPicked`.
-    Q_INVOKABLE void presentFilePicker();
-    /// The window's own panel is done; `picked` is empty when it was cancelled.
-    Q_INVOKABLE void closeFilePanel(const QList<QUrl> &picked);
-
-    /// The files that the user picked, none when the panel was cancelled; or what failed.
-    using PickedFiles = std::variant<std::vector<std::filesystem::path>, QString>;
-    void filesPicked(const PickedFiles &picked);
-
-    /// Files picked: all are copied, one in each turn of the main thread, or none when they are too large.
-    void attach(const std::vector<std::filesystem::path> &files);
-
-    bool areFilesWithinSizeLimit(const std::vector<std::filesystem::path> &fileURLs,
-                                 const std::optional<std::filesystem::path> &destinationDirectory,
-                                 qint64 limit);
-    void processNextFile();
-    void replaceFileAndContinue();
-    /// The user has answered the alert that is up; only the question whether to replace a file can be
-    /// confirmed.
-    Q_INVOKABLE void answerAlert(bool confirmed);
-
-    Q_INVOKABLE void removeAllUserFiles();
-    void updateFileCount();
-
 Q_SIGNALS:
     /// First of all when the window goes.
     void disappearing();
@@ -109,24 +75,18 @@ Q_SIGNALS:
 
 private:
     void captureCompleted();
-    bool buildArchive();
+    void shareWhenAttached();
+    void buildArchive();
+    void sendArchive();
     void uploadArchive();
     void showFailure();
     void changeText(QProperty<QString> &box, const QString &text, void (ContentView::*applyRules)());
     void applyFeedbackRules();
     void applyEmailRules();
-    void copyAttachment(const std::filesystem::path &file);
-    void dropFirstInQueue();
-    void continueCopying(std::chrono::milliseconds delay);
-    void finishCopying();
 
     // The status line as worker threads read and write it.
     std::shared_ptr<StatusText> m_status;
     QPropertyNotifier m_statusNotifier;
-    // The latest panel; it closes with the window.
-    std::unique_ptr<platform::FileChooser> m_fileChooser;
     // Of the latest upload: what an earlier one reports is not about what the window shows.
     int m_uploadNumber = 0;
-    // Files are still to be copied in a later turn.
-    bool m_isCopyScheduled = false;
 };

@@ -4,41 +4,11 @@
 #include "discovery/MainQueue.h"
 #include "packaging/FilesPathDirectory.h"
 #include "packaging/UploadAPI.h"
-#include "platform/posix/Process.h"
 #include "ui/FeedbackForm.h"
 
-#include <QEventLoop>
 #include <QPointer>
 
 using namespace UtilityFunctions;
-
-namespace {
-
-// Runs `work` on another thread, where the system has one, and gives its result when it has ended. Meanwhile
-// the window draws, the main queue runs and the user may close the window. None when the program is to end
-// before the work has: the work then goes on alone, so it must own or outlive what it uses. Not a thread of a
-// pool, since Qt waits for its pool before it ends the program.
-std::optional<bool> workBesideWindow(const std::function<bool()> &work) {
-    // Main thread only.
-    const auto result = std::make_shared<std::optional<bool>>();
-    QEventLoop loop;
-    std::thread thread = platform::startThread("Archive", [result, loop = QPointer(&loop), work] {
-        const bool value = work();
-        onMainQueue([result, loop, value] {
-            *result = value;
-            if (loop)
-                loop->quit();
-        });
-    });
-    if (!thread.joinable())
-        return work();
-    thread.detach();
-    // Events of every kind: the closing of the window is one of the user's.
-    loop.exec();
-    return *result;
-}
-
-} // namespace
 
 void ContentView::ShareButtonPressed() {
     if (isInitialFocus && feedbackText.value().isEmpty()) {
@@ -46,25 +16,31 @@ void ContentView::ShareButtonPressed() {
         isInitialFocus = false;
         return;
     }
-    // What was picked belongs into the archive; a clash of names is for the user to decide first.
-    finishCopying();
-    if (showAlert)
-        return;
     feedbackFormFocus = Field::noField;
     primaryButtonDisabled = true;
     isFeedbackEmailLayoutDisabled = true;
     isUploadFailedLayoutVisible = false;
     isLoggingCompleteVisible = true;
     isSecondaryError = SecondaryError::none;
-    if (!UtilityFunctions::ShareButtonPressed && !buildArchive()) {
+    if (UtilityFunctions::ShareButtonPressed)
+        sendArchive();
+    else if (isAttaching)
+        shareWhenAttached();
+    else
+        buildArchive();
+}
+
+// What was picked belongs into the archive. Whatever the user has to be told meanwhile comes first.
+void ContentView::shareWhenAttached() {
+    logLabel = QStringLiteral("Waiting for attached files.");
+    isRunning = true;
+    whenAttached([this](bool isUndisturbed) {
         isRunning = false;
-        return;
-    }
-    if (FilesPathDirectory::isArchiveSizeValid()) {
-        uploadArchive();
-        return;
-    }
-    showFailure();
+        isFeedbackEmailLayoutDisabled = false;
+        primaryButtonDisabled = false;
+        if (isUndisturbed)
+            ShareButtonPressed();
+    });
 }
 
 void ContentView::showFailure() {
@@ -75,20 +51,31 @@ void ContentView::showFailure() {
     isRunning = false;
 }
 
-// False when there is no archive, or when the program ends meanwhile.
-bool ContentView::buildArchive() {
+void ContentView::buildArchive() {
     UtilityFunctions::ShareButtonPressed = true;
     isFormFrozen = true;
     logLabel = QStringLiteral("Compressing logs.");
     isRunning = true;
-    CreateUserDetailContent(emailText, feedbackText);
-    const auto isCompressed = workBesideWindow([] {
+    const auto build = [email = emailText.value(), feedback = feedbackText.value()] {
+        CreateUserDetailContent(email, feedback);
         FilesPathDirectory::pruneOutput();
         return FilesPathDirectory::packOutput();
+    };
+    besideMainQueue("Archive", build, [view = QPointer(this)](bool isCompressed) {
+        if (view && isCompressed) {
+            view->sendArchive();
+        } else if (view) {
+            view->primaryButtonDisabled = false;
+            view->isRunning = false;
+        }
     });
-    if (isCompressed == false)
-        primaryButtonDisabled = false;
-    return isCompressed.value_or(false);
+}
+
+void ContentView::sendArchive() {
+    if (FilesPathDirectory::isArchiveSizeValid())
+        uploadArchive();
+    else
+        showFailure();
 }
 
 void ContentView::uploadArchive() {

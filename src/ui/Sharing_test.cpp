@@ -166,6 +166,18 @@ TEST_F(SharingTest, TheMainQueueRunsWhileTheArchiveIsBuilt) {
     EXPECT_EQ(service.receipts().size(), 1U);
 }
 
+TEST_F(SharingTest, WhatIsStillBeingAttachedComesFirst) {
+    capture();
+    test_support::writeFile(home.path() / "a.png", "first");
+    test_support::writeFile(home.path() / "b.pdf", "second");
+    view.attach({home.path() / "a.png", home.path() / "b.pdf"});
+    press();
+    waitUntil("Close");
+    const auto items = test_support::readArchive(service.receipts().at(0).archive);
+    EXPECT_EQ(items.at("Pellix/UserFiles/a.png").content + items.at("Pellix/UserFiles/b.pdf").content,
+              "firstsecond");
+}
+
 TEST_F(SharingTest, TheEndOfTheProgramEndsTheWaitForTheArchive) {
     capture();
     const auto zip = zipThatWaits();
@@ -179,11 +191,11 @@ TEST_F(SharingTest, TheEndOfTheProgramEndsTheWaitForTheArchive) {
     EXPECT_THAT(record.takeLog(), Not(Contains("ERROR: unable to copy compressed file.")));
     // The work goes on alone, to its last line in the log.
     releaseZip();
-    EXPECT_TRUE(runMainQueueUntil([&] {
+    EXPECT_TRUE(test_support::waitUntil([&] {
         return test_support::logLines(systemLog()).last().startsWith(u"INFO: Deleted: lumaMacLog_");
     }));
     // After that line it still notes where the archive is, and reports that it has ended.
-    runMainQueueFor(500ms);
+    std::this_thread::sleep_for(500ms);
 }
 
 TEST_F(SharingTest, WithoutZipTheButtonIsOnAgainAndNothingIsSent) {

@@ -8,6 +8,8 @@ ColumnLayout {
 
     required property ContentView view
     readonly property bool canAttach: !view.isFormFrozen && !view.isFeedbackEmailLayoutDisabled
+    readonly property bool isAttaching: view.isAttaching
+    property bool isDiskSlow: false
 
     palette.highlight: Assets.color("PrimaryColor")
     palette.highlightedText: "white"
@@ -16,6 +18,14 @@ ColumnLayout {
     onVisibleChanged: {
         if (visible)
             view.feedbackFormFocus = ContentView.Field.feedback;
+    }
+    onIsAttachingChanged: isDiskSlow = false
+
+    // Most disks are done before anybody could read this.
+    Timer {
+        interval: 500
+        running: form.isAttaching
+        onTriggered: form.isDiskSlow = true
     }
 
     DescriptionBox {
@@ -59,13 +69,16 @@ ColumnLayout {
 
             RowLayout {
                 spacing: 8
-                visible: form.view.attachedFilesLabel !== ""
+                visible: attached.text !== ""
 
                 LiveText {
-                    text: form.view.attachedFilesLabel
+                    id: attached
+
+                    text: form.isDiskSlow ? "Waiting for the disk" : form.view.attachedFilesLabel
                 }
 
                 Pressable {
+                    visible: form.view.attachedFilesLabel !== ""
                     implicitWidth: 24
                     implicitHeight: 24
                     ringRadius: 8

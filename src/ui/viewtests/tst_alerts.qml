@@ -83,6 +83,15 @@ Item {
             }
         }
 
+        // As long as they get: six files with long names.
+        function test_a_list_of_files_fits_the_smallest_window() {
+            others.present("Files Not Attached", `${"W".repeat(60)}: Pipes and devices cannot be attached\n`.repeat(6)
+                           + "and 2 more", "OK");
+            compare(shown().length, 3);
+            verify(alert.height <= 576 - 48, alert.height);
+            keyClick(Qt.Key_Escape);
+        }
+
         function test_others_come_after_the_forms() {
             others.present("First", "One", "OK");
             others.present("Second", "Two", "Fine");

@@ -107,6 +107,22 @@ Item {
             compare(counters(), ["40 of 40 characters"]);
         }
 
+        // Also when files are attached, which can then still be removed.
+        function test_a_slow_disk_is_named() {
+            showForm();
+            const before = places();
+            for (const count of [0, 2]) {
+                set({ filesCountInDestination: count, isAttaching: true });
+                compare(textItem("Waiting for the disk"), null);
+                tryVerify(() => textItem("Waiting for the disk") !== null);
+                compare([places(), control("Remove attached files") !== null], [before, count > 0]);
+                settle();
+                verifyWhole();
+                set({ isAttaching: false });
+                compare([textItem("Waiting for the disk"), textItem("2 file(s) attached") !== null], [null, count > 0]);
+            }
+        }
+
         function test_an_upload_shows_how_far_it_is() {
             showForm();
             states.uploading();

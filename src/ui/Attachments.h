@@ -1,0 +1,87 @@
+// Files that the user attaches: picked, measured, copied in one after the other, counted and removed; and
+// what is not attached, with its reason.
+//
+// Main thread. The disk is asked on other threads, one request at a time and in the order in which the user
+// made them: a slow one never stops the window, and one that does not answer any more stops nothing else.
+#pragma once
+
+#include "platform/Desktop.h"
+#include "ui/ContentViewState.h"
+
+#include <QStringList>
+#include <QUrl>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <system_error>
+#include <variant>
+
+class Attachments : public ContentViewState {
+    Q_OBJECT
+    QML_ANONYMOUS
+    // What the window's own file panel offers, and the folder in which it opens.
+    Q_PROPERTY(QStringList filePanelFilters READ filePanelFilters CONSTANT)
+    Q_PROPERTY(QUrl filePanelFolder READ filePanelFolder CONSTANT)
+
+public:
+    explicit Attachments(QObject *parent = nullptr);
+
+    /// How many files are attached; empty when there are none. Follows another field.
+    LUMAMON_FIELD(QString, attachedFilesLabel, QString())
+    /// The disk is still busy with what the user has picked or removed.
+    LUMAMON_FIELD(bool, isAttaching, false)
+
+    QStringList filePanelFilters() const;
+    QUrl filePanelFolder() const;
+
+    /// Opens the desktop's file panel, else the window's own; what comes of it goes to `filesPicked`.
+    Q_INVOKABLE void presentFilePicker();
+    /// The window's own panel is done; `picked` is empty when it was cancelled.
+    Q_INVOKABLE void closeFilePanel(const QList<QUrl> &picked);
+
+    using Files = std::vector<std::filesystem::path>;
+    /// The files that the user picked, none when the panel was cancelled; or what failed.
+    using PickedFiles = std::variant<Files, QString>;
+    void filesPicked(const PickedFiles &picked);
+
+    /// Files picked: all those that can be attached are copied, or none when they are too large together with
+    /// what is attached and what waits.
+    void attach(const Files &files);
+
+    /// Whether the files and those in the folder together have at most `limit` bytes. Any thread.
+    static bool areFilesWithinSizeLimit(const Files &fileURLs,
+                                        const std::optional<std::filesystem::path> &destinationDirectory,
+                                        qint64 limit);
+    /// Copies the first file that waits, and then the others, until one needs the user's decision.
+    void processNextFile();
+    void replaceFileAndContinue();
+    /// The user has answered the alert that is up; only the question whether to replace a file can be
+    /// confirmed.
+    Q_INVOKABLE void answerAlert(bool confirmed);
+
+    /// Removes what is attached, and forgets what waits.
+    Q_INVOKABLE void removeAllUserFiles();
+    void updateFileCount();
+
+protected:
+    /// Calls `then` once, as soon as nothing is left to do without the user; with false when the user is
+    /// being told or asked something.
+    void whenAttached(std::function<void(bool isUndisturbed)> then);
+
+private:
+    template <typename Request, typename Done>
+    void askDisk(Request request, Done done);
+    void showAlertOf(ActiveAlert kind);
+    void finishFile(const std::filesystem::path &file, const std::error_code &error);
+    void settle();
+
+    // The latest panel; it closes with the window.
+    std::unique_ptr<platform::FileChooser> m_fileChooser;
+    // What the disk is still to be asked, the first being under way.
+    std::deque<std::function<void()>> m_requests;
+    // The copying goes on by itself.
+    bool m_isCopying = false;
+    // What the user is still to be told: names with their reasons.
+    QStringList m_leftOut;
+    std::function<void(bool)> m_whenAttached;
+};

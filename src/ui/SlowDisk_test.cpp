@@ -1,0 +1,94 @@
+// The window while the disk takes its time, or does not answer any more.
+#include "test_support/SlowDisk.h"
+
+#include "discovery/RunState.h"
+#include "test_support/WindowFixture.h"
+
+#include <atomic>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using test_support::runMainQueueFor;
+using test_support::runMainQueueUntil;
+using test_support::SlowDisk;
+using UtilityFunctions::userFilesURL;
+
+// How long the main thread does not come to its events, at most. Counted in looks of a millisecond and not by
+// the clock: on a busy machine the thread that looks waits for a processor as long as the main thread does.
+class LongestGap {
+public:
+    LongestGap() {
+        QObject::connect(&m_turns, &QTimer::timeout, &m_turns, [this] { m_looks = 0; });
+        m_turns.start(1ms);
+    }
+    std::chrono::milliseconds longest() const { return std::chrono::milliseconds(m_longest); }
+
+private:
+    QTimer m_turns;
+    std::atomic<int> m_looks = 0;
+    std::atomic<int> m_longest = 0;
+    std::jthread m_watch{[this](const std::stop_token &end) {
+        while (!end.stop_requested()) {
+            std::this_thread::sleep_for(1ms);
+            m_longest = std::max<int>(m_longest, ++m_looks);
+        }
+    }};
+};
+
+// The home folder is on the slow disk: what is picked, what is attached, and the log.
+class SlowDiskTest : public WindowTest {
+protected:
+    void SetUp() override {
+        REQUIRE_SLOW_DISK();
+        userFilesURL = home.path() / "out/UserFiles";
+        for (const char *name : {"a.png", "b.pdf"})
+            test_support::writeFile(home.path() / name, "content");
+        fs::create_symlink("b.pdf", home.path() / "link.pdf");
+        disk.emplace(home.path());
+    }
+    void waitForDisk() {
+        ASSERT_TRUE(runMainQueueUntil([this] { return !view.isAttaching; }, 5min));
+    }
+
+    std::optional<SlowDisk> disk;
+    ContentView view;
+};
+
+TEST_F(SlowDiskTest, AttachingAndRemovingDoNotStopTheWindow) {
+    // With a second, the gap is the same, but it takes five minutes.
+    disk->setDelay(30ms);
+    LongestGap gap;
+    view.attach({home.path() / "a.png", home.path() / "link.pdf"});
+    waitForDisk();
+    EXPECT_EQ(view.filesCountInDestination, 2);
+    view.attach({home.path() / "a.png"});
+    waitForDisk();
+    ASSERT_TRUE(view.showAlert);
+    view.answerAlert(true);
+    waitForDisk();
+    view.removeAllUserFiles();
+    waitForDisk();
+    EXPECT_EQ(view.filesCountInDestination, 0);
+    EXPECT_LT(gap.longest(), 100ms);
+    // Which of the operations are the main thread's is counted.
+    EXPECT_EQ(disk->operationsOf(::getpid()), 0);
+    EXPECT_FALSE(fs::exists(*userFilesURL));
+    EXPECT_GT(disk->operationsOf(::getpid()), 0);
+}
+
+TEST_F(SlowDiskTest, ADiskThatDoesNotAnswerStopsNothing) {
+    view.changeFeedback(QStringLiteral("It stopped"));
+    disk->stopAnswering();
+    LongestGap gap;
+    view.attach({home.path() / "a.png"});
+    view.attach({home.path() / "b.pdf"});
+    view.removeAllUserFiles();
+    view.ShareButtonPressed();
+    runMainQueueFor(300ms);
+    EXPECT_TRUE(view.isAttaching && view.isRunning);
+    EXPECT_LT(gap.longest(), 100ms);
+}
+
+} // namespace
