@@ -1,4 +1,5 @@
 // How a run in the window ends before its time, and starts that come to no window.
+#include "test_support/SlowDisk.h"
 #include "tests/WindowRun.h"
 
 #include <csignal>
@@ -56,6 +57,30 @@ TEST_F(WindowEnd, ClosedUnderAnAlertAfterASecondCopyHasLeftItAlone) {
     EXPECT_THAT(log(), testing::HasSubstr("running instanace detected. Terminating the new instance with "
                                           "[\"PROGRAM\"].-----------\n"));
     EXPECT_TRUE(window().shows("dialog", "No Lumadoc installation detected"));
+    closeAndExpectTheEnd();
+}
+
+// Like a network mount whose server is gone.
+TEST_F(WindowEnd, WithAFileOnADiskThatDoesNotAnswer) {
+    REQUIRE_SLOW_DISK();
+    install();
+    writeFile(home.path() / "network/one.png", "never read");
+    const SlowDisk disk(home.path() / "network");
+    open();
+    capture();
+    window().click("push button", attachName);
+    window().click("check box", "network/");
+    std::this_thread::sleep_for(doubleClick);
+    window().click("check box", "one.png");
+    waitForCheck("one.png");
+    disk.stopAnswering();
+    window().click("push button", "Attach");
+    waitForText("Waiting for the disk");
+    picture("slow-disk");
+    window().clickAt(window().find("text", descriptionName));
+    describe("It stopped");
+    press("Share logs");
+    waitForText("Waiting for attached files.");
     closeAndExpectTheEnd();
 }
 

@@ -113,6 +113,14 @@ TEST_F(WindowWholeRun, IsStoppedFailsAndIsThenSentWithItsAttachments) {
     EXPECT_FALSE(fs::exists(attachments));
     pick({"one.png", "two.pdf"});
     waitForText("2 file(s) attached");
+    // What is not attached is named with its reason.
+    writeFile(home.path() / "notes.txt", "private");
+    fs::create_symlink("notes.txt", home.path() / "harmless.png");
+    pick({"harmless.png"});
+    waitForText("harmless.png: Only pictures and documents can be attached");
+    picture("not-attached-alert");
+    window().click("push button", "OK");
+    window().waitUntilGone("dialog", "Files Not Attached");
     // A name clash is for the user to decide.
     writeFile(home.path() / "one.png", "third");
     pick({"one.png"});
