@@ -203,10 +203,6 @@ void Attachments::settle() {
         then(isUndisturbed);
 }
 
-void Attachments::whenAttached(std::function<void(bool)> then) {
-    m_whenAttached = std::move(then);
-}
-
 void Attachments::presentFilePicker() {
     if (isFilePickerPresented)
         return;

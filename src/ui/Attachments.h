@@ -64,9 +64,9 @@ public:
     void updateFileCount();
 
 protected:
-    /// Calls `then` once, as soon as nothing is left to do without the user; with false when the user is
-    /// being told or asked something.
-    void whenAttached(std::function<void(bool isUndisturbed)> then);
+    /// Called once, as soon as nothing is left to do without the user; with false when the user is being told
+    /// or asked something.
+    std::function<void(bool isUndisturbed)> m_whenAttached;
 
 private:
     template <typename Request, typename Done>
@@ -83,5 +83,4 @@ private:
     bool m_isCopying = false;
     // What the user is still to be told: names with their reasons.
     QStringList m_leftOut;
-    std::function<void(bool)> m_whenAttached;
 };

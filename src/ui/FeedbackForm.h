@@ -15,7 +15,7 @@ namespace UtilityFunctions {
 bool isValidEmail(const QString &email);
 
 /// Writes "UserEmailFeedback.json" into the output folder; nothing without one. The texts go in without any
-/// escaping, as the support service expects them; an invalid address is left out. Main thread.
+/// escaping, as the support service expects them; an invalid address is left out. Any thread.
 void CreateUserDetailContent(const QString &email, const QString &feedback);
 
 } // namespace UtilityFunctions

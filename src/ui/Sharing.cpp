@@ -34,13 +34,13 @@ void ContentView::ShareButtonPressed() {
 void ContentView::shareWhenAttached() {
     logLabel = QStringLiteral("Waiting for attached files.");
     isRunning = true;
-    whenAttached([this](bool isUndisturbed) {
+    m_whenAttached = [this](bool isUndisturbed) {
         isRunning = false;
         isFeedbackEmailLayoutDisabled = false;
         primaryButtonDisabled = false;
         if (isUndisturbed)
             ShareButtonPressed();
-    });
+    };
 }
 
 void ContentView::showFailure() {

@@ -67,13 +67,12 @@ ColumnLayout {
                 Layout.fillWidth: true
             }
 
+            // There is always room for it.
             RowLayout {
                 spacing: 8
-                visible: attached.text !== ""
+                Layout.preferredHeight: 24
 
                 LiveText {
-                    id: attached
-
                     text: form.isDiskSlow ? "Waiting for the disk" : form.view.attachedFilesLabel
                 }
 

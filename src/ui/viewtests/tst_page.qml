@@ -34,10 +34,11 @@ Item {
                   isUploadFailedLayoutVisible: true, isLoggingCompleteVisible: false });
         }
 
-        // The primary button, which is as wide as its caption, both boxes and the button below them.
+        // The primary button, which is as wide as its caption, both boxes, the button below them and what is beside it.
         function places() {
             const items = drawn(root).filter(item => item instanceof PrimaryButton || item instanceof BoxFrame);
-            items.push(control("Attach screenshot and pdf files"));
+            items.push(control("Attach screenshot and pdf files"),
+                       textItem("(Max 10 MB; Do not include any sensitive information)"));
             return items.map(item => item.mapToItem(root, 0, 0).y);
         }
 
