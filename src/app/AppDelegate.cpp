@@ -84,6 +84,7 @@ void AppDelegate::applicationDidFinishLaunching() {
         constexpr auto timeout = std::chrono::seconds(300);
         TimeoutManager::shared().runWithTimeout(timeout, [this] { runWithoutUI(); });
     } else if (m_window) {
+        platform::setPresence(platform::Presence::ordinary);
         m_window->open([] { LumamonApp::limitTheEnd(EXIT_SUCCESS); });
     }
 }
@@ -96,6 +97,7 @@ void AppDelegate::KillApp(const QString &log) {
 }
 
 void AppDelegate::runWithoutUI() {
+    platform::setPresence(platform::Presence::hidden);
     Logger::logInfo(QStringLiteral("Running without UI based on command-line parameter."));
     if (!chooseNamedProduct()) {
         FindRunningEditions();

@@ -125,7 +125,8 @@ bool IsApplicationRunning(const QString &bundleIdentifier) {
     ProcessId = QString::number(application->processIdentifier);
     Logger::logInfo(QStringLiteral("Lumadoc running instance found for BundleIdentifier: ") +
                     bundleIdentifier);
-    FlavourFromAppVersion(application->bundlePath);
+    if (!application->bundlePath.empty())
+        FlavourFromAppVersion(application->bundlePath);
     return true;
 }
 

@@ -1,5 +1,6 @@
 #include "logging/Logging.h"
 
+#include "platform/System.h"
 #include "platform/posix/FileDescriptor.h"
 #include "test_support/Isolation.h"
 #include "test_support/LoggedTest.h"
@@ -140,7 +141,7 @@ TEST_F(LoggerTest, SaysWhyALineOrAFolderIsLostAndGoesOn) {
     EXPECT_EQ(printedBy(Logger::setupLogFile), "Failed to create log directory: Not a directory\n");
 
     // A product may start the program and never read what it prints.
-    platform::Pipe pipe = platform::Pipe::open();
+    platform::Pipe pipe = platform::openPipe();
     const FileDescriptor output(::dup(STDOUT_FILENO));
     ::dup2(pipe.writeEnd.get(), STDOUT_FILENO);
     for (int i = 0; i < 3000; ++i)

@@ -42,6 +42,13 @@ private:
     std::unique_ptr<Request> m_request;
 };
 
+/// Calls `reopen` each time the user opens the program again while it runs, from now on, and gives true: the
+/// program stays when its last window has closed. False where a program ends with its window.
+bool onReopen(std::function<void()> reopen);
+
+/// Whether a window opens at its default size; otherwise as small as it may be.
+bool hasDefaultWindowSize();
+
 enum class ColorScheme { light, dark };
 
 /// Watches which appearance the user has chosen for the system, for as long as it lives.

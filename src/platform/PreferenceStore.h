@@ -1,8 +1,9 @@
-// The store that holds an application's preferences: here, the property-list file itself.
+// The store that holds an application's preferences: the property-list file itself, or where the system has a
+// service for it, that.
 //
-// Main thread, or one thread at a time. Each change reads the file once and writes it once. A write keeps the
-// file's format, owner, mode, access list, extended attributes and every other value, and replaces the file
-// atomically; a link stays, and the file it leads to is replaced.
+// Main thread, or one thread at a time. Each change reads the file once and writes it once. A write to the
+// file keeps its format, owner, mode, access list, extended attributes and every other value, and replaces
+// the file atomically; a link stays, and the file it leads to is replaced.
 #pragma once
 
 #include "platform/posix/PropertyList.h"
@@ -24,8 +25,8 @@ enum class PreferenceChange {
 /// Shows a copy of a value to `change` and writes it back if that returns true, whether it differs or not.
 using ChangePreference = std::function<bool(PropertyList &value)>;
 
-/// Changes the value of `key` in the preferences that `file` holds; `change` is not called without such a
-/// value.
+/// Changes the value of `key` in the preferences that `file` holds, through the system's service where there
+/// is one; `change` is not called without such a value.
 PreferenceChange changePreferenceValue(const std::filesystem::path &file, QAnyStringView key,
                                        const ChangePreference &change);
 

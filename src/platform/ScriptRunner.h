@@ -2,7 +2,8 @@
 // administrator's rights. It asks only where the command cannot do without them, and only for the command of
 // the installed program: any other the user, or whoever acts in the user's name, may have put there.
 //
-// Any thread; running a script blocks it, also while the user is asked. `stopPrograms` (Program.h) ends it.
+// Any thread; running a script blocks it, also while the user is asked. After `stopPrograms` (Program.h) none
+// starts; where the system can stop one that runs, it ends.
 #pragma once
 
 #include "platform/posix/Text.h"
@@ -53,6 +54,10 @@ struct ScriptError {
 
     friend bool operator==(const ScriptError &, const ScriptError &) = default;
 };
+
+/// Of a script that `stopPrograms` stopped, or did not let start.
+inline const ScriptError programIsEnding{
+    -128, QStringLiteral("The command was stopped because the program is ending.")};
 
 /// Runs a script to its end; none when its command ended with status 0.
 std::optional<ScriptError> runScript(const Script &script);

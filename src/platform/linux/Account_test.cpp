@@ -1,6 +1,6 @@
 #include "platform/Account.h"
 
-#include "platform/Applications.h"
+#include "platform/linux/ApplicationRoots.h"
 #include "test_support/Isolation.h"
 #include "test_support/ScratchHome.h"
 

@@ -2,17 +2,17 @@
 
 #include "platform/Account.h"
 #include "platform/Bundle.h"
+#include "platform/linux/ApplicationRoots.h"
 #include "platform/linux/DesktopEntry.h"
 #include "platform/posix/FileSystem.h"
+#include "platform/posix/Lock.h"
 #include "platform/posix/Text.h"
 
 #include <QByteArrayList>
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <fcntl.h>
 #include <map>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -139,25 +139,7 @@ std::optional<RunningApplication> applicationOf(const fs::path &process, std::in
     return RunningApplication{bundle->identifier().value_or(QString()), identifier, bundle->path()};
 }
 
-enum class Lock { held, taken, impossible };
-
-// Locks a file of this user's for as long as this process lives. Whoever can open it can lock it, so it is of
-// no use where others can. Programs that are started from here do not inherit it.
-Lock lockForLife(const fs::path &path) {
-    constexpr int flags = O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
-    FileDescriptor file(::open(path.c_str(), flags, ownerOnly));
-    struct stat status {};
-    if (!file || ::fchmod(file.get(), ownerOnly) != 0 || ::fstat(file.get(), &status) != 0 ||
-        status.st_uid != ::geteuid() || status.st_mode != (S_IFREG | ownerOnly))
-        return Lock::impossible;
-    if (::flock(file.get(), LOCK_EX | LOCK_NB) != 0)
-        return errno == EWOULDBLOCK ? Lock::taken : Lock::impossible;
-    static_cast<void>(file.release());
-    return Lock::held;
-}
-
-// Whether a process holds such a lock, on any file.
+// Whether a process holds a lock as `lockForLife` takes it, on any file.
 bool holdsLock(std::int64_t process) {
     constexpr std::size_t longestBytes = std::size_t{1} << 20;
     const FileDescriptor file(::open("/proc/locks", O_RDONLY | O_CLOEXEC));
@@ -211,6 +193,10 @@ ApplicationRoots applicationRoots() {
     return roots;
 }
 
+std::vector<fs::path> installedApplications(const QString &bundleIdentifier) {
+    return installedApplications(bundleIdentifier, applicationRoots());
+}
+
 std::vector<fs::path> installedApplications(const QString &bundleIdentifier, const ApplicationRoots &roots) {
     std::vector<fs::path> found;
     const auto offer = [&](const std::optional<Bundle> &bundle) {
@@ -243,15 +229,15 @@ std::vector<fs::path> installedApplications(const QString &bundleIdentifier, con
 
 // A copy that is listed and holds no lock is about to end: it has not got this one.
 bool claimSingleInstance(const QString &identifier, const fs::path &folder) {
-    std::error_code error;
-    fs::create_directories(folder, error);
-    const fs::path file = folder / pathFromText(identifier + QStringLiteral(".lock"));
-    const Lock lock = file.is_absolute() ? lockForLife(file) : Lock::impossible;
+    const Lock lock = lockForLife(folder, identifier);
     const auto goesOnBeside = [&](const RunningApplication &other) {
         return other.bundleIdentifier == identifier && other.processIdentifier != ::getpid() &&
                (lock == Lock::impossible || holdsLock(other.processIdentifier));
     };
     return lock != Lock::taken && std::ranges::none_of(runningApplications(), goesOnBeside);
 }
+
+// Windows show themselves, and a program without one is not seen.
+void setPresence(Presence) {}
 
 } // namespace platform

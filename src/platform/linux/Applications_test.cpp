@@ -1,5 +1,6 @@
 #include "platform/Applications.h"
 
+#include "platform/linux/ApplicationRoots.h"
 #include "platform/posix/FileDescriptor.h"
 #include "test_support/ProgramRun.h"
 #include "test_support/TestMachine.h"

@@ -199,6 +199,14 @@ FileChooser::FileChooser(const QString &title, const QString &kind, const QStrin
 
 FileChooser::~FileChooser() = default;
 
+bool onReopen(std::function<void()>) {
+    return false;
+}
+
+bool hasDefaultWindowSize() {
+    return true;
+}
+
 // The desktop portal's setting, and the palette where there is no portal or the user has no preference.
 // https://flatpak.github.io/xdg-desktop-portal/docs/doc-org.freedesktop.portal.Settings.html
 class Appearance::Watcher : public QObject {

@@ -8,11 +8,9 @@
 #include <QByteArrayList>
 #include <algorithm>
 #include <cstring>
-#include <ifaddrs.h>
 #include <linux/rtnetlink.h>
 #include <linux/sockios.h>
 #include <map>
-#include <memory>
 #include <net/if.h>
 #include <net/if_arp.h>
 #include <sys/ioctl.h>
@@ -21,18 +19,6 @@
 namespace platform {
 
 namespace {
-
-// Null when the system gives no list.
-using Interfaces = std::unique_ptr<struct ifaddrs, decltype(&::freeifaddrs)>;
-Interfaces interfaces() {
-    struct ifaddrs *list = nullptr;
-    ::getifaddrs(&list);
-    return {list, &::freeifaddrs};
-}
-
-bool hasFamily(const struct ifaddrs &entry, int family) {
-    return entry.ifa_addr != nullptr && entry.ifa_addr->sa_family == family;
-}
 
 // The text of an address; empty when it is all zeros.
 QString addressText(const struct rtattr *attribute) {
@@ -103,16 +89,6 @@ std::vector<QString> hardwareAddressesIn(const QByteArray &messages) {
 std::optional<std::vector<QString>> hardwareAddresses() {
     const auto messages = linkMessages();
     return messages ? std::optional(hardwareAddressesIn(*messages)) : std::nullopt;
-}
-
-bool hasNetwork() {
-    const auto list = interfaces();
-    for (const auto *entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
-        const bool addressed = hasFamily(*entry, AF_INET) || hasFamily(*entry, AF_INET6);
-        if (addressed && (entry->ifa_flags & IFF_UP) != 0 && (entry->ifa_flags & IFF_LOOPBACK) == 0)
-            return true;
-    }
-    return false;
 }
 
 // By a program of its own: the library that knows may wait for a server without end, or run a script that it

@@ -72,8 +72,7 @@ std::optional<ScriptError> errorOf(const ProgramOutcome &outcome, const Program 
             128 + outcome.signal,
             QStringLiteral("The command was killed by signal %1.").arg(QString::number(outcome.signal))};
     if (!outcome.exitStatus)
-        return ScriptError{userCanceled,
-                           QStringLiteral("The command was stopped because the program is ending.")};
+        return programIsEnding;
     const int status = *outcome.exitStatus;
     if (status == 0)
         return std::nullopt;

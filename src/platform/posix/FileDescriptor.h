@@ -50,19 +50,4 @@ private:
     int m_descriptor = -1;
 };
 
-/// A pipe that programs started from here do not inherit. Its read end never waits.
-struct Pipe {
-    FileDescriptor readEnd;
-    FileDescriptor writeEnd;
-
-    /// Both ends are empty when the system has no more descriptors. Linux: macOS has no `pipe2`.
-    static Pipe open() {
-        int ends[2] = {-1, -1};
-        if (::pipe2(ends, O_CLOEXEC) == 0)
-            ::fcntl(ends[0], F_SETFL, O_NONBLOCK);
-        return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
-    }
-    explicit operator bool() const { return static_cast<bool>(readEnd); }
-};
-
 } // namespace platform

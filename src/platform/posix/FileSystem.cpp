@@ -1,13 +1,12 @@
 #include "platform/posix/FileSystem.h"
 
-#include <QByteArrayList>
+#include "platform/System.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <fcntl.h>
-#include <linux/limits.h>
 #include <string>
 #include <sys/stat.h>
-#include <sys/xattr.h>
 
 namespace platform {
 
@@ -46,34 +45,6 @@ FileDescriptor openRegular(int folder, const fs::path &path, struct stat &status
     return file;
 }
 
-// Copies what both files have from their positions on, or less when the source has become shorter. The kernel
-// copies by itself where the file systems let it; elsewhere, and where it copies nothing, the content goes
-// through a buffer. Linux.
-bool copyRange(int source, int destination, off_t remaining, std::error_code &error) {
-    constexpr off_t bufferBytes = 256 << 10;
-    while (remaining > 0) {
-        ssize_t count = uninterrupted([&] {
-            return ::copy_file_range(source, nullptr, destination, nullptr,
-                                     static_cast<std::size_t>(remaining), 0);
-        });
-        if (count < 0 && (errno == ENOSPC || errno == EDQUOT || errno == EFBIG || errno == EIO)) {
-            error = systemError();
-            return false;
-        }
-        if (count <= 0) {
-            const auto bytes =
-                readAtMost(source, static_cast<std::size_t>(std::min(remaining, bufferBytes)), error);
-            if (!bytes || !writeAll(destination, *bytes, error))
-                return false;
-            if (bytes->isEmpty())
-                return true;
-            count = bytes->size();
-        }
-        remaining -= count;
-    }
-    return true;
-}
-
 // Copies the ranges that hold data and leaves out the holes. Where the file system knows no holes, all is
 // data.
 bool copyContent(int source, int destination, off_t sizeBytes, std::error_code &error) {
@@ -92,26 +63,6 @@ bool copyContent(int source, int destination, off_t sizeBytes, std::error_code &
         if (::lseek(source, data, SEEK_SET) < 0 || ::lseek(destination, data, SEEK_SET) < 0)
             error = systemError();
         if (error || !copyRange(source, destination, at - data, error))
-            return false;
-    }
-    return true;
-}
-
-// Gives a new file the owner, mode, access list and other extended attributes of the one that it is to
-// replace; all but those that the system keeps to itself. Linux: macOS has other calls for attributes.
-bool takeOver(const fs::path &existing, const struct stat &status, int file) {
-    // The new file's own access list comes from its folder.
-    ::fremovexattr(file, "system.posix_acl_access");
-    if (::fchown(file, status.st_uid, status.st_gid) != 0 || ::fchmod(file, status.st_mode & 07777) != 0)
-        return false;
-    QByteArray names(XATTR_LIST_MAX, '\0');
-    QByteArray value(XATTR_SIZE_MAX, '\0');
-    names.truncate(std::max<ssize_t>(0, ::listxattr(existing.c_str(), names.data(), XATTR_LIST_MAX)));
-    for (const QByteArray &name : names.split('\0')) {
-        const ssize_t size = ::getxattr(existing.c_str(), name.constData(), value.data(), XATTR_SIZE_MAX);
-        if (size >= 0 &&
-            ::fsetxattr(file, name.constData(), value.constData(), static_cast<std::size_t>(size), 0) != 0 &&
-            errno != EPERM && errno != EACCES && errno != ENOTSUP)
             return false;
     }
     return true;
@@ -153,28 +104,25 @@ bool writeAll(int file, QByteArrayView bytes, std::error_code &error) {
     return true;
 }
 
-// Linux: macOS has the creation date in what lstat(2) gives.
-std::optional<FileAttributes> fileAttributes(const fs::path &path, std::error_code &error) {
-    struct statx status {};
-    constexpr unsigned wanted = STATX_TYPE | STATX_SIZE | STATX_BTIME;
-    if (::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, wanted, &status) != 0) {
-        error = systemError();
-        return std::nullopt;
+FileKind kindOfMode(mode_t mode) {
+    if (S_ISREG(mode))
+        return FileKind::regular;
+    if (S_ISDIR(mode))
+        return FileKind::folder;
+    return S_ISLNK(mode) ? FileKind::link : FileKind::special;
+}
+
+bool copyThroughBuffer(int source, int destination, off_t bytes, std::error_code &error) {
+    constexpr off_t bufferBytes = 256 << 10;
+    while (bytes > 0) {
+        const auto part = readAtMost(source, static_cast<std::size_t>(std::min(bytes, bufferBytes)), error);
+        if (!part || !writeAll(destination, *part, error))
+            return false;
+        if (part->isEmpty())
+            return true;
+        bytes -= part->size();
     }
-    error.clear();
-    FileAttributes attributes;
-    if (S_ISREG(status.stx_mode))
-        attributes.kind = FileKind::regular;
-    else if (S_ISDIR(status.stx_mode))
-        attributes.kind = FileKind::folder;
-    else if (S_ISLNK(status.stx_mode))
-        attributes.kind = FileKind::link;
-    attributes.sizeBytes = status.stx_size;
-    if ((status.stx_mask & STATX_BTIME) != 0)
-        attributes.creationDate = std::chrono::sys_time<std::chrono::nanoseconds>(
-            std::chrono::seconds(status.stx_btime.tv_sec) +
-            std::chrono::nanoseconds(status.stx_btime.tv_nsec));
-    return attributes;
+    return true;
 }
 
 FileDescriptor openRegularFile(const fs::path &path, std::uint64_t &sizeBytes, std::error_code &error) {
@@ -234,7 +182,7 @@ bool copyRegularFile(int fromFolder, const fs::path &source, int toFolder, const
         ::unlinkat(toFolder, destination.c_str(), 0);
         return false;
     }
-    const struct timespec times[2] = {{0, UTIME_OMIT}, status.st_mtim};
+    const struct timespec times[2] = {{0, UTIME_OMIT}, modificationTime(status)};
     ::futimens(to.get(), times);
     return true;
 }

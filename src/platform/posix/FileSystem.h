@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <sys/types.h>
 #include <system_error>
 
 namespace platform {
@@ -26,15 +27,21 @@ struct FileAttributes {
     std::optional<std::chrono::sys_time<std::chrono::nanoseconds>> creationDate;
 };
 
+/// The kind that a mode, as of stat(2), says.
+FileKind kindOfMode(mode_t mode);
+
 /// The attributes of the entry itself.
 std::optional<FileAttributes> fileAttributes(const std::filesystem::path &path, std::error_code &error);
 
 /// Reads from an open file to its end, but no more than `limitBytes`; also where the size says nothing about
-/// the content, as in /proc.
+/// the content.
 std::optional<QByteArray> readAtMost(int file, std::size_t limitBytes, std::error_code &error);
 
 /// Writes all of `bytes` to an open file; perhaps a part of them when it fails.
 bool writeAll(int file, QByteArrayView bytes, std::error_code &error);
+
+/// `copyRange` (System.h) for files between which the system does not copy by itself.
+bool copyThroughBuffer(int source, int destination, off_t bytes, std::error_code &error);
 
 /// Opens a regular file, and nothing else (`invalid_argument`, `is_a_directory`), for reading and gives its
 /// size. Never waits for a writer.

@@ -1,5 +1,7 @@
 #include "platform/posix/FolderTree.h"
 
+#include "platform/System.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
@@ -18,14 +20,6 @@ bool isEntryName(const std::string &name, std::error_code &error) {
     if (!isName)
         error = std::make_error_code(std::errc::invalid_argument);
     return isName;
-}
-
-FileKind kindOfMode(mode_t mode) {
-    if (S_ISREG(mode))
-        return FileKind::regular;
-    if (S_ISDIR(mode))
-        return FileKind::folder;
-    return S_ISLNK(mode) ? FileKind::link : FileKind::special;
 }
 
 FileDescriptor opened(int folder, const char *name, int flags, std::error_code &error) {
@@ -89,7 +83,7 @@ void copyModificationTime(const FileDescriptor &from, const FileDescriptor &to) 
     struct stat status {};
     if (::fstat(from.get(), &status) != 0)
         return;
-    const struct timespec times[2] = {{0, UTIME_OMIT}, status.st_mtim};
+    const struct timespec times[2] = {{0, UTIME_OMIT}, modificationTime(status)};
     ::futimens(to.get(), times);
 }
 

@@ -1,5 +1,6 @@
 #include "platform/posix/Process.h"
 
+#include "platform/System.h"
 #include "platform/posix/Fatal.h"
 #include "platform/posix/FileDescriptor.h"
 #include "platform/posix/Program.h"
@@ -14,7 +15,6 @@
 #include <mutex>
 #include <new>
 #include <sys/mman.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -91,11 +91,10 @@ void prepareProcess() {
     }
 }
 
-// Linux: macOS names a thread by another call.
 std::thread startThread(const char *name, std::function<void()> work) {
     try {
         return std::thread([name, work = std::move(work)] {
-            ::prctl(PR_SET_NAME, name);
+            nameThread(name);
             work();
         });
     } catch (const std::exception &) {
@@ -148,17 +147,13 @@ void endProcessOnAlarm(std::chrono::milliseconds time, int status, const QByteAr
     setTimer(time);
 }
 
-// Linux: macOS has another call for the executable's path.
 std::filesystem::path executablePath(const QStringList &arguments) {
     auto first = pathFromText(arguments.value(0));
-    if (first.is_absolute())
-        return first;
-    std::error_code error;
-    return std::filesystem::read_symlink("/proc/self/exe", error);
+    return first.is_absolute() ? first : runningExecutable();
 }
 
 void onTerminationRequest(std::function<void()> end) {
-    Pipe pipe = Pipe::open();
+    Pipe pipe = openPipe();
     if (programsAreStopped() || !pipe)
         return;
     requestEnd = pipe.writeEnd.release();

@@ -1,6 +1,6 @@
 #include "platform/posix/Program.h"
 
-#include "platform/posix/FileDescriptor.h"
+#include "platform/System.h"
 
 #include <QDeadlineTimer>
 #include <algorithm>
@@ -11,11 +11,12 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+// Not every system's headers declare it.
+extern "C" char **environ; // NOLINT(readability-redundant-declaration)
 
 namespace platform {
 
@@ -27,7 +28,7 @@ std::atomic<bool> stopRequested = false;
 // thread sees it. Never closed. Not made before it is needed: a closed standard stream may still have to be
 // opened, and this must not take its number.
 const Pipe &stopPipe() {
-    static const Pipe &pipe = *new Pipe(Pipe::open());
+    static const Pipe &pipe = *new Pipe(openPipe());
     return pipe;
 }
 
@@ -71,12 +72,11 @@ struct Streams {
     int report;
 };
 
-// Only calls that are safe between the fork of a process with threads and the exec. Linux: a child on macOS
-// does not die with its parent by itself.
+// Only calls that are safe between the fork of a process with threads and the exec.
 [[noreturn]] void becomeProgram(const Program &program, char *const *arguments, char *const *environment,
                                 pid_t parent, const Streams &streams) {
     std::signal(SIGPIPE, SIG_DFL);
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const bool hasParent = staysWithParent(parent);
     const int null = ::open("/dev/null", O_RDWR);
     const auto use = [null](int stream, int target) {
         return ::dup2(stream < 0 ? null : stream, target) >= 0;
@@ -86,7 +86,7 @@ struct Streams {
     if (null > STDERR_FILENO)
         ::close(null);
     const bool placed = program.workingFolder.empty() || ::chdir(program.workingFolder.c_str()) == 0;
-    if (::getppid() == parent && ready && placed)
+    if (hasParent && ready && placed)
         ::execve(program.path.c_str(), arguments, environment);
     const int reason = errno;
     (void)!::write(streams.report, &reason, sizeof reason);
@@ -136,7 +136,7 @@ class Child {
 public:
     explicit Child(pid_t process)
         : m_process(process)
-        , m_end(static_cast<int>(::syscall(SYS_pidfd_open, process, 0))) {}
+        , m_end(endOf(process)) {}
 
     // Waits for the child, not for the end of its streams, which others may have inherited. False when the
     // programs are stopped, the time is up or `cancelled` turns true first.
@@ -152,6 +152,9 @@ public:
                    cancelled == nullptr ? pollMilliseconds(deadline) : lookMilliseconds);
             if (hasEnded())
                 break;
+            // Not every system waits for every kind of descriptor.
+            if ((events[0].revents & POLLNVAL) != 0)
+                m_end = FileDescriptor();
             for (std::size_t i = 0; i < streams.size(); ++i) {
                 if (events[i + 1].revents != 0)
                     streams[i].read();
@@ -189,8 +192,7 @@ private:
 
     pid_t m_process;
     int m_status = 0;
-    // Readable once the child has ended. Linux; where there is none, on macOS, an old kernel or in a sandbox,
-    // the child is looked at now and then.
+    // Readable once the child has ended. Where there is none the child is looked at now and then.
     FileDescriptor m_end;
 };
 
@@ -206,9 +208,9 @@ ProgramOutcome run(const Program &program, bool keepsErrors) {
     if (!program.standardOutput.empty() && !(output = makeOutputFile(program.standardOutput, error)))
         return notStarted(error, program.standardOutput);
     const bool keepsOutput = program.keptOutputBytes > 0;
-    Pipe report = Pipe::open();
-    Pipe errors = keepsErrors && report ? Pipe::open() : Pipe();
-    Pipe kept = keepsOutput && report ? Pipe::open() : Pipe();
+    Pipe report = openPipe();
+    Pipe errors = keepsErrors && report ? openPipe() : Pipe();
+    Pipe kept = keepsOutput && report ? openPipe() : Pipe();
     const bool hasPipes = report && (errors || !keepsErrors) && (kept || !keepsOutput);
     const int outputEnd = keepsOutput ? kept.writeEnd.get() : output.get();
     const pid_t process =

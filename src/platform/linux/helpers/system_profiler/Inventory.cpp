@@ -1,6 +1,6 @@
 #include "platform/Account.h"
-#include "platform/Applications.h"
 #include "platform/Bundle.h"
+#include "platform/linux/ApplicationRoots.h"
 #include "platform/linux/DesktopEntry.h"
 #include "platform/linux/helpers/system_profiler/PackageManagers.h"
 #include "platform/linux/helpers/system_profiler/Report.h"

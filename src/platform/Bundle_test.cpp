@@ -1,5 +1,6 @@
 #include "platform/Bundle.h"
 
+#include "platform/System.h"
 #include "test_support/TestMachine.h"
 
 #include <gtest/gtest.h>
@@ -29,7 +30,7 @@ TEST_F(BundleTest, GivesTheValuesOfItsInfoThatHaveTheRightType) {
     EXPECT_EQ(bundle->path(), path);
     EXPECT_EQ(bundle->identifier(), QStringLiteral("a.b"));
     EXPECT_EQ(bundle->shortVersion(), QStringLiteral("10.003.20112"));
-    EXPECT_EQ(bundle->executable(), path / "Contents/Linux/X");
+    EXPECT_EQ(bundle->executable(), path / "Contents" / platform::programFolder() / "X");
     EXPECT_EQ(bundle->flag("Flag"), true);
 
     writeInfo("<plist version=\"1.0\"><dict><key>CFBundleIdentifier</key><true/>"

@@ -1,5 +1,6 @@
 #include "platform/Bundle.h"
 
+#include "platform/System.h"
 #include "platform/posix/Process.h"
 #include "platform/posix/Text.h"
 
@@ -47,7 +48,7 @@ std::optional<fs::path> Bundle::executable() const {
     const auto name = text("CFBundleExecutable");
     if (!name || name->isEmpty() || name->contains(u'/'))
         return std::nullopt;
-    return m_path / "Contents" / "Linux" / pathFromText(*name);
+    return m_path / "Contents" / programFolder() / pathFromText(*name);
 }
 
 fs::path Bundle::module(const std::string &name) const {
