@@ -117,9 +117,16 @@ TEST_F(Launch, AnOlderProcessThatBecomesACopyLaterIsTheSecond) {
     EXPECT_EQ(service.receipts().size(), 1U);
 }
 
-TEST_F(Launch, WithoutADisplayOrAnIdentifierItSaysSoAndEnds) {
+TEST_F(Launch, WithoutADisplayAWindowOrAnIdentifierItSaysSoAndEnds) {
     expectEnd(program({}), 1, "",
               "Brennic_Lumadoc_Diagnostics: the window cannot be opened: there is no display\n");
+    // Silent mode alone is installed.
+    fs::remove_all(bundle.path() / "Contents/PlugIns");
+    expectEnd(program({}), 1, "",
+              "Brennic_Lumadoc_Diagnostics: the window is not installed; install the package "
+              "lumadoc-diagnostics\n");
+    install();
+    runWell();
     bundle.removeText("CFBundleIdentifier");
     expectEnd(program(), 1, "", "Brennic_Lumadoc_Diagnostics: The main bundle has no identifier.\n");
 }

@@ -34,7 +34,11 @@ WindowFrontEnd *loadWindow() {
     if (!platform::hasRoomFor(threads, descriptors, addressBytes))
         platform::fatal("the window cannot be opened: too few threads or files or too little memory is left");
     const auto &bundle = platform::Bundle::main();
-    QPluginLoader loader(bundle ? platform::displayText(bundle->module("Window")) : QString());
+    const auto module = bundle ? bundle->module("Window") : std::filesystem::path();
+    std::error_code error;
+    if (!std::filesystem::exists(module, error))
+        platform::fatal("the window is not installed; install the package lumadoc-diagnostics");
+    QPluginLoader loader(platform::displayText(module));
     auto *window = qobject_cast<WindowFrontEnd *>(loader.instance());
     if (!window)
         platform::fatal(("the window cannot be loaded: " + loader.errorString().toUtf8()).constData());
