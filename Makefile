@@ -6,7 +6,7 @@ SECONDS ?= 60
 # More tests than cores at a time: many of them wait.
 JOBS ?= $(shell expr $$(nproc) + 2)
 
-.PHONY: help run build test faults fuzz bench lint format sanitize package screenshots clean
+.PHONY: help run build test faults fuzz bench lint format sanitize package package-test screenshots clean
 
 help:
 	@echo "make run        build, then a silent run against a loopback support service; MODE=window opens the window"
@@ -18,7 +18,8 @@ help:
 	@echo "make faults     the silent run with each of its system calls failing once, all of them"
 	@echo "make fuzz       made-up input for every parser, SECONDS=60 each (libFuzzer)"
 	@echo "make screenshots  pictures of the window in every state, in build/screenshots"
-	@echo "make package    a Debian package in build/release"
+	@echo "make package    the Debian packages and their bill of materials, in build/package; OPTIONS=-DLUMAMON_SUPPORT_HOST=..."
+	@echo "make package-test  the packages built twice and compared, then installed, used and removed in a Debian of their own"
 
 run: build
 	@scripts/demonstration build/release $(MODE)
@@ -65,10 +66,13 @@ format:
 	@scripts/require-packages lint
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
 
-package: build
-	@scripts/require-packages package
-	@cd build/release && cpack --config CPackConfig.cmake
-	@ls build/release/*.deb
+package:
+	@scripts/require-packages build package
+	@scripts/package $(OPTIONS)
+
+package-test:
+	@scripts/require-packages build test package package-test
+	@scripts/package-test
 
 clean:
 	@rm -rf build

@@ -11,6 +11,11 @@ target_compile_options(lumamon_options INTERFACE
 target_compile_definitions(lumamon_options INTERFACE
   QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS)
 
+# No place of the builder's in what ships. A debug build keeps them, for the debugger.
+target_compile_options(lumamon_options INTERFACE $<$<NOT:$<CONFIG:Debug>>:
+  -ffile-prefix-map=${CMAKE_BINARY_DIR}=/usr/src/lumadoc-diagnostics/build
+  -ffile-prefix-map=${CMAKE_SOURCE_DIR}=/usr/src/lumadoc-diagnostics>)
+
 if(LUMAMON_SANITIZERS)
   target_compile_options(lumamon_options INTERFACE
     # Optimising takes the compiler three times as long here and the tests hardly less; fuzzing takes hours.
@@ -24,7 +29,14 @@ if(LUMAMON_SANITIZERS)
 else()
   # Tests compile in less than half the time without optimisation.
   set(unoptimized $<BOOL:$<TARGET_PROPERTY:LUMAMON_UNOPTIMIZED>>)
-  target_compile_options(lumamon_options INTERFACE -fstack-protector-strong $<${unoptimized}:-O0>
-    $<$<NOT:$<OR:${unoptimized},$<CONFIG:Debug>>>:-D_FORTIFY_SOURCE=2>)
+  # The compiler takes what it lacks of fortification for the next lower one.
+  target_compile_options(lumamon_options INTERFACE
+    -fstack-protector-strong -fstack-clash-protection -Wformat=2 -Werror=format-security $<${unoptimized}:-O0>
+    $<$<NOT:$<OR:${unoptimized},$<CONFIG:Debug>>>:-D_FORTIFY_SOURCE=3>)
+  if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
+    target_compile_options(lumamon_options INTERFACE -fcf-protection=full)
+  elseif(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+    target_compile_options(lumamon_options INTERFACE -mbranch-protection=standard)
+  endif()
   target_link_options(lumamon_options INTERFACE -Wl,-z,relro,-z,now -Wl,--as-needed)
 endif()

@@ -121,6 +121,16 @@ Mount Mount::readOnly(const std::filesystem::path &folder) {
     return Mount(folder);
 }
 
+Mount Mount::changeable(const std::filesystem::path &folder, const std::filesystem::path &changes) {
+    for (const char *name : {"upper", "work"})
+        std::filesystem::create_directory(changes / name);
+    std::filesystem::permissions(changes / "upper", std::filesystem::perms(0755));
+    const std::string options = "lowerdir=" + folder.native() + ",upperdir=" + (changes / "upper").native() +
+                                ",workdir=" + (changes / "work").native();
+    mountOrAbort("overlay", folder, "overlay", 0, options.c_str());
+    return Mount(folder);
+}
+
 Mount Mount::over(const std::filesystem::path &source, const std::filesystem::path &target) {
     mountOrAbort(source.c_str(), target, nullptr, MS_BIND);
     return Mount(target);

@@ -31,6 +31,8 @@ public:
     static Mount memory(const std::filesystem::path &folder, std::uint64_t bytes);
     /// `folder` itself, without its entries being writable.
     static Mount readOnly(const std::filesystem::path &folder);
+    /// `folder` itself, where changes go to `changes` instead, an empty folder of a file system in memory.
+    static Mount changeable(const std::filesystem::path &folder, const std::filesystem::path &changes);
     /// `source`, a file or a folder, in the place of `target`, of the same kind.
     static Mount over(const std::filesystem::path &source, const std::filesystem::path &target);
 

@@ -94,7 +94,10 @@ protected:
     void SetUp() override {
         if (!test_support::hasOwnNamespaces() || ::geteuid() != 0 || !test_support::canRunAs(65534))
             GTEST_SKIP() << "this machine gives a test no namespaces or no other user";
-        m_installed.reset(new test_support::Mount(test_support::Mount::memory(top, 1 << 20)));
+        const fs::path changes = folder.path() / "changes";
+        fs::create_directory(changes);
+        m_memory.reset(new test_support::Mount(test_support::Mount::memory(changes, 1 << 20)));
+        m_installed.reset(new test_support::Mount(test_support::Mount::changeable(top, changes)));
         fs::create_directories(helpers);
         for (fs::path place = helpers; place != top.parent_path(); place = place.parent_path())
             fs::permissions(place, fs::perms(0755));
@@ -132,13 +135,14 @@ protected:
     }
 
     const fs::path helpers = LUMAMON_INSTALLED_HELPERS;
-    // The folder of the root that they are in.
-    const fs::path top = "/" / *helpers.relative_path().begin();
+    // The system's folder that they are in.
+    const fs::path top = "/usr/lib";
     const fs::path asked = folder.path() / "asked";
     const QByteArray noteAsked = "echo \"$#:$1\" > " + QByteArray::fromStdString(asked) + "; ";
     const QByteArray elevate = "ELEVATED=1 exec \"$@\"";
 
 private:
+    std::unique_ptr<test_support::Mount> m_memory;
     std::unique_ptr<test_support::Mount> m_installed;
 };
 
