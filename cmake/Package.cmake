@@ -55,13 +55,13 @@ function(package_program component folder)
 endfunction()
 
 package_program(core Linux Brennic_Lumadoc_Diagnostics)
-package_program(core Helpers proxies spindump system_profiler)
+package_program(core Helpers archives proxies spindump system_profiler)
 package_program(window PlugIns Window)
 install(FILES "${CMAKE_BINARY_DIR}/${bundle}/Info.plist"
   DESTINATION "lib/lumadoc-diagnostics/${bundle}" COMPONENT core)
 
 # The commands, which find their bundle through the link.
-foreach(command "lumadoc-diagnostics Linux/Brennic_Lumadoc_Diagnostics")
+foreach(command "lumadoc-diagnostics Linux/Brennic_Lumadoc_Diagnostics" "lumadoc-diagnostics-archives Helpers/archives")
   separate_arguments(command)
   list(POP_FRONT command name program)
   file(CREATE_LINK "../lib/lumadoc-diagnostics/${bundle}/${program}" "${prepared}/${name}" SYMBOLIC)
@@ -126,9 +126,9 @@ This package holds the silent mode, which the product starts, its helper
 programs, and a command for archives that could not be sent. It needs no
 graphical interface.")
 set(CPACK_DEBIAN_CORE_PACKAGE_DEPENDS "zip, ca-certificates")
-# The proxies that the desktop's settings name; an automatic configuration takes a script engine, which is large.
-set(CPACK_DEBIAN_CORE_PACKAGE_RECOMMENDS "libproxy1-plugin-gsettings | libproxy1-plugin-kconfig")
-set(CPACK_DEBIAN_CORE_PACKAGE_SUGGESTS "${window}, libproxy1-plugin-webkit")
+# Without these the proxies that the desktop's settings name are not found; they bring half a desktop with them.
+set(CPACK_DEBIAN_CORE_PACKAGE_SUGGESTS
+  "${window}, libproxy1-plugin-gsettings | libproxy1-plugin-kconfig, libproxy1-plugin-webkit")
 # The name of the packages before there were two.
 set(CPACK_DEBIAN_CORE_PACKAGE_CONFLICTS brennic-lumadoc-diagnostics)
 set(CPACK_DEBIAN_CORE_PACKAGE_REPLACES brennic-lumadoc-diagnostics)
@@ -144,7 +144,8 @@ qml6-module-qtqml-workerscript, qml6-module-qtquick, qml6-module-qtquick-control
 qml6-module-qtquick-templates, qml6-module-qtquick-window")
 # Without pkexec and an agent that asks, the capture has no process sample and says so.
 set(CPACK_DEBIAN_WINDOW_PACKAGE_RECOMMENDS
-  "qt6-wayland, xdg-utils, pkexec, policykit-1-gnome | polkit-1-auth-agent, libproxy1-plugin-webkit")
+  "qt6-wayland, xdg-utils, pkexec, policykit-1-gnome | polkit-1-auth-agent, \
+libproxy1-plugin-gsettings | libproxy1-plugin-kconfig, libproxy1-plugin-webkit")
 
 foreach(component core window)
   string(TOUPPER ${component} of)

@@ -1,0 +1,5 @@
+#include "archives/ArchivesCommand.h"
+
+int main(int argumentCount, char **arguments) {
+    return archives::runArchivesCommand(argumentCount, arguments);
+}
