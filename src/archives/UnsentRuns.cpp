@@ -32,7 +32,9 @@ std::vector<platform::FolderEntry> entriesIn(const fs::path &folder) {
 QDateTime lastChange(const fs::path &path) {
     struct stat status {};
     const bool isThere = ::lstat(path.c_str(), &status) == 0;
-    return isThere ? QDateTime::fromSecsSinceEpoch(status.st_mtim.tv_sec) : QDateTime();
+    return isThere ? QDateTime::fromMSecsSinceEpoch(status.st_mtim.tv_sec * 1000 +
+                                                    status.st_mtim.tv_nsec / 1000000)
+                   : QDateTime();
 }
 
 // Only the end of a log that has grown for years.
