@@ -107,7 +107,7 @@ TEST_F(Archives, AreListedShownSentAndGone) {
     service.setBehaviour({.rawAnswer = ""}, 1);
     const std::string lost = "The connection to the support server was lost.";
     EXPECT_EQ(archives({"send", id}), (Outcome{1, "", complaint(id + ": " + lost)}));
-    EXPECT_EQ(listed("reason").back(), lost);
+    EXPECT_THAT(listed("reason"), testing::Contains(lost));
     const QByteArray bytes = readFile(archiveFile);
     service.setBehaviour({.body = "Thank\nyou."});
     EXPECT_EQ(archives({"send", id}), (Outcome{0, id + " sent: Thank\\nyou.\n", ""}));
@@ -166,15 +166,15 @@ TEST_F(Archives, AreLeftAloneWhileARunIsUnderWay) {
     service.setBehaviour({.neverAnswer = true});
     ProgramRun running(program());
     ASSERT_TRUE(service.waitForReceipts(2, std::chrono::seconds(20)));
-    const auto before = treeOf(root());
+    const auto before = treeOf(root() / "Output");
     const Outcome refused{4, "", complaint("Lumadoc Diagnostics is running; try again when it has ended.")};
     EXPECT_EQ(archives({"send", id}), refused);
     EXPECT_EQ(archives({"remove", "--all"}), refused);
-    EXPECT_EQ(treeOf(root()), before);
+    EXPECT_EQ(treeOf(root() / "Output"), before);
     EXPECT_EQ(listed("id").size(), 2U);
     running.send(SIGKILL);
     running.waitForEnd();
-    EXPECT_EQ(listed("reason").back(), "The run ended before the archive was sent.");
+    EXPECT_THAT(listed("reason"), testing::Contains("The run ended before the archive was sent."));
     EXPECT_EQ(archives({"remove", id}), (Outcome{0, id + " removed\n", ""}));
     EXPECT_EQ(listed("id").size(), 1U);
 }
