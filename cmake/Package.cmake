@@ -56,6 +56,7 @@ endfunction()
 
 package_program(core Linux Brennic_Lumadoc_Diagnostics)
 package_program(core Helpers archives proxies spindump system_profiler)
+package_program(core PlugIns Upload)
 package_program(window PlugIns Window)
 install(FILES "${CMAKE_BINARY_DIR}/${bundle}/Info.plist"
   DESTINATION "lib/lumadoc-diagnostics/${bundle}" COMPONENT core)
