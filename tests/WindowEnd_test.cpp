@@ -76,7 +76,6 @@ TEST_F(WindowEnd, WithAFileOnADiskThatDoesNotAnswer) {
     disk.stopAnswering();
     window().click("push button", "Attach");
     waitForText("Waiting for the disk");
-    picture("slow-disk");
     window().clickAt(window().find("text", descriptionName));
     describe("It stopped");
     press("Share logs");
