@@ -128,7 +128,7 @@ int list(const char *path, void *entries, fuse_fill_dir_t add, off_t, fuse_file_
         return -errno;
     while (const struct dirent *entry = ::readdir(folder)) {
         struct stat kind {};
-        kind.st_mode = DTTOIF(entry->d_type);
+        kind.st_mode = static_cast<mode_t>(DTTOIF(entry->d_type));
         add(entries, entry->d_name, &kind, 0, fuse_fill_dir_flags{});
     }
     ::closedir(folder);

@@ -7,7 +7,9 @@
 #include <QTimer>
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <mutex>
+#include <utility>
 
 namespace mainqueue {
 
@@ -43,9 +45,8 @@ inline void onMainQueueAfter(std::chrono::milliseconds delay, std::function<void
 /// Any thread.
 template <typename Work, typename Done>
 void besideMainQueue(const char *name, Work work, Done done) {
-    const auto run = [work = std::move(work), done = std::move(done)] {
-        onMainQueue([done, result = work()] { done(result); });
-    };
+    const auto both = std::make_shared<const std::pair<Work, Done>>(std::move(work), std::move(done));
+    const auto run = [both] { onMainQueue([both, result = both->first()] { both->second(result); }); };
     // Not a thread of a pool, since Qt waits for its pool before it ends the program.
     std::thread thread = platform::startThread(name, run);
     if (thread.joinable())

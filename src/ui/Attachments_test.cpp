@@ -419,7 +419,7 @@ TEST_F(AttachmentsTest, AWindowThatIsGoneAttachesNothingMore) {
         gone.presentFilePicker();
     }
     // What the disk was asked for is still done: the file is measured.
-    EXPECT_TRUE(runMainQueueUntil([&] { return test_support::logLines(log).size() > 0; }));
+    EXPECT_TRUE(runMainQueueUntil([&] { return !test_support::logLines(log).empty(); }));
     runMainQueueFor(30ms);
     EXPECT_FALSE(fs::exists(*userFilesURL));
 }
