@@ -53,9 +53,13 @@ QString reasonOf(const std::error_code &error) {
 
 // --- What is asked of the disk, on other threads ---
 
-std::vector<platform::FolderEntry> entriesOf(const fs::path &folder, std::error_code &error) {
-    const auto opened = Workspace::open(folder, error);
-    return opened ? platform::entriesOf(opened, error) : std::vector<platform::FolderEntry>();
+Files filesIn(const fs::path &folder, std::error_code &error) {
+    Files files;
+    if (const auto opened = Workspace::open(folder, error)) {
+        for (const auto &entry : platform::entriesOf(opened, error))
+            files.push_back(folder / entry.name);
+    }
+    return files;
 }
 
 // A file without a size counts nothing.
@@ -99,21 +103,20 @@ Pick measured(const Files &picked, const Files &waiting, const std::optional<fs:
     return pick;
 }
 
-enum class Clash { isAsked, isReplaced };
-
 // What kept the file from being attached; none when the user has to decide first.
 using Copied = std::optional<std::error_code>;
 
 // The file is copied beside the attached ones and renamed when it is whole: one that can no longer be read or
 // a full disk must not destroy an attached file of that name.
-Copied copyInto(const fs::path &folder, const fs::path &file, Clash clash) {
+Copied copyInto(const fs::path &folder, const fs::path &file, Attachments::Clash clash) {
     std::error_code obstacle;
     std::error_code error;
     std::uint64_t sizeBytes = 0;
     fs::path incoming = folder;
     incoming += ".incoming";
     if (platform::openRegularFile(file, sizeBytes, obstacle)) {
-        if (clash == Clash::isAsked && fs::exists(fs::symlink_status(folder / file.filename(), error)))
+        if (clash == Attachments::Clash::asks &&
+            fs::exists(fs::symlink_status(folder / file.filename(), error)))
             return std::nullopt;
         error = UtilityFunctions::CopyFiles(file.parent_path(), incoming, file.filename());
         if (!error)
@@ -129,7 +132,7 @@ Copied copyInto(const fs::path &folder, const fs::path &file, Clash clash) {
 // None when that cannot be found out.
 std::optional<qint64> countIn(const fs::path &folder) {
     std::error_code error;
-    const auto count = static_cast<qint64>(entriesOf(folder, error).size());
+    const auto count = static_cast<qint64>(filesIn(folder, error).size());
     if (error == std::errc::no_such_file_or_directory)
         return 0;
     if (error) {
@@ -186,7 +189,7 @@ void Attachments::askDisk(Request request, Done done) {
 
 // The disk has answered, or the user has. An alert that is up comes before what there is to tell.
 void Attachments::settle() {
-    isAttaching = !m_requests.empty();
+    isAttaching = m_isCopying || !m_requests.empty();
     if (isAttaching)
         return;
     const bool isUndisturbed = !showAlert && m_leftOut.isEmpty();
@@ -276,10 +279,7 @@ bool Attachments::areFilesWithinSizeLimit(const Files &fileURLs,
         return false;
     }
     std::error_code error;
-    Files attached;
-    for (const auto &entry : entriesOf(*destinationDirectory, error))
-        attached.push_back(*destinationDirectory / entry.name);
-    const qint64 existing = bytesOf(attached);
+    const qint64 existing = bytesOf(filesIn(*destinationDirectory, error));
     const qint64 selected = bytesOf(fileURLs);
     Logger::logInfo(QStringLiteral("Currently user selected files size: %1, existing user files size: %2, "
                                    "limit in bytes: %3")
@@ -292,44 +292,54 @@ bool Attachments::areFilesWithinSizeLimit(const Files &fileURLs,
 void Attachments::processNextFile() {
     if (m_isCopying || !hasFolder())
         return;
-    if (fileProcessingQueue.value().empty()) {
+    if (fileProcessingQueue.value().empty())
         updateFileCount();
-        return;
-    }
+    else
+        copy(fileProcessingQueue.value().front(), Clash::asks);
+}
+
+void Attachments::copy(const fs::path &file, Clash clash) {
     m_isCopying = true;
-    const fs::path file = fileProcessingQueue.value().front();
-    const auto copy = [file, folder = *userFilesURL](const Files &) {
-        return copyInto(folder, file, Clash::isAsked);
-    };
-    askDisk(copy, [this, file](const Copied &copied) {
-        m_isCopying = false;
+    const auto request = [=, folder = *userFilesURL](const Files &) { return copyInto(folder, file, clash); };
+    askDisk(request, [=, this](const Copied &copied) {
         // Unless the user has removed all files meanwhile.
         if (!copied && !fileProcessingQueue.value().empty()) {
+            m_isCopying = false;
             currentFileToProcess = file;
             fileExistsAlertMessage = QStringLiteral("File %1 already exists. Do you want to replace it?")
                                          .arg(platform::displayText(file.filename()));
             showAlertOf(ActiveAlert::replaceFile);
             return;
         }
-        if (copied && !*copied)
+        if (copied && *copied)
+            m_leftOut += leftOut(file, reasonOf(*copied));
+        else if (copied && clash == Clash::asks)
             filesCountInDestination = filesCountInDestination + 1;
-        finishFile(file, copied.value_or(std::error_code()));
-        processNextFile();
+        // The alert must close before the next one may open.
+        dropFirstAndGoOn(std::chrono::milliseconds(clash == Clash::asks ? 0 : 500));
     });
+}
+
+void Attachments::dropFirstAndGoOn(std::chrono::milliseconds delay) {
+    auto queue = fileProcessingQueue.value();
+    if (!queue.empty())
+        queue.erase(queue.begin());
+    fileProcessingQueue = queue;
+    currentFileToProcess = std::nullopt;
+    m_isCopying = true;
+    onMainQueueAfter(delay, [copying = QPointer(this)] {
+        if (!copying)
+            return;
+        copying->m_isCopying = false;
+        copying->processNextFile();
+        copying->settle();
+    });
+    settle();
 }
 
 void Attachments::showAlertOf(ActiveAlert kind) {
     activeAlert = kind;
     showAlert = true;
-}
-
-void Attachments::finishFile(const fs::path &file, const std::error_code &error) {
-    if (error)
-        m_leftOut += leftOut(file, reasonOf(error));
-    auto queue = fileProcessingQueue.value();
-    if (!queue.empty())
-        queue.erase(queue.begin());
-    fileProcessingQueue = queue;
 }
 
 void Attachments::answerAlert(bool confirmed) {
@@ -345,27 +355,12 @@ void Attachments::answerAlert(bool confirmed) {
 }
 
 void Attachments::replaceFileAndContinue() {
-    const auto file = currentFileToProcess.value();
-    const auto replace = [file, folder = userFilesURL](const Files &) {
-        if (file && folder)
-            return copyInto(*folder, *file, Clash::isReplaced);
+    if (const auto file = currentFileToProcess.value(); file && userFilesURL) {
+        copy(*file, Clash::replaces);
+    } else {
         Logger::logError(missingFolder);
-        return Copied(std::error_code());
-    };
-    m_isCopying = true;
-    askDisk(replace, [this, file](const Copied &copied) {
-        finishFile(file.value_or(fs::path()), copied.value_or(std::error_code()));
-        currentFileToProcess = std::nullopt;
-        // The alert must close before the next one may open.
-        const auto pause = [](const Files &) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(500));
-            return true;
-        };
-        askDisk(pause, [this](bool) {
-            m_isCopying = false;
-            processNextFile();
-        });
-    });
+        dropFirstAndGoOn(std::chrono::milliseconds(500));
+    }
 }
 
 void Attachments::updateFileCount() {

@@ -10,10 +10,10 @@
 
 #include <QStringList>
 #include <QUrl>
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <memory>
-#include <system_error>
 #include <variant>
 
 class Attachments : public ContentViewState {
@@ -48,6 +48,9 @@ public:
     /// what is attached and what waits.
     void attach(const Files &files);
 
+    /// What a file does that meets one of its name.
+    enum class Clash { asks, replaces };
+
     /// Whether the files and those in the folder together have at most `limit` bytes. Any thread.
     static bool areFilesWithinSizeLimit(const Files &fileURLs,
                                         const std::optional<std::filesystem::path> &destinationDirectory,
@@ -72,14 +75,15 @@ private:
     template <typename Request, typename Done>
     void askDisk(Request request, Done done);
     void showAlertOf(ActiveAlert kind);
-    void finishFile(const std::filesystem::path &file, const std::error_code &error);
+    void copy(const std::filesystem::path &file, Clash clash);
+    void dropFirstAndGoOn(std::chrono::milliseconds delay);
     void settle();
 
     // The latest panel; it closes with the window.
     std::unique_ptr<platform::FileChooser> m_fileChooser;
     // What the disk is still to be asked, the first being under way.
     std::deque<std::function<void()>> m_requests;
-    // The copying goes on by itself.
+    // A file is under way, or the next one follows in a later turn.
     bool m_isCopying = false;
     // What the user is still to be told: names with their reasons.
     QStringList m_leftOut;
