@@ -7,7 +7,7 @@ namespace archives {
 
 namespace {
 
-const QString failed = QStringLiteral("Archive not sent: ");
+const QString notSent = QStringLiteral("Archive not sent: ");
 
 std::optional<QString> after(const QString &prefix, const QString &message) {
     return message.startsWith(prefix) ? std::optional(message.mid(prefix.size())) : std::nullopt;
@@ -26,7 +26,7 @@ SendHistory::SendHistory(const QByteArray &log) {
 }
 
 QString SendHistory::failureLine(const QString &archiveName, const QString &reason) {
-    return failed + archiveName + QStringLiteral(": ") + reason;
+    return notSent + archiveName + QStringLiteral(": ") + reason;
 }
 
 void SendHistory::read(bool isError, const QString &message) {
@@ -38,7 +38,7 @@ void SendHistory::read(bool isError, const QString &message) {
         m_reasons[m_current] = QStringLiteral("The run ended before the archive was sent.");
     } else if (const auto status = after(QStringLiteral("Status Code: "), message)) {
         m_status = QStringLiteral(" (status %1)").arg(*status);
-    } else if (const auto line = after(failed, message); line && isError) {
+    } else if (const auto line = after(notSent, message); line && isError) {
         m_reasons[line->section(QStringLiteral(": "), 0, 0)] = line->section(QStringLiteral(": "), 1);
     } else if (!isError || m_current.isEmpty()) {
         return;
