@@ -91,7 +91,7 @@ int measureGaps(int argumentCount, char **arguments) {
         // has begun by now and counts by itself.
         if (!has(Texts::stopUpload)())
             runMainQueueFor(std::chrono::milliseconds(300));
-        print(std::string("  ") + phase + ", longest gap", watch.take(), "ms", 50);
+        print(std::string("  ") + phase + ", longest gap", watch.take(), "ms", 25);
     };
     measure("start", true, has(Texts::stopDiagnostics));
     measure("capture", true, has(Texts::shareLogs));

@@ -23,7 +23,7 @@ using test_support::readFile;
 using test_support::waitUntil;
 using test_support::writeFile;
 
-// Each is the end of another process, which has switched the product's logging on. The end has 1.8 seconds,
+// Each is the end of another process, which switches the product's logging on. The end has 1.8 seconds,
 // and putting the logging back waits for the disk: on one that other work keeps busy, where a file takes
 // longer to be written than that, it is cut off, as it is to be. So these files are in memory.
 class Ending : public test_support::LoggedTest {
@@ -48,7 +48,8 @@ protected:
             char name[] = "test";
             char *arguments[] = {name, nullptr};
             QCoreApplication application(count, arguments);
-            PListOperations::EnableLumaLogging(true);
+            if (isSwitchedBefore)
+                PListOperations::EnableLumaLogging(true);
             work();
             writeFile(home.path() / "ending", "");
             LumamonApp::endRun(5);
@@ -69,6 +70,7 @@ protected:
     bool isOn() const { return readFile(file).contains("EnableLumaLogging"); }
     bool hasRecord() const { return fs::exists(*tempSystemURL / "LoggingSwitch.plist"); }
 
+    bool isSwitchedBefore = true;
     std::function<void()> afterwards;
     std::unique_ptr<test_support::Mount> memory;
     fs::path file = home.library() / "Preferences/com.brennic.LumadocPE.plist";
@@ -101,6 +103,23 @@ TEST_F(Ending, PutsTheLoggingBackAndStopsProgramsThatOtherThreadsRun) {
               }),
               6);
     EXPECT_TRUE(fs::exists(home.path() / "off"));
+    EXPECT_FALSE(isOn() || hasRecord());
+}
+
+TEST_F(Ending, WaitsForTheSwitchThatIsUnderWayAndPutsItBack) {
+    isSwitchedBefore = false;
+    EXPECT_EQ(statusOfEnd([this] {
+                  const auto begun = home.path() / "begun";
+                  ProcessExecution::runSteps({[=] {
+                                                 writeFile(begun, "");
+                                                 std::this_thread::sleep_for(std::chrono::milliseconds(200));
+                                                 PListOperations::EnableLumaLogging(true);
+                                             }},
+                                             [] {});
+                  waitUntil([&] { return fs::exists(begun); });
+              }),
+              6);
+    EXPECT_THAT(said(), testing::Contains("INFO: Changes synchronized to plist successfully."));
     EXPECT_FALSE(isOn() || hasRecord());
 }
 

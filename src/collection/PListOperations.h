@@ -28,7 +28,7 @@ inline std::optional<std::filesystem::path> plistURL;
 /// True from the moment the switch is on disk until it is put back.
 inline bool plistUpdated = false;
 
-/// Switches the logging of the product under diagnosis on. Main thread.
+/// Switches the logging of the product under diagnosis on. Waits for the disk. Any one thread.
 void EnableLumaLogging(bool isLumaloggingEnabled);
 
 /// Copies the product's own log folder into the output, whether or not the logging is switched on.

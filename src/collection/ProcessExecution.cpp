@@ -98,14 +98,18 @@ void runTasksConcurrently(bool getInstalledApps, bool getSpinDump, bool isLumalo
                  {[=] { show(progress, "Capturing Lumadoc settings and logs."); },
                   [=] { PListOperations::GetLumaLogs(isLumaloggingEnabled); }, [] { GetPropertyList(); },
                   [] { GetLicensingLogs(); }, [] { GetInstallLogs(); }, GetCrashReports, GetXelLogs,
-                  saveDetailedInfo, [=] { PListOperations::RevertLumaLogPList(isLumaloggingEnabled); },
-                  [done = std::move(completion)] { onMainQueue(done); }});
+                  saveDetailedInfo, [=] { PListOperations::RevertLumaLogPList(isLumaloggingEnabled); }});
+    runSteps(std::move(steps), std::move(completion));
+}
+
+void runSteps(std::vector<std::function<void()>> steps, std::function<void()> completion) {
+    steps.emplace_back([done = std::move(completion)] { onMainQueue(done); });
     const auto run = [steps = std::move(steps)] { MonitoringQueue::shared().run(steps); };
     std::thread thread = platform::startThread("MonitoringQueue", run);
     if (thread.joinable())
         thread.detach();
     else
-        // The window stands still meanwhile; that is better than a capture that never ends.
+        // The window stands still meanwhile; that is better than a run that never goes on.
         onMainQueue(run);
 }
 

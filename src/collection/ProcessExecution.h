@@ -22,6 +22,10 @@ inline std::optional<TextBinding> labelTextBinding;
 void runTasksConcurrently(bool getInstalledApps, bool getSpinDump, bool isLumaloggingEnabled,
                           std::function<void()> completion);
 
+/// Runs other work on the same worker, which keeps it out of the main thread's way, and then `completion` on
+/// the main queue. The end of the program skips it or waits for it like a capture. Main thread.
+void runSteps(std::vector<std::function<void()>> steps, std::function<void()> completion);
+
 /// Samples the product's process into "spinReport.txt", with an administrator's rights. What went wrong, if
 /// anything did. Blocks; one thread at a time, like the next.
 std::optional<platform::ScriptError> runSpinDump();
@@ -29,9 +33,9 @@ std::optional<platform::ScriptError> runSpinDump();
 /// Writes the list of installed applications into "sysinfo.txt".
 std::optional<platform::ScriptError> runSystemProfiler();
 
-/// For the end of the program: skips the steps of a running capture that have not begun, its completion
-/// included, and waits a moment for the step that is running. True when nothing runs any more; otherwise that
-/// step hangs, and what it uses may not be destroyed. Scripts end with `platform::stopPrograms`. Main thread.
+/// For the end of the program: skips the steps that have not begun, the completion included, and waits a
+/// moment for the step that is running. True when nothing runs any more; otherwise that step hangs, and what
+/// it uses may not be destroyed. Scripts end with `platform::stopPrograms`. Main thread.
 bool stop();
 
 } // namespace ProcessExecution

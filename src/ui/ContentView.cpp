@@ -75,8 +75,19 @@ void ContentView::StartMonitoring() {
     SetLumadocRunningOrInstalledInstances(true);
     SetLumadocOrPellix();
     SetUserFilesFolder();
-    PListOperations::EnableLumaLogging(isLumaloggingEnabled);
+    primaryButtonDisabled = true;
+    isRunning = true;
+    ProcessExecution::runSteps(
+        {[on = isLumaloggingEnabled.value()] { PListOperations::EnableLumaLogging(on); }},
+        [view = QPointer(this)] {
+            if (view)
+                view->monitoringStarted();
+        });
+}
 
+void ContentView::monitoringStarted() {
+    isRunning = false;
+    primaryButtonDisabled = false;
     advanceLogToggleDisabled = true;
     startButtonLabel = Texts::stopDiagnostics;
     logLabel =

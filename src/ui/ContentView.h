@@ -74,6 +74,7 @@ Q_SIGNALS:
     void closeRequested();
 
 private:
+    void monitoringStarted();
     void captureCompleted();
     void shareWhenAttached();
     void buildArchive();

@@ -91,9 +91,10 @@ TEST_F(ContentViewTest, AStartWithAnInstalledProductGoesThroughItsStepsInOrder) 
             "INFO: App url for bundle: com.brennic.LumadocPE is: ~/Applications/Lumadoc.app",
             "INFO: Lumadoc installation found.", "INFO: FlavourFromAppVersion:10.003.20112 flavour: QZ",
             "INFO: Directory created: ~/.local/share/Library/LumadocDiagnostics/Output/RUN/Lumadoc",
+            "primaryButtonDisabled = true", "isRunning = true",
             "INFO: PropertyList URL: ~/.local/share/Library/Preferences/com.brennic.LumadocPE.plist",
             "INFO: Lumalogging dictionary created", "INFO: Changes synchronized to plist successfully.",
-            "advanceLogToggleDisabled = true", "startButtonLabel = Stop diagnostics",
+            "isRunning = false", "primaryButtonDisabled = false", "advanceLogToggleDisabled = true", "startButtonLabel = Stop diagnostics",
             "logLabel = Please reproduce the steps that led to the issue and then select Stop diagnostics",
             "primaryButtonColor = PrimaryTextColor", "primaryButtonTextColor = BackgroundColor",
             "INFO: ShowRestartLumadocAlert: false"));

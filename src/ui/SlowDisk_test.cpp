@@ -91,4 +91,25 @@ TEST_F(SlowDiskTest, ADiskThatDoesNotAnswerStopsNothing) {
     EXPECT_LT(gap.longest(), 100ms);
 }
 
+// The product's preferences are on the slow disk.
+TEST_F(RunTest, AStartDoesNotStopTheWindowAndIsOneHoweverOftenTheButtonIsPressed) {
+    REQUIRE_SLOW_DISK();
+    install();
+    SlowDisk disk(*UtilityFunctions::userLibraryPrefURL);
+    disk.setDelay(30ms);
+    LongestGap gap;
+    press();
+    press();
+    ASSERT_TRUE(runMainQueueUntil([this] { return view.isRunning.value(); }));
+    EXPECT_TRUE(view.primaryButtonDisabled && hasCaption("Start diagnostics"));
+    press();
+    waitUntil("Stop diagnostics");
+    EXPECT_FALSE(view.isRunning || view.primaryButtonDisabled);
+    EXPECT_LT(gap.longest(), 100ms);
+    EXPECT_EQ(disk.operationsOf(::getpid()), 0);
+    const auto lines = record.takeLog();
+    EXPECT_EQ(std::ranges::count(lines, "INFO: Start diagnostics pressed. Advanced Log Checkbox: No"), 1);
+    EXPECT_THAT(lines, testing::Contains(testing::StartsWith("INFO: PropertyList URL: ")));
+}
+
 } // namespace
