@@ -51,6 +51,7 @@ bench:
 	@build/release/Bench.app/Contents/Linux/bench
 	@build/release/bench/bench_whole_run
 	@build/release/bench/bench_upload
+	@build/release/bench/bench_endpoint
 	@build/release/bench/bench_helpers
 	@build/release/bench_window.app/Contents/Linux/bench_window
 

@@ -1,0 +1,147 @@
+// 200 uploads at once to the documented support side: the program's upload client, a process each, in turn
+// with curl sending the same bytes.
+#include "Figures.h"
+
+#include "packaging/UploadAPI.h"
+#include "platform/posix/FileSystem.h"
+#include "test_support/Isolation.h"
+#include "test_support/SupportEndpoint.h"
+
+#include <QUuid>
+#include <algorithm>
+#include <deque>
+#include <fcntl.h>
+#include <future>
+#include <random>
+#include <regex>
+#include <sys/file.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using test_support::ProgramOptions;
+
+constexpr int clients = 200;
+constexpr qsizetype archiveBytes = qsizetype{1} << 20;
+
+// One client, as this program starts itself.
+int upload(const fs::path &archive, const std::string &url) {
+    UploadRequest request = UploadAPI::multipartRequest(archive.filename());
+    std::error_code error;
+    request.url = QByteArray::fromStdString(url);
+    request.archive = platform::openRegularFile(archive, request.archiveBytes, error);
+    std::promise<UploadResponse> finished;
+    UploadTask task(
+        std::move(request), [](auto...) {}, [&](const auto &response) { finished.set_value(response); });
+    task.resume();
+    return finished.get_future().get().statusCode == 200 ? 0 : 1;
+}
+
+class Bench {
+public:
+    Bench() {
+        QByteArray content(archiveBytes, Qt::Uninitialized);
+        std::mt19937_64 random(1);
+        std::ranges::generate(content, [&] { return static_cast<char>(random() & 0xFFU); });
+        for (int client = 0; client < clients; ++client) {
+            const std::string id = QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString();
+            m_archives.push_back(m_folder.path() / ("lumaMacLog_" + id + "_cef.zip"));
+            test_support::writeFile(m_archives.back(), content);
+            const UploadRequest request = UploadAPI::multipartRequest(m_archives.back().filename());
+            m_contentTypes.push_back("Content-Type: " + request.contentType.toStdString());
+            test_support::writeFile(m_archives.back().native() + ".body",
+                                    request.head + content + request.tail);
+        }
+        test_support::writeFile(m_gate, "");
+    }
+
+    double byProgram() {
+        return secondsOfAll([this](std::size_t client) {
+            return std::vector<std::string>{fs::read_symlink("/proc/self/exe"), m_archives[client], url()};
+        });
+    }
+    double byCurl() {
+        return secondsOfAll([this](std::size_t client) {
+            return std::vector<std::string>{"/usr/bin/curl",
+                                            "-s",
+                                            "-f",
+                                            "--http1.1",
+                                            "--cacert",
+                                            m_endpoint.certificateFile(),
+                                            "-o",
+                                            "/dev/null",
+                                            "-H",
+                                            "Expect:",
+                                            "-H",
+                                            m_contentTypes[client],
+                                            "--data-binary",
+                                            "@" + m_archives[client].native() + ".body",
+                                            url()};
+        });
+    }
+
+    // Of all requests so far.
+    int mostConnections() const {
+        const std::string log = test_support::readFile(m_endpoint.log()).toStdString();
+        const std::regex count(" ([0-9]+) connections\n");
+        int most = 0;
+        for (std::sregex_iterator match(log.begin(), log.end(), count), end; match != end; ++match)
+            most = std::max(most, std::stoi(match->str(1)));
+        return most;
+    }
+
+private:
+    std::string url() const { return "https://" + m_endpoint.host() + "/cr-apip-7.0.0/mac/log"; }
+
+    // Starts all clients behind a lock, lets them go at the same moment, and looks at what was stored.
+    template <typename Command>
+    double secondsOfAll(Command command) {
+        for (const auto &stored : fs::directory_iterator(m_endpoint.archives()))
+            fs::remove_all(stored);
+        platform::FileDescriptor gate(::open(m_gate.c_str(), O_RDWR | O_CLOEXEC));
+        ::flock(gate.get(), LOCK_EX);
+        std::deque<test_support::ProgramRun> runs;
+        for (std::size_t client = 0; client < clients; ++client) {
+            auto arguments = command(client);
+            arguments.insert(arguments.begin(), {"--shared", "--no-fork", m_gate});
+            runs.emplace_back(ProgramOptions{.program = "/usr/bin/flock", .arguments = arguments});
+        }
+        const auto waiting = [] {
+            const std::string locks = test_support::readFile("/proc/locks").toStdString();
+            const std::regex blocked("-> FLOCK");
+            return std::distance(std::sregex_iterator(locks.begin(), locks.end(), blocked), {}) >= clients;
+        };
+        require(test_support::waitUntil(waiting), "the clients did not get ready");
+        const double seconds = secondsOf([&] {
+            ::flock(gate.get(), LOCK_UN);
+            for (auto &run : runs)
+                require(run.waitForEnd(std::chrono::minutes(5)) == test_support::exited(0),
+                        "an upload failed");
+        });
+        const fs::directory_iterator stored(m_endpoint.archives());
+        require(std::distance(begin(stored), end(stored)) == clients, "an archive is missing");
+        return seconds;
+    }
+
+    const test_support::ScratchFolder m_folder;
+    const test_support::SupportEndpoint m_endpoint;
+    const test_support::ScopedEnvironment m_trust{"SSL_CERT_FILE", m_endpoint.certificateFile().native()};
+    const fs::path m_gate = m_folder.path() / "gate";
+    std::vector<fs::path> m_archives;
+    std::vector<std::string> m_contentTypes;
+};
+
+} // namespace
+
+int main(int count, char **arguments) {
+    if (count == 3)
+        return upload(arguments[1], arguments[2]);
+    require(test_support::canEnter(test_support::enterLoopbackNetwork), "a network of its own is needed");
+    test_support::enterLoopbackNetwork();
+    Bench bench;
+    const auto seconds = inTurn(5, {[&] { return bench.byProgram(); }, [&] { return bench.byCurl(); }});
+    print("200 uploads of 1 MiB at once", median(seconds[0]), "s");
+    print("curl for the same", median(seconds[1]), "s");
+    print("the one to the other, median", medianRatio(seconds), "times");
+    print("most connections at a time", bench.mostConnections(), "");
+}
