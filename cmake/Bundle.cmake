@@ -1,13 +1,15 @@
+# As a property list has it.
+set(STANDALONE_VERSION false)
+if(LUMAMON_STANDALONE)
+  set(STANDALONE_VERSION true)
+endif()
+
 # lumamon_bundle(TARGET NAME NAME IDENTIFIER ID): the executable TARGET becomes
 # <build>/NAME.app/Contents/Linux/<output name>, with an Info.plist beside it.
 function(lumamon_bundle target)
   cmake_parse_arguments(ARG "" "NAME;IDENTIFIER" "" ${ARGN})
   set(BUNDLE_NAME "${ARG_NAME}")
   set(BUNDLE_IDENTIFIER "${ARG_IDENTIFIER}")
-  set(STANDALONE_VERSION false)
-  if(LUMAMON_STANDALONE)
-    set(STANDALONE_VERSION true)
-  endif()
   set(contents "${CMAKE_BINARY_DIR}/${ARG_NAME}.app/Contents")
   configure_file("${CMAKE_SOURCE_DIR}/resources/Info.plist.in" "${contents}/Info.plist" @ONLY)
   file(MAKE_DIRECTORY "${contents}/Resources" "${contents}/Helpers")

@@ -121,7 +121,7 @@ TEST_F(Launch, WithoutADisplayAWindowOrAnIdentifierItSaysSoAndEnds) {
     expectEnd(program({}), 1, "",
               "Brennic_Lumadoc_Diagnostics: the window cannot be opened: there is no display\n");
     // Silent mode alone is installed.
-    fs::remove_all(bundle.path() / "Contents/PlugIns");
+    fs::remove(bundle.path() / "Contents/PlugIns/libWindow.so");
     expectEnd(program({}), 1, "",
               "Brennic_Lumadoc_Diagnostics: the window is not installed; install the package "
               "lumadoc-diagnostics\n");

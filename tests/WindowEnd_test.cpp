@@ -83,8 +83,8 @@ TEST_F(WindowEnd, WithAFileOnADiskThatDoesNotAnswer) {
     closeAndExpectTheEnd();
 }
 
-TEST_F(WindowEnd, ABundleWithoutItsWindowSaysSo) {
-    fs::remove_all(bundle.path() / "Contents/PlugIns");
+TEST_F(WindowEnd, ABundleWithABrokenWindowSaysSo) {
+    writeFile(bundle.path() / "Contents/PlugIns/libWindow.so", "broken");
     auto options = program({});
     options.variables.emplace_back("DISPLAY", display.name());
     ProgramRun broken(options);

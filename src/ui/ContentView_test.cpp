@@ -94,7 +94,8 @@ TEST_F(ContentViewTest, AStartWithAnInstalledProductGoesThroughItsStepsInOrder) 
             "primaryButtonDisabled = true", "isRunning = true",
             "INFO: PropertyList URL: ~/.local/share/Library/Preferences/com.brennic.LumadocPE.plist",
             "INFO: Lumalogging dictionary created", "INFO: Changes synchronized to plist successfully.",
-            "isRunning = false", "primaryButtonDisabled = false", "advanceLogToggleDisabled = true", "startButtonLabel = Stop diagnostics",
+            "isRunning = false", "primaryButtonDisabled = false", "advanceLogToggleDisabled = true",
+            "startButtonLabel = Stop diagnostics",
             "logLabel = Please reproduce the steps that led to the issue and then select Stop diagnostics",
             "primaryButtonColor = PrimaryTextColor", "primaryButtonTextColor = BackgroundColor",
             "INFO: ShowRestartLumadocAlert: false"));
