@@ -171,12 +171,27 @@ TEST_F(Archives, AreLeftAloneWhileARunIsUnderWay) {
     EXPECT_EQ(archives({"send", id}), refused);
     EXPECT_EQ(archives({"remove", "--all"}), refused);
     EXPECT_EQ(treeOf(root() / "Output"), before);
-    EXPECT_EQ(listed("id").size(), 2U);
+    EXPECT_THAT(listed("reason"),
+                testing::ElementsAre("Internal Server Error. (status 500)", "The run is under way."));
     running.send(SIGKILL);
     running.waitForEnd();
     EXPECT_THAT(listed("reason"), testing::Contains("The run ended before the archive was sent."));
     EXPECT_EQ(archives({"remove", id}), (Outcome{0, id + " removed\n", ""}));
     EXPECT_EQ(listed("id").size(), 1U);
+}
+
+TEST_F(Archives, ShowTheirProgressOnATerminal) {
+    install({.logBytes = 6'000'000, .logFiles = 6, .incompressible = true});
+    const std::string id = runRefused();
+    service.setBehaviour({.readBytesPerSecond = 12'000'000});
+    auto options =
+        program({"-q", "-e", "-c", (bundle.path() / "Contents/Helpers/archives").native() + " send " + id,
+                 "/dev/null"});
+    options.program = "/usr/bin/script";
+    ProgramRun terminal(options);
+    EXPECT_EQ(terminal.waitForEnd(), exited(0));
+    EXPECT_THAT(terminal.standardOutput(),
+                testing::ContainsRegex("\r\x1b\\[KUploading [0-9]+%\r\x1b\\[K.*" + id + " sent: Received"));
 }
 
 TEST_F(Archives, AreRemovedByTheirAge) {

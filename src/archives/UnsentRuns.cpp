@@ -52,7 +52,7 @@ QByteArray endOfLog() {
 
 QString editionOf(const std::vector<PackedFile> &files) {
     for (const PackedFile &file : files) {
-        const QString top = file.name.section(u'/', 0, 0);
+        QString top = file.name.section(u'/', 0, 0);
         if (top == u"Lumadoc" || top == u"Pellix")
             return top;
     }
