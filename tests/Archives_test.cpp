@@ -63,12 +63,12 @@ protected:
     }
 };
 
-const std::string nothing = "lumadoc-diagnostics-archives: Nothing is waiting to be sent.\n";
+const std::string nothingWaits = "lumadoc-diagnostics-archives: Nothing is waiting to be sent.\n";
 
 } // namespace
 
 TEST_F(Archives, AreListedShownSentAndGone) {
-    EXPECT_EQ(archives({"list"}), (Outcome{0, "", nothing}));
+    EXPECT_EQ(archives({"list"}), (Outcome{0, "", nothingWaits}));
     install();
     const std::string id = runRefused();
     const fs::path archiveFile = archive();
@@ -167,9 +167,9 @@ TEST_F(Archives, AreLeftAloneWhileARunIsUnderWay) {
     ProgramRun running(program());
     ASSERT_TRUE(service.waitForReceipts(2, std::chrono::seconds(20)));
     const auto before = treeOf(root() / "Output");
-    const Outcome refused{4, "", complaint("Lumadoc Diagnostics is running; try again when it has ended.")};
-    EXPECT_EQ(archives({"send", id}), refused);
-    EXPECT_EQ(archives({"remove", "--all"}), refused);
+    const Outcome busy{4, "", complaint("Lumadoc Diagnostics is running; try again when it has ended.")};
+    EXPECT_EQ(archives({"send", id}), busy);
+    EXPECT_EQ(archives({"remove", "--all"}), busy);
     EXPECT_EQ(treeOf(root() / "Output"), before);
     EXPECT_THAT(listed("reason"),
                 testing::ElementsAre("Internal Server Error. (status 500)", "The run is under way."));
