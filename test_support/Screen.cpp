@@ -46,6 +46,17 @@ void Screen::requestClose(xcb_window_t window) const {
     send(window, event);
 }
 
+void Screen::cover(const Extents &extents) const {
+    const xcb_window_t window = xcb_generate_id(connection());
+    const std::uint32_t black = 0;
+    xcb_create_window(connection(), XCB_COPY_FROM_PARENT, window, root(),
+                      static_cast<std::int16_t>(extents.x), static_cast<std::int16_t>(extents.y),
+                      static_cast<std::uint16_t>(extents.width), static_cast<std::uint16_t>(extents.height),
+                      0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXEL, &black);
+    xcb_map_window(connection(), window);
+    xcb_flush(connection());
+}
+
 QImage Screen::picture(const Extents &extents) const {
     const auto cookie =
         xcb_get_image(connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, root(), static_cast<std::int16_t>(extents.x),

@@ -71,6 +71,8 @@ public:
 
     /// Asks a window to close, as its cross does.
     void requestClose(xcb_window_t window) const;
+    /// Puts a black window over that place, for as long as the connection lives.
+    void cover(const Extents &extents) const;
     QImage picture(const Extents &extents) const;
     /// As 0xRRGGBB.
     std::uint32_t pixel(int x, int y) const { return picture({x, y, 1, 1}).pixel(0, 0) & 0xFFFFFFU; }

@@ -46,14 +46,23 @@ TEST_P(WindowEndOfLogging, SwitchesItOff) {
 
 INSTANTIATE_TEST_SUITE_P(Each, WindowEndOfLogging, testing::Combine(testing::Bool(), testing::Bool()));
 
-TEST_F(WindowEnd, ClosedUnderAnAlertAfterASecondCopyHasLeftItAlone) {
+TEST_F(WindowEnd, ClosedUnderAnAlertAfterASecondCopyHasBroughtItToTheFront) {
     open();
     press("Start diagnostics");
     window().find("dialog", "No Lumadoc installation detected");
-    auto options = program({});
+    auto options = program({"/silent"});
     options.variables.insert(options.variables.end(),
                              {{"DISPLAY", display.name()}, {"DBUS_SESSION_BUS_ADDRESS", bus.address()}});
+    const Extents place = window().window().extents;
+    window().screen().cover(place);
+    const auto isCovered = [&] { return window().screen().pixel(place.x + 4, place.y + 4) == 0; };
+    ASSERT_TRUE(waitUntil(isCovered));
     expectEnd(options, 0, "", "");
+    std::this_thread::sleep_for(doubleClick);
+    EXPECT_TRUE(isCovered()) << "by a copy that is to be silent";
+    options.arguments.clear();
+    expectEnd(options, 0, "", "");
+    EXPECT_TRUE(waitUntil([&] { return !isCovered(); }));
     EXPECT_THAT(log(), testing::HasSubstr("running instanace detected. Terminating the new instance with "
                                           "[\"PROGRAM\"].-----------\n"));
     EXPECT_TRUE(window().shows("dialog", "No Lumadoc installation detected"));

@@ -19,6 +19,8 @@
 #include "platform/posix/Text.h"
 #include "ui/WindowFrontEnd.h"
 
+#include <algorithm>
+
 namespace {
 
 using namespace UtilityFunctions;
@@ -69,6 +71,11 @@ bool AppDelegate::isOnlyCopy(const QStringList &arguments) {
         "-----------%1 running instanace detected. Terminating the new instance with %2.-----------");
     if (Logger::NewLogFileLocation())
         Logger::logInfo(line.arg(applicationName, printedList(arguments)));
+    if (std::ranges::none_of(arguments, CommandLineArguments::asksForSilence)) {
+        // The message bus may have stopped answering.
+        LumamonApp::limitTheEnd(EXIT_SUCCESS);
+        platform::activateOtherCopy(*identifier);
+    }
     return false;
 }
 

@@ -11,9 +11,9 @@ class WindowFrontEnd;
 
 class AppDelegate {
 public:
-    /// The one-instance rule: false when another copy of this program is running, whose log then says so.
-    /// Such a copy is to end at once. Comes before everything else, and needs neither a display nor an
-    /// application object.
+    /// The one-instance rule: false when another copy of this program is running, whose log then says so, and
+    /// whose window comes to the front unless silent mode is asked for. Such a copy is to end at once. Comes
+    /// before everything else, and needs neither a display nor an application object.
     static bool isOnlyCopy(const QStringList &arguments);
 
     /// `arguments` are the process's, as they were given to it. `window` is the front end of window mode,

@@ -40,4 +40,9 @@ enum class Presence {
 /// How the system shows this program to the user, where the system wants to be told. Main thread.
 void setPresence(Presence presence);
 
+/// Asks the copy of the program `identifier` that has a window to bring it to the front, in the name of the
+/// user's action that started this process. Nothing happens where there is no such copy, or no way to ask it.
+/// Waits for the message bus, but not for that copy.
+void activateOtherCopy(const QString &identifier);
+
 } // namespace platform

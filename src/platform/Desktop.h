@@ -49,6 +49,18 @@ bool onReopen(std::function<void()> reopen);
 /// Whether a window opens at its default size; otherwise as small as it may be.
 bool hasDefaultWindowSize();
 
+/// Lets a second copy of the program, or the desktop, ask for the window, for as long as it lives.
+class Activation {
+public:
+    /// `activate` is called whenever the window is asked for, and is to bring it to the front.
+    Activation(const QString &identifier, std::function<void()> activate);
+    ~Activation();
+
+private:
+    class Service;
+    std::unique_ptr<Service> m_service;
+};
+
 enum class ColorScheme { light, dark };
 
 /// Watches which appearance the user has chosen for the system, for as long as it lives.

@@ -94,11 +94,19 @@ void WindowScene::openWhenLoaded() {
     QObject::connect(&m_view, &ContentView::closeRequested, m_window.get(), &QWindow::close);
     QObject::connect(&m_view, &ContentView::disappearing, &m_view, m_closing);
     // After the first frame: drawing the icon takes as long as drawing the window.
-    const auto setIcon = [this] {
+    const auto finish = [this] {
         m_window->setIcon(QIcon(QStringLiteral(":/Lumamon/assets/light/lumadocdiagnosticlogo.svg")));
+        const auto &bundle = platform::Bundle::main();
+        const auto identifier = bundle ? bundle->identifier() : std::nullopt;
+        m_activation.emplace(identifier.value_or(QString()), [this] { bringToFront(); });
     };
-    QObject::connect(m_window.get(), &QQuickWindow::frameSwapped, m_window.get(), setIcon,
+    QObject::connect(m_window.get(), &QQuickWindow::frameSwapped, m_window.get(), finish,
                      Qt::ConnectionType(Qt::QueuedConnection | Qt::SingleShotConnection));
+    bringToFront();
+}
+
+void WindowScene::bringToFront() {
+    m_window->setWindowStates(m_window->windowStates() & ~Qt::WindowMinimized);
     m_window->raise();
     m_window->requestActivate();
 }

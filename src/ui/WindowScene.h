@@ -42,6 +42,7 @@ public:
 
 private:
     void openWhenLoaded();
+    void bringToFront();
 
     ContentView m_view;
     Alerts m_alerts;
@@ -50,6 +51,7 @@ private:
     std::function<void()> m_closing;
     QQmlEngine m_engine;
     QQmlComponent m_component;
-    // Last, so that the views are destroyed before what they show.
+    // After those, so that the views are destroyed before what they show.
     std::unique_ptr<QQuickWindow> m_window;
+    std::optional<platform::Activation> m_activation;
 };

@@ -14,6 +14,7 @@
 #include <fcntl.h>
 #include <map>
 #include <sys/stat.h>
+#include <systemd/sd-bus.h>
 #include <unistd.h>
 
 namespace platform {
@@ -239,5 +240,30 @@ bool claimSingleInstance(const QString &identifier, const fs::path &folder) {
 
 // Windows show themselves, and a program without one is not seen.
 void setPresence(Presence) {}
+
+// https://specifications.freedesktop.org/desktop-entry-spec/latest/dbus.html
+void activateOtherCopy(const QString &identifier) {
+    const QByteArray name = identifier.toUtf8();
+    const QByteArray object = '/' + QByteArray(name).replace('.', '/').replace('-', '_');
+    sd_bus *bus = nullptr;
+    sd_bus_message *call = nullptr;
+    if (sd_bus_open_user(&bus) >= 0 &&
+        sd_bus_message_new_method_call(bus, &call, name.constData(), object.constData(),
+                                       "org.freedesktop.Application", "Activate") >= 0) {
+        sd_bus_message_set_auto_start(call, 0);
+        sd_bus_message_set_expect_reply(call, 0);
+        sd_bus_message_open_container(call, SD_BUS_TYPE_ARRAY, "{sv}");
+        for (const auto &[variable, key] : {std::pair("XDG_ACTIVATION_TOKEN", "activation-token"),
+                                            {"DESKTOP_STARTUP_ID", "desktop-startup-id"}}) {
+            const QByteArray token = qgetenv(variable);
+            if (!token.isEmpty())
+                sd_bus_message_append(call, "{sv}", key, "s", token.constData());
+        }
+        sd_bus_message_close_container(call);
+        sd_bus_send(bus, call, nullptr);
+    }
+    sd_bus_message_unref(call);
+    sd_bus_flush_close_unref(bus);
+}
 
 } // namespace platform

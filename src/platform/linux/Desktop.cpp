@@ -207,6 +207,43 @@ bool hasDefaultWindowSize() {
     return true;
 }
 
+// https://specifications.freedesktop.org/desktop-entry-spec/latest/dbus.html
+class Activation::Service : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
+
+public:
+    Service(const QString &identifier, std::function<void()> activate)
+        : m_activate(std::move(activate)) {
+        auto bus = QDBusConnection::sessionBus();
+        const QString object = u'/' + QString(identifier).replace(u'.', u'/').replace(u'-', u'_');
+        bus.registerObject(object, this, QDBusConnection::ExportScriptableSlots);
+        // Without waiting for the answer, which Qt's own call for this does.
+        constexpr uint doNotQueue = 4;
+        const QString daemon = QStringLiteral("org.freedesktop.DBus");
+        auto call = QDBusMessage::createMethodCall(daemon, QStringLiteral("/org/freedesktop/DBus"), daemon,
+                                                   QStringLiteral("RequestName"));
+        call.setArguments({identifier, doNotQueue});
+        bus.send(call);
+    }
+
+    Q_SCRIPTABLE Q_SLOT void Activate(const QVariantMap &platformData) {
+        // Qt takes it from there when it next asks for the keyboard.
+        const QByteArray token = platformData.value(QStringLiteral("activation-token")).toString().toUtf8();
+        if (!token.isEmpty())
+            qputenv("XDG_ACTIVATION_TOKEN", token);
+        m_activate();
+    }
+
+private:
+    std::function<void()> m_activate;
+};
+
+Activation::Activation(const QString &identifier, std::function<void()> activate)
+    : m_service(std::make_unique<Service>(identifier, std::move(activate))) {}
+
+Activation::~Activation() = default;
+
 // The desktop portal's setting, and the palette where there is no portal or the user has no preference.
 // https://flatpak.github.io/xdg-desktop-portal/docs/doc-org.freedesktop.portal.Settings.html
 class Appearance::Watcher : public QObject {

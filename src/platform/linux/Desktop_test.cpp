@@ -1,7 +1,9 @@
 #include "platform/Desktop.h"
 
 #include "discovery/RunState.h"
+#include "platform/Applications.h"
 #include "test_support/Bus.h"
+#include "test_support/ProgramRun.h"
 #include "test_support/StandIns.h"
 #include "test_support/WindowFixture.h"
 #include "ui/ContentView.h"
@@ -148,6 +150,42 @@ TEST_F(DesktopWithBus, ALinkGoesToThePortalWhichNoOtherUserCanReadOrIsOpenedWith
     EXPECT_EQ(portal.questions.last(), QStringLiteral("org.freedesktop.portal.OpenURI.OpenURI ssa{sv}||"
                                                       "mailto:a@b.cd?subject=x%20y&body=z|"));
     expectNothingOpened();
+}
+
+// --- The window is asked for ---
+
+const QString copyName = QStringLiteral("com.example.The-Program");
+constexpr const char *tokenVariable = "XDG_ACTIVATION_TOKEN";
+
+TEST_F(DesktopWithBus, ASecondCopyAsksForTheWindowInTheNameOfTheActionThatStartedIt) {
+    platform::activateOtherCopy(copyName);
+    platform::activateOtherCopy(QStringLiteral("no name on a bus"));
+    BusService first(bus.address(), copyName, QStringLiteral("/com/example/The_Program"));
+    const test_support::ScopedEnvironment token(tokenVariable, "token");
+    const test_support::ScopedEnvironment startup("DESKTOP_STARTUP_ID", "id_TIME1");
+    platform::activateOtherCopy(copyName);
+    ASSERT_TRUE(runMainQueueUntil([&] { return !first.questions.empty(); }, 5s));
+    EXPECT_THAT(first.questions, ElementsAre(QStringLiteral("org.freedesktop.Application.Activate a{sv}|")));
+    EXPECT_EQ(qdbus_cast<QVariantMap>(first.call.arguments().at(0)),
+              (QVariantMap{{QStringLiteral("activation-token"), QStringLiteral("token")},
+                           {QStringLiteral("desktop-startup-id"), QStringLiteral("id_TIME1")}}));
+}
+
+TEST_F(DesktopWithBus, TheWindowIsAskedForWithTheTokenWhereQtLooksForIt) {
+    QList<QByteArray> tokens;
+    const platform::Activation activation(copyName, [&] { tokens.append(qgetenv(tokenVariable)); });
+    for (const char *token : {"", "token"}) {
+        const auto isAsked = [&] {
+            test_support::statusInChild([token] {
+                ::setenv(tokenVariable, token, 1);
+                platform::activateOtherCopy(copyName);
+                return 0;
+            });
+            return tokens.contains(token);
+        };
+        // The name is not there at once.
+        EXPECT_TRUE(runMainQueueUntil(isAsked, 5s)) << token;
+    }
 }
 
 // --- The file panel ---
