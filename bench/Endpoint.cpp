@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 using test_support::ProgramOptions;
 
 constexpr int clients = 200;
-constexpr qsizetype archiveBytes = qsizetype{1} << 20;
+constexpr qsizetype archiveBytes = qsizetype{4} << 20;
 
 // One client, as this program starts itself.
 int upload(const fs::path &archive, const std::string &url) {
@@ -139,8 +139,8 @@ int main(int count, char **arguments) {
     require(test_support::canEnter(test_support::enterLoopbackNetwork), "a network of its own is needed");
     test_support::enterLoopbackNetwork();
     Bench bench;
-    const auto seconds = inTurn(5, {[&] { return bench.byProgram(); }, [&] { return bench.byCurl(); }});
-    print("200 uploads of 1 MiB at once", median(seconds[0]), "s");
+    const auto seconds = inTurn(3, {[&] { return bench.byProgram(); }, [&] { return bench.byCurl(); }});
+    print("200 uploads of 4 MiB at once", median(seconds[0]), "s");
     print("curl for the same", median(seconds[1]), "s");
     print("the one to the other, median", medianRatio(seconds), "times");
     print("most connections at a time", bench.mostConnections(), "");
