@@ -65,7 +65,7 @@ lint:
 
 format:
 	@scripts/require-packages lint
-	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
+	@git ls-files '*.cpp' '*.h' '*.mm' | xargs clang-format -i
 
 package:
 	@scripts/require-packages build package

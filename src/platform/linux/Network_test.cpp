@@ -131,17 +131,4 @@ TEST(HardwareAddresses, ArePermanentOnesBeforeThoseThatMayBeRandomAndWhole) {
     EXPECT_THAT(platform::hardwareAddressesIn({}), IsEmpty());
 }
 
-TEST(UnsentBytes, AreWhatTheOtherSideHasNotYetTaken) {
-    int ends[2];
-    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-    const FileDescriptor sender(ends[0]);
-    const FileDescriptor receiver(ends[1]);
-    ASSERT_EQ(::send(sender.get(), "x", 1, 0), 1);
-    EXPECT_GT(platform::unsentBytes(sender.get()), 0U);
-    char taken = 0;
-    ASSERT_EQ(::recv(receiver.get(), &taken, 1, 0), 1);
-    EXPECT_EQ(platform::unsentBytes(sender.get()), 0U);
-    EXPECT_EQ(platform::unsentBytes(-1), 0U);
-}
-
 } // namespace

@@ -1,6 +1,5 @@
 #include "platform/ScriptRunner.h"
 
-#include "platform/posix/Program.h"
 #include "test_support/Isolation.h"
 #include "test_support/ProgramRun.h"
 #include "test_support/ScratchHome.h"
@@ -66,12 +65,6 @@ TEST_F(ScriptRunnerTest, SaysWhatIsMissingOrCannotBeRunOrWritten) {
                                   QStringLiteral(": No such file or directory")}));
 }
 
-TEST_F(ScriptRunnerTest, SaysThatTheProgramIsEnding) {
-    platform::stopPrograms();
-    EXPECT_EQ(runScript(script("/bin/true")),
-              (ScriptError{-128, QStringLiteral("The command was stopped because the program is ending.")}));
-}
-
 TEST_F(ScriptRunnerTest, AsksForNoRightsThatTheProcessHas) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "this process is not root";
@@ -79,12 +72,6 @@ TEST_F(ScriptRunnerTest, AsksForNoRightsThatTheProcessHas) {
     wanted.rights = Script::Rights::administrator;
     EXPECT_EQ(runScript(wanted), std::nullopt);
     EXPECT_EQ(readFile(out), "platform_test\n0\n");
-}
-
-TEST(ScriptErrorTest, IsPrintedOnOneLine) {
-    EXPECT_EQ((ScriptError{-128, QStringLiteral("User \"canceled\".\n")}.printedDescription()),
-              QStringLiteral("[\"NSAppleScriptErrorMessage\": \"User \\\"canceled\\\".\\n\", "
-                             "\"NSAppleScriptErrorNumber\": -128]"));
 }
 
 // The request for an administrator's rights, with a stand-in for the system's program: it says and returns

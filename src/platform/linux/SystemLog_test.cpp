@@ -38,25 +38,13 @@ protected:
     std::optional<test_support::FakeJournal> journal;
 };
 
-TEST_F(Journal, GetsTheTextAsItIsItsPrioritySubsystemAndCategoryAndInOrder) {
-    for (const auto &[type, priority] :
-         {std::pair(OSLogType::debug, "7"), {OSLogType::info, "6"}, {OSLogType::error, "3"}}) {
-        send(type, QStringLiteral("a line"));
-        EXPECT_EQ(next(), (QMap<QByteArray, QByteArray>{{"MESSAGE", "a line"},
-                                                        {"PRIORITY", priority},
-                                                        {"SUBSYSTEM", "com.example.program"},
-                                                        {"CATEGORY", "MyApp"}}));
-    }
-    for (const QString &text :
-         {QStringLiteral("two\nlines\n"), QStringLiteral("PRIORITY=0\nMESSAGE=other"),
-          QStringLiteral("%s %n %d"), QStringLiteral("Grüße 😀"), QString(), QString(100000, u'x')}) {
-        send(OSLogType::info, text);
-        EXPECT_EQ(next()["MESSAGE"], text.toUtf8());
-    }
-    for (int i = 0; i < 1000; ++i)
-        send(OSLogType::info, QString::number(i));
-    for (int i = 0; i < 1000; ++i)
-        ASSERT_EQ(next()["MESSAGE"], QByteArray::number(i));
+TEST_F(Journal, GetsLongLinesAndNothingElseOfTheProgram) {
+    const QString text(100000, u'x');
+    send(OSLogType::error, text);
+    EXPECT_EQ(next(), (QMap<QByteArray, QByteArray>{{"MESSAGE", text.toUtf8()},
+                                                    {"PRIORITY", "3"},
+                                                    {"SUBSYSTEM", "com.example.program"},
+                                                    {"CATEGORY", "MyApp"}}));
 }
 
 TEST_F(Journal, HasEverythingOnceItIsFlushed) {

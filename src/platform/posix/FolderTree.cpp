@@ -32,7 +32,7 @@ FileDescriptor opened(int folder, const char *name, int flags, std::error_code &
 // Most file systems tell the kind in the listing.
 std::optional<FileKind> listedKind(const FileDescriptor &folder, const struct dirent &entry) {
     if (entry.d_type != DT_UNKNOWN)
-        return kindOfMode(DTTOIF(entry.d_type));
+        return kindOfMode(static_cast<mode_t>(DTTOIF(entry.d_type)));
     std::error_code error;
     return kindOf(folder, entry.d_name, error);
 }

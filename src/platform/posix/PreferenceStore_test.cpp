@@ -15,7 +15,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using platform::changePreferenceFile;
-using platform::changePreferenceValue;
 using platform::PreferenceChange;
 using platform::PropertyList;
 using platform::PropertyListFormat;
@@ -28,16 +27,16 @@ const QByteArray original = "<dict><key>Trunk</key><true/><key>other</key><real>
 const QByteArray after =
     "<dict><key>Trunk</key><integer>10</integer><key>other</key><real>0.50</real></dict>";
 
-class PreferenceStoreTest : public testing::Test {
+class PreferenceFile : public testing::Test {
 protected:
-    PreferenceStoreTest() {
+    PreferenceFile() {
         fs::create_directory(folder);
         writeFile(file, xmlList(original));
     }
 
     PreferenceChange setTrunk(const PropertyList &value = PropertyList::integer(10)) {
-        return changePreferenceValue(file, "Trunk", [&](PropertyList &trunk) {
-            trunk = value;
+        return changePreferenceFile(file, [&](PropertyList &root) {
+            root.set("Trunk", value);
             return true;
         });
     }
@@ -47,16 +46,16 @@ protected:
     fs::path file = folder / "com.brennic.LumadocPE.plist";
 };
 
-TEST_F(PreferenceStoreTest, ShowsTheValueAndReplacesTheFileAtOnceInItsModeAndFormatOnlyIfWanted) {
-    const auto expectTrue = [](PropertyList &value) {
-        EXPECT_EQ(value, PropertyList::boolean(true));
-        value = PropertyList::boolean(false);
+TEST_F(PreferenceFile, IsShownAndReplacedAtOnceInItsModeAndFormatOnlyIfWanted) {
+    const auto expectOriginal = [](PropertyList &root) {
+        EXPECT_EQ(root, propertyList(original));
+        root.set("Trunk", PropertyList::boolean(false));
         return false;
     };
     for (const auto format : {PropertyListFormat::xml, PropertyListFormat::binary}) {
         const QByteArray before = propertyList(original).serialized(format);
         writeFile(file, before);
-        EXPECT_EQ(changePreferenceValue(file, "Trunk", expectTrue), PreferenceChange::none);
+        EXPECT_EQ(changePreferenceFile(file, expectOriginal), PreferenceChange::none);
         EXPECT_EQ(readFile(file), before);
         const fs::path old = home.path() / "old";
         fs::create_hard_link(file, old);
@@ -69,12 +68,11 @@ TEST_F(PreferenceStoreTest, ShowsTheValueAndReplacesTheFileAtOnceInItsModeAndFor
     }
 }
 
-TEST_F(PreferenceStoreTest, IsNotAskedWithoutAValue) {
+TEST_F(PreferenceFile, IsNotChangedWhenItCannotBeRead) {
     const auto fail = [](PropertyList &) {
         ADD_FAILURE();
         return true;
     };
-    EXPECT_EQ(changePreferenceValue(file, "Beta", fail), PreferenceChange::none);
     EXPECT_EQ(changePreferenceFile(folder, fail), PreferenceChange::none);
     writeFile(file, xmlList(original).chopped(10));
     EXPECT_EQ(changePreferenceFile(file, fail), PreferenceChange::none);
@@ -86,7 +84,7 @@ TEST_F(PreferenceStoreTest, IsNotAskedWithoutAValue) {
     EXPECT_FALSE(fs::exists(folder / "missing.plist"));
 }
 
-TEST_F(PreferenceStoreTest, KeepsALink) {
+TEST_F(PreferenceFile, KeepsALink) {
     const fs::path target = home.path() / "shared" / "real.plist";
     writeFile(target, xmlList(original));
     fs::remove(file);
@@ -127,7 +125,7 @@ QByteArray accessList(char rights) {
     return QByteArray::fromStdString(list).replace('R', rights);
 }
 
-TEST_F(PreferenceStoreTest, KeepsAccessListsAndExtendedAttributes) {
+TEST_F(PreferenceFile, KeepsAccessListsAndExtendedAttributes) {
     // What the folder gives new files is none of this one's.
     setAttribute(folder, "system.posix_acl_default", accessList(6));
     const auto none = attributesOf(file);
@@ -144,7 +142,7 @@ TEST_F(PreferenceStoreTest, KeepsAccessListsAndExtendedAttributes) {
 }
 
 // Beside the switch is what no writer would choose to write like this.
-TEST_F(PreferenceStoreTest, SwitchesInEveryValidListAndLeavesTheOtherValuesAsTheyAre) {
+TEST_F(PreferenceFile, SwitchesInEveryValidListAndLeavesTheOtherValuesAsTheyAre) {
     const QString values =
         QStringLiteral("<date>0001-01-01T00:00:00Z</date> <integer>0x1F</integer> <integer>+5</integer> "
                        "<integer>-0</integer> "
@@ -171,7 +169,7 @@ TEST_F(PreferenceStoreTest, SwitchesInEveryValidListAndLeavesTheOtherValuesAsThe
     }
 }
 
-TEST_F(PreferenceStoreTest, WritesNothingThatCouldNotBeReadAgainOrThatTheDiskDoesNotTake) {
+TEST_F(PreferenceFile, WritesNothingThatCouldNotBeReadAgainOrThatTheDiskDoesNotTake) {
     // Indented on the way out, these lines pass the limit.
     const QByteArray line = "<string>" + QByteArray(400, 'x') + "</string>";
     const QByteArray large =

@@ -1,0 +1,53 @@
+#include "platform/Applications.h"
+
+#include "platform/macos/Owned.h"
+#include "platform/posix/Lock.h"
+
+#include <AppKit/AppKit.h>
+#include <algorithm>
+#include <unistd.h>
+
+namespace platform {
+
+std::vector<RunningApplication> runningApplications() {
+    @autoreleasepool {
+        std::vector<RunningApplication> found;
+        for (NSRunningApplication *one in [[NSWorkspace sharedWorkspace] runningApplications])
+            found.push_back(
+                {textOf([one bundleIdentifier]), [one processIdentifier], pathOf([one bundleURL])});
+        return found;
+    }
+}
+
+std::vector<std::filesystem::path> installedApplications(const QString &bundleIdentifier) {
+    @autoreleasepool {
+        std::vector<std::filesystem::path> found;
+        NSString *const identifier = stringOf(bundleIdentifier);
+        for (NSURL *url in [[NSWorkspace sharedWorkspace] URLsForApplicationsWithBundleIdentifier:identifier])
+            found.push_back(pathOf(url));
+        return found;
+    }
+}
+
+// A copy that ended a moment ago may still be listed, so the lock decides where there can be one.
+bool claimSingleInstance(const QString &identifier, const std::filesystem::path &folder) {
+    const Lock lock = lockForLife(folder, identifier);
+    const auto isOther = [&](const RunningApplication &one) {
+        return one.bundleIdentifier == identifier && one.processIdentifier != ::getpid();
+    };
+    return lock == Lock::impossible ? std::ranges::none_of(runningApplications(), isOther)
+                                    : lock == Lock::held;
+}
+
+void setPresence(Presence presence) {
+    @autoreleasepool {
+        NSApplication *const application = [NSApplication sharedApplication];
+        const bool isOrdinary = presence == Presence::ordinary;
+        [application setActivationPolicy:isOrdinary ? NSApplicationActivationPolicyRegular
+                                                    : NSApplicationActivationPolicyProhibited];
+        if (isOrdinary)
+            [application activateIgnoringOtherApps:YES];
+    }
+}
+
+} // namespace platform

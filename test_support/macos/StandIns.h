@@ -1,0 +1,85 @@
+// What stands for a Mac in the tests of the macOS side: the answers of its services, and what they were
+// asked.
+//
+// A test sets the answers before it calls the program. Any thread, one at a time.
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace test_support {
+
+struct Mac {
+    static Mac &shared();
+
+    // Files and applications
+    std::filesystem::path library;
+    std::filesystem::path caches;
+    std::map<QString, std::vector<std::filesystem::path>> installed;
+    struct Running {
+        QString identifier;
+        int process = 0;
+        std::filesystem::path bundle;
+    };
+    std::vector<Running> running;
+
+    // This application
+    std::vector<std::string> presence;
+    int majorVersion = 12;
+    bool isDark = false;
+    void setDark(bool dark);
+    /// The user opens the application again.
+    static void reopen();
+
+    // Network
+    /// An empty one is an interface without an address.
+    std::optional<std::vector<QString>> interfaces;
+    struct Proxy {
+        std::string type;
+        QString host;
+        int port = 0;
+    };
+    /// Of one address; of any other there is only "none".
+    std::optional<std::vector<Proxy>> proxies;
+    QByteArray proxiedUrl;
+
+    // Log
+    struct LogLine {
+        std::string subsystem;
+        std::string category;
+        int type = 0;
+        std::string format;
+        QString argument;
+    };
+    std::vector<LogLine> log;
+
+    // Scripts
+    std::vector<QString> scripts;
+    /// The user dismisses the request for an administrator's rights.
+    bool refusesRights = false;
+
+    // Desktop
+    std::vector<QByteArray> opened;
+    std::vector<std::filesystem::path> revealed;
+    QString pasteboard;
+    int pasteboardChanges = 7;
+    struct Panel {
+        QString message;
+        std::vector<QString> extensions;
+        bool takesFolders = true;
+        bool takesSeveral = false;
+        bool isOpen = false;
+        /// The user chooses these files, or cancels.
+        std::function<void(std::optional<std::vector<std::filesystem::path>>)> answer;
+    };
+    Panel panel;
+};
+
+} // namespace test_support

@@ -1,0 +1,51 @@
+// Stand-in for what the macOS side uses of Core Foundation, over GNUstep's Foundation: each reference is an
+// object of the class that the documentation calls toll-free bridged to it. Written from the public
+// documentation.
+#pragma once
+
+#include <Foundation/Foundation.h>
+
+using Boolean = unsigned char;
+// https://developer.apple.com/documentation/corefoundation/cfindex
+using CFIndex = long;
+// https://developer.apple.com/documentation/corefoundation/cfoptionflags
+using CFOptionFlags = unsigned long;
+// https://developer.apple.com/documentation/corefoundation/cftyperef
+using CFTypeRef = const void *;
+using CFPropertyListRef = CFTypeRef;
+using CFAllocatorRef = const struct __CFAllocator *;
+using CFStringRef = const struct __CFString *;
+using CFDataRef = const struct __CFData *;
+using CFArrayRef = const struct __CFArray *;
+using CFDictionaryRef = const struct __CFDictionary *;
+using CFURLRef = const struct __CFURL *;
+using CFErrorRef = struct __CFError *;
+
+// https://developer.apple.com/documentation/corefoundation/cfpropertylistformat
+enum CFPropertyListFormat : CFIndex { kCFPropertyListBinaryFormat_v1_0 = 200 };
+// https://developer.apple.com/documentation/corefoundation/cfpropertylistmutabilityoptions
+enum CFPropertyListMutabilityOptions : CFOptionFlags {
+    kCFPropertyListMutableContainers = 1,
+    kCFPropertyListMutableContainersAndLeaves = 2
+};
+
+extern "C" {
+// https://developer.apple.com/documentation/corefoundation/cfrelease
+void CFRelease(CFTypeRef object);
+// https://developer.apple.com/documentation/corefoundation/cfpropertylistcreatedeepcopy(_:_:_:)
+CFPropertyListRef CFPropertyListCreateDeepCopy(CFAllocatorRef allocator, CFPropertyListRef list,
+                                               CFOptionFlags mutability);
+// https://developer.apple.com/documentation/corefoundation/cfpropertylistcreatedata(_:_:_:_:_:)
+CFDataRef CFPropertyListCreateData(CFAllocatorRef allocator, CFPropertyListRef list,
+                                   CFPropertyListFormat format, CFOptionFlags options, CFErrorRef *error);
+// https://developer.apple.com/documentation/corefoundation/cfpropertylistcreatewithdata(_:_:_:_:_:)
+CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef allocator, CFDataRef data,
+                                               CFOptionFlags options, CFPropertyListFormat *format,
+                                               CFErrorRef *error);
+// https://developer.apple.com/documentation/corefoundation/cfpreferencescopyappvalue(_:_:)
+CFPropertyListRef CFPreferencesCopyAppValue(CFStringRef key, CFStringRef application);
+// https://developer.apple.com/documentation/corefoundation/cfpreferencessetappvalue(_:_:_:)
+void CFPreferencesSetAppValue(CFStringRef key, CFPropertyListRef value, CFStringRef application);
+// https://developer.apple.com/documentation/corefoundation/cfpreferencesappsynchronize(_:)
+Boolean CFPreferencesAppSynchronize(CFStringRef application);
+}
