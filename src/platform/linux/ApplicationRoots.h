@@ -22,7 +22,7 @@ ApplicationRoots applicationRoots();
 
 /// Every installed bundle with this identifier, each once: those that a desktop entry starts, then those in
 /// the bundle folders, then those in the nested ones, by name within each folder.
-std::vector<std::filesystem::path> installedApplications(const QString &bundleIdentifier,
-                                                         const ApplicationRoots &roots);
+std::vector<std::filesystem::path> installedApplicationsIn(const ApplicationRoots &roots,
+                                                           const QString &bundleIdentifier);
 
 } // namespace platform

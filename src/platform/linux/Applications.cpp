@@ -195,10 +195,11 @@ ApplicationRoots applicationRoots() {
 }
 
 std::vector<fs::path> installedApplications(const QString &bundleIdentifier) {
-    return installedApplications(bundleIdentifier, applicationRoots());
+    return installedApplicationsIn(applicationRoots(), bundleIdentifier);
 }
 
-std::vector<fs::path> installedApplications(const QString &bundleIdentifier, const ApplicationRoots &roots) {
+std::vector<fs::path> installedApplicationsIn(const ApplicationRoots &roots,
+                                              const QString &bundleIdentifier) {
     std::vector<fs::path> found;
     const auto offer = [&](const std::optional<Bundle> &bundle) {
         if (!bundle || bundle->identifier() != bundleIdentifier)

@@ -44,7 +44,7 @@ protected:
     void entry(const fs::path &path, const fs::path &program) {
         writeFile(path, "[Desktop Entry]\nExec=\"" + QByteArray::fromStdString(program.native()) + "\" %F\n");
     }
-    std::vector<fs::path> found() { return platform::installedApplications(product, roots); }
+    std::vector<fs::path> found() { return platform::installedApplicationsIn(roots, product); }
 
     test_support::ScratchFolder folder;
     fs::path first = folder.path() / "first";
@@ -56,7 +56,7 @@ protected:
 
 TEST_F(InstalledApplications, ComeByDesktopEntriesThenApplicationFoldersThenOptAndItsFolders) {
     EXPECT_THAT(found(), IsEmpty());
-    EXPECT_THAT(platform::installedApplications(product, ApplicationRoots()), IsEmpty());
+    EXPECT_THAT(platform::installedApplicationsIn(ApplicationRoots(), product), IsEmpty());
     const auto inMaker = bundle(opt / "Maker/A.app");
     const auto inOther = bundle(opt / "Another maker/Z.app");
     const auto inOpt = bundle(opt / "Y.app");
