@@ -102,13 +102,41 @@ void WindowScene::openWhenLoaded() {
     };
     QObject::connect(m_window.get(), &QQuickWindow::frameSwapped, m_window.get(), finish,
                      Qt::ConnectionType(Qt::QueuedConnection | Qt::SingleShotConnection));
+    if (!platform::hasDefaultWindowSize())
+        m_window->resize(m_window->minimumSize());
     bringToFront();
 }
 
 void WindowScene::bringToFront() {
+    if (!m_window)
+        return;
     m_window->setWindowStates(m_window->windowStates() & ~Qt::WindowMinimized);
     m_window->raise();
     m_window->requestActivate();
+}
+
+void WindowScenes::open(std::function<void()> closing) {
+    if (platform::onReopen([this] { reopen(); })) {
+        QGuiApplication::setQuitOnLastWindowClosed(false);
+        closing = [] {};
+        endWithCloseButton();
+    }
+    m_scene->open(std::move(closing));
+}
+
+void WindowScenes::reopen() {
+    if (m_scene->isOpen())
+        return m_scene->bringToFront();
+    // The last one takes its alerts with it.
+    m_scene.reset();
+    m_scene = std::make_unique<WindowScene>();
+    endWithCloseButton();
+    m_scene->open();
+}
+
+void WindowScenes::endWithCloseButton() {
+    QObject::connect(&m_scene->view(), &ContentView::closeRequested, QCoreApplication::instance(),
+                     &QCoreApplication::quit);
 }
 
 // The front end as the program loads it from the module.
@@ -120,19 +148,18 @@ class WindowModule : public QObject, public WindowFrontEnd {
 public:
     std::unique_ptr<QCoreApplication> makeApplication(int &argumentCount, char **arguments) override {
         auto application = makeWindowApplication(argumentCount, arguments);
-        // The views load while the program starts.
-        m_scene = std::make_unique<WindowScene>();
+        m_scenes = std::make_unique<WindowScenes>();
         return application;
     }
 
-    void open(std::function<void()> closing) override { m_scene->open(std::move(closing)); }
+    void open(std::function<void()> closing) override { m_scenes->open(std::move(closing)); }
 
-    void close() override { m_scene.reset(); }
+    void close() override { m_scenes.reset(); }
 
     bool ownsPasteboard() const override { return platform::ownsPasteboard(); }
 
 private:
-    std::unique_ptr<WindowScene> m_scene;
+    std::unique_ptr<WindowScenes> m_scenes;
 };
 
 #include "WindowScene.moc"

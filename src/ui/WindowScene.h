@@ -40,9 +40,12 @@ public:
 
     ContentView &view() { return m_view; }
 
+    /// Whether the window is shown, or will be.
+    bool isOpen() const { return m_closing && (!m_window || m_window->isVisible()); }
+    void bringToFront();
+
 private:
     void openWhenLoaded();
-    void bringToFront();
 
     ContentView m_view;
     Alerts m_alerts;
@@ -54,4 +57,24 @@ private:
     // After those, so that the views are destroyed before what they show.
     std::unique_ptr<QQuickWindow> m_window;
     std::optional<platform::Activation> m_activation;
+};
+
+/// The scenes of a program that may outlive its window, one after the other: each window has a state of its
+/// own.
+class WindowScenes {
+public:
+    /// Opens the first window, as `WindowScene::open`. Where the program stays when its window has closed,
+    /// later windows open when the user opens the program again, and only the window's own Close button ends
+    /// it.
+    void open(std::function<void()> closing);
+    /// Opens a new window when the last one has closed; brings it to the front otherwise.
+    void reopen();
+
+    WindowScene &current() { return *m_scene; }
+
+private:
+    void endWithCloseButton();
+
+    // Begins to load the views at once.
+    std::unique_ptr<WindowScene> m_scene = std::make_unique<WindowScene>();
 };

@@ -1,5 +1,7 @@
 #include "ui/WindowScene.h"
 
+#include "discovery/ProductDiscovery.h"
+#include "discovery/RunState.h"
 #include "test_support/WindowFixture.h"
 
 #include <QKeyEvent>
@@ -40,6 +42,31 @@ TEST_F(WindowSceneDeathTest, ReportsItsClosingBeforeAnyStep) {
         show(scene, [&] { wasAfterFirstStep.push_back(readFile(log).contains(firstStep)); });
         QGuiApplication::topLevelWindows().front()->close();
         return wasAfterFirstStep == std::vector<bool>{false} && readFile(log).contains(firstStep);
+    });
+}
+
+TEST_F(WindowSceneDeathTest, OpensANewWindowWithANewStateOnlyAfterTheLastHasClosed) {
+    expectInOwnProcess([] {
+        QGuiApplication::setQuitOnLastWindowClosed(false);
+        WindowScenes scenes;
+        const auto showsOneWindow = [] {
+            return runMainQueueUntil([] {
+                const auto windows = QGuiApplication::topLevelWindows();
+                return windows.size() == 1 && windows.front()->isVisible();
+            });
+        };
+        scenes.open([] {});
+        bool isGood = showsOneWindow();
+        const WindowScene *first = &scenes.current();
+        scenes.current().view().startButtonLabel = QStringLiteral("Close");
+        scenes.reopen();
+        isGood = isGood && &scenes.current() == first && showsOneWindow();
+        UtilityFunctions::isOutputDirectoryCreated = true;
+        QGuiApplication::topLevelWindows().front()->close();
+        isGood = isGood && !UtilityFunctions::isOutputDirectoryCreated;
+        scenes.reopen();
+        return isGood && showsOneWindow() && UtilityFunctions::alertPresenter &&
+               scenes.current().view().startButtonLabel.value() == QStringLiteral("Start diagnostics");
     });
 }
 
