@@ -42,24 +42,15 @@ private:
     std::unique_ptr<Request> m_request;
 };
 
-/// Calls `reopen` each time the user opens the program again while it runs, from now on, and gives true: the
-/// program stays when its last window has closed. False where a program ends with its window.
-bool onReopen(std::function<void()> reopen);
+/// From now on calls `reopen` each time the user opens the program `identifier` again while it runs, or the
+/// desktop asks for its window. Once in a process, for as long as the application object lives.
+void onReopen(const QString &identifier, std::function<void()> reopen);
+
+/// Whether the program stays when its last window has closed.
+bool outlivesItsWindow();
 
 /// Whether a window opens at its default size; otherwise as small as it may be.
 bool hasDefaultWindowSize();
-
-/// Lets a second copy of the program, or the desktop, ask for the window, for as long as it lives.
-class Activation {
-public:
-    /// `activate` is called whenever the window is asked for, and is to bring it to the front.
-    Activation(const QString &identifier, std::function<void()> activate);
-    ~Activation();
-
-private:
-    class Service;
-    std::unique_ptr<Service> m_service;
-};
 
 enum class ColorScheme { light, dark };
 

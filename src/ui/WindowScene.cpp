@@ -74,8 +74,9 @@ WindowScene::~WindowScene() {
     UtilityFunctions::alertPresenter = nullptr;
 }
 
-void WindowScene::open(std::function<void()> closing) {
+void WindowScene::open(std::function<void()> closing, std::function<void()> opened) {
     m_closing = std::move(closing);
+    m_opened = std::move(opened);
     openWhenLoaded();
 }
 
@@ -96,9 +97,7 @@ void WindowScene::openWhenLoaded() {
     // After the first frame: drawing the icon takes as long as drawing the window.
     const auto finish = [this] {
         m_window->setIcon(QIcon(QStringLiteral(":/Lumamon/assets/light/lumadocdiagnosticlogo.svg")));
-        const auto &bundle = platform::Bundle::main();
-        const auto identifier = bundle ? bundle->identifier() : std::nullopt;
-        m_activation.emplace(identifier.value_or(QString()), [this] { bringToFront(); });
+        m_opened();
     };
     QObject::connect(m_window.get(), &QQuickWindow::frameSwapped, m_window.get(), finish,
                      Qt::ConnectionType(Qt::QueuedConnection | Qt::SingleShotConnection));
@@ -116,12 +115,19 @@ void WindowScene::bringToFront() {
 }
 
 void WindowScenes::open(std::function<void()> closing) {
-    if (platform::onReopen([this] { reopen(); })) {
+    if (platform::outlivesItsWindow()) {
         QGuiApplication::setQuitOnLastWindowClosed(false);
         closing = [] {};
         endWithCloseButton();
     }
-    m_scene->open(std::move(closing));
+    m_scene->open(std::move(closing), [this] {
+        const auto &bundle = platform::Bundle::main();
+        const auto identifier = bundle ? bundle->identifier() : std::nullopt;
+        platform::onReopen(identifier.value_or(QString()), [this] {
+            if (m_scene->isOpen() || platform::outlivesItsWindow())
+                reopen();
+        });
+    });
 }
 
 void WindowScenes::reopen() {

@@ -35,8 +35,9 @@ public:
 
     /// Shows the window and brings it to the front as soon as the views are loaded. When they cannot be, the
     /// event loop ends with status 1 and standard error says why. `closing` is called when the window is
-    /// asked to close, before the window does anything itself.
-    void open(std::function<void()> closing = [] {});
+    /// asked to close, before the window does anything itself; `opened` after the first frame.
+    void open(
+        std::function<void()> closing = [] {}, std::function<void()> opened = [] {});
 
     ContentView &view() { return m_view; }
 
@@ -52,11 +53,11 @@ private:
     platform::Appearance m_appearance;
     // Set once the window is wanted.
     std::function<void()> m_closing;
+    std::function<void()> m_opened;
     QQmlEngine m_engine;
     QQmlComponent m_component;
-    // After those, so that the views are destroyed before what they show.
+    // Last, so that the views are destroyed before what they show.
     std::unique_ptr<QQuickWindow> m_window;
-    std::optional<platform::Activation> m_activation;
 };
 
 /// The scenes of a program that may outlive its window, one after the other: each window has a state of its

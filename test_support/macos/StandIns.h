@@ -29,6 +29,8 @@ struct Mac {
         std::filesystem::path bundle;
     };
     std::vector<Running> running;
+    /// Processes whose windows were brought to the front.
+    std::vector<int> activated;
 
     // This application
     std::vector<std::string> presence;

@@ -46,6 +46,12 @@ NSArray *urlsOf(const std::vector<std::filesystem::path> &paths) {
 - (NSURL *)bundleURL {
     return _running->bundle.empty() ? nil : urlOf(_running->bundle);
 }
+// https://developer.apple.com/documentation/appkit/nsrunningapplication/activate(options:)
+- (BOOL)activateWithOptions:(NSApplicationActivationOptions)options {
+    if (options == NSApplicationActivateAllWindows)
+        Mac::shared().activated.push_back(_running->process);
+    return YES;
+}
 @end
 
 @implementation NSWorkspace (StandIn)

@@ -199,22 +199,17 @@ FileChooser::FileChooser(const QString &title, const QString &kind, const QStrin
 
 FileChooser::~FileChooser() = default;
 
-bool onReopen(std::function<void()>) {
-    return false;
-}
-
-bool hasDefaultWindowSize() {
-    return true;
-}
+namespace {
 
 // https://specifications.freedesktop.org/desktop-entry-spec/latest/dbus.html
-class Activation::Service : public QObject {
+class Activation : public QObject {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Application")
 
 public:
-    Service(const QString &identifier, std::function<void()> activate)
-        : m_activate(std::move(activate)) {
+    Activation(QObject *parent, const QString &identifier, std::function<void()> activate)
+        : QObject(parent)
+        , m_activate(std::move(activate)) {
         auto bus = QDBusConnection::sessionBus();
         const QString object = u'/' + QString(identifier).replace(u'.', u'/').replace(u'-', u'_');
         bus.registerObject(object, this, QDBusConnection::ExportScriptableSlots);
@@ -239,10 +234,19 @@ private:
     std::function<void()> m_activate;
 };
 
-Activation::Activation(const QString &identifier, std::function<void()> activate)
-    : m_service(std::make_unique<Service>(identifier, std::move(activate))) {}
+} // namespace
 
-Activation::~Activation() = default;
+void onReopen(const QString &identifier, std::function<void()> reopen) {
+    new Activation(QCoreApplication::instance(), identifier, std::move(reopen));
+}
+
+bool outlivesItsWindow() {
+    return false;
+}
+
+bool hasDefaultWindowSize() {
+    return true;
+}
 
 // The desktop portal's setting, and the palette where there is no portal or the user has no preference.
 // https://flatpak.github.io/xdg-desktop-portal/docs/doc-org.freedesktop.portal.Settings.html

@@ -173,7 +173,7 @@ TEST_F(DesktopWithBus, ASecondCopyAsksForTheWindowInTheNameOfTheActionThatStarte
 
 TEST_F(DesktopWithBus, TheWindowIsAskedForWithTheTokenWhereQtLooksForIt) {
     QList<QByteArray> tokens;
-    const platform::Activation activation(copyName, [&] { tokens.append(qgetenv(tokenVariable)); });
+    platform::onReopen(copyName, [&] { tokens.append(qgetenv(tokenVariable)); });
     for (const char *token : {"", "token"}) {
         const auto isAsked = [&] {
             test_support::statusInChild([token] {

@@ -39,6 +39,15 @@ bool claimSingleInstance(const QString &identifier, const std::filesystem::path 
                                     : lock == Lock::held;
 }
 
+void activateOtherCopy(const QString &identifier) {
+    @autoreleasepool {
+        for (NSRunningApplication *one in [[NSWorkspace sharedWorkspace] runningApplications]) {
+            if (textOf([one bundleIdentifier]) == identifier && [one processIdentifier] != ::getpid())
+                [one activateWithOptions:NSApplicationActivateAllWindows];
+        }
+    }
+}
+
 void setPresence(Presence presence) {
     @autoreleasepool {
         NSApplication *const application = [NSApplication sharedApplication];

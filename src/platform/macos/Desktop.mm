@@ -158,7 +158,7 @@ Appearance::Appearance(std::function<void(ColorScheme)> changed) {
 Appearance::~Appearance() = default;
 
 // For the life of the process, and in place of the system's own answer, which knows no window to open.
-bool onReopen(std::function<void()> reopen) {
+void onReopen(const QString & /*identifier*/, std::function<void()> reopen) {
     @autoreleasepool {
         LumamonObserver *const observer = [LumamonObserver new];
         observer->_changed = new std::function<void()>(std::move(reopen));
@@ -166,8 +166,11 @@ bool onReopen(std::function<void()> reopen) {
                                                            andSelector:@selector(handleReopen:withReply:)
                                                          forEventClass:kCoreEventClass
                                                             andEventID:kAEReopenApplication];
-        return true;
     }
+}
+
+bool outlivesItsWindow() {
+    return true;
 }
 
 bool hasDefaultWindowSize() {

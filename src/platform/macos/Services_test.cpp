@@ -42,6 +42,14 @@ TEST_F(MacServices, ShowTheProgramInFrontOrNotAtAll) {
     EXPECT_THAT(mac.presence, ElementsAre("regular", "active"));
 }
 
+TEST_F(MacServices, BringsTheWindowsOfItsOtherCopyToTheFront) {
+    const QString identifier = QStringLiteral("com.example.product");
+    mac.running = {
+        {identifier, ::getpid(), {}}, {QStringLiteral("com.example.other"), 2, {}}, {identifier, 3, {}}};
+    platform::activateOtherCopy(identifier);
+    EXPECT_THAT(mac.activated, ElementsAre(3));
+}
+
 TEST_F(MacServices, GiveTheAddressesOfInterfacesThatHaveOne) {
     mac.interfaces = {{QString(), QStringLiteral("a4:83:e7:0b:12:9c")}};
     EXPECT_THAT(platform::hardwareAddresses(), Optional(ElementsAre(QStringLiteral("a4:83:e7:0b:12:9c"))));
