@@ -151,8 +151,9 @@ CURLcode UploadTransfer::onTlsContext(CURL *, void *context, void *) {
         return value == nullptr || *value == '\0' ? otherwise : value;
     };
     auto *const trusting = static_cast<SSL_CTX *>(context);
-    SSL_CTX_load_verify_file(trusting,
-                             chosen(X509_get_default_cert_file_env(), X509_get_default_cert_file()));
+    const std::filesystem::path file = platform::certificateFile();
+    SSL_CTX_load_verify_file(trusting, chosen(X509_get_default_cert_file_env(),
+                                              file.empty() ? X509_get_default_cert_file() : file.c_str()));
     SSL_CTX_load_verify_dir(trusting, chosen(X509_get_default_cert_dir_env(), X509_get_default_cert_dir()));
     ERR_clear_error();
     return CURLE_OK;

@@ -96,8 +96,9 @@ TEST_F(MacServices, LogTheLabelAsAPartOfTheFormat) {
                                    std::pair("%@", QStringLiteral("info: d"))));
 }
 
-TEST_F(MacServices, KeepProgramsInTheirOwnFolder) {
+TEST_F(MacServices, KeepProgramsAndCertificatesInTheirOwnPlaces) {
     EXPECT_EQ(platform::programFolder(), "MacOS");
+    EXPECT_EQ(platform::certificateFile(), "/etc/ssl/cert.pem");
 }
 
 } // namespace
