@@ -5,7 +5,7 @@ target_compile_options(lumamon_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor
   -Woverloaded-virtual -Wimplicit-fallthrough -Werror
   # Where sources are joined, the compiler takes a fixture in an unnamed namespace for one that others share.
-  $<$<AND:$<BOOL:${CMAKE_UNITY_BUILD}>,$<CXX_COMPILER_ID:GNU>>:-Wno-subobject-linkage>)
+  $<$<AND:$<BOOL:${CMAKE_UNITY_BUILD}>,$<COMPILE_LANG_AND_ID:CXX,GNU>>:-Wno-subobject-linkage>)
 
 # Text from bytes is a decision each time: no silent conversion between QString and char.
 target_compile_definitions(lumamon_options INTERFACE
