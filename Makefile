@@ -11,7 +11,7 @@ JOBS ?= $(shell expr $$(nproc) + 2)
 help:
 	@echo "make run        build, then a silent run against a loopback support service; MODE=window opens the window"
 	@echo "make test       build, then run every test"
-	@echo "make build      the shipped bundle, in build/release"
+	@echo "make build      the shipped bundle, in build/release;  make clean removes all that was built"
 	@echo "make bench      measure speed and memory"
 	@echo "make lint       formatting, layers, qmllint and clang-tidy;  make format corrects the formatting"
 	@echo "make sanitize   every test under the address, undefined-behaviour and thread sanitizers"

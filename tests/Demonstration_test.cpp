@@ -1,9 +1,21 @@
-// The demonstration with a window, worked as its user is asked to.
+// The demonstration: silent, and with a window that is worked as its user is asked to.
 #include "test_support/WindowDriver.h"
 
 #include <gmock/gmock.h>
 
 using namespace test_support;
+
+TEST(Demonstration, ShowsASilentRunAndWhatTheServiceReceived) {
+    ProgramRun run({.program = DEMONSTRATION, .arguments = {BUILD_FOLDER, "silent"}});
+    EXPECT_EQ(run.waitForEnd(), exited(0)) << run.standardError();
+    EXPECT_THAT(run.standardOutput(),
+                testing::ContainsRegex("\nLog ID: ([0-9a-f-]{36})\nExit status: 0\n"
+                                       "INFO: .*: --------------Silent Upload successful, app "
+                                       "terminated--------------\n\n"
+                                       "== What the support service received\n(.*\n)*"
+                                       "Received lumaMacLog_[0-9a-f-]{36}_cef.zip\n"
+                                       "  Log ID   [0-9a-f-]{36}\n  Size     [0-9]+ bytes\n  SHA-256  "));
+}
 
 TEST(Demonstration, OpensTheWindowAndTellsWhatTheServiceReceived) {
     // Two presses with less than this between them are a double click.
