@@ -3,6 +3,7 @@
 #include "test_support/LoopbackListener.h"
 
 #include <stdexcept>
+#include <unistd.h>
 
 namespace test_support {
 
@@ -26,8 +27,9 @@ SupportEndpoint::SupportEndpoint(const std::string &limit)
     m_handler.emplace(ProgramOptions{.program = SUPPORT_ENDPOINT "/archive_handler.py",
                                      .arguments = {m_folder.path() / "handler.sock", archives()}});
     m_handler->waitForFirstLine();
-    m_nginx.emplace(
-        ProgramOptions{.program = "/usr/sbin/nginx", .arguments = {"-c", m_folder.path() / "nginx.conf"}});
+    m_nginx.emplace(ProgramOptions{
+        .program = "/usr/sbin/nginx",
+        .arguments = {"-e", m_folder.path() / "error.log", "-c", m_folder.path() / "nginx.conf"}});
     // Written when it listens.
     const auto hasStarted = [&] { return !readFile(m_folder.path() / "nginx.pid").isEmpty(); };
     if (!waitUntil([&] { return hasStarted() || !m_nginx->isRunning(); }) || !hasStarted())
@@ -59,12 +61,15 @@ void SupportEndpoint::writeConfiguration(const std::string &limit) const {
     replace(site, "listen 443 ssl", "listen 127.0.0.1:" + std::to_string(m_port) + " ssl");
     replace(site, "client_max_body_size 101m", "client_max_body_size " + limit);
     writeFile(folder + "site", site);
-    // What the system's configuration has around a site. Root's workers would be another user's.
-    writeFile(folder + "nginx.conf",
-              (std::string(::geteuid() == 0 ? "user root;\n" : "") +
-               "daemon off;\nworker_processes auto;\nerror_log " + folder + "error.log;\npid " + folder +
-               "nginx.pid;\nevents { worker_connections 768; }\nhttp {\ninclude " + folder + "site;\n}\n")
-                  .c_str());
+    // What the system's configuration has around a site. Root's workers would be another user's, and the
+    // places for what is never used here would be the system's.
+    std::string main = ::geteuid() == 0 ? "user root;\n" : "";
+    main += "daemon off;\nworker_processes auto;\npid " + folder +
+            "nginx.pid;\nevents { worker_connections 768; }\nhttp {\n";
+    for (const char *kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"})
+        main += std::string(kind) + "_temp_path " + folder + "unused;\n";
+    main += "include " + folder + "site;\n}\n";
+    writeFile(folder + "nginx.conf", QByteArray::fromStdString(main));
 }
 
 } // namespace test_support

@@ -75,7 +75,8 @@ TEST_F(DocumentedEndpoint, StoresAnArchiveUnderItsLogIdOnceHoweverOftenItComes) 
     for (const char *const wrong : {"lumaMacLog_../../x_cef.zip", "other.zip", ""})
         EXPECT_EQ(send(wrong, "bytes"), refused) << wrong;
     EXPECT_EQ(send(name, "bytes", "\r\n"), refused);
-    EXPECT_EQ(answerTo(endpoint, {"--data", "x"}), refused);
+    // Nor can a client name a file of the service's.
+    EXPECT_EQ(answerTo(endpoint, {"--data", "x", "-H", "X-Body-File: /nowhere"}), refused);
     EXPECT_THAT(answerTo(endpoint, {}), testing::EndsWith("403"));
     EXPECT_EQ(treeOf(endpoint.archives()).size(), 3U);
     EXPECT_TRUE(fs::is_empty(endpoint.incoming()));
