@@ -75,6 +75,7 @@ TEST_F(DocumentedEndpoint, StoresAnArchiveUnderItsLogIdOnceHoweverOftenItComes) 
     for (const char *const wrong : {"lumaMacLog_../../x_cef.zip", "other.zip", ""})
         EXPECT_EQ(send(wrong, "bytes"), refused) << wrong;
     EXPECT_EQ(send(name, "bytes", "\r\n"), refused);
+    EXPECT_EQ(answerTo(endpoint, {"-X", "POST"}), refused) << "without a body there is no file";
     // Nor can a client name a file of the service's.
     EXPECT_EQ(answerTo(endpoint, {"--data", "x", "-H", "X-Body-File: /nowhere"}), refused);
     EXPECT_THAT(answerTo(endpoint, {}), testing::EndsWith("403"));

@@ -52,7 +52,7 @@ def store(body, content_type, folder):
 class Handler(http.server.BaseHTTPRequestHandler):
     def do_POST(self):
         try:
-            with open(self.headers["X-Body-File"], "rb") as body:
+            with open(self.headers.get("X-Body-File", os.devnull), "rb") as body:
                 log_id = store(body, self.headers.get("Content-Type", ""), self.server.folder)
         except OSError as error:
             print(f"not stored: {error}", file=sys.stderr, flush=True)
