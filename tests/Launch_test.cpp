@@ -118,8 +118,10 @@ TEST_F(Launch, AnOlderProcessThatBecomesACopyLaterIsTheSecond) {
 }
 
 TEST_F(Launch, WithoutADisplayAWindowOrAnIdentifierItSaysSoAndEnds) {
-    expectEnd(program({}), 1, "",
-              "Brennic_Lumadoc_Diagnostics: the window cannot be opened: there is no display\n");
+    expectEnd(
+        program({}), 1, "",
+        "Brennic_Lumadoc_Diagnostics: the window cannot be opened: there is no display. Start the program "
+        "on a desktop, or with /silent, which needs none.\n");
     // Silent mode alone is installed.
     fs::remove(bundle.path() / "Contents/PlugIns/libWindow.so");
     expectEnd(program({}), 1, "",

@@ -2,6 +2,8 @@
 #include "test_support/SlowDisk.h"
 #include "tests/WindowRun.h"
 
+#include <QLibraryInfo>
+#include <algorithm>
 #include <csignal>
 
 namespace fs = std::filesystem;
@@ -92,13 +94,60 @@ TEST_F(WindowEnd, WithAFileOnADiskThatDoesNotAnswer) {
     closeAndExpectTheEnd();
 }
 
-TEST_F(WindowEnd, ABundleWithABrokenWindowSaysSo) {
+TEST_F(WindowEnd, WithoutAPartOfTheWindowItSaysSo) {
+    const auto expectNoWindow = [this](const std::string &reason) {
+        auto options = program({});
+        options.variables.emplace_back("DISPLAY", display.name());
+        ProgramRun broken(options);
+        EXPECT_EQ(broken.waitForEnd(), exited(1)) << reason;
+        EXPECT_EQ(broken.standardOutput(), "");
+        EXPECT_THAT(broken.standardError(), testing::MatchesRegex("Brennic_Lumadoc_Diagnostics: the window "
+                                                                  "cannot be " +
+                                                                  reason + "\n"));
+    };
+    if (hasOwnNamespaces()) {
+        const fs::path modules = QLibraryInfo::path(QLibraryInfo::QmlImportsPath).toStdString();
+        for (const auto &[module, reason] :
+             {std::pair("QtQml", "[^\n]*QtQml[^\n]*"),
+              {"QtQuick/Layouts", "Qt's module QtQuick/Layouts is not installed"},
+              {"QtQuick/Templates", "Qt's module QtQuick/Templates is not installed"},
+              {"QtQuick/Controls", "Qt's module QtQuick/Controls/Basic is not installed"},
+              {"Qt/labs", "Qt's module Qt/labs/folderlistmodel is not installed"}}) {
+            const Mount hidden = Mount::memory(modules / module, 4096);
+            expectNoWindow(std::string("opened: ") + reason);
+        }
+    }
     writeFile(bundle.path() / "Contents/PlugIns/libWindow.so", "broken");
+    expectNoWindow("loaded: [^\n]+");
+}
+
+TEST_F(WindowEnd, OnWaylandAloneItOpens) {
+    const fs::path runtime = home.path() / "wayland";
+    fs::create_directories(runtime);
+    fs::permissions(runtime, fs::perms::owner_all);
+    const ProgramRun compositor({.program = "/usr/bin/weston",
+                                 .arguments = {"--backend=headless-backend.so", "--no-config",
+                                               "--socket=display", "--log=" + (runtime / "log").native()},
+                                 .variables = {{"XDG_RUNTIME_DIR", runtime.native()}}});
+    ASSERT_TRUE(waitUntil([&] { return fs::exists(runtime / "display"); }));
+    const Accessibility accessibility(bus);
     auto options = program({});
-    options.variables.emplace_back("DISPLAY", display.name());
-    ProgramRun broken(options);
-    EXPECT_EQ(broken.waitForEnd(), exited(1));
-    EXPECT_EQ(broken.standardOutput(), "");
-    EXPECT_THAT(broken.standardError(),
-                testing::MatchesRegex("Brennic_Lumadoc_Diagnostics: the window cannot be loaded: [^\n]+\n"));
+    options.variables.insert(options.variables.end(), {{"DISPLAY", std::nullopt},
+                                                       {"WAYLAND_DISPLAY", "display"},
+                                                       {"XDG_RUNTIME_DIR", runtime.native()},
+                                                       {"DBUS_SESSION_BUS_ADDRESS", bus.address()},
+                                                       {"AT_SPI_BUS_ADDRESS", std::nullopt},
+                                                       {"QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1"},
+                                                       {"QT_QPA_PLATFORM", std::nullopt}});
+    ProgramRun run(options);
+    const auto isOpen = [&] {
+        return std::ranges::any_of(accessibility.controls().value_or(std::vector<Control>()),
+                                   [](const Control &control) {
+                                       return control.name == "Start diagnostics" && control.isVisible();
+                                   });
+    };
+    EXPECT_TRUE(waitUntil([&] { return isOpen() || !run.isRunning(); }));
+    run.send(SIGTERM);
+    EXPECT_EQ(run.waitForEnd(), exited(0));
+    EXPECT_EQ(run.standardOutput(), "");
 }

@@ -7,9 +7,11 @@
 #include "platform/posix/Fatal.h"
 #include "ui/WindowFrontEnd.h"
 
+#include <QFileInfo>
 #include <QFontDatabase>
 #include <QGuiApplication>
 #include <QIcon>
+#include <algorithm>
 
 // Written by the build from the types that are marked for the views. Called by name, since a linker leaves
 // out those parts of a static library that nothing refers to.
@@ -21,7 +23,24 @@ namespace {
 // over a remote shell needs one line.
 void reportMissingDisplay(QtMsgType type, const QMessageLogContext &, const QString &) {
     if (type == QtFatalMsg)
-        platform::fatal("the window cannot be opened: there is no display");
+        platform::fatal(
+            "the window cannot be opened: there is no display. Start the program on a desktop, or "
+            "with /silent, which needs none.");
+}
+
+// The parts of the window that are made when they are needed use these modules of Qt. Without one of them the
+// window opens, and stops halfway.
+QString missingModule(const QStringList &folders) {
+    for (const char *name :
+         {"QtQuick/Layouts", "QtQuick/Templates", "QtQuick/Controls/Basic", "Qt/labs/folderlistmodel"}) {
+        const QString module = QString::fromLatin1(name);
+        const auto holds = [&](const QString &folder) {
+            return QFileInfo::exists(folder + u'/' + module + QStringLiteral("/qmldir"));
+        };
+        if (std::ranges::none_of(folders, holds))
+            return QStringLiteral("Qt's module %1 is not installed").arg(module);
+    }
+    return {};
 }
 
 } // namespace
@@ -83,12 +102,16 @@ void WindowScene::open(std::function<void()> closing, std::function<void()> open
 void WindowScene::openWhenLoaded() {
     if (!m_closing || m_component.isLoading() || m_window)
         return;
-    m_window.reset(qobject_cast<QQuickWindow *>(m_component.createWithInitialProperties(
-        {{QStringLiteral("view"), QVariant::fromValue(&m_view)},
-         {QStringLiteral("alerts"), QVariant::fromValue(&m_alerts)}})));
+    const QString missing = missingModule(m_engine.importPathList());
+    // Creating what could not be loaded crashes.
+    if (m_component.isReady() && missing.isEmpty())
+        m_window.reset(qobject_cast<QQuickWindow *>(m_component.createWithInitialProperties(
+            {{QStringLiteral("view"), QVariant::fromValue(&m_view)},
+             {QStringLiteral("alerts"), QVariant::fromValue(&m_alerts)}})));
     if (!m_window) {
+        const QString reason = missing.isEmpty() ? m_component.errorString().simplified() : missing;
         std::fprintf(stderr, "Brennic_Lumadoc_Diagnostics: the window cannot be opened: %s\n",
-                     m_component.errorString().toUtf8().constData());
+                     reason.toUtf8().constData());
         QCoreApplication::exit(EXIT_FAILURE);
         return;
     }
