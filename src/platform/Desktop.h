@@ -1,6 +1,6 @@
 // What the desktop does for the window: file browser, mail program, pasteboard, file panel, appearance.
 //
-// Main thread. The functions return at once; where the desktop lacks the service, nothing happens.
+// Main thread. The functions return at once.
 #pragma once
 
 #include <QByteArray>
@@ -13,11 +13,13 @@
 
 namespace platform {
 
-/// Shows a folder in the file browser.
-void revealFolder(const std::filesystem::path &folder);
+/// Shows a folder in the file browser. `failed` is called where the desktop could not do it, on any thread,
+/// within 20 seconds.
+void revealFolder(const std::filesystem::path &folder, const std::function<void()> &failed);
 
-/// Opens a link, already encoded, with the program that the user has chosen for its scheme.
-void openLink(const QByteArray &link);
+/// Opens a link, already encoded, with the program that the user has chosen for its scheme. `failed` as
+/// above.
+void openLink(const QByteArray &link, const std::function<void()> &failed);
 
 /// Replaces what is on the pasteboard by this text.
 void setPasteboardText(const QString &text);

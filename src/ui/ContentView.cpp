@@ -8,6 +8,7 @@
 #include "packaging/UploadAPI.h"
 #include "platform/Bundle.h"
 #include "platform/Desktop.h"
+#include "platform/posix/Text.h"
 #include "ui/FeedbackForm.h"
 
 #include <QPointer>
@@ -139,12 +140,23 @@ void ContentView::captureCompleted() {
 
 void ContentView::mailToTrigger(const QString &email) {
     if (const auto link = mailLink(email, UniqueId, feedbackText, emailText))
-        platform::openLink(*link);
+        platform::openLink(*link, [email] {
+            displayAlert(QStringLiteral("Mail Not Opened"),
+                         QStringLiteral("No mail program could be opened. Please write to this address:\n") +
+                             email,
+                         QStringLiteral("OK"));
+        });
 }
 
 void ContentView::viewLogs() {
-    if (tempTimeStampedURL)
-        platform::revealFolder(*tempTimeStampedURL);
+    if (!tempTimeStampedURL)
+        return;
+    platform::revealFolder(*tempTimeStampedURL, [path = platform::displayText(*tempTimeStampedURL)] {
+        displayAlert(QStringLiteral("Folder Not Shown"),
+                     QStringLiteral("No file browser could be opened. Please open this folder yourself:\n") +
+                         path,
+                     QStringLiteral("OK"));
+    });
 }
 
 void ContentView::copyLogId() {

@@ -20,27 +20,38 @@ namespace platform {
 
 namespace {
 
+// How long a program of the desktop may take to fail. One that goes on for longer has opened what it was
+// asked to, and how it ends is its own matter.
+constexpr std::chrono::seconds answerLimit(10);
+
 // xdg-open may start a program that runs until the user closes it, so a thread waits for it.
-void openWithDesktop(std::string target) {
-    std::thread thread = startThread("xdg-open", [target = std::move(target)] {
-        runProgram({.path = "/usr/bin/xdg-open", .arguments = {target}});
+void openWithDesktop(const std::string &target, const std::function<void()> &failed) {
+    std::thread thread = startThread("xdg-open", [=] {
+        const auto start = std::chrono::steady_clock::now();
+        const auto status = runProgram({.path = "/usr/bin/xdg-open", .arguments = {target}});
+        if (status != 0 && !programsAreStopped() && std::chrono::steady_clock::now() - start < answerLimit)
+            failed();
     });
     if (thread.joinable())
         thread.detach();
+    else
+        failed();
 }
 
 // Asks a service of the desktop, and opens `target` where there is none or it does not do it.
-void callOrOpenWithDesktop(const QDBusMessage &call, const std::string &target) {
+void callOrOpenWithDesktop(const QDBusMessage &call, const std::string &target,
+                           const std::function<void()> &failed) {
     const auto bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
-        openWithDesktop(target);
+        openWithDesktop(target, failed);
         return;
     }
-    auto *watcher = new QDBusPendingCallWatcher(bus.asyncCall(call), QCoreApplication::instance());
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, target] {
+    constexpr int limit = std::chrono::milliseconds(answerLimit).count();
+    auto *watcher = new QDBusPendingCallWatcher(bus.asyncCall(call, limit), QCoreApplication::instance());
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [=] {
         watcher->deleteLater();
         if (watcher->isError())
-            openWithDesktop(target);
+            openWithDesktop(target, failed);
     });
 }
 
@@ -103,21 +114,21 @@ QString nameOf(const QWindow *window) {
 } // namespace
 
 // https://www.freedesktop.org/wiki/Specifications/file-manager-interface/
-void revealFolder(const std::filesystem::path &folder) {
+void revealFolder(const std::filesystem::path &folder, const std::function<void()> &failed) {
     auto call = QDBusMessage::createMethodCall(
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowFolders"));
     call.setArguments({QStringList{fileUrl(folder)}, QString()});
-    callOrOpenWithDesktop(call, folder.native());
+    callOrOpenWithDesktop(call, folder.native(), failed);
 }
 
 // The portal first: the arguments of a program are for every user of the machine to read.
 // https://flatpak.github.io/xdg-desktop-portal/docs/doc-org.freedesktop.portal.OpenURI.html
-void openLink(const QByteArray &link) {
+void openLink(const QByteArray &link, const std::function<void()> &failed) {
     auto call = QDBusMessage::createMethodCall(
         portal, portalPath, QStringLiteral("org.freedesktop.portal.OpenURI"), QStringLiteral("OpenURI"));
     call.setArguments({QString(), QString::fromUtf8(link), QVariantMap()});
-    callOrOpenWithDesktop(call, link.toStdString());
+    callOrOpenWithDesktop(call, link.toStdString(), failed);
 }
 
 void setPasteboardText(const QString &text) {

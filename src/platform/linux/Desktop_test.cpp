@@ -1,5 +1,6 @@
 #include "platform/Desktop.h"
 
+#include "discovery/ProductDiscovery.h"
 #include "discovery/RunState.h"
 #include "platform/Applications.h"
 #include "test_support/Bus.h"
@@ -80,6 +81,7 @@ protected:
         EXPECT_TRUE(xdgOpen->calls().empty());
     }
 
+    const std::function<void()> fail = [] { ADD_FAILURE() << "it was opened"; };
     std::optional<test_support::StandInProgram> xdgOpen;
 };
 
@@ -89,7 +91,7 @@ TEST_F(DesktopTest, ALinkIsOpenedByThePathAndInOneArgumentWithoutWaitingForThePr
     xdgOpen.emplace("xdg-open", "exec sleep 10");
     const char *const link = "mailto:a@b.cd?subject=x y&body=$(touch /tmp/x);'\"`|*";
     const auto start = std::chrono::steady_clock::now();
-    platform::openLink(link);
+    platform::openLink(link, fail);
     EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
     expectOpened(link);
 }
@@ -109,8 +111,34 @@ TEST_F(DesktopTest, TheMailGoesToTheSupportWithTheUsersWordsUnlessTheyCannotBeEn
 }
 
 TEST_F(DesktopTest, WithoutABusAFolderIsOpened) {
-    platform::revealFolder(home.path());
+    platform::revealFolder(home.path(), fail);
     expectOpened(home.path().native());
+}
+
+TEST_F(DesktopTest, WhatCannotBeOpenedIsNamedOnce) {
+    UtilityFunctions::tempTimeStampedURL = "/a folder/caf\xc3\xa9";
+    std::vector<std::string> alerts;
+    UtilityFunctions::alertPresenter = [&](const QString &title, const QString &message, auto...) {
+        alerts.push_back((title + u'|' + message).toStdString());
+    };
+    ContentView view;
+    for (const char *script : {"exit 3", "kill -9 $$"}) {
+        xdgOpen.emplace("xdg-open", script);
+        for (const auto &[open, alert] :
+             {std::pair(
+                  +[](ContentView &of) { of.viewLogs(); },
+                  "Folder Not Shown|No file browser could be opened. Please open this folder "
+                  "yourself:\n/a folder/caf\xc3\xa9"),
+              {+[](ContentView &of) { of.mailToTrigger(of.supportEmail()); },
+               "Mail Not Opened|No mail program could be opened. Please write to this address:\n"
+               "lumadoc-support@brennic.example"}}) {
+            alerts.clear();
+            open(view);
+            EXPECT_TRUE(runMainQueueUntil([&] { return !alerts.empty(); }, 5s));
+            runMainQueueFor(50ms);
+            EXPECT_THAT(alerts, ElementsAre(alert));
+        }
+    }
 }
 
 // The application looks for the bus when it starts.
@@ -139,13 +167,13 @@ TEST_F(DesktopWithBus, AFolderIsShownByTheFileBrowserOrOpenedWithoutOne) {
 
 TEST_F(DesktopWithBus, ALinkGoesToThePortalWhichNoOtherUserCanReadOrIsOpenedWithoutOne) {
     const char *const link = "mailto:a@b.cd?subject=x%20y&body=z";
-    platform::openLink(link);
+    platform::openLink(link, fail);
     expectOpened(link);
     BusService portal(bus.address(), portalName, portalPath);
-    platform::openLink(link);
+    platform::openLink(link, fail);
     expectOpened(link);
     portal.answer = QVariantList{QVariant::fromValue(QDBusObjectPath(QStringLiteral("/request")))};
-    platform::openLink(link);
+    platform::openLink(link, fail);
     ASSERT_TRUE(runMainQueueUntil([&] { return portal.questions.size() == 2; }, 5s));
     EXPECT_EQ(portal.questions.last(), QStringLiteral("org.freedesktop.portal.OpenURI.OpenURI ssa{sv}||"
                                                       "mailto:a@b.cd?subject=x%20y&body=z|"));

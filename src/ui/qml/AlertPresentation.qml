@@ -50,7 +50,7 @@ WindowDialog {
             Layout.fillWidth: true
         }
 
-        LiveText {
+        AlertText {
             text: alert.texts[1]
             Layout.fillWidth: true
         }

@@ -39,7 +39,8 @@ Item {
 
         function shown() {
             tryVerify(() => alert.opened);
-            return drawn(alert.contentItem).filter(item => item instanceof BodyText).map(item => item.text);
+            return drawn(alert.contentItem).filter(item => item instanceof BodyText || item instanceof AlertText)
+                .map(item => item.text);
         }
 
         function ask(kind) {
@@ -89,6 +90,24 @@ Item {
                            + "and 2 more", "OK");
             compare(shown().length, 3);
             verify(alert.height <= 576 - 48, alert.height);
+            keyClick(Qt.Key_Escape);
+        }
+
+        function test_a_message_can_be_copied() {
+            others.present("Not Opened", "Write to:\nsomeone@brennic.example", "OK");
+            const message = () => drawn(alert.contentItem).find(item => item instanceof AlertText);
+            compare(shown()[1], message().text);
+            settle();
+            const place = message().positionToRectangle(message().text.indexOf("someone"));
+            mouseDoubleClickSequence(message(), place.x + 4, place.y + 4);
+            compare(message().selectedText, "someone");
+            keyClick(Qt.Key_A, Qt.ControlModifier);
+            compare(message().selectedText, message().text);
+            verify(message().activeFocus);
+            keyClick(Qt.Key_Tab);
+            compare(root.Window.activeFocusItem.text, "OK");
+            keyClick(Qt.Key_Backtab);
+            verify(message().activeFocus);
             keyClick(Qt.Key_Escape);
         }
 
