@@ -71,10 +71,12 @@ std::filesystem::path outputFile(const char *name) {
 
 void sampleProcess(bool getSpinDump, const Progress &progress) {
     VerifyApplicationProcess();
+    isSampleMissing = getSpinDump;
     if (!getSpinDump || !IsProcessRunning(ProcessId))
         return;
     show(progress, "Capturing Lumadoc data dump. Please wait for a few minutes.");
     const auto error = runSpinDump();
+    isSampleMissing = error.has_value();
     Logger::logInfo(error ? error->printedDescription() : QStringLiteral("No SpinResult debug description"));
 }
 

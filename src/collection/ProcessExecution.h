@@ -17,6 +17,10 @@ namespace ProcessExecution {
 /// progress is not shown. Main thread.
 inline std::optional<TextBinding> labelTextBinding;
 
+/// Whether the latest capture was to sample the product's process and did not come to a sample. Set by its
+/// worker, and read once it has completed.
+inline bool isSampleMissing = false;
+
 /// Starts a capture and returns at once; `completion` runs on the main queue, once, after the last step,
 /// whatever the steps came to. Main thread.
 void runTasksConcurrently(bool getInstalledApps, bool getSpinDump, bool isLumaloggingEnabled,

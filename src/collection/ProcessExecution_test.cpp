@@ -163,12 +163,14 @@ TEST_F(Capture, RunsNoScriptWithoutAdvancedLogsAndSamplesNoProductThatHasEnded) 
                              "WARNING: Lumadoc process is not running. ProcessId: 999999\nINFO: nil\n" +
                              noLumaLog + nothingElse);
     EXPECT_THAT(progress, ElementsAre(profilerText, settingsText));
+    EXPECT_TRUE(ProcessExecution::isSampleMissing);
     EXPECT_EQ(readFile(output / "sysinfo.txt"), "list\n");
 
     startProduct();
     capture(false, false);
     EXPECT_EQ(logText(), initiated + verified() + noLumaLog + nothingElse);
     EXPECT_THAT(progress, ElementsAre(settingsText));
+    EXPECT_FALSE(ProcessExecution::isSampleMissing);
     capture(true, false);
     EXPECT_THAT(progress, ElementsAre(settingsText)) << "applications are listed only together with a sample";
     EXPECT_FALSE(hasRun("spindump"));
@@ -187,6 +189,7 @@ TEST_F(Capture, SamplesTheProductListsApplicationsAndCollectsInThisOrder) {
     capture(true, true);
     EXPECT_EQ(logText(), expected);
     EXPECT_THAT(progress, ElementsAre(spindumpText, profilerText, settingsText));
+    EXPECT_FALSE(ProcessExecution::isSampleMissing);
     const fs::path report = output / "spinReport.txt";
     EXPECT_EQ(readFile(report).toStdString(), "<" + productId() + "><-file><" + report.native() + ">");
     EXPECT_EQ(readFile(output / "sysinfo.txt"), "<-detailLevel><full><SPApplicationsDataType>");
@@ -207,6 +210,7 @@ TEST_F(Capture, SamplesTheProductListsApplicationsAndCollectsInThisOrder) {
                              scriptError("The command was killed by signal 9.", 137) + ")\n" + noLumaLog +
                              nothingElse);
     EXPECT_EQ(readFile(output / "sysinfo.txt"), "part\n");
+    EXPECT_TRUE(ProcessExecution::isSampleMissing);
 
     // Without an output folder the report goes to the root.
     fs::remove(log);

@@ -127,6 +127,7 @@ void ContentView::captureCompleted() {
     primaryButtonColor = QStringLiteral("PrimaryColor");
     primaryButtonTextColor = QStringLiteral("white");
     isLogLabelVisible = false;
+    isSampleMissing = ProcessExecution::isSampleMissing;
     isLoggingCompleteVisible = true;
     if (!isStandaloneVersion)
         return;

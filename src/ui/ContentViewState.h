@@ -118,6 +118,8 @@ public:
     LUMAMON_FIELD(QString, thickBorderButtonColor, QStringLiteral("BackgroundColor"))
     LUMAMON_FIELD(bool, isEditingEnabled, false)
     LUMAMON_FIELD(bool, isLoggingCompleteVisible, false)
+    /// The advanced logs were asked for, and the product could not be sampled.
+    LUMAMON_FIELD(bool, isSampleMissing, false)
     LUMAMON_FIELD(bool, isStandaloneVersion, false)
     LUMAMON_FIELD(ContentViewState::SecondaryError, isSecondaryError, SecondaryError::none)
     LUMAMON_FIELD(bool, isInitialFocus, true)

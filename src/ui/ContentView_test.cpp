@@ -174,8 +174,8 @@ TEST_F(ContentViewTest, AStartInAReopenedWindowFirstMakesTheWorkspaceAgain) {
 TEST_F(ContentViewTest, ACaptureEndsAtTheForm) {
     install();
     view.isStandaloneVersion = true;
-    // Applications are listed with the advanced logs only.
-    view.changeInstalledApps(true);
+    // No product runs that could be sampled.
+    view.changeSpinDump(true);
     pressUntil("Stop diagnostics");
     record.take();
     press();
@@ -190,9 +190,10 @@ TEST_F(ContentViewTest, ACaptureEndsAtTheForm) {
                             "startButtonLabel = Share logs", "isRunning = false",
                             "isLogEditorVisible = false", "isFeedbackLayoutVisible = true",
                             "primaryButtonColor = PrimaryColor", "primaryButtonTextColor = white",
-                            "isLogLabelVisible = false", "isLoggingCompleteVisible = true",
-                            "logLabel = ", "startButtonLabel = Close", "thickBorderButtonStyle = true",
-                            "isCloseLayoutVisible = true", "isFeedbackEmailLayoutDisabled = true"));
+                            "isLogLabelVisible = false", "isSampleMissing = true",
+                            "isLoggingCompleteVisible = true", "logLabel = ", "startButtonLabel = Close",
+                            "thickBorderButtonStyle = true", "isCloseLayoutVisible = true",
+                            "isFeedbackEmailLayoutDisabled = true"));
     EXPECT_EQ(lines.front(), "INFO: Monitoring Queue initiated.");
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "INFO: Stop diagnostics Queue Completed."), 1);
     EXPECT_TRUE(fs::exists(*tempOutputURL / "DetailedInfo.json"));

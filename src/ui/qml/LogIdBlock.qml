@@ -35,6 +35,14 @@ ColumnLayout {
         Layout.fillWidth: true
     }
 
+    // Its place is there also when it is empty.
+    LiveText {
+        text: block.view.isSampleMissing ? "The advanced logs have no data dump of Lumadoc." : ""
+        colorName: "SecondaryTextColor"
+        horizontalAlignment: Text.AlignHCenter
+        Layout.fillWidth: true
+    }
+
     RowLayout {
         spacing: 24
         Layout.alignment: Qt.AlignHCenter

@@ -16,6 +16,8 @@ Item {
         // It is underlined under the pointer.
         function test_the_log_id() {
             showForm();
+            set({ isSampleMissing: true });
+            verifyAnnounced("The advanced logs have no data dump of Lumadoc.");
             view.viewlogsButtonDisabled = false;
             verify(control("view logs").enabled);
             const copy = control("Copy ID");

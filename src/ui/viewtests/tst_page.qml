@@ -19,6 +19,8 @@ Item {
             nearlyFull: () => view.changeFeedback("x".repeat(1950)),
             wrongAddress: () => view.changeEmail("someone@"),
             longAddress: () => view.changeEmail("someone.with.a.long.name@brennic.example"),
+            noSample: () => set({ isSampleMissing: true }),
+            sample: () => set({ isSampleMissing: false }),
             attached: () => set({ filesCountInDestination: 2 }),
             none: () => set({ filesCountInDestination: 0 }),
             packing: () => set({ isRunning: true, logLabel: "Compressing logs.", isFeedbackEmailLayoutDisabled: true,
