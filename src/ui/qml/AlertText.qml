@@ -5,6 +5,8 @@ import Lumamon
 TextEdit {
     id: message
 
+    property bool isMade: false
+
     color: Assets.color("PrimaryTextColor")
     selectionColor: Assets.color("PrimaryColor")
     selectedTextColor: "white"
@@ -15,8 +17,12 @@ TextEdit {
     readOnly: true
     selectByMouse: true
     activeFocusOnTab: true
-    // A text that comes up is announced by Qt itself.
-    onTextChanged: Announcer.announce(message)
+    // A text that comes up is announced by Qt itself, and one that changes twice in a turn once.
+    onTextChanged: {
+        if (isMade && visible)
+            Qt.callLater(Announcer.announce, message);
+    }
+    Component.onCompleted: isMade = true
     Accessible.role: Accessible.Notification
     Accessible.name: text
 

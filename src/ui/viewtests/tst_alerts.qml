@@ -116,8 +116,11 @@ Item {
             others.present("Second", "Two", "Fine");
             ask(ContentView.ActiveAlert.fileSize);
             compare(shown()[0], "File Size Error");
+            announcements = [];
             keyClick(Qt.Key_Escape);
             compare(shown(), ["First", "One", "OK"]);
+            tryCompare(announcements, "length", 1);
+            compare(announcements, ["One"]);
             keyClick(Qt.Key_Escape);
             compare(shown(), ["Second", "Two", "Fine"]);
             keyClick(Qt.Key_Space);
