@@ -65,11 +65,7 @@ protected:
         capture();
         window().click("push button", "Copy ID");
         window().find("push button", "ID Copied!");
-        for (const std::string &text : texts()) {
-            if (text.size() == 36 && text[8] == '-')
-                return text;
-        }
-        return "no Log ID";
+        return window().textOf(window().find("text", "Log ID"));
     }
 };
 

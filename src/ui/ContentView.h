@@ -59,8 +59,11 @@ public:
     Q_INVOKABLE void changeInstalledApps(bool on);
 
     // The form: each takes a box's whole text as it is after an edit, and applies the box's rules to it.
-    Q_INVOKABLE void changeFeedback(const QString &text);
-    Q_INVOKABLE void changeEmail(const QString &text);
+    // Gives the place that the caret, which is at `caret`, has in what they leave.
+    Q_INVOKABLE int changeFeedback(const QString &text, int caret = 0);
+    Q_INVOKABLE int changeEmail(const QString &text, int caret = 0);
+    /// The first `limit` characters of what was copied, or of what is selected in whichever program.
+    Q_INVOKABLE QString pasteboardText(bool isSelection, int limit) const;
     /// What a person counts as characters.
     Q_INVOKABLE qint64 characterCount(const QString &text) const;
     /// Tab or Return in a box, wherever its cursor is: as if it were typed at the end of the text.
@@ -81,9 +84,7 @@ private:
     void sendArchive();
     void uploadArchive();
     void showFailure();
-    void changeText(QProperty<QString> &box, const QString &text, void (ContentView::*applyRules)());
     void applyFeedbackRules();
-    void applyEmailRules();
 
     // The status line as worker threads read and write it.
     std::shared_ptr<StatusText> m_status;

@@ -1,28 +1,32 @@
-// The rules of the two text boxes, each applied to a box's text after every change of it, including the
-// rules' own; the record; the mail.
+// The rules of the two text boxes, each applied to a box's text after every change of it, until they change
+// nothing more; the record; the mail.
 #include "ui/FeedbackForm.h"
 
 #include "discovery/DetailedInfo.h"
 #include "discovery/RunState.h"
 #include "ui/ContentView.h"
 
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QRegularExpression>
 #include <QTextBoundaryFinder>
 #include <QUrl>
 
 namespace {
 
-// The first `limit` characters as a person counts them.
+// The first `limit` characters as a person counts them, of at most 32 code units on average, which only
+// made-up ones exceed: however much was pasted, no more of it is looked at.
 QString firstCharacters(const QString &text, qint64 limit) {
-    // No character is longer than its code units.
     if (text.size() <= limit)
         return text;
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+    const QStringView seen = QStringView(text).left(32 * limit);
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, seen);
     qsizetype end = 0;
     for (qint64 count = 0; count < limit; ++count) {
-        end = finder.toNextBoundary();
-        if (end < 0)
-            return text;
+        const qsizetype next = finder.toNextBoundary();
+        if (next == seen.size())
+            return next == text.size() ? text : text.first(end);
+        end = next;
     }
     return text.first(end);
 }
@@ -31,21 +35,16 @@ bool endsInTabOrReturn(const QString &text) {
     return text.endsWith(u'\r') || text.endsWith(u'\t');
 }
 
+// What an address does not have, and a pasted one often brings along.
+bool isBlank(QChar character) {
+    return character == u' ' || character == u'\n' || character == u'\r';
+}
+
 QByteArray queryEncoded(const QString &text) {
     return text.toUtf8().toPercentEncoding("!$&'()*+,-./:;=?@_~");
 }
 
 } // namespace
-
-void ContentView::changeText(QProperty<QString> &box, const QString &text,
-                             void (ContentView::*applyRules)()) {
-    QString before = box;
-    box = text;
-    while (box.value() != before) {
-        before = box;
-        (this->*applyRules)();
-    }
-}
 
 qint64 ContentView::characterCount(const QString &text) const {
     QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
@@ -55,39 +54,50 @@ qint64 ContentView::characterCount(const QString &text) const {
     return count;
 }
 
-void ContentView::changeFeedback(const QString &text) {
-    changeText(feedbackText, text, &ContentView::applyFeedbackRules);
+int ContentView::changeFeedback(const QString &text, int caret) {
+    feedbackText = text;
+    applyFeedbackRules();
+    return std::min(caret, int(feedbackText.value().size()));
 }
 
 void ContentView::applyFeedbackRules() {
-    // A description does not begin with blank input.
-    if (feedbackText.value() == u" " || feedbackText.value() == u"\n")
-        feedbackText = QString();
-    if (UtilityFunctions::ShareButtonPressed)
+    const bool isFixed = UtilityFunctions::ShareButtonPressed;
+    QString kept = feedbackText;
+    for (QString before; kept != before;) {
+        before = kept;
+        // A description does not begin with blank input.
+        if (kept == u" " || kept == u"\n")
+            kept.clear();
+        if (isFixed)
+            continue;
+        for (; endsInTabOrReturn(kept); kept.chop(1))
+            feedbackFormFocus = Field::email;
+        kept = firstCharacters(kept, maxFeedbackCharacterCount);
+    }
+    feedbackText = kept;
+    if (isFixed)
         return;
-    if (endsInTabOrReturn(feedbackText)) {
-        feedbackFormFocus = Field::email;
-        feedbackText = feedbackText.value().chopped(1);
-    }
-    feedbackText = firstCharacters(feedbackText, maxFeedbackCharacterCount);
     isInitialFocus = false;
-    primaryButtonDisabled = feedbackText.value().isEmpty();
+    primaryButtonDisabled = kept.isEmpty();
 }
 
-void ContentView::changeEmail(const QString &text) {
-    changeText(emailText, text, &ContentView::applyEmailRules);
-}
-
-void ContentView::applyEmailRules() {
-    QString text = emailText;
-    if (text.endsWith(u'\n')) {
-        text.chop(1);
-    } else if (endsInTabOrReturn(text)) {
-        text.chop(1);
-        feedbackFormFocus = Field::feedback;
+int ContentView::changeEmail(const QString &text, int caret) {
+    QString kept = text;
+    emailText = text;
+    for (QString before; kept != before;) {
+        before = kept;
+        for (; endsInTabOrReturn(kept); kept.chop(1))
+            feedbackFormFocus = Field::feedback;
+        kept = firstCharacters(kept.removeIf(isBlank), maxEmailCharacterCount);
     }
-    text.remove(u' ');
-    emailText = firstCharacters(text, maxEmailCharacterCount);
+    emailText = kept;
+    return std::min(int(text.first(caret).removeIf(isBlank).size()), int(kept.size()));
+}
+
+QString ContentView::pasteboardText(bool isSelection, int limit) const {
+    return firstCharacters(
+        QGuiApplication::clipboard()->text(isSelection ? QClipboard::Selection : QClipboard::Clipboard),
+        limit);
 }
 
 // The rules would remove the key from the end of the text and move the focus. The text does not change here,

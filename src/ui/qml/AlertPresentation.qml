@@ -34,49 +34,50 @@ WindowDialog {
     width: Math.min(420, parent ? parent.width - 48 : 420)
     visible: view.showAlert || alerts.isUp
     title: texts[0]
+    onEscaped: answer(false)
     onOpened: dismiss.forceActiveFocus(Qt.PopupFocusReason)
 
-    ColumnLayout {
-        anchors.fill: parent
+    // It may name a path or an address, which can be copied.
+    EditableText {
+        id: message
+
+        property bool isMade: false
+
+        view: alert.view
+        text: alert.texts[1]
+        readOnly: true
+        Layout.fillWidth: true
+        Accessible.role: Accessible.Notification
+        Accessible.name: text
+        // A text that comes up is announced by Qt itself, and one that changes twice in a turn once.
+        onTextChanged: {
+            if (isMade && visible)
+                Qt.callLater(Announcer.announce, message);
+        }
+        Component.onCompleted: isMade = true
+    }
+
+    RowLayout {
         spacing: 12
-        Keys.onEscapePressed: alert.answer(false)
-        Accessible.role: Accessible.AlertMessage
-        Accessible.name: alert.title
+        Layout.alignment: Qt.AlignRight
+        Layout.topMargin: 8
 
-        BodyText {
-            text: alert.title
-            isBold: true
-            font.pixelSize: 16
-            Layout.fillWidth: true
+        ThickBorderButtonStyle {
+            visible: alert.isQuestion
+            text: "Replace"
+            strokeColor: Assets.color("error")
+            textColor: strokeColor
+            colorBinding: Assets.color("BackgroundColor")
+            onClicked: alert.answer(true)
         }
 
-        AlertText {
-            text: alert.texts[1]
-            Layout.fillWidth: true
-        }
+        FocusableButtonStyle {
+            id: dismiss
 
-        RowLayout {
-            spacing: 12
-            Layout.alignment: Qt.AlignRight
-            Layout.topMargin: 8
-
-            ThickBorderButtonStyle {
-                visible: alert.isQuestion
-                text: "Replace"
-                strokeColor: Assets.color("error")
-                textColor: strokeColor
-                colorBinding: Assets.color("BackgroundColor")
-                onClicked: alert.answer(true)
-            }
-
-            FocusableButtonStyle {
-                id: dismiss
-
-                text: alert.isQuestion ? "Cancel" : alert.isOfForm ? "OK" : alert.alerts.buttonTitle
-                colorBinding: Assets.color("PrimaryColor")
-                textColor: "white"
-                onClicked: alert.answer(false)
-            }
+            text: alert.isQuestion ? "Cancel" : alert.isOfForm ? "OK" : alert.alerts.buttonTitle
+            colorBinding: Assets.color("PrimaryColor")
+            textColor: "white"
+            onClicked: alert.answer(false)
         }
     }
 }

@@ -1,13 +1,13 @@
-// The outline of a text box.
+// The outline of a box.
 import QtQuick
 import Lumamon
 
 Rectangle {
     id: frame
 
-    required property bool isWrong
+    property bool isWrong: false
+    property bool isFrozen: false
     required property bool isFocused
-    required property bool isFrozen
 
     radius: 6
     color: isFrozen ? Qt.alpha(Assets.color("Border"), 0.15) : "transparent"

@@ -11,8 +11,6 @@ ColumnLayout {
     readonly property bool isAttaching: view.isAttaching
     property bool isDiskSlow: false
 
-    palette.highlight: Assets.color("PrimaryColor")
-    palette.highlightedText: "white"
     spacing: 6
     // The description is what the user is asked for next.
     onVisibleChanged: {
@@ -28,13 +26,30 @@ ColumnLayout {
         onTriggered: form.isDiskSlow = true
     }
 
-    DescriptionBox {
+    FormBox {
         view: form.view
+        field: ContentView.Field.feedback
+        isLong: true
+        caption: view.feedbackLabel
+        text: view.feedbackText
+        problem: "Desciption is required"
+        isWrong: !view.isInitialFocus && text === ""
+        limit: view.maxFeedbackCharacterCount
+        change: (text, caret) => view.changeFeedback(text, caret)
+        onLeaving: view.leaveFeedback()
         Layout.fillWidth: true
     }
 
-    EmailBox {
+    FormBox {
         view: form.view
+        field: ContentView.Field.email
+        caption: view.emailLabel
+        text: view.emailText
+        problem: "Invalid email address"
+        isWrong: !view.isEmailValid
+        limit: view.maxEmailCharacterCount
+        change: (text, caret) => view.changeEmail(text, caret)
+        onLeaving: view.leaveEmail()
         Layout.fillWidth: true
         Layout.topMargin: 4
     }

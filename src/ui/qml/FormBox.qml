@@ -1,4 +1,4 @@
-// A text box of the form with its caption, its frame and what is wrong with its text.
+// A text box of the form with its caption, its frame and what is wrong with its text. What does not fit scrolls.
 import QtQuick
 import QtQuick.Layouts
 import Lumamon
@@ -14,12 +14,24 @@ ColumnLayout {
     required property string problem
     required property bool isWrong
     required property int limit
-    /// What takes the text, within `content`.
-    required property var input
-    default property alias content: frame.data
+    /// Applies the rules to a text and the place of the caret in it, and gives the place that the caret has then.
+    required property var change
+    /// It has several lines: Shift+Return breaks one, and Tab leaves the box as Return does.
+    property bool isLong: false
     readonly property int focusedField: view.feedbackFormFocus
 
-    signal changed(text: string)
+    signal leaving()
+
+    function leave(event: KeyEvent) {
+        const isTab = event.key === Qt.Key_Tab;
+        event.accepted = isTab || !isLong || !(event.modifiers & Qt.ShiftModifier);
+        if (!event.accepted)
+            return;
+        if (isLong ? input.readOnly : isTab)
+            input.nextItemInFocusChain().forceActiveFocus(Qt.TabFocusReason);
+        else
+            leaving();
+    }
 
     spacing: 6
     onFocusedFieldChanged: {
@@ -27,23 +39,6 @@ ColumnLayout {
             input.forceActiveFocus(Qt.TabFocusReason);
         else if (focusedField === ContentView.Field.noField)
             input.focus = false;
-    }
-
-    Connections {
-        target: box.input
-
-        function onTextChanged() {
-            if (box.input.text === box.text)
-                return;
-            const position = box.input.cursorPosition;
-            box.changed(box.input.text);
-            box.input.cursorPosition = Math.min(position, box.input.length);
-        }
-
-        function onActiveFocusChanged() {
-            if (box.input.activeFocus)
-                box.view.feedbackFormFocus = box.field;
-        }
     }
 
     BodyText {
@@ -55,10 +50,79 @@ ColumnLayout {
         id: frame
 
         isWrong: box.isWrong
-        isFocused: box.input.activeFocus
-        isFrozen: box.input.readOnly || !box.input.enabled
-        implicitHeight: children[children.length - 1].implicitHeight
+        isFocused: input.activeFocus
+        isFrozen: input.readOnly || !input.enabled
+        implicitHeight: box.isLong ? 80 : 30
         Layout.fillWidth: true
+
+        // It has the size of the frame, and its upper margin grows below zero, so that a screen reader finds it where
+        // it is seen.
+        EditableText {
+            id: input
+
+            readonly property real edge: 6
+            readonly property real extent: contentHeight + 2 * edge
+            property real contentY: 0
+
+            function moveTo(y: real) {
+                contentY = Math.max(0, Math.min(extent - height, y));
+            }
+
+            function reveal() {
+                const { y, height: line } = cursorRectangle;
+                if (y < edge)
+                    moveTo(contentY + y - edge);
+                else if (y + line > height - edge)
+                    moveTo(contentY + y + line + edge - height);
+            }
+
+            view: box.view
+            limit: box.limit
+            text: box.text
+            enabled: box.isLong || !box.view.isFormFrozen
+            readOnly: box.view.isFeedbackEmailLayoutDisabled
+            color: Assets.color(frame.isFrozen ? "SecondaryTextColor" : "PrimaryTextColor")
+            inputMethodHints: box.isLong ? Qt.ImhNone : Qt.ImhEmailCharactersOnly
+            topPadding: edge - contentY
+            leftPadding: 10
+            rightPadding: 14
+            clip: true
+            anchors.fill: parent
+            Accessible.name: box.caption
+            Accessible.multiLine: box.isLong
+            Accessible.description: box.isWrong ? box.problem : enabled ? "" : "Unavailable"
+            Keys.onTabPressed: event => box.leave(event)
+            Keys.onReturnPressed: event => box.leave(event)
+            Keys.onEnterPressed: event => box.leave(event)
+            Keys.onBacktabPressed: nextItemInFocusChain(false).forceActiveFocus(Qt.BacktabFocusReason)
+            onCursorRectangleChanged: reveal()
+            onExtentChanged: moveTo(contentY)
+            onActiveFocusChanged: {
+                if (activeFocus)
+                    box.view.feedbackFormFocus = box.field;
+            }
+            // What the rules have dropped moves neither the caret nor the page.
+            onTextChanged: {
+                if (text === box.text)
+                    return;
+                const y = contentY;
+                const caret = box.change(text, cursorPosition);
+                moveTo(y);
+                cursorPosition = caret;
+            }
+
+            WheelHandler {
+                target: null
+                enabled: input.extent > input.height
+                onWheel: event => input.moveTo(input.contentY - (event.pixelDelta.y || event.angleDelta.y / 2))
+            }
+        }
+
+        PageScrollBar {
+            page: input
+            extent: input.extent
+            Accessible.name: box.caption
+        }
     }
 
     // Below the box there is always room for what is wrong, and for why typing is about to stop.

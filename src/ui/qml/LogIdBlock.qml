@@ -27,12 +27,16 @@ ColumnLayout {
         Layout.fillWidth: true
     }
 
-    BodyText {
-        text: block.view.logId
-        isBold: true
+    EditableText {
+        view: block.view
+        text: view.logId
+        readOnly: true
+        font.family: "BrennicClean-Bold"
+        font.bold: true
         font.pixelSize: 20
-        horizontalAlignment: Text.AlignHCenter
-        Layout.fillWidth: true
+        wrapMode: TextEdit.NoWrap
+        Accessible.name: "Log ID"
+        Layout.alignment: Qt.AlignHCenter
     }
 
     // Its place is there also when it is empty.

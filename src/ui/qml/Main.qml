@@ -7,7 +7,7 @@ Window {
 
     required property ContentView view
     required property Alerts alerts
-    /// The control of the sections that had the keyboard last; it gets it back after an alert.
+    /// The control of the sections that had the keyboard last.
     property Item worked
 
     function isInSections(item: Item): bool {
@@ -16,9 +16,16 @@ Window {
         return item !== null;
     }
 
-    // The control that had the keyboard gets it back.
-    function resume() {
-        worked?.forceActiveFocus(Qt.PopupFocusReason);
+    // The keyboard goes back from a dialog or a menu that has closed, and on from a control that is hidden now, to the
+    // one before it. The control that has it is scrolled into sight.
+    function settleFocus() {
+        const item = activeFocusItem;
+        if (item === contentItem)
+            worked?.forceActiveFocus(Qt.PopupFocusReason);
+        else if (item && !item.visible)
+            item.nextItemInFocusChain(false).forceActiveFocus(Qt.BacktabFocusReason);
+        else if (isInSections(item))
+            scroll.reveal(item);
     }
 
     title: Application.displayName
@@ -31,33 +38,32 @@ Window {
     color: Assets.color("BackgroundColor")
     onClosing: view.disappear()
 
-    // The control that has the keyboard is scrolled into sight.
     onActiveFocusItemChanged: {
         if (isInSections(activeFocusItem))
             worked = activeFocusItem;
-        revealing.restart();
+        settling.restart();
+    }
+
+    Connections {
+        target: window.activeFocusItem
+
+        function onVisibleChanged() {
+            settling.restart();
+        }
     }
 
     // In the next turn of the event loop, after the sections are laid out.
     Timer {
-        id: revealing
+        id: settling
 
         interval: 0
-        onTriggered: scroll.reveal()
+        onTriggered: window.settleFocus()
     }
 
     Flickable {
         id: scroll
 
-        function reveal() {
-            let item = window.activeFocusItem;
-            if (!window.isInSections(item))
-                return;
-            // A box that scrolls by itself counts by its frame.
-            for (let above = item; above !== sections; above = above.parent) {
-                if (above instanceof Flickable)
-                    item = above;
-            }
+        function reveal(item: Item) {
             const top = item.mapToItem(contentItem, 0, 0).y;
             const bottom = top + item.height;
             if (top < contentY)
@@ -78,7 +84,7 @@ Window {
             if (event.accepted)
                 moveTo(place);
         }
-        onContentHeightChanged: revealing.restart()
+        onContentHeightChanged: settling.restart()
         anchors.fill: parent
         // A mouse does not drag the page like a finger.
         interactive: false
@@ -106,46 +112,18 @@ Window {
         isNeeded: scroll.height > 0 && scroll.contentHeight > scroll.height
         file: "PageScrollBar.qml"
         properties: ({ page: scroll })
-        anchors.right: parent.right
-        height: parent.height
+        anchors.fill: parent
     }
 
     LatePart {
         isNeeded: window.view.isFilePanelVisible
         file: "FilePanel.qml"
         properties: ({ view: window.view })
-        onClosed: window.resume()
     }
 
     LatePart {
         isNeeded: window.view.showAlert || window.alerts.isUp
         file: "AlertPresentation.qml"
         properties: ({ view: window.view, alerts: window.alerts })
-        onClosed: window.resume()
-    }
-
-    // Made when it is first shown.
-    component LatePart: Loader {
-        id: late
-
-        required property bool isNeeded
-        required property string file
-        required property var properties
-
-        signal closed()
-
-        onIsNeededChanged: {
-            if (isNeeded && status === Loader.Null)
-                setSource(file, properties);
-        }
-
-        Connections {
-            target: late.item
-            ignoreUnknownSignals: true
-
-            function onClosed() {
-                late.closed();
-            }
-        }
     }
 }

@@ -1,4 +1,4 @@
-// The scroll bar of the page, for screens that are lower than the page.
+// The scroll bar of a page, or of a box, that does not fit.
 import QtQuick
 import QtQuick.Templates as T
 import Lumamon
@@ -6,18 +6,23 @@ import Lumamon
 T.ScrollBar {
     id: bar
 
-    required property Flickable page
+    /// What is as high as it shows, and how far it is scrolled.
+    required property Item page
+    property real extent: page.contentHeight
 
     orientation: Qt.Vertical
-    size: page.visibleArea.heightRatio
-    position: page.visibleArea.yPosition
+    size: page.height / extent
+    position: page.contentY / extent
     visible: size < 1
     implicitWidth: 12
     padding: 3
+    anchors.top: parent.top
+    anchors.bottom: parent.bottom
+    anchors.right: parent.right
     Accessible.name: "Page"
     onPositionChanged: {
         if (pressed)
-            page.contentY = position * page.contentHeight;
+            page.contentY = position * extent;
     }
 
     contentItem: Rectangle {

@@ -52,6 +52,10 @@ Item {
         if (!activeFocus && enabled && Window.active)
             isFocusQuiet = false;
     }
+    onFocusChanged: {
+        if (!focus)
+            isFocusQuiet = false;
+    }
 
     Timer {
         id: sinceLastPress

@@ -12,7 +12,7 @@ Pressable {
     implicitHeight: caption.implicitHeight
     opacity: enabled ? 1.0 : 0.65
     takesReturn: false
-    ringed: box
+    ringed: hasBox ? box : caption
     ringRadius: 8
     Accessible.role: Accessible.CheckBox
     Accessible.checkable: true

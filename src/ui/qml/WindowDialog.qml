@@ -1,17 +1,22 @@
-// What comes up over the window and is answered before anything else.
+// What comes up over the window and is answered before anything else: its title, and below it what it holds.
 import QtQuick
-import QtQuick.Controls.Basic
+import QtQuick.Layouts
 import QtQuick.Templates as T
 import Lumamon
 
-Dialog {
+T.Dialog {
+    id: dialog
+
+    default property alias content: column.data
+
+    signal escaped()
+
     parent: T.Overlay.overlay
     anchors.centerIn: parent
+    implicitHeight: contentHeight + 2 * padding
     padding: 24
     modal: true
-    closePolicy: Popup.NoAutoClose
-    header: null
-    footer: null
+    closePolicy: T.Popup.NoAutoClose
 
     background: Rectangle {
         color: Assets.color("BackgroundColor")
@@ -22,5 +27,19 @@ Dialog {
 
     T.Overlay.modal: Rectangle {
         color: Qt.rgba(0, 0, 0, 0.45)
+    }
+
+    contentItem: ColumnLayout {
+        id: column
+
+        spacing: 12
+        Keys.onEscapePressed: dialog.escaped()
+
+        BodyText {
+            text: dialog.title
+            isBold: true
+            font.pixelSize: 16
+            Layout.fillWidth: true
+        }
     }
 }

@@ -8,8 +8,6 @@ Column {
 
     required property ContentView view
     readonly property bool isFormPage: view.isFeedbackLayoutVisible
-    // The later sections are made while the user reproduces the problem, and are whole when they are shown.
-    readonly property bool isLaterNeeded: view.advanceLogToggleDisabled
 
     spacing: 16
 
@@ -51,10 +49,17 @@ Column {
         width: sections.width
     }
 
-    PrimaryButton {
-        view: sections.view
+    // The one button that leads through the run. The last of its styles is that of the closing page.
+    FocusableButtonStyle {
         visible: !sections.view.isCloseLayoutVisible
         focus: true
+        isFocusQuiet: true
+        takesDoubleClick: false
+        text: sections.view.startButtonLabel
+        enabled: !sections.view.primaryButtonDisabled
+        colorBinding: Assets.color(sections.view.primaryButtonColor)
+        textColor: Assets.color(sections.view.primaryButtonTextColor)
+        onClicked: sections.view.primaryButtonPressed()
         anchors.horizontalCenter: parent.horizontalCenter
     }
 
@@ -67,67 +72,42 @@ Column {
     LateSection {
         view: sections.view
         file: "LogIdBlock.qml"
-        isNeeded: sections.isLaterNeeded
         isShown: sections.view.isLoggingCompleteVisible
         isKept: sections.isFormPage
-        width: sections.width
     }
 
     LateSection {
         view: sections.view
         file: "FeedbackForm.qml"
-        isNeeded: sections.isLaterNeeded
         isShown: sections.isFormPage
-        width: sections.width
     }
 
     LateSection {
         view: sections.view
         file: "UploadFailedBlock.qml"
-        isNeeded: sections.isLaterNeeded
         isShown: sections.view.isUploadFailedLayoutVisible
         isKept: sections.isFormPage
-        width: sections.width
     }
 
     LateSection {
         view: sections.view
         file: "CloseLayout.qml"
         isShown: sections.view.isCloseLayoutVisible
-        width: sections.width
     }
 
-    // A section that is made after the window has opened, which opens sooner, and piece by piece, so that the window
-    // goes on drawing meanwhile.
-    component LateSection: Item {
-        id: late
-
+    // Made while the user reproduces the problem, piece by piece, so that the window goes on drawing; it is whole when it
+    // is shown.
+    component LateSection: LatePart {
         required property ContentView view
-        /// The file of the section, which takes `view`.
-        required property string file
         required property bool isShown
-        property bool isNeeded: isShown
         /// Its place is kept while it is not shown.
         property bool isKept: false
-        readonly property bool isReady: !isShown || section.visible
 
-        function make() {
-            if ((isNeeded || isShown) && section.status === Loader.Null)
-                section.setSource(file, { view: view });
-        }
-
+        isNeeded: isShown || view.advanceLogToggleDisabled
+        properties: ({ view: view, visible: false })
+        onLoaded: item.visible = Qt.binding(() => isShown)
+        asynchronous: true
         visible: isShown || isKept
-        implicitHeight: section.height
-        onIsNeededChanged: make()
-        onIsShownChanged: make()
-        Component.onCompleted: make()
-
-        Loader {
-            id: section
-
-            asynchronous: true
-            visible: late.isShown && status === Loader.Ready
-            width: late.width
-        }
+        width: sections.width
     }
 }

@@ -51,7 +51,7 @@ TestCase {
 
     /// Sections come up in later turns; then they are drawn.
     function settle() {
-        tryVerify(() => drawn(stage).every(item => item.isReady !== false));
+        tryVerify(() => drawn(stage).every(item => item.status !== Loader.Loading));
         stage.Window.window.update();
         waitForRendering(stage);
     }
@@ -87,6 +87,40 @@ TestCase {
         showForm();
         set({ startButtonLabel: "Close", logLabel: "", isFeedbackLayoutVisible: false, isCloseLayoutVisible: true,
               primaryButtonDisabled: false, primaryButtonColor: "clear", thickBorderButtonStyle: true });
+    }
+
+    /// The states of the form's page, in the order in which a run may come to them.
+    readonly property var states: ({
+        empty: () => view.changeFeedback(""),
+        described: () => view.changeFeedback("It stopped"),
+        nearlyFull: () => view.changeFeedback("x".repeat(1950)),
+        wrongAddress: () => view.changeEmail("someone@"),
+        longAddress: () => view.changeEmail("someone.with.a.long.name@brennic.example"),
+        noSample: () => set({ isSampleMissing: true }),
+        sample: () => set({ isSampleMissing: false }),
+        attached: () => set({ filesCountInDestination: 2 }),
+        none: () => set({ filesCountInDestination: 0 }),
+        packing: () => set({ isRunning: true, logLabel: "Compressing logs.", isFeedbackEmailLayoutDisabled: true,
+                             isUploadFailedLayoutVisible: false, isLoggingCompleteVisible: true }),
+        uploading: () => set({ isRunning: true, logLabel: "Uploading 57%", startButtonLabel: "Stop upload" }),
+        failed: () => failed(ContentView.SecondaryError.none),
+        offline: () => failed(ContentView.SecondaryError.network),
+        cancelled: () => failed(ContentView.SecondaryError.canceled)
+    })
+
+    function failed(why) {
+        set({ isRunning: false, startButtonLabel: "Share logs", isSecondaryError: why,
+              isUploadFailedLayoutVisible: true, isLoggingCompleteVisible: false });
+    }
+
+    /// A list in which each name follows each other one, and itself.
+    function everyPair(names) {
+        const pairs = [];
+        names.forEach((name, i) => {
+            pairs.push(name);
+            names.slice(i + 1).forEach(later => pairs.push(name, later));
+        });
+        return pairs;
     }
 
     // Every item that is drawn below `item`, in the order of drawing.

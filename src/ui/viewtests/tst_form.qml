@@ -1,7 +1,9 @@
 // The form: what its boxes take, what they say, and how the keyboard goes through them.
 import QtQuick
+import QtQuick.Templates as T
 import QtTest
 import Lumamon
+import Pasteboard
 
 Item {
     id: root
@@ -76,8 +78,7 @@ Item {
 
         function test_a_long_description_is_cut_and_scrolls() {
             showForm();
-            const box = description().parent.parent;
-            const before = box.height;
+            const before = description().height;
             const longest = "x\n".repeat(1000);
             view.changeFeedback(longest);
             description().cursorPosition = 2000;
@@ -85,8 +86,8 @@ Item {
             compare([view.feedbackText, description().text], [longest, longest]);
             compare(description().cursorPosition, 2000);
             waitForRendering(root);
-            compare(box.height, before);
-            verify(description().height > before);
+            compare(description().height, before);
+            verify(description().contentHeight > before);
         }
 
         function test_a_wrong_address_is_marked_and_does_not_hinder() {
@@ -132,6 +133,113 @@ Item {
                 view.isRunning = isRunning;
                 compare([textItem("Uploading 57%") !== null, indicator() !== null], [isRunning, isRunning]);
             }
+        }
+
+        // Each row: box, what it holds, where the caret is, what is put in, and both afterwards.
+        function test_the_caret_stays_where_the_text_went_in() {
+            showForm();
+            const most = "x".repeat(1990) + "y".repeat(10);
+            for (const [box, text, at, added, after, caret] of [
+                     [address(), "ab.de", 2, " ", "ab.de", 2], [address(), "a.de", 1, " @ b\nc ", "a@bc.de", 4],
+                     [address(), "x".repeat(40), 3, " y ", "xxxy" + "x".repeat(36), 4],
+                     [address(), "", 0, "someone@brennic.example\n", "someone@brennic.example", 23],
+                     [description(), most, 5, "\u00E9", "xxxxx\u00E9" + most.slice(5, -1), 6],
+                     [description(), most, 2000, "z", most, 2000],
+                     [description(), "x".repeat(1999), 1, "\u{1F469}\u200D\u{1F680}".repeat(2),
+                      "x" + "\u{1F469}\u200D\u{1F680}".repeat(2) + "x".repeat(1997), 11]]) {
+                box === address() ? view.changeEmail(text) : view.changeFeedback(text);
+                box.cursorPosition = at;
+                box.insert(at, added);
+                compare([box.text, box.cursorPosition], [after, Math.min(caret, box.length)], added);
+                compare(box === address() ? view.emailText : view.feedbackText, after);
+            }
+        }
+
+        // Nor does the box scroll when a character is dropped.
+        function test_the_caret_is_in_sight_and_the_rest_keeps_its_place() {
+            showForm();
+            view.changeFeedback("x\n".repeat(1000));
+            const seen = () => description().cursorRectangle.y;
+            description().cursorPosition = 1000;
+            verify(seen() >= 0 && seen() + description().cursorRectangle.height <= description().height);
+            const before = [seen(), description().contentY];
+            type("y");
+            compare([seen(), description().contentY], before);
+            const bar = drawn(root).find(item => item instanceof PageScrollBar);
+            mousePress(bar, 6, bar.height / 2);
+            mouseMove(bar, 6, 0);
+            mouseRelease(bar, 6, 0);
+            verify(description().contentY < before[1]);
+            mouseWheel(description(), 50, 40, 0, -60000);
+            compare(description().contentY, description().extent - description().height);
+            keyClick(Qt.Key_Home, Qt.ControlModifier);
+            compare(description().contentY, 0);
+        }
+
+        // Of the texts that the rules have seen.
+        property int longest: 0
+        readonly property string written: view?.feedbackText ?? ""
+        onWrittenChanged: longest = Math.max(longest, written.length)
+
+        // However much it is, only so much gets in; and never into a text that is fixed.
+        function test_a_huge_text_is_cut_before_it_is_pasted() {
+            showForm();
+            longest = 0;
+            Pasteboard.setText("x\n".repeat(2500000));
+            type("abc");
+            keyClick(Qt.Key_Left);
+            keyClick(Qt.Key_V, Qt.ControlModifier);
+            compare(view.feedbackText, "ab" + "x\n".repeat(999));
+            compare([longest, description().cursorPosition], [2003, 2000]);
+            // One character, and no end.
+            Pasteboard.setText("x" + "\u0301".repeat(2500000));
+            keyClick(Qt.Key_A, Qt.ControlModifier);
+            keyClick(Qt.Key_V, Qt.ControlModifier);
+            compare(view.feedbackText, "");
+            type("x");
+            view.isFeedbackEmailLayoutDisabled = true;
+            Pasteboard.setText("y");
+            keyClick(Qt.Key_V, Qt.ControlModifier);
+            compare(view.feedbackText, "x");
+        }
+
+        function entries() {
+            return drawn(root.Window.window.contentItem).filter(item => item instanceof T.MenuItem);
+        }
+
+        // By both keys and by the right button.
+        function test_the_menu() {
+            showForm();
+            Pasteboard.setText("none");
+            type("one");
+            const texts = ["Cut", "Copy", "Paste", "Select all"];
+            const choose = (open, entry, able) => {
+                open();
+                tryVerify(() => entries().length === 4);
+                compare(entries().map(item => item.text), texts);
+                compare(entries().filter(item => item.enabled).map(item => item.text), able);
+                for (let i = 0; i <= able.indexOf(entry); ++i)
+                    keyClick(Qt.Key_Down);
+                verify(entries().find(item => item.text === entry).highlighted);
+                keyClick(Qt.Key_Return);
+                tryVerify(() => entries().length === 0);
+                description().forceActiveFocus();
+            };
+            choose(() => keyClick(Qt.Key_Menu), "Select all", ["Paste", "Select all"]);
+            compare(description().selectedText, "one");
+            choose(() => keyClick(Qt.Key_F10, Qt.ShiftModifier), "Cut", texts);
+            compare(view.feedbackText, "");
+            choose(() => mouseClick(description(), 50, 40, Qt.RightButton), "Paste", ["Paste"]);
+            compare([view.feedbackText, description().cursorPosition], ["one", 3]);
+            // What is selected stays so under the button.
+            description().selectAll();
+            choose(() => mouseClick(description(), 20, 10, Qt.RightButton), "Copy", texts);
+            compare(Pasteboard.text(), "one");
+            keyClick(Qt.Key_Menu);
+            tryVerify(() => entries().length === 4);
+            keyClick(Qt.Key_Escape);
+            tryVerify(() => entries().length === 0);
+            compare(view.feedbackText, "one");
         }
     }
 }

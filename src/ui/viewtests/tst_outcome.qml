@@ -2,6 +2,7 @@
 import QtQuick
 import QtTest
 import Lumamon
+import Pasteboard
 
 Item {
     id: root
@@ -30,6 +31,25 @@ Item {
             mouseClick(copy);
             compare(view.CopyText, "ID Copied!");
             verify(control("ID Copied!") !== null);
+        }
+
+        function test_the_log_id_is_selected_by_pointer_and_keys() {
+            showForm();
+            const id = control("Log ID");
+            id.text = "0a1b2c3d-aaaa";
+            mouseDrag(id, 2, id.height / 2, id.width, 0);
+            compare(id.selectedText, id.text);
+            for (const select of [() => {}, () => keyClick(Qt.Key_A, Qt.ControlModifier)]) {
+                Pasteboard.setText("");
+                select();
+                keyClick(Qt.Key_C, Qt.ControlModifier);
+                compare(Pasteboard.text(), id.text);
+                id.deselect();
+            }
+            keyClick(Qt.Key_X);
+            compare(id.text, "0a1b2c3d-aaaa");
+            keyClick(Qt.Key_Tab);
+            verify(control("Copy ID").activeFocus);
         }
 
         function test_the_failed_block() {

@@ -13,32 +13,13 @@ Item {
         name: "Page"
         stage: root
 
-        readonly property var states: ({
-            empty: () => view.changeFeedback(""),
-            described: () => view.changeFeedback("It stopped"),
-            nearlyFull: () => view.changeFeedback("x".repeat(1950)),
-            wrongAddress: () => view.changeEmail("someone@"),
-            longAddress: () => view.changeEmail("someone.with.a.long.name@brennic.example"),
-            noSample: () => set({ isSampleMissing: true }),
-            sample: () => set({ isSampleMissing: false }),
-            attached: () => set({ filesCountInDestination: 2 }),
-            none: () => set({ filesCountInDestination: 0 }),
-            packing: () => set({ isRunning: true, logLabel: "Compressing logs.", isFeedbackEmailLayoutDisabled: true,
-                                 isUploadFailedLayoutVisible: false, isLoggingCompleteVisible: true }),
-            uploading: () => set({ isRunning: true, logLabel: "Uploading 57%", startButtonLabel: "Stop upload" }),
-            failed: () => failed(ContentView.SecondaryError.none),
-            offline: () => failed(ContentView.SecondaryError.network),
-            cancelled: () => failed(ContentView.SecondaryError.canceled)
-        })
-
-        function failed(why) {
-            set({ isRunning: false, startButtonLabel: "Share logs", isSecondaryError: why,
-                  isUploadFailedLayoutVisible: true, isLoggingCompleteVisible: false });
+        function primaryButton() {
+            return control(view.startButtonLabel);
         }
 
         // The primary button, which is as wide as its caption, both boxes, the button below them and what is beside it.
         function places() {
-            const items = drawn(root).filter(item => item instanceof PrimaryButton || item instanceof BoxFrame);
+            const items = drawn(root).filter(item => item instanceof BoxFrame || item === primaryButton());
             items.push(control("Attach screenshot and pdf files"),
                        textItem("(Max 10 MB; Do not include any sensitive information)"));
             return items.map(item => item.mapToItem(root, 0, 0).y);
@@ -50,7 +31,8 @@ Item {
 
         function verifyWhole() {
             const shown = drawn(root).filter(item => (item instanceof BodyText && item.text.trim() !== "")
-                                             || item instanceof AssetImage || item instanceof BoxFrame);
+                                             || item instanceof AssetImage || item instanceof BoxFrame
+                                             || item === control("Log ID"));
             for (const item of shown) {
                 const { x, y, width, height } = frame(item);
                 verify(x >= 0 && y >= 0 && x + width <= root.width && y + height <= root.height, item.text ?? item);
@@ -67,23 +49,18 @@ Item {
         function test_in_every_order() {
             showForm();
             const before = places();
-            const names = Object.keys(states);
-            // Each state follows each other one.
-            for (let step = 0; step < names.length; ++step) {
-                for (let i = 0; i < names.length; ++i) {
-                    const name = names[(i * (step + 1)) % names.length];
-                    states[name]();
-                    settle();
-                    compare(places(), before, name);
-                    verifyWhole();
-                }
+            for (const name of everyPair(Object.keys(states))) {
+                states[name]();
+                settle();
+                compare(places(), before, name);
+                verifyWhole();
             }
             finish();
             verifyWhole();
         }
 
         function test_before_the_form() {
-            const button = () => drawn(root).find(item => item instanceof PrimaryButton).y;
+            const button = () => primaryButton().y;
             const before = button();
             mouseClick(control("Advanced logs"));
             mouseClick(control("System apps information"));

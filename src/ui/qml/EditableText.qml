@@ -1,0 +1,139 @@
+// A text that can be selected, and edited unless it is read-only. Its menu comes by the right button, the Menu key or
+// Shift+F10. What is pasted is cut before it gets in: laying out megabytes would stop the window.
+import QtQuick
+import QtQuick.Templates as T
+import Lumamon
+
+TextEdit {
+    id: edit
+
+    required property ContentView view
+    /// How many characters can be pasted.
+    property int limit: 0
+
+    function takeIn(isSelection: bool) {
+        if (readOnly)
+            return;
+        remove(selectionStart, selectionEnd);
+        insert(cursorPosition, view.pasteboardText(isSelection, limit));
+    }
+
+    function openMenu(at: point) {
+        menu.createObject(edit).popup(at.x, at.y);
+    }
+
+    color: Assets.color("PrimaryTextColor")
+    selectionColor: Assets.color("PrimaryColor")
+    selectedTextColor: "white"
+    font.family: "BrennicClean-Regular"
+    font.pixelSize: 14
+    textFormat: TextEdit.PlainText
+    wrapMode: TextEdit.Wrap
+    selectByMouse: true
+    activeFocusOnTab: true
+    Accessible.role: Accessible.EditableText
+    Accessible.readOnly: readOnly
+    Accessible.editable: !readOnly
+    Keys.onPressed: event => {
+        const opens = event.key === Qt.Key_Menu || (event.key === Qt.Key_F10 && event.modifiers === Qt.ShiftModifier);
+        const pastes = event.matches(StandardKey.Paste);
+        event.accepted = opens || pastes;
+        if (opens)
+            openMenu(Qt.point(cursorRectangle.x, cursorRectangle.y + cursorRectangle.height));
+        else if (pastes)
+            takeIn(false);
+    }
+
+    // A box that is edited shows it by its frame.
+    FocusRing {
+        radius: 4
+        visible: edit.readOnly && edit.activeFocus
+    }
+
+    MouseArea {
+        acceptedButtons: Qt.RightButton | Qt.MiddleButton
+        cursorShape: Qt.IBeamCursor
+        anchors.fill: parent
+        onPressed: mouse => {
+            edit.forceActiveFocus(Qt.MouseFocusReason);
+            if (mouse.button === Qt.MiddleButton || edit.selectedText === "")
+                edit.cursorPosition = edit.positionAt(mouse.x, mouse.y);
+        }
+        onClicked: mouse => mouse.button === Qt.RightButton ? edit.openMenu(Qt.point(mouse.x, mouse.y)) : edit.takeIn(true)
+    }
+
+    Component {
+        id: menu
+
+        T.Menu {
+            id: shown
+
+            implicitWidth: 160
+            implicitHeight: contentHeight + 2 * padding
+            padding: 4
+            margins: 0
+            onClosed: destroy()
+            // A menu has no way to name what a screen reader finds.
+            Component.onCompleted: contentItem.parent.Accessible.name = "Edit"
+
+            contentItem: ListView {
+                implicitHeight: contentHeight
+                model: shown.contentModel
+                currentIndex: shown.currentIndex
+            }
+
+            background: Rectangle {
+                color: Assets.color("BackgroundColor")
+                radius: 6
+                border.width: 1
+                border.color: Assets.color("Border")
+            }
+
+            Entry {
+                text: "Cut"
+                enabled: !edit.readOnly && edit.selectedText !== ""
+                onTriggered: edit.cut()
+            }
+
+            Entry {
+                text: "Copy"
+                enabled: edit.selectedText !== ""
+                onTriggered: edit.copy()
+            }
+
+            Entry {
+                text: "Paste"
+                enabled: edit.canPaste
+                onTriggered: edit.takeIn(false)
+            }
+
+            Entry {
+                text: "Select all"
+                enabled: edit.length > 0
+                onTriggered: edit.selectAll()
+            }
+        }
+    }
+
+    component Entry: T.MenuItem {
+        id: entry
+
+        implicitHeight: 32
+        // The arrow keys go over the others.
+        activeFocusOnTab: enabled
+        opacity: enabled ? 1.0 : 0.65
+        Accessible.description: enabled ? "" : "Unavailable"
+
+        contentItem: BodyText {
+            text: entry.text
+            leftPadding: 12
+            verticalAlignment: Text.AlignVCenter
+            Accessible.ignored: true
+        }
+
+        background: Rectangle {
+            color: entry.highlighted ? Qt.alpha(Assets.color("Border"), 0.2) : "transparent"
+            radius: 4
+        }
+    }
+}

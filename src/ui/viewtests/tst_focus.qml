@@ -1,0 +1,130 @@
+// The keyboard: in whatever order the states of a run come, it is on a control that is seen and shows it, and goes from
+// each control to the one that the eye finds next.
+import QtQuick
+import QtTest
+import Lumamon
+
+Item {
+    id: root
+
+    width: 680
+    height: 744
+
+    Component {
+        id: windowComponent
+
+        Main {
+            view: ContentView {}
+            alerts: Alerts {}
+        }
+    }
+
+    ViewTest {
+        name: "Focus"
+        stage: root
+
+        property Main window
+
+        function init() {
+            window = createTemporaryObject(windowComponent, root);
+            stage = window.contentItem;
+            view = window.view;
+            window.requestActivate();
+            tryVerify(() => window.active && focused() === "Start diagnostics");
+        }
+
+        function focused() {
+            return window.activeFocusItem?.Accessible.name;
+        }
+
+        function controls() {
+            return drawn(stage).filter(item => item.activeFocusOnTab && item.enabled);
+        }
+
+        function rings() {
+            return drawn(stage).filter(item => item instanceof FocusRing);
+        }
+
+        function test_tab_follows_the_eye() {
+            const fill = () => {
+                view.changeFeedback("x");
+                set({ filesCountInDestination: 2, viewlogsButtonDisabled: false });
+            };
+            const failWithAddress = () => {
+                fail();
+                drawn(stage).find(item => item instanceof LinkButton && item.text === "").text = "someone@brennic.example";
+            };
+            for (const step of [() => {}, showForm, fill, failWithAddress]) {
+                step();
+                settle();
+                const place = item => item.mapToItem(stage, 0, 0);
+                const eye = controls().sort((one, other) => place(one).y - place(other).y
+                                                            || place(one).x - place(other).x);
+                eye[0].forceActiveFocus(Qt.TabFocusReason);
+                for (const next of [...eye.slice(1), eye[0]]) {
+                    keyClick(Qt.Key_Tab);
+                    verify(window.activeFocusItem === next, `${focused()}, not ${next.Accessible.name}`);
+                    compare(rings().length, 1, next.Accessible.name);
+                }
+                for (const next of eye.reverse()) {
+                    keyClick(Qt.Key_Backtab);
+                    verify(window.activeFocusItem === next, `${focused()}, not ${next.Accessible.name}`);
+                }
+            }
+        }
+
+        // From each control that a state has, to each state that may come next.
+        function test_it_is_never_on_what_is_hidden() {
+            showForm();
+            view.changeFeedback("x");
+            for (const name of ["attached", "failed", "packing"]) {
+                states[name]();
+                settle();
+                for (const item of controls().filter(item => item.visible)) {
+                    item.forceActiveFocus(Qt.TabFocusReason);
+                    for (const next of ["offline", "none", "packing", name]) {
+                        states[next]();
+                        settle();
+                        tryVerify(() => window.activeFocusItem.visible, 500, `${item.Accessible.name}, ${next}`);
+                        // A control that is disabled waits for its turn.
+                        verify(rings().length === 1 || !item.enabled, `${item.Accessible.name}, ${next}, ${focused()}`);
+                    }
+                }
+            }
+        }
+
+        function test_it_goes_to_the_control_before() {
+            showForm();
+            set({ filesCountInDestination: 1 });
+            control("Remove attached files").forceActiveFocus(Qt.TabFocusReason);
+            set({ filesCountInDestination: 0 });
+            tryVerify(() => focused() === "Attach screenshot and pdf files");
+            control("Copy ID").forceActiveFocus(Qt.TabFocusReason);
+            view.changeFeedback("x");
+            states.failed();
+            tryVerify(() => focused() === "Share logs");
+        }
+
+        // Also when the control has gone meanwhile.
+        function test_it_comes_back_after_alerts_the_panel_and_the_menu() {
+            showForm();
+            for (const [name, meanwhile, then] of [["Log ID", () => {}, "Log ID"], ["Copy ID", () => fail(), "Share logs"],
+                                                   [view.emailLabel, () => {}, view.emailLabel]]) {
+                const covers = [[() => view.isFilePanelVisible = true, () => view.isFilePanelVisible = false],
+                                [() => view.showAlert = true, () => view.showAlert = false],
+                                [() => window.alerts.present("One", "Two", "OK"), () => keyClick(Qt.Key_Return)]];
+                if (name !== "Copy ID")
+                    covers.push([() => keyClick(Qt.Key_Menu), () => keyClick(Qt.Key_Escape)]);
+                for (const [cover, uncover] of covers) {
+                    control(name)?.forceActiveFocus(Qt.TabFocusReason);
+                    cover();
+                    tryVerify(() => !control(name)?.activeFocus);
+                    meanwhile();
+                    uncover();
+                    tryVerify(() => focused() === then, 5000, `${name}: ${focused()}`);
+                    compare(rings().length, 1);
+                }
+            }
+        }
+    }
+}
