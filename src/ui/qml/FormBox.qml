@@ -121,6 +121,8 @@ ColumnLayout {
         PageScrollBar {
             page: input
             extent: input.extent
+            anchors.right: parent.right
+            height: parent.height
             Accessible.name: box.caption
         }
     }

@@ -112,7 +112,8 @@ Window {
         isNeeded: scroll.height > 0 && scroll.contentHeight > scroll.height
         file: "PageScrollBar.qml"
         properties: ({ page: scroll })
-        anchors.fill: parent
+        anchors.right: parent.right
+        height: parent.height
     }
 
     LatePart {

@@ -16,9 +16,6 @@ T.ScrollBar {
     visible: size < 1
     implicitWidth: 12
     padding: 3
-    anchors.top: parent.top
-    anchors.bottom: parent.bottom
-    anchors.right: parent.right
     Accessible.name: "Page"
     onPositionChanged: {
         if (pressed)
