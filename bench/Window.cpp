@@ -20,6 +20,7 @@
 #include "test_support/Screen.h"
 #include "ui/WindowScene.h"
 
+#include <QClipboard>
 #include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QQuickWindow>
@@ -82,10 +83,16 @@ int measureGaps(int argumentCount, char **arguments) {
     };
     GapWatch watch;
     runMainQueueFor(std::chrono::seconds(1));
-    const auto measure = [&](const char *phase, bool press, const std::function<bool()> &isOver) {
+    const auto press = [view] { view->primaryButtonPressed(); };
+    // Into the box that has the keyboard.
+    const auto paste = [] {
+        QKeyEvent key(QEvent::KeyPress, Qt::Key_V, Qt::ControlModifier);
+        QGuiApplication::sendEvent(QGuiApplication::topLevelWindows().front(), &key);
+    };
+    const auto measure = [&](const char *phase, const std::function<void()> &begin,
+                             const std::function<bool()> &isOver) {
         watch.take();
-        if (press)
-            view->primaryButtonPressed();
+        begin();
         waitFor(isOver);
         // What a step leaves to later turns counts with it: sections that come up, the next frame. An upload
         // has begun by now and counts by itself.
@@ -93,11 +100,14 @@ int measureGaps(int argumentCount, char **arguments) {
             runMainQueueFor(std::chrono::milliseconds(300));
         print(std::string("  ") + phase + ", longest gap", watch.take(), "ms", 25);
     };
-    measure("start", true, has(Texts::stopDiagnostics));
-    measure("capture", true, has(Texts::shareLogs));
+    measure("start", press, has(Texts::stopDiagnostics));
+    measure("capture", press, has(Texts::shareLogs));
+    QGuiApplication::clipboard()->setText(QStringLiteral("pasted ").repeated(750'000));
+    measure("paste of 5 MB", paste, [view] { return view->feedbackText.value().size() == 2000; });
     view->changeFeedback(QStringLiteral("Measured"));
-    measure("compression", true, has(Texts::stopUpload));
-    measure("upload", false, [&] { return !has(Texts::stopUpload)(); });
+    measure("compression", press, has(Texts::stopUpload));
+    measure(
+        "upload", [] {}, [&] { return !has(Texts::stopUpload)(); });
     require(view->startButtonLabel.value() == Texts::close, "the upload failed");
     return 0;
 }
