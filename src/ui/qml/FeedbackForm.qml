@@ -29,27 +29,12 @@ ColumnLayout {
     FormBox {
         view: form.view
         field: ContentView.Field.feedback
-        isLong: true
-        caption: view.feedbackLabel
-        text: view.feedbackText
-        problem: "Desciption is required"
-        isWrong: !view.isInitialFocus && text === ""
-        limit: view.maxFeedbackCharacterCount
-        change: (text, caret) => view.changeFeedback(text, caret)
-        onLeaving: view.leaveFeedback()
         Layout.fillWidth: true
     }
 
     FormBox {
         view: form.view
         field: ContentView.Field.email
-        caption: view.emailLabel
-        text: view.emailText
-        problem: "Invalid email address"
-        isWrong: !view.isEmailValid
-        limit: view.maxEmailCharacterCount
-        change: (text, caret) => view.changeEmail(text, caret)
-        onLeaving: view.leaveEmail()
         Layout.fillWidth: true
         Layout.topMargin: 4
     }

@@ -8,19 +8,14 @@ ColumnLayout {
 
     required property ContentView view
     required property int field
-    required property string caption
-    /// As it is after the rules of the box.
-    required property string text
-    required property string problem
-    required property bool isWrong
-    required property int limit
-    /// Applies the rules to a text and the place of the caret in it, and gives the place that the caret has then.
-    required property var change
-    /// It has several lines: Shift+Return breaks one, and Tab leaves the box as Return does.
-    property bool isLong: false
+    /// The description, which has several lines: Shift+Return breaks one, and Tab leaves the box as Return does.
+    readonly property bool isLong: field === ContentView.Field.feedback
+    readonly property string caption: isLong ? view.feedbackLabel : view.emailLabel
+    readonly property string text: isLong ? view.feedbackText : view.emailText
+    readonly property string problem: isLong ? "Desciption is required" : "Invalid email address"
+    readonly property bool isWrong: isLong ? !view.isInitialFocus && text === "" : !view.isEmailValid
+    readonly property int limit: isLong ? view.maxFeedbackCharacterCount : view.maxEmailCharacterCount
     readonly property int focusedField: view.feedbackFormFocus
-
-    signal leaving()
 
     function leave(event: KeyEvent) {
         const isTab = event.key === Qt.Key_Tab;
@@ -30,7 +25,7 @@ ColumnLayout {
         if (isLong ? input.readOnly : isTab)
             input.nextItemInFocusChain().forceActiveFocus(Qt.TabFocusReason);
         else
-            leaving();
+            isLong ? view.leaveFeedback() : view.leaveEmail();
     }
 
     spacing: 6
@@ -106,7 +101,8 @@ ColumnLayout {
                 if (text === box.text)
                     return;
                 const y = contentY;
-                const caret = box.change(text, cursorPosition);
+                const caret = box.isLong ? box.view.changeFeedback(text, cursorPosition)
+                                         : box.view.changeEmail(text, cursorPosition);
                 moveTo(y);
                 cursorPosition = caret;
             }

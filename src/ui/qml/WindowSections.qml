@@ -108,6 +108,6 @@ Column {
         onLoaded: item.visible = Qt.binding(() => isShown)
         asynchronous: true
         visible: isShown || isKept
-        width: sections.width
+        width: parent.width
     }
 }

@@ -39,7 +39,7 @@ Item {
 
         function shown() {
             tryVerify(() => alert.opened);
-            return drawn(alert.contentItem).filter(item => item instanceof BodyText || item instanceof AlertText)
+            return drawn(alert.contentItem).filter(item => item instanceof BodyText || item instanceof EditableText)
                 .map(item => item.text);
         }
 
@@ -95,7 +95,7 @@ Item {
 
         function test_a_message_can_be_copied() {
             others.present("Not Opened", "Write to:\nsomeone@brennic.example", "OK");
-            const message = () => drawn(alert.contentItem).find(item => item instanceof AlertText);
+            const message = () => drawn(alert.contentItem).find(item => item instanceof EditableText);
             compare(shown()[1], message().text);
             settle();
             const place = message().positionToRectangle(message().text.indexOf("someone"));
