@@ -19,7 +19,7 @@ TextEdit {
     }
 
     function openMenu(at: point) {
-        menu.createObject(edit).popup(at.x, at.y);
+        menu.createObject(edit, { at: at });
     }
 
     color: Assets.color("PrimaryTextColor")
@@ -68,13 +68,18 @@ TextEdit {
         T.Menu {
             id: shown
 
+            required property point at
+
             implicitWidth: 160
             implicitHeight: contentHeight + 2 * padding
             padding: 4
             margins: 0
             onClosed: destroy()
-            // A menu has no way to name what a screen reader finds.
-            Component.onCompleted: contentItem.parent.Accessible.name = "Edit"
+            Component.onCompleted: {
+                // A menu has no way to name what a screen reader finds.
+                contentItem.parent.Accessible.name = "Edit";
+                popup(at.x, at.y);
+            }
 
             contentItem: ListView {
                 implicitHeight: contentHeight
@@ -89,6 +94,8 @@ TextEdit {
                 border.color: Assets.color("Border")
             }
 
+            // Qt 6.4 has no way to bind a component to this file's names.
+            // qmllint disable unqualified
             Entry {
                 text: "Cut"
                 enabled: !edit.readOnly && edit.selectedText !== ""
@@ -112,6 +119,7 @@ TextEdit {
                 enabled: edit.length > 0
                 onTriggered: edit.selectAll()
             }
+            // qmllint enable unqualified
         }
     }
 

@@ -7,7 +7,7 @@ T.ScrollBar {
     id: bar
 
     /// What is as high as it shows, and how far it is scrolled.
-    required property Item page
+    required property var page
     property real extent: page.contentHeight
 
     orientation: Qt.Vertical

@@ -13,7 +13,7 @@ T.Dialog {
 
     parent: T.Overlay.overlay
     anchors.centerIn: parent
-    implicitHeight: contentHeight + 2 * padding
+    implicitHeight: implicitContentHeight + 2 * padding
     padding: 24
     modal: true
     closePolicy: T.Popup.NoAutoClose
@@ -29,9 +29,10 @@ T.Dialog {
         color: Qt.rgba(0, 0, 0, 0.45)
     }
 
-    contentItem: ColumnLayout {
+    ColumnLayout {
         id: column
 
+        anchors.fill: parent
         spacing: 12
         Keys.onEscapePressed: dialog.escaped()
 
