@@ -6,9 +6,11 @@
 #include "platform/System.h"
 #include "platform/SystemLog.h"
 #include "test_support/Machine.h"
+#include "test_support/ProgramRun.h"
 #include "test_support/macos/StandIns.h"
 
 #include <gmock/gmock.h>
+#include <poll.h>
 
 namespace {
 
@@ -94,6 +96,16 @@ TEST_F(MacServices, LogTheLabelAsAPartOfTheFormat) {
                                    std::pair("ERROR: %@", QStringLiteral("b")),
                                    std::pair("WARNING: %@", QStringLiteral("c")),
                                    std::pair("%@", QStringLiteral("info: d"))));
+}
+
+TEST_F(MacServices, TellOfTheEndOfAChild) {
+    const pid_t child = test_support::startInChild([] { return ::pause(); });
+    const platform::FileDescriptor end = platform::endOf(child);
+    struct pollfd waiting = {end.get(), POLLIN, 0};
+    EXPECT_EQ(::poll(&waiting, 1, 0), 0);
+    ::kill(child, SIGKILL);
+    EXPECT_EQ(::poll(&waiting, 1, 20'000), 1);
+    test_support::statusOf(child);
 }
 
 TEST_F(MacServices, KeepProgramsAndCertificatesInTheirOwnPlaces) {
