@@ -39,14 +39,6 @@ ColumnLayout {
         Layout.alignment: Qt.AlignHCenter
     }
 
-    // Its place is there also when it is empty.
-    LiveText {
-        text: block.view.isSampleMissing ? "The advanced logs have no data dump of Lumadoc." : ""
-        colorName: "SecondaryTextColor"
-        horizontalAlignment: Text.AlignHCenter
-        Layout.fillWidth: true
-    }
-
     RowLayout {
         spacing: 24
         Layout.alignment: Qt.AlignHCenter
@@ -63,6 +55,13 @@ ColumnLayout {
             text: "view logs"
             enabled: !block.view.viewlogsButtonDisabled
             onClicked: block.view.viewLogs()
+        }
+
+        // Known before the block is first shown, so that nothing moves.
+        LiveText {
+            text: block.view.isSampleMissing ? "The advanced logs have no data dump of Lumadoc." : ""
+            colorName: "SecondaryTextColor"
+            visible: text !== ""
         }
     }
 }
