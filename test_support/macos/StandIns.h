@@ -68,6 +68,8 @@ struct Mac {
     bool refusesRights = false;
 
     // Desktop
+    /// It opens nothing.
+    bool isDesktopBroken = false;
     std::vector<QByteArray> opened;
     std::vector<std::filesystem::path> revealed;
     QString pasteboard;

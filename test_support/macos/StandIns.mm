@@ -72,10 +72,14 @@ NSArray *urlsOf(const std::vector<std::filesystem::path> &paths) {
     return urlsOf(Mac::shared().installed[textOf(identifier)]);
 }
 - (BOOL)openURL:(NSURL *)url {
+    if (Mac::shared().isDesktopBroken)
+        return NO;
     Mac::shared().opened.emplace_back([[url absoluteString] UTF8String]);
     return YES;
 }
 - (BOOL)selectFile:(NSString *)file inFileViewerRootedAtPath:(NSString *)root {
+    if (Mac::shared().isDesktopBroken)
+        return NO;
     if (file == nil)
         Mac::shared().revealed.emplace_back([root fileSystemRepresentation]);
     return file == nil;

@@ -55,16 +55,18 @@ NSArray *contentTypes(const QStringList &extensions) {
 
 } // namespace
 
-void revealFolder(const std::filesystem::path &folder) {
+void revealFolder(const std::filesystem::path &folder, const std::function<void()> &failed) {
     @autoreleasepool {
-        [[NSWorkspace sharedWorkspace] selectFile:nil inFileViewerRootedAtPath:stringOf(folder)];
+        if (![[NSWorkspace sharedWorkspace] selectFile:nil inFileViewerRootedAtPath:stringOf(folder)])
+            failed();
     }
 }
 
-void openLink(const QByteArray &link) {
+void openLink(const QByteArray &link, const std::function<void()> &failed) {
     @autoreleasepool {
-        if (NSURL *const url = [NSURL URLWithString:stringOf(QString::fromUtf8(link))])
-            [[NSWorkspace sharedWorkspace] openURL:url];
+        NSURL *const url = [NSURL URLWithString:stringOf(QString::fromUtf8(link))];
+        if (url == nil || ![[NSWorkspace sharedWorkspace] openURL:url])
+            failed();
     }
 }
 

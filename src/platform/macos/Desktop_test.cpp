@@ -27,19 +27,27 @@ protected:
 
     test_support::Machine machine;
     Mac &mac = Mac::shared();
+    int failures = 0;
+    const std::function<void()> fail = [this] { ++failures; };
     std::vector<Files> chosen;
     std::unique_ptr<platform::FileChooser> chooser;
 };
 
 TEST_F(MacDesktop, OpensLinksAsTheyAre) {
     const QByteArray link = "mailto:a@b.cd?subject=x%20y&body=%0A%25";
-    platform::openLink(link);
+    platform::openLink(link, fail);
     EXPECT_THAT(mac.opened, ElementsAre(link));
+    EXPECT_EQ(failures, 0);
+    mac.isDesktopBroken = true;
+    platform::openLink(link, fail);
+    platform::revealFolder("/a", fail);
+    EXPECT_EQ(failures, 2);
 }
 
 TEST_F(MacDesktop, ShowsAFolderInTheFileBrowser) {
-    platform::revealFolder("/a b/c%d/caf\xc3\xa9");
+    platform::revealFolder("/a b/c%d/caf\xc3\xa9", fail);
     EXPECT_THAT(mac.revealed, ElementsAre("/a b/c%d/caf\xc3\xa9"));
+    EXPECT_EQ(failures, 0);
 }
 
 TEST_F(MacDesktop, HasThePasteboardUntilAnotherProgramUsesIt) {

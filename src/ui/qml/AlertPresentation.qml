@@ -52,7 +52,7 @@ WindowDialog {
         // A text that comes up is announced by Qt itself, and one that changes twice in a turn once.
         onTextChanged: {
             if (isMade && visible)
-                Qt.callLater(Announcer.announce, message);
+                Qt.callLater(Announcer.announce, message); // qmllint disable
         }
         Component.onCompleted: isMade = true
     }
