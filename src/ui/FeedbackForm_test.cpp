@@ -69,7 +69,8 @@ TEST_F(FeedbackFormTest, AnAddressLosesItsSpacesAndTheKeyAtItsEnd) {
     };
     for (const auto &[text, kept, focus] :
          {Case{u" us er@exam ple.com ", u"user@example.com"}, Case{u"a\u00A0b\tc", u"a\u00A0b\tc"},
-          Case{u"user@example.com\n", u"user@example.com"}, Case{u"a@b\t", u"a@b", Field::feedback},
+          Case{u"user@example.com\r\n", u"user@example.com"},
+          Case{u"user@\nexample.com", u"user@example.com"}, Case{u"a@b\t", u"a@b", Field::feedback},
           Case{u"a@b\r", u"a@b", Field::feedback}})
         EXPECT_EQ(addressed(QString::fromUtf16(text), focus), QString::fromUtf16(kept));
     EXPECT_EQ(addressed(QStringLiteral("a ").repeated(50)), QString(40, u'a'));

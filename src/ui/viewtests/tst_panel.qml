@@ -75,6 +75,9 @@ Item {
             tryCompare(panel, "opened", true);
             tryVerify(() => rows().length === 3);
             compare(rows().map(row => row.text), folders);
+            // A folder has no box to show that it has the keyboard.
+            keyClick(Qt.Key_Down);
+            compare(drawn(panel.contentItem).filter(item => item instanceof FocusRing).length, 1);
             // A second click in the same place would check the file that is there now.
             const row = rows()[1];
             mouseClick(row);
