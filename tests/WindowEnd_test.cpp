@@ -111,7 +111,6 @@ TEST_F(WindowEnd, WithoutAPartOfTheWindowItSaysSo) {
              {std::pair("QtQml", "[^\n]*QtQml[^\n]*"),
               {"QtQuick/Layouts", "Qt's module QtQuick/Layouts is not installed"},
               {"QtQuick/Templates", "Qt's module QtQuick/Templates is not installed"},
-              {"QtQuick/Controls", "Qt's module QtQuick/Controls/Basic is not installed"},
               {"Qt/labs", "Qt's module Qt/labs/folderlistmodel is not installed"}}) {
             const Mount hidden = Mount::memory(modules / module, 4096);
             expectNoWindow(std::string("opened: ") + reason);

@@ -55,6 +55,11 @@ WindowDialog {
                 Qt.callLater(Announcer.announce, message); // qmllint disable
         }
         Component.onCompleted: isMade = true
+
+        FocusRing {
+            radius: 4
+            visible: message.activeFocus
+        }
     }
 
     RowLayout {

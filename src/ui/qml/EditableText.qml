@@ -44,12 +44,6 @@ TextEdit {
             takeIn(false);
     }
 
-    // A box that is edited shows it by its frame.
-    FocusRing {
-        radius: 4
-        visible: edit.readOnly && edit.activeFocus
-    }
-
     MouseArea {
         acceptedButtons: Qt.RightButton | Qt.MiddleButton
         cursorShape: Qt.IBeamCursor

@@ -28,6 +28,8 @@ ColumnLayout {
     }
 
     EditableText {
+        id: logId
+
         view: block.view
         text: view.logId
         readOnly: true
@@ -37,6 +39,11 @@ ColumnLayout {
         wrapMode: TextEdit.NoWrap
         Accessible.name: "Log ID"
         Layout.alignment: Qt.AlignHCenter
+
+        FocusRing {
+            radius: 4
+            visible: logId.activeFocus
+        }
     }
 
     RowLayout {
