@@ -42,7 +42,7 @@ fs::path Machine::caches() const {
 }
 
 fs::path Machine::install(const QString &identifier) {
-    const fs::path bundle = home() / "Applications" / (identifier.toStdString() + ".app");
+    fs::path bundle = home() / "Applications" / (identifier.toStdString() + ".app");
     makeBundle(bundle, identifier.toUtf8());
     return bundle;
 }
