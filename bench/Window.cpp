@@ -166,14 +166,14 @@ void measureFirstFrame(const Surroundings &around) {
                                     [&] { return firstFrame(around, BARE_WINDOW); }});
     print("first frame after process start", median(frames[0]), "ms", 200);
     print("first frame of a bare window", median(frames[1]), "ms");
-    print("the one to the other", median(frames[0]) / median(frames[1]), "", 1.5);
+    print("the one to the other", median(frames[0]) / median(frames[1]), "", 1.4);
 }
 
 void measureMemory(const Surroundings &around) {
     ProgramRun run(around.program(around.bundle.executable()));
     waitUntil([&] { return isDrawn(around); });
     std::this_thread::sleep_for(std::chrono::seconds(2));
-    print("peak memory of the window that waits", peakMemory(run.processId()), "MiB", 80);
+    print("peak memory of the window that waits", peakMemory(run.processId()), "MiB", 52);
 }
 
 void measureGapsIn(const Surroundings &around) {
