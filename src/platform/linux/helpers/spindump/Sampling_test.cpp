@@ -100,7 +100,8 @@ TEST(Sampling, ReadsAStrippedProgram) {
     const std::string busy = threadPart(report, "busy");
     EXPECT_THAT(busy, Not(HasSubstr("sample::")));
     EXPECT_THAT(busy, HasSubstr("(spindump_stripped + 0x"));
-    EXPECT_THAT(busy, HasSubstr("(libc.so.6)"));
+    // By name only where the debug symbols of the C library are installed.
+    EXPECT_THAT(busy, HasSubstr("(libc.so.6"));
 }
 
 // The first one has ended for the sampler only when the process that it leaves is not held.
