@@ -1,6 +1,6 @@
 // The rule for e-mail addresses takes time linear in the text, and allows exactly the documented language.
+#include "collection/UserDetails.h"
 #include "fuzz/Harness.h"
-#include "ui/FeedbackForm.h"
 
 #include <QRegularExpression>
 

@@ -5,7 +5,7 @@
 // product's settings and logs.
 #pragma once
 
-#include "collection/TextBinding.h"
+#include "collection/StatusText.h"
 #include "platform/ScriptRunner.h"
 
 #include <functional>

@@ -3,7 +3,7 @@
 // Uploads are started on the main thread; handlers and progress run on the upload's own thread.
 #pragma once
 
-#include "collection/TextBinding.h"
+#include "collection/StatusText.h"
 #include "packaging/UploadTask.h"
 
 #include <filesystem>

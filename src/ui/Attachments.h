@@ -2,9 +2,10 @@
 // what is not attached, with its reason.
 //
 // Main thread. The disk is asked on other threads, one request at a time and in the order in which the user
-// made them: a slow one never stops the window, and one that does not answer any more stops nothing else.
+// made them: a slow one never stops the window, and one that does not answer any more costs only its files.
 #pragma once
 
+#include "collection/UserFiles.h"
 #include "platform/Desktop.h"
 #include "ui/ContentViewState.h"
 
@@ -39,7 +40,8 @@ public:
     /// The window's own panel is done; `picked` is empty when it was cancelled.
     Q_INVOKABLE void closeFilePanel(const QList<QUrl> &picked);
 
-    using Files = std::vector<std::filesystem::path>;
+    using Files = UserFiles::Files;
+    using Clash = UserFiles::Clash;
     /// The files that the user picked, none when the panel was cancelled; or what failed.
     using PickedFiles = std::variant<Files, QString>;
     void filesPicked(const PickedFiles &picked);
@@ -48,8 +50,8 @@ public:
     /// what is attached and what waits.
     void attach(const Files &files);
 
-    /// What a file does that meets one of its name.
-    enum class Clash { asks, replaces };
+    /// How long the disk has for a file that the user picked. It is then left out, and the next one follows.
+    static inline std::chrono::milliseconds patience = std::chrono::minutes(1);
 
     /// Whether the files and those in the folder together have at most `limit` bytes. Any thread.
     static bool areFilesWithinSizeLimit(const Files &fileURLs,
@@ -72,8 +74,13 @@ protected:
     std::function<void(bool isUndisturbed)> m_whenAttached;
 
 private:
-    template <typename Request, typename Done>
-    void askDisk(Request request, Done done);
+    template <typename Answer>
+    using Request = std::function<Answer(const Files &waiting, const UserFiles::Decision &decision)>;
+    // Calls `request` with the files that wait at that time, and `done` with its answer; or with `otherwise`
+    // when there is none in time.
+    template <typename Answer>
+    void askDisk(const Request<Answer> &request, const std::function<void(const Answer &)> &done,
+                 const std::optional<Answer> &otherwise = std::nullopt);
     void showAlertOf(ActiveAlert kind);
     void copy(const std::filesystem::path &file, Clash clash);
     void dropFirstAndGoOn(std::chrono::milliseconds delay);

@@ -26,6 +26,7 @@ class AttachmentsTest : public WindowTest {
 protected:
     AttachmentsTest() {
         userFilesURL = home.path() / "out/UserFiles";
+        temptempURL = home.path() / "temp";
         alertPresenter = [this](const QString &title, const QString &message, auto...) {
             alerts.push_back((title + u'\n' + message).toStdString());
         };
@@ -283,6 +284,7 @@ TEST_F(AttachmentsTest, OnAFullDiskWhatIsAttachedStays) {
     REQUIRE_OWN_NAMESPACES();
     fs::create_directories(userFilesURL->parent_path());
     const auto small = test_support::Mount::memory(userFilesURL->parent_path(), 65536);
+    temptempURL = userFilesURL->parent_path() / "temp";
     attach({make("b.png", "old")});
     attach({make("b.png", QByteArray(1'000'000, 'x'))});
     replace();
@@ -290,6 +292,14 @@ TEST_F(AttachmentsTest, OnAFullDiskWhatIsAttachedStays) {
     expectLeftOut("b.png: No space left on device");
     EXPECT_THAT(record.takeLog(),
                 testing::Contains("ERROR: Error while copying file: No space left on device").Times(1));
+}
+
+// Nobody waits for such a copy any longer, and the user has been told so.
+TEST_F(AttachmentsTest, ACopyThatComesTooLateIsNotAttached) {
+    const auto decision = std::make_shared<std::atomic<bool>>(true);
+    UserFiles::copyInto(*userFilesURL, *temptempURL, make("late.png"), UserFiles::Clash::asks, decision);
+    EXPECT_FALSE(fs::exists(attached("late.png")));
+    EXPECT_TRUE(fs::is_empty(*temptempURL));
 }
 
 TEST_F(AttachmentsTest, AnAlertNamesSixFilesAndCountsTheOthers) {

@@ -2,6 +2,7 @@
 
 #include "collection/PListOperations.h"
 #include "collection/ProcessExecution.h"
+#include "collection/UserDetails.h"
 #include "discovery/MainQueue.h"
 #include "discovery/ProductDiscovery.h"
 #include "logging/Logging.h"
@@ -9,7 +10,6 @@
 #include "platform/Bundle.h"
 #include "platform/Desktop.h"
 #include "platform/posix/Text.h"
-#include "ui/FeedbackForm.h"
 
 #include <QPointer>
 

@@ -5,10 +5,10 @@
 // those of the keyboard focus and the pointer.
 #pragma once
 
+#include "collection/StatusText.h"
 #include "discovery/RunState.h"
 #include "packaging/UploadError.h"
 #include "ui/Attachments.h"
-#include "ui/StatusText.h"
 
 #include <memory>
 

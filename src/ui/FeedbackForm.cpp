@@ -1,16 +1,11 @@
 // The rules of the two text boxes, each applied to a box's text after every change of it, until they change
-// nothing more; the record; the mail.
-#include "ui/FeedbackForm.h"
-
-#include "discovery/DetailedInfo.h"
+// nothing more.
 #include "discovery/RunState.h"
 #include "ui/ContentView.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
-#include <QRegularExpression>
 #include <QTextBoundaryFinder>
-#include <QUrl>
 
 namespace {
 
@@ -38,10 +33,6 @@ bool endsInTabOrReturn(const QString &text) {
 // What an address does not have, and a pasted one often brings along.
 bool isBlank(QChar character) {
     return character == u' ' || character == u'\n' || character == u'\r';
-}
-
-QByteArray queryEncoded(const QString &text) {
-    return text.toUtf8().toPercentEncoding("!$&'()*+,-./:;=?@_~");
 }
 
 } // namespace
@@ -111,38 +102,4 @@ void ContentView::leaveFeedback() {
 
 void ContentView::leaveEmail() {
     feedbackFormFocus = Field::feedback;
-}
-
-bool UtilityFunctions::isValidEmail(const QString &email) {
-    // The same language as the expression in the header, without its ambiguity: each text matches in one way
-    // at most, and no quantifier gives anything back. What ICU counts as \w is spelled out: letters, marks,
-    // digits, connectors, joiners, and the circled, squared and negative Latin letters.
-    static const QRegularExpression rule(QRegularExpression::anchoredPattern(
-        QStringLiteral(R"([0-9a-zA-Z]++(?:[-+_.][0-9a-zA-Z]++)*+@)"
-                       R"((?:[0-9a-zA-Z][-\p{L}\p{M}\p{Nd}\p{Nl}\p{Pc}\x{200C}\x{200D})"
-                       R"(\x{24B6}-\x{24E9}\x{1F130}-\x{1F149}\x{1F150}-\x{1F169}\x{1F170}-\x{1F189}]*+\.)++)"
-                       R"([0-9a-zA-Z]{2,17})")));
-    return email.isEmpty() || rule.match(email).hasMatch();
-}
-
-void UtilityFunctions::CreateUserDetailContent(const QString &email, const QString &feedback) {
-    if (!tempOutputURL)
-        return;
-    const QString address = isValidEmail(email) ? email : QString();
-    CreateFile(*tempOutputURL / "UserEmailFeedback.json",
-               QStringLiteral("{\"machineid\":\"") + getMachineHash() + QStringLiteral("\",\"email\":\"") +
-                   address + QStringLiteral("\",\"problemdesc\":\"") + feedback + QStringLiteral("\"}"));
-}
-
-std::optional<QByteArray> mailLink(const QString &email, const QString &logId, const QString &description,
-                                   const QString &senderAddress) {
-    const QString subject = QStringLiteral("Lumadoc troubleshooting using Brennic Lumadoc Diagnostics.");
-    const QString body = QStringLiteral("Hi Team,\n\nLocal Log ID: ") + logId +
-                         QStringLiteral("\nDescription: ") + description +
-                         QStringLiteral("\nEmail address: ") + senderAddress + u'\n';
-    const QByteArray link =
-        "mailto:" + email.toUtf8() + "?subject=" + queryEncoded(subject) + "&body=" + queryEncoded(body);
-    if (!body.isValidUtf16() || !QUrl::fromEncoded(link, QUrl::StrictMode).isValid())
-        return std::nullopt;
-    return link;
 }

@@ -1,10 +1,10 @@
 // The last step of the window: the archive is built once, and uploaded as often as the user tries.
 #include "ui/ContentView.h"
 
+#include "collection/UserDetails.h"
 #include "discovery/MainQueue.h"
 #include "packaging/FilesPathDirectory.h"
 #include "packaging/UploadAPI.h"
-#include "ui/FeedbackForm.h"
 
 #include <QPointer>
 

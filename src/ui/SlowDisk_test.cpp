@@ -1,6 +1,7 @@
 // The window while the disk takes its time, or does not answer any more.
 #include "test_support/SlowDisk.h"
 
+#include "discovery/ProductDiscovery.h"
 #include "discovery/RunState.h"
 #include "test_support/WindowFixture.h"
 
@@ -43,6 +44,7 @@ protected:
     void SetUp() override {
         REQUIRE_SLOW_DISK();
         userFilesURL = home.path() / "out/UserFiles";
+        UtilityFunctions::temptempURL = home.path() / "temp";
         for (const char *name : {"a.png", "b.pdf"})
             test_support::writeFile(home.path() / name, "content");
         fs::create_symlink("b.pdf", home.path() / "link.pdf");
@@ -89,6 +91,32 @@ TEST_F(SlowDiskTest, ADiskThatDoesNotAnswerStopsNothing) {
     runMainQueueFor(300ms);
     EXPECT_TRUE(view.isAttaching && view.isRunning);
     EXPECT_LT(gap.longest(), 100ms);
+}
+
+// Each file has its time; what is on other disks is attached.
+TEST_F(WindowTest, ADiskThatDoesNotAnswerCostsOnlyItsFiles) {
+    REQUIRE_SLOW_DISK();
+    userFilesURL = home.path() / "out/UserFiles";
+    UtilityFunctions::temptempURL = home.path() / "temp";
+    for (const char *name : {"mount/lost.png", "mount/never.png", "here.png"})
+        test_support::writeFile(home.path() / name, "content");
+    std::vector<std::string> alerts;
+    UtilityFunctions::alertPresenter = [&](auto, const QString &message, auto) {
+        alerts.push_back(message.toStdString());
+    };
+    const SlowDisk disk(home.path() / "mount");
+    ContentView view;
+    view.patience = 500ms;
+    // After the first file was measured, and before it is copied.
+    const auto measured = view.fileProcessingQueue.addNotifier([&] { disk.stopAnswering(); });
+    view.attach({home.path() / "mount/lost.png", home.path() / "here.png"});
+    view.attach({home.path() / "mount/never.png"});
+    ASSERT_TRUE(runMainQueueUntil([&] { return !alerts.empty(); }, 20s));
+    EXPECT_THAT(alerts, testing::ElementsAre("never.png: The disk does not answer\n"
+                                             "lost.png: The disk does not answer"));
+    EXPECT_FALSE(view.isAttaching);
+    EXPECT_EQ(view.filesCountInDestination, 1);
+    EXPECT_TRUE(fs::exists(*userFilesURL / "here.png"));
 }
 
 // The product's preferences are on the slow disk.

@@ -1,5 +1,6 @@
 #include "platform/Desktop.h"
 
+#include "collection/UserDetails.h"
 #include "discovery/ProductDiscovery.h"
 #include "discovery/RunState.h"
 #include "platform/Applications.h"
@@ -8,7 +9,6 @@
 #include "test_support/StandIns.h"
 #include "test_support/WindowFixture.h"
 #include "ui/ContentView.h"
-#include "ui/FeedbackForm.h"
 
 #include <QDBusArgument>
 #include <QDBusConnection>

@@ -1,4 +1,4 @@
-#include "ui/StatusText.h"
+#include "collection/StatusText.h"
 
 #include "discovery/MainQueue.h"
 

@@ -3,13 +3,17 @@
 // Any thread, except where said otherwise.
 #pragma once
 
-#include "collection/TextBinding.h"
-
 #include <QString>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
+
+/// A text that worker code reads and writes.
+struct TextBinding {
+    std::function<QString()> get;
+    std::function<void(const QString &)> set;
+};
 
 class StatusText : public std::enable_shared_from_this<StatusText> {
 public:

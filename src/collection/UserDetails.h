@@ -1,5 +1,5 @@
 // What the user says about the problem, and what becomes of it: the record in the archive and the prepared
-// mail. The rules of the boxes themselves are ContentView's.
+// mail.
 #pragma once
 
 #include <QByteArray>

@@ -1,4 +1,4 @@
-#include "ui/StatusText.h"
+#include "collection/StatusText.h"
 
 #include "test_support/EventLoop.h"
 
