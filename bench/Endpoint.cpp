@@ -27,10 +27,8 @@ constexpr qsizetype archiveBytes = qsizetype{2} << 20;
 // One client, as this program starts itself. It holds the connection in the middle of the body until the gate
 // is open.
 int upload(const fs::path &archive, const std::string &url, const fs::path &gate) {
-    UploadRequest request = UploadAPI::multipartRequest(archive.filename());
-    std::error_code error;
+    UploadRequest request = UploadAPI::multipartRequest(archive);
     request.url = QByteArray::fromStdString(url);
-    request.archive = platform::openRegularFile(archive, request.archiveBytes, error);
     std::promise<UploadResponse> finished;
     UploadTask task(
         std::move(request),

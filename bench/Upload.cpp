@@ -89,10 +89,8 @@ private:
 };
 
 void upload(const std::filesystem::path &archive, const std::string &url) {
-    UploadRequest request = UploadAPI::multipartRequest(archive.filename());
-    std::error_code error;
+    UploadRequest request = UploadAPI::multipartRequest(archive);
     request.url = QByteArray::fromStdString(url);
-    request.archive = platform::openRegularFile(archive, request.archiveBytes, error);
     std::promise<UploadResponse> finished;
     UploadTask task(
         std::move(request), [](auto...) {}, [&](const auto &response) { finished.set_value(response); });

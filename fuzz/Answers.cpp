@@ -20,7 +20,7 @@ struct Server {
 
     // What an upload makes of these bytes.
     UploadResponse upload(const QByteArray &answer) const {
-        UploadRequest request = UploadAPI::multipartRequest("archive.zip");
+        UploadRequest request = UploadAPI::multipartRequest(archive);
         const auto serve = [&, end = request.tail.toStdString()](int socket) {
             TlsConnection connection(socket, context.get());
             std::string arrived;
@@ -29,8 +29,6 @@ struct Server {
             connection.send({answer.data(), static_cast<std::size_t>(answer.size())});
         };
         const test_support::LoopbackListener listener(serve);
-        std::error_code error;
-        request.archive = platform::openRegularFile(archive, request.archiveBytes, error);
         request.url = "https://localhost:" + QByteArray::number(listener.port()) + "/log";
         std::promise<UploadResponse> end;
         UploadTask task(

@@ -3,6 +3,7 @@
 #include "test_support/SlowDisk.h"
 
 #include "test_support/ProgramRun.h"
+#include "test_support/ScratchHome.h"
 
 #include <algorithm>
 #include <array>
@@ -206,6 +207,9 @@ void SlowDisk::setDelay(std::chrono::milliseconds delay) {
 
 void SlowDisk::stopAnswering() const {
     ::kill(m_server, SIGSTOP);
+    // What it has taken on before, nobody can be freed from that waits for it.
+    const auto stat = "/proc/" + std::to_string(m_server) + "/stat";
+    waitUntil([&] { return readFile(stat).contains(") T "); });
 }
 
 int SlowDisk::operationsOf(pid_t thread) const {

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "packaging/UploadAPI.h"
-#include "platform/posix/FileSystem.h"
 #include "support_service/SupportService.h"
 #include "test_support/ScratchHome.h"
 
@@ -13,11 +12,9 @@
 class UploadFixture : public testing::Test {
 protected:
     void start(const QByteArray &content, UploadLimits limits = {}, const std::string &host = {}) {
-        const auto file = home.path() / "archive.zip";
+        const auto file = home.path() / "a b.zip";
         test_support::writeFile(file, content);
-        UploadRequest request = UploadAPI::multipartRequest("a b.zip");
-        std::error_code error;
-        request.archive = platform::openRegularFile(file, request.archiveBytes, error);
+        UploadRequest request = UploadAPI::multipartRequest(file);
         request.url = QByteArray::fromStdString("https://" + (host.empty() ? service.host() : host) + path);
         finished = {};
         ending = finished.get_future();

@@ -5,6 +5,7 @@
 #include "collection/PListOperations.h"
 #include "collection/ProcessExecution.h"
 #include "discovery/MainQueue.h"
+#include "logging/Logging.h"
 #include "packaging/UploadAPI.h"
 #include "platform/Account.h"
 #include "platform/Bundle.h"
@@ -69,6 +70,7 @@ int LumamonApp::run(int argumentCount, char **arguments) {
     std::unique_ptr<QCoreApplication> application;
     if (window) {
         application = window->makeApplication(argumentCount, arguments);
+        Logger::spareThisThread();
         platform::onTerminationRequest([] {
             limitTheEnd(EXIT_SUCCESS);
             QCoreApplication::quit();
@@ -116,6 +118,7 @@ void LumamonApp::endRun(int status) {
     platform::stopPrograms();
     const bool captureHasEnded = ProcessExecution::stop();
     PListOperations::RevertLumaLogPList(true);
+    Logger::writeAll();
     platform::SystemLog::flush(1s);
     if (!captureHasEnded)
         platform::endProcess(status);

@@ -5,6 +5,8 @@
 // file is reported on standard output, and logging goes on at the old place, or to the system log alone. A
 // line is one append, so lines of concurrent callers never mix. Whatever a message holds, it is one line that
 // cannot act on a terminal: control and format characters and line separators are escaped.
+//
+// A caller waits for the disk, unless it is the thread that is to be spared that.
 #pragma once
 
 #include "platform/SystemLog.h"
@@ -47,6 +49,14 @@ public:
     /// The same as `logInfo` for a text of several lines: its line feeds are kept. A line that could be taken
     /// for one of the log's own is set off by a blank.
     static void logInfoLines(const QString &text);
+
+    /// From now on the lines of the calling thread are written by another one, as soon as the disk lets it.
+    /// They keep their place among the lines of other threads. Where the system has no thread, nothing
+    /// changes.
+    static void spareThisThread();
+
+    /// Writes what `spareThisThread` has left to be written. Blocks as long as the disk does. Any thread.
+    static void writeAll();
 
     /// Moves the log into the workspace's system folder, and removes the folder that it leaves when that is
     /// empty. Does nothing without the system folder or without a log; on failure the log stays where it is.

@@ -6,6 +6,7 @@
 #include "test_support/LoggedTest.h"
 #include "test_support/ProgramRun.h"
 #include "test_support/ScratchHome.h"
+#include "test_support/SlowDisk.h"
 #include "test_support/StandIns.h"
 
 #include <QDateTime>
@@ -129,6 +130,29 @@ TEST_F(LoggerTest, WritesToTheFileAtItsPlaceWhateverBecomesOfTheOneBefore) {
         fs::remove(other);
         fs::remove(first);
     }
+}
+
+TEST_F(LoggerTest, TheLinesOfASparedThreadAreWrittenByAnotherAndInTheirPlace) {
+    REQUIRE_SLOW_DISK();
+    test_support::SlowDisk disk(folder);
+    disk.setDelay(std::chrono::milliseconds(10));
+    Logger::spareThisThread();
+    QStringList lines;
+    for (int i = 0; i < 40; ++i) {
+        const QString text = QString::number(i);
+        if (i % 8 == 7)
+            std::thread([&] { Logger::logInfo(text); }).join();
+        else
+            Logger::logInfo(text);
+        lines.append(QStringLiteral("INFO: ") + text);
+    }
+    EXPECT_EQ(disk.operationsOf(::getpid()), 0);
+    Logger::writeAll();
+    EXPECT_EQ(logLines(first), lines);
+    // Nobody else has to write for them to be there soon.
+    disk.setDelay({});
+    Logger::logInfo(QStringLiteral("last"));
+    EXPECT_TRUE(test_support::waitUntil([&] { return logLines(first).size() == 41; }));
 }
 
 TEST_F(LoggerTest, SaysWhyALineOrAFolderIsLostAndGoesOn) {

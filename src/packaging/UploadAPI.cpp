@@ -5,7 +5,6 @@
 #include "packaging/FilesPathDirectory.h"
 #include "platform/Bundle.h"
 #include "platform/posix/Fatal.h"
-#include "platform/posix/FileSystem.h"
 
 #include <QUuid>
 #include <cmath>
@@ -43,26 +42,23 @@ QByteArray endpoint() {
     return "https://" + host->toUtf8() + "/cr-apip-7.0.0/mac/log";
 }
 
-UploadRequest multipartRequest(const std::filesystem::path &fileName) {
+UploadRequest multipartRequest(const std::filesystem::path &archive) {
     const QByteArray boundary = QUuid::createUuid().toByteArray(QUuid::WithoutBraces).toUpper();
     UploadRequest request;
     request.contentType = "multipart/form-data; boundary=" + boundary;
     request.head = "\r\n--" + boundary + "\r\nContent-Disposition: form-data; name=\"file\"; filename=\"" +
-                   QByteArray::fromStdString(fileName.native()) +
+                   QByteArray::fromStdString(archive.filename().native()) +
                    "\"\r\nContent-Type: application/octet-stream\r\n\r\n";
     request.tail = "\r\n--" + boundary + "--\r\n";
+    request.archive = archive;
     return request;
 }
 
 void upload(const std::optional<std::filesystem::path> &fileURL, CompletionHandler completionHandler) {
     if (!fileURL)
         return;
-    UploadRequest request = multipartRequest(fileURL->filename());
+    UploadRequest request = multipartRequest(*fileURL);
     request.url = endpoint();
-    std::error_code error;
-    request.archive = platform::openRegularFile(*fileURL, request.archiveBytes, error);
-    if (!request.archive)
-        platform::fatal("The archive that was just made cannot be opened.");
     uploadTask = std::make_unique<UploadTask>(
         std::move(request),
         [delegate = UploadTaskDelegate()](auto... bytes) mutable { delegate.urlSession(bytes...); },

@@ -23,10 +23,10 @@ inline std::unique_ptr<UploadTask> uploadTask;
 /// Where the maker's support service takes archives, from the bundle's "LumamonSupportHost".
 QByteArray endpoint();
 
-/// The request's text around the bytes of the file `fileName`: a multipart form (RFC 7578) with one part
+/// The request that sends a file: a multipart form (RFC 7578) with one part
 /// named "file", and a boundary made for each request. The body opens with a line break, as the service has
 /// always been sent it.
-UploadRequest multipartRequest(const std::filesystem::path &fileName);
+UploadRequest multipartRequest(const std::filesystem::path &archive);
 
 /// Starts the upload of `fileURL` and returns at once. The handler is called once, when it has ended; never
 /// without a location. An archive that cannot be opened ends the process.

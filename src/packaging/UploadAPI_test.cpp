@@ -96,8 +96,11 @@ TEST_F(Uploading, NeedsAnArchive) {
     UploadAPI::upload(std::nullopt, handler);
     UtilityFunctions::SilentUpload(handler);
     EXPECT_FALSE(UploadAPI::uploadTask || std::filesystem::exists(log));
-    EXPECT_EXIT(UploadAPI::upload(home.path() / "missing.zip", handler), testing::ExitedWithCode(1),
-                "cannot be opened");
+    const auto send = [&] {
+        UploadAPI::upload(home.path() / "missing.zip", handler);
+        std::this_thread::sleep_for(std::chrono::seconds(20));
+    };
+    EXPECT_EXIT(send(), testing::ExitedWithCode(1), "cannot be opened");
 }
 
 TEST_F(Uploading, ShowsItsProgressInWholePercentsFrom1To99AndLogsItAtBothEnds) {

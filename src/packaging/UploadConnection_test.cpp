@@ -1,4 +1,5 @@
 // Which connections an upload makes, and which it refuses.
+#include "platform/posix/FileDescriptor.h"
 #include "test_support/Isolation.h"
 #include "test_support/LoopbackListener.h"
 #include "test_support/UploadFixture.h"

@@ -1,6 +1,7 @@
 #include "packaging/UploadTask.h"
 
 #include "platform/posix/Fatal.h"
+#include "platform/posix/FileSystem.h"
 #include "platform/posix/Process.h"
 
 #include <algorithm>
@@ -16,12 +17,17 @@ namespace {
 // that a task that is given up in the meantime stops.
 QByteArray readBody(const UploadRequest &request, const std::atomic<bool> &cancelled) {
     constexpr std::uint64_t stepBytes = std::uint64_t{4} << 20;
+    std::uint64_t archiveBytes = 0;
+    std::error_code error;
+    const auto archive = platform::openRegularFile(request.archive, archiveBytes, error);
+    if (!archive)
+        platform::fatal("The archive that was just made cannot be opened.");
     QByteArray body = request.head;
-    body.resize(request.head.size() + static_cast<qsizetype>(request.archiveBytes) + request.tail.size());
+    body.resize(request.head.size() + static_cast<qsizetype>(archiveBytes) + request.tail.size());
     char *position = body.data() + request.head.size();
-    for (std::uint64_t remaining = request.archiveBytes; remaining > 0 && !cancelled;) {
+    for (std::uint64_t remaining = archiveBytes; remaining > 0 && !cancelled;) {
         const ssize_t count = platform::uninterrupted(
-            [&] { return ::read(request.archive.get(), position, std::min(remaining, stepBytes)); });
+            [&] { return ::read(archive.get(), position, std::min(remaining, stepBytes)); });
         if (count <= 0)
             archiveUnreadable();
         position += count;

@@ -1,9 +1,10 @@
 // One upload over HTTPS: one HTTP exchange, on its own thread.
 //
-// The main thread makes, starts, cancels and destroys a task. The two callbacks run on the task's thread, the
-// session's callback queue. The last of them is `finished`, called exactly once, unless the task is destroyed
-// first: that stops the transfer promptly and calls nothing. Where there is no transport, or the system has
-// no thread to give, `resume` calls it, with an unknown error.
+// The main thread makes, starts, cancels and destroys a task; where it must not wait for the task's thread,
+// another one destroys it. The two callbacks run on the task's thread, the session's callback queue. The last
+// of them is `finished`, called exactly once, unless the task is destroyed first: that stops the transfer
+// promptly and calls nothing. Where there is no transport, or the system has no thread to give, `resume`
+// calls it, with an unknown error.
 //
 // HTTP/1.1. The redirects 307 and 308 are followed, to HTTPS on the same host; any other is the answer. A 200
 // counts only when its head is whole and the whole body was sent before it came. Proxies come from the
@@ -11,11 +12,11 @@
 #pragma once
 
 #include "packaging/UploadError.h"
-#include "platform/posix/FileDescriptor.h"
 
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -35,8 +36,9 @@ struct UploadRequest {
     QByteArray contentType;
     QByteArray head;
     QByteArray tail;
-    platform::FileDescriptor archive;
-    std::uint64_t archiveBytes = 0;
+    /// Opened and read by the task's thread, and closed before it is sent. It ends the process when that
+    /// fails.
+    std::filesystem::path archive;
 };
 
 /// How long a transfer may make no progress, and how much of an answer is kept.

@@ -15,6 +15,24 @@
 
 using namespace UtilityFunctions;
 
+namespace {
+
+// Finds the product and has it log in detail.
+ContentView::Start prepareProduct(bool isLumaloggingEnabled) {
+    FindRunningEditions();
+    if (IsMultipleInstance()) {
+        Logger::logInfo(QStringLiteral("Lumadoc multiple running instances."));
+        return ContentView::Start::refused;
+    }
+    SetLumadocRunningOrInstalledInstances(true);
+    SetLumadocOrPellix();
+    SetUserFilesFolder();
+    PListOperations::EnableLumaLogging(isLumaloggingEnabled);
+    return IsLumadocRestartRequired() ? ContentView::Start::needsRestart : ContentView::Start::done;
+}
+
+} // namespace
+
 ContentView::ContentView(QObject *parent)
     : Attachments(parent)
     , m_status(std::make_shared<StatusText>([this](const QString &text) { logLabel = text; }))
@@ -68,27 +86,21 @@ void ContentView::StartButtonPressed() {
 void ContentView::StartMonitoring() {
     Logger::logInfo(QStringLiteral("Start diagnostics pressed. Advanced Log Checkbox: ") +
                     (getSpinDump ? QStringLiteral("Yes") : QStringLiteral("No")));
-    FindRunningEditions();
-    if (IsMultipleInstance()) {
-        Logger::logInfo(QStringLiteral("Lumadoc multiple running instances."));
-        return;
-    }
-    SetLumadocRunningOrInstalledInstances(true);
-    SetLumadocOrPellix();
-    SetUserFilesFolder();
     primaryButtonDisabled = true;
     isRunning = true;
-    ProcessExecution::runSteps(
-        {[on = isLumaloggingEnabled.value()] { PListOperations::EnableLumaLogging(on); }},
-        [view = QPointer(this)] {
-            if (view)
-                view->monitoringStarted();
-        });
+    const auto start = std::make_shared<Start>(Start::refused);
+    ProcessExecution::runSteps({[start, on = isLumaloggingEnabled.value()] { *start = prepareProduct(on); }},
+                               [start, view = QPointer(this)] {
+                                   if (view)
+                                       view->monitoringStarted(*start);
+                               });
 }
 
-void ContentView::monitoringStarted() {
+void ContentView::monitoringStarted(Start start) {
     isRunning = false;
     primaryButtonDisabled = false;
+    if (start == Start::refused)
+        return;
     advanceLogToggleDisabled = true;
     startButtonLabel = Texts::stopDiagnostics;
     logLabel =
@@ -97,10 +109,9 @@ void ContentView::monitoringStarted() {
     primaryButtonColor = QStringLiteral("PrimaryTextColor");
     primaryButtonTextColor = QStringLiteral("BackgroundColor");
 
-    const bool isRestartRequired = IsLumadocRestartRequired();
     Logger::logInfo(QStringLiteral("ShowRestartLumadocAlert: ") +
-                    (isRestartRequired ? QStringLiteral("true") : QStringLiteral("false")));
-    if (isRestartRequired)
+                    (start == Start::needsRestart ? QStringLiteral("true") : QStringLiteral("false")));
+    if (start == Start::needsRestart)
         displayAlert(QStringLiteral("Lumadoc restart required"),
                      QStringLiteral("We suggest restarting Lumadoc immediately to gather detailed logs and "
                                     "then perform the problematic steps."),

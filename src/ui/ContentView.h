@@ -33,6 +33,9 @@ public:
     /// A press of the primary button; what it does follows in a later turn of the main thread.
     Q_INVOKABLE void primaryButtonPressed();
 
+    /// What a start came to; refused when both editions run.
+    enum class Start { refused, done, needsRestart };
+
     // The steps, by the caption that the primary button has.
     void StartButtonPressed();
     void StartMonitoring();
@@ -77,13 +80,14 @@ Q_SIGNALS:
     void closeRequested();
 
 private:
-    void monitoringStarted();
+    void monitoringStarted(Start start);
     void captureCompleted();
     void shareWhenAttached();
     void buildArchive();
     void sendArchive();
     void uploadArchive();
     void showFailure();
+    void showClosingPage();
     void applyFeedbackRules();
 
     // The status line as worker threads read and write it.

@@ -84,14 +84,14 @@ TEST_F(ContentViewTest, AStartWithAnInstalledProductGoesThroughItsStepsInOrder) 
     EXPECT_THAT(
         record.take(),
         ElementsAre(
-            "INFO: Start diagnostics pressed. Advanced Log Checkbox: No",
+            "INFO: Start diagnostics pressed. Advanced Log Checkbox: No", "primaryButtonDisabled = true",
+            "isRunning = true",
             "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.LumadocPE",
             "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.Pelx",
             "INFO: LumadocRunningInstance.isEmpty",
             "INFO: App url for bundle: com.brennic.LumadocPE is: ~/Applications/Lumadoc.app",
             "INFO: Lumadoc installation found.", "INFO: FlavourFromAppVersion:10.003.20112 flavour: QZ",
             "INFO: Directory created: ~/.local/share/Library/LumadocDiagnostics/Output/RUN/Lumadoc",
-            "primaryButtonDisabled = true", "isRunning = true",
             "INFO: PropertyList URL: ~/.local/share/Library/Preferences/com.brennic.LumadocPE.plist",
             "INFO: Lumalogging dictionary created", "INFO: Changes synchronized to plist successfully.",
             "isRunning = false", "primaryButtonDisabled = false", "advanceLogToggleDisabled = true",
@@ -132,8 +132,10 @@ TEST_F(ContentViewTest, TwoRunningProductsRefuseTheStart) {
     RunningProduct second(install({.edition = Edition::pellix}).executable);
     press();
     expectOneAlert("Multiple instances of Lumadoc detected");
+    ASSERT_TRUE(runMainQueueUntil([&] { return !view.primaryButtonDisabled; }));
     const auto [fields, lines] = record.takeApart();
-    EXPECT_THAT(fields, IsEmpty());
+    EXPECT_THAT(fields, ElementsAre("primaryButtonDisabled = true", "isRunning = true", "isRunning = false",
+                                    "primaryButtonDisabled = false"));
     EXPECT_EQ(lines.back(), "INFO: Lumadoc multiple running instances.");
     EXPECT_FALSE(lumadocOrPellix || userFilesURL);
     // With one of them gone the next press starts.

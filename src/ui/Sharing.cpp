@@ -1,6 +1,7 @@
 // The last step of the window: the archive is built once, and uploaded as often as the user tries.
 #include "ui/ContentView.h"
 
+#include "collection/ProcessExecution.h"
 #include "collection/UserDetails.h"
 #include "discovery/MainQueue.h"
 #include "packaging/FilesPathDirectory.h"
@@ -72,35 +73,41 @@ void ContentView::buildArchive() {
 }
 
 void ContentView::sendArchive() {
-    if (FilesPathDirectory::isArchiveSizeValid())
-        uploadArchive();
-    else
-        showFailure();
+    // An upload that the user has stopped may still be ending; what it says must not reach the status line.
+    ++m_uploadNumber;
+    m_status->note(logLabel);
+    const auto earlier = std::make_shared<std::unique_ptr<UploadTask>>(std::move(UploadAPI::uploadTask));
+    const auto check = [earlier] {
+        earlier->reset();
+        return FilesPathDirectory::isArchiveSizeValid();
+    };
+    besideMainQueue("Archive", check, [view = QPointer(this)](bool isValid) {
+        if (view)
+            isValid ? view->uploadArchive() : view->showFailure();
+    });
 }
 
 void ContentView::uploadArchive() {
-    // One that the user has stopped may still be ending; its report must not reach the status line any more.
-    UploadAPI::uploadTask.reset();
     logLabel = QStringLiteral("Uploading 0%");
-    // Also when the line has not changed, since the earlier one did not get far.
+    // Also when the line has not changed, since the earlier upload did not get far.
     m_status->note(logLabel);
     primaryButtonDisabled = false;
     startButtonLabel = Texts::stopUpload;
     isRunning = true;
-    const int upload = ++m_uploadNumber;
-    UploadAPI::upload(compressedLogURL, [view = QPointer(this), upload](const UploadResult &result) {
-        onMainQueue([=] {
-            if (!view)
-                return;
-            // The user stopped this one and has started the next.
-            if (view->m_uploadNumber != upload) {
-                if (const auto *error = std::get_if<UploadError>(&result))
-                    UploadAPI::logUploadError(*error);
-                return;
-            }
-            view->startUpload(result);
-        });
-    });
+    UploadAPI::upload(compressedLogURL,
+                      [view = QPointer(this), upload = m_uploadNumber](const UploadResult &result) {
+                          onMainQueue([=] {
+                              if (!view)
+                                  return;
+                              // The user stopped this one and has started the next.
+                              if (view->m_uploadNumber != upload) {
+                                  if (const auto *error = std::get_if<UploadError>(&result))
+                                      UploadAPI::logUploadError(*error);
+                                  return;
+                              }
+                              view->startUpload(result);
+                          });
+                      });
 }
 
 void ContentView::startUpload(const UploadResult &result) {
@@ -114,7 +121,14 @@ void ContentView::startUpload(const UploadResult &result) {
         return;
     }
     logLabel = QStringLiteral("Uploading 100%");
-    FilesPathDirectory::removeOutput();
+    primaryButtonDisabled = true;
+    ProcessExecution::runSteps({FilesPathDirectory::removeOutput}, [view = QPointer(this)] {
+        if (view)
+            view->showClosingPage();
+    });
+}
+
+void ContentView::showClosingPage() {
     startButtonLabel = Texts::close;
     isRunning = false;
     logLabel = QString();
