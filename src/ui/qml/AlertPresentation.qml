@@ -44,7 +44,7 @@ WindowDialog {
         property bool isMade: false
 
         view: alert.view
-        text: alert.texts[1]
+        content: alert.texts[1]
         readOnly: true
         Layout.fillWidth: true
         Accessible.role: Accessible.Notification

@@ -8,8 +8,12 @@ TextEdit {
     id: edit
 
     required property ContentView view
+    required property string content
     /// How many characters can be pasted.
     property int limit: 0
+
+    /// Somebody has changed the text, which is not the content any more.
+    signal edited()
 
     function takeIn(isSelection: bool) {
         if (readOnly)
@@ -22,6 +26,16 @@ TextEdit {
         menu.createObject(edit, { at: at });
     }
 
+    text: content
+    // A screen reader can write into a text that is read-only; then it does not stay.
+    onTextChanged: {
+        if (text === content)
+            return;
+        if (readOnly || !enabled)
+            text = Qt.binding(() => content);
+        else
+            edited();
+    }
     color: Assets.color("PrimaryTextColor")
     selectionColor: Assets.color("PrimaryColor")
     selectedTextColor: "white"

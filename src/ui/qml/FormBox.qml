@@ -73,7 +73,7 @@ ColumnLayout {
 
             view: box.view
             limit: box.limit
-            text: box.text
+            content: box.text
             enabled: box.isLong || !box.view.isFormFrozen
             readOnly: box.view.isFeedbackEmailLayoutDisabled
             color: Assets.color(frame.isFrozen ? "SecondaryTextColor" : "PrimaryTextColor")
@@ -97,9 +97,7 @@ ColumnLayout {
                     box.view.feedbackFormFocus = box.field;
             }
             // What the rules have dropped moves neither the caret nor the page.
-            onTextChanged: {
-                if (text === box.text)
-                    return;
+            onEdited: {
                 const y = contentY;
                 const caret = box.isLong ? box.view.changeFeedback(text, cursorPosition)
                                          : box.view.changeEmail(text, cursorPosition);

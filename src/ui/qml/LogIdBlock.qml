@@ -31,7 +31,7 @@ ColumnLayout {
         id: logId
 
         view: block.view
-        text: view.logId
+        content: view.logId
         readOnly: true
         font.family: "BrennicClean-Bold"
         font.bold: true

@@ -16,16 +16,19 @@ Window {
         return item !== null;
     }
 
-    // The keyboard goes back from a dialog or a menu that has closed, and on from a control that is hidden now, to the
-    // one before it. The control that has it is scrolled into sight.
+    // The control that has the keyboard is scrolled into sight. The keyboard goes back from a dialog or a menu that has
+    // closed, and on from a control that is hidden or disabled now, to the one before it; but the primary button is
+    // pressed again when its step is over.
     function settleFocus() {
         const item = activeFocusItem;
-        if (item === contentItem)
-            worked?.forceActiveFocus(Qt.PopupFocusReason);
-        else if (item && !item.visible)
-            item.nextItemInFocusChain(false).forceActiveFocus(Qt.BacktabFocusReason);
-        else if (isInSections(item))
+        if (isInSections(item) && item.activeFocusOnTab && item.visible)
             scroll.reveal(item);
+        else if ((item !== contentItem && !isInSections(item)) || !worked)
+            return;
+        else if (worked.visible && (worked.enabled || worked === sections.primary))
+            worked.forceActiveFocus(Qt.PopupFocusReason);
+        else
+            worked.nextItemInFocusChain(false).forceActiveFocus(Qt.BacktabFocusReason);
     }
 
     title: Application.displayName
@@ -39,7 +42,7 @@ Window {
     onClosing: view.disappear()
 
     onActiveFocusItemChanged: {
-        if (isInSections(activeFocusItem))
+        if (isInSections(activeFocusItem) && activeFocusItem.activeFocusOnTab)
             worked = activeFocusItem;
         settling.restart();
     }

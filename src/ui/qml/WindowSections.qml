@@ -7,6 +7,7 @@ Column {
     id: sections
 
     required property ContentView view
+    readonly property alias primary: primary
     readonly property bool isFormPage: view.isFeedbackLayoutVisible
 
     spacing: 16
@@ -51,6 +52,8 @@ Column {
 
     // The one button that leads through the run. The last of its styles is that of the closing page.
     FocusableButtonStyle {
+        id: primary
+
         visible: !sections.view.isCloseLayoutVisible
         focus: true
         isFocusQuiet: true

@@ -73,21 +73,30 @@ Item {
             }
         }
 
+        // The control that has the keyboard can be worked, and shows that the keyboard is on it.
+        function isSeen() {
+            const item = window.activeFocusItem;
+            return item.visible && item.enabled && item.activeFocusOnTab && rings().length === 1;
+        }
+
         // From each control that a state has, to each state that may come next.
         function test_it_is_never_on_what_is_hidden() {
             showForm();
             view.changeFeedback("x");
             for (const name of ["attached", "failed", "packing"]) {
-                states[name]();
-                settle();
-                for (const item of controls().filter(item => item.visible)) {
+                const reach = () => {
+                    view.isFeedbackEmailLayoutDisabled = name !== "attached";
+                    states[name]();
+                    settle();
+                };
+                reach();
+                for (const item of controls()) {
+                    reach();
                     item.forceActiveFocus(Qt.TabFocusReason);
                     for (const next of ["offline", "none", "packing", name]) {
                         states[next]();
                         settle();
-                        tryVerify(() => window.activeFocusItem.visible, 500, `${item.Accessible.name}, ${next}`);
-                        // A control that is disabled waits for its turn.
-                        verify(rings().length === 1 || !item.enabled, `${item.Accessible.name}, ${next}, ${focused()}`);
+                        tryVerify(isSeen, 500, `${item.Accessible.name}, ${next}: ${focused()}`);
                     }
                 }
             }
@@ -103,6 +112,41 @@ Item {
             view.changeFeedback("x");
             states.failed();
             tryVerify(() => focused() === "Share logs");
+        }
+
+        // A screen reader presses a button and leaves the keyboard where it is, on what the press disables.
+        function test_it_goes_on_from_what_is_disabled() {
+            const names = ["Advanced logs", "System apps information"];
+            for (const name of names) {
+                view.advanceLogToggleDisabled = false;
+                control(name).forceActiveFocus(Qt.TabFocusReason);
+                reproduce();
+                tryVerify(() => focused() === "Stop diagnostics" && isSeen(), 500, `${name}: ${focused()}`);
+            }
+            showForm();
+            view.changeFeedback("x");
+            set({ filesCountInDestination: 2 });
+            for (const name of ["Attach screenshot and pdf files", "Remove attached files", view.emailLabel]) {
+                set({ isFeedbackEmailLayoutDisabled: false, isFormFrozen: false });
+                control(name).forceActiveFocus(Qt.TabFocusReason);
+                set({ isFormFrozen: true });
+                states.packing();
+                tryVerify(isSeen, 500, `${name}: ${focused()}`);
+            }
+        }
+
+        // The primary button is disabled while a step runs, and is what the user presses next.
+        function test_it_waits_on_the_primary_button() {
+            showForm();
+            view.changeFeedback("x");
+            control("Share logs").forceActiveFocus(Qt.TabFocusReason);
+            view.primaryButtonDisabled = true;
+            states.packing();
+            settle();
+            wait(50);
+            states.uploading();
+            view.primaryButtonDisabled = false;
+            tryVerify(() => focused() === "Stop upload" && isSeen(), 500, focused());
         }
 
         // Also when the control has gone meanwhile.
