@@ -140,7 +140,7 @@ In this window a user starts the diagnostics of Lumadoc or Pellix,
 reproduces a problem, describes it, and shares the logs with Brennic
 support.")
 set(CPACK_DEBIAN_WINDOW_PACKAGE_DEPENDS "${core} (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}), \
-libqt6svg6, qml6-module-qt-labs-folderlistmodel, qml6-module-qtqml, qml6-module-qtqml-models, \
+libqt6svg6, qml6-module-qtqml, qml6-module-qtqml-models, \
 qml6-module-qtqml-workerscript, qml6-module-qtquick, qml6-module-qtquick-layouts, \
 qml6-module-qtquick-templates, qml6-module-qtquick-window")
 # Without pkexec and an agent that asks, the capture has no process sample and says so.

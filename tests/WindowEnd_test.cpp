@@ -110,8 +110,7 @@ TEST_F(WindowEnd, WithoutAPartOfTheWindowItSaysSo) {
         for (const auto &[module, reason] :
              {std::pair("QtQml", "[^\n]*QtQml[^\n]*"),
               {"QtQuick/Layouts", "Qt's module QtQuick/Layouts is not installed"},
-              {"QtQuick/Templates", "Qt's module QtQuick/Templates is not installed"},
-              {"Qt/labs", "Qt's module Qt/labs/folderlistmodel is not installed"}}) {
+              {"QtQuick/Templates", "Qt's module QtQuick/Templates is not installed"}}) {
             const Mount hidden = Mount::memory(modules / module, 4096);
             expectNoWindow(std::string("opened: ") + reason);
         }

@@ -41,6 +41,10 @@ fs::path folderForOneCopy(const fs::path &scratch) {
 
 } // namespace
 
+bool UserFiles::canBeAttached(const fs::path &file) {
+    return extensions.contains(platform::displayText(file.extension()).mid(1), Qt::CaseInsensitive);
+}
+
 QString UserFiles::leftOut(const fs::path &file, const QString &reason) {
     QString name = platform::displayText(file.filename());
     if (name.size() > 64)
@@ -66,7 +70,7 @@ UserFiles::Pick UserFiles::measured(const Files &picked, const Files &waiting,
         fs::path file = fs::is_symlink(each, error) ? fs::canonical(each, error) : each;
         if (file.empty())
             file = each;
-        if (extensions.contains(platform::displayText(file.extension()).mid(1), Qt::CaseInsensitive))
+        if (canBeAttached(file))
             pick.files.push_back(file);
         else
             pick.leftOut += leftOut(each, QStringLiteral("Only pictures and documents can be attached"));

@@ -23,6 +23,9 @@ inline constexpr qint64 limitBytes = 10'485'760;
 inline const QStringList extensions =
     QStringLiteral("pdf jpg jpeg png doc docx xls xlsx ppt pptx").split(u' ');
 
+/// Whether the file's name says that it is of such a kind.
+bool canBeAttached(const std::filesystem::path &file);
+
 /// What the user is told of a file that is not attached.
 QString leftOut(const std::filesystem::path &file, const QString &reason);
 QString leftOut(const std::filesystem::path &file, const std::error_code &reason);

@@ -4,9 +4,8 @@
 #include "discovery/ProductDiscovery.h"
 #include "logging/Logging.h"
 #include "platform/posix/Text.h"
+#include "ui/FolderList.h"
 
-#include <QDir>
-#include <QFile>
 #include <QPointer>
 
 namespace fs = std::filesystem;
@@ -99,19 +98,11 @@ void Attachments::presentFilePicker() {
         });
 }
 
-QStringList Attachments::filePanelFilters() const {
-    return QStringLiteral("*.%1").arg(UserFiles::extensions.join(QStringLiteral(" *."))).split(u' ');
-}
-
-QUrl Attachments::filePanelFolder() const {
-    return QUrl::fromLocalFile(QDir::homePath());
-}
-
-void Attachments::closeFilePanel(const QList<QUrl> &picked) {
+void Attachments::closeFilePanel(const QStringList &picked) {
     isFilePanelVisible = false;
     Files files;
-    for (const QUrl &url : picked)
-        files.emplace_back(QFile::encodeName(url.toLocalFile()).toStdString());
+    for (const QString &file : picked)
+        files.push_back(FolderList::decoded(file));
     filesPicked(files);
 }
 

@@ -10,7 +10,6 @@
 #include "ui/ContentViewState.h"
 
 #include <QStringList>
-#include <QUrl>
 #include <chrono>
 #include <deque>
 #include <functional>
@@ -20,9 +19,6 @@
 class Attachments : public ContentViewState {
     Q_OBJECT
     QML_ANONYMOUS
-    // What the window's own file panel offers, and the folder in which it opens.
-    Q_PROPERTY(QStringList filePanelFilters READ filePanelFilters CONSTANT)
-    Q_PROPERTY(QUrl filePanelFolder READ filePanelFolder CONSTANT)
 
 public:
     explicit Attachments(QObject *parent = nullptr);
@@ -32,13 +28,10 @@ public:
     /// The disk is still busy with what the user has picked or removed.
     LUMAMON_FIELD(bool, isAttaching, false)
 
-    QStringList filePanelFilters() const;
-    QUrl filePanelFolder() const;
-
     /// Opens the desktop's file panel, else the window's own; what comes of it goes to `filesPicked`.
     Q_INVOKABLE void presentFilePicker();
-    /// The window's own panel is done; `picked` is empty when it was cancelled.
-    Q_INVOKABLE void closeFilePanel(const QList<QUrl> &picked);
+    /// The window's own panel is done; `picked`, as FolderList names files, is empty when it was cancelled.
+    Q_INVOKABLE void closeFilePanel(const QStringList &picked);
 
     using Files = UserFiles::Files;
     using Clash = UserFiles::Clash;

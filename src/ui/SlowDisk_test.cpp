@@ -4,6 +4,7 @@
 #include "discovery/ProductDiscovery.h"
 #include "discovery/RunState.h"
 #include "test_support/WindowFixture.h"
+#include "ui/FolderList.h"
 
 #include <atomic>
 
@@ -117,6 +118,22 @@ TEST_F(WindowTest, ADiskThatDoesNotAnswerCostsOnlyItsFiles) {
     EXPECT_FALSE(view.isAttaching);
     EXPECT_EQ(view.filesCountInDestination, 1);
     EXPECT_TRUE(fs::exists(*userFilesURL / "here.png"));
+}
+
+TEST_F(WindowTest, AFolderThatDoesNotAnswerCanBeLeft) {
+    REQUIRE_SLOW_DISK();
+    test_support::writeFile(home.path() / "mount/a.png", "content");
+    test_support::writeFile(home.path() / "b.png", "content");
+    FolderList list;
+    ASSERT_TRUE(runMainQueueUntil([&] { return list.isListed.value(); }));
+    EXPECT_EQ(list.entries.value().size(), 2);
+    const SlowDisk disk(home.path() / "mount");
+    disk.stopAnswering();
+    list.open(FolderList::encoded(home.path() / "mount"));
+    runMainQueueFor(300ms);
+    EXPECT_FALSE(list.isListed);
+    list.openParent();
+    ASSERT_TRUE(runMainQueueUntil([&] { return list.isListed.value(); }));
 }
 
 // The product's preferences are on the slow disk.

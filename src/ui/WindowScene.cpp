@@ -31,7 +31,7 @@ void reportMissingDisplay(QtMsgType type, const QMessageLogContext &, const QStr
 // The parts of the window that are made when they are needed use these modules of Qt. Without one of them the
 // window opens, and stops halfway.
 QString missingModule(const QStringList &folders) {
-    for (const char *name : {"QtQuick/Layouts", "QtQuick/Templates", "Qt/labs/folderlistmodel"}) {
+    for (const char *name : {"QtQuick/Layouts", "QtQuick/Templates"}) {
         const QString module = QString::fromLatin1(name);
         const auto holds = [&](const QString &folder) {
             return QFileInfo::exists(folder + u'/' + module + QStringLiteral("/qmldir"));

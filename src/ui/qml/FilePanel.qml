@@ -1,25 +1,17 @@
 // The window's own panel for choosing files, for desktops that have none. It reads folders and changes nothing.
 import QtQuick
 import QtQuick.Layouts
-import Qt.labs.folderlistmodel
 import Lumamon
 
 WindowDialog {
     id: panel
 
     required property ContentView view
-    property alias folder: files.folder
-    property alias filters: files.nameFilters
+    property alias folder: folder
     /// The files that are checked, in any folder.
     property var picked: []
 
-    function showFolder(folder: url) {
-        sinceShown.restart();
-        files.folder = folder;
-        list.forceActiveFocus(Qt.PopupFocusReason);
-    }
-
-    function toggle(file: url) {
+    function toggle(file: string) {
         picked = picked.includes(file) ? picked.filter(other => other !== file) : [...picked, file];
     }
 
@@ -35,6 +27,15 @@ WindowDialog {
     onEscaped: choose([])
     onOpened: list.forceActiveFocus(Qt.PopupFocusReason)
 
+    FolderList {
+        id: folder
+
+        onPathChanged: {
+            sinceShown.restart();
+            list.forceActiveFocus(Qt.PopupFocusReason);
+        }
+    }
+
     // The second click of a double click on a folder is not meant for what the folder shows in its place.
     Timer {
         id: sinceShown
@@ -46,7 +47,7 @@ WindowDialog {
         spacing: 12
 
         BodyText {
-            text: decodeURIComponent(`${files.folder}`.slice("file://".length))
+            text: folder.path
             elide: Text.ElideLeft
             wrapMode: Text.NoWrap
             colorName: "SecondaryTextColor"
@@ -55,8 +56,8 @@ WindowDialog {
 
         LinkButton {
             text: "Parent folder"
-            enabled: `${files.parentFolder}` !== ""
-            onClicked: panel.showFolder(files.parentFolder)
+            enabled: folder.hasParent
+            onClicked: folder.openParent()
         }
     }
 
@@ -78,22 +79,13 @@ WindowDialog {
             Accessible.role: Accessible.List
             Accessible.name: panel.title
 
-            model: FolderListModel {
-                id: files
-
-                folder: panel.view.filePanelFolder
-                nameFilters: panel.view.filePanelFilters
-                caseSensitive: false
-                sortCaseSensitive: false
-                showDirsFirst: true
-            }
+            model: folder.entries
+            onModelChanged: currentIndex = 0
 
             // Qt 6.4 has no way to bind a delegate to this file's names.
             // qmllint disable unqualified
             delegate: Toggle {
-                required property string fileName
-                required property url fileUrl
-                required property bool fileIsDir
+                required property var modelData
                 required property int index
 
                 width: list.width
@@ -101,23 +93,23 @@ WindowDialog {
                 activeFocusOnTab: false
                 takesReturn: true
                 takesDoubleClick: false
-                hasBox: !fileIsDir
-                text: fileIsDir ? fileName + "/" : fileName
-                checked: panel.picked.includes(fileUrl)
+                hasBox: !modelData.isFolder
+                text: modelData.name
+                checked: panel.picked.includes(modelData.file)
                 onClicked: {
                     if (sinceShown.running)
                         return;
                     list.currentIndex = index;
-                    fileIsDir ? panel.showFolder(fileUrl) : panel.toggle(fileUrl);
+                    modelData.isFolder ? folder.open(modelData.file) : panel.toggle(modelData.file);
                 }
             }
             // qmllint enable unqualified
         }
 
         BodyText {
-            text: "No folders, pictures or documents here"
+            text: folder.isListed ? "No folders, pictures or documents here" : "Waiting for the disk"
             colorName: "SecondaryTextColor"
-            visible: files.status === FolderListModel.Ready && files.count === 0
+            visible: list.count === 0
             anchors.centerIn: parent
         }
     }

@@ -50,11 +50,7 @@ Item {
                 view.changeFeedback("x");
                 set({ filesCountInDestination: 2, viewlogsButtonDisabled: false });
             };
-            const failWithAddress = () => {
-                fail();
-                drawn(stage).find(item => item instanceof LinkButton && item.text === "").text = "someone@brennic.example";
-            };
-            for (const step of [() => {}, showForm, fill, failWithAddress]) {
+            for (const step of [() => {}, showForm, fill, fail]) {
                 step();
                 settle();
                 const place = item => item.mapToItem(stage, 0, 0);

@@ -60,7 +60,8 @@ Item {
             view.isSecondaryError = ContentView.SecondaryError.network;
             const texts = ["Error sharing logs.", "Please ensure you have access to the internet."];
             // Below the form.
-            compare(shownTexts().slice(-5), [...texts, "You can", "view the logs", "and share it with us at"]);
+            compare(shownTexts().slice(-6), [...texts, "You can", "view the logs", "and share it with us at",
+                                             "lumadoc-support@brennic.example"]);
             texts.forEach(verifyAnnounced);
             verify(control("view the logs").enabled);
         }
