@@ -2,7 +2,7 @@
 // these and from the run, the views read from ContentView.
 //
 // Main thread. A field that changes redraws what depends on it. Colours are names of the asset catalogue
-// (Assets.qml) or the system colours "white" and "clear".
+// (Theme.qml) or the system colours "white" and "clear".
 #pragma once
 
 #include "discovery/Constants.h"

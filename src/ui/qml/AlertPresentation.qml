@@ -70,9 +70,9 @@ WindowDialog {
         ThickBorderButtonStyle {
             visible: alert.isQuestion
             text: "Replace"
-            strokeColor: Assets.color("error")
+            strokeColor: Theme.color("error")
             textColor: strokeColor
-            colorBinding: Assets.color("BackgroundColor")
+            colorBinding: Theme.color("BackgroundColor")
             onClicked: alert.answer(true)
         }
 
@@ -80,7 +80,7 @@ WindowDialog {
             id: dismiss
 
             text: alert.isQuestion ? "Cancel" : alert.isOfForm ? "OK" : alert.alerts.buttonTitle
-            colorBinding: Assets.color("PrimaryColor")
+            colorBinding: Theme.color("PrimaryColor")
             textColor: "white"
             onClicked: alert.answer(false)
         }

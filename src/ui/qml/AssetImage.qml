@@ -6,7 +6,7 @@ Image {
     required property string name
     required property int size
 
-    source: Assets.image(name)
+    source: Theme.image(name)
     sourceSize.width: size
     sourceSize.height: size
     fillMode: Image.Pad

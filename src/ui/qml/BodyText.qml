@@ -6,7 +6,7 @@ Text {
     property string colorName: "PrimaryTextColor"
     property bool isBold: false
 
-    color: Assets.color(colorName)
+    color: Theme.color(colorName)
     font.family: isBold ? "BrennicClean-Bold" : "BrennicClean-Regular"
     font.bold: isBold
     font.pixelSize: 14

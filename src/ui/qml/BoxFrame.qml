@@ -10,9 +10,9 @@ Rectangle {
     required property bool isFocused
 
     radius: 6
-    color: isFrozen ? Qt.alpha(Assets.color("Border"), 0.15) : "transparent"
+    color: isFrozen ? Qt.alpha(Theme.color("Border"), 0.15) : "transparent"
     border.width: 1
-    border.color: Assets.color(isWrong ? "error" : "Border")
+    border.color: Theme.color(isWrong ? "error" : "Border")
 
     FocusRing {
         anchors.margins: -2

@@ -29,7 +29,7 @@ Column {
         id: close
 
         text: layout.view.startButtonLabel
-        colorBinding: Assets.color(layout.view.thickBorderButtonColor)
+        colorBinding: Theme.color(layout.view.thickBorderButtonColor)
         onClicked: layout.view.close()
         anchors.horizontalCenter: parent.horizontalCenter
     }

@@ -36,8 +36,8 @@ TextEdit {
         else
             edited();
     }
-    color: Assets.color("PrimaryTextColor")
-    selectionColor: Assets.color("PrimaryColor")
+    color: Theme.color("PrimaryTextColor")
+    selectionColor: Theme.color("PrimaryColor")
     selectedTextColor: "white"
     font.family: "BrennicClean-Regular"
     font.pixelSize: 14
@@ -96,10 +96,10 @@ TextEdit {
             }
 
             background: Rectangle {
-                color: Assets.color("BackgroundColor")
+                color: Theme.color("BackgroundColor")
                 radius: 6
                 border.width: 1
-                border.color: Assets.color("Border")
+                border.color: Theme.color("Border")
             }
 
             // Qt 6.4 has no way to bind a component to this file's names.
@@ -148,7 +148,7 @@ TextEdit {
         }
 
         background: Rectangle {
-            color: entry.highlighted ? Qt.alpha(Assets.color("Border"), 0.2) : "transparent"
+            color: entry.highlighted ? Qt.alpha(Theme.color("Border"), 0.2) : "transparent"
             radius: 4
         }
     }

@@ -52,7 +52,7 @@ ColumnLayout {
             onClicked: form.view.presentFilePicker()
             background.radius: 6
             background.border.width: 1
-            background.border.color: Assets.color("Border")
+            background.border.color: Theme.color("Border")
             background.color: pressed ? Qt.alpha(background.border.color, 0.2) : "transparent"
             Layout.preferredWidth: form.view.AttachFileButtonWidth
         }

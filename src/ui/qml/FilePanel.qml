@@ -120,14 +120,14 @@ WindowDialog {
 
         ThickBorderButtonStyle {
             text: "Cancel"
-            colorBinding: Assets.color("BackgroundColor")
+            colorBinding: Theme.color("BackgroundColor")
             onClicked: panel.choose([])
         }
 
         FocusableButtonStyle {
             text: panel.picked.length < 2 ? "Attach" : `Attach ${panel.picked.length} files`
             enabled: panel.picked.length > 0
-            colorBinding: Assets.color("PrimaryColor")
+            colorBinding: Theme.color("PrimaryColor")
             textColor: "white"
             onClicked: panel.choose(panel.picked)
         }

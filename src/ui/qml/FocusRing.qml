@@ -9,5 +9,5 @@ Rectangle {
     anchors.margins: -4
     color: "transparent"
     border.width: 2
-    border.color: Assets.color(colorName)
+    border.color: Theme.color(colorName)
 }

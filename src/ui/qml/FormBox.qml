@@ -76,7 +76,7 @@ ColumnLayout {
             content: box.text
             enabled: box.isLong || !box.view.isFormFrozen
             readOnly: box.view.isFeedbackEmailLayoutDisabled
-            color: Assets.color(frame.isFrozen ? "SecondaryTextColor" : "PrimaryTextColor")
+            color: Theme.color(frame.isFrozen ? "SecondaryTextColor" : "PrimaryTextColor")
             inputMethodHints: box.isLong ? Qt.ImhNone : Qt.ImhEmailCharactersOnly
             topPadding: edge - contentY
             leftPadding: 10

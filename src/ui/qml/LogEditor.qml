@@ -14,7 +14,7 @@ Rectangle {
 
     implicitHeight: content.height + 2 * content.y
     radius: 12
-    color: Qt.alpha(Assets.color("Border"), 0.1)
+    color: Qt.alpha(Theme.color("Border"), 0.1)
 
     Column {
         id: content

@@ -38,7 +38,7 @@ Window {
     width: minimumWidth
     height: Math.min(744, Screen.desktopAvailableHeight)
     visible: true
-    color: Assets.color("BackgroundColor")
+    color: Theme.color("BackgroundColor")
     onClosing: view.disappear()
 
     onActiveFocusItemChanged: {

@@ -25,7 +25,7 @@ T.ScrollBar {
     contentItem: Rectangle {
         implicitWidth: 6
         radius: 3
-        color: Assets.color("Border")
+        color: Theme.color("Border")
         opacity: bar.pressed || bar.hovered ? 1 : 0.7
     }
 }

@@ -24,7 +24,7 @@ Column {
         implicitWidth: 240
         implicitHeight: 4
         radius: 2
-        color: Qt.alpha(Assets.color("Border"), 0.35)
+        color: Qt.alpha(Theme.color("Border"), 0.35)
         clip: true
         opacity: status.view.isRunning ? 1 : 0
         anchors.horizontalCenter: parent.horizontalCenter
@@ -39,7 +39,7 @@ Column {
             width: bar.width * (status.progress === undefined ? moving.share : status.progress / 100)
             height: parent.height
             radius: 2
-            color: Assets.color("CheckboxColor")
+            color: Theme.color("CheckboxColor")
         }
 
         NumberAnimation {

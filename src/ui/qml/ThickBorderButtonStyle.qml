@@ -4,7 +4,7 @@ import Lumamon
 
 WindowButton {
     required property color colorBinding
-    property color strokeColor: Assets.color("PrimaryTextColor")
+    property color strokeColor: Theme.color("PrimaryTextColor")
 
     background.color: pressed ? Qt.alpha(strokeColor, 0.2) : colorBinding
     background.border.width: 2

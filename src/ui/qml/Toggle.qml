@@ -28,9 +28,9 @@ Pressable {
         height: 18
         radius: 4
         anchors.verticalCenter: parent.verticalCenter
-        color: toggle.checked ? Assets.color("CheckboxColor") : "transparent"
+        color: toggle.checked ? Theme.color("CheckboxColor") : "transparent"
         border.width: toggle.checked ? 0 : 1
-        border.color: Assets.color("Border")
+        border.color: Theme.color("Border")
 
         AssetImage {
             name: "checkmark"

@@ -15,7 +15,7 @@ ColumnLayout {
         Layout.alignment: Qt.AlignHCenter
 
         AssetImage {
-            name: Assets.isDark ? "darkerroricon" : "erroricon"
+            name: Theme.isDark ? "darkerroricon" : "erroricon"
             size: 20
         }
 

@@ -5,7 +5,7 @@ import Lumamon
 Pressable {
     id: button
 
-    property color textColor: Assets.color("PrimaryTextColor")
+    property color textColor: Theme.color("PrimaryTextColor")
     property real sidePadding: 16
     property alias background: ground
     property alias contentItem: caption

@@ -19,10 +19,10 @@ T.Dialog {
     closePolicy: T.Popup.NoAutoClose
 
     background: Rectangle {
-        color: Assets.color("BackgroundColor")
+        color: Theme.color("BackgroundColor")
         radius: 12
         border.width: 1
-        border.color: Assets.color("Border")
+        border.color: Theme.color("Border")
     }
 
     T.Overlay.modal: Rectangle {

@@ -13,7 +13,7 @@ Column {
     spacing: 16
 
     Binding {
-        target: Assets
+        target: Theme
         property: "colorScheme"
         value: sections.view.colorScheme
     }
@@ -60,8 +60,8 @@ Column {
         takesDoubleClick: false
         text: sections.view.startButtonLabel
         enabled: !sections.view.primaryButtonDisabled
-        colorBinding: Assets.color(sections.view.primaryButtonColor)
-        textColor: Assets.color(sections.view.primaryButtonTextColor)
+        colorBinding: Theme.color(sections.view.primaryButtonColor)
+        textColor: Theme.color(sections.view.primaryButtonTextColor)
         onClicked: sections.view.primaryButtonPressed()
         anchors.horizontalCenter: parent.horizontalCenter
     }

@@ -32,7 +32,7 @@ TestCase {
             readonly property ContentView view: ContentView {}
 
             anchors.fill: parent
-            color: Assets.color("BackgroundColor")
+            color: Theme.color("BackgroundColor")
 
             WindowSections {
                 view: backdrop.view
@@ -165,6 +165,6 @@ TestCase {
     }
 
     function colorOf(name) {
-        return Assets.color(name);
+        return Theme.color(name);
     }
 }

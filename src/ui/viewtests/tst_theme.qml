@@ -4,7 +4,7 @@ import QtTest
 import Lumamon
 
 TestCase {
-    name: "Assets"
+    name: "Theme"
 
     readonly property real text: 4.5
     readonly property real mark: 3
@@ -35,8 +35,8 @@ TestCase {
     }
 
     function test_every_text_and_mark_has_enough_contrast(data) {
-        Assets.colorScheme = data.scheme;
-        const color = name => Assets.color(name);
+        Theme.colorScheme = data.scheme;
+        const color = name => Theme.color(name);
         fuzzyCompare(contrast(color("white"), Qt.color("#767676")), 4.54, 0.005);
         for (const [name, ground, least] of [
                  ["PrimaryTextColor", "BackgroundColor", text], ["SecondaryTextColor", "BackgroundColor", text],
@@ -60,15 +60,15 @@ TestCase {
     }
 
     function test_every_colour_but_the_systems_has_a_variant_for_the_dark(data) {
-        for (const name in Assets.colors)
-            compare(Assets.colors[name][0] === Assets.colors[name][1], name === "white" || name === "clear", name);
+        for (const name in Theme.colors)
+            compare(Theme.colors[name][0] === Theme.colors[name][1], name === "white" || name === "clear", name);
     }
 
     function test_every_image_is_there(data) {
-        Assets.colorScheme = data.scheme;
+        Theme.colorScheme = data.scheme;
         for (const name of ["lumadocdiagnosticlogo", "checkmark", "checkmarkcircle", "TarnDeleteOutline18N",
-                            Assets.isDark ? "darkerroricon" : "erroricon"]) {
-            image.source = Assets.image(name);
+                            Theme.isDark ? "darkerroricon" : "erroricon"]) {
+            image.source = Theme.image(name);
             compare(image.status, Image.Ready, name);
             verify(image.source.toString().includes("/" + data.tag + "/"));
         }
