@@ -54,10 +54,12 @@ FolderList::FolderList(QObject *parent)
 
 void FolderList::open(const QString &file) {
     show(decoded(file));
+    list();
 }
 
 void FolderList::openParent() {
     show(m_folder.parent_path());
+    list();
 }
 
 QString FolderList::encoded(const fs::path &file) {
@@ -74,8 +76,11 @@ void FolderList::show(const fs::path &folder) {
     hasParent = folder.has_relative_path();
     isListed = false;
     entries = QVariantList();
-    const auto list = [folder] { return entriesOf(folder); };
-    besideMainQueue("Folder", list, [list = QPointer(this), folder](const QVariantList &found) {
+}
+
+void FolderList::list() {
+    const auto ask = [folder = m_folder] { return entriesOf(folder); };
+    besideMainQueue("Folder", ask, [list = QPointer(this), folder = m_folder](const QVariantList &found) {
         // Unless the user has gone on to another folder.
         if (!list || list->m_folder != folder)
             return;

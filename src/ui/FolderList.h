@@ -14,7 +14,7 @@ class FolderList : public QObject {
     QML_ELEMENT
 
 public:
-    /// Opens the user's home folder.
+    /// The user's home folder, not yet listed.
     explicit FolderList(QObject *parent = nullptr);
 
     /// As it is shown.
@@ -24,6 +24,8 @@ public:
     /// Each has a `name`, a `file`, which is its path in percent-encoding, and `isFolder`.
     LUMAMON_FIELD(QVariantList, entries, QVariantList())
 
+    /// Asks the disk once more.
+    Q_INVOKABLE void list();
     Q_INVOKABLE void open(const QString &file);
     Q_INVOKABLE void openParent();
 

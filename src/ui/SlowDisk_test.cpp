@@ -125,6 +125,7 @@ TEST_F(WindowTest, AFolderThatDoesNotAnswerCanBeLeft) {
     test_support::writeFile(home.path() / "mount/a.png", "content");
     test_support::writeFile(home.path() / "b.png", "content");
     FolderList list;
+    list.list();
     ASSERT_TRUE(runMainQueueUntil([&] { return list.isListed.value(); }));
     EXPECT_EQ(list.entries.value().size(), 2);
     const SlowDisk disk(home.path() / "mount");

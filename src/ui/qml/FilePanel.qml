@@ -25,6 +25,7 @@ WindowDialog {
     visible: view.isFilePanelVisible
     title: "Attach files"
     onEscaped: choose([])
+    onAboutToShow: folder.list()
     onOpened: list.forceActiveFocus(Qt.PopupFocusReason)
 
     FolderList {
@@ -80,7 +81,7 @@ WindowDialog {
             Accessible.name: panel.title
 
             model: folder.entries
-            onModelChanged: currentIndex = 0
+            onCountChanged: currentIndex = Math.max(0, currentIndex)
 
             // Qt 6.4 has no way to bind a delegate to this file's names.
             // qmllint disable unqualified
