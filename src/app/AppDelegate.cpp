@@ -3,6 +3,7 @@
 #include "app/CommandLineArguments.h"
 #include "app/LumamonApp.h"
 #include "app/TimeoutManager.h"
+#include "app/WindowFrontEnd.h"
 #include "collection/Collectors.h"
 #include "collection/PListOperations.h"
 #include "collection/PrintedList.h"
@@ -17,7 +18,6 @@
 #include "platform/Bundle.h"
 #include "platform/posix/Fatal.h"
 #include "platform/posix/Text.h"
-#include "ui/WindowFrontEnd.h"
 
 #include <algorithm>
 

@@ -2,6 +2,7 @@
 
 #include "app/AppDelegate.h"
 #include "app/CommandLineArguments.h"
+#include "app/WindowFrontEnd.h"
 #include "collection/PListOperations.h"
 #include "collection/ProcessExecution.h"
 #include "discovery/MainQueue.h"
@@ -13,7 +14,6 @@
 #include "platform/posix/Fatal.h"
 #include "platform/posix/Process.h"
 #include "platform/posix/Program.h"
-#include "ui/WindowFrontEnd.h"
 
 #include <QCoreApplication>
 #include <QPluginLoader>

@@ -62,6 +62,26 @@ QString UserFiles::leftOut(const fs::path &file, const std::error_code &reason) 
     return leftOut(file, platform::description(reason));
 }
 
+std::vector<UserFiles::Choice> UserFiles::choicesIn(const fs::path &folder) {
+    std::vector<Choice> choices;
+    std::error_code error;
+    for (auto each = fs::directory_iterator(folder, error); !error && each != fs::directory_iterator();
+         each.increment(error)) {
+        const fs::path &file = each->path();
+        std::error_code ignored;
+        const bool isFolder = each->is_directory(ignored);
+        if (!file.filename().native().starts_with('.') && (isFolder || canBeAttached(file)))
+            choices.push_back({file, isFolder});
+    }
+    std::ranges::sort(choices, [](const Choice &one, const Choice &other) {
+        if (one.isFolder != other.isFolder)
+            return one.isFolder;
+        return platform::displayText(one.file.filename())
+                   .compare(platform::displayText(other.file.filename()), Qt::CaseInsensitive) < 0;
+    });
+    return choices;
+}
+
 UserFiles::Pick UserFiles::measured(const Files &picked, const Files &waiting,
                                     const std::optional<fs::path> &folder) {
     Pick pick;

@@ -30,6 +30,16 @@ bool canBeAttached(const std::filesystem::path &file);
 QString leftOut(const std::filesystem::path &file, const QString &reason);
 QString leftOut(const std::filesystem::path &file, const std::error_code &reason);
 
+/// What a folder offers to attach, or to look for that.
+struct Choice {
+    std::filesystem::path file;
+    bool isFolder = false;
+};
+
+/// The folders in a folder, then the files that can be attached, both by name. Hidden ones are left out; a
+/// folder that cannot be read offers nothing.
+std::vector<Choice> choicesIn(const std::filesystem::path &folder);
+
 struct Pick {
     /// What can be attached.
     Files files;

@@ -1,30 +1,13 @@
 // The rules of the two text boxes, each applied to a box's text after every change of it, until they change
 // nothing more.
 #include "discovery/RunState.h"
+#include "platform/posix/Text.h"
 #include "ui/ContentView.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
-#include <QTextBoundaryFinder>
 
 namespace {
-
-// The first `limit` characters as a person counts them, of at most 32 code units on average, which only
-// made-up ones exceed: however much was pasted, no more of it is looked at.
-QString firstCharacters(const QString &text, qint64 limit) {
-    if (text.size() <= limit)
-        return text;
-    const QStringView seen = QStringView(text).left(32 * limit);
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, seen);
-    qsizetype end = 0;
-    for (qint64 count = 0; count < limit; ++count) {
-        const qsizetype next = finder.toNextBoundary();
-        if (next == seen.size())
-            return next == text.size() ? text : text.first(end);
-        end = next;
-    }
-    return text.first(end);
-}
 
 bool endsInTabOrReturn(const QString &text) {
     return text.endsWith(u'\r') || text.endsWith(u'\t');
@@ -38,11 +21,7 @@ bool isBlank(QChar character) {
 } // namespace
 
 qint64 ContentView::characterCount(const QString &text) const {
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    qint64 count = 0;
-    while (finder.toNextBoundary() >= 0)
-        ++count;
-    return count;
+    return platform::characterCount(text);
 }
 
 int ContentView::changeFeedback(const QString &text, int caret) {
@@ -63,7 +42,7 @@ void ContentView::applyFeedbackRules() {
             continue;
         for (; endsInTabOrReturn(kept); kept.chop(1))
             feedbackFormFocus = Field::email;
-        kept = firstCharacters(kept, maxFeedbackCharacterCount);
+        kept = platform::firstCharacters(kept, maxFeedbackCharacterCount);
     }
     feedbackText = kept;
     if (isFixed)
@@ -79,14 +58,14 @@ int ContentView::changeEmail(const QString &text, int caret) {
         before = kept;
         for (; endsInTabOrReturn(kept); kept.chop(1))
             feedbackFormFocus = Field::feedback;
-        kept = firstCharacters(kept.removeIf(isBlank), maxEmailCharacterCount);
+        kept = platform::firstCharacters(kept.removeIf(isBlank), maxEmailCharacterCount);
     }
     emailText = kept;
     return std::min(int(text.first(caret).removeIf(isBlank).size()), int(kept.size()));
 }
 
 QString ContentView::pasteboardText(bool isSelection, int limit) const {
-    return firstCharacters(
+    return platform::firstCharacters(
         QGuiApplication::clipboard()->text(isSelection ? QClipboard::Selection : QClipboard::Clipboard),
         limit);
 }

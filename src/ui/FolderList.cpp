@@ -5,43 +5,21 @@
 #include "platform/Account.h"
 #include "platform/posix/Text.h"
 
-#include <QCollator>
 #include <QPointer>
-#include <algorithm>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-struct Entry {
-    QString name;
-    QString file;
-    bool isFolder = false;
-};
-
-// What cannot be read has no entries.
+// As the views take it.
 QVariantList entriesOf(const fs::path &folder) {
-    std::vector<Entry> found;
-    std::error_code error;
-    for (auto each = fs::directory_iterator(folder, error); !error && each != fs::directory_iterator();
-         each.increment(error)) {
-        const fs::path &path = each->path();
-        std::error_code ignored;
-        const bool isFolder = each->is_directory(ignored);
-        if (path.filename().native().starts_with('.') || !(isFolder || UserFiles::canBeAttached(path)))
-            continue;
-        found.push_back({platform::displayText(path.filename()), FolderList::encoded(path), isFolder});
-    }
-    QCollator byName;
-    byName.setCaseSensitivity(Qt::CaseInsensitive);
-    std::ranges::sort(found, [&](const Entry &one, const Entry &other) {
-        return one.isFolder != other.isFolder ? one.isFolder : byName.compare(one.name, other.name) < 0;
-    });
     QVariantList entries;
-    for (const auto &[name, file, isFolder] : found)
+    for (const auto &[file, isFolder] : UserFiles::choicesIn(folder)) {
+        const QString name = platform::displayText(file.filename());
         entries.append(QVariantMap{{QStringLiteral("name"), isFolder ? name + u'/' : name},
-                                   {QStringLiteral("file"), file},
+                                   {QStringLiteral("file"), FolderList::encoded(file)},
                                    {QStringLiteral("isFolder"), isFolder}});
+    }
     return entries;
 }
 

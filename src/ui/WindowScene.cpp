@@ -5,7 +5,6 @@
 #include "platform/Bundle.h"
 #include "platform/Desktop.h"
 #include "platform/posix/Fatal.h"
-#include "ui/WindowFrontEnd.h"
 
 #include <QFileInfo>
 #include <QFontDatabase>
@@ -166,28 +165,3 @@ void WindowScenes::endWithCloseButton() {
     QObject::connect(&m_scene->view(), &ContentView::closeRequested, QCoreApplication::instance(),
                      &QCoreApplication::quit);
 }
-
-// The front end as the program loads it from the module.
-class WindowModule : public QObject, public WindowFrontEnd {
-    Q_OBJECT
-    Q_PLUGIN_METADATA(IID LumamonWindowFrontEnd_iid)
-    Q_INTERFACES(WindowFrontEnd)
-
-public:
-    std::unique_ptr<QCoreApplication> makeApplication(int &argumentCount, char **arguments) override {
-        auto application = makeWindowApplication(argumentCount, arguments);
-        m_scenes = std::make_unique<WindowScenes>();
-        return application;
-    }
-
-    void open(std::function<void()> closing) override { m_scenes->open(std::move(closing)); }
-
-    void close() override { m_scenes.reset(); }
-
-    bool ownsPasteboard() const override { return platform::ownsPasteboard(); }
-
-private:
-    std::unique_ptr<WindowScenes> m_scenes;
-};
-
-#include "WindowScene.moc"

@@ -1,6 +1,7 @@
 #include "platform/posix/Text.h"
 
 #include <QList>
+#include <QTextBoundaryFinder>
 #include <algorithm>
 #include <string_view>
 
@@ -53,6 +54,29 @@ QString escaped(const QString &text) {
 
 QString printedText(const QString &text) {
     return u'"' + escaped(text).replace(u'"', QStringLiteral("\\\"")) + u'"';
+}
+
+qint64 characterCount(const QString &text) {
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+    qint64 count = 0;
+    while (finder.toNextBoundary() >= 0)
+        ++count;
+    return count;
+}
+
+QString firstCharacters(const QString &text, qint64 limit) {
+    if (text.size() <= limit)
+        return text;
+    const QStringView seen = QStringView(text).left(32 * limit);
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, seen);
+    qsizetype end = 0;
+    for (qint64 count = 0; count < limit; ++count) {
+        const qsizetype next = finder.toNextBoundary();
+        if (next == seen.size())
+            return next == text.size() ? text : text.first(end);
+        end = next;
+    }
+    return text.first(end);
 }
 
 } // namespace platform

@@ -1,4 +1,5 @@
-// Text from names on disk, which are bytes, and text as it is printed on one line. Any thread.
+// Text from names on disk, which are bytes; text as it is printed on one line, and as a person counts it. Any
+// thread.
 #pragma once
 
 #include <QString>
@@ -30,5 +31,13 @@ QString escaped(const QString &text);
 
 /// The escaped text in quotation marks, with a backslash before quotation marks.
 QString printedText(const QString &text);
+
+/// How many characters a person counts: extended grapheme clusters
+/// (https://www.unicode.org/reports/tr29/#Grapheme_Cluster_Boundaries).
+qint64 characterCount(const QString &text);
+
+/// The first `limit` of them. Of characters with more than 32 code units on average, which only made-up ones
+/// have, fewer are kept: however long the text is, no more of it is looked at.
+QString firstCharacters(const QString &text, qint64 limit);
 
 } // namespace platform
