@@ -9,6 +9,6 @@ int main(int argumentCount, char **arguments) {
     QQmlApplicationEngine engine;
     engine.loadData(
         "import QtQuick\n"
-        "Window { visible: true; width: 680; height: 744; color: \"white\"; Text { text: \"Bare\" } }");
+        "Window { visible: true; width: 680; height: 756; color: \"white\"; Text { text: \"Bare\" } }");
     return QGuiApplication::exec();
 }

@@ -119,7 +119,7 @@ TEST_F(WindowDesktop, IsNeverSmallerThanItsContentAndUsesTheRoomOfALargerWindow)
     open();
     const auto place = window().window();
     // As high as its fullest page.
-    EXPECT_EQ(std::pair(place.extents.width, place.extents.height), std::pair(680, 744));
+    EXPECT_EQ(std::pair(place.extents.width, place.extents.height), std::pair(680, 756));
     // ICCCM 4.1.2.3: flags, four unused, minimum width and height.
     const auto hints = window().screen().property<std::uint32_t>(place.number, "WM_NORMAL_HINTS");
     ASSERT_GT(hints.size(), 6U);

@@ -36,7 +36,7 @@ Window {
     minimumWidth: Math.min(680, Screen.desktopAvailableWidth)
     minimumHeight: Math.min(576, Screen.desktopAvailableHeight)
     width: minimumWidth
-    height: Math.min(744, Screen.desktopAvailableHeight)
+    height: Math.min(756, Screen.desktopAvailableHeight)
     visible: true
     color: Theme.color("BackgroundColor")
     onClosing: view.disappear()

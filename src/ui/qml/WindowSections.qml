@@ -89,7 +89,8 @@ Column {
         view: sections.view
         file: "UploadFailedBlock.qml"
         isShown: sections.view.isUploadFailedLayoutVisible
-        isKept: sections.isFormPage
+        // The standalone build shows the end below the form, and uploads nothing.
+        isKept: sections.isFormPage && !sections.view.isCloseLayoutVisible
     }
 
     LateSection {

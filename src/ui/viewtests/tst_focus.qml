@@ -8,7 +8,7 @@ Item {
     id: root
 
     width: 680
-    height: 744
+    height: 756
 
     Component {
         id: windowComponent

@@ -7,7 +7,7 @@ Item {
     id: root
 
     width: 680
-    height: 744
+    height: 756
 
     ViewTest {
         name: "Page"
@@ -59,6 +59,15 @@ Item {
             }
             finish();
             verifyWhole();
+        }
+
+        // Where nothing is uploaded, the end is below the form; the window opens that high.
+        function test_the_end_of_the_standalone_build() {
+            showForm();
+            set({ startButtonLabel: "Close", logLabel: "", thickBorderButtonStyle: true, isCloseLayoutVisible: true,
+                  isFeedbackEmailLayoutDisabled: true });
+            verifyWhole();
+            verify(sections.children[0].implicitHeight + 48 <= root.height);
         }
 
         function test_before_the_form() {
