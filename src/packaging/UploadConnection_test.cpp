@@ -75,8 +75,12 @@ TEST_F(UploadConnection, TakesCertificatesFromTheFilesThatOpensslWouldTakeThemFr
         EXPECT_EQ(upload().statusCode, 200) << certificateFile << ' ' << folder;
     }
     REQUIRE_OWN_NAMESPACES();
+    // What the system has: a file on macOS, a folder on Linux, which is in the same place.
+    test_support::writeFile(home.path() / "ssl/cert.pem", certificates);
+    std::filesystem::create_directory(home.path() / "ssl/certs");
+    const auto system = test_support::Mount::over(home.path() / "ssl", "/etc/ssl");
+    const auto systemFolder = test_support::Mount::over(hashed, X509_get_default_cert_dir());
     // Empty ones are as good as none.
-    const auto system = test_support::Mount::over(hashed, X509_get_default_cert_dir());
     const ScopedEnvironment noFile("SSL_CERT_FILE", "");
     const ScopedEnvironment noFolders("SSL_CERT_DIR", "");
     EXPECT_EQ(upload().statusCode, 200);

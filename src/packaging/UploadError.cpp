@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <iterator>
-#include <openssl/x509_vfy.h>
 
 namespace {
 
@@ -42,11 +41,15 @@ int connectCode(long systemError) {
     }
 }
 
+// The numbers are OpenSSL's, which LibreSSL shares: X509_V_ERR_CERT_NOT_YET_VALID and
+// X509_V_ERR_CERT_HAS_EXPIRED in https://docs.rs/openssl-sys/latest/openssl_sys/
 int verificationCode(long verifyResult) {
+    constexpr long notYetValid = 9;
+    constexpr long hasExpired = 10;
     switch (verifyResult) {
-    case X509_V_ERR_CERT_HAS_EXPIRED:
+    case hasExpired:
         return certificateExpired;
-    case X509_V_ERR_CERT_NOT_YET_VALID:
+    case notYetValid:
         return certificateNotYetValid;
     default:
         return certificateUntrusted;
@@ -69,6 +72,8 @@ int codeOf(const TransportFailure &failure) {
         return connectionLost;
     case CURLE_PEER_FAILED_VERIFICATION:
         return verificationCode(failure.verifyResult);
+    case CURLE_SSL_CACERT_BADFILE: // Without certificates to trust there is nobody to trust.
+        return certificateUntrusted;
     case CURLE_SSL_CONNECT_ERROR:
         return secureConnectionFailed;
     default:

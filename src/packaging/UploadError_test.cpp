@@ -25,6 +25,7 @@ TEST(UploadError, OfEveryFailureOfTheTransportHasItsCodeAndSentence) {
         {{.code = CURLE_PARTIAL_FILE}, -1005},
         {{.code = CURLE_SSL_CONNECT_ERROR}, -1200},
         {{.code = verification}, -1202},
+        {{.code = CURLE_SSL_CACERT_BADFILE}, -1202},
         {{.code = verification, .verifyResult = X509_V_ERR_CERT_HAS_EXPIRED}, -1201},
         {{.code = verification, .verifyResult = X509_V_ERR_CERT_NOT_YET_VALID}, -1204},
         {{.code = CURLE_OUT_OF_MEMORY}, -1},

@@ -5,11 +5,8 @@
 
 #include <QUrl>
 #include <algorithm>
-#include <cstdlib>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <openssl/err.h>
-#include <openssl/ssl.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
@@ -57,10 +54,7 @@ UploadTransfer::UploadTransfer(const UploadRequest &request, const QByteArray &b
     set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
     for (const CURLoption version : {CURLOPT_SSLVERSION, CURLOPT_PROXY_SSLVERSION})
         set(version, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-    // What is trusted is added to each connection's own TLS context.
-    for (const CURLoption trust :
-         {CURLOPT_CAINFO, CURLOPT_CAPATH, CURLOPT_PROXY_CAINFO, CURLOPT_PROXY_CAPATH})
-        set(trust, static_cast<const char *>(nullptr));
+    platform::trustCertificates(m_easy.get());
     set(CURLOPT_NOSIGNAL, 1L);
     // A name server that does not answer must not hold up a cancelled transfer.
     set(CURLOPT_QUICK_EXIT, 1L);
@@ -75,7 +69,6 @@ UploadTransfer::UploadTransfer(const UploadRequest &request, const QByteArray &b
 }
 
 void UploadTransfer::setCallbacks() {
-    set(CURLOPT_SSL_CTX_FUNCTION, &UploadTransfer::onTlsContext);
     set(CURLOPT_SOCKOPTFUNCTION, &UploadTransfer::onSocket);
     set(CURLOPT_SOCKOPTDATA, this);
     set(CURLOPT_CLOSESOCKETFUNCTION, &UploadTransfer::onSocketClose);
@@ -143,22 +136,6 @@ bool UploadTransfer::goesOn(CURLM *multi, CURLcode code) {
     return true;
 }
 
-// The system's certificates, or those that the user has chosen, as OpenSSL's own programs take them: what
-// cannot be read adds nothing.
-CURLcode UploadTransfer::onTlsContext(CURL *, void *context, void *) {
-    const auto chosen = [](const char *variable, const char *otherwise) {
-        const char *const value = std::getenv(variable);
-        return value == nullptr || *value == '\0' ? otherwise : value;
-    };
-    auto *const trusting = static_cast<SSL_CTX *>(context);
-    const std::filesystem::path file = platform::certificateFile();
-    SSL_CTX_load_verify_file(trusting, chosen(X509_get_default_cert_file_env(),
-                                              file.empty() ? X509_get_default_cert_file() : file.c_str()));
-    SSL_CTX_load_verify_dir(trusting, chosen(X509_get_default_cert_dir_env(), X509_get_default_cert_dir()));
-    ERR_clear_error();
-    return CURLE_OK;
-}
-
 // What waits in the system to be sent is kept short. What is on its way is not limited by that.
 int UploadTransfer::onSocket(void *self, curl_socket_t socket, curlsocktype) {
     constexpr int waitingBytes = 128 << 10;
@@ -179,31 +156,12 @@ int UploadTransfer::onConnected(void *self, char *, char *, int, int) {
     UploadTransfer &transfer = transferOf(self);
     transfer.m_exchange.isConnected = true;
     transfer.m_exchange.lastMove = Clock::now();
-    const auto *const session = transfer.get<const curl_tlssessioninfo *>(CURLINFO_TLS_SSL_PTR);
-    if (session != nullptr && session->internals != nullptr) {
-        BIO *const stream = SSL_get_wbio(static_cast<SSL *>(session->internals));
-        BIO_set_callback_ex(stream, &UploadTransfer::onEncrypted);
-        BIO_set_callback_arg(stream, static_cast<char *>(self));
-    }
+    platform::watchConnection(transfer.m_easy.get(), transfer.m_tls);
     return CURL_PREREQFUNC_OK;
 }
 
-// Below TLS. A server that answers early and hangs up makes sending fail while its answer waits to be read:
-// until that is read, a failed write is one to try again.
-long UploadTransfer::onEncrypted(BIO *stream, int operation, const char *, std::size_t, int, long, int result,
-                                 std::size_t *) {
-    UploadTransfer &transfer = transferOf(BIO_get_callback_arg(stream));
-    const bool isDone = (operation & BIO_CB_RETURN) != 0;
-    const bool isWrite = (operation & ~BIO_CB_RETURN) == BIO_CB_WRITE;
-    const bool isRead = (operation & ~BIO_CB_RETURN) == BIO_CB_READ;
-    if (isDone && isWrite && result <= 0 && !BIO_should_retry(stream) && transfer.hasMoreToRead())
-        BIO_set_retry_write(stream);
-    // A slow answer moves before one of its lines is whole.
-    if (isDone && isRead && result > 0 && transfer.m_sent == transfer.m_bodyBytes)
-        transfer.noteAnswer();
-    return result;
-}
-
+// A server that answers early and hangs up makes sending fail while its answer waits to be read: until that
+// is read, sending is tried again.
 bool UploadTransfer::hasMoreToRead() {
     int unread = 0;
     for (const curl_socket_t socket : m_sockets)

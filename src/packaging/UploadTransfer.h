@@ -4,13 +4,11 @@
 #pragma once
 
 #include "packaging/UploadTask.h"
+#include "platform/UploadTls.h"
 
-#include <curl/curl.h>
 #include <string_view>
 #include <utility>
 #include <vector>
-
-struct bio_st;
 
 class UploadTransfer {
 public:
@@ -59,12 +57,9 @@ private:
     }
     void setCallbacks();
 
-    static CURLcode onTlsContext(CURL *, void *context, void *);
     static int onSocket(void *self, curl_socket_t socket, curlsocktype);
     static int onSocketClose(void *self, curl_socket_t socket);
     static int onConnected(void *self, char *, char *, int, int);
-    static long onEncrypted(struct bio_st *stream, int operation, const char *, std::size_t, int, long,
-                            int result, std::size_t *);
     static std::size_t onHead(const char *bytes, std::size_t size, std::size_t count, void *self);
     static std::size_t onData(const char *bytes, std::size_t size, std::size_t count, void *self);
 
@@ -101,6 +96,12 @@ private:
     std::int64_t m_sent = 0;
     std::int64_t m_reported = 0;
     Exchange m_exchange;
+    const platform::TlsEvents m_tls{[this] { return hasMoreToRead(); },
+                                    // A slow answer moves before one of its lines is whole.
+                                    [this] {
+                                        if (m_sent == m_bodyBytes)
+                                            noteAnswer();
+                                    }};
     // Last, so that it ends before anything that its callbacks use.
     const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> m_easy{curl_easy_init(), curl_easy_cleanup};
 };

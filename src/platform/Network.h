@@ -5,7 +5,6 @@
 #include <QString>
 #include <atomic>
 #include <cstddef>
-#include <filesystem>
 #include <optional>
 #include <vector>
 
@@ -24,9 +23,6 @@ bool hasNetwork();
 /// "scheme://host:port" or "direct://". Waits for them up to 10 seconds, or until `cancelled` turns true;
 /// none when there are none by then.
 std::vector<QByteArray> desktopProxies(const QByteArray &url, const std::atomic<bool> &cancelled);
-
-/// The file of the certificates that the system trusts; empty where the TLS library knows it by itself.
-std::filesystem::path certificateFile();
 
 /// Bytes that were written to a stream socket and that the other side has not yet acknowledged; 0 for
 /// anything else.

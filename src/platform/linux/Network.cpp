@@ -109,10 +109,6 @@ std::vector<QByteArray> desktopProxies(const QByteArray &url, const std::atomic<
     return {lines.begin(), lines.end()};
 }
 
-std::filesystem::path certificateFile() {
-    return {};
-}
-
 std::size_t unsentBytes(int socket) {
     int count = 0;
     return ::ioctl(socket, SIOCOUTQ, &count) == 0 ? static_cast<std::size_t>(std::max(count, 0)) : 0;

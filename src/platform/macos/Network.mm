@@ -65,11 +65,6 @@ std::vector<QByteArray> desktopProxies(const QByteArray &url, const std::atomic<
     }
 }
 
-// The system's own copy: a TLS library that came with the bundle looks where it was built.
-std::filesystem::path certificateFile() {
-    return "/etc/ssl/cert.pem";
-}
-
 std::size_t unsentBytes(int socket) {
     int count = 0;
     socklen_t size = sizeof count;

@@ -108,9 +108,8 @@ TEST_F(MacServices, TellOfTheEndOfAChild) {
     test_support::statusOf(child);
 }
 
-TEST_F(MacServices, KeepProgramsAndCertificatesInTheirOwnPlaces) {
+TEST_F(MacServices, KeepProgramsInTheirOwnPlace) {
     EXPECT_EQ(platform::programFolder(), "MacOS");
-    EXPECT_EQ(platform::certificateFile(), "/etc/ssl/cert.pem");
 }
 
 } // namespace
