@@ -23,6 +23,8 @@ struct Mac {
     std::filesystem::path library;
     std::filesystem::path caches;
     std::map<QString, std::vector<std::filesystem::path>> installed;
+    /// Calls of functions that newer systems give up.
+    int outdatedCalls = 0;
     struct Running {
         QString identifier;
         int process = 0;

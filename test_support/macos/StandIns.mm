@@ -4,6 +4,7 @@
 
 #include <AppKit/AppKit.h>
 #include <Block.h>
+#include <CoreServices/CoreServices.h>
 #include <UniformTypeIdentifiers/UniformTypeIdentifiers.h>
 
 using platform::stringOf;
@@ -68,6 +69,10 @@ NSArray *urlsOf(const std::vector<std::filesystem::path> &paths) {
     }
     return list;
 }
+- (BOOL)respondsToSelector:(SEL)selector {
+    const bool isNew = sel_isEqual(selector, @selector(URLsForApplicationsWithBundleIdentifier:));
+    return isNew ? Mac::shared().majorVersion >= 12 : [super respondsToSelector:selector];
+}
 - (NSArray *)URLsForApplicationsWithBundleIdentifier:(NSString *)identifier {
     return urlsOf(Mac::shared().installed[textOf(identifier)]);
 }
@@ -85,6 +90,12 @@ NSArray *urlsOf(const std::vector<std::filesystem::path> &paths) {
     return file == nil;
 }
 @end
+
+CFArrayRef LSCopyApplicationURLsForBundleIdentifier(CFStringRef identifier, CFErrorRef *) {
+    ++Mac::shared().outdatedCalls;
+    const auto &paths = Mac::shared().installed[textOf(platform::bridged<NSString>(identifier))];
+    return paths.empty() ? nullptr : reinterpret_cast<CFArrayRef>([urlsOf(paths) retain]);
+}
 
 // --- This application ---
 

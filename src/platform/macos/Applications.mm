@@ -4,6 +4,7 @@
 #include "platform/posix/Lock.h"
 
 #include <AppKit/AppKit.h>
+#include <CoreServices/CoreServices.h>
 #include <algorithm>
 #include <unistd.h>
 
@@ -19,11 +20,26 @@ std::vector<RunningApplication> runningApplications() {
     }
 }
 
+namespace {
+
+NSArray *applicationsWith(NSString *identifier) {
+    NSWorkspace *const workspace = [NSWorkspace sharedWorkspace];
+    if ([workspace respondsToSelector:@selector(URLsForApplicationsWithBundleIdentifier:)])
+        return [workspace URLsForApplicationsWithBundleIdentifier:identifier];
+// What was there before.
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+    const CFArrayRef found = LSCopyApplicationURLsForBundleIdentifier(bridged(identifier), nullptr);
+#pragma clang diagnostic pop
+    return [bridged<NSArray>(found) autorelease];
+}
+
+} // namespace
+
 std::vector<std::filesystem::path> installedApplications(const QString &bundleIdentifier) {
     @autoreleasepool {
         std::vector<std::filesystem::path> found;
-        NSString *const identifier = stringOf(bundleIdentifier);
-        for (NSURL *url in [[NSWorkspace sharedWorkspace] URLsForApplicationsWithBundleIdentifier:identifier])
+        for (NSURL *url in applicationsWith(stringOf(bundleIdentifier)))
             found.push_back(pathOf(url));
         return found;
     }

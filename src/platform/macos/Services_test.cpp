@@ -32,8 +32,14 @@ TEST_F(MacServices, ListApplicationsInTheirOwnOrderAlsoWhereTheyDoNotSayAll) {
     EXPECT_THAT(platform::runningApplications(),
                 ElementsAre(FieldsAre(product, 3, "/Zeta.app"), FieldsAre(QString(), 1, ""),
                             FieldsAre(product, 2, "")));
-    mac.installed[product] = {"/Z/caf\xc3\xa9 b.app", "/A.app"};
-    EXPECT_THAT(platform::installedApplications(product), ElementsAre("/Z/caf\xc3\xa9 b.app", "/A.app"));
+    // The later version has another call.
+    for (mac.majorVersion = 11; mac.majorVersion <= 12; ++mac.majorVersion) {
+        mac.installed[product] = {"/Z/caf\xc3\xa9 b.app", "/A.app"};
+        EXPECT_THAT(platform::installedApplications(product), ElementsAre("/Z/caf\xc3\xa9 b.app", "/A.app"));
+        mac.installed.clear();
+        EXPECT_THAT(platform::installedApplications(product), IsEmpty());
+        EXPECT_EQ(mac.outdatedCalls, 2);
+    }
 }
 
 TEST_F(MacServices, ShowTheProgramInFrontOrNotAtAll) {
