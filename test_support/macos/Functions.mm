@@ -126,20 +126,24 @@ const CFStringRef kCFProxyTypeHTTP = bridged(@"kCFProxyTypeHTTP");
 const CFStringRef kCFProxyTypeHTTPS = bridged(@"kCFProxyTypeHTTPS");
 const CFStringRef kCFProxyTypeSOCKS = bridged(@"kCFProxyTypeSOCKS");
 const CFStringRef kCFProxyTypeAutoConfigurationURL = bridged(@"kCFProxyTypeAutoConfigurationURL");
+const CFStringRef kCFProxyAutoConfigurationURLKey = bridged(@"kCFProxyAutoConfigurationURLKey");
 
 CFDictionaryRef CFNetworkCopySystemProxySettings() {
     return Mac::shared().proxies ? reinterpret_cast<CFDictionaryRef>([NSDictionary new]) : nullptr;
 }
 
-CFArrayRef CFNetworkCopyProxiesForURL(CFURLRef url, CFDictionaryRef settings) {
-    const bool isKnown =
-        settings != nullptr && Mac::shared().proxiedUrl == [[bridged<NSURL>(url) absoluteString] UTF8String];
+namespace {
+
+CFArrayRef newList(const std::vector<Mac::Proxy> &proxies) {
     NSMutableArray *const found = [NSMutableArray new];
-    for (const auto &proxy : isKnown ? *Mac::shared().proxies : std::vector<Mac::Proxy>{{"None", {}, 0}}) {
+    for (const auto &proxy : proxies) {
         NSMutableDictionary *const one = [NSMutableDictionary dictionary];
         [one setObject:stringOf(QString::fromStdString("kCFProxyType" + proxy.type))
                 forKey:bridged<NSString>(kCFProxyTypeKey)];
-        if (!proxy.host.isEmpty()) {
+        if (proxy.type == "AutoConfigurationURL") {
+            [one setObject:[NSURL URLWithString:stringOf(proxy.host)]
+                    forKey:bridged<NSString>(kCFProxyAutoConfigurationURLKey)];
+        } else if (!proxy.host.isEmpty()) {
             [one setObject:stringOf(proxy.host) forKey:bridged<NSString>(kCFProxyHostNameKey)];
             [one setObject:[NSNumber numberWithInt:proxy.port]
                     forKey:bridged<NSString>(kCFProxyPortNumberKey)];
@@ -147,6 +151,82 @@ CFArrayRef CFNetworkCopyProxiesForURL(CFURLRef url, CFDictionaryRef settings) {
         [found addObject:one];
     }
     return reinterpret_cast<CFArrayRef>(found);
+}
+
+} // namespace
+
+CFArrayRef CFNetworkCopyProxiesForURL(CFURLRef url, CFDictionaryRef settings) {
+    const bool isKnown =
+        settings != nullptr && Mac::shared().proxiedUrl == [[bridged<NSURL>(url) absoluteString] UTF8String];
+    return newList(isKnown ? *Mac::shared().proxies : std::vector<Mac::Proxy>{{"None", {}, 0}});
+}
+
+// --- A run loop, with a source for the answer of a script that names proxies ---
+
+@interface StandInSource : NSObject {
+@public
+    QString *_script;
+    CFProxyAutoConfigurationResultCallback _answer;
+    CFStreamClientContext _context;
+    NSString *_mode;
+}
+@end
+
+@implementation StandInSource
+- (void)dealloc {
+    delete _script;
+    [_mode release];
+    [super dealloc];
+}
+@end
+
+namespace {
+
+StandInSource *addedSource = nil;
+
+} // namespace
+
+CFRunLoopSourceRef CFNetworkExecuteProxyAutoConfigurationURL(CFURLRef script, CFURLRef target,
+                                                             CFProxyAutoConfigurationResultCallback answer,
+                                                             CFStreamClientContext *context) {
+    if (Mac::shared().proxiedUrl != [[bridged<NSURL>(target) absoluteString] UTF8String])
+        return nullptr;
+    StandInSource *const source = [StandInSource new];
+    source->_script = new QString(textOf([bridged<NSURL>(script) absoluteString]));
+    source->_answer = answer;
+    source->_context = *context;
+    ++Mac::shared().openSources;
+    return reinterpret_cast<CFRunLoopSourceRef>(source);
+}
+
+CFRunLoopRef CFRunLoopGetCurrent() {
+    return reinterpret_cast<CFRunLoopRef>([NSRunLoop currentRunLoop]);
+}
+
+void CFRunLoopAddSource(CFRunLoopRef, CFRunLoopSourceRef source, CFStringRef mode) {
+    addedSource = bridged<StandInSource>(source);
+    addedSource->_mode = [bridged<NSString>(mode) copy];
+}
+
+int CFRunLoopRunInMode(CFStringRef mode, CFTimeInterval seconds, Boolean) {
+    Mac &mac = Mac::shared();
+    if (addedSource == nil || ![addedSource->_mode isEqualToString:bridged<NSString>(mode)])
+        return 1;
+    mac.whileWaiting();
+    const auto script = mac.proxyScripts.find(*addedSource->_script);
+    if (script == mac.proxyScripts.end()) {
+        mac.waitedSeconds += seconds;
+        return 3;
+    }
+    const platform::Owned proxies(newList(script->second));
+    addedSource->_script->clear();
+    addedSource->_answer(addedSource->_context.info, proxies.get(), nullptr);
+    return 4;
+}
+
+void CFRunLoopSourceInvalidate(CFRunLoopSourceRef) {
+    addedSource = nil;
+    --Mac::shared().openSources;
 }
 
 int standInForGetsockopt(int socket, int level, int name, void *value, socklen_t *size) {

@@ -53,6 +53,14 @@ struct Mac {
     /// Of one address; of any other there is only "none".
     std::optional<std::vector<Proxy>> proxies;
     QByteArray proxiedUrl;
+    /// The host of a proxy of the type "AutoConfigurationURL" is a script's address. What scripts name by
+    /// their address; any other never answers.
+    std::map<QString, std::vector<Proxy>> proxyScripts;
+    /// Seconds for which scripts were waited for, and what happens meanwhile.
+    double waitedSeconds = 0;
+    std::function<void()> whileWaiting = [] {};
+    /// Sources of a run loop that may still call back.
+    int openSources = 0;
 
     // Log
     struct LogLine {

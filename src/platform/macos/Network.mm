@@ -27,29 +27,62 @@ std::optional<std::vector<QString>> hardwareAddresses() {
 
 namespace {
 
-// A proxy as the upload takes it; none for one that needs an automatic configuration to be run first.
+id valueOf(NSDictionary *settings, CFStringRef key) {
+    return [settings objectForKey:bridged<NSString>(key)];
+}
+
+bool hasType(NSDictionary *settings, CFStringRef type) {
+    return [valueOf(settings, kCFProxyTypeKey) isEqual:bridged<NSString>(type)] == YES;
+}
+
+// A proxy as the upload takes it.
 std::optional<QByteArray> proxyIn(NSDictionary *settings) {
-    const auto value = [settings](CFStringRef key) { return [settings objectForKey:bridged<NSString>(key)]; };
-    NSString *const type = value(kCFProxyTypeKey);
-    const auto is = [type](CFStringRef other) {
-        return [type isEqualToString:bridged<NSString>(other)] == YES;
-    };
-    if (is(kCFProxyTypeNone))
+    if (hasType(settings, kCFProxyTypeNone))
         return "direct://";
-    const bool isSocks = is(kCFProxyTypeSOCKS);
-    if (!isSocks && !is(kCFProxyTypeHTTP) && !is(kCFProxyTypeHTTPS))
+    const bool isSocks = hasType(settings, kCFProxyTypeSOCKS);
+    if (!isSocks && !hasType(settings, kCFProxyTypeHTTP) && !hasType(settings, kCFProxyTypeHTTPS))
         return std::nullopt;
-    QByteArray host = textOf(value(kCFProxyHostNameKey)).toUtf8();
+    QByteArray host = textOf(valueOf(settings, kCFProxyHostNameKey)).toUtf8();
     if (host.contains(':'))
         host = '[' + host + ']';
     return (isSocks ? "socks5://" : "http://") + host + ':' +
-           QByteArray::number([value(kCFProxyPortNumberKey) intValue]);
+           QByteArray::number([valueOf(settings, kCFProxyPortNumberKey) intValue]);
+}
+
+struct ScriptAnswer {
+    bool hasCome = false;
+    // Owned: what the callback is given does not outlast it.
+    NSArray *proxies = nil;
+};
+
+void onScriptAnswer(void *answer, CFArrayRef proxies, CFErrorRef) {
+    *static_cast<ScriptAnswer *>(answer) = {true, [bridged<NSArray>(proxies) retain]};
+}
+
+// What the script of an automatic configuration names; none when it has not answered in 10 seconds.
+NSArray *proxiesByScript(NSURL *script, NSURL *target, const std::atomic<bool> &cancelled) {
+    constexpr int mostSteps = 40;
+    constexpr CFTimeInterval stepSeconds = 0.25;
+    // Nothing else waits in this mode.
+    const CFStringRef mode = bridged(@"com.brennic.LumadocDiagnostics.proxies");
+    ScriptAnswer answer;
+    CFStreamClientContext context{0, &answer, nullptr, nullptr, nullptr};
+    // The caller owns the source, although the function's name does not say so.
+    const Owned source(CFNetworkExecuteProxyAutoConfigurationURL(
+        reinterpret_cast<CFURLRef>(script), reinterpret_cast<CFURLRef>(target), &onScriptAnswer, &context));
+    if (!source)
+        return nil;
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), source.get(), mode);
+    for (int step = 0; step < mostSteps && !answer.hasCome && !cancelled; ++step)
+        CFRunLoopRunInMode(mode, stepSeconds, true);
+    CFRunLoopSourceInvalidate(source.get());
+    return [answer.proxies autorelease];
 }
 
 } // namespace
 
-// The system has the settings at hand: there is nothing to wait for.
-std::vector<QByteArray> desktopProxies(const QByteArray &url, const std::atomic<bool> & /*cancelled*/) {
+// All but a script is at hand.
+std::vector<QByteArray> desktopProxies(const QByteArray &url, const std::atomic<bool> &cancelled) {
     @autoreleasepool {
         const Owned settings(CFNetworkCopySystemProxySettings());
         NSURL *const target = [NSURL URLWithString:stringOf(QString::fromUtf8(url))];
@@ -57,9 +90,14 @@ std::vector<QByteArray> desktopProxies(const QByteArray &url, const std::atomic<
         if (!settings || target == nil)
             return proxies;
         const Owned found(CFNetworkCopyProxiesForURL(reinterpret_cast<CFURLRef>(target), settings.get()));
-        for (NSDictionary *one in bridged<NSArray>(found.get())) {
-            if (const auto proxy = proxyIn(one))
-                proxies.push_back(*proxy);
+        for (NSDictionary *entry in bridged<NSArray>(found.get())) {
+            NSArray *one = [NSArray arrayWithObject:entry];
+            if (NSURL *const script = valueOf(entry, kCFProxyAutoConfigurationURLKey))
+                one = proxiesByScript(script, target, cancelled);
+            for (NSDictionary *way in one) {
+                if (const auto proxy = proxyIn(way))
+                    proxies.push_back(*proxy);
+            }
         }
         return proxies;
     }

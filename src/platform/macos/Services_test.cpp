@@ -71,7 +71,7 @@ TEST_F(MacServices, NameTheProxiesOfAnAddressInTheirOrder) {
     EXPECT_THAT(platform::desktopProxies(url, cancelled), IsEmpty());
     mac.proxiedUrl = url;
     mac.proxies = {{"HTTPS", QStringLiteral("one.example"), 3128},
-                   {"AutoConfigurationURL", {}, 0},
+                   {"FTP", QStringLiteral("three.example"), 21},
                    {"HTTP", QStringLiteral("::1"), 80},
                    {"SOCKS", QStringLiteral("two.example"), 1080},
                    {"None", {}, 0}};
@@ -79,6 +79,26 @@ TEST_F(MacServices, NameTheProxiesOfAnAddressInTheirOrder) {
         platform::desktopProxies(url, cancelled),
         ElementsAre("http://one.example:3128", "http://[::1]:80", "socks5://two.example:1080", "direct://"));
     EXPECT_THAT(platform::desktopProxies("https://other.example", cancelled), ElementsAre("direct://"));
+}
+
+TEST_F(MacServices, AskTheScriptOfAnAutomaticConfigurationForProxies) {
+    const QByteArray url = "https://support.brennic.example/a";
+    const QString script = QStringLiteral("http://wpad.example/proxy.pac");
+    std::atomic<bool> cancelled = false;
+    mac.proxiedUrl = url;
+    mac.proxies = {{"AutoConfigurationURL", script, 0}, {"None", {}, 0}};
+    mac.proxyScripts[script] = {{"SOCKS", QStringLiteral("one.example"), 1080},
+                                {"HTTP", QStringLiteral("two.example"), 3128}};
+    EXPECT_THAT(platform::desktopProxies(url, cancelled),
+                ElementsAre("socks5://one.example:1080", "http://two.example:3128", "direct://"));
+    EXPECT_EQ(mac.waitedSeconds, 0);
+    mac.proxyScripts.clear();
+    EXPECT_THAT(platform::desktopProxies(url, cancelled), ElementsAre("direct://"));
+    EXPECT_EQ(mac.waitedSeconds, 10);
+    mac.whileWaiting = [&] { cancelled = true; };
+    EXPECT_THAT(platform::desktopProxies(url, cancelled), ElementsAre("direct://"));
+    EXPECT_LE(mac.waitedSeconds, 10.5);
+    EXPECT_EQ(mac.openSources, 0);
 }
 
 TEST_F(MacServices, RunAScriptAsItIsGivenAndSayThatTheUserDismissedIt) {

@@ -20,4 +20,12 @@ extern const CFStringRef kCFProxyTypeHTTP;
 extern const CFStringRef kCFProxyTypeHTTPS;
 extern const CFStringRef kCFProxyTypeSOCKS;
 extern const CFStringRef kCFProxyTypeAutoConfigurationURL;
+// https://developer.apple.com/documentation/cfnetwork/kcfproxyautoconfigurationurlkey
+extern const CFStringRef kCFProxyAutoConfigurationURLKey;
+// https://developer.apple.com/documentation/cfnetwork/cfproxyautoconfigurationresultcallback
+using CFProxyAutoConfigurationResultCallback = void (*)(void *client, CFArrayRef proxies, CFErrorRef error);
+// https://developer.apple.com/documentation/cfnetwork/cfnetworkexecuteproxyautoconfigurationurl(_:_:_:_:)
+CFRunLoopSourceRef CFNetworkExecuteProxyAutoConfigurationURL(CFURLRef script, CFURLRef target,
+                                                             CFProxyAutoConfigurationResultCallback answer,
+                                                             CFStreamClientContext *context);
 }

@@ -20,6 +20,10 @@ using CFArrayRef = const struct __CFArray *;
 using CFDictionaryRef = const struct __CFDictionary *;
 using CFURLRef = const struct __CFURL *;
 using CFErrorRef = struct __CFError *;
+using CFRunLoopRef = struct __CFRunLoop *;
+using CFRunLoopSourceRef = struct __CFRunLoopSource *;
+// https://developer.apple.com/documentation/corefoundation/cftimeinterval
+using CFTimeInterval = double;
 
 // https://developer.apple.com/documentation/corefoundation/cfpropertylistformat
 enum CFPropertyListFormat : CFIndex { kCFPropertyListBinaryFormat_v1_0 = 200 };
@@ -29,7 +33,24 @@ enum CFPropertyListMutabilityOptions : CFOptionFlags {
     kCFPropertyListMutableContainersAndLeaves = 2
 };
 
+// https://developer.apple.com/documentation/corefoundation/cfstreamclientcontext
+struct CFStreamClientContext {
+    CFIndex version;
+    void *info;
+    void *(*retain)(void *info);
+    void (*release)(void *info);
+    CFStringRef (*copyDescription)(void *info);
+};
+
 extern "C" {
+// https://developer.apple.com/documentation/corefoundation/cfrunloopgetcurrent()
+CFRunLoopRef CFRunLoopGetCurrent();
+// https://developer.apple.com/documentation/corefoundation/cfrunloopaddsource(_:_:_:)
+void CFRunLoopAddSource(CFRunLoopRef loop, CFRunLoopSourceRef source, CFStringRef mode);
+// https://developer.apple.com/documentation/corefoundation/cfrunloopruninmode(_:_:_:)
+int CFRunLoopRunInMode(CFStringRef mode, CFTimeInterval seconds, Boolean returnAfterSourceHandled);
+// https://developer.apple.com/documentation/corefoundation/cfrunloopsourceinvalidate(_:)
+void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source);
 // https://developer.apple.com/documentation/corefoundation/cfrelease
 void CFRelease(CFTypeRef object);
 // https://developer.apple.com/documentation/corefoundation/cfpropertylistcreatedeepcopy(_:_:_:)
