@@ -84,6 +84,8 @@ struct Mac {
     std::vector<std::filesystem::path> revealed;
     QString pasteboard;
     int pasteboardChanges = 7;
+    /// Whether its present owner has said that it will put a text there.
+    bool takesText = false;
     struct Panel {
         QString message;
         std::vector<QString> extensions;

@@ -262,15 +262,18 @@ QString &sourceOf(id script) {
     static NSPasteboard *const pasteboard = [NSPasteboard alloc];
     return pasteboard;
 }
-- (NSInteger)clearContents {
+// https://developer.apple.com/documentation/appkit/nspasteboard/declaretypes(_:owner:)
+- (int)declareTypes:(NSArray *)types owner:(id)owner {
     Mac::shared().pasteboard.clear();
+    Mac::shared().takesText = [types containsObject:NSPasteboardTypeString];
     return ++Mac::shared().pasteboardChanges;
 }
-// Refused until the program has cleared what another one has put there.
+// https://developer.apple.com/documentation/appkit/nspasteboard/setstring(_:fortype:)
 - (BOOL)setString:(NSString *)text forType:(NSString *)type {
-    if ([type isEqualToString:NSPasteboardTypeString] && Mac::shared().pasteboard.isEmpty())
+    const bool isDeclared = Mac::shared().takesText && [type isEqualToString:NSPasteboardTypeString];
+    if (isDeclared)
         Mac::shared().pasteboard = textOf(text);
-    return YES;
+    return isDeclared;
 }
 - (int)changeCount {
     return Mac::shared().pasteboardChanges;

@@ -73,9 +73,8 @@ void openLink(const QByteArray &link, const std::function<void()> &failed) {
 void setPasteboardText(const QString &text) {
     @autoreleasepool {
         NSPasteboard *const pasteboard = [NSPasteboard generalPasteboard];
-        [pasteboard clearContents];
+        ownChange = [pasteboard declareTypes:[NSArray arrayWithObject:NSPasteboardTypeString] owner:nil];
         [pasteboard setString:stringOf(text) forType:NSPasteboardTypeString];
-        ownChange = [pasteboard changeCount];
     }
 }
 

@@ -18,11 +18,6 @@
 - (NSAppearance *)effectiveAppearance;
 @end
 
-@interface NSPasteboard (StandIn)
-// https://developer.apple.com/documentation/appkit/nspasteboard/clearcontents()
-- (NSInteger)clearContents;
-@end
-
 @interface NSOpenPanel (StandIn)
 // https://developer.apple.com/documentation/appkit/nssavepanel/allowedcontenttypes
 - (void)setAllowedContentTypes:(NSArray *)types;
