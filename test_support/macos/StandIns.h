@@ -39,6 +39,8 @@ struct Mac {
     int majorVersion = 12;
     bool isDark = false;
     void setDark(bool dark);
+    /// Whether the frameworks know that there are several threads.
+    static bool isMultiThreaded();
     /// The user opens the application again.
     static void reopen();
 

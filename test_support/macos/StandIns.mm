@@ -181,6 +181,10 @@ void Mac::setDark(bool dark) {
     }
 }
 
+bool Mac::isMultiThreaded() {
+    return [NSThread isMultiThreaded];
+}
+
 void Mac::reopen() {
     @autoreleasepool {
         [reopenHandler performSelector:reopenSelector withObject:nil withObject:nil];

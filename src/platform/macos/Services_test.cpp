@@ -5,6 +5,7 @@
 #include "platform/ScriptRunner.h"
 #include "platform/System.h"
 #include "platform/SystemLog.h"
+#include "platform/posix/Process.h"
 #include "test_support/Machine.h"
 #include "test_support/ProgramRun.h"
 #include "test_support/macos/StandIns.h"
@@ -122,6 +123,12 @@ TEST_F(MacServices, LogTheLabelAsAPartOfTheFormat) {
                                    std::pair("ERROR: %@", QStringLiteral("b")),
                                    std::pair("WARNING: %@", QStringLiteral("c")),
                                    std::pair("%@", QStringLiteral("info: d"))));
+}
+
+TEST_F(MacServices, LearnOfThreadsThatAreNotTheirOwn) {
+    EXPECT_FALSE(Mac::isMultiThreaded());
+    platform::startThread("Test", [] {}).join();
+    EXPECT_TRUE(Mac::isMultiThreaded());
 }
 
 TEST_F(MacServices, TellOfTheEndOfAChild) {

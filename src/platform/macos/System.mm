@@ -2,6 +2,7 @@
 
 #include "platform/posix/FileSystem.h"
 
+#include <Foundation/Foundation.h>
 #include <algorithm>
 #include <copyfile.h>
 #include <csignal>
@@ -28,7 +29,12 @@ fs::path runningExecutable() {
     return fs::canonical(path.c_str(), error);
 }
 
+// The frameworks use no locks until there has been a thread of their own kind.
 void nameThread(const char *name) {
+    @autoreleasepool {
+        if (![NSThread isMultiThreaded])
+            [NSThread detachNewThreadSelector:@selector(class) toTarget:[NSObject class] withObject:nil];
+    }
     ::pthread_setname_np(name);
 }
 
