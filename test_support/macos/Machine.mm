@@ -32,7 +32,7 @@ fs::path Machine::caches() const {
 }
 
 fs::path Machine::install(const QString &identifier) {
-    const fs::path bundle = home() / "Applications" / (identifier.toStdString() + ".app");
+    fs::path bundle = home() / "Applications" / (identifier.toStdString() + ".app");
     writeFile(bundle / "Contents/Info.plist", infoPlist(identifier.toUtf8(), "Program"));
     Mac::shared().installed[identifier].push_back(bundle);
     return bundle;
