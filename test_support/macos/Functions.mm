@@ -174,6 +174,7 @@ CFArrayRef CFNetworkCopyProxiesForURL(CFURLRef url, CFDictionaryRef settings) {
 
 @implementation StandInSource
 - (void)dealloc {
+    --Mac::shared().openSources;
     delete _script;
     [_mode release];
     [super dealloc];
@@ -195,7 +196,8 @@ CFRunLoopSourceRef CFNetworkExecuteProxyAutoConfigurationURL(CFURLRef script, CF
     source->_script = new QString(textOf([bridged<NSURL>(script) absoluteString]));
     source->_answer = answer;
     source->_context = *context;
-    ++Mac::shared().openSources;
+    // It has to be made invalid and to be released.
+    Mac::shared().openSources += 2;
     return reinterpret_cast<CFRunLoopSourceRef>(source);
 }
 

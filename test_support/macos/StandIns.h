@@ -61,7 +61,7 @@ struct Mac {
     /// Seconds for which scripts were waited for, and what happens meanwhile.
     double waitedSeconds = 0;
     std::function<void()> whileWaiting = [] {};
-    /// Sources of a run loop that may still call back.
+    /// Sources of a run loop that may still call back or have not been released.
     int openSources = 0;
 
     // Log
