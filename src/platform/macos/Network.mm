@@ -59,10 +59,10 @@ void onScriptAnswer(void *answer, CFArrayRef proxies, CFErrorRef) {
     *static_cast<ScriptAnswer *>(answer) = {true, [bridged<NSArray>(proxies) retain]};
 }
 
-// What the script of an automatic configuration names; none when it has not answered in 10 seconds.
-NSArray *proxiesByScript(NSURL *script, NSURL *target, const std::atomic<bool> &cancelled) {
-    constexpr int mostSteps = 40;
-    constexpr CFTimeInterval stepSeconds = 0.25;
+constexpr CFTimeInterval stepSeconds = 0.25;
+
+// What the script of an automatic configuration names; none when it has not answered in so many steps.
+NSArray *proxiesByScript(NSURL *script, NSURL *target, const std::atomic<bool> &cancelled, int &stepsLeft) {
     // Nothing else waits in this mode.
     const CFStringRef mode = bridged(@"com.brennic.LumadocDiagnostics.proxies");
     ScriptAnswer answer;
@@ -73,7 +73,7 @@ NSArray *proxiesByScript(NSURL *script, NSURL *target, const std::atomic<bool> &
     if (!source)
         return nil;
     CFRunLoopAddSource(CFRunLoopGetCurrent(), source.get(), mode);
-    for (int step = 0; step < mostSteps && !answer.hasCome && !cancelled; ++step)
+    for (; stepsLeft > 0 && !answer.hasCome && !cancelled; --stepsLeft)
         CFRunLoopRunInMode(mode, stepSeconds, true);
     CFRunLoopSourceInvalidate(source.get());
     return [answer.proxies autorelease];
@@ -90,10 +90,11 @@ std::vector<QByteArray> desktopProxies(const QByteArray &url, const std::atomic<
         if (!settings || target == nil)
             return proxies;
         const Owned found(CFNetworkCopyProxiesForURL(reinterpret_cast<CFURLRef>(target), settings.get()));
+        int stepsLeft = 40; // Ten seconds.
         for (NSDictionary *entry in bridged<NSArray>(found.get())) {
             NSArray *one = [NSArray arrayWithObject:entry];
             if (NSURL *const script = valueOf(entry, kCFProxyAutoConfigurationURLKey))
-                one = proxiesByScript(script, target, cancelled);
+                one = proxiesByScript(script, target, cancelled, stepsLeft);
             for (NSDictionary *way in one) {
                 if (const auto proxy = proxyIn(way))
                     proxies.push_back(*proxy);
