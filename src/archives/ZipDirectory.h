@@ -14,7 +14,7 @@ namespace archives {
 struct PackedFile {
     /// The path in the archive, as `platform::displayText` gives it; a folder's ends in "/".
     QString name;
-    /// Unpacked; of files of 4 GiB and more that much.
+    /// Unpacked.
     std::uint64_t bytes = 0;
 };
 
