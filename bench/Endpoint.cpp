@@ -21,7 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 using test_support::ProgramOptions;
 
-constexpr int clients = 200;
+const int clients = amount(200);
 constexpr qsizetype archiveBytes = qsizetype{2} << 20;
 
 // One client, as this program starts itself. It holds the connection in the middle of the body until the gate
@@ -100,7 +100,7 @@ private:
         platform::FileDescriptor gate(::open(m_gate.c_str(), O_RDWR | O_CLOEXEC));
         ::flock(gate.get(), LOCK_EX);
         std::deque<test_support::ProgramRun> runs;
-        for (std::size_t client = 0; client < clients; ++client)
+        for (std::size_t client = 0; client < m_archives.size(); ++client)
             runs.emplace_back(command(client));
         const auto waiting = [] {
             const std::string locks = test_support::readFile("/proc/locks").toStdString();

@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int entryCount = 100'000;
+const int entryCount = amount(100'000);
 constexpr int turns = 3;
 
 void makeFiles(const fs::path &folder, const char *prefix, const char *suffix) {
@@ -56,7 +56,7 @@ void measureSelection(const fs::path &scratch) {
 void measurePruning(const fs::path &scratch) {
     // All made before the first of them is removed: ext4 is slow to make files where it has just removed
     // some. The first turn does not count.
-    constexpr int folders = 2 * (turns + 1);
+    const int folders = 2 * (turns + 1);
     int next = folders;
     const auto folder = [&] { return scratch / ("removed" + std::to_string(--next)); };
     while (next > 0)
@@ -70,7 +70,7 @@ void measurePruning(const fs::path &scratch) {
 }
 
 void measureLogLines() {
-    constexpr int lines = 200'000;
+    const int lines = amount(200'000);
     const QString message =
         QStringLiteral("Directory created: /home/jdoe/.local/share/Library/LumadocDiagnostics/Output");
     const auto logLines = [&] {

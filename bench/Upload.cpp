@@ -109,7 +109,7 @@ int main() {
     support_service::SupportService service({.reach = test_support::Reach::network});
     const test_support::ScratchFolder scratch;
     const auto archive = scratch.path() / "archive.zip";
-    QByteArray content(qsizetype{10} << 20, Qt::Uninitialized);
+    QByteArray content(qsizetype{amount(10)} << 20, Qt::Uninitialized);
     std::mt19937_64 random(1);
     std::ranges::generate(content, [&] { return static_cast<char>(random() & 0xFFU); });
     test_support::writeFile(archive, content);

@@ -50,6 +50,10 @@ struct Bench {
     test_support::ScratchBundle bundle;
 };
 
+std::uint64_t megabytes(int count) {
+    return static_cast<std::uint64_t>(amount(count)) << 20;
+}
+
 // Leaves only what the program sends, so that both sides pack the same bytes; gives how many MiB those are.
 double keepAllowedFiles(const fs::path &folder) {
     double bytes = 0;
@@ -65,7 +69,7 @@ double keepAllowedFiles(const fs::path &folder) {
 }
 
 void compareWholeRuns() {
-    Bench bench({.logBytes = std::uint64_t{86} << 20});
+    Bench bench({.logBytes = megabytes(86)});
     print("logs of a whole silent run", keepAllowedFiles(bench.product.logs), "MiB");
     const auto seconds = inTurn(7, {[&] { return secondsOf([&] { bench.runSilently(); }); },
                                     [&] { return secondsOf([&] { bench.runTools(); }); }});
@@ -107,8 +111,8 @@ void measureStart() {
 
 int main() {
     compareWholeRuns();
-    measureMemory(std::uint64_t{1} << 20);
+    measureMemory(megabytes(1));
     // Of the logs' bytes seven in ten are in files of allowed kinds.
-    measureMemory(std::uint64_t{142} << 20);
+    measureMemory(megabytes(142));
     measureStart();
 }

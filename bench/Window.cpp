@@ -177,7 +177,7 @@ void measureMemory(const Surroundings &around) {
 }
 
 void measureGapsIn(const Surroundings &around) {
-    constexpr std::uint64_t treeBytes = std::uint64_t{60} << 20;
+    const std::uint64_t treeBytes = static_cast<std::uint64_t>(amount(60)) << 20;
     sample_product::makeSampleProduct(around.home.path(), {.logBytes = treeBytes, .incompressible = true});
     std::printf("the main thread without an event, with 60 MiB of logs:\n");
     std::fflush(stdout);
