@@ -37,7 +37,7 @@ inline bool isQuick() {
     return std::getenv("QUICK") != nullptr;
 }
 
-/// So many, or a hundredth of that, but one, when they are only tried.
+/// `full`, or a hundredth of it and at least one when they are only tried.
 inline int amount(int full) {
     return isQuick() ? std::max(1, full / 100) : full;
 }
