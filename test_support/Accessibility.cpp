@@ -58,10 +58,23 @@ std::optional<std::vector<Control>> Accessibility::childrenOf(const Control &par
     return children;
 }
 
-std::string Accessibility::property(const Control &control, const char *name) const {
-    const auto answer = m_bus.call(control.service, control.path, "org.freedesktop.DBus.Properties", "Get",
-                                   "ss", accessible, name);
+BusMessage Accessibility::property(const Control &control, const char *interface, const char *name) const {
+    return m_bus.call(control.service, control.path, "org.freedesktop.DBus.Properties", "Get", "ss",
+                      interface, name);
+}
+
+std::string Accessibility::text(const Control &control, const char *name) const {
+    const auto answer = property(control, accessible, name);
     return answer && sd_bus_message_enter_container(answer.get(), 'v', "s") > 0 ? takeText(answer) : "";
+}
+
+// Calls a method that answers whether it has done what it is for.
+template <typename... Arguments>
+bool Accessibility::does(const Control &control, const char *interface, const char *method, const char *types,
+                         Arguments... arguments) const {
+    const auto answer = m_bus.call(control.service, control.path, interface, method, types, arguments...);
+    int isDone = 0;
+    return answer && sd_bus_message_read(answer.get(), "b", &isDone) >= 0 && isDone != 0;
 }
 
 // False when the element is gone.
@@ -78,8 +91,8 @@ bool Accessibility::read(Control &control) const {
         return false;
     control.states = std::uint64_t{high} << 32 | low;
     control.role = takeText(role);
-    control.name = property(control, "Name");
-    control.description = property(control, "Description");
+    control.name = text(control, "Name");
+    control.description = text(control, "Description");
     return true;
 }
 
@@ -111,11 +124,27 @@ std::string Accessibility::textOf(const Control &control) const {
     return takeText(m_bus.call(control.service, control.path, "org.a11y.atspi.Text", "GetText", "ii", 0, -1));
 }
 
+int Accessibility::caretIn(const Control &box) const {
+    const auto answer = property(box, "org.a11y.atspi.Text", "CaretOffset");
+    int place = -1;
+    return answer && sd_bus_message_read(answer.get(), "v", "i", &place) > 0 ? place : -1;
+}
+
+bool Accessibility::insert(const Control &box, int place, const std::string &text) const {
+    return does(box, "org.a11y.atspi.EditableText", "InsertText", "isi", place, text.c_str(),
+                static_cast<int>(text.size()));
+}
+
+bool Accessibility::fill(const Control &box, const std::string &text) const {
+    return does(box, "org.a11y.atspi.EditableText", "SetTextContents", "s", text.c_str());
+}
+
 bool Accessibility::work(const Control &control) const {
-    const auto answer =
-        m_bus.call(control.service, control.path, "org.a11y.atspi.Action", "DoAction", "i", 0);
-    int isDone = 0;
-    return answer && sd_bus_message_read(answer.get(), "b", &isDone) >= 0 && isDone != 0;
+    return does(control, "org.a11y.atspi.Action", "DoAction", "i", 0);
+}
+
+bool Accessibility::grabFocus(const Control &control) const {
+    return does(control, "org.a11y.atspi.Component", "GrabFocus", "");
 }
 
 } // namespace test_support

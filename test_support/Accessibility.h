@@ -53,14 +53,27 @@ public:
     /// The text in a box.
     std::string textOf(const Control &control) const;
 
+    /// Where the next character goes.
+    int caretIn(const Control &box) const;
+    /// Puts text there, as dictation does; false when it cannot.
+    bool insert(const Control &box, int place, const std::string &text) const;
+    /// Replaces the whole text.
+    bool fill(const Control &box, const std::string &text) const;
+
     /// Has the program do what the control is for; false when there is nothing.
     bool work(const Control &control) const;
+    /// Gives it the keyboard.
+    bool grabFocus(const Control &control) const;
 
 private:
     std::optional<std::vector<Control>> childrenOf(const Control &parent) const;
     bool read(Control &control) const;
     bool addVisible(Control control, std::vector<Control> &controls) const;
-    std::string property(const Control &control, const char *name) const;
+    BusMessage property(const Control &control, const char *interface, const char *name) const;
+    std::string text(const Control &control, const char *property) const;
+    template <typename... Arguments>
+    bool does(const Control &control, const char *interface, const char *method, const char *types,
+              Arguments... arguments) const;
 
     BusClient m_bus;
     ProgramRun m_registry;

@@ -2,6 +2,7 @@
 
 #include "test_support/Isolation.h"
 
+#include <array>
 #include <stdexcept>
 
 namespace test_support {
@@ -33,6 +34,41 @@ xcb_atom_t Screen::atom(const std::string &name) const {
         xcb_intern_atom(connection(), 0, static_cast<std::uint16_t>(name.size()), name.c_str());
     const auto reply = owned(xcb_intern_atom_reply(connection(), cookie, nullptr));
     return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+}
+
+std::optional<Screen::Window> Screen::window(const std::string &title) const {
+    const auto tree =
+        owned(xcb_query_tree_reply(connection(), xcb_query_tree(connection(), root()), nullptr));
+    const xcb_window_t *const first = tree ? xcb_query_tree_children(tree.get()) : nullptr;
+    for (int i = 0; first != nullptr && i < xcb_query_tree_children_length(tree.get()); ++i) {
+        const xcb_window_t number = first[i];
+        const auto name = property<char>(number, "_NET_WM_NAME");
+        const auto seen = owned(xcb_get_window_attributes_reply(
+            connection(), xcb_get_window_attributes(connection(), number), nullptr));
+        const auto place =
+            owned(xcb_get_geometry_reply(connection(), xcb_get_geometry(connection(), number), nullptr));
+        if (seen && seen->map_state == XCB_MAP_STATE_VIEWABLE && place &&
+            std::string(name.begin(), name.end()).starts_with(title))
+            return Window{number, {place->x, place->y, place->width, place->height}};
+    }
+    return std::nullopt;
+}
+
+void Screen::focus(xcb_window_t window) const {
+    xcb_set_input_focus(connection(), XCB_INPUT_FOCUS_POINTER_ROOT, window, XCB_CURRENT_TIME);
+    xcb_flush(connection());
+}
+
+void Screen::resize(xcb_window_t window, int width, int height) const {
+    const std::array<int, 2> size{width, height};
+    xcb_configure_window(connection(), window, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
+                         size.data());
+    xcb_flush(connection());
+}
+
+void Screen::movePointerAway() const {
+    xcb_warp_pointer(connection(), XCB_NONE, root(), 0, 0, 0, 0, 0, 0);
+    xcb_flush(connection());
 }
 
 void Screen::requestClose(xcb_window_t window) const {

@@ -7,6 +7,7 @@
 #include <QImage>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 #include <xcb/xcb.h>
@@ -69,6 +70,17 @@ public:
         return {reply, &std::free};
     }
 
+    struct Window {
+        xcb_window_t number = 0;
+        Extents extents;
+    };
+    /// The one that is seen and whose title begins like this.
+    std::optional<Window> window(const std::string &title) const;
+    /// Gives it the keyboard, as a window manager does.
+    void focus(xcb_window_t window) const;
+    void resize(xcb_window_t window, int width, int height) const;
+    /// Into the upper left corner.
+    void movePointerAway() const;
     /// Asks a window to close, as its cross does.
     void requestClose(xcb_window_t window) const;
     /// Puts a black window over that place, for as long as the connection lives.

@@ -1,7 +1,6 @@
 #include "test_support/WindowDriver.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <regex>
 #include <sstream>
 #include <stdexcept>
@@ -100,38 +99,17 @@ Control WindowDriver::scrolledTo(const Control &control) const {
     return current;
 }
 
-std::optional<std::string> WindowDriver::xdotool(std::vector<std::string> words) const {
-    ProgramRun tool({.program = "/usr/bin/xdotool",
-                     .arguments = std::move(words),
-                     .variables = {{"DISPLAY", m_display}}});
-    return tool.waitForEnd() == exited(0) ? std::optional(tool.standardOutput()) : std::nullopt;
-}
-
 void WindowDriver::input(const std::vector<std::string> &words) const {
-    if (!xdotool(words))
+    ProgramRun tool(
+        {.program = "/usr/bin/xdotool", .arguments = words, .variables = {{"DISPLAY", m_display}}});
+    if (tool.waitForEnd() != exited(0))
         throw std::runtime_error("xdotool: no " + words.front());
 }
 
-WindowDriver::Window WindowDriver::window(const std::string &title) const {
-    Window found;
-    Extents &at = found.extents;
-    require(
-        [&] {
-            const auto place = xdotool({"search", "--maxdepth", "1", "--onlyvisible", "--name", "^" + title,
-                                        "getwindowgeometry", "--shell"});
-            return place && std::sscanf(place->c_str(), "WINDOW=%u X=%d Y=%d WIDTH=%d HEIGHT=%d",
-                                        &found.number, &at.x, &at.y, &at.width, &at.height) == 5;
-        },
-        "There is no window \"" + title + "\"");
-    return found;
-}
-
-void WindowDriver::focus(const std::string &title) const {
-    input({"windowfocus", std::to_string(window(title).number)});
-}
-
-void WindowDriver::resize(int width, int height) const {
-    input({"windowsize", std::to_string(window().number), std::to_string(width), std::to_string(height)});
+Screen::Window WindowDriver::window() const {
+    std::optional<Screen::Window> found;
+    require([&] { return (found = m_screen.window(title)).has_value(); }, "There is no window");
+    return *found;
 }
 
 Extents WindowDriver::onDisplay(const Extents &extents) const {

@@ -36,25 +36,20 @@ public:
     /// Waits until it can be clicked, scrolls to it, and clicks its middle.
     void click(const std::string &role, const std::string &name) const { clickAt(findEnabled(role, name)); }
     void clickAt(const Control &control) const;
-    void movePointerAway() const { input({"mousemove", "0", "0"}); }
+    void movePointerAway() const { m_screen.movePointerAway(); }
     void type(const std::string &text) const { input({"type", "--delay", "2", text}); }
     /// A key or a combination of keys, as xdotool names them.
     void key(const std::string &keys) const { input({"key", keys}); }
     /// Works it as a screen reader does.
     bool work(const Control &control) const { return m_accessibility.work(control); }
     std::string textOf(const Control &control) const { return m_accessibility.textOf(control); }
+    const Accessibility &accessibility() const { return m_accessibility; }
 
-    struct Window {
-        std::uint32_t number = 0;
-        /// In pixels of the display.
-        Extents extents;
-    };
-    static inline const std::string mainTitle = "Brennic Lumadoc Diagnostics";
-    /// The window whose title begins like this; waits for it.
-    Window window(const std::string &title = mainTitle) const;
-    /// Gives it the keyboard, as a window manager does.
-    void focus(const std::string &title = mainTitle) const;
-    void resize(int width, int height) const;
+    static inline const std::string title = "Brennic Lumadoc Diagnostics";
+    /// Waits for it. Its place is in pixels of the display.
+    Screen::Window window() const;
+    void focus() const { m_screen.focus(window().number); }
+    void resize(int width, int height) const { m_screen.resize(window().number, width, height); }
     /// Presses its cross.
     void close() const { m_screen.requestClose(window().number); }
 
@@ -67,7 +62,6 @@ public:
 private:
     template <typename Condition>
     void require(Condition condition, const std::string &complaint) const;
-    std::optional<std::string> xdotool(std::vector<std::string> words) const;
     void input(const std::vector<std::string> &words) const;
     Control scrolledTo(const Control &control) const;
 
