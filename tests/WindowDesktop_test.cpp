@@ -69,10 +69,10 @@ protected:
     }
 };
 
-class WindowOnASmallDisplay : public WindowDesktop {
+class WindowOnASmallDisplay : public PicturedRun {
 protected:
     WindowOnASmallDisplay()
-        : WindowDesktop(2, "1366x768") {}
+        : PicturedRun(2, "1366x768") {}
 
     bool isInSight(const char *role, const std::string &name) {
         if (!window().shows(role, name))
@@ -149,6 +149,7 @@ TEST_F(WindowOnASmallDisplay, EverythingIsInsideTheWindowOrCanBeScrolledTo) {
                                           {"Home", "heading", "Brennic Lumadoc Diagnostics"}}) {
         window().key(key);
         window().find(role, name);
+        picture(std::string("small-") + key);
         for (const Control &control : window().controls()) {
             const Extents place = window().onDisplay(control.extents);
             EXPECT_TRUE(control.role == "scroll bar" ||

@@ -14,7 +14,7 @@ namespace {
 // Whether a run that has switched the product's logging on is ended by a signal or by the window's cross, and
 // whether in mid-capture.
 class WindowEndOfLogging : public WindowRun, public testing::WithParamInterface<std::tuple<bool, bool>> {};
-using WindowEnd = WindowRun;
+using WindowEnd = PicturedRun;
 
 } // namespace
 
@@ -52,6 +52,7 @@ TEST_F(WindowEnd, ClosedUnderAnAlertAfterASecondCopyHasBroughtItToTheFront) {
     open();
     press("Start diagnostics");
     window().find("dialog", "No Lumadoc installation detected");
+    picture("not-installed-alert");
     auto options = program({"/silent"});
     options.variables.insert(options.variables.end(),
                              {{"DISPLAY", display.name()}, {"DBUS_SESSION_BUS_ADDRESS", bus.address()}});
@@ -87,10 +88,12 @@ TEST_F(WindowEnd, WithAFileOnADiskThatDoesNotAnswer) {
     disk.stopAnswering();
     window().click("push button", "Attach");
     waitForText("Waiting for the disk");
+    picture("slow-disk");
     window().clickAt(window().find("text", descriptionName));
     describe("It stopped");
     press("Share logs");
     waitForText("Waiting for attached files.");
+    picture("waiting-for-files");
     closeAndExpectTheEnd();
 }
 

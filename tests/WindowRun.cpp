@@ -7,6 +7,15 @@ namespace fs = std::filesystem;
 using test_support::waitUntil;
 using test_support::WindowDriver;
 
+namespace {
+
+bool isPictured(const char *look) {
+    const char *names = std::getenv("LUMAMON_SCREENSHOTS");
+    return names != nullptr && fs::path(names).filename().native().find(look) != std::string::npos;
+}
+
+} // namespace
+
 WindowRun::WindowRun(int pixelScale, const std::string &displaySize)
     : scale(pixelScale)
     , display(displaySize) {
@@ -29,8 +38,9 @@ void WindowRun::TearDown() {
         std::cerr << "The window shows:\n" << window().description() << "The log:\n" << log();
 }
 
-void WindowRun::open() {
+void WindowRun::open(void (*beforeStart)()) {
     auto options = program({});
+    options.beforeStart = beforeStart;
     const fs::path runtime = home.path() / "runtime";
     fs::create_directories(runtime);
     fs::permissions(runtime, fs::perms::owner_all);
@@ -138,6 +148,21 @@ QByteArray WindowRun::waitingFor(const std::string &file) const {
 void WindowRun::holdCapture() const {
     test_support::writeProgram(bundle.path() / "Contents/Helpers/system_profiler",
                                "#!/bin/sh\n" + waitingFor("go-on"));
+}
+
+void WindowRun::expectFeedback(const std::string &text, const std::string &email) const {
+    EXPECT_THAT(received()["Lumadoc/UserEmailFeedback.json"].content,
+                testing::MatchesRegex("\\{\"machineid\":\"[0-9a-f]{128}\",\"email\":\"" + email +
+                                      "\",\"problemdesc\":\"" + text + "\"\\}"));
+}
+
+PicturedRun::PicturedRun()
+    : PicturedRun(isPictured("-200") ? 2 : 1, largeDisplay) {}
+
+PicturedRun::PicturedRun(int pixelScale, const std::string &displaySize)
+    : WindowRun(pixelScale, displaySize) {
+    if (isPictured("dark-"))
+        portal.emplace(bus, test_support::Portal::ColorScheme::dark);
 }
 
 void WindowRun::picture(const std::string &state) {

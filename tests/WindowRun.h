@@ -10,13 +10,15 @@ protected:
     using Control = test_support::Control;
 
     /// `scale` is what a pixel of the program's is on the display, which has this size in its own pixels.
-    explicit WindowRun(int pixelScale = 1, const std::string &displaySize = "1400x1600");
+    explicit WindowRun(int pixelScale = 1, const std::string &displaySize = largeDisplay);
+    static constexpr char largeDisplay[] = "1400x1600";
 
     /// Nothing was printed, and the log has no other errors than those that the test has named.
     void TearDown() override;
 
-    /// Starts the program and waits for its window, which has the keyboard then.
-    void open();
+    /// Starts the program and waits for its window, which has the keyboard then. `beforeStart` is called in
+    /// the new process.
+    void open(void (*beforeStart)() = nullptr);
     test_support::WindowDriver &window() { return *m_window; }
 
     /// Presses a button with the pointer; two presses make no double click.
@@ -51,6 +53,8 @@ protected:
     QByteArray waitingFor(const std::string &file) const;
     /// Holds the capture at its second task from now on, until there is "go-on". The toggles must be on.
     void holdCapture() const;
+    /// What the service has received of the form; both are expressions.
+    void expectFeedback(const std::string &text, const std::string &email) const;
     /// Takes a picture where pictures are wanted (LUMAMON_SCREENSHOTS is how the names of the files begin).
     void picture(const std::string &state);
 
@@ -72,4 +76,13 @@ private:
     std::unique_ptr<test_support::WindowDriver> m_window;
     std::vector<std::string> m_expectedErrors;
     bool m_hasPressed = false;
+};
+
+/// In the appearance and, unless it is given, at the scale that pictures are wanted in.
+class PicturedRun : public WindowRun {
+protected:
+    PicturedRun();
+    PicturedRun(int pixelScale, const std::string &displaySize);
+
+    std::optional<test_support::Portal> portal;
 };

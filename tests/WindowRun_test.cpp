@@ -1,5 +1,5 @@
-// Whole runs through the window, from the start of the diagnostics to the end of the program: by pointer, by
-// keys, and by a screen reader.
+// Whole runs through the window, from the start of the diagnostics to the end of the program: by pointer and
+// by keys.
 #include "tests/WindowRun.h"
 
 #include "sample_product/RunningProduct.h"
@@ -11,20 +11,8 @@ using sample_product::RunningProduct;
 
 namespace {
 
-// In the appearance and at the scale that pictures are wanted in.
-bool isPictured(const char *look) {
-    const char *names = std::getenv("LUMAMON_SCREENSHOTS");
-    return names != nullptr && fs::path(names).filename().native().find(look) != std::string::npos;
-}
-
-class WindowWholeRun : public WindowRun {
+class WindowWholeRun : public PicturedRun {
 protected:
-    WindowWholeRun()
-        : WindowRun(isPictured("-200") ? 2 : 1) {
-        if (isPictured("dark-"))
-            portal.emplace(bus, Portal::ColorScheme::dark);
-    }
-
     // What can be worked and what can be read, without the bars that scroll and what only holds others.
     // Nothing is without a name.
     std::vector<std::string> shown() {
@@ -38,6 +26,13 @@ protected:
         }
         return lines;
     }
+    // Up a list, until the keyboard is there.
+    void goUp(const std::string &role, const std::string &name) {
+        EXPECT_TRUE(waitUntil([&] {
+            window().key("Up");
+            return window().find(role, name).isFocused();
+        }));
+    }
     // Waits for it, below the title: a step changes the window's parts one after the other.
     void expectShown(std::vector<testing::Matcher<std::string>> lines) {
         lines.insert(lines.begin(), {"heading: Brennic Lumadoc Diagnostics",
@@ -47,14 +42,6 @@ protected:
         waitUntil([&] { return all.Matches(shown()); });
         EXPECT_THAT(shown(), all);
     }
-
-    void expectFeedback(const std::string &text, const std::string &email) {
-        EXPECT_THAT(received()["Lumadoc/UserEmailFeedback.json"].content,
-                    testing::MatchesRegex("\\{\"machineid\":\"[0-9a-f]{128}\",\"email\":\"" + email +
-                                          "\",\"problemdesc\":\"" + text + "\"\\}"));
-    }
-
-    std::optional<Portal> portal;
 };
 
 } // namespace
@@ -98,22 +85,26 @@ TEST_F(WindowWholeRun, IsStoppedFailsAndIsThenSentWithItsAttachments) {
                  "text" + email, attach, limits});
     window().waitForFocus("text", descriptionName);
     picture("form");
+    writeFile(home.path() / "one.png", "first");
+    writeFile(home.path() / "two.pdf", "second");
+    pick({"one.png"});
+    waitForText("1 file(s) attached");
+    picture("attached-first");
+    window().clickAt(window().find("text", descriptionName));
     window().type("x");
     window().key("BackSpace");
     waitForText("Desciption is required");
     picture("required");
     describe("Saving stops at 80 percent.");
     window().key("ctrl+a");
+    // An entry below it would have the keyboard.
+    window().movePointerAway();
     go("shift+F10", "popup menu", "Edit");
     picture("menu");
     go("Escape", "text", descriptionName);
     writeEmail("someone@brennic.example");
 
     const fs::path attachments = runFolder() / "Lumadoc/UserFiles";
-    writeFile(home.path() / "one.png", "first");
-    writeFile(home.path() / "two.pdf", "second");
-    pick({"one.png"});
-    waitForText("1 file(s) attached");
     window().click("push button", remove);
     window().waitUntilGone("push button", remove);
     EXPECT_FALSE(fs::exists(attachments));
@@ -127,13 +118,21 @@ TEST_F(WindowWholeRun, IsStoppedFailsAndIsThenSentWithItsAttachments) {
     picture("not-attached-alert");
     window().click("push button", "OK");
     window().waitUntilGone("dialog", "Files Not Attached");
-    // A name clash is for the user to decide.
+    writeFile(home.path() / "large.png", QByteArray(11 << 20, 'x'));
+    pick({"large.png"});
+    waitForText("The total file size should not exceed 10 MB.");
+    picture("size-alert");
+    window().click("push button", "OK");
+    window().waitUntilGone("dialog", "File Size Error");
+    // A name clash is for the user to decide, before anything else.
     writeFile(home.path() / "one.png", "third");
     pick({"one.png"});
     waitForText("File one.png already exists. Do you want to replace it?");
     window().waitForFocus("push button", "Cancel");
     EXPECT_EQ(readFile(attachments / "one.png"), "first");
     picture("replace-alert");
+    window().clickAt(window().find("push button", "Share logs"));
+    EXPECT_TRUE(window().shows("dialog", "Confirm Replace"));
     window().click("push button", "Replace");
     window().waitUntilGone("dialog", "Confirm Replace");
     picture("filled");
@@ -188,8 +187,16 @@ TEST_F(WindowWholeRun, IsStoppedFailsAndIsThenSentWithItsAttachments) {
     expectTheEnd();
 }
 
+// With an alert, files, an upload that is refused and one that is stopped.
 TEST_F(WindowWholeRun, NeedsNoPointer) {
-    install();
+    REQUIRE_OWN_NAMESPACES();
+    RunningProduct running(install().executable);
+    for (const char *name : {"one.png", "two.pdf"})
+        writeFile(home.path() / name, "content");
+    service.setBehaviour({.status = 500}, 1);
+    service.setBehaviour({.stopReadingAfterBytes = 1000}, 1);
+    expectUploadError("1");
+    expectUploadError("-999");
     open();
     window().waitForFocus("push button", "Start diagnostics");
     // Back over the toggles, which Space works, and round again.
@@ -197,19 +204,58 @@ TEST_F(WindowWholeRun, NeedsNoPointer) {
     go("shift+Tab", "check box", "Advanced logs");
     window().key("space");
     waitForCheck("Advanced logs");
-    window().key("space");
-    waitForCheck("Advanced logs", false);
+    picture("keys-toggle");
     go("Tab", "check box", "System apps information");
+    window().key("space");
+    waitForCheck("System apps information");
+    window().key("space");
+    waitForCheck("System apps information", false);
     go("Tab", "push button", "Start diagnostics");
-    window().key("Return");
-    window().findEnabled("push button", "Stop diagnostics");
+    // The run goes on below the alert, and nothing there can be reached.
+    go("Return", "push button", "OK");
+    go("Tab", "notification",
+       "We suggest restarting Lumadoc immediately to gather detailed logs and then perform the problematic "
+       "steps.");
+    go("Tab", "push button", "OK");
+    go("Return", "push button", "Stop diagnostics");
+    EXPECT_FALSE(window().shows("dialog", "Lumadoc restart required"));
+    // Then there is nothing to sample.
+    running.stop();
     std::this_thread::sleep_for(doubleClick);
     go("space", "text", descriptionName);
+    waitForText("The advanced logs have no data dump of Lumadoc.");
     describe("By keys");
+    picture("no-sample");
     go("Tab", "text", emailName);
     window().type("keys@brennic.example");
-    go("Tab", "push button", attachName);
-    go("shift+Tab", "text", emailName);
+    const std::string remove = "Remove attached files";
+    for (const bool isFirst : {true, false}) {
+        go("Tab", "push button", attachName);
+        window().key("Return");
+        window().find("dialog", "Attach files");
+        goUp("check box", "Applications/");
+        go("Down", "check box", "Brennic_Lumadoc_Diagnostics.app/");
+        go("Down", "check box", "runtime/");
+        go("Down", "check box", "one.png");
+        window().key("space");
+        waitForCheck("one.png");
+        go("Down", "check box", "two.pdf");
+        if (isFirst) {
+            window().key("Return");
+            waitForCheck("two.pdf");
+            picture("keys-panel");
+        }
+        go("Tab", "push button", "Cancel");
+        go("Tab", "push button", isFirst ? "Attach 2 files" : "Attach");
+        go("Return", "push button", attachName);
+        waitForText(isFirst ? "2 file(s) attached" : "1 file(s) attached");
+        if (isFirst) {
+            go("Tab", "push button", remove);
+            go("space", "push button", attachName);
+            window().waitUntilGone("push button", remove);
+        }
+        go("shift+Tab", "text", emailName);
+    }
     go("shift+Tab", "text", descriptionName);
     go("shift+Tab", "push button", "Copy ID");
     // The menu of a text: before anything is selected there is only that to do.
@@ -227,71 +273,35 @@ TEST_F(WindowWholeRun, NeedsNoPointer) {
     go("shift+Tab", "push button", "Copy ID");
     go("shift+Tab", "text", "Log ID");
     go("shift+Tab", "push button", "Share logs");
+    window().key("Return");
+    waitForText("Error sharing logs.");
+    go("shift+Tab", "link", "lumadoc-support@brennic.example");
+    picture("keys-link");
+    go("Tab", "push button", "Share logs");
+    std::this_thread::sleep_for(doubleClick);
+    go("Return", "push button", "Stop upload");
+    std::this_thread::sleep_for(doubleClick);
+    window().key("space");
+    waitForText("Upload cancelled.");
+    std::this_thread::sleep_for(doubleClick);
     go("Return", "push button", "Close");
+    EXPECT_EQ(received().count("Lumadoc/UserFiles/one.png"), 1U);
     expectFeedback("By keys[0-9a-f-]{36}", "keys@brennic.example");
     window().key("Return");
     expectTheEnd();
 }
 
-// Takes as long as the sample of the running product does, which is to be restarted first.
-TEST_F(WindowWholeRun, WithAdvancedLogsIsWorkedByAScreenReader) {
+TEST_F(WindowWholeRun, WithoutANetworkAsksForOne) {
     REQUIRE_OWN_NAMESPACES();
-    const auto product = install();
-    RunningProduct running(product.executable);
-    open();
-    for (const char *name : {"Advanced logs", "System apps information"}) {
-        EXPECT_TRUE(window().work(window().findEnabled("check box", name)));
-        waitForCheck(name);
-    }
-    window().find("heading", "ADVANCED LOGS");
-    waitForText("• Full Lumadoc data dump\n• System apps version information");
-    picture("toggles");
-    EXPECT_TRUE(window().work(window().findEnabled("push button", "Start diagnostics")));
-
-    const std::string restart = "Lumadoc restart required";
-    const Control dialog = window().find("dialog", restart);
-    const std::string advice = "We suggest restarting Lumadoc immediately to gather detailed logs and then "
-                               "perform the problematic steps.";
-    waitForText(advice);
-    window().waitForFocus("push button", "OK");
-    const Control ok = window().find("push button", "OK");
-    EXPECT_GE(ok.extents.x, dialog.extents.x);
-    EXPECT_LE(ok.extents.right(), dialog.extents.right());
-    picture("restart-alert");
-    // The run goes on below the alert, and nothing there can be reached.
-    go("Tab", "notification", advice);
-    go("Tab", "push button", "OK");
-    window().clickAt(window().find("push button", "Stop diagnostics"));
-    EXPECT_TRUE(window().shows("dialog", restart));
-    EXPECT_THAT(log(), testing::AllOf(testing::HasSubstr("Advanced Log Checkbox: Yes"),
-                                      testing::HasSubstr("INFO: ShowRestartLumadocAlert: true\n"),
-                                      testing::Not(testing::HasSubstr("Monitoring Queue initiated."))));
-    // The keyboard goes back to where it was.
-    go("Return", "push button", "Stop diagnostics");
-    EXPECT_FALSE(window().shows("dialog", restart));
-    // The choice is fixed by now.
-    window().work(window().find("check box", "Advanced logs"));
-    EXPECT_FALSE(window().find("check box", "Advanced logs").isEnabled());
-    waitForCheck("Advanced logs");
-
-    EXPECT_TRUE(window().work(window().findEnabled("push button", "Stop diagnostics")));
-    waitForText("Capturing Lumadoc data dump. Please wait for a few minutes.");
-    picture("capturing");
-    window().waitForFocus("text", descriptionName);
-    describe("It is slow");
-    EXPECT_TRUE(window().work(window().findEnabled("push button", "Share logs")));
-    waitForText(sentText);
-    auto items = received();
-    EXPECT_THAT(items["Lumadoc/spinReport.txt"].content,
-                testing::AllOf(testing::StartsWith("Process sample by Lumadoc Diagnostics\n"),
-                               testing::HasSubstr(product.executable.native()),
-                               testing::ContainsRegex("Thread [0-9]+")));
-    EXPECT_THAT(
-        items["Lumadoc/sysinfo.txt"].content,
-        testing::AllOf(testing::StartsWith("Applications:\n"), testing::HasSubstr(product.bundle.native())));
-    EXPECT_THAT(log(), testing::HasSubstr("INFO: No SpinResult debug description\n"));
-    EXPECT_TRUE(window().work(window().findEnabled("push button", "Close")));
-    expectTheEnd();
+    install();
+    expectError("Upload error code: -1009");
+    expectError("Upload error domain: NSURLErrorDomain");
+    expectError("No internet connection");
+    open(enterNoNetwork);
+    share();
+    waitForText("Please ensure you have access to the internet.");
+    picture("offline");
+    closeAndExpectTheEnd();
 }
 
 TEST_F(WindowWholeRun, OfTheStandaloneProgramEndsAtTheLogId) {
