@@ -87,7 +87,14 @@ void WindowRun::writeEmail(const std::string &text) {
 void WindowRun::pick(const std::vector<std::string> &names) {
     window().click("push button", attachName);
     for (const std::string &name : names) {
-        window().click("check box", name);
+        // The list is still filling, and rows move.
+        Control row = window().findEnabled("check box", name);
+        for (int before = row.extents.y - 1; before != row.extents.y;
+             row = window().find("check box", name)) {
+            before = row.extents.y;
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+        window().clickAt(row);
         waitForCheck(name);
     }
     picture("panel");
