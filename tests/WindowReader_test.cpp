@@ -88,10 +88,13 @@ TEST_F(WindowReader, WorksAWholeRunOverTheBusAlone) {
     waitForText("• Full Lumadoc data dump\n• System apps version information");
     picture("toggles");
     workButton("Start diagnostics");
-    window().find("dialog", "Lumadoc restart required");
+    const Control dialog = window().find("dialog", "Lumadoc restart required");
     waitForText("We suggest restarting Lumadoc immediately to gather detailed logs and then perform the "
                 "problematic steps.");
     window().waitForFocus("push button", "OK");
+    const Control ok = window().find("push button", "OK");
+    EXPECT_GE(ok.extents.x, dialog.extents.x);
+    EXPECT_LE(ok.extents.right(), dialog.extents.right());
     picture("restart-alert");
     EXPECT_THAT(log(), testing::AllOf(testing::HasSubstr("Advanced Log Checkbox: Yes"),
                                       testing::HasSubstr("INFO: ShowRestartLumadocAlert: true\n"),
