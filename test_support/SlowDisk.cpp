@@ -13,10 +13,12 @@
 #include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
+#include <fstream>
 #include <fuse3/fuse.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
 
@@ -172,6 +174,17 @@ int serve(const std::filesystem::path &folder, void *shared, int ready) {
 }
 
 } // namespace
+
+bool isHeldUp(pid_t process) {
+    // Begins with the number of the call; with a word when there is none.
+    std::ifstream call("/proc/" + std::to_string(process) + "/syscall");
+    long number = 0;
+    bool isForEvents = !(call >> number) || number == SYS_ppoll;
+#ifdef SYS_poll
+    isForEvents = isForEvents || number == SYS_poll;
+#endif
+    return !isForEvents;
+}
 
 bool SlowDisk::isPossible() {
     return hasOwnNamespaces() && ::access("/dev/fuse", R_OK | W_OK) == 0;

@@ -13,6 +13,10 @@
 
 namespace test_support {
 
+/// Whether that process's main thread sleeps in a system call other than its wait for events: for a disk or a
+/// lock. A thread that waits for a processor does not.
+bool isHeldUp(pid_t process);
+
 /// Holds what a folder held before, in its place, and is served by a process of its own, so that only who
 /// asks it waits. The kernel keeps nothing of what it answers.
 class SlowDisk {
