@@ -77,6 +77,16 @@ void WindowDriver::waitForFocus(const std::string &role, const std::string &name
     require(hasFocus, "The " + role + " \"" + name + "\" does not get the keyboard");
 }
 
+void WindowDriver::click(const std::string &role, const std::string &name) const {
+    Control control = findEnabled(role, name);
+    for (int before = control.extents.y - 1; before != control.extents.y;) {
+        before = control.extents.y;
+        std::this_thread::sleep_for(std::chrono::milliseconds(40));
+        control = findEnabled(role, name);
+    }
+    clickAt(control);
+}
+
 void WindowDriver::clickAt(const Control &control) const {
     const Extents place = onDisplay(scrolledTo(control).extents);
     input({"mousemove", std::to_string(place.x + place.width / 2), std::to_string(place.y + place.height / 2),

@@ -33,8 +33,8 @@ public:
     void waitUntilGone(const std::string &role, const std::string &name) const;
     void waitForFocus(const std::string &role, const std::string &name) const;
 
-    /// Waits until it can be clicked, scrolls to it, and clicks its middle.
-    void click(const std::string &role, const std::string &name) const { clickAt(findEnabled(role, name)); }
+    /// Waits until it can be clicked and rests in its place, scrolls to it, and clicks its middle.
+    void click(const std::string &role, const std::string &name) const;
     void clickAt(const Control &control) const;
     void movePointerAway() const { m_screen.movePointerAway(); }
     void type(const std::string &text) const { input({"type", "--delay", "2", text}); }

@@ -87,14 +87,7 @@ void WindowRun::writeEmail(const std::string &text) {
 void WindowRun::pick(const std::vector<std::string> &names) {
     window().click("push button", attachName);
     for (const std::string &name : names) {
-        // The list is still filling, and rows move.
-        Control row = window().findEnabled("check box", name);
-        for (int before = row.extents.y - 1; before != row.extents.y;
-             row = window().find("check box", name)) {
-            before = row.extents.y;
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
-        window().clickAt(row);
+        window().click("check box", name);
         waitForCheck(name);
     }
     picture("panel");
