@@ -26,9 +26,11 @@ namespace test_support {
 
 struct SlowDisk::Shared {
     std::atomic<int> delayMilliseconds;
+    // The number of the first operation that takes no time any more.
+    std::atomic<unsigned> end;
     std::atomic<unsigned> count;
     // Who asked; the oldest are overwritten.
-    std::array<std::atomic<pid_t>, 4096> askers;
+    std::array<std::atomic<pid_t>, 65536> askers;
 };
 
 namespace {
@@ -47,8 +49,10 @@ int answer(ssize_t result) {
 // The disk's record of who asks, which the test reads, and the time that an operation takes.
 void takeTime() {
     auto &shared = *static_cast<SlowDisk::Shared *>(::fuse_get_context()->private_data);
-    shared.askers[shared.count++ % shared.askers.size()] = ::fuse_get_context()->pid;
-    std::this_thread::sleep_for(std::chrono::milliseconds(shared.delayMilliseconds));
+    const unsigned number = shared.count++;
+    shared.askers[number % shared.askers.size()] = ::fuse_get_context()->pid;
+    if (number < shared.end)
+        std::this_thread::sleep_for(std::chrono::milliseconds(shared.delayMilliseconds));
 }
 
 // One operation: it takes its time, and is then done to what is hidden.
@@ -94,6 +98,14 @@ int cut(const char *path, off_t size, fuse_file_info *) {
     const int result = answer(::ftruncate(file, size));
     ::close(file);
     return result;
+}
+
+int changeMode(const char *path, mode_t mode, fuse_file_info *) {
+    return answer(::fchmodat(hidden, inside(path), mode, 0));
+}
+
+int changeOwner(const char *path, uid_t user, gid_t group, fuse_file_info *) {
+    return answer(::fchownat(hidden, inside(path), user, group, AT_SYMLINK_NOFOLLOW));
 }
 
 int setTimes(const char *path, const struct timespec times[2], fuse_file_info *) {
@@ -156,6 +168,8 @@ int serve(const std::filesystem::path &folder, void *shared, int ready) {
     operations.rmdir = Slow<removeFolder>::operation;
     operations.rename = Slow<move>::operation;
     operations.truncate = Slow<cut>::operation;
+    operations.chmod = Slow<changeMode>::operation;
+    operations.chown = Slow<changeOwner>::operation;
     operations.utimens = Slow<setTimes>::operation;
     operations.open = Slow<openFile>::operation;
     operations.create = Slow<createFile>::operation;
@@ -214,8 +228,10 @@ SlowDisk::~SlowDisk() {
     ::munmap(m_shared, sizeof(Shared));
 }
 
-void SlowDisk::setDelay(std::chrono::milliseconds delay) {
+void SlowDisk::setDelay(std::chrono::milliseconds delay, unsigned operations) {
+    const unsigned first = m_shared->count;
     m_shared->delayMilliseconds = static_cast<int>(delay.count());
+    m_shared->end = std::max(first, first + operations);
 }
 
 void SlowDisk::stopAnswering() const {

@@ -29,11 +29,11 @@ public:
     SlowDisk(const SlowDisk &) = delete;
     SlowDisk &operator=(const SlowDisk &) = delete;
 
-    /// From now on each operation takes that long, one after the other.
-    void setDelay(std::chrono::milliseconds delay);
+    /// From now on each operation takes that long, one after the other; or only so many of the next.
+    void setDelay(std::chrono::milliseconds delay, unsigned operations = ~0U);
     /// From now on nothing is answered.
     void stopAnswering() const;
-    /// How many of the last 4096 operations that thread has asked for.
+    /// How many of the last 65536 operations that thread has asked for.
     int operationsOf(pid_t thread) const;
 
     /// Between the test and the server.

@@ -86,6 +86,10 @@ void WindowRun::writeEmail(const std::string &text) {
 
 void WindowRun::pick(const std::vector<std::string> &names) {
     window().click("push button", attachName);
+    pickShown(names);
+}
+
+void WindowRun::pickShown(const std::vector<std::string> &names) {
     for (const std::string &name : names) {
         window().click("check box", name);
         waitForCheck(name);

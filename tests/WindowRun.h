@@ -33,6 +33,8 @@ protected:
     void writeEmail(const std::string &text);
     /// Picks one or two files of the home folder in the panel, by their names.
     void pick(const std::vector<std::string> &names);
+    /// The same, of the folder that the panel shows.
+    void pickShown(const std::vector<std::string> &names);
     /// From the start to "Share logs" pressed.
     void share();
 
