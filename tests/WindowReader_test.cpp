@@ -53,6 +53,14 @@ protected:
         expectInserted(descriptionName, 6, "slow", "It is slow");
     }
 
+    // Whether or not the program says that it was done.
+    void expectFixed(const std::string &name) {
+        const std::string text = window().textOf(box(name));
+        reader().fill(box(name), "changed");
+        reader().insert(box(name), 0, "changed");
+        EXPECT_EQ(window().textOf(box(name)), text) << name;
+    }
+
     void attach(const std::vector<std::string> &names) {
         workButton(attachName);
         for (const std::string &name : names) {
@@ -96,6 +104,10 @@ TEST_F(WindowReader, WorksAWholeRunOverTheBusAlone) {
     EXPECT_GE(ok.extents.x, dialog.extents.x);
     EXPECT_LE(ok.extents.right(), dialog.extents.right());
     picture("restart-alert");
+    // What is below the alert cannot be worked.
+    std::this_thread::sleep_for(doubleClick);
+    window().work(window().find("push button", "Stop diagnostics"));
+    window().waitForFocus("push button", "OK");
     EXPECT_THAT(log(), testing::AllOf(testing::HasSubstr("Advanced Log Checkbox: Yes"),
                                       testing::HasSubstr("INFO: ShowRestartLumadocAlert: true\n"),
                                       testing::Not(testing::HasSubstr("Monitoring Queue initiated."))));
@@ -130,6 +142,8 @@ TEST_F(WindowReader, WorksAWholeRunOverTheBusAlone) {
     workButton("Share logs");
     waitForText("Error sharing logs.");
     picture("refused");
+    for (const std::string &name : {descriptionName, emailName})
+        expectFixed(name);
     work("link", "view the logs");
     EXPECT_TRUE(waitUntil([&] { return opener.calls().size() == 1; }));
     workButton("Share logs");
@@ -154,6 +168,7 @@ TEST_F(WindowReader, WorksAWholeRunOverTheBusAlone) {
     EXPECT_FALSE(items.contains("Lumadoc/UserFiles/two.pdf"));
     workButton("Copy ID");
     window().find("push button", "ID Copied!");
+    expectFixed("Log ID");
     EXPECT_EQ("lumaMacLog_" + window().textOf(box("Log ID")) + "_abc.zip",
               service.receipts().back().fileName);
     workButton("Close");

@@ -52,11 +52,11 @@ void FolderList::show(const fs::path &folder) {
     m_folder = folder;
     path = platform::displayText(folder);
     hasParent = folder.has_relative_path();
-    isListed = false;
     entries = QVariantList();
 }
 
 void FolderList::list() {
+    isListed = false;
     const auto ask = [folder = m_folder] { return entriesOf(folder); };
     besideMainQueue("Folder", ask, [list = QPointer(this), folder = m_folder](const QVariantList &found) {
         // Unless the user has gone on to another folder.

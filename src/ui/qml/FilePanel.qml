@@ -35,6 +35,8 @@ WindowDialog {
             sinceShown.restart();
             list.forceActiveFocus(Qt.PopupFocusReason);
         }
+        // Rows that come in put the current one behind them.
+        onIsListedChanged: list.currentIndex = 0
     }
 
     // The second click of a double click on a folder is not meant for what the folder shows in its place.
@@ -72,6 +74,8 @@ WindowDialog {
 
             anchors.fill: parent
             anchors.margins: 8
+            // Room for the ring around a box.
+            anchors.leftMargin: 2
             clip: true
             // Rows out of sight are not there for a screen reader either.
             cacheBuffer: 0
@@ -81,7 +85,6 @@ WindowDialog {
             Accessible.name: panel.title
 
             model: folder.entries
-            onCountChanged: currentIndex = Math.max(0, currentIndex)
 
             // Qt 6.4 has no way to bind a delegate to this file's names.
             // qmllint disable unqualified
@@ -89,7 +92,8 @@ WindowDialog {
                 required property var modelData
                 required property int index
 
-                width: list.width
+                x: 6
+                width: list.width - x
                 height: 32
                 activeFocusOnTab: false
                 takesReturn: true

@@ -50,12 +50,12 @@ ColumnLayout {
         implicitHeight: box.isLong ? 80 : 30
         Layout.fillWidth: true
 
-        // It has the size of the frame, and its upper margin grows below zero, so that a screen reader finds it where
+        // It fills the frame, and its upper margin grows below zero, so that a screen reader finds it where
         // it is seen.
         EditableText {
             id: input
 
-            readonly property real edge: 6
+            readonly property real edge: 5
             readonly property real extent: contentHeight + 2 * edge
             property real contentY: 0
 
@@ -79,10 +79,11 @@ ColumnLayout {
             color: Theme.color(frame.isFrozen ? "SecondaryTextColor" : "PrimaryTextColor")
             inputMethodHints: box.isLong ? Qt.ImhNone : Qt.ImhEmailCharactersOnly
             topPadding: edge - contentY
-            leftPadding: 10
-            rightPadding: 14
+            leftPadding: 9
+            rightPadding: 13
             clip: true
             anchors.fill: parent
+            anchors.margins: frame.border.width
             Accessible.name: box.caption
             Accessible.multiLine: box.isLong
             Accessible.description: box.isWrong ? box.problem : enabled ? "" : "Unavailable"

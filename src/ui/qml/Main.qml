@@ -9,6 +9,8 @@ Window {
     required property Alerts alerts
     /// The control of the sections that had the keyboard last.
     property Item worked
+    /// The dialog that is up.
+    readonly property var dialog: view.showAlert || alerts.isUp ? alert.item : view.isFilePanelVisible ? panel.item : null
 
     function isInSections(item: Item): bool {
         while (item && item !== sections)
@@ -16,12 +18,14 @@ Window {
         return item !== null;
     }
 
-    // The control that has the keyboard is scrolled into sight. The keyboard goes back from a dialog or a menu that has
-    // closed, and on from a control that is hidden or disabled now, to the one before it; but the primary button is
-    // pressed again when its step is over.
+    // The control that has the keyboard is scrolled into sight, unless a dialog is up, which keeps the keyboard. It goes
+    // back from a dialog or a menu that has closed, and on from a control that is hidden or disabled now, to the one before
+    // it; but the primary button is pressed again when its step is over.
     function settleFocus() {
         const item = activeFocusItem;
-        if (isInSections(item) && item.activeFocusOnTab && item.visible)
+        if (dialog && isInSections(item))
+            dialog.forceActiveFocus(Qt.PopupFocusReason);
+        else if (isInSections(item) && item.activeFocusOnTab && item.visible)
             scroll.reveal(item);
         else if ((item !== contentItem && !isInSections(item)) || !worked)
             return;
@@ -107,6 +111,7 @@ Window {
             y: edge
             width: Math.min(632, scroll.width - 2 * edge)
             view: window.view
+            isCovered: window.dialog !== null
         }
     }
 
@@ -120,12 +125,16 @@ Window {
     }
 
     LatePart {
+        id: panel
+
         isNeeded: window.view.isFilePanelVisible
         file: "FilePanel.qml"
         properties: ({ view: window.view })
     }
 
     LatePart {
+        id: alert
+
         isNeeded: window.view.showAlert || window.alerts.isUp
         file: "AlertPresentation.qml"
         properties: ({ view: window.view, alerts: window.alerts })

@@ -28,8 +28,16 @@ Item {
     function press() {
         const isSecond = sinceLastPress.running;
         sinceLastPress.restart();
-        if (enabled && (takesDoubleClick || !isSecond))
+        if (enabled && !isCovered() && (takesDoubleClick || !isSecond))
             clicked();
+    }
+
+    // A screen reader reaches past a dialog what is below it.
+    function isCovered(): bool {
+        let item = control;
+        while (item && item.isCovered !== true) // qmllint disable
+            item = item.parent;
+        return item !== null;
     }
 
     function work(event: KeyEvent) {

@@ -36,7 +36,7 @@ ColumnLayout {
         readonly property real inOneLine: you.implicitWidth + logs.implicitWidth + share.implicitWidth
             + address.implicitWidth + 3 * spacing
 
-        spacing: 4
+        spacing: 6
         Layout.alignment: Qt.AlignHCenter
         Layout.preferredWidth: Math.min(inOneLine, block.width)
 

@@ -7,6 +7,8 @@ Column {
     id: sections
 
     required property ContentView view
+    /// A dialog is over them.
+    property bool isCovered: false
     readonly property alias primary: primary
     readonly property bool isFormPage: view.isFeedbackLayoutVisible
 

@@ -145,6 +145,19 @@ Item {
             tryVerify(() => focused() === "Stop upload" && isSeen(), 500, focused());
         }
 
+        // Whatever comes up below it meanwhile.
+        function test_an_alert_keeps_it() {
+            reproduce();
+            window.alerts.present("One", "Two", "OK");
+            tryVerify(() => focused() === "OK");
+            for (const [step, then] of [[showForm, view.feedbackLabel], [finish, "Close"]]) {
+                step();
+                tryVerify(() => focused() === "OK", 500, then);
+            }
+            keyClick(Qt.Key_Return);
+            tryVerify(() => focused() === "Close");
+        }
+
         // Also when the control has gone meanwhile.
         function test_it_comes_back_after_alerts_the_panel_and_the_menu() {
             showForm();
