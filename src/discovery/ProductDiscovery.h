@@ -1,7 +1,7 @@
 // Finding the editions of the product that are installed and running, and choosing the one to diagnose.
 //
-// What is found stays in the values of RunState.h. One thread at a time, except where said otherwise; none of the
-// functions waits for the main thread.
+// What is found stays in the values of RunState.h. One thread at a time, except where said otherwise; none of
+// the functions waits for the main thread.
 #pragma once
 
 #include "discovery/RunState.h"
