@@ -116,7 +116,7 @@ std::optional<fs::path> LogFile::path() const {
 void LogFile::spareThisThread() {
     const auto writeOn = [this] {
         for (std::unique_lock lock(m_waitingMutex);; lock.lock()) {
-            m_hasMore.wait(lock, [this] { return !m_waiting.isEmpty(); });
+            m_changed.wait(lock, [this] { return !m_waiting.isEmpty(); });
             lock.unlock();
             writeWaiting();
         }
@@ -133,7 +133,7 @@ void LogFile::append(const QByteArray &line) {
         m_waiting += line;
     }
     if (std::this_thread::get_id() == m_spared)
-        m_hasMore.notify_one();
+        m_changed.notify_all();
     else
         writeWaiting();
 }
@@ -142,11 +142,23 @@ void LogFile::writeWaiting() {
     const std::lock_guard lock(m_mutex);
     std::unique_lock waitingLock(m_waitingMutex);
     const QByteArray lines = std::exchange(m_waiting, {});
+    m_isWriting = true;
     waitingLock.unlock();
-    if (lines.isEmpty() || !m_path)
-        return;
-    if (const auto error = write(lines))
+    std::error_code error;
+    if (!lines.isEmpty() && m_path)
+        error = write(lines);
+    if (error)
         reportTrouble("Failed to write to log file: ", error);
+    waitingLock.lock();
+    m_isWriting = false;
+    m_changed.notify_all();
+}
+
+void LogFile::waitUntilWritten(std::chrono::milliseconds limit) {
+    // A fatal end for want of memory comes in the middle of a line.
+    std::unique_lock lock(m_waitingMutex, std::try_to_lock);
+    if (lock)
+        m_changed.wait_for(lock, limit, [this] { return m_waiting.isEmpty() && !m_isWriting; });
 }
 
 std::error_code LogFile::moveTo(const fs::path &path) {

@@ -37,6 +37,10 @@ public:
     /// is reported.
     void writeWaiting();
 
+    /// Leaves it to the thread that `spareThisThread` has started to write what waits. Gives up after
+    /// `limit`.
+    void waitUntilWritten(std::chrono::milliseconds limit);
+
     /// Moves the lines so far to the end of the file at `path`, and continues there; needs a path. On an
     /// error the log stays where it is, unless only the removal of the old file failed.
     std::error_code moveTo(const std::filesystem::path &path);
@@ -58,8 +62,9 @@ private:
 
     // Of the rest; taken after the other one.
     mutable std::mutex m_waitingMutex;
-    std::condition_variable m_hasMore;
+    std::condition_variable m_changed;
     QByteArray m_waiting;
+    bool m_isWriting = false;
     QStringList m_homes;
     std::atomic<std::thread::id> m_spared;
 };

@@ -125,6 +125,8 @@ void Logger::logError(const QString &message) {
 
 void Logger::spareThisThread() {
     logFile().spareThisThread();
+    // They may say what led to a fatal end.
+    platform::beforeFatalEnd = [] { logFile().waitUntilWritten(std::chrono::milliseconds(500)); };
 }
 
 void Logger::writeAll() {

@@ -1,6 +1,7 @@
 #include "logging/Logging.h"
 
 #include "platform/System.h"
+#include "platform/posix/Fatal.h"
 #include "platform/posix/FileDescriptor.h"
 #include "test_support/Isolation.h"
 #include "test_support/LoggedTest.h"
@@ -153,6 +154,23 @@ TEST_F(LoggerTest, TheLinesOfASparedThreadAreWrittenByAnotherAndInTheirPlace) {
     disk.setDelay({});
     Logger::logInfo(QStringLiteral("last"));
     EXPECT_TRUE(test_support::waitUntil([&] { return logLines(first).size() == 41; }));
+}
+
+TEST_F(LoggerTest, AFatalEndWaitsForTheLinesOfASparedThreadButNotForADiskThatDoesNotAnswer) {
+    REQUIRE_SLOW_DISK();
+    test_support::SlowDisk disk(folder);
+    const auto endsFatally = [] {
+        return test_support::statusInChild([]() -> int {
+            Logger::spareThisThread();
+            Logger::logInfo(QStringLiteral("last"));
+            platform::fatal("why");
+        });
+    };
+    disk.setDelay(std::chrono::milliseconds(5));
+    EXPECT_EQ(endsFatally(), 1);
+    EXPECT_EQ(logLines(first), QStringList(QStringLiteral("INFO: last")));
+    disk.stopAnswering();
+    EXPECT_EQ(endsFatally(), 1);
 }
 
 TEST_F(LoggerTest, SaysWhyALineOrAFolderIsLostAndGoesOn) {
