@@ -17,8 +17,8 @@ using namespace UtilityFunctions;
 
 namespace {
 
-// Finds the product and has it log in detail.
-ContentView::Start prepareProduct(bool isLumaloggingEnabled) {
+// Finds the product and makes the folders for what is collected of it.
+ContentView::Start findProduct() {
     FindRunningEditions();
     if (IsMultipleInstance()) {
         Logger::logInfo(QStringLiteral("Lumadoc multiple running instances."));
@@ -27,6 +27,11 @@ ContentView::Start prepareProduct(bool isLumaloggingEnabled) {
     SetLumadocRunningOrInstalledInstances(true);
     SetLumadocOrPellix();
     SetUserFilesFolder();
+    return ContentView::Start::done;
+}
+
+// Has the product log in detail.
+ContentView::Start prepareProduct(bool isLumaloggingEnabled) {
     PListOperations::EnableLumaLogging(isLumaloggingEnabled);
     return IsLumadocRestartRequired() ? ContentView::Start::needsRestart : ContentView::Start::done;
 }
@@ -89,7 +94,12 @@ void ContentView::StartMonitoring() {
     primaryButtonDisabled = true;
     isRunning = true;
     const auto start = std::make_shared<Start>(Start::refused);
-    ProcessExecution::runSteps({[start, on = isLumaloggingEnabled.value()] { *start = prepareProduct(on); }},
+    // In two steps: once the program is ending, the second is left out, since nobody would undo it.
+    ProcessExecution::runSteps({[start] { *start = findProduct(); },
+                                [start, on = isLumaloggingEnabled.value()] {
+                                    if (*start == Start::done)
+                                        *start = prepareProduct(on);
+                                }},
                                [start, view = QPointer(this)] {
                                    if (view)
                                        view->monitoringStarted(*start);

@@ -1,6 +1,7 @@
 // The window while the disk takes its time, or does not answer any more.
 #include "test_support/SlowDisk.h"
 
+#include "collection/ProcessExecution.h"
 #include "discovery/ProductDiscovery.h"
 #include "discovery/RunState.h"
 #include "test_support/WindowFixture.h"
@@ -157,6 +158,23 @@ TEST_F(RunTest, AStartDoesNotStopTheWindowAndIsOneHoweverOftenTheButtonIsPressed
     const auto lines = record.takeLog();
     EXPECT_EQ(std::ranges::count(lines, "INFO: Start diagnostics pressed. Advanced Log Checkbox: No"), 1);
     EXPECT_THAT(lines, testing::Contains(testing::StartsWith("INFO: PropertyList URL: ")));
+}
+
+// The product itself is on the slow disk.
+TEST_F(RunTest, AStartThatTheProgramEndsDoesNotSwitchTheLoggingOn) {
+    REQUIRE_SLOW_DISK();
+    const auto preferences = install().preferences;
+    const QByteArray before = test_support::readFile(preferences);
+    SlowDisk disk(home.path() / "Applications");
+    disk.setDelay(1s);
+    press();
+    ASSERT_TRUE(runMainQueueUntil([this] {
+        return test_support::logLines(systemLog()).contains(u"INFO: LumadocRunningInstance.isEmpty"_qs);
+    }));
+    EXPECT_FALSE(ProcessExecution::stop());
+    disk.setDelay({});
+    ASSERT_TRUE(runMainQueueUntil(ProcessExecution::stop));
+    EXPECT_EQ(test_support::readFile(preferences), before);
 }
 
 } // namespace
