@@ -1,7 +1,6 @@
 // A text that can be selected, and edited unless it is read-only. Its menu comes by the right button, the Menu key or
 // Shift+F10. What is pasted is cut before it gets in: laying out megabytes would stop the window.
 import QtQuick
-import QtQuick.Templates as T
 import Lumamon
 
 TextEdit {
@@ -73,83 +72,12 @@ TextEdit {
     Component {
         id: menu
 
-        T.Menu {
-            id: shown
-
-            required property point at
-
-            implicitWidth: 160
-            implicitHeight: contentHeight + 2 * padding
-            padding: 4
-            margins: 0
-            onClosed: destroy()
-            Component.onCompleted: {
-                // A menu has no way to name what a screen reader finds.
-                contentItem.parent.Accessible.name = "Edit";
-                popup(at.x, at.y);
-            }
-
-            contentItem: ListView {
-                implicitHeight: contentHeight
-                model: shown.contentModel
-                currentIndex: shown.currentIndex
-            }
-
-            background: Rectangle {
-                color: Theme.color("BackgroundColor")
-                radius: 6
-                border.width: 1
-                border.color: Theme.color("Border")
-            }
-
-            // Qt 6.4 has no way to bind a component to this file's names.
-            // qmllint disable unqualified
-            Entry {
-                text: "Cut"
-                enabled: !edit.readOnly && edit.selectedText !== ""
-                onTriggered: edit.cut()
-            }
-
-            Entry {
-                text: "Copy"
-                enabled: edit.selectedText !== ""
-                onTriggered: edit.copy()
-            }
-
-            Entry {
-                text: "Paste"
-                enabled: edit.canPaste
-                onTriggered: edit.takeIn(false)
-            }
-
-            Entry {
-                text: "Select all"
-                enabled: edit.length > 0
-                onTriggered: edit.selectAll()
-            }
-            // qmllint enable unqualified
+        // Qt 6.4 has no way to bind a component to this file's names.
+        // qmllint disable unqualified
+        TextMenu {
+            owner: edit
+            onPasteChosen: edit.takeIn(false)
         }
-    }
-
-    component Entry: T.MenuItem {
-        id: entry
-
-        implicitHeight: 32
-        // The arrow keys go over the others.
-        activeFocusOnTab: enabled
-        opacity: enabled ? 1.0 : 0.65
-        Accessible.description: enabled ? "" : "Unavailable"
-
-        contentItem: BodyText {
-            text: entry.text
-            leftPadding: 12
-            verticalAlignment: Text.AlignVCenter
-            Accessible.ignored: true
-        }
-
-        background: Rectangle {
-            color: entry.highlighted ? Qt.alpha(Theme.color("Border"), 0.2) : "transparent"
-            radius: 4
-        }
+        // qmllint enable unqualified
     }
 }
