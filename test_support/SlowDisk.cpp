@@ -190,10 +190,11 @@ int serve(const std::filesystem::path &folder, void *shared, int ready) {
 } // namespace
 
 bool isHeldUp(pid_t process) {
-    // Begins with the number of the call; with a word when there is none.
+    // Begins with the number of the call; with a word when it runs, with -1 when it waits for its memory,
+    // which a child that is made takes from it for a moment.
     std::ifstream call("/proc/" + std::to_string(process) + "/syscall");
     long number = 0;
-    bool isForEvents = !(call >> number) || number == SYS_ppoll;
+    bool isForEvents = !(call >> number) || number < 0 || number == SYS_ppoll;
 #ifdef SYS_poll
     isForEvents = isForEvents || number == SYS_poll;
 #endif

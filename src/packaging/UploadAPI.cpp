@@ -105,6 +105,10 @@ void logUploadError(const UploadError &error) {
 } // namespace UploadAPI
 
 void UtilityFunctions::SilentUpload(UploadAPI::CompletionHandler completion) {
+    // Here and now, since the end of the program may be scheduled already.
+    std::uint64_t sizeBytes = 0;
+    if (compressedLogURL)
+        openArchive(*compressedLogURL, sizeBytes);
     UploadAPI::upload(compressedLogURL, [completion = std::move(completion)](const UploadResult &result) {
         if (const auto *error = std::get_if<UploadError>(&result))
             UploadAPI::logUploadError(*error);

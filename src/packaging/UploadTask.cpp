@@ -18,10 +18,7 @@ namespace {
 QByteArray readBody(const UploadRequest &request, const std::atomic<bool> &cancelled) {
     constexpr std::uint64_t stepBytes = std::uint64_t{4} << 20;
     std::uint64_t archiveBytes = 0;
-    std::error_code error;
-    const auto archive = platform::openRegularFile(request.archive, archiveBytes, error);
-    if (!archive)
-        platform::fatal("The archive that was just made cannot be opened.");
+    const auto archive = openArchive(request.archive, archiveBytes);
     QByteArray body = request.head;
     body.resize(request.head.size() + static_cast<qsizetype>(archiveBytes) + request.tail.size());
     char *position = body.data() + request.head.size();
@@ -38,6 +35,14 @@ QByteArray readBody(const UploadRequest &request, const std::atomic<bool> &cance
 }
 
 } // namespace
+
+platform::FileDescriptor openArchive(const std::filesystem::path &archive, std::uint64_t &sizeBytes) {
+    std::error_code error;
+    auto file = platform::openRegularFile(archive, sizeBytes, error);
+    if (!file)
+        platform::fatal("The archive that was just made cannot be opened.");
+    return file;
+}
 
 UploadTask::UploadTask(UploadRequest request, Progress progress, Finished finished, UploadLimits limits)
     : m_request(std::move(request))

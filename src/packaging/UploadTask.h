@@ -12,6 +12,7 @@
 #pragma once
 
 #include "packaging/UploadError.h"
+#include "platform/posix/FileDescriptor.h"
 
 #include <atomic>
 #include <chrono>
@@ -40,6 +41,9 @@ struct UploadRequest {
     /// fails.
     std::filesystem::path archive;
 };
+
+/// Opens an archive and gives its size. Ends the process when that fails. Any thread.
+platform::FileDescriptor openArchive(const std::filesystem::path &archive, std::uint64_t &sizeBytes);
 
 /// How long a transfer may make no progress, and how much of an answer is kept.
 struct UploadLimits {
