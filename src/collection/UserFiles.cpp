@@ -100,11 +100,12 @@ UserFiles::Pick UserFiles::measured(const Files &picked, const Files &waiting,
     for (const fs::path &file : folder ? waiting : Files())
         waitingBytes += std::max<qint64>(0, bytesOf({file}) - bytesOf({*folder / file.filename()}));
     pick.isWithinLimit =
-        pick.files.empty() || areWithinSizeLimit(pick.files, folder, limitBytes - waitingBytes);
+        pick.files.empty() || areFilesWithinSizeLimit(pick.files, folder, limitBytes - waitingBytes);
     return pick;
 }
 
-bool UserFiles::areWithinSizeLimit(const Files &files, const std::optional<fs::path> &folder, qint64 limit) {
+bool UserFiles::areFilesWithinSizeLimit(const Files &files, const std::optional<fs::path> &folder,
+                                        qint64 limit) {
     if (!folder) {
         Logger::logError(QStringLiteral("userFilesURL is nil"));
         return false;

@@ -55,7 +55,8 @@ Pick measured(const Files &picked, const Files &waiting, const std::optional<std
 
 /// Whether the files and those in the folder together have at most `limit` bytes. A file without a size
 /// counts nothing. One line of the log.
-bool areWithinSizeLimit(const Files &files, const std::optional<std::filesystem::path> &folder, qint64 limit);
+bool areFilesWithinSizeLimit(const Files &files, const std::optional<std::filesystem::path> &folder,
+                             qint64 limit);
 
 /// What a file does that meets one of its name.
 enum class Clash { asks, replaces };

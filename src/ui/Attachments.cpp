@@ -146,11 +146,6 @@ void Attachments::attach(const Files &files) {
     askDisk<UserFiles::Pick>(measure, take, unseen);
 }
 
-bool Attachments::areFilesWithinSizeLimit(const Files &fileURLs,
-                                          const std::optional<fs::path> &destinationDirectory, qint64 limit) {
-    return UserFiles::areWithinSizeLimit(fileURLs, destinationDirectory, limit);
-}
-
 void Attachments::processNextFile() {
     if (m_isCopying || !hasFolder())
         return;

@@ -46,10 +46,6 @@ public:
     /// How long the disk has for a file that the user picked. It is then left out, and the next one follows.
     static inline std::chrono::milliseconds patience = std::chrono::minutes(1);
 
-    /// Whether the files and those in the folder together have at most `limit` bytes. Any thread.
-    static bool areFilesWithinSizeLimit(const Files &fileURLs,
-                                        const std::optional<std::filesystem::path> &destinationDirectory,
-                                        qint64 limit);
     /// Copies the first file that waits, and then the others, until one needs the user's decision.
     void processNextFile();
     void replaceFileAndContinue();

@@ -132,8 +132,8 @@ TEST_F(AttachmentsTest, AttachedAndPickedFilesTogetherMayHaveTheLimitAndNotOneBy
     EXPECT_EQ(view.filesCountInDestination, 3);
     // A file without a size counts nothing, and terabytes do not overflow the sum.
     const auto huge = makeLarge("huge.pdf", std::uintmax_t{5} << 40);
-    EXPECT_TRUE(view.areFilesWithinSizeLimit({home.path() / "missing"}, home.path() / "nowhere", 0));
-    EXPECT_FALSE(view.areFilesWithinSizeLimit({huge, huge, huge}, home.path() / "nowhere", limitBytes));
+    EXPECT_TRUE(UserFiles::areFilesWithinSizeLimit({home.path() / "missing"}, home.path() / "nowhere", 0));
+    EXPECT_FALSE(UserFiles::areFilesWithinSizeLimit({huge, huge, huge}, home.path() / "nowhere", limitBytes));
 }
 
 // A link is followed to the file that it names; that is measured, and attached under its own name.
