@@ -12,6 +12,7 @@
 class Alerts : public QObject {
     Q_OBJECT
     QML_ELEMENT
+    QML_SINGLETON
 
 public:
     using QObject::QObject;

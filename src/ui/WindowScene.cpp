@@ -41,6 +41,12 @@ QString missingModule(const QStringList &folders) {
     return {};
 }
 
+// What the views show, made anew for each window.
+template <typename Type>
+Type *singleton(QQmlEngine &engine, const char *name) {
+    return engine.singletonInstance<Type *>(qmlTypeId("Lumamon", 1, 0, name));
+}
+
 } // namespace
 
 std::unique_ptr<QCoreApplication> makeWindowApplication(int &argumentCount, char **arguments) {
@@ -70,20 +76,22 @@ void registerTypeface() {
 }
 
 WindowScene::WindowScene()
-    : m_appearance([this](platform::ColorScheme scheme) {
-        m_view.colorScheme = scheme == platform::ColorScheme::dark ? ContentView::ColorScheme::dark
-                                                                   : ContentView::ColorScheme::light;
+    : m_view(singleton<ContentView>(m_engine, "ContentView"))
+    , m_alerts(singleton<Alerts>(m_engine, "Alerts"))
+    , m_appearance([this](platform::ColorScheme scheme) {
+        m_view->colorScheme = scheme == platform::ColorScheme::dark ? ContentView::ColorScheme::dark
+                                                                    : ContentView::ColorScheme::light;
     })
     , m_component(&m_engine) {
     m_engine.addImportPath(QStringLiteral("qrc:/"));
     m_component.loadUrl(QUrl(QStringLiteral("qrc:/Lumamon/qml/Main.qml")), QQmlComponent::Asynchronous);
     registerTypeface();
-    QObject::connect(&m_component, &QQmlComponent::statusChanged, &m_view, [this] { openWhenLoaded(); });
+    QObject::connect(&m_component, &QQmlComponent::statusChanged, m_view, [this] { openWhenLoaded(); });
     const auto &bundle = platform::Bundle::main();
-    m_view.isStandaloneVersion = bundle && bundle->flag("LumamonStandaloneVersion").value_or(false);
+    m_view->isStandaloneVersion = bundle && bundle->flag("LumamonStandaloneVersion").value_or(false);
     UtilityFunctions::alertPresenter = [this](const QString &title, const QString &message,
                                               const QString &buttonTitle) {
-        m_alerts.present(title, message, buttonTitle);
+        m_alerts->present(title, message, buttonTitle);
     };
 }
 
@@ -103,9 +111,7 @@ void WindowScene::openWhenLoaded() {
     const QString missing = missingModule(m_engine.importPathList());
     // Creating what could not be loaded crashes.
     if (m_component.isReady() && missing.isEmpty())
-        m_window.reset(qobject_cast<QQuickWindow *>(m_component.createWithInitialProperties(
-            {{QStringLiteral("view"), QVariant::fromValue(&m_view)},
-             {QStringLiteral("alerts"), QVariant::fromValue(&m_alerts)}})));
+        m_window.reset(qobject_cast<QQuickWindow *>(m_component.create()));
     if (!m_window) {
         const QString reason = missing.isEmpty() ? m_component.errorString().simplified() : missing;
         std::fprintf(stderr, "Brennic_Lumadoc_Diagnostics: the window cannot be opened: %s\n",
@@ -113,8 +119,8 @@ void WindowScene::openWhenLoaded() {
         QCoreApplication::exit(EXIT_FAILURE);
         return;
     }
-    QObject::connect(&m_view, &ContentView::closeRequested, m_window.get(), &QWindow::close);
-    QObject::connect(&m_view, &ContentView::disappearing, &m_view, m_closing);
+    QObject::connect(m_view, &ContentView::closeRequested, m_window.get(), &QWindow::close);
+    QObject::connect(m_view, &ContentView::disappearing, m_view, m_closing);
     // After the first frame: drawing the icon takes as long as drawing the window.
     const auto finish = [this] {
         m_window->setIcon(QIcon(QStringLiteral(":/Lumamon/assets/light/lumadocdiagnosticlogo.svg")));

@@ -39,7 +39,7 @@ public:
     void open(
         std::function<void()> closing = [] {}, std::function<void()> opened = [] {});
 
-    ContentView &view() { return m_view; }
+    ContentView &view() { return *m_view; }
 
     /// Whether the window is shown, or will be.
     bool isOpen() const { return m_closing && (!m_window || m_window->isVisible()); }
@@ -48,13 +48,14 @@ public:
 private:
     void openWhenLoaded();
 
-    ContentView m_view;
-    Alerts m_alerts;
+    QQmlEngine m_engine;
+    // The engine's.
+    ContentView *m_view = nullptr;
+    Alerts *m_alerts = nullptr;
     platform::Appearance m_appearance;
     // Set once the window is wanted.
     std::function<void()> m_closing;
     std::function<void()> m_opened;
-    QQmlEngine m_engine;
     QQmlComponent m_component;
     // Last, so that the views are destroyed before what they show.
     std::unique_ptr<QQuickWindow> m_window;

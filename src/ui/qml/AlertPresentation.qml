@@ -6,33 +6,25 @@ import Lumamon
 WindowDialog {
     id: alert
 
-    required property ContentView view
-    required property Alerts alerts
-    readonly property bool isOfForm: view.showAlert
-    readonly property bool isQuestion: isOfForm && view.activeAlert === ContentView.ActiveAlert.replaceFile
+    readonly property bool isOfForm: ContentView.showAlert
+    readonly property bool isQuestion: isOfForm && ContentView.activeAlert === ContentView.ActiveAlert.replaceFile
     /// Title and message.
     readonly property var texts: {
         if (!isOfForm)
-            return [alerts.title, alerts.message];
-        switch (view.activeAlert) {
-        case ContentView.ActiveAlert.fileSize:
-            return ["File Size Error", "The total file size should not exceed 10 MB."];
-        case ContentView.ActiveAlert.replaceFile:
-            return ["Confirm Replace", view.fileExistsAlertMessage];
-        default:
-            return ["Error", "An unknown error occurred."];
-        }
+            return [Alerts.title, Alerts.message];
+        if (isQuestion)
+            return ["Confirm Replace", ContentView.fileExistsAlertMessage];
+        return ContentView.activeAlert === ContentView.ActiveAlert.fileSize
+            ? ["File Size Error", "The total file size should not exceed 10 MB."]
+            : ["Error", "An unknown error occurred."];
     }
 
     function answer(confirmed: bool) {
-        if (isOfForm)
-            view.answerAlert(confirmed);
-        else
-            alerts.dismiss();
+        isOfForm ? ContentView.answerAlert(confirmed) : Alerts.dismiss();
     }
 
     width: Math.min(420, parent ? parent.width - 48 : 420)
-    visible: view.showAlert || alerts.isUp
+    visible: ContentView.showAlert || Alerts.isUp
     title: texts[0]
     onEscaped: answer(false)
     onOpened: dismiss.forceActiveFocus(Qt.PopupFocusReason)
@@ -41,9 +33,6 @@ WindowDialog {
     EditableText {
         id: message
 
-        property bool isMade: false
-
-        view: alert.view
         content: alert.texts[1]
         readOnly: true
         Layout.fillWidth: true
@@ -51,14 +40,8 @@ WindowDialog {
         Accessible.name: text
         // A text that comes up is announced by Qt itself, and one that changes twice in a turn once.
         onTextChanged: {
-            if (isMade && visible)
+            if (visible)
                 Qt.callLater(Announcer.announce, message); // qmllint disable
-        }
-        Component.onCompleted: isMade = true
-
-        FocusRing {
-            radius: 4
-            visible: message.activeFocus
         }
     }
 
@@ -72,16 +55,13 @@ WindowDialog {
             text: "Replace"
             strokeColor: Theme.color("error")
             textColor: strokeColor
-            colorBinding: Theme.color("BackgroundColor")
             onClicked: alert.answer(true)
         }
 
         FocusableButtonStyle {
             id: dismiss
 
-            text: alert.isQuestion ? "Cancel" : alert.isOfForm ? "OK" : alert.alerts.buttonTitle
-            colorBinding: Theme.color("PrimaryColor")
-            textColor: "white"
+            text: alert.isQuestion ? "Cancel" : alert.isOfForm ? "OK" : Alerts.buttonTitle
             onClicked: alert.answer(false)
         }
     }

@@ -3,10 +3,6 @@ import QtQuick
 import Lumamon
 
 Column {
-    id: layout
-
-    required property ContentView view
-
     spacing: 16
     onVisibleChanged: {
         if (visible)
@@ -28,9 +24,9 @@ Column {
     ThickBorderButtonStyle {
         id: close
 
-        text: layout.view.startButtonLabel
-        colorBinding: Theme.color(layout.view.thickBorderButtonColor)
-        onClicked: layout.view.close()
+        text: ContentView.startButtonLabel
+        colorBinding: Theme.color(ContentView.thickBorderButtonColor)
+        onClicked: ContentView.close()
         anchors.horizontalCenter: parent.horizontalCenter
     }
 }

@@ -6,10 +6,11 @@ import Lumamon
 TextEdit {
     id: edit
 
-    required property ContentView view
     required property string content
     /// How many characters can be pasted.
     property int limit: 0
+    /// Something around it shows that it has the keyboard.
+    property bool isFramed: false
 
     /// Somebody has changed the text, which is not the content any more.
     signal edited()
@@ -18,7 +19,7 @@ TextEdit {
         if (readOnly)
             return;
         remove(selectionStart, selectionEnd);
-        insert(cursorPosition, view.pasteboardText(isSelection, limit));
+        insert(cursorPosition, ContentView.pasteboardText(isSelection, limit));
     }
 
     function openMenu(at: point) {
@@ -67,6 +68,11 @@ TextEdit {
                 edit.cursorPosition = edit.positionAt(mouse.x, mouse.y);
         }
         onClicked: mouse => mouse.button === Qt.RightButton ? edit.openMenu(Qt.point(mouse.x, mouse.y)) : edit.takeIn(true)
+    }
+
+    FocusRing {
+        radius: 4
+        visible: edit.activeFocus && !edit.isFramed
     }
 
     Component {

@@ -6,16 +6,15 @@ import Lumamon
 ColumnLayout {
     id: form
 
-    required property ContentView view
-    readonly property bool canAttach: !view.isFormFrozen && !view.isFeedbackEmailLayoutDisabled
-    readonly property bool isAttaching: view.isAttaching
+    readonly property bool canAttach: !ContentView.isFormFrozen && !ContentView.isFeedbackEmailLayoutDisabled
+    readonly property bool isAttaching: ContentView.isAttaching
     property bool isDiskSlow: false
 
     spacing: 6
     // The description is what the user is asked for next.
     onVisibleChanged: {
         if (visible)
-            view.feedbackFormFocus = ContentView.Field.feedback;
+            ContentView.feedbackFormFocus = ContentView.Field.feedback;
     }
     onIsAttachingChanged: isDiskSlow = false
 
@@ -27,13 +26,11 @@ ColumnLayout {
     }
 
     FormBox {
-        view: form.view
         field: ContentView.Field.feedback
         Layout.fillWidth: true
     }
 
     FormBox {
-        view: form.view
         field: ContentView.Field.email
         Layout.fillWidth: true
         Layout.topMargin: 4
@@ -49,12 +46,12 @@ ColumnLayout {
             sidePadding: 6
             enabled: form.canAttach
             opacity: enabled ? 1.0 : 0.65
-            onClicked: form.view.presentFilePicker()
+            onClicked: ContentView.presentFilePicker()
             background.radius: 6
             background.border.width: 1
             background.border.color: Theme.color("Border")
             background.color: pressed ? Qt.alpha(background.border.color, 0.2) : "transparent"
-            Layout.preferredWidth: form.view.AttachFileButtonWidth
+            Layout.preferredWidth: ContentView.AttachFileButtonWidth
         }
 
         ColumnLayout {
@@ -73,18 +70,18 @@ ColumnLayout {
                 Layout.preferredHeight: 24
 
                 LiveText {
-                    text: form.isDiskSlow ? "Waiting for the disk" : form.view.attachedFilesLabel
+                    text: form.isDiskSlow ? "Waiting for the disk" : ContentView.attachedFilesLabel
                 }
 
                 Pressable {
-                    visible: form.view.attachedFilesLabel !== ""
+                    visible: ContentView.attachedFilesLabel !== ""
                     implicitWidth: 24
                     implicitHeight: 24
                     ringRadius: 8
                     text: "Remove attached files"
                     enabled: form.canAttach
                     opacity: enabled ? 1.0 : 0.65
-                    onClicked: form.view.removeAllUserFiles()
+                    onClicked: ContentView.removeAllUserFiles()
                     Accessible.role: Accessible.Button
 
                     AssetImage {

@@ -6,7 +6,6 @@ import Lumamon
 WindowDialog {
     id: panel
 
-    required property ContentView view
     property alias folder: folder
     /// The files that are checked, in any folder.
     property var picked: []
@@ -17,12 +16,12 @@ WindowDialog {
 
     function choose(chosen: var) {
         picked = [];
-        view.closeFilePanel(chosen);
+        ContentView.closeFilePanel(chosen);
     }
 
     width: parent ? Math.min(600, parent.width - 48) : 600
     height: parent ? Math.min(480, parent.height - 48) : 480
-    visible: view.isFilePanelVisible
+    visible: ContentView.isFilePanelVisible
     title: "Attach files"
     onEscaped: choose([])
     onAboutToShow: folder.list()
@@ -125,15 +124,12 @@ WindowDialog {
 
         ThickBorderButtonStyle {
             text: "Cancel"
-            colorBinding: Theme.color("BackgroundColor")
             onClicked: panel.choose([])
         }
 
         FocusableButtonStyle {
             text: panel.picked.length < 2 ? "Attach" : `Attach ${panel.picked.length} files`
             enabled: panel.picked.length > 0
-            colorBinding: Theme.color("PrimaryColor")
-            textColor: "white"
             onClicked: panel.choose(panel.picked)
         }
     }

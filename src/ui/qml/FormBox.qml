@@ -6,16 +6,15 @@ import Lumamon
 ColumnLayout {
     id: box
 
-    required property ContentView view
     required property int field
     /// The description, which has several lines: Shift+Return breaks one, and Tab leaves the box as Return does.
     readonly property bool isLong: field === ContentView.Field.feedback
-    readonly property string caption: isLong ? view.feedbackLabel : view.emailLabel
-    readonly property string text: isLong ? view.feedbackText : view.emailText
+    readonly property string caption: isLong ? ContentView.feedbackLabel : ContentView.emailLabel
+    readonly property string text: isLong ? ContentView.feedbackText : ContentView.emailText
     readonly property string problem: isLong ? "Desciption is required" : "Invalid email address"
-    readonly property bool isWrong: isLong ? !view.isInitialFocus && text === "" : !view.isEmailValid
-    readonly property int limit: isLong ? view.maxFeedbackCharacterCount : view.maxEmailCharacterCount
-    readonly property int focusedField: view.feedbackFormFocus
+    readonly property bool isWrong: isLong ? !ContentView.isInitialFocus && text === "" : !ContentView.isEmailValid
+    readonly property int limit: isLong ? ContentView.maxFeedbackCharacterCount : ContentView.maxEmailCharacterCount
+    readonly property int focusedField: ContentView.feedbackFormFocus
 
     function leave(event: KeyEvent) {
         const isTab = event.key === Qt.Key_Tab;
@@ -25,7 +24,7 @@ ColumnLayout {
         if (isLong ? input.readOnly : isTab)
             input.nextItemInFocusChain().forceActiveFocus(Qt.TabFocusReason);
         else
-            isLong ? view.leaveFeedback() : view.leaveEmail();
+            isLong ? ContentView.leaveFeedback() : ContentView.leaveEmail();
     }
 
     spacing: 6
@@ -71,11 +70,11 @@ ColumnLayout {
                     moveTo(contentY + y + line + edge - height);
             }
 
-            view: box.view
             limit: box.limit
             content: box.text
-            enabled: box.isLong || !box.view.isFormFrozen
-            readOnly: box.view.isFeedbackEmailLayoutDisabled
+            isFramed: true
+            enabled: box.isLong || !ContentView.isFormFrozen
+            readOnly: ContentView.isFeedbackEmailLayoutDisabled
             color: Theme.color(frame.isFrozen ? "SecondaryTextColor" : "PrimaryTextColor")
             inputMethodHints: box.isLong ? Qt.ImhNone : Qt.ImhEmailCharactersOnly
             topPadding: edge - contentY
@@ -95,13 +94,13 @@ ColumnLayout {
             onExtentChanged: moveTo(contentY)
             onActiveFocusChanged: {
                 if (activeFocus)
-                    box.view.feedbackFormFocus = box.field;
+                    ContentView.feedbackFormFocus = box.field;
             }
             // What the rules have dropped moves neither the caret nor the page.
             onEdited: {
                 const y = contentY;
-                const caret = box.isLong ? box.view.changeFeedback(text, cursorPosition)
-                                         : box.view.changeEmail(text, cursorPosition);
+                const caret = box.isLong ? ContentView.changeFeedback(text, cursorPosition)
+                                         : ContentView.changeEmail(text, cursorPosition);
                 moveTo(y);
                 cursorPosition = caret;
             }
@@ -134,7 +133,7 @@ ColumnLayout {
 
         BodyText {
             // What a person counts as characters, which are never more than the text is long.
-            readonly property int count: box.text.length < nearLimit ? 0 : box.view.characterCount(box.text)
+            readonly property int count: box.text.length < nearLimit ? 0 : ContentView.characterCount(box.text)
             readonly property int nearLimit: 0.9 * box.limit
 
             text: `${count} of ${box.limit} characters`

@@ -5,7 +5,7 @@ Loader {
     required property bool isNeeded
     required property string file
     /// What the part takes.
-    required property var properties
+    property var properties: ({})
 
     function make() {
         if (isNeeded && status === Loader.Null)

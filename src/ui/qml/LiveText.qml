@@ -5,7 +5,6 @@ import Lumamon
 BodyText {
     id: live
 
-    property bool isMade: false
     property bool isBehind: false
 
     function announce() {
@@ -21,11 +20,7 @@ BodyText {
     Accessible.role: Accessible.Notification
     Accessible.ignored: text.trim() === ""
     // A text that comes up is announced by Qt itself.
-    onTextChanged: {
-        if (isMade)
-            announce();
-    }
-    Component.onCompleted: isMade = true
+    onTextChanged: announce()
 
     // A text that changes faster than it can be read, like an upload's progress, is announced after a pause with
     // the value that it has by then.

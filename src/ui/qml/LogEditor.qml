@@ -5,10 +5,9 @@ import Lumamon
 Rectangle {
     id: editor
 
-    required property ContentView view
     /// What is collected, in columns of lines; several spaces in a line separate them.
     readonly property var columns: {
-        const lines = view.captureDetails.split("\n").map(line => line.split(/ {2,}/));
+        const lines = ContentView.captureDetails.split("\n").map(line => line.split(/ {2,}/));
         return [0, 1].map(column => lines.map(line => line[column] ?? "").filter(line => line !== ""));
     }
 
@@ -58,16 +57,16 @@ Rectangle {
 
         Toggle {
             text: "Advanced logs"
-            checked: editor.view.getSpinDump
-            enabled: !editor.view.advanceLogToggleDisabled
-            onClicked: editor.view.changeSpinDump(!checked)
+            checked: ContentView.getSpinDump
+            enabled: !ContentView.advanceLogToggleDisabled
+            onClicked: ContentView.changeSpinDump(!checked)
         }
 
         Toggle {
             text: "System apps information"
-            checked: editor.view.getInstalledApps
-            enabled: !editor.view.advanceLogToggleDisabled
-            onClicked: editor.view.changeInstalledApps(!checked)
+            checked: ContentView.getInstalledApps
+            enabled: !ContentView.advanceLogToggleDisabled
+            onClicked: ContentView.changeInstalledApps(!checked)
         }
     }
 }

@@ -4,17 +4,13 @@ import QtQuick.Layouts
 import Lumamon
 
 ColumnLayout {
-    id: block
-
-    required property ContentView view
-
     spacing: 6
 
     LiveText {
         text: "Logs generated successfully."
         isBold: true
         // The end of the run has its own headline.
-        colorName: block.view.isCloseLayoutVisible ? "SecondaryTextColor" : "PrimaryTextColor"
+        colorName: ContentView.isCloseLayoutVisible ? "SecondaryTextColor" : "PrimaryTextColor"
         font.pixelSize: 18
         horizontalAlignment: Text.AlignHCenter
         Layout.fillWidth: true
@@ -28,10 +24,7 @@ ColumnLayout {
     }
 
     EditableText {
-        id: logId
-
-        view: block.view
-        content: view.logId
+        content: ContentView.logId
         readOnly: true
         font.family: "BrennicClean-Bold"
         font.bold: true
@@ -39,11 +32,6 @@ ColumnLayout {
         wrapMode: TextEdit.NoWrap
         Accessible.name: "Log ID"
         Layout.alignment: Qt.AlignHCenter
-
-        FocusRing {
-            radius: 4
-            visible: logId.activeFocus
-        }
     }
 
     RowLayout {
@@ -51,22 +39,22 @@ ColumnLayout {
         Layout.alignment: Qt.AlignHCenter
 
         LinkButton {
-            text: block.view.CopyText
-            underlined: block.view.isCopyHovering
+            text: ContentView.CopyText
+            underlined: ContentView.isCopyHovering
             Accessible.role: Accessible.Button
-            onHoveredChanged: block.view.isCopyHovering = hovered
-            onClicked: block.view.copyLogId()
+            onHoveredChanged: ContentView.isCopyHovering = hovered
+            onClicked: ContentView.copyLogId()
         }
 
         LinkButton {
             text: "view logs"
-            enabled: !block.view.viewlogsButtonDisabled
-            onClicked: block.view.viewLogs()
+            enabled: !ContentView.viewlogsButtonDisabled
+            onClicked: ContentView.viewLogs()
         }
 
         // Known before the block is first shown, so that nothing moves.
         LiveText {
-            text: block.view.isSampleMissing ? "The advanced logs have no data dump of Lumadoc." : ""
+            text: ContentView.isSampleMissing ? "The advanced logs have no data dump of Lumadoc." : ""
             colorName: "SecondaryTextColor"
             visible: text !== ""
         }

@@ -5,12 +5,10 @@ import Lumamon
 Window {
     id: window
 
-    required property ContentView view
-    required property Alerts alerts
     /// The control of the sections that had the keyboard last.
     property Item worked
     /// The dialog that is up.
-    readonly property var dialog: view.showAlert || alerts.isUp ? alert.item : view.isFilePanelVisible ? panel.item : null
+    readonly property var dialog: alert.isNeeded ? alert.item : panel.isNeeded ? panel.item : null
 
     function isInSections(item: Item): bool {
         while (item && item !== sections)
@@ -43,7 +41,7 @@ Window {
     height: Math.min(756, Screen.desktopAvailableHeight)
     visible: true
     color: Theme.color("BackgroundColor")
-    onClosing: view.disappear()
+    onClosing: ContentView.disappear()
 
     onActiveFocusItemChanged: {
         if (isInSections(activeFocusItem) && activeFocusItem.activeFocusOnTab)
@@ -110,7 +108,6 @@ Window {
             x: (scroll.width - width) / 2
             y: edge
             width: Math.min(632, scroll.width - 2 * edge)
-            view: window.view
             isCovered: window.dialog !== null
         }
     }
@@ -127,16 +124,14 @@ Window {
     LatePart {
         id: panel
 
-        isNeeded: window.view.isFilePanelVisible
+        isNeeded: ContentView.isFilePanelVisible
         file: "FilePanel.qml"
-        properties: ({ view: window.view })
     }
 
     LatePart {
         id: alert
 
-        isNeeded: window.view.showAlert || window.alerts.isUp
+        isNeeded: ContentView.showAlert || Alerts.isUp
         file: "AlertPresentation.qml"
-        properties: ({ view: window.view, alerts: window.alerts })
     }
 }

@@ -5,15 +5,14 @@ import Lumamon
 Column {
     id: status
 
-    required property ContentView view
-    readonly property bool isShown: view.isLogLabelVisible || view.isRunning
+    readonly property bool isShown: ContentView.isLogLabelVisible || ContentView.isRunning
     /// In percent; none while the end is not known.
-    readonly property var progress: /^Uploading (\d+)%$/.exec(view.logLabel)?.[1]
+    readonly property var progress: /^Uploading (\d+)%$/.exec(ContentView.logLabel)?.[1]
 
     spacing: 8
 
     LiveText {
-        text: status.isShown ? status.view.logLabel : ""
+        text: status.isShown ? ContentView.logLabel : ""
         horizontalAlignment: Text.AlignHCenter
         width: status.width
     }
@@ -26,11 +25,11 @@ Column {
         radius: 2
         color: Qt.alpha(Theme.color("Border"), 0.35)
         clip: true
-        opacity: status.view.isRunning ? 1 : 0
+        opacity: ContentView.isRunning ? 1 : 0
         anchors.horizontalCenter: parent.horizontalCenter
         Accessible.role: Accessible.ProgressBar
-        Accessible.name: status.view.logLabel
-        Accessible.ignored: !status.view.isRunning
+        Accessible.name: ContentView.logLabel
+        Accessible.ignored: !ContentView.isRunning
 
         Rectangle {
             id: mark
@@ -54,7 +53,7 @@ Column {
             to: 1
             duration: 1400
             loops: Animation.Infinite
-            running: status.view.isRunning && status.view.isAnimating && status.progress === undefined
+            running: ContentView.isRunning && ContentView.isAnimating && status.progress === undefined
         }
     }
 }

@@ -7,9 +7,8 @@ import QtQuick
 import Lumamon
 
 QtObject {
-    /// The appearance that the colours and images are for; the window follows the system's.
-    property int colorScheme: ContentView.ColorScheme.light
-    readonly property bool isDark: colorScheme === ContentView.ColorScheme.dark
+    /// The appearance that the colours and images are for: the system's.
+    readonly property bool isDark: ContentView.colorScheme === ContentView.ColorScheme.dark
 
     /// For the light and for the dark.
     readonly property var colors: ({

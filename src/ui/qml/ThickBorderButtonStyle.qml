@@ -3,7 +3,7 @@ import QtQuick
 import Lumamon
 
 WindowButton {
-    required property color colorBinding
+    property color colorBinding: Theme.color("BackgroundColor")
     property color strokeColor: Theme.color("PrimaryTextColor")
 
     background.color: pressed ? Qt.alpha(strokeColor, 0.2) : colorBinding

@@ -6,8 +6,6 @@ import Lumamon
 ColumnLayout {
     id: block
 
-    required property ContentView view
-
     spacing: 6
 
     RowLayout {
@@ -25,9 +23,9 @@ ColumnLayout {
         }
 
         LiveText {
-            text: block.view.isSecondaryError === ContentView.SecondaryError.network
+            text: ContentView.isSecondaryError === ContentView.SecondaryError.network
                 ? "Please ensure you have access to the internet."
-                : block.view.isSecondaryError === ContentView.SecondaryError.canceled ? "Upload cancelled." : ""
+                : ContentView.isSecondaryError === ContentView.SecondaryError.canceled ? "Upload cancelled." : ""
             visible: text !== ""
         }
     }
@@ -50,7 +48,7 @@ ColumnLayout {
             id: logs
 
             text: "view the logs"
-            onClicked: block.view.viewLogs()
+            onClicked: ContentView.viewLogs()
         }
 
         BodyText {
@@ -62,8 +60,8 @@ ColumnLayout {
         LinkButton {
             id: address
 
-            text: block.view.supportEmail
-            onClicked: block.view.mailToTrigger(block.view.supportEmail)
+            text: ContentView.supportEmail
+            onClicked: ContentView.mailToTrigger(ContentView.supportEmail)
         }
     }
 }

@@ -6,19 +6,12 @@ import Lumamon
 Column {
     id: sections
 
-    required property ContentView view
     /// A dialog is over them.
     property bool isCovered: false
     readonly property alias primary: primary
-    readonly property bool isFormPage: view.isFeedbackLayoutVisible
+    readonly property bool isFormPage: ContentView.isFeedbackLayoutVisible
 
     spacing: 16
-
-    Binding {
-        target: Theme
-        property: "colorScheme"
-        value: sections.view.colorScheme
-    }
 
     Row {
         spacing: 16
@@ -39,7 +32,7 @@ Column {
     }
 
     BodyText {
-        text: sections.view.captureInfoLabel
+        text: ContentView.captureInfoLabel
         font.pixelSize: 12
         colorName: "SecondaryTextColor"
         horizontalAlignment: Text.AlignHCenter
@@ -47,8 +40,7 @@ Column {
     }
 
     LogEditor {
-        view: sections.view
-        visible: sections.view.isLogEditorVisible
+        visible: ContentView.isLogEditorVisible
         width: sections.width
     }
 
@@ -56,61 +48,55 @@ Column {
     FocusableButtonStyle {
         id: primary
 
-        visible: !sections.view.isCloseLayoutVisible
+        visible: !ContentView.isCloseLayoutVisible
         focus: true
         isFocusQuiet: true
         takesDoubleClick: false
-        text: sections.view.startButtonLabel
-        enabled: !sections.view.primaryButtonDisabled
-        colorBinding: Theme.color(sections.view.primaryButtonColor)
-        textColor: Theme.color(sections.view.primaryButtonTextColor)
-        onClicked: sections.view.primaryButtonPressed()
+        text: ContentView.startButtonLabel
+        enabled: !ContentView.primaryButtonDisabled
+        colorBinding: Theme.color(ContentView.primaryButtonColor)
+        textColor: Theme.color(ContentView.primaryButtonTextColor)
+        onClicked: ContentView.primaryButtonPressed()
         anchors.horizontalCenter: parent.horizontalCenter
     }
 
     StatusLine {
-        view: sections.view
-        visible: !sections.view.isCloseLayoutVisible
+        visible: !ContentView.isCloseLayoutVisible
         width: sections.width
     }
 
     LateSection {
-        view: sections.view
         file: "LogIdBlock.qml"
-        isShown: sections.view.isLoggingCompleteVisible
+        isShown: ContentView.isLoggingCompleteVisible
         isKept: sections.isFormPage
     }
 
     LateSection {
-        view: sections.view
         file: "FeedbackForm.qml"
         isShown: sections.isFormPage
     }
 
     LateSection {
-        view: sections.view
         file: "UploadFailedBlock.qml"
-        isShown: sections.view.isUploadFailedLayoutVisible
+        isShown: ContentView.isUploadFailedLayoutVisible
         // The standalone build shows the end below the form, and uploads nothing.
-        isKept: sections.isFormPage && !sections.view.isCloseLayoutVisible
+        isKept: sections.isFormPage && !ContentView.isCloseLayoutVisible
     }
 
     LateSection {
-        view: sections.view
         file: "CloseLayout.qml"
-        isShown: sections.view.isCloseLayoutVisible
+        isShown: ContentView.isCloseLayoutVisible
     }
 
     // Made while the user reproduces the problem, piece by piece, so that the window goes on drawing; it is whole when it
     // is shown.
     component LateSection: LatePart {
-        required property ContentView view
         required property bool isShown
         /// Its place is kept while it is not shown.
         property bool isKept: false
 
-        isNeeded: isShown || view.advanceLogToggleDisabled
-        properties: ({ view: view, visible: false })
+        isNeeded: isShown || ContentView.advanceLogToggleDisabled
+        properties: ({ visible: false })
         onLoaded: item.visible = Qt.binding(() => isShown)
         asynchronous: true
         visible: isShown || isKept

@@ -2,13 +2,15 @@
 import QtQuick
 import QtTest
 import Lumamon
+import Surroundings
 
 TestCase {
     id: test
 
     /// Where the sections are shown: the test itself is not drawn.
     required property Item stage
-    property ContentView view
+    /// The state of the run, which each test begins with as the program does.
+    readonly property var view: ContentView
     property Item sections
     /// The changed texts that were announced to a screen reader.
     property var announcements: []
@@ -27,15 +29,10 @@ TestCase {
         id: sectionsComponent
 
         Rectangle {
-            id: backdrop
-
-            readonly property ContentView view: ContentView {}
-
             anchors.fill: parent
             color: Theme.color("BackgroundColor")
 
             WindowSections {
-                view: backdrop.view
                 anchors.fill: parent
                 anchors.margins: 24
             }
@@ -43,9 +40,9 @@ TestCase {
     }
 
     function init() {
+        Program.restart(view);
         announcements = [];
         sections = createTemporaryObject(sectionsComponent, stage);
-        view = sections.view;
         waitForRendering(stage);
     }
 

@@ -4,6 +4,7 @@
 #include <QClipboard>
 #include <QDir>
 #include <QGuiApplication>
+#include <QMetaProperty>
 #include <QQmlEngine>
 #include <QQuickWindow>
 #include <QTemporaryDir>
@@ -37,6 +38,22 @@ private:
     std::unique_ptr<QTemporaryDir> m_folder;
 };
 
+// The state of the run, for tests that begin where the program does.
+class Program : public QObject {
+    Q_OBJECT
+
+public:
+    Q_INVOKABLE void restart(QObject *state) {
+        const ContentView initial;
+        const QMetaObject &type = ContentView::staticMetaObject;
+        for (int i = 0; i < type.propertyCount(); ++i) {
+            const QMetaProperty field = type.property(i);
+            if (field.isBindable() && !field.bindable(state).hasBinding())
+                field.write(state, field.read(&initial));
+        }
+    }
+};
+
 class Setup : public QObject {
     Q_OBJECT
 
@@ -45,8 +62,9 @@ public Q_SLOTS:
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
         registerViews();
         registerTypeface();
-        qmlRegisterSingletonInstance("Pasteboard", 1, 0, "Pasteboard", &m_pasteboard);
-        qmlRegisterSingletonInstance("Pasteboard", 1, 0, "Folder", &m_folder);
+        qmlRegisterSingletonInstance("Surroundings", 1, 0, "Pasteboard", &m_pasteboard);
+        qmlRegisterSingletonInstance("Surroundings", 1, 0, "Folder", &m_folder);
+        qmlRegisterSingletonInstance("Surroundings", 1, 0, "Program", &m_program);
     }
 
     void qmlEngineAvailable(QQmlEngine *engine) { engine->addImportPath(QStringLiteral("qrc:/")); }
@@ -54,6 +72,7 @@ public Q_SLOTS:
 private:
     Pasteboard m_pasteboard;
     Folder m_folder;
+    Program m_program;
 };
 
 QUICK_TEST_MAIN_WITH_SETUP(views, Setup)

@@ -9,28 +9,14 @@ Item {
     width: 700
     height: 600
 
-    ContentView {
-        id: state
-    }
-
-    Alerts {
-        id: others
-    }
-
     AlertPresentation {
         id: alert
-
-        view: state
-        alerts: others
     }
 
     Component {
         id: windowComponent
 
-        Main {
-            view: state
-            alerts: others
-        }
+        Main {}
     }
 
     ViewTest {
@@ -44,8 +30,8 @@ Item {
         }
 
         function ask(kind) {
-            state.activeAlert = kind;
-            state.showAlert = true;
+            ContentView.activeAlert = kind;
+            ContentView.showAlert = true;
         }
 
         function init() {
@@ -53,14 +39,14 @@ Item {
         }
 
         function cleanup() {
-            state.showAlert = false;
-            while (others.isUp)
-                others.dismiss();
+            ContentView.showAlert = false;
+            while (Alerts.isUp)
+                Alerts.dismiss();
             tryVerify(() => !alert.visible);
         }
 
         function test_alerts_of_the_form() {
-            state.fileExistsAlertMessage = "File a.png already exists.";
+            ContentView.fileExistsAlertMessage = "File a.png already exists.";
             const replace = ["Confirm Replace", "File a.png already exists.", "Replace", "Cancel"];
             for (const [kind, key, texts] of [
                      [ContentView.ActiveAlert.fileSize, Qt.Key_Return,
@@ -79,14 +65,14 @@ Item {
                     keyClick(Qt.Key_Tab);
                 }
                 keyClick(key);
-                verify(!state.showAlert);
+                verify(!ContentView.showAlert);
                 tryVerify(() => !alert.visible);
             }
         }
 
         // As long as they get: six files with long names.
         function test_a_list_of_files_fits_the_smallest_window() {
-            others.present("Files Not Attached", `${"W".repeat(60)}: Pipes and devices cannot be attached\n`.repeat(6)
+            Alerts.present("Files Not Attached", `${"W".repeat(60)}: Pipes and devices cannot be attached\n`.repeat(6)
                            + "and 2 more", "OK");
             compare(shown().length, 3);
             verify(alert.height <= 576 - 48, alert.height);
@@ -94,7 +80,7 @@ Item {
         }
 
         function test_a_message_can_be_copied() {
-            others.present("Not Opened", "Write to:\nsomeone@brennic.example", "OK");
+            Alerts.present("Not Opened", "Write to:\nsomeone@brennic.example", "OK");
             const message = () => drawn(alert.contentItem).find(item => item instanceof EditableText);
             compare(shown()[1], message().text);
             settle();
@@ -112,8 +98,8 @@ Item {
         }
 
         function test_others_come_after_the_forms() {
-            others.present("First", "One", "OK");
-            others.present("Second", "Two", "Fine");
+            Alerts.present("First", "One", "OK");
+            Alerts.present("Second", "Two", "Fine");
             ask(ContentView.ActiveAlert.fileSize);
             compare(shown()[0], "File Size Error");
             announcements = [];
@@ -128,7 +114,7 @@ Item {
         }
 
         function test_the_keyboard_goes_back_after_an_alert() {
-            state.isFeedbackLayoutVisible = true;
+            ContentView.isFeedbackLayoutVisible = true;
             const window = createTemporaryObject(windowComponent, root);
             window.requestActivate();
             const control = () => drawn(window.contentItem).find(
@@ -138,9 +124,9 @@ Item {
             attach.forceActiveFocus(Qt.TabFocusReason);
             ask(ContentView.ActiveAlert.fileSize);
             tryVerify(() => !attach.activeFocus);
-            state.answerAlert(false);
+            ContentView.answerAlert(false);
             tryVerify(() => attach.activeFocus);
-            state.isFeedbackLayoutVisible = false;
+            ContentView.isFeedbackLayoutVisible = false;
         }
     }
 }

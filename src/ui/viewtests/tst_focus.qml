@@ -3,6 +3,7 @@
 import QtQuick
 import QtTest
 import Lumamon
+import Surroundings
 
 Item {
     id: root
@@ -13,10 +14,7 @@ Item {
     Component {
         id: windowComponent
 
-        Main {
-            view: ContentView {}
-            alerts: Alerts {}
-        }
+        Main {}
     }
 
     ViewTest {
@@ -26,9 +24,9 @@ Item {
         property Main window
 
         function init() {
+            Program.restart(view);
             window = createTemporaryObject(windowComponent, root);
             stage = window.contentItem;
-            view = window.view;
             window.requestActivate();
             tryVerify(() => window.active && focused() === "Start diagnostics");
         }
@@ -148,7 +146,7 @@ Item {
         // Whatever comes up below it meanwhile.
         function test_an_alert_keeps_it() {
             reproduce();
-            window.alerts.present("One", "Two", "OK");
+            Alerts.present("One", "Two", "OK");
             tryVerify(() => focused() === "OK");
             for (const [step, then] of [[showForm, view.feedbackLabel], [finish, "Close"]]) {
                 step();
@@ -165,7 +163,7 @@ Item {
                                                    [view.emailLabel, () => {}, view.emailLabel]]) {
                 const covers = [[() => view.isFilePanelVisible = true, () => view.isFilePanelVisible = false],
                                 [() => view.showAlert = true, () => view.showAlert = false],
-                                [() => window.alerts.present("One", "Two", "OK"), () => keyClick(Qt.Key_Return)]];
+                                [() => Alerts.present("One", "Two", "OK"), () => keyClick(Qt.Key_Return)]];
                 if (name !== "Copy ID")
                     covers.push([() => keyClick(Qt.Key_Menu), () => keyClick(Qt.Key_Escape)]);
                 for (const [cover, uncover] of covers) {

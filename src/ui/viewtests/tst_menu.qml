@@ -3,7 +3,7 @@ import QtQuick
 import QtQuick.Templates as T
 import QtTest
 import Lumamon
-import Pasteboard
+import Surroundings
 
 Item {
     id: root

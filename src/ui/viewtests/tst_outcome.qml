@@ -2,7 +2,7 @@
 import QtQuick
 import QtTest
 import Lumamon
-import Pasteboard
+import Surroundings
 
 Item {
     id: root

@@ -2,7 +2,7 @@
 import QtQuick
 import QtTest
 import Lumamon
-import Pasteboard
+import Surroundings
 
 Item {
     id: root
@@ -10,14 +10,8 @@ Item {
     width: 700
     height: 600
 
-    ContentView {
-        id: state
-    }
-
     FilePanel {
         id: panel
-
-        view: state
     }
 
     ViewTest {
@@ -29,14 +23,14 @@ Item {
         function init() {
             here = Folder.make(["b.PNG", "A.pdf", "c d%.docx", "E.jpg", "no.exe", ".hidden.png", "z/in.png", "Y/1.gif"]);
             panel.folder.open(here);
-            state.isFilePickerPresented = state.isFilePanelVisible = true;
+            ContentView.isFilePickerPresented = ContentView.isFilePanelVisible = true;
             tryVerify(() => panel.opened);
             tryVerify(() => rows().length === 6);
             wait(2 * Application.styleHints.mouseDoubleClickInterval);
         }
 
         function cleanup() {
-            state.isFilePanelVisible = false;
+            ContentView.isFilePanelVisible = false;
             tryVerify(() => !panel.visible);
         }
 
@@ -67,14 +61,14 @@ Item {
             compare(rows().map(row => row.checked), [false, false, true, true, false, false]);
             compare(panel.picked, [here + "/A.pdf", here + "/b.PNG"]);
             keyClick(Qt.Key_Escape);
-            verify(!state.isFilePickerPresented);
+            verify(!ContentView.isFilePickerPresented);
         }
 
         function test_folders_are_opened_by_the_pointer() {
             mouseClick(button("Cancel"));
-            verify(!state.isFilePickerPresented);
+            verify(!ContentView.isFilePickerPresented);
             tryVerify(() => !panel.visible);
-            state.isFilePanelVisible = true;
+            ContentView.isFilePanelVisible = true;
             tryCompare(panel, "opened", true);
             // A second click in the same place would check the file that is there now.
             const row = rows()[1];
@@ -89,7 +83,7 @@ Item {
             tryVerify(() => rows().length === 6);
             compare(button("Attach").text, "Attach");
             mouseClick(button("Attach"));
-            verify(!state.isFilePickerPresented);
+            verify(!ContentView.isFilePickerPresented);
             compare(panel.picked, []);
         }
     }

@@ -35,7 +35,7 @@ TestCase {
     }
 
     function test_every_text_and_mark_has_enough_contrast(data) {
-        Theme.colorScheme = data.scheme;
+        ContentView.colorScheme = data.scheme;
         const color = name => Theme.color(name);
         fuzzyCompare(contrast(color("white"), Qt.color("#767676")), 4.54, 0.005);
         for (const [name, ground, least] of [
@@ -65,7 +65,7 @@ TestCase {
     }
 
     function test_every_image_is_there(data) {
-        Theme.colorScheme = data.scheme;
+        ContentView.colorScheme = data.scheme;
         for (const name of ["lumadocdiagnosticlogo", "checkmark", "checkmarkcircle", "TarnDeleteOutline18N",
                             Theme.isDark ? "darkerroricon" : "erroricon"]) {
             image.source = Theme.image(name);
