@@ -47,7 +47,8 @@ protected:
         m_receipts = service.receipts().size();
     }
 
-    faults::Run run(const std::optional<faults::Point> &point) const {
+    faults::Run run(const std::optional<faults::Point> &point) {
+        prepare();
         // Without an archive the program stays, and it is over when its log says so.
         const auto stays = [this] { return texts().contains(": unable to copy compressed file.\n"); };
         auto options = program();
@@ -160,7 +161,6 @@ private:
 } // namespace
 
 TEST_P(Faults, OfOneCallLoseNothing) {
-    prepare();
     const faults::Run good = run({});
     ASSERT_EQ(good.end, exited(0)) << good.standardError;
     m_wholeArchive = archivedNames().value_or(std::set<std::string>());
@@ -172,11 +172,17 @@ TEST_P(Faults, OfOneCallLoseNothing) {
     std::size_t tried = 0;
     std::size_t absent = 0;
     for (std::size_t i = GetParam() * step; i < points.size(); i += parts * step) {
-        prepare();
-        const faults::Run result = run(points[i]);
+        faults::Point point = points[i];
+        faults::Run result = run(point);
+        // Slow machines poll more often and write the log in more pieces. Where this run made fewer calls of
+        // a kind than the good one, an earlier one takes the place in the sample.
+        while (!result.isInjected && !wantsAll && point.ordinal > 0) {
+            point.ordinal /= 2;
+            result = run(point);
+        }
         ++(result.isInjected ? tried : absent);
         if (const std::string problems = problemsOf(result); !problems.empty())
-            ADD_FAILURE() << points[i].text() << ' ' << result.object << ": " << problems << '\n' << log();
+            ADD_FAILURE() << point.text() << ' ' << result.object << ": " << problems << '\n' << log();
     }
     EXPECT_GT(tried, absent * 10);
     std::cout << "Faults: " << tried << " points tried, " << absent << " did not come, of " << points.size()
