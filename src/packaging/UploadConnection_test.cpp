@@ -108,7 +108,7 @@ TEST_F(UploadConnection, SaysThatItWasTheProxy) {
     const LoopbackListener silent([](int socket) { waitOn(socket, forEver); });
     {
         const ScopedEnvironment way("https_proxy", "127.0.0.1:" + std::to_string(silent.port()));
-        EXPECT_EQ(code(upload("", {.idle = 400ms})), timedOut);
+        EXPECT_EQ(code(upload("", {.connect = 400ms})), timedOut);
     }
     // The same certificates are trusted for the proxy.
     const Certificates certificates;
@@ -181,7 +181,7 @@ TEST_F(UploadConnection, DividesItsTimeAmongTheAddressesOfTheService) {
     const auto hosts = test_support::Mount::over(home.path() / "hosts", "/etc/hosts");
     const auto order = test_support::Mount::over(home.path() / "gai.conf", "/etc/gai.conf");
     service.setHandshake(Handshake::wrongHost);
-    start("content", {.idle = 3s}, "other-host.example:" + std::to_string(service.port()));
+    start("content", {.connect = 3s}, "other-host.example:" + std::to_string(service.port()));
     const auto began = std::chrono::steady_clock::now();
     EXPECT_EQ(waitForEnd().statusCode, 200);
     EXPECT_GT(std::chrono::steady_clock::now() - began, 1s) << "the silent address comes first";

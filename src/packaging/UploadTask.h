@@ -47,8 +47,9 @@ platform::FileDescriptor openArchive(const std::filesystem::path &archive, std::
 
 /// How long a transfer may make no progress, and how much of an answer is kept.
 struct UploadLimits {
-    /// For connecting by one way; and then without a byte moving, either while the body is sent or while its
-    /// answer comes.
+    /// For connecting by one way, until the secure connection is there.
+    std::chrono::milliseconds connect = std::chrono::seconds(60);
+    /// After that, without a byte moving: while the body is sent, and while its answer comes.
     std::chrono::milliseconds idle = std::chrono::seconds(60);
     /// From the first byte of the answer to its last: a server that trickles one must not hold the program.
     std::chrono::milliseconds answer = std::chrono::minutes(5);

@@ -58,7 +58,7 @@ UploadTransfer::UploadTransfer(const UploadRequest &request, const QByteArray &b
     set(CURLOPT_NOSIGNAL, 1L);
     // A name server that does not answer must not hold up a cancelled transfer.
     set(CURLOPT_QUICK_EXIT, 1L);
-    set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits.idle.count()));
+    set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(limits.connect.count()));
     // A connection ends with its transfer, whom it calls when it is closed.
     set(CURLOPT_FORBID_REUSE, 1L);
     // A proxy's consent is no part of the answer.
