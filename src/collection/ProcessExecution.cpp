@@ -5,6 +5,7 @@
 #include "discovery/DetailedInfo.h"
 #include "discovery/MainQueue.h"
 #include "discovery/ProductDiscovery.h"
+#include "discovery/Workspace.h"
 #include "logging/Logging.h"
 #include "platform/Bundle.h"
 #include "platform/posix/Process.h"
@@ -64,8 +65,12 @@ std::filesystem::path helper(const char *name) {
     return (bundle ? bundle->path() : std::filesystem::path("/")) / "Contents" / "Helpers" / name;
 }
 
-// A file of the output; at the root when there is no output folder.
+// A file of the output, in which a link may have taken a folder's place meanwhile; at the root when there is
+// no output folder.
 std::filesystem::path outputFile(const char *name) {
+    std::error_code error;
+    if (tempOutputURL)
+        Workspace::make(*tempOutputURL, error);
     return tempOutputURL.value_or(std::filesystem::path()).native() + "/" + name;
 }
 

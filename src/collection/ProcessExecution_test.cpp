@@ -212,6 +212,16 @@ TEST_F(Capture, SamplesTheProductListsApplicationsAndCollectsInThisOrder) {
     EXPECT_EQ(readFile(output / "sysinfo.txt"), "part\n");
     EXPECT_TRUE(ProcessExecution::isSampleMissing);
 
+    // It writes nothing through a link that has taken the output's place.
+    const fs::path outside = home.path() / "outside";
+    fs::create_directories(outside);
+    tempDirURL = home.path();
+    fs::remove_all(output);
+    fs::create_directory_symlink(outside, output);
+    ProcessExecution::runSystemProfiler();
+    EXPECT_TRUE(fs::is_empty(outside));
+    EXPECT_FALSE(fs::is_symlink(output));
+
     // Without an output folder the report goes to the root.
     fs::remove(log);
     tempOutputURL.reset();

@@ -176,6 +176,11 @@ bool CompressOutputDirectory() {
     const QString name = archiveName();
     const fs::path fileName = platform::pathFromText(name);
     Logger::logInfo(QStringLiteral("Compressed File: ") + name);
+    // Minutes may have passed since it was made, and cleaners remove folders of this name. Where it cannot be
+    // made, zip says so.
+    std::error_code error;
+    if (temptempURL)
+        Workspace::make(*temptempURL, error);
     if (!CommandLineCompression(tempOutputURL, below(temptempURL, fileName)))
         return false;
     const char *const unknown = "The folders of the run are not known when its archive is in place.";

@@ -52,11 +52,11 @@ void deleteDirectory(const std::filesystem::path &url);
 /// Removes what may not go into the archive from the run folder, and logs how many files that were.
 void pruneOutput();
 
-/// `CompressOutputDirectory`, with an error line when there is no archive.
+/// `CompressOutputDirectory`, with an error line when zip could not be run.
 bool packOutput();
 
-/// Whether the service takes the archive; an error line when it is too large. Ends the process when there was
-/// never an archive.
+/// Whether the service takes the archive; an error line when it is too large or cannot be read. Ends the
+/// process when there was never an archive.
 bool isArchiveSizeValid();
 
 /// Removes the whole output, whose archive has been sent, but not the archive of another run. Ends the

@@ -211,6 +211,25 @@ TEST_F(Folder, IsEmptiedOfAllButArchivesThatAreNowhereElse) {
     }
 }
 
+// A cleaner removes it while the user reproduces the problem; or something else is in its place.
+TEST_F(Folder, IsPackedInAScratchFolderThatIsMadeOnceMore) {
+    const fs::path outside = home.path() / "outside";
+    fs::create_directories(outside);
+    tempDirURL = home.path();
+    tempTimeStampedURL = folder;
+    temptempURL = home.path() / "temp";
+    for (const bool isLink : {false, true}) {
+        fs::remove_all(*temptempURL);
+        if (isLink)
+            fs::create_directory_symlink(outside, *temptempURL);
+        tempOutputURL = folder / "Lumadoc";
+        makeFiles({"Lumadoc/a.log"});
+        EXPECT_TRUE(packOutput());
+        EXPECT_THAT(archiveNames(*compressedLogURL), UnorderedElementsAre("Lumadoc/", "Lumadoc/a.log"));
+    }
+    EXPECT_TRUE(fs::is_empty(outside));
+}
+
 // The archive is made and cannot be copied, as on a full disk. It is all that is left of the run.
 TEST_F(Folder, KeepsTheArchiveThatCouldNotBeCopiedOutOfTheScratchFolder) {
     ASSERT_TRUE(test_support::hasOwnNamespaces()) << "this test mounts a small file system";
