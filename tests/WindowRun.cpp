@@ -34,6 +34,7 @@ void WindowRun::TearDown() {
             EXPECT_THAT(m_expectedErrors, testing::Contains(line));
         }
     }
+    EXPECT_THAT(log(), testing::Not(testing::HasSubstr("restarted"))) << "the launch has made the workspace";
     if (HasFailure())
         std::cerr << "The window shows:\n" << window().description() << "The log:\n" << log();
 }

@@ -85,6 +85,7 @@ void AppDelegate::applicationDidFinishLaunching() {
                 platform::OSLogType::debug);
     logVersion();
     BeginRun();
+    isOutputDirectoryCreated = true;
     PListOperations::RestoreAfterInterruptedRun();
     CommandLineArguments::parse(m_arguments);
     if (IsSilentMode) {

@@ -32,7 +32,6 @@ void BeginRun() {
         Logger::changeLogFileLocation();
     else
         Logger::logError(QStringLiteral("Application terminated"));
-    isOutputDirectoryCreated = true;
 }
 
 bool CreateOutputDirectories() {

@@ -1,9 +1,10 @@
 // One run: the values that every part of the program reads, and the workspace that its files are in.
 //
-// The values have no locks. The main thread fills them in a fixed order before any other thread reads them.
-// Later writers are the capture's worker (`ProcessId`), the thread that packs (`RemovedFilesCount`,
-// `tempOutputURL`, `compressedLogURL`) and the log (`lumamonLogFileURL`); no other thread uses those values
-// in the meantime. The functions are for the main thread.
+// The values have no locks. A run fills them in a fixed order: on the main thread, but in window mode, from
+// the start of the diagnostics on, on the worker of `ProcessExecution`, which has one step at a time; the
+// main thread reads what a step has set once that step is completed. Later writers are the thread that packs
+// (`RemovedFilesCount`, `tempOutputURL`, `compressedLogURL`) and the log (`lumamonLogFileURL`); no other
+// thread uses those values in the meantime.
 #pragma once
 
 #include "logging/Logging.h"
@@ -54,6 +55,7 @@ inline OptionalURL LumadocInstalledUrlUsed;
 // The run.
 inline QString LumamonAppVersion;
 inline bool IsSilentMode = false;
+/// Set by the launch and by the start of a later window's run, unset when the window is gone. Main thread.
 inline bool isOutputDirectoryCreated = false;
 inline int RemovedFilesCount = 0;
 /// Set by the first share of the window, for the life of the process.

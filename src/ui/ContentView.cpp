@@ -17,6 +17,14 @@ using namespace UtilityFunctions;
 
 namespace {
 
+// The window was closed and opened again in one process. The capture of the closed one, which ends before any
+// other step, may have used its workspace until now.
+void restartRun() {
+    Logger::log(QStringLiteral("--------------Application restarted without quitting--------------"),
+                platform::OSLogType::debug);
+    BeginRun();
+}
+
 // Finds the product and makes the folders for what is collected of it.
 ContentView::Start findProduct() {
     FindRunningEditions();
@@ -72,12 +80,6 @@ void ContentView::primaryButtonPressed() {
 void ContentView::StartButtonPressed() {
     const QString state = startButtonLabel;
     if (state == Texts::startDiagnostics) {
-        if (!isOutputDirectoryCreated) {
-            // The window was closed and opened again in one process.
-            Logger::log(QStringLiteral("--------------Application restarted without quitting--------------"),
-                        platform::OSLogType::debug);
-            BeginRun();
-        }
         StartMonitoring();
     } else if (state == Texts::stopDiagnostics) {
         StopMonitoring();
@@ -89,13 +91,19 @@ void ContentView::StartButtonPressed() {
 }
 
 void ContentView::StartMonitoring() {
-    Logger::logInfo(QStringLiteral("Start diagnostics pressed. Advanced Log Checkbox: ") +
-                    (getSpinDump ? QStringLiteral("Yes") : QStringLiteral("No")));
     primaryButtonDisabled = true;
     isRunning = true;
     const auto start = std::make_shared<Start>(Start::refused);
+    const auto find = [start, isRestart = !std::exchange(isOutputDirectoryCreated, true),
+                       isAdvanced = getSpinDump.value()] {
+        if (isRestart)
+            restartRun();
+        Logger::logInfo(QStringLiteral("Start diagnostics pressed. Advanced Log Checkbox: ") +
+                        (isAdvanced ? QStringLiteral("Yes") : QStringLiteral("No")));
+        *start = findProduct();
+    };
     // In two steps: once the program is ending, the second is left out, since nobody would undo it.
-    ProcessExecution::runSteps({[start] { *start = findProduct(); },
+    ProcessExecution::runSteps({find,
                                 [start, on = isLumaloggingEnabled.value()] {
                                     if (*start == Start::done)
                                         *start = prepareProduct(on);

@@ -8,6 +8,7 @@
 
 #include <QClipboard>
 #include <chrono>
+#include <future>
 #include <thread>
 
 namespace {
@@ -84,8 +85,8 @@ TEST_F(ContentViewTest, AStartWithAnInstalledProductGoesThroughItsStepsInOrder) 
     EXPECT_THAT(
         record.take(),
         ElementsAre(
-            "INFO: Start diagnostics pressed. Advanced Log Checkbox: No", "primaryButtonDisabled = true",
-            "isRunning = true",
+            "primaryButtonDisabled = true", "isRunning = true",
+            "INFO: Start diagnostics pressed. Advanced Log Checkbox: No",
             "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.LumadocPE",
             "WARNING: Lumadoc running instance not found for BundleIdentifier: com.brennic.Pelx",
             "INFO: LumadocRunningInstance.isEmpty",
@@ -168,6 +169,21 @@ TEST_F(ContentViewTest, AStartInAReopenedWindowFirstMakesTheWorkspaceAgain) {
     EXPECT_EQ(all[first + 3], QStringLiteral("INFO: Start diagnostics pressed. Advanced Log Checkbox: No"));
     EXPECT_TRUE(isOutputDirectoryCreated);
     EXPECT_TRUE(fs::exists(*tempOutputURL));
+}
+
+// The capture of a window that was closed goes on, and reads where its files go.
+TEST_F(ContentViewTest, AStartInAReopenedWindowWaitsForTheCaptureOfTheLast) {
+    install();
+    std::promise<void> end;
+    ProcessExecution::runSteps({[end = end.get_future().share()] { end.wait(); }}, [] {});
+    tempTimeStampedURL.reset();
+    view.disappear();
+    press();
+    runMainQueueFor(100ms);
+    EXPECT_FALSE(tempTimeStampedURL);
+    end.set_value();
+    waitUntil("Stop diagnostics");
+    EXPECT_TRUE(tempTimeStampedURL);
 }
 
 // --- Stop, and the end of the capture ---
