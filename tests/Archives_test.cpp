@@ -64,6 +64,7 @@ protected:
 };
 
 const std::string nothingWaits = "lumadoc-diagnostics-archives: Nothing is waiting to be sent.\n";
+const std::string readOnlyFolder = "Read-only file system";
 
 } // namespace
 
@@ -158,6 +159,25 @@ TEST_F(Archives, AreFoundWhereverAKilledRunLeftThem) {
     EXPECT_EQ(archives({"remove", damaged}), (Outcome{0, damaged + " removed\n", ""}));
     EXPECT_EQ(archives({"remove", "--all"}).status, 0);
     EXPECT_TRUE(fs::exists(home.path() / "elsewhere" / fileOf("link")));
+}
+
+TEST_F(Archives, AreNotGoneWhileACopyIsThere) {
+    REQUIRE_OWN_NAMESPACES();
+    install();
+    const std::string id = runRefused();
+    const fs::path copy = archive();
+    fs::copy(copy, root() / "temp" / copy.filename());
+    fs::resize_file(copy, 100);
+    {
+        const Mount readOnly = Mount::readOnly(copy.parent_path());
+        const std::string sent = "It was sent, but cannot be removed: ";
+        EXPECT_EQ(archives({"send", id}), (Outcome{1, "", complaint(id + ": " + sent + readOnlyFolder)}));
+        EXPECT_EQ(listed("id"), std::vector<std::string>{id});
+        writeFile(root() / "temp" / copy.filename(), QByteArray(200, 'x'));
+        EXPECT_EQ(archives({"remove", "--all"}), (Outcome{1, "", complaint(id + ": " + readOnlyFolder)}));
+    }
+    EXPECT_EQ(archives({"remove", "--all"}), (Outcome{0, id + " removed\n", ""}));
+    EXPECT_EQ(listed("id"), std::vector<std::string>());
 }
 
 TEST_F(Archives, AreLeftAloneWhileARunIsUnderWay) {

@@ -156,15 +156,18 @@ std::vector<UnsentRun> unsentRuns() {
 }
 
 bool removeRun(const UnsentRun &run, std::error_code &error) {
+    error.clear();
     std::vector<fs::path> paths = run.otherCopies;
     paths.push_back(run.path);
     for (const fs::path &path : paths) {
-        Workspace::remove(path, error);
+        std::error_code failure;
+        Workspace::remove(path, failure);
         const fs::path folder = path.parent_path();
         const auto rest = entriesIn(folder);
-        if (!error && run.isArchive && folder != UtilityFunctions::temptempURL &&
+        if (!failure && run.isArchive && folder != UtilityFunctions::temptempURL &&
             std::ranges::none_of(rest, isArchiveName, &platform::FolderEntry::name))
-            Workspace::remove(folder, error);
+            Workspace::remove(folder, failure);
+        error = error ? error : failure;
     }
     return !error;
 }

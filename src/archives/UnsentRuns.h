@@ -34,7 +34,7 @@ struct UnsentRun {
 std::vector<UnsentRun> unsentRuns();
 
 /// Removes it from the disk, with whatever else is in its run folder unless that holds another archive. False
-/// when something of it is still there.
+/// when something of it is still there, with the first reason; the rest is removed all the same.
 bool removeRun(const UnsentRun &run, std::error_code &error);
 
 } // namespace archives
