@@ -40,10 +40,10 @@ platform::FileDescriptor openForWriting(const fs::path &path, int ifMissing, std
 void copyLines(const platform::FileDescriptor &from, const platform::FileDescriptor &to,
                std::error_code &error) {
     constexpr qsizetype pieceBytes = qsizetype{1} << 20;
-    for (off_t place = 0; !error && (place = ::lseek(from.get(), place, SEEK_DATA)) >= 0;) {
+    for (auto place = platform::nextData(from.get(), 0); place && !error;) {
         QByteArray piece(pieceBytes, Qt::Uninitialized);
         const ssize_t count = platform::uninterrupted(
-            [&] { return ::pread(from.get(), piece.data(), std::size_t{pieceBytes}, place); });
+            [&] { return ::pread(from.get(), piece.data(), std::size_t{pieceBytes}, *place); });
         if (count < 0)
             error = platform::systemError();
         if (count <= 0)
@@ -52,7 +52,7 @@ void copyLines(const platform::FileDescriptor &from, const platform::FileDescrip
         if (const qsizetype lines = piece.lastIndexOf('\n') + 1; lines > 0)
             piece.truncate(lines);
         writeOnce(to, piece, error);
-        place += piece.size();
+        place = platform::nextData(from.get(), *place + piece.size());
     }
 }
 

@@ -333,6 +333,26 @@ TEST_F(LoggerTest, MovesHoweverLargeItIs) {
     }
 }
 
+// Such a file system does not say where the data of a file begins. A place that is a mount cannot be cleared.
+TEST_F(LoggerTest, LosesNothingOnAFileSystemWithoutHoles) {
+    tempSystemURL = system;
+    writeFile(first, "");
+    {
+        const Mount log = Mount::over("/proc/version", first);
+        EXPECT_EQ(move(), cannotMove + "Device or resource busy\n");
+        EXPECT_EQ(readFile(relocated), readFile("/proc/version"));
+    }
+    fs::remove(relocated);
+    Logger::setupLogFile();
+    {
+        // Has nothing at its beginning.
+        const Mount log = Mount::over("/proc/self/mem", first);
+        EXPECT_EQ(move(), cannotMove + "Input/output error\n");
+        EXPECT_FALSE(fs::exists(relocated));
+    }
+    expectGoesOn(first, {});
+}
+
 TEST_F(LoggerTest, KeepsItsPlaceAndSaysWhyWhenItCannotMove) {
     const fs::path other = home.path() / "other";
     FileDescriptor reader;

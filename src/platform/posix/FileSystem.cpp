@@ -45,19 +45,18 @@ FileDescriptor openRegular(int folder, const fs::path &path, struct stat &status
     return file;
 }
 
-// Copies the ranges that hold data and leaves out the holes. Where the file system knows no holes, all is
-// data.
+// Copies the ranges that hold data and leaves out the holes.
 bool copyContent(int source, int destination, off_t sizeBytes, std::error_code &error) {
     for (off_t at = 0; at < sizeBytes;) {
-        off_t data = ::lseek(source, at, SEEK_DATA);
-        if (data < 0 && errno == ENXIO) {
+        const auto found = nextData(source, at);
+        if (!found) {
             // A hole to the end, unless the file has become shorter.
             const off_t end = std::min(sizeBytes, ::lseek(source, 0, SEEK_END));
             if (end > at && ::ftruncate(destination, end) != 0)
                 error = systemError();
             return !error;
         }
-        data = std::clamp(data, at, sizeBytes);
+        const off_t data = std::min(*found, sizeBytes);
         const off_t hole = ::lseek(source, data, SEEK_HOLE);
         at = hole < 0 ? sizeBytes : std::clamp(hole, data, sizeBytes);
         if (::lseek(source, data, SEEK_SET) < 0 || ::lseek(destination, data, SEEK_SET) < 0)
@@ -102,6 +101,12 @@ bool writeAll(int file, QByteArrayView bytes, std::error_code &error) {
         bytes = bytes.sliced(count);
     }
     return true;
+}
+
+// Any other error comes again when the data is read, or the file system knows no holes.
+std::optional<off_t> nextData(int file, off_t at) {
+    const off_t data = ::lseek(file, at, SEEK_DATA);
+    return data < 0 && errno == ENXIO ? std::nullopt : std::optional(std::max(data, at));
 }
 
 FileKind kindOfMode(mode_t mode) {

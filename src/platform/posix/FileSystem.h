@@ -40,6 +40,10 @@ std::optional<QByteArray> readAtMost(int file, std::size_t limitBytes, std::erro
 /// Writes all of `bytes` to an open file; perhaps a part of them when it fails.
 bool writeAll(int file, QByteArrayView bytes, std::error_code &error);
 
+/// Where an open file has data next, from this place on; none when there is only a hole, or nothing, up to
+/// its end. Where the file system knows no holes, all is data. Moves the file's offset.
+std::optional<off_t> nextData(int file, off_t at);
+
 /// `copyRange` (System.h) for files between which the system does not copy by itself.
 bool copyThroughBuffer(int source, int destination, off_t bytes, std::error_code &error);
 
