@@ -7,7 +7,6 @@
 
 #include <QByteArrayList>
 #include <algorithm>
-#include <cstring>
 #include <linux/rtnetlink.h>
 #include <linux/sockios.h>
 #include <map>
@@ -42,6 +41,12 @@ std::optional<QByteArray> linkMessages() {
     request.head = {sizeof request, RTM_GETLINK, NLM_F_REQUEST | NLM_F_DUMP, 0, 0};
     if (::send(socket.get(), &request, sizeof request, 0) < 0)
         return std::nullopt;
+    return linkMessagesFrom(socket);
+}
+
+} // namespace
+
+std::optional<QByteArray> linkMessagesFrom(const FileDescriptor &socket) {
     QByteArray messages;
     for (;;) {
         QByteArray part(1 << 16, Qt::Uninitialized);
@@ -50,17 +55,17 @@ std::optional<QByteArray> linkMessages() {
         if (count < ssize_t{sizeof(struct nlmsghdr)})
             return std::nullopt;
         part.truncate(count);
-        struct nlmsghdr first {};
-        std::memcpy(&first, part.constData(), sizeof first);
-        if (first.nlmsg_type == NLMSG_DONE)
-            return messages;
-        if (first.nlmsg_type == NLMSG_ERROR)
-            return std::nullopt;
         messages += part;
+        auto left = static_cast<unsigned>(count);
+        const auto *message = reinterpret_cast<const struct nlmsghdr *>(part.constData());
+        for (; NLMSG_OK(message, left); message = NLMSG_NEXT(message, left)) {
+            if (message->nlmsg_type == NLMSG_ERROR)
+                return std::nullopt;
+            if (message->nlmsg_type == NLMSG_DONE)
+                return messages;
+        }
     }
 }
-
-} // namespace
 
 std::vector<QString> hardwareAddressesIn(const QByteArray &messages) {
     std::vector<QString> permanent;

@@ -131,4 +131,36 @@ TEST(HardwareAddresses, ArePermanentOnesBeforeThoseThatMayBeRandomAndWhole) {
     EXPECT_THAT(platform::hardwareAddressesIn({}), IsEmpty());
 }
 
+TEST(LinkMessages, EndWhereTheKernelSaysWhateverElseIsInThatDatagram) {
+    const auto message = [](unsigned short type) {
+        const struct nlmsghdr head = {sizeof head, type, 0, 0, 0};
+        return QByteArray(reinterpret_cast<const char *>(&head), sizeof head);
+    };
+    const QByteArray link = linkMessage(ARPHRD_ETHER, IFF_UP, {{IFLA_ADDRESS, "\1\2\3\4\5\6"}});
+    const QByteArray done = message(NLMSG_DONE);
+    const std::pair<std::vector<QByteArray>, std::optional<std::size_t>> cases[] = {
+        {{link, link + link, done, link}, 3},
+        {{link, link + link + done, link}, 3},
+        {{done}, 0},
+        {{link, message(NLMSG_ERROR), done}, {}},
+        {{link + message(NLMSG_ERROR), done}, {}},
+        {{link, "x", done}, {}},
+        {{link}, {}}};
+    for (const auto &[datagrams, links] : cases) {
+        int ends[2] = {-1, -1};
+        ASSERT_EQ(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
+        const FileDescriptor ours(ends[0]);
+        {
+            // Nothing is waited for when it has said all and is gone.
+            const FileDescriptor kernel(ends[1]);
+            for (const QByteArray &bytes : datagrams)
+                ASSERT_EQ(::send(kernel.get(), bytes.constData(), std::size_t(bytes.size()), 0),
+                          bytes.size());
+        }
+        const auto messages = platform::linkMessagesFrom(ours);
+        EXPECT_EQ(messages ? std::optional(platform::hardwareAddressesIn(*messages).size()) : std::nullopt,
+                  links);
+    }
+}
+
 } // namespace
