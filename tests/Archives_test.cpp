@@ -180,6 +180,16 @@ TEST_F(Archives, AreNotGoneWhileACopyIsThere) {
     EXPECT_EQ(listed("id"), std::vector<std::string>());
 }
 
+TEST_F(Archives, AreNoneWithoutAHomeFolder) {
+    REQUIRE_OWN_NAMESPACES();
+    writeFile(home.path() / "passwd", "tester:x:" + QByteArray::number(::geteuid()) + ":0:::/bin/sh\n");
+    const Mount accounts = Mount::over(home.path() / "passwd", "/etc/passwd");
+    const ScopedEnvironment unset("HOME", std::nullopt);
+    EXPECT_EQ(archives({"list"}), (Outcome{0, "", nothingWaits}));
+    for (const char *command : {"send", "remove"})
+        EXPECT_EQ(archives({command, "--all"}), (Outcome{0, "", ""}));
+}
+
 TEST_F(Archives, AreLeftAloneWhileARunIsUnderWay) {
     install();
     const std::string id = runRefused();

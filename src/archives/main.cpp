@@ -278,7 +278,7 @@ int perform(const Request &request) {
     if (request.command == u"show")
         return show(runs->front(), request.isJson);
     // Where the runs log, which keeps why an archive was not sent.
-    if (Workspace::holds(*UtilityFunctions::tempSystemURL))
+    if (const auto &folder = UtilityFunctions::tempSystemURL; folder && Workspace::holds(*folder))
         Logger::NewLogFileLocation();
     return change(request, *runs);
 }
