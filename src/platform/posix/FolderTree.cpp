@@ -215,6 +215,8 @@ FileDescriptor makeFolder(const FileDescriptor &parent, const std::string &name,
 std::optional<FileKind> kindOf(const FileDescriptor &folder, const std::string &name,
                                std::error_code &error) {
     error.clear();
+    if (!isEntryName(name, error))
+        return std::nullopt;
     struct stat status {};
     if (::fstatat(folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0)
         return kindOfMode(status.st_mode);
@@ -234,6 +236,8 @@ std::vector<FolderEntry> entriesOf(const FileDescriptor &folder, std::error_code
 
 bool removeEntry(const FileDescriptor &folder, const std::string &name, std::error_code &error) {
     error.clear();
+    if (!isEntryName(name, error))
+        return false;
     if (::unlinkat(folder.get(), name.c_str(), 0) == 0)
         return true;
     if (errno != ENOENT)
@@ -242,9 +246,6 @@ bool removeEntry(const FileDescriptor &folder, const std::string &name, std::err
 }
 
 bool removeTree(const FileDescriptor &folder, const std::string &name, std::error_code &error) {
-    error.clear();
-    if (!isEntryName(name, error))
-        return false;
     const auto kind = kindOf(folder, name, error);
     if (kind != FileKind::folder)
         return kind && removeEntry(folder, name, error);

@@ -45,6 +45,10 @@ TEST_F(FolderTree, OpensAndMakesFoldersByTheirNamesAndNothingElse) {
         EXPECT_EQ(error, reason) << name;
         EXPECT_FALSE(platform::makeFolder(top, name, error));
         EXPECT_EQ(error, reason) << name;
+        if (reason != errc::invalid_argument)
+            continue;
+        EXPECT_EQ(platform::kindOf(top, name, error), std::nullopt);
+        EXPECT_EQ(error, reason) << name;
     }
     for (int time = 0; time < 2; ++time) {
         EXPECT_TRUE(platform::makeFolder(top, "new", error));
@@ -65,14 +69,16 @@ TEST_F(FolderTree, IsRemovedWithLinksButNotWhatTheyLeadTo) {
     ASSERT_EQ(::mkfifo((tree / "pipe").c_str(), 0600), 0);
     for (const char *name : {"tree", "link"})
         EXPECT_TRUE(remove(name)) << error.message();
-    EXPECT_EQ(readFile(outside / "precious"), "precious");
     EXPECT_EQ(std::distance(fs::directory_iterator(folder.path()), {}), 1);
     EXPECT_FALSE(remove("tree"));
     EXPECT_FALSE(error);
-    for (const char *name : {"..", "."}) {
+    for (const char *name : {"..", ".", "", "outside/precious"}) {
         EXPECT_FALSE(remove(name));
-        EXPECT_EQ(error, errc::invalid_argument);
+        EXPECT_EQ(error, errc::invalid_argument) << name;
+        EXPECT_FALSE(platform::removeEntry(top, name, error));
+        EXPECT_EQ(error, errc::invalid_argument) << name;
     }
+    EXPECT_EQ(readFile(outside / "precious"), "precious");
 }
 
 // A folder that is swapped for a link after it was listed.
