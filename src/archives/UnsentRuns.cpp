@@ -3,6 +3,7 @@
 #include "archives/SendHistory.h"
 #include "discovery/RunState.h"
 #include "discovery/Workspace.h"
+#include "packaging/FilesPathDirectory.h"
 #include "platform/Account.h"
 #include "platform/posix/FileSystem.h"
 #include "platform/posix/Text.h"
@@ -19,10 +20,6 @@ namespace fs = std::filesystem;
 using platform::FileKind;
 
 const QString runStamp = QStringLiteral("yyyyMMddHHmmss");
-
-bool isArchiveName(const fs::path &name) {
-    return name.native().starts_with("lumaMacLog_") && name.extension() == ".zip";
-}
 
 std::vector<platform::FolderEntry> entriesIn(const fs::path &folder) {
     std::error_code error;
@@ -121,7 +118,7 @@ bool addArchivesIn(const fs::path &folder, const SendHistory &history, std::vect
     bool hasAny = false;
     for (const auto &[name, kind] : entriesIn(folder)) {
         std::error_code error;
-        const auto attributes = isArchiveName(name) && kind == FileKind::regular
+        const auto attributes = FilesPathDirectory::isFinishedArchive(name) && kind == FileKind::regular
                                     ? platform::fileAttributes(folder / name, error)
                                     : std::nullopt;
         if (attributes)
@@ -165,7 +162,7 @@ bool removeRun(const UnsentRun &run, std::error_code &error) {
         const fs::path folder = path.parent_path();
         const auto rest = entriesIn(folder);
         if (!failure && run.isArchive && folder != UtilityFunctions::temptempURL &&
-            std::ranges::none_of(rest, isArchiveName, &platform::FolderEntry::name))
+            std::ranges::none_of(rest, FilesPathDirectory::isFinishedArchive, &platform::FolderEntry::name))
             Workspace::remove(folder, failure);
         error = error ? error : failure;
     }

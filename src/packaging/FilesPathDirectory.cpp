@@ -39,11 +39,6 @@ QString failureOfZip(const platform::ProgramOutcome &outcome) {
            (said.isEmpty() ? said : QStringLiteral(": ") + platform::escaped(said.section(u'\n', -1)));
 }
 
-// zip gives an archive its name when it is complete.
-bool isFinishedArchive(const fs::path &name) {
-    return name.native().starts_with("lumaMacLog_") && name.extension() == ".zip";
-}
-
 struct Archive {
     fs::path path;
     std::uint64_t sizeBytes = 0;
@@ -89,6 +84,10 @@ void prune(const platform::FileDescriptor &folder, const std::string &name,
 }
 
 } // namespace
+
+bool isFinishedArchive(const fs::path &name) {
+    return name.native().starts_with("lumaMacLog_") && name.extension() == ".zip";
+}
 
 void removeFilesFromDirectoryRecursively(const fs::path &atPath, const QStringList &allowedExtensions) {
     std::error_code error;

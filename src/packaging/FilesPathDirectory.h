@@ -12,6 +12,9 @@
 
 namespace FilesPathDirectory {
 
+/// Whether this is the name of an archive, which zip gives it when it is complete.
+bool isFinishedArchive(const std::filesystem::path &name);
+
 /// Removes every file below `atPath` whose extension is not allowed (each entry with its leading dot, lower
 /// case) and counts it in `UtilityFunctions::RemovedFilesCount`. An error ends the work in its folder with
 /// one line.
