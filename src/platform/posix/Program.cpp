@@ -247,11 +247,8 @@ ProgramOutcome outcomeOf(const Program &program) {
     return run(program, true);
 }
 
-std::optional<int> runProgram(const Program &program, QByteArray *errorOutput) {
-    const ProgramOutcome outcome = run(program, errorOutput != nullptr);
-    if (errorOutput != nullptr)
-        *errorOutput = outcome.errorOutput;
-    return outcome.exitStatus;
+std::optional<int> runProgram(const Program &program) {
+    return run(program, false).exitStatus;
 }
 
 void stopPrograms() {

@@ -57,8 +57,8 @@ constexpr qsizetype errorOutputLimitBytes = 4096;
 ProgramOutcome outcomeOf(const Program &program);
 
 /// The same for callers that need the exit status alone: none when the program could not be started, was
-/// killed or cut short. Without `errorOutput` its standard error is discarded.
-std::optional<int> runProgram(const Program &program, QByteArray *errorOutput = nullptr);
+/// killed or cut short. Its standard error is discarded.
+std::optional<int> runProgram(const Program &program);
 
 /// For the end of the process: kills every running program but those that have become another user's, so that
 /// no thread waits for one, and lets none start. Also for signal handlers, once `programsAreStopped` was

@@ -157,10 +157,10 @@ TEST_F(RunProgram, WritesItsOutputToANewFileOfTheUsersAlone) {
 }
 
 TEST_F(RunProgram, KeepsTheBeginningOfErrorsAndOfOutputIfWantedAndReadsThemAll) {
-    QByteArray errors = "before";
     // Sixteen times what a pipe holds; the program ends only when all of it is taken.
-    EXPECT_EQ(runProgram(shell("printf begin >&2; head -c 1048576 /dev/zero >&2; exit 5"), &errors), 5);
-    EXPECT_EQ(errors, "begin" + QByteArray(platform::errorOutputLimitBytes - 5, '\0'));
+    const auto outcome = outcomeOf(shell("printf begin >&2; head -c 1048576 /dev/zero >&2; exit 5"));
+    EXPECT_EQ(outcome.exitStatus, 5);
+    EXPECT_EQ(outcome.errorOutput, "begin" + QByteArray(platform::errorOutputLimitBytes - 5, '\0'));
     Program program = shell("seq 100000");
     EXPECT_EQ(outcomeOf(program).output, "");
     program.keptOutputBytes = 300'000;
@@ -169,10 +169,12 @@ TEST_F(RunProgram, KeepsTheBeginningOfErrorsAndOfOutputIfWantedAndReadsThemAll) 
     EXPECT_TRUE(output.startsWith("1\n2\n3\n"));
 
     // It does not wait for whoever still holds the streams.
-    EXPECT_EQ(runProgram(shell("sleep 1000 & echo said >&2; exit 4"), &errors), 4);
-    EXPECT_EQ(errors, "said\n");
-    EXPECT_EQ(runProgram(shell("yes >&2 & exit 4"), &errors), 4);
-    EXPECT_LE(errors.size(), platform::errorOutputLimitBytes);
+    const auto quiet = outcomeOf(shell("sleep 1000 & echo said >&2; exit 4"));
+    EXPECT_EQ(quiet.exitStatus, 4);
+    EXPECT_EQ(quiet.errorOutput, "said\n");
+    const auto loud = outcomeOf(shell("yes >&2 & exit 4"));
+    EXPECT_EQ(loud.exitStatus, 4);
+    EXPECT_LE(loud.errorOutput.size(), platform::errorOutputLimitBytes);
 }
 
 // --- Ending ---
