@@ -126,7 +126,7 @@ Pellix, packs them into one archive and uploads it to Brennic support.
 This package holds the silent mode, which the product starts, its helper
 programs, and a command for archives that could not be sent. It needs no
 graphical interface.")
-set(CPACK_DEBIAN_CORE_PACKAGE_DEPENDS "zip, ca-certificates")
+set(CPACK_DEBIAN_CORE_PACKAGE_DEPENDS "zip, ca-certificates, libsystemd0")
 # Without these the proxies that the desktop's settings name are not found; they bring half a desktop with them.
 set(CPACK_DEBIAN_CORE_PACKAGE_SUGGESTS
   "${window}, libproxy1-plugin-gsettings | libproxy1-plugin-kconfig, libproxy1-plugin-webkit")

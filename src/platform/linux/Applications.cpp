@@ -4,6 +4,7 @@
 #include "platform/Bundle.h"
 #include "platform/linux/ApplicationRoots.h"
 #include "platform/linux/DesktopEntry.h"
+#include "platform/linux/Systemd.h"
 #include "platform/posix/FileSystem.h"
 #include "platform/posix/Lock.h"
 #include "platform/posix/Text.h"
@@ -246,25 +247,28 @@ void setPresence(Presence) {}
 void activateOtherCopy(const QString &identifier) {
     const QByteArray name = identifier.toUtf8();
     const QByteArray object = '/' + QByteArray(name).replace('.', '/').replace('-', '_');
+    const auto open = LUMAMON_SYSTEMD(sd_bus_open_user);
+    const auto append = LUMAMON_SYSTEMD(sd_bus_message_append);
     sd_bus *bus = nullptr;
     sd_bus_message *call = nullptr;
-    if (sd_bus_open_user(&bus) >= 0 &&
-        sd_bus_message_new_method_call(bus, &call, name.constData(), object.constData(),
-                                       "org.freedesktop.Application", "Activate") >= 0) {
-        sd_bus_message_set_auto_start(call, 0);
-        sd_bus_message_set_expect_reply(call, 0);
-        sd_bus_message_open_container(call, SD_BUS_TYPE_ARRAY, "{sv}");
+    if (!open || open(&bus) < 0)
+        return;
+    if (LUMAMON_SYSTEMD(sd_bus_message_new_method_call)(bus, &call, name.constData(), object.constData(),
+                                                        "org.freedesktop.Application", "Activate") >= 0) {
+        LUMAMON_SYSTEMD(sd_bus_message_set_auto_start)(call, 0);
+        LUMAMON_SYSTEMD(sd_bus_message_set_expect_reply)(call, 0);
+        LUMAMON_SYSTEMD(sd_bus_message_open_container)(call, SD_BUS_TYPE_ARRAY, "{sv}");
         for (const auto &[variable, key] : {std::pair("XDG_ACTIVATION_TOKEN", "activation-token"),
                                             {"DESKTOP_STARTUP_ID", "desktop-startup-id"}}) {
             const QByteArray token = qgetenv(variable);
             if (!token.isEmpty())
-                sd_bus_message_append(call, "{sv}", key, "s", token.constData());
+                append(call, "{sv}", key, "s", token.constData());
         }
-        sd_bus_message_close_container(call);
-        sd_bus_send(bus, call, nullptr);
+        LUMAMON_SYSTEMD(sd_bus_message_close_container)(call);
+        LUMAMON_SYSTEMD(sd_bus_send)(bus, call, nullptr);
     }
-    sd_bus_message_unref(call);
-    sd_bus_flush_close_unref(bus);
+    LUMAMON_SYSTEMD(sd_bus_message_unref)(call);
+    LUMAMON_SYSTEMD(sd_bus_flush_close_unref)(bus);
 }
 
 } // namespace platform

@@ -3,6 +3,7 @@
 
 #include "platform/SystemLog.h"
 
+#include "platform/linux/Systemd.h"
 #include "platform/posix/Process.h"
 
 #include <algorithm>
@@ -36,7 +37,9 @@ void write(const Line &line) {
     std::transform(std::begin(fields), std::end(fields), std::begin(pieces), [](const QByteArray &field) {
         return iovec{const_cast<char *>(field.constData()), static_cast<std::size_t>(field.size())};
     });
-    sd_journal_sendv(pieces, std::size(pieces));
+    static const auto send = LUMAMON_SYSTEMD(sd_journal_sendv);
+    if (send)
+        send(pieces, std::size(pieces));
 }
 
 // Lines on their way to the journal. Never destroyed: its thread may be stuck in the journal when the process
