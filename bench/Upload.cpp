@@ -103,6 +103,7 @@ void upload(const std::filesystem::path &archive, const std::string &url) {
 } // namespace
 
 int main() {
+    test_support::forgetTheMachinesSettings();
     require(test_support::canEnter(test_support::enterLoopbackNetwork), "a network of its own is needed");
     test_support::enterLoopbackNetwork();
     LongLine line;
@@ -118,7 +119,7 @@ int main() {
                             std::string(support_service::SupportService::uploadPath);
     const auto curl = [&] {
         runProgram({.program = "/usr/bin/curl",
-                    .arguments = {"-s", "-f", "--http1.1", "--cacert", service.certificateFile(), "-H",
+                    .arguments = {"-q", "-s", "-f", "--http1.1", "--cacert", service.certificateFile(), "-H",
                                   "Expect:", "-F", "file=@" + archive.native(), "-o", "/dev/null", url}});
     };
     for (const int milliseconds : {100, 300}) {

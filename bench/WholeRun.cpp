@@ -38,7 +38,7 @@ struct Bench {
     void runTools() {
         const std::string script =
             "set -e; mkdir copy; cp -a '" + product.logs.native() + "' '" + product.crashReports.native() +
-            "' copy/; cd copy; zip -r -q ../copy.zip .; cd ..; curl -s -f --http1.1 --cacert '" +
+            "' copy/; cd copy; zip -r -q ../copy.zip .; cd ..; curl -q -s -f --http1.1 --cacert '" +
             service.certificateFile().native() + "' -F file=@copy.zip https://" + service.host() +
             std::string(support_service::SupportService::uploadPath) + "; rm -r copy copy.zip";
         runProgram({.program = "/bin/sh", .arguments = {"-c", script}, .workingFolder = scratch.path()});
@@ -110,6 +110,7 @@ void measureStart() {
 } // namespace
 
 int main() {
+    test_support::forgetTheMachinesSettings();
     compareWholeRuns();
     measureMemory(megabytes(1));
     // Of the logs' bytes seven in ten are in files of allowed kinds.

@@ -129,9 +129,7 @@ struct Surroundings {
                 .variables = {{"SSL_CERT_FILE", service.certificateFile().native()},
                               {"DISPLAY", display.name()},
                               {"DBUS_SESSION_BUS_ADDRESS", bus.address()},
-                              {"WAYLAND_DISPLAY", std::nullopt},
-                              {"https_proxy", std::nullopt},
-                              {"HTTPS_PROXY", std::nullopt}}};
+                              {"WAYLAND_DISPLAY", std::nullopt}}};
     }
 
     ScratchHome home;
@@ -193,6 +191,7 @@ int main(int argumentCount, char **arguments) {
     if (argumentCount > 1 && std::strcmp(arguments[1], "--gaps") == 0)
         return measureGaps(argumentCount, arguments);
     ::umask(077);
+    test_support::forgetTheMachinesSettings();
     const Surroundings around;
     measureFirstFrame(around);
     measureMemory(around);

@@ -15,6 +15,12 @@ ScratchFolder::ScratchFolder()
     m_path = fs::canonical(m_folder.path().toStdString());
 }
 
+// Qt, whose own object comes after this, removes only what has a text for a name.
+ScratchFolder::~ScratchFolder() {
+    std::error_code error;
+    fs::remove_all(m_path, error);
+}
+
 ScopedEnvironment::ScopedEnvironment(const char *name, const std::optional<std::string> &value)
     : m_name(name) {
     if (const char *before = std::getenv(name))
@@ -27,6 +33,13 @@ void ScopedEnvironment::apply(const std::optional<std::string> &value) const {
         ::setenv(m_name.c_str(), value->c_str(), 1);
     else
         ::unsetenv(m_name.c_str());
+}
+
+void forgetTheMachinesSettings() {
+    ::setenv("LC_ALL", "C.UTF-8", 1);
+    for (const char *name :
+         {"LANGUAGE", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY"})
+        ::unsetenv(name);
 }
 
 void writeFile(const fs::path &path, const QByteArray &content) {

@@ -16,6 +16,9 @@ class ScratchFolder {
 public:
     /// Throws std::runtime_error when it cannot be created.
     ScratchFolder();
+    ~ScratchFolder();
+    ScratchFolder(const ScratchFolder &) = delete;
+    ScratchFolder &operator=(const ScratchFolder &) = delete;
 
     const std::filesystem::path &path() const { return m_path; }
 
@@ -38,6 +41,9 @@ private:
     std::string m_name;
     std::optional<std::string> m_before;
 };
+
+/// From now on neither this process nor what it starts sees the machine's language or its proxies.
+void forgetTheMachinesSettings();
 
 class ScratchHome {
 public:

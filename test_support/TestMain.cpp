@@ -1,4 +1,5 @@
 #include "test_support/Isolation.h"
+#include "test_support/ScratchHome.h"
 
 #include <gmock/gmock.h>
 #include <string_view>
@@ -6,6 +7,7 @@
 
 int main(int argumentCount, char **arguments) {
     ::umask(077);
+    test_support::forgetTheMachinesSettings();
     bool listsOnly = false;
     for (int i = 1; i < argumentCount; ++i)
         listsOnly = listsOnly || std::string_view(arguments[i]) == "--gtest_list_tests";

@@ -35,8 +35,7 @@ SilentRun::SilentRun()
 ProgramOptions SilentRun::program(const std::vector<std::string> &arguments) const {
     ProgramOptions options{.program = bundle.executable(), .arguments = arguments};
     options.variables.emplace_back("SSL_CERT_FILE", service.certificateFile().native());
-    for (const char *name : {"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY",
-                             "DESKTOP_SESSION", "GNOME_DESKTOP_SESSION_ID", "KDE_FULL_SESSION"})
+    for (const char *name : {"DESKTOP_SESSION", "GNOME_DESKTOP_SESSION_ID", "KDE_FULL_SESSION"})
         options.variables.emplace_back(name, std::nullopt);
     return options;
 }

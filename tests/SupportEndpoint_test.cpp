@@ -28,7 +28,8 @@ protected:
     // What curl gets for sending this body, or this file.
     static std::string answerTo(const SupportEndpoint &endpoint, const std::vector<std::string> &request) {
         ProgramOptions curl{.program = "/usr/bin/curl",
-                            .arguments = {"-s", "--cacert", endpoint.certificateFile(), "-w", "%{http_code}",
+                            .arguments = {"-q", "-s", "--cacert", endpoint.certificateFile(), "-w",
+                                          "%{http_code}",
                                           "https://" + endpoint.host() + "/cr-apip-7.0.0/mac/log"}};
         curl.arguments.insert(curl.arguments.end(), request.begin(), request.end());
         ProgramRun running(curl);

@@ -20,9 +20,6 @@ protected:
     }
 
     std::atomic<bool> cancelled = false;
-    const ScopedEnvironment m_variables[6] = {{"https_proxy", std::nullopt}, {"HTTPS_PROXY", std::nullopt},
-                                              {"all_proxy", std::nullopt},   {"ALL_PROXY", std::nullopt},
-                                              {"no_proxy", std::nullopt},    {"NO_PROXY", std::nullopt}};
 };
 
 TEST_F(UploadProxies, AreTheFirstThatTheEnvironmentNames) {
