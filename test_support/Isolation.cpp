@@ -51,9 +51,13 @@ bool enterNamespaces() {
 }
 
 void waitForOtherTests() {
-    const auto file = std::filesystem::temp_directory_path() / "lumamon-tests.lock";
-    const int lock = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-    ::flock(lock, LOCK_EX);
+    const auto file =
+        std::filesystem::temp_directory_path() / ("lumamon-tests-" + std::to_string(::geteuid()) + ".lock");
+    const int lock = ::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (lock >= 0 && ::flock(lock, LOCK_EX) == 0)
+        return;
+    std::perror(("Cannot lock " + file.native()).c_str());
+    std::_Exit(EXIT_FAILURE);
 }
 
 struct Conditional : testing::Test {

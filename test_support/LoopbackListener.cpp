@@ -12,8 +12,9 @@ namespace test_support {
 LoopbackListener::LoopbackListener(std::function<void(int)> serve, Reach reach)
     : m_serve(std::move(serve))
     , m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    // Small, so that a client soon feels it when nothing is read. Accepted sockets take it over.
-    constexpr int receiveBufferBytes = 128 * 1024;
+    // Small, so that a client soon feels it when nothing is read, and hears in small steps of what is.
+    // Accepted sockets take it over.
+    constexpr int receiveBufferBytes = 16 * 1024;
     if (reach == Reach::loopback)
         ::setsockopt(m_socket, SOL_SOCKET, SO_RCVBUF, &receiveBufferBytes, sizeof receiveBufferBytes);
     struct sockaddr_in address {};

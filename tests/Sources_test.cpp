@@ -118,18 +118,23 @@ TEST_F(Sources, AnOrdinaryUserSendsWhatCanBeRead) {
 TEST_F(Sources, FilesThatVanishCostNothingElse) {
     constexpr int files = 1500;
     const auto name = [&](int number) { return logs / "vanishing" / (std::to_string(number) + ".log"); };
-    for (int i = 0; i < files; ++i)
-        writeFile(name(i), "here");
-    ProgramRun running(program());
-    ASSERT_TRUE(waitUntil(
-        [&] { return !runFolder().empty() && fs::exists(runFolder() / "Lumadoc/LumaLog/vanishing"); }));
-    for (int i = 0; i < files; ++i)
-        fs::remove(name(i));
-    EXPECT_EQ(running.waitForEnd(), exited(0));
-    EXPECT_THAT(collectingLog(),
-                testing::AnyOf(usual, "ERROR: Error copying LumaLog: No such file or directory\n" + usual));
-    expectSentWithUsualFiles();
-    EXPECT_LT(items.size(), 15U + files);
+    const auto someHaveVanished = [&] { return !items.empty() && items.size() < 15U + files; };
+    // On a busy machine the copy can be over before this process comes to remove anything.
+    for (int attempt = 0; attempt < 5 && !someHaveVanished(); ++attempt) {
+        for (int i = 0; i < files; ++i)
+            writeFile(name(i), "here");
+        ProgramRun running(program());
+        ASSERT_TRUE(waitUntil(
+            [&] { return !runFolder().empty() && fs::exists(runFolder() / "Lumadoc/LumaLog/vanishing"); }));
+        for (int i = 0; i < files; ++i)
+            fs::remove(name(i));
+        EXPECT_EQ(running.waitForEnd(), exited(0));
+        EXPECT_THAT(
+            collectingLog(),
+            testing::AnyOf(usual, "ERROR: Error copying LumaLog: No such file or directory\n" + usual));
+        expectSentWithUsualFiles();
+    }
+    EXPECT_TRUE(someHaveVanished());
 }
 
 TEST_F(Sources, ThatAreLinksOfTheUsersAreFollowedAtTheTop) {

@@ -5,7 +5,7 @@
 #include "test_support/LoggedTest.h"
 
 #include <QRegularExpression>
-#include <chrono>
+#include <ctime>
 
 namespace {
 
@@ -74,9 +74,10 @@ TEST(EmailRuleTest, HostileTextsTakeNoTime) {
         SCOPED_TRACE(std::string(before) + piece + after);
         const QString text =
             QString::fromUtf8(before) + QString::fromUtf8(piece).repeated(500'000) + QString::fromUtf8(after);
-        const auto start = std::chrono::steady_clock::now();
+        // The processor's time: the machine may have other work.
+        const std::clock_t start = std::clock();
         EXPECT_EQ(isValidEmail(text), isValid);
-        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+        EXPECT_LT(std::clock() - start, 2 * CLOCKS_PER_SEC);
     };
     check("", "a-", "", false);
     check("", "a", "@", false);

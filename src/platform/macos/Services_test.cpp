@@ -21,6 +21,14 @@ using testing::FieldsAre;
 using testing::IsEmpty;
 using testing::Optional;
 
+// GNUstep takes the first thread that it meets for the main one. Were that another, and had it ended, the end
+// of a thread of GNUstep's own would end the process.
+class MainThread : public testing::Environment {
+    void SetUp() override { Mac::isMultiThreaded(); }
+};
+
+[[maybe_unused]] const auto *const mainThread = testing::AddGlobalTestEnvironment(new MainThread);
+
 class MacServices : public testing::Test {
 protected:
     test_support::Machine machine;
