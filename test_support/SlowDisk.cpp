@@ -13,12 +13,10 @@
 #include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
-#include <fstream>
 #include <fuse3/fuse.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
 
@@ -29,6 +27,9 @@ struct SlowDisk::Shared {
     // The number of the first operation that takes no time any more.
     std::atomic<unsigned> end;
     std::atomic<unsigned> count;
+    std::atomic<bool> needsAnswers;
+    std::atomic<int> answers;
+    std::atomic<int> unanswered;
     // Who asked; the oldest are overwritten.
     std::array<std::atomic<pid_t>, 65536> askers;
 };
@@ -51,8 +52,14 @@ void takeTime() {
     auto &shared = *static_cast<SlowDisk::Shared *>(::fuse_get_context()->private_data);
     const unsigned number = shared.count++;
     shared.askers[number % shared.askers.size()] = ::fuse_get_context()->pid;
-    if (number < shared.end)
-        std::this_thread::sleep_for(std::chrono::milliseconds(shared.delayMilliseconds));
+    if (number >= shared.end)
+        return;
+    // The first one may have been on its way already.
+    const int answers = shared.answers + 2;
+    std::this_thread::sleep_for(std::chrono::milliseconds(shared.delayMilliseconds));
+    const auto goesOn = [&] { return !shared.needsAnswers || shared.answers >= answers; };
+    if (!waitUntil(goesOn, std::chrono::seconds(10)))
+        ++shared.unanswered;
 }
 
 // One operation: it takes its time, and is then done to what is hidden.
@@ -189,18 +196,6 @@ int serve(const std::filesystem::path &folder, void *shared, int ready) {
 
 } // namespace
 
-bool isHeldUp(pid_t process) {
-    // Begins with the number of the call; with a word when it runs, with -1 when it waits for its memory,
-    // which a child that is made takes from it for a moment.
-    std::ifstream call("/proc/" + std::to_string(process) + "/syscall");
-    long number = 0;
-    bool isForEvents = !(call >> number) || number < 0 || number == SYS_ppoll;
-#ifdef SYS_poll
-    isForEvents = isForEvents || number == SYS_poll;
-#endif
-    return !isForEvents;
-}
-
 bool SlowDisk::isPossible() {
     return hasOwnNamespaces() && ::access("/dev/fuse", R_OK | W_OK) == 0;
 }
@@ -232,7 +227,21 @@ SlowDisk::~SlowDisk() {
 void SlowDisk::setDelay(std::chrono::milliseconds delay, unsigned operations) {
     const unsigned first = m_shared->count;
     m_shared->delayMilliseconds = static_cast<int>(delay.count());
-    m_shared->end = std::max(first, first + operations);
+    m_shared->needsAnswers = false;
+    m_shared->end = operations > ~0U - first ? ~0U : first + operations;
+}
+
+void SlowDisk::setDelayUntilAnswered(std::chrono::milliseconds delay, unsigned operations) {
+    setDelay(delay, operations);
+    m_shared->needsAnswers = true;
+}
+
+void SlowDisk::answer() {
+    ++m_shared->answers;
+}
+
+int SlowDisk::unanswered() const {
+    return m_shared->unanswered;
 }
 
 void SlowDisk::stopAnswering() const {

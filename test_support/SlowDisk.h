@@ -13,10 +13,6 @@
 
 namespace test_support {
 
-/// Whether that process's main thread sleeps in a system call other than its wait for events: for a disk or a
-/// lock. A thread that waits for a processor does not.
-bool isHeldUp(pid_t process);
-
 /// Holds what a folder held before, in its place, and is served by a process of its own, so that only who
 /// asks it waits. The kernel keeps nothing of what it answers.
 class SlowDisk {
@@ -31,6 +27,12 @@ public:
 
     /// From now on each operation takes that long, one after the other; or only so many of the next.
     void setDelay(std::chrono::milliseconds delay, unsigned operations = ~0U);
+    /// The same, and each of these operations goes on until `answer` was called twice since it began: whoever
+    /// cannot answer before the disk does keeps both waiting, for 10 s, however busy the machine is.
+    void setDelayUntilAnswered(std::chrono::milliseconds delay, unsigned operations = ~0U);
+    void answer();
+    /// How many operations have waited in vain for an answer.
+    int unanswered() const;
     /// From now on nothing is answered.
     void stopAnswering() const;
     /// How many of the last 65536 operations that thread has asked for.
