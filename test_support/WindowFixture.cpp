@@ -5,10 +5,12 @@
 #include "logging/Logging.h"
 #include "platform/Account.h"
 #include "platform/posix/Text.h"
+#include "ui/WindowScene.h"
 
 #include <QMetaEnum>
 #include <QMetaProperty>
 #include <QRegularExpression>
+#include <cstdlib>
 #include <regex>
 
 namespace fs = std::filesystem;
@@ -41,6 +43,16 @@ fs::path presentLog() {
 }
 
 } // namespace
+
+void WindowTest::expectInOwnProcess(const std::function<bool()> &isGood) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto run = [&] {
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+        registerViews();
+        std::_Exit(isGood() ? 0 : 1);
+    };
+    EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
+}
 
 Recorder::Recorder(QObject &object, fs::path home)
     : m_home(std::move(home)) {

@@ -102,7 +102,7 @@ TEST_F(WindowDisk, AScreenReaderIsAnsweredWhileTheDiskIsSlow) {
     });
     expectAnswersDuring("attach", [&] {
         window().click("push button", attachName);
-        window().click("check box", "Pictures/");
+        window().click("push button", "Pictures/");
         std::this_thread::sleep_for(doubleClick);
         pickShown({"one.png", "two.png"});
         waitForText("2 file(s) attached");

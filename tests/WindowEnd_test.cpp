@@ -81,7 +81,7 @@ TEST_F(WindowEnd, WithAFileOnADiskThatDoesNotAnswer) {
     open();
     capture();
     window().click("push button", attachName);
-    window().click("check box", "network/");
+    window().click("push button", "network/");
     std::this_thread::sleep_for(doubleClick);
     window().click("check box", "one.png");
     waitForCheck("one.png");

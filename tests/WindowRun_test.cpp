@@ -225,9 +225,9 @@ TEST_F(WindowWholeRun, NeedsNoPointer) {
     const std::string remove = "Remove attached files";
     for (const bool isFirst : {true, false}) {
         go("Tab", "push button", attachName);
-        go("Return", "check box", "Applications/");
-        go("Down", "check box", "Brennic_Lumadoc_Diagnostics.app/");
-        go("Down", "check box", "runtime/");
+        go("Return", "push button", "Applications/");
+        go("Down", "push button", "Brennic_Lumadoc_Diagnostics.app/");
+        go("Down", "push button", "runtime/");
         go("Down", "check box", "one.png");
         window().key("space");
         waitForCheck("one.png");

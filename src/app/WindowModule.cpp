@@ -1,28 +1,52 @@
-// The bundle's module that holds the window, as the program loads it in window mode.
-#include "app/WindowFrontEnd.h"
+#include "app/WindowModule.h"
+
+#include "platform/Bundle.h"
 #include "platform/Desktop.h"
-#include "ui/WindowScene.h"
 
-class WindowModule : public QObject, public WindowFrontEnd {
-    Q_OBJECT
-    Q_PLUGIN_METADATA(IID LumamonWindowFrontEnd_iid)
-    Q_INTERFACES(WindowFrontEnd)
+#include <QGuiApplication>
 
-public:
-    std::unique_ptr<QCoreApplication> makeApplication(int &argumentCount, char **arguments) override {
-        auto application = makeWindowApplication(argumentCount, arguments);
-        m_scenes = std::make_unique<WindowScenes>();
-        return application;
+std::unique_ptr<QCoreApplication> WindowModule::makeApplication(int &argumentCount, char **arguments) {
+    auto application = makeWindowApplication(argumentCount, arguments);
+    // Begins to load the views at once.
+    m_scene = std::make_unique<WindowScene>();
+    return application;
+}
+
+void WindowModule::open(std::function<void()> closing) {
+    if (platform::outlivesItsWindow()) {
+        QGuiApplication::setQuitOnLastWindowClosed(false);
+        closing = [] {};
+        endWithCloseButton();
     }
+    m_scene->open(std::move(closing), [this] {
+        const auto &bundle = platform::Bundle::main();
+        const auto identifier = bundle ? bundle->identifier() : std::nullopt;
+        platform::onReopen(identifier.value_or(QString()), [this] {
+            if (isOpen() || platform::outlivesItsWindow())
+                reopen();
+        });
+    });
+}
 
-    void open(std::function<void()> closing) override { m_scenes->open(std::move(closing)); }
+void WindowModule::close() {
+    m_scene.reset();
+}
 
-    void close() override { m_scenes.reset(); }
+bool WindowModule::ownsPasteboard() const {
+    return platform::ownsPasteboard();
+}
 
-    bool ownsPasteboard() const override { return platform::ownsPasteboard(); }
+void WindowModule::reopen() {
+    if (isOpen())
+        return m_scene->bringToFront();
+    // The last one takes its alerts with it.
+    m_scene.reset();
+    m_scene = std::make_unique<WindowScene>();
+    endWithCloseButton();
+    m_scene->open();
+}
 
-private:
-    std::unique_ptr<WindowScenes> m_scenes;
-};
-
-#include "WindowModule.moc"
+void WindowModule::endWithCloseButton() {
+    QObject::connect(&m_scene->view(), &ContentView::closeRequested, QCoreApplication::instance(),
+                     &QCoreApplication::quit);
+}

@@ -4,8 +4,7 @@
 #include "platform/posix/Process.h"
 
 #include <QCoreApplication>
-#include <QTimer>
-#include <chrono>
+#include <QPointer>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -34,9 +33,13 @@ inline void onMainQueue(std::function<void()> work) {
     QMetaObject::invokeMethod(QCoreApplication::instance(), std::move(run), Qt::QueuedConnection);
 }
 
-/// The same after `delay`. Main thread only.
-inline void onMainQueueAfter(std::chrono::milliseconds delay, std::function<void()> work) {
-    QTimer::singleShot(delay, Qt::PreciseTimer, QCoreApplication::instance(), std::move(work));
+/// `work`, to be called on the main thread, where it does nothing once `object` is destroyed. Main thread.
+template <typename Work>
+auto whileAlive(QObject *object, Work work) {
+    return [object = QPointer(object), work = std::move(work)](const auto &...results) {
+        if (object)
+            work(results...);
+    };
 }
 
 /// Runs `work` on a new thread of this name, and then `done` with its result on the main thread. The main

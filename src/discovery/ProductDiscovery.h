@@ -60,8 +60,8 @@ bool IsLumadocRestartRequired();
 /// Shows a modal alert with one button from a later turn of the main thread. Any thread; returns at once.
 void displayAlert(const QString &title, const QString &message, const QString &buttonTitle);
 
-/// Shows an alert and returns when it is dismissed. Set by the front end that has a window; silent mode,
-/// which asks for no alert, has none.
+/// Shows an alert after those that are up or waiting, and returns at once. Main thread. Set by the front end
+/// that has a window; silent mode, which asks for no alert, has none.
 inline std::function<void(const QString &title, const QString &message, const QString &buttonTitle)>
     alertPresenter;
 

@@ -6,7 +6,8 @@
 #include "platform/posix/Text.h"
 #include "ui/FolderList.h"
 
-#include <QPointer>
+#include <QCoreApplication>
+#include <QTimer>
 
 namespace fs = std::filesystem;
 using UtilityFunctions::temptempURL;
@@ -42,20 +43,21 @@ void Attachments::askDisk(const Request<Answer> &request, const std::function<vo
     m_requests.push_back([=, this] {
         const auto decision = std::make_shared<std::atomic<bool>>(false);
         const auto isAnswered = std::make_shared<bool>(false);
-        const auto take = [=, asked = QPointer(this)](const Answer &answer) {
-            if (!asked || std::exchange(*isAnswered, true))
+        const auto take = whileAlive(this, [=, this](const Answer &answer) {
+            if (std::exchange(*isAnswered, true))
                 return;
             done(answer);
-            asked->m_requests.pop_front();
-            if (asked->m_requests.empty())
-                asked->settle();
+            m_requests.pop_front();
+            if (m_requests.empty())
+                settle();
             else
-                asked->m_requests.front()();
-        };
+                m_requests.front()();
+        });
         const auto ask = [=, waiting = fileProcessingQueue.value()] { return request(waiting, decision); };
         besideMainQueue("Attachments", ask, take);
+        // Also for a window that is gone: its copy must not come after all.
         if (otherwise)
-            onMainQueueAfter(patience, [=] {
+            QTimer::singleShot(patience, QCoreApplication::instance(), [=] {
                 if (!*isAnswered && !decision->exchange(true))
                     take(*otherwise);
             });
@@ -130,7 +132,12 @@ void Attachments::attach(const Files &files) {
     const auto measure = [files, folder = userFilesURL](const Files &waiting, const auto &) {
         return UserFiles::measured(files, waiting, folder);
     };
-    const auto take = [this](const UserFiles::Pick &pick) {
+    const auto take = [this, files](const UserFiles::Pick &pick) {
+        if (!pick.isWithinLimit && isAsking()) {
+            for (const fs::path &file : files)
+                m_leftOut += UserFiles::leftOut(file, QStringLiteral("The files are too large together"));
+            return;
+        }
         if (!pick.isWithinLimit) {
             showAlertOf(ActiveAlert::fileSize);
             return;
@@ -147,7 +154,7 @@ void Attachments::attach(const Files &files) {
 }
 
 void Attachments::processNextFile() {
-    if (m_isCopying || !hasFolder())
+    if (m_isCopying || isAsking() || !hasFolder())
         return;
     if (fileProcessingQueue.value().empty())
         updateFileCount();
@@ -188,14 +195,17 @@ void Attachments::dropFirstAndGoOn(std::chrono::milliseconds delay) {
     fileProcessingQueue = queue;
     currentFileToProcess = std::nullopt;
     m_isCopying = true;
-    onMainQueueAfter(delay, [copying = QPointer(this)] {
-        if (!copying)
-            return;
-        copying->m_isCopying = false;
-        copying->processNextFile();
-        copying->settle();
+    QTimer::singleShot(delay, this, [this] {
+        m_isCopying = false;
+        processNextFile();
+        settle();
     });
     settle();
+}
+
+// Whether the user still has to say what becomes of the first file that waits.
+bool Attachments::isAsking() const {
+    return showAlert && activeAlert == ActiveAlert::replaceFile;
 }
 
 void Attachments::showAlertOf(ActiveAlert kind) {

@@ -70,6 +70,7 @@ private:
     template <typename Answer>
     void askDisk(const Request<Answer> &request, const std::function<void(const Answer &)> &done,
                  const std::optional<Answer> &otherwise = std::nullopt);
+    bool isAsking() const;
     void showAlertOf(ActiveAlert kind);
     void copy(const std::filesystem::path &file, Clash clash);
     void dropFirstAndGoOn(std::chrono::milliseconds delay);

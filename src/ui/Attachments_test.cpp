@@ -1,3 +1,4 @@
+#include "discovery/MainQueue.h"
 #include "discovery/ProductDiscovery.h"
 #include "discovery/RunState.h"
 #include "test_support/Isolation.h"
@@ -188,6 +189,28 @@ TEST_F(AttachmentsTest, AClashStopsTheCopyingUntilTheUserReplacesTheFile) {
            "filesCountInDestination = 3", "fileProcessingQueue = []", counted(3));
     EXPECT_EQ(contentOf("a.png"), "new");
     EXPECT_EQ(alerts.size(), 0U);
+}
+
+// It comes up by the desktop's panel, or by a slow disk.
+TEST_F(AttachmentsTest, ASecondPickWaitsForTheAnswerToTheFirst) {
+    attach({make("x/a.png", "old")});
+    attach({make("a.png", "new"), make("b.png")});
+    attach({make("c.png")});
+    attach({makeLarge("large.png", limitBytes + 1)});
+    EXPECT_TRUE(view.showAlert);
+    EXPECT_EQ(view.activeAlert, ActiveAlert::replaceFile);
+    // The answer comes as soon as the files of another one wait too.
+    const auto answer = view.fileProcessingQueue.addNotifier([&] {
+        if (view.fileProcessingQueue.value().size() == 4)
+            onMainQueue([&] { view.answerAlert(true); });
+    });
+    view.attach({make("d.png")});
+    ASSERT_TRUE(runMainQueueUntil([&] { return !alerts.empty(); }));
+    EXPECT_FALSE(view.showAlert);
+    expectLeftOut("large.png: The files are too large together");
+    EXPECT_EQ(contentOf("a.png"), "new");
+    EXPECT_TRUE(fs::exists(attached("b.png")) && fs::exists(attached("c.png")) &&
+                fs::exists(attached("d.png")));
 }
 
 // What the user declined meets no clash any more when the attached files are removed.

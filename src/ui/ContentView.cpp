@@ -9,21 +9,12 @@
 #include "packaging/UploadAPI.h"
 #include "platform/Bundle.h"
 #include "platform/Desktop.h"
-#include "platform/posix/Text.h"
 
-#include <QPointer>
+#include <QTimer>
 
 using namespace UtilityFunctions;
 
 namespace {
-
-// The window was closed and opened again in one process. The capture of the closed one, which ends before any
-// other step, may have used its workspace until now.
-void restartRun() {
-    Logger::log(QStringLiteral("--------------Application restarted without quitting--------------"),
-                platform::OSLogType::debug);
-    BeginRun();
-}
 
 // Finds the product and makes the folders for what is collected of it.
 ContentView::Start findProduct() {
@@ -36,12 +27,6 @@ ContentView::Start findProduct() {
     SetLumadocOrPellix();
     SetUserFilesFolder();
     return ContentView::Start::done;
-}
-
-// Has the product log in detail.
-ContentView::Start prepareProduct(bool isLumaloggingEnabled) {
-    PListOperations::EnableLumaLogging(isLumaloggingEnabled);
-    return IsLumadocRestartRequired() ? ContentView::Start::needsRestart : ContentView::Start::done;
 }
 
 } // namespace
@@ -58,10 +43,6 @@ ContentView::~ContentView() {
     m_status->close();
 }
 
-QString ContentView::logId() const {
-    return UniqueId;
-}
-
 QString ContentView::supportEmail() const {
     const auto &bundle = platform::Bundle::main();
     return bundle ? bundle->text("LumamonSupportEmail").value_or(QString()) : QString();
@@ -70,24 +51,23 @@ QString ContentView::supportEmail() const {
 void ContentView::primaryButtonPressed() {
     ProcessExecution::labelTextBinding = m_status->binding();
     UploadAPI::uploadProgress = m_status->binding();
-    onMainQueue([view = QPointer(this)] {
+    onMainQueue(whileAlive(this, [this] {
         // An earlier press may have disabled the button since.
-        if (view && !view->primaryButtonDisabled)
-            view->StartButtonPressed();
-    });
+        if (!primaryButtonDisabled)
+            StartButtonPressed();
+    }));
 }
 
 void ContentView::StartButtonPressed() {
     const QString state = startButtonLabel;
-    if (state == Texts::startDiagnostics) {
+    if (state == Texts::startDiagnostics)
         StartMonitoring();
-    } else if (state == Texts::stopDiagnostics) {
+    else if (state == Texts::stopDiagnostics)
         StopMonitoring();
-    } else if (state == Texts::shareLogs) {
+    else if (state == Texts::shareLogs)
         ShareButtonPressed();
-    } else if (state == Texts::stopUpload) {
+    else if (state == Texts::stopUpload)
         StopShareButtonPressed();
-    }
 }
 
 void ContentView::StartMonitoring() {
@@ -96,22 +76,28 @@ void ContentView::StartMonitoring() {
     const auto start = std::make_shared<Start>(Start::refused);
     const auto find = [start, isRestart = !std::exchange(isOutputDirectoryCreated, true),
                        isAdvanced = getSpinDump.value()] {
-        if (isRestart)
-            restartRun();
+        // The window was closed and opened again in one process. The capture of the closed one, which ends
+        // before any other step, may have used its workspace until now.
+        if (isRestart) {
+            Logger::log(QStringLiteral("--------------Application restarted without quitting--------------"),
+                        platform::OSLogType::debug);
+            BeginRun();
+        }
         Logger::logInfo(QStringLiteral("Start diagnostics pressed. Advanced Log Checkbox: ") +
                         (isAdvanced ? QStringLiteral("Yes") : QStringLiteral("No")));
         *start = findProduct();
     };
-    // In two steps: once the program is ending, the second is left out, since nobody would undo it.
-    ProcessExecution::runSteps({find,
-                                [start, on = isLumaloggingEnabled.value()] {
-                                    if (*start == Start::done)
-                                        *start = prepareProduct(on);
-                                }},
-                               [start, view = QPointer(this)] {
-                                   if (view)
-                                       view->monitoringStarted(*start);
-                               });
+    // Has the product log in detail. A step of its own: once the program is ending, it is left out, since
+    // nobody would undo it.
+    const auto prepare = [start, on = isLumaloggingEnabled.value()] {
+        if (*start != Start::done)
+            return;
+        PListOperations::EnableLumaLogging(on);
+        if (IsLumadocRestartRequired())
+            *start = Start::needsRestart;
+    };
+    ProcessExecution::runSteps({find, prepare},
+                               whileAlive(this, [this, start] { monitoringStarted(*start); }));
 }
 
 void ContentView::monitoringStarted(Start start) {
@@ -140,10 +126,7 @@ void ContentView::StopMonitoring() {
     primaryButtonDisabled = true;
     isRunning = true;
     ProcessExecution::runTasksConcurrently(getInstalledApps, getSpinDump, isLumaloggingEnabled,
-                                           [view = QPointer(this)] {
-                                               if (view)
-                                                   view->captureCompleted();
-                                           });
+                                           whileAlive(this, [this] { captureCompleted(); }));
 }
 
 void ContentView::captureCompleted() {
@@ -192,14 +175,8 @@ void ContentView::viewLogs() {
 void ContentView::copyLogId() {
     platform::setPasteboardText(UniqueId);
     CopyText = QStringLiteral("ID Copied!");
-    onMainQueueAfter(std::chrono::seconds(5), [view = QPointer(this)] {
-        if (view)
-            view->CopyText = Texts::copyId;
-    });
-}
-
-void ContentView::close() {
-    Q_EMIT closeRequested();
+    // A coarse timer may end it a quarter of a second early.
+    QTimer::singleShot(std::chrono::seconds(5), Qt::PreciseTimer, this, [this] { CopyText = Texts::copyId; });
 }
 
 void ContentView::disappear() {
@@ -213,10 +190,8 @@ void ContentView::changeSpinDump(bool on) {
     if (getSpinDump == on)
         return;
     getSpinDump = on;
-    if (on)
-        captureDetails = getInstalledApps ? Texts::advancedLogsWithApps : Texts::advancedLogs;
-    else
-        captureDetails = Texts::basicLogs;
+    const QString &advanced = getInstalledApps ? Texts::advancedLogsWithApps : Texts::advancedLogs;
+    captureDetails = on ? advanced : Texts::basicLogs;
 }
 
 // Does not look at the other toggle: the list has two columns from the first change on.

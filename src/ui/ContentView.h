@@ -8,8 +8,10 @@
 #include "collection/StatusText.h"
 #include "discovery/RunState.h"
 #include "packaging/UploadError.h"
+#include "platform/posix/Text.h"
 #include "ui/Attachments.h"
 
+#include <QQuickTextDocument>
 #include <memory>
 
 class ContentView : public Attachments {
@@ -23,7 +25,7 @@ public:
     explicit ContentView(QObject *parent = nullptr);
     ~ContentView() override;
 
-    QString logId() const;
+    QString logId() const { return UtilityFunctions::UniqueId; }
     QString supportEmail() const;
 
     /// Whether the archive was started, which fixes the form for the life of the process.
@@ -53,8 +55,6 @@ public:
     Q_INVOKABLE void viewLogs();
     /// Puts the Log ID on the pasteboard, and says so for five seconds.
     Q_INVOKABLE void copyLogId();
-    /// Ends the program.
-    Q_INVOKABLE void close();
     /// The window is gone: a later start in this process makes a new workspace.
     Q_INVOKABLE void disappear();
 
@@ -66,18 +66,18 @@ public:
     // Gives the place that the caret, which is at `caret`, has in what they leave.
     Q_INVOKABLE int changeFeedback(const QString &text, int caret = 0);
     Q_INVOKABLE int changeEmail(const QString &text, int caret = 0);
-    /// The first `limit` characters of what was copied, or of what is selected in whichever program.
-    Q_INVOKABLE QString pasteboardText(bool isSelection, int limit) const;
+    /// Puts the first `limit` characters of what was copied, or of what is selected in whichever program, in
+    /// the place of those from `start` to `end`, in one step. Where there are none, nothing is replaced.
+    Q_INVOKABLE void paste(QQuickTextDocument *document, int start, int end, bool isSelection, int limit);
     /// What a person counts as characters.
-    Q_INVOKABLE qint64 characterCount(const QString &text) const;
-    /// Tab or Return in a box, wherever its cursor is: as if it were typed at the end of the text.
+    Q_INVOKABLE qint64 characterCount(const QString &text) const { return platform::characterCount(text); }
+    /// Tab or Return in the box, wherever its cursor is: as if it were typed at the end of the text.
     Q_INVOKABLE void leaveFeedback();
-    Q_INVOKABLE void leaveEmail();
 
 Q_SIGNALS:
     /// First of all when the window goes.
     void disappearing();
-    /// The program is to end.
+    /// The Close button was pressed: the program is to end.
     void closeRequested();
 
 private:

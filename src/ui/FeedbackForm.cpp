@@ -1,11 +1,11 @@
 // The rules of the two text boxes, each applied to a box's text after every change of it, until they change
 // nothing more.
 #include "discovery/RunState.h"
-#include "platform/posix/Text.h"
 #include "ui/ContentView.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
+#include <QTextCursor>
 
 namespace {
 
@@ -19,10 +19,6 @@ bool isBlank(QChar character) {
 }
 
 } // namespace
-
-qint64 ContentView::characterCount(const QString &text) const {
-    return platform::characterCount(text);
-}
 
 int ContentView::changeFeedback(const QString &text, int caret) {
     feedbackText = text;
@@ -64,10 +60,15 @@ int ContentView::changeEmail(const QString &text, int caret) {
     return std::min(int(text.first(caret).removeIf(isBlank).size()), int(kept.size()));
 }
 
-QString ContentView::pasteboardText(bool isSelection, int limit) const {
-    return platform::firstCharacters(
-        QGuiApplication::clipboard()->text(isSelection ? QClipboard::Selection : QClipboard::Clipboard),
-        limit);
+void ContentView::paste(QQuickTextDocument *document, int start, int end, bool isSelection, int limit) {
+    const auto source = isSelection ? QClipboard::Selection : QClipboard::Clipboard;
+    const QString text = platform::firstCharacters(QGuiApplication::clipboard()->text(source), limit);
+    if (text.isEmpty())
+        return;
+    QTextCursor cursor(document->textDocument());
+    cursor.setPosition(start);
+    cursor.setPosition(end, QTextCursor::KeepAnchor);
+    cursor.insertText(text);
 }
 
 // The rules would remove the key from the end of the text and move the focus. The text does not change here,
@@ -77,8 +78,4 @@ void ContentView::leaveFeedback() {
         return;
     feedbackFormFocus = Field::email;
     applyFeedbackRules();
-}
-
-void ContentView::leaveEmail() {
-    feedbackFormFocus = Field::feedback;
 }

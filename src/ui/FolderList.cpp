@@ -5,8 +5,6 @@
 #include "platform/Account.h"
 #include "platform/posix/Text.h"
 
-#include <QPointer>
-
 namespace fs = std::filesystem;
 
 namespace {
@@ -58,11 +56,12 @@ void FolderList::show(const fs::path &folder) {
 void FolderList::list() {
     isListed = false;
     const auto ask = [folder = m_folder] { return entriesOf(folder); };
-    besideMainQueue("Folder", ask, [list = QPointer(this), folder = m_folder](const QVariantList &found) {
+    const auto take = [this, folder = m_folder](const QVariantList &found) {
         // Unless the user has gone on to another folder.
-        if (!list || list->m_folder != folder)
+        if (m_folder != folder)
             return;
-        list->entries = found;
-        list->isListed = true;
-    });
+        entries = found;
+        isListed = true;
+    };
+    besideMainQueue("Folder", ask, whileAlive(this, take));
 }

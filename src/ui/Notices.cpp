@@ -2,25 +2,21 @@
 
 #include <QAccessible>
 
-void Alerts::present(const QString &alertTitle, const QString &alertMessage, const QString &button) {
-    m_waiting.push_back({alertTitle, alertMessage, button});
-    if (!isUp)
-        showFirst();
+void Alerts::present(const QString &title, const QString &message, const QString &buttonTitle) {
+    m_waiting.append({title, message, buttonTitle});
+    showNext();
 }
 
 void Alerts::dismiss() {
     isUp = false;
-    // Whoever watches the change may have presented one more, which put the first of them up.
-    if (!isUp && !m_waiting.empty())
-        showFirst();
+    // Unless whoever watches the change has presented one more, which put the first of them up.
+    showNext();
 }
 
-void Alerts::showFirst() {
-    const Alert alert = m_waiting.front();
-    m_waiting.pop_front();
-    title = alert.title;
-    message = alert.message;
-    buttonTitle = alert.buttonTitle;
+void Alerts::showNext() {
+    if (isUp || m_waiting.isEmpty())
+        return;
+    texts = m_waiting.takeFirst();
     isUp = true;
 }
 

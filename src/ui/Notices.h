@@ -6,9 +6,9 @@
 
 #include "ui/ContentViewState.h"
 
-#include <deque>
+#include <QStringList>
 
-/// Alerts with one button, shown one after the other. The fields are those of the alert that is up.
+/// Alerts with one button, shown one after the other.
 class Alerts : public QObject {
     Q_OBJECT
     QML_ELEMENT
@@ -18,23 +18,19 @@ public:
     using QObject::QObject;
 
     LUMAMON_FIELD(bool, isUp, false)
-    LUMAMON_FIELD(QString, title, QString())
-    LUMAMON_FIELD(QString, message, QString())
-    LUMAMON_FIELD(QString, buttonTitle, QString())
+    /// Title, message and caption of the button, of the alert that is or was up last.
+    LUMAMON_FIELD(QStringList, texts, QStringList(3))
 
     /// Shows an alert, after those that are waiting.
-    Q_INVOKABLE void present(const QString &alertTitle, const QString &alertMessage, const QString &button);
+    Q_INVOKABLE void present(const QString &title, const QString &message, const QString &buttonTitle);
 
     /// The user has answered the alert that is up.
     Q_INVOKABLE void dismiss();
 
 private:
-    void showFirst();
+    void showNext();
 
-    struct Alert {
-        QString title, message, buttonTitle;
-    };
-    std::deque<Alert> m_waiting;
+    QList<QStringList> m_waiting;
 };
 
 /// For a text that changes without the user's doing: the status line, an error.

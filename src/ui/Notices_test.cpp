@@ -19,7 +19,7 @@ TEST(Alerts, OneIsUpAtATimeInTheOrderAskedFor) {
     });
     QStringList shown;
     for (; alerts.isUp; alerts.dismiss())
-        shown += {alerts.title, alerts.message, alerts.buttonTitle};
+        shown += alerts.texts;
     EXPECT_EQ(shown.join(u' '), QStringLiteral("one one! one? two two! two? three  "));
     // The views close one alert before they open the next.
     EXPECT_THAT(seen, testing::ElementsAre(false, false, true, false));

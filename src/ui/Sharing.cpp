@@ -7,8 +7,6 @@
 #include "packaging/FilesPathDirectory.h"
 #include "packaging/UploadAPI.h"
 
-#include <QPointer>
-
 using namespace UtilityFunctions;
 
 void ContentView::ShareButtonPressed() {
@@ -62,14 +60,13 @@ void ContentView::buildArchive() {
         FilesPathDirectory::pruneOutput();
         return FilesPathDirectory::packOutput();
     };
-    besideMainQueue("Archive", build, [view = QPointer(this)](bool isCompressed) {
-        if (view && isCompressed) {
-            view->sendArchive();
-        } else if (view) {
-            view->primaryButtonDisabled = false;
-            view->isRunning = false;
-        }
-    });
+    const auto goOn = [this](bool isCompressed) {
+        if (isCompressed)
+            return sendArchive();
+        primaryButtonDisabled = false;
+        isRunning = false;
+    };
+    besideMainQueue("Archive", build, whileAlive(this, goOn));
 }
 
 void ContentView::sendArchive() {
@@ -81,10 +78,8 @@ void ContentView::sendArchive() {
         earlier->reset();
         return FilesPathDirectory::isArchiveSizeValid();
     };
-    besideMainQueue("Archive", check, [view = QPointer(this)](bool isValid) {
-        if (view)
-            isValid ? view->uploadArchive() : view->showFailure();
-    });
+    const auto goOn = [this](bool isValid) { isValid ? uploadArchive() : showFailure(); };
+    besideMainQueue("Archive", check, whileAlive(this, goOn));
 }
 
 void ContentView::uploadArchive() {
@@ -94,20 +89,15 @@ void ContentView::uploadArchive() {
     primaryButtonDisabled = false;
     startButtonLabel = Texts::stopUpload;
     isRunning = true;
+    const auto end = whileAlive(this, [this, upload = m_uploadNumber](const UploadResult &result) {
+        if (m_uploadNumber == upload)
+            return startUpload(result);
+        // The user stopped this one and has started the next.
+        if (const auto *error = std::get_if<UploadError>(&result))
+            UploadAPI::logUploadError(*error);
+    });
     UploadAPI::upload(compressedLogURL,
-                      [view = QPointer(this), upload = m_uploadNumber](const UploadResult &result) {
-                          onMainQueue([=] {
-                              if (!view)
-                                  return;
-                              // The user stopped this one and has started the next.
-                              if (view->m_uploadNumber != upload) {
-                                  if (const auto *error = std::get_if<UploadError>(&result))
-                                      UploadAPI::logUploadError(*error);
-                                  return;
-                              }
-                              view->startUpload(result);
-                          });
-                      });
+                      [end](const UploadResult &result) { onMainQueue([=] { end(result); }); });
 }
 
 void ContentView::startUpload(const UploadResult &result) {
@@ -122,10 +112,8 @@ void ContentView::startUpload(const UploadResult &result) {
     }
     logLabel = QStringLiteral("Uploading 100%");
     primaryButtonDisabled = true;
-    ProcessExecution::runSteps({FilesPathDirectory::removeOutput}, [view = QPointer(this)] {
-        if (view)
-            view->showClosingPage();
-    });
+    ProcessExecution::runSteps({FilesPathDirectory::removeOutput},
+                               whileAlive(this, [this] { showClosingPage(); }));
 }
 
 void ContentView::showClosingPage() {

@@ -44,8 +44,6 @@ public:
 private:
     test_support::ScratchFolder m_folder;
     test_support::ScopedEnvironment m_trust{"SSL_CERT_FILE", service.certificateFile().native()};
-    test_support::ScopedEnvironment m_proxy{"https_proxy", std::nullopt};
-    test_support::ScopedEnvironment m_otherProxy{"all_proxy", std::nullopt};
     std::unique_ptr<Mount> m_info;
 };
 
@@ -196,8 +194,9 @@ TEST_F(SharingTest, TheEndOfTheProgramEndsTheWaitForTheArchive) {
     EXPECT_TRUE(test_support::waitUntil([&] {
         return test_support::logLines(systemLog()).last().startsWith(u"INFO: Deleted: lumaMacLog_");
     }));
-    // After that line it still notes where the archive is, and reports that it has ended.
-    std::this_thread::sleep_for(500ms);
+    // After that line it still notes where the archive is, and reports that it has ended. Here, where the
+    // main queue runs once more, the share then goes on to its end.
+    waitUntil("Close");
 }
 
 TEST_F(SharingTest, WithoutZipTheButtonIsOnAgainAndNothingIsSent) {

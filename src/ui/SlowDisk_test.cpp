@@ -109,6 +109,33 @@ TEST_F(WindowTest, ADiskThatDoesNotAnswerCostsOnlyItsFiles) {
     EXPECT_TRUE(fs::exists(*userFilesURL / "here.png"));
 }
 
+TEST_F(WindowTest, AFileOfAWindowThatIsGoneDoesNotComeAfterItsTime) {
+    REQUIRE_SLOW_DISK();
+    userFilesURL = home.path() / "out/UserFiles";
+    UtilityFunctions::temptempURL = home.path() / "temp";
+    const auto file = home.path() / "mount/late.png";
+    test_support::writeFile(file, "content");
+    SlowDisk disk(file.parent_path());
+    auto view = std::make_unique<ContentView>();
+    {
+        const auto measured = view->fileProcessingQueue.addNotifier([&] {
+            view->patience = 200ms;
+            disk.setDelay(500ms);
+        });
+        view->attach({file});
+        ASSERT_TRUE(runMainQueueUntil([&] { return !view->fileProcessingQueue.value().empty(); }));
+    }
+    view.reset();
+    const auto isCopying = [] {
+        return std::ranges::any_of(fs::directory_iterator("/proc/self/task"), [](const auto &thread) {
+            return test_support::readFile(thread.path() / "comm") == "Attachments\n";
+        });
+    };
+    ASSERT_TRUE(runMainQueueUntil(isCopying));
+    ASSERT_TRUE(runMainQueueUntil([&] { return !isCopying(); }, 60s));
+    EXPECT_FALSE(fs::exists(*userFilesURL / "late.png"));
+}
+
 TEST_F(WindowTest, AFolderThatDoesNotAnswerCanBeLeft) {
     REQUIRE_SLOW_DISK();
     test_support::writeFile(home.path() / "mount/a.png", "content");

@@ -5,6 +5,7 @@
 #include "platform/Bundle.h"
 #include "platform/Desktop.h"
 #include "platform/posix/Fatal.h"
+#include "ui/Notices.h"
 
 #include <QFileInfo>
 #include <QFontDatabase>
@@ -77,7 +78,6 @@ void registerTypeface() {
 
 WindowScene::WindowScene()
     : m_view(singleton<ContentView>(m_engine, "ContentView"))
-    , m_alerts(singleton<Alerts>(m_engine, "Alerts"))
     , m_appearance([this](platform::ColorScheme scheme) {
         m_view->colorScheme = scheme == platform::ColorScheme::dark ? ContentView::ColorScheme::dark
                                                                     : ContentView::ColorScheme::light;
@@ -89,10 +89,8 @@ WindowScene::WindowScene()
     QObject::connect(&m_component, &QQmlComponent::statusChanged, m_view, [this] { openWhenLoaded(); });
     const auto &bundle = platform::Bundle::main();
     m_view->isStandaloneVersion = bundle && bundle->flag("LumamonStandaloneVersion").value_or(false);
-    UtilityFunctions::alertPresenter = [this](const QString &title, const QString &message,
-                                              const QString &buttonTitle) {
-        m_alerts->present(title, message, buttonTitle);
-    };
+    UtilityFunctions::alertPresenter =
+        std::bind_front(&Alerts::present, singleton<Alerts>(m_engine, "Alerts"));
 }
 
 WindowScene::~WindowScene() {
@@ -139,35 +137,4 @@ void WindowScene::bringToFront() {
     m_window->setWindowStates(m_window->windowStates() & ~Qt::WindowMinimized);
     m_window->raise();
     m_window->requestActivate();
-}
-
-void WindowScenes::open(std::function<void()> closing) {
-    if (platform::outlivesItsWindow()) {
-        QGuiApplication::setQuitOnLastWindowClosed(false);
-        closing = [] {};
-        endWithCloseButton();
-    }
-    m_scene->open(std::move(closing), [this] {
-        const auto &bundle = platform::Bundle::main();
-        const auto identifier = bundle ? bundle->identifier() : std::nullopt;
-        platform::onReopen(identifier.value_or(QString()), [this] {
-            if (m_scene->isOpen() || platform::outlivesItsWindow())
-                reopen();
-        });
-    });
-}
-
-void WindowScenes::reopen() {
-    if (m_scene->isOpen())
-        return m_scene->bringToFront();
-    // The last one takes its alerts with it.
-    m_scene.reset();
-    m_scene = std::make_unique<WindowScene>();
-    endWithCloseButton();
-    m_scene->open();
-}
-
-void WindowScenes::endWithCloseButton() {
-    QObject::connect(&m_scene->view(), &ContentView::closeRequested, QCoreApplication::instance(),
-                     &QCoreApplication::quit);
 }

@@ -6,7 +6,6 @@
 
 #include "platform/Desktop.h"
 #include "ui/ContentView.h"
-#include "ui/Notices.h"
 
 #include <QCoreApplication>
 #include <QQmlComponent>
@@ -51,7 +50,6 @@ private:
     QQmlEngine m_engine;
     // The engine's.
     ContentView *m_view = nullptr;
-    Alerts *m_alerts = nullptr;
     platform::Appearance m_appearance;
     // Set once the window is wanted.
     std::function<void()> m_closing;
@@ -59,24 +57,4 @@ private:
     QQmlComponent m_component;
     // Last, so that the views are destroyed before what they show.
     std::unique_ptr<QQuickWindow> m_window;
-};
-
-/// The scenes of a program that may outlive its window, one after the other: each window has a state of its
-/// own.
-class WindowScenes {
-public:
-    /// Opens the first window, as `WindowScene::open`. Where the program stays when its window has closed,
-    /// later windows open when the user opens the program again, and only the window's own Close button ends
-    /// it.
-    void open(std::function<void()> closing);
-    /// Opens a new window when the last one has closed; brings it to the front otherwise.
-    void reopen();
-
-    WindowScene &current() { return *m_scene; }
-
-private:
-    void endWithCloseButton();
-
-    // Begins to load the views at once.
-    std::unique_ptr<WindowScene> m_scene = std::make_unique<WindowScene>();
 };

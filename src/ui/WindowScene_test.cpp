@@ -1,7 +1,5 @@
 #include "ui/WindowScene.h"
 
-#include "discovery/ProductDiscovery.h"
-#include "discovery/RunState.h"
 #include "test_support/WindowFixture.h"
 
 #include <QKeyEvent>
@@ -12,23 +10,11 @@ namespace {
 using test_support::readFile;
 using test_support::runMainQueueUntil;
 
-// The window is shown in a process that ends at once: Qt Quick keeps its textures to the end of the process,
-// which counts as a leak.
 class WindowSceneDeathTest : public WindowTest {
 protected:
     static void show(WindowScene &scene, std::function<void()> closing) {
         scene.open(std::move(closing));
         runMainQueueUntil([] { return !QGuiApplication::topLevelWindows().isEmpty(); });
-    }
-
-    static void expectInOwnProcess(const std::function<bool()> &isGood) {
-        GTEST_FLAG_SET(death_test_style, "threadsafe");
-        const auto run = [&] {
-            QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-            registerViews();
-            std::_Exit(isGood() ? 0 : 1);
-        };
-        EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
     }
 };
 
@@ -42,31 +28,6 @@ TEST_F(WindowSceneDeathTest, ReportsItsClosingBeforeAnyStep) {
         show(scene, [&] { wasAfterFirstStep.push_back(readFile(log).contains(firstStep)); });
         QGuiApplication::topLevelWindows().front()->close();
         return wasAfterFirstStep == std::vector<bool>{false} && readFile(log).contains(firstStep);
-    });
-}
-
-TEST_F(WindowSceneDeathTest, OpensANewWindowWithANewStateOnlyAfterTheLastHasClosed) {
-    expectInOwnProcess([] {
-        QGuiApplication::setQuitOnLastWindowClosed(false);
-        WindowScenes scenes;
-        const auto showsOneWindow = [] {
-            return runMainQueueUntil([] {
-                const auto windows = QGuiApplication::topLevelWindows();
-                return windows.size() == 1 && windows.front()->isVisible();
-            });
-        };
-        scenes.open([] {});
-        bool isGood = showsOneWindow();
-        const WindowScene *first = &scenes.current();
-        scenes.current().view().startButtonLabel = QStringLiteral("Close");
-        scenes.reopen();
-        isGood = isGood && &scenes.current() == first && showsOneWindow();
-        UtilityFunctions::isOutputDirectoryCreated = true;
-        QGuiApplication::topLevelWindows().front()->close();
-        isGood = isGood && !UtilityFunctions::isOutputDirectoryCreated;
-        scenes.reopen();
-        return isGood && showsOneWindow() && UtilityFunctions::alertPresenter &&
-               scenes.current().view().startButtonLabel.value() == QStringLiteral("Start diagnostics");
     });
 }
 

@@ -8,15 +8,15 @@ WindowDialog {
 
     readonly property bool isOfForm: ContentView.showAlert
     readonly property bool isQuestion: isOfForm && ContentView.activeAlert === ContentView.ActiveAlert.replaceFile
-    /// Title and message.
+    /// Title, message, and the caption of the button that every alert has.
     readonly property var texts: {
         if (!isOfForm)
-            return [Alerts.title, Alerts.message];
+            return Alerts.texts;
         if (isQuestion)
-            return ["Confirm Replace", ContentView.fileExistsAlertMessage];
+            return ["Confirm Replace", ContentView.fileExistsAlertMessage, "Cancel"];
         return ContentView.activeAlert === ContentView.ActiveAlert.fileSize
-            ? ["File Size Error", "The total file size should not exceed 10 MB."]
-            : ["Error", "An unknown error occurred."];
+            ? ["File Size Error", "The total file size should not exceed 10 MB.", "OK"]
+            : ["Error", "An unknown error occurred.", "OK"];
     }
 
     function answer(confirmed: bool) {
@@ -28,6 +28,8 @@ WindowDialog {
     title: texts[0]
     onEscaped: answer(false)
     onOpened: dismiss.forceActiveFocus(Qt.PopupFocusReason)
+    // The next alert has no second button, which may have had the keyboard.
+    onIsQuestionChanged: dismiss.forceActiveFocus(Qt.PopupFocusReason)
 
     // It may name a path or an address, which can be copied.
     EditableText {
@@ -39,10 +41,7 @@ WindowDialog {
         Accessible.role: Accessible.Notification
         Accessible.name: text
         // A text that comes up is announced by Qt itself, and one that changes twice in a turn once.
-        onTextChanged: {
-            if (visible)
-                Qt.callLater(Announcer.announce, message); // qmllint disable
-        }
+        onTextChanged: if (visible) Qt.callLater(Announcer.announce, message) // qmllint disable
     }
 
     RowLayout {
@@ -61,7 +60,9 @@ WindowDialog {
         FocusableButtonStyle {
             id: dismiss
 
-            text: alert.isQuestion ? "Cancel" : alert.isOfForm ? "OK" : Alerts.buttonTitle
+            // The second click would answer the alert that comes next.
+            takesDoubleClick: false
+            text: alert.texts[2]
             onClicked: alert.answer(false)
         }
     }

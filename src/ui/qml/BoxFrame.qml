@@ -17,7 +17,7 @@ Rectangle {
     FocusRing {
         anchors.margins: -2
         radius: 10
-        colorName: frame.isWrong ? "error" : "LinkColor"
+        border.color: Theme.color(frame.isWrong ? "error" : "LinkColor")
         visible: frame.isFocused
     }
 }

@@ -4,10 +4,7 @@ import Lumamon
 
 Column {
     spacing: 16
-    onVisibleChanged: {
-        if (visible)
-            close.forceActiveFocus(Qt.TabFocusReason);
-    }
+    onVisibleChanged: if (visible) close.forceActiveFocus(Qt.TabFocusReason)
 
     AssetImage {
         name: "checkmarkcircle"
@@ -26,7 +23,7 @@ Column {
 
         text: ContentView.startButtonLabel
         colorBinding: Theme.color(ContentView.thickBorderButtonColor)
-        onClicked: ContentView.close()
+        onClicked: ContentView.closeRequested()
         anchors.horizontalCenter: parent.horizontalCenter
     }
 }

@@ -16,24 +16,20 @@ TextEdit {
     signal edited()
 
     function takeIn(isSelection: bool) {
-        if (readOnly)
-            return;
-        remove(selectionStart, selectionEnd);
-        insert(cursorPosition, ContentView.pasteboardText(isSelection, limit));
+        if (!readOnly)
+            ContentView.paste(textDocument, selectionStart, selectionEnd, isSelection, limit);
     }
 
     function openMenu(at: point) {
-        menu.createObject(edit, { at: at });
+        Qt.createComponent("TextMenu.qml").createObject(edit, { owner: edit, at: at });
     }
 
     text: content
     // A screen reader can write into a text that is read-only; then it does not stay.
     onTextChanged: {
-        if (text === content)
-            return;
-        if (readOnly || !enabled)
+        if (text !== content && (readOnly || !enabled))
             text = Qt.binding(() => content);
-        else
+        else if (text !== content)
             edited();
     }
     color: Theme.color("PrimaryTextColor")
@@ -41,9 +37,7 @@ TextEdit {
     selectedTextColor: "white"
     font.family: "BrennicClean-Regular"
     font.pixelSize: 14
-    textFormat: TextEdit.PlainText
     wrapMode: TextEdit.Wrap
-    selectByMouse: true
     activeFocusOnTab: true
     Accessible.role: Accessible.EditableText
     Accessible.readOnly: readOnly
@@ -73,17 +67,5 @@ TextEdit {
     FocusRing {
         radius: 4
         visible: edit.activeFocus && !edit.isFramed
-    }
-
-    Component {
-        id: menu
-
-        // Qt 6.4 has no way to bind a component to this file's names.
-        // qmllint disable unqualified
-        TextMenu {
-            owner: edit
-            onPasteChosen: edit.takeIn(false)
-        }
-        // qmllint enable unqualified
     }
 }

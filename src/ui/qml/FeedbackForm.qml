@@ -12,10 +12,7 @@ ColumnLayout {
 
     spacing: 6
     // The description is what the user is asked for next.
-    onVisibleChanged: {
-        if (visible)
-            ContentView.feedbackFormFocus = ContentView.Field.feedback;
-    }
+    onVisibleChanged: if (visible) ContentView.feedbackFormFocus = ContentView.Field.feedback
     onIsAttachingChanged: isDiskSlow = false
 
     // Most disks are done before anybody could read this.

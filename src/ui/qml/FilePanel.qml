@@ -10,10 +10,6 @@ WindowDialog {
     /// The files that are checked, in any folder.
     property var picked: []
 
-    function toggle(file: string) {
-        picked = picked.includes(file) ? picked.filter(other => other !== file) : [...picked, file];
-    }
-
     function choose(chosen: var) {
         picked = [];
         ContentView.closeFilePanel(chosen);
@@ -104,10 +100,21 @@ WindowDialog {
                     if (sinceShown.running)
                         return;
                     list.currentIndex = index;
-                    modelData.isFolder ? folder.open(modelData.file) : panel.toggle(modelData.file);
+                    if (modelData.isFolder)
+                        folder.open(modelData.file);
+                    else
+                        panel.picked = checked ? panel.picked.filter(file => file !== modelData.file)
+                                               : [...panel.picked, modelData.file];
                 }
             }
             // qmllint enable unqualified
+        }
+
+        PageScrollBar {
+            page: list
+            anchors.right: parent.right
+            height: parent.height
+            Accessible.name: panel.title
         }
 
         BodyText {

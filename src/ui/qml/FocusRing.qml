@@ -3,11 +3,9 @@ import QtQuick
 import Lumamon
 
 Rectangle {
-    property string colorName: "LinkColor"
-
     anchors.fill: parent
     anchors.margins: -4
     color: "transparent"
     border.width: 2
-    border.color: Theme.color(colorName)
+    border.color: Theme.color("LinkColor")
 }

@@ -23,8 +23,10 @@ ColumnLayout {
             return;
         if (isLong ? input.readOnly : isTab)
             input.nextItemInFocusChain().forceActiveFocus(Qt.TabFocusReason);
+        else if (isLong)
+            ContentView.leaveFeedback();
         else
-            isLong ? ContentView.leaveFeedback() : ContentView.leaveEmail();
+            ContentView.feedbackFormFocus = ContentView.Field.feedback;
     }
 
     spacing: 6
@@ -58,16 +60,12 @@ ColumnLayout {
             readonly property real extent: contentHeight + 2 * edge
             property real contentY: 0
 
-            function moveTo(y: real) {
-                contentY = Math.max(0, Math.min(extent - height, y));
-            }
-
             function reveal() {
                 const { y, height: line } = cursorRectangle;
                 if (y < edge)
-                    moveTo(contentY + y - edge);
+                    bar.moveTo(contentY + y - edge);
                 else if (y + line > height - edge)
-                    moveTo(contentY + y + line + edge - height);
+                    bar.moveTo(contentY + y + line + edge - height);
             }
 
             limit: box.limit
@@ -91,28 +89,20 @@ ColumnLayout {
             Keys.onEnterPressed: event => box.leave(event)
             Keys.onBacktabPressed: nextItemInFocusChain(false).forceActiveFocus(Qt.BacktabFocusReason)
             onCursorRectangleChanged: reveal()
-            onExtentChanged: moveTo(contentY)
-            onActiveFocusChanged: {
-                if (activeFocus)
-                    ContentView.feedbackFormFocus = box.field;
-            }
+            onActiveFocusChanged: if (activeFocus) ContentView.feedbackFormFocus = box.field
             // What the rules have dropped moves neither the caret nor the page.
             onEdited: {
                 const y = contentY;
                 const caret = box.isLong ? ContentView.changeFeedback(text, cursorPosition)
                                          : ContentView.changeEmail(text, cursorPosition);
-                moveTo(y);
+                bar.moveTo(y);
                 cursorPosition = caret;
-            }
-
-            WheelHandler {
-                target: null
-                enabled: input.extent > input.height
-                onWheel: event => input.moveTo(input.contentY - (event.pixelDelta.y || event.angleDelta.y / 2))
             }
         }
 
         PageScrollBar {
+            id: bar
+
             page: input
             extent: input.extent
             anchors.right: parent.right

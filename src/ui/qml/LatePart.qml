@@ -4,14 +4,9 @@ import QtQuick
 Loader {
     required property bool isNeeded
     required property string file
-    /// What the part takes.
     property var properties: ({})
 
-    function make() {
-        if (isNeeded && status === Loader.Null)
-            setSource(file, properties);
-    }
-
-    onIsNeededChanged: make()
-    Component.onCompleted: make()
+    active: false
+    onIsNeededChanged: if (isNeeded) active = true
+    Component.onCompleted: setSource(file, properties)
 }

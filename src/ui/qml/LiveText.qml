@@ -28,9 +28,6 @@ BodyText {
         id: pause
 
         interval: 2000
-        onTriggered: {
-            if (live.isBehind)
-                live.announce();
-        }
+        onTriggered: if (live.isBehind) live.announce()
     }
 }

@@ -3,14 +3,6 @@ import QtQuick
 import Lumamon
 
 Rectangle {
-    id: editor
-
-    /// What is collected, in columns of lines; several spaces in a line separate them.
-    readonly property var columns: {
-        const lines = ContentView.captureDetails.split("\n").map(line => line.split(/ {2,}/));
-        return [0, 1].map(column => lines.map(line => line[column] ?? "").filter(line => line !== ""));
-    }
-
     implicitHeight: content.height + 2 * content.y
     radius: 12
     color: Qt.alpha(Theme.color("Border"), 0.1)
@@ -29,7 +21,11 @@ Rectangle {
             height: 84
 
             Repeater {
-                model: editor.columns
+                // Columns of lines; several spaces in a line of the text separate them.
+                model: {
+                    const lines = ContentView.captureDetails.split("\n").map(line => line.split(/ {2,}/));
+                    return [0, 1].map(column => lines.map(line => line[column] ?? "").filter(line => line !== ""));
+                }
 
                 Column {
                     id: column

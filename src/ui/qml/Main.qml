@@ -7,7 +7,6 @@ Window {
 
     /// The control of the sections that had the keyboard last.
     property Item worked
-    /// The dialog that is up.
     readonly property var dialog: alert.isNeeded ? alert.item : panel.isNeeded ? panel.item : null
 
     function isInSections(item: Item): bool {
@@ -35,10 +34,10 @@ Window {
 
     title: Application.displayName
     // As high as the fullest page, but never higher than the screen has room.
-    minimumWidth: Math.min(680, Screen.desktopAvailableWidth)
-    minimumHeight: Math.min(576, Screen.desktopAvailableHeight)
+    minimumWidth: Math.min(680, Screen.width, Screen.desktopAvailableWidth)
+    minimumHeight: Math.min(576, Screen.height, Screen.desktopAvailableHeight)
     width: minimumWidth
-    height: Math.min(756, Screen.desktopAvailableHeight)
+    height: Math.min(756, Screen.height, Screen.desktopAvailableHeight)
     visible: true
     color: Theme.color("BackgroundColor")
     onClosing: ContentView.disappear()
@@ -52,9 +51,7 @@ Window {
     Connections {
         target: window.activeFocusItem
 
-        function onVisibleChanged() {
-            settling.restart();
-        }
+        function onVisibleChanged() { settling.restart(); }
     }
 
     // In the next turn of the event loop, after the sections are laid out.
@@ -94,11 +91,6 @@ Window {
         // A mouse does not drag the page like a finger.
         interactive: false
         contentHeight: sections.implicitHeight + 2 * sections.edge
-
-        WheelHandler {
-            target: null
-            onWheel: event => scroll.moveTo(scroll.contentY - (event.pixelDelta.y || event.angleDelta.y / 2))
-        }
 
         WindowSections {
             id: sections

@@ -40,30 +40,21 @@ Item {
         return item !== null;
     }
 
-    function work(event: KeyEvent) {
-        event.accepted = takesReturn || event.key === Qt.Key_Space;
-        if (event.accepted && !event.isAutoRepeat)
-            press();
-    }
-
     activeFocusOnTab: true
     Accessible.focusable: true
     Accessible.name: text
     // This version of Qt does not pass the disabled state on to assistive technology.
     Accessible.description: enabled ? "" : "Unavailable"
     Accessible.onPressAction: press()
-    Keys.onReturnPressed: event => work(event)
-    Keys.onEnterPressed: event => work(event)
-    Keys.onSpacePressed: event => work(event)
+    Keys.onPressed: event => {
+        const isReturn = event.key === Qt.Key_Return || event.key === Qt.Key_Enter;
+        event.accepted = event.key === Qt.Key_Space || (isReturn && takesReturn);
+        if (event.accepted && !event.isAutoRepeat)
+            press();
+    }
     // Unless the control lost the focus because a press disabled it, or because another window came to the front.
-    onActiveFocusChanged: {
-        if (!activeFocus && enabled && Window.active)
-            isFocusQuiet = false;
-    }
-    onFocusChanged: {
-        if (!focus)
-            isFocusQuiet = false;
-    }
+    onActiveFocusChanged: if (!activeFocus && enabled && Window.active) isFocusQuiet = false
+    onFocusChanged: if (!focus) isFocusQuiet = false
 
     Timer {
         id: sinceLastPress
@@ -71,9 +62,7 @@ Item {
         interval: Application.styleHints.mouseDoubleClickInterval
     }
 
-    HoverHandler {
-        id: hover
-    }
+    HoverHandler { id: hover }
 
     FocusRing {
         id: ring

@@ -32,28 +32,22 @@ Column {
         Accessible.ignored: !ContentView.isRunning
 
         Rectangle {
-            id: mark
+            readonly property bool isMoving: status.progress === undefined
+            property real place
 
-            x: status.progress === undefined ? bar.width * moving.at : 0
-            width: bar.width * (status.progress === undefined ? moving.share : status.progress / 100)
+            x: isMoving ? bar.width * (1.3 * place - 0.3) : 0
+            width: bar.width * (isMoving ? 0.3 : status.progress / 100)
             height: parent.height
             radius: 2
             color: Theme.color("CheckboxColor")
-        }
 
-        NumberAnimation {
-            id: moving
-
-            readonly property real share: 0.3
-            property real at: -share
-
-            target: moving
-            property: "at"
-            from: -share
-            to: 1
-            duration: 1400
-            loops: Animation.Infinite
-            running: ContentView.isRunning && ContentView.isAnimating && status.progress === undefined
+            NumberAnimation on place {
+                from: 0
+                to: 1
+                duration: 1400
+                loops: Animation.Infinite
+                running: ContentView.isRunning && ContentView.isAnimating && status.progress === undefined
+            }
         }
     }
 }

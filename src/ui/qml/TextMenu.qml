@@ -6,10 +6,8 @@ import Lumamon
 T.Menu {
     id: shown
 
-    required property TextEdit owner
+    required property EditableText owner
     required property point at
-
-    signal pasteChosen()
 
     implicitWidth: 160
     implicitHeight: contentHeight + 2 * padding
@@ -50,7 +48,7 @@ T.Menu {
     Entry {
         text: "Paste"
         enabled: shown.owner.canPaste
-        onTriggered: shown.pasteChosen()
+        onTriggered: shown.owner.takeIn(false)
     }
 
     Entry {

@@ -21,7 +21,6 @@ QtObject {
         CheckboxColor: ["#0A56A3", "#6CB0FF"],
         error: ["#B3261E", "#FF8A80"],
         LinkColor: ["#0A56A3", "#6CB0FF"],
-        // The system's.
         white: ["white", "white"],
         clear: ["transparent", "transparent"]
     })

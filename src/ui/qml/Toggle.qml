@@ -1,4 +1,4 @@
-// A check box in the window's look.
+// A check box in the window's look; without its box it is a row that is pressed.
 import QtQuick
 import Lumamon
 
@@ -14,8 +14,8 @@ Pressable {
     takesReturn: false
     ringed: hasBox ? box : caption
     ringRadius: 8
-    Accessible.role: Accessible.CheckBox
-    Accessible.checkable: true
+    Accessible.role: hasBox ? Accessible.CheckBox : Accessible.Button
+    Accessible.checkable: hasBox
     Accessible.checked: checked
     // Instead of Qt's own action, which would set `checked`.
     Accessible.onToggleAction: press()

@@ -4,8 +4,6 @@ import QtQuick.Layouts
 import Lumamon
 
 ColumnLayout {
-    id: block
-
     spacing: 6
 
     RowLayout {
@@ -31,35 +29,24 @@ ColumnLayout {
     }
 
     Flow {
-        readonly property real inOneLine: you.implicitWidth + logs.implicitWidth + share.implicitWidth
-            + address.implicitWidth + 3 * spacing
+        readonly property real inOneLine: Array.from(children)
+            .reduce((width, part) => width + spacing + part.implicitWidth, -spacing)
 
         spacing: 6
         Layout.alignment: Qt.AlignHCenter
-        Layout.preferredWidth: Math.min(inOneLine, block.width)
+        Layout.preferredWidth: Math.min(inOneLine, parent.width)
 
-        BodyText {
-            id: you
-
-            text: "You can"
-        }
+        BodyText { text: "You can" }
 
         LinkButton {
-            id: logs
-
             text: "view the logs"
             onClicked: ContentView.viewLogs()
         }
 
-        BodyText {
-            id: share
-
-            text: "and share it with us at"
-        }
+        BodyText { text: "and share it with us at" }
 
         LinkButton {
-            id: address
-
+            takesDoubleClick: false
             text: ContentView.supportEmail
             onClicked: ContentView.mailToTrigger(ContentView.supportEmail)
         }

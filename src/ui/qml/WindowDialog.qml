@@ -25,9 +25,7 @@ T.Dialog {
         border.color: Theme.color("Border")
     }
 
-    T.Overlay.modal: Rectangle {
-        color: Qt.rgba(0, 0, 0, 0.45)
-    }
+    T.Overlay.modal: Rectangle { color: Qt.rgba(0, 0, 0, 0.45) }
 
     ColumnLayout {
         id: column

@@ -44,7 +44,7 @@ Column {
         width: sections.width
     }
 
-    // The one button that leads through the run. The last of its styles is that of the closing page.
+    // The one button that leads through the run.
     FocusableButtonStyle {
         id: primary
 

@@ -5,9 +5,12 @@
 #include <QDir>
 #include <QGuiApplication>
 #include <QMetaProperty>
+#include <QPointingDevice>
 #include <QQmlEngine>
+#include <QQuickItem>
 #include <QQuickWindow>
 #include <QTemporaryDir>
+#include <QWheelEvent>
 #include <QtQuickTest>
 
 // What was copied, for tests that paste.
@@ -38,6 +41,29 @@ private:
     std::unique_ptr<QTemporaryDir> m_folder;
 };
 
+// Two fingers, as systems report them; the tests of Qt Quick have a mouse only.
+class Touchpad : public QObject {
+    Q_OBJECT
+
+public:
+    Q_INVOKABLE void scroll(QQuickItem *item, int pixels) {
+        const QPointF place = item->mapToScene({item->width() / 2, item->height() / 2});
+        QWheelEvent event(place, item->window()->mapToGlobal(place), {0, pixels}, {0, pixels}, Qt::NoButton,
+                          Qt::NoModifier, Qt::NoScrollPhase, false, Qt::MouseEventSynthesizedBySystem,
+                          &m_device);
+        QCoreApplication::sendEvent(item->window(), &event);
+    }
+
+private:
+    QPointingDevice m_device{QStringLiteral("touchpad"),
+                             1,
+                             QInputDevice::DeviceType::TouchPad,
+                             QPointingDevice::PointerType::Finger,
+                             QInputDevice::Capability::Position | QInputDevice::Capability::PixelScroll,
+                             2,
+                             0};
+};
+
 // The state of the run, for tests that begin where the program does.
 class Program : public QObject {
     Q_OBJECT
@@ -65,6 +91,7 @@ public Q_SLOTS:
         qmlRegisterSingletonInstance("Surroundings", 1, 0, "Pasteboard", &m_pasteboard);
         qmlRegisterSingletonInstance("Surroundings", 1, 0, "Folder", &m_folder);
         qmlRegisterSingletonInstance("Surroundings", 1, 0, "Program", &m_program);
+        qmlRegisterSingletonInstance("Surroundings", 1, 0, "Touchpad", &m_touchpad);
     }
 
     void qmlEngineAvailable(QQmlEngine *engine) { engine->addImportPath(QStringLiteral("qrc:/")); }
@@ -73,6 +100,7 @@ private:
     Pasteboard m_pasteboard;
     Folder m_folder;
     Program m_program;
+    Touchpad m_touchpad;
 };
 
 QUICK_TEST_MAIN_WITH_SETUP(views, Setup)

@@ -29,7 +29,9 @@ Item {
                 .map(item => item.text);
         }
 
+        // Two quick presses are one.
         function ask(kind) {
+            wait(Application.styleHints.mouseDoubleClickInterval + 50);
             ContentView.activeAlert = kind;
             ContentView.showAlert = true;
         }
@@ -70,6 +72,17 @@ Item {
             }
         }
 
+        function test_the_button_of_the_next_alert_has_the_keyboard() {
+            Alerts.present("First", "One", "OK");
+            ask(ContentView.ActiveAlert.replaceFile);
+            shown();
+            keyClick(Qt.Key_Backtab);
+            compare(root.Window.activeFocusItem.text, "Replace");
+            keyClick(Qt.Key_Return);
+            compare(shown(), ["First", "One", "OK"]);
+            compare(root.Window.activeFocusItem.text, "OK");
+        }
+
         // As long as they get: six files with long names.
         function test_a_list_of_files_fits_the_smallest_window() {
             Alerts.present("Files Not Attached", `${"W".repeat(60)}: Pipes and devices cannot be attached\n`.repeat(6)
@@ -107,8 +120,11 @@ Item {
             compare(shown(), ["First", "One", "OK"]);
             tryCompare(announcements, "length", 1);
             compare(announcements, ["One"]);
-            keyClick(Qt.Key_Escape);
+            keyClick(Qt.Key_Return);
             compare(shown(), ["Second", "Two", "Fine"]);
+            keyClick(Qt.Key_Return);
+            compare(shown(), ["Second", "Two", "Fine"], "the second of two quick presses");
+            wait(Application.styleHints.mouseDoubleClickInterval + 50);
             keyClick(Qt.Key_Space);
             tryVerify(() => !alert.visible);
         }

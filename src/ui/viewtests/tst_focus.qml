@@ -35,6 +35,12 @@ Item {
             return window.activeFocusItem?.Accessible.name;
         }
 
+        // Two quick presses are one.
+        function answer() {
+            wait(Application.styleHints.mouseDoubleClickInterval + 50);
+            keyClick(Qt.Key_Return);
+        }
+
         function controls() {
             return drawn(stage).filter(item => item.activeFocusOnTab && item.enabled);
         }
@@ -152,7 +158,7 @@ Item {
                 step();
                 tryVerify(() => focused() === "OK", 500, then);
             }
-            keyClick(Qt.Key_Return);
+            answer();
             tryVerify(() => focused() === "Close");
         }
 
@@ -163,7 +169,7 @@ Item {
                                                    [view.emailLabel, () => {}, view.emailLabel]]) {
                 const covers = [[() => view.isFilePanelVisible = true, () => view.isFilePanelVisible = false],
                                 [() => view.showAlert = true, () => view.showAlert = false],
-                                [() => Alerts.present("One", "Two", "OK"), () => keyClick(Qt.Key_Return)]];
+                                [() => Alerts.present("One", "Two", "OK"), () => answer()]];
                 if (name !== "Copy ID")
                     covers.push([() => keyClick(Qt.Key_Menu), () => keyClick(Qt.Key_Escape)]);
                 for (const [cover, uncover] of covers) {

@@ -177,14 +177,32 @@ Item {
             verify(description().contentY < before[1]);
             mouseWheel(description(), 50, 40, 0, -60000);
             compare(description().contentY, description().extent - description().height);
+            Touchpad.scroll(description(), 7);
+            compare(description().contentY, description().extent - description().height - 7);
             keyClick(Qt.Key_Home, Qt.ControlModifier);
             compare(description().contentY, 0);
         }
 
+        function test_a_paste_replaces_what_is_selected_in_one_step() {
+            showForm();
+            type("first");
+            Pasteboard.setText("second");
+            shortest = 99;
+            keyClick(Qt.Key_A, Qt.ControlModifier);
+            keyClick(Qt.Key_V, Qt.ControlModifier);
+            compare([view.feedbackText, description().cursorPosition, shortest], ["second", 6, 6]);
+            keyClick(Qt.Key_Z, Qt.ControlModifier);
+            compare(view.feedbackText, "first");
+        }
+
         // Of the texts that the rules have seen.
+        property int shortest: 0
         property int longest: 0
         readonly property string written: view?.feedbackText ?? ""
-        onWrittenChanged: longest = Math.max(longest, written.length)
+        onWrittenChanged: {
+            longest = Math.max(longest, written.length);
+            shortest = Math.min(shortest, written.length);
+        }
 
         // However much it is, only so much gets in; and never into a text that is fixed.
         function test_a_huge_text_is_cut_before_it_is_pasted() {
@@ -200,7 +218,7 @@ Item {
             Pasteboard.setText("x" + "\u0301".repeat(2500000));
             keyClick(Qt.Key_A, Qt.ControlModifier);
             keyClick(Qt.Key_V, Qt.ControlModifier);
-            compare(view.feedbackText, "");
+            compare(view.feedbackText, "ab" + "x\n".repeat(999), "what cannot get in removes nothing");
             type("x");
             view.isFeedbackEmailLayoutDisabled = true;
             Pasteboard.setText("y");

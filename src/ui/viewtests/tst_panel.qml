@@ -38,12 +38,17 @@ Item {
             return drawn(panel.contentItem).filter(item => item instanceof Toggle);
         }
 
+        function scrollBar() {
+            return drawn(panel.contentItem).find(item => item instanceof PageScrollBar);
+        }
+
         function button(caption) {
             return drawn(panel.contentItem).find(item => item instanceof Pressable && item.text.startsWith(caption));
         }
 
         function test_files_are_checked_by_keys() {
             compare(rows().map(row => row.text), ["Y/", "z/", "A.pdf", "b.PNG", "c d%.docx", "E.jpg"]);
+            compare(rows().map(row => row.Accessible.role === Accessible.Button), [true, true, false, false, false, false]);
             verify(!button("Attach").enabled);
             keyClick(Qt.Key_Down);
             // A folder has no box to show that it has the keyboard.
@@ -62,6 +67,20 @@ Item {
             compare(panel.picked, [here + "/A.pdf", here + "/b.PNG"]);
             keyClick(Qt.Key_Escape);
             verify(!ContentView.isFilePickerPresented);
+        }
+
+        function test_a_long_list_scrolls() {
+            verify(!scrollBar());
+            panel.folder.open(Folder.make(Array.from({ length: 60 }, (_, number) => `${100 + number}.png`)));
+            tryVerify(() => scrollBar());
+            mouseWheel(rows()[2], 9, 9, 0, -120);
+            verify(scrollBar().position > 0);
+            Touchpad.scroll(rows()[2], -6000);
+            tryVerify(() => rows().pop().text === "159.png");
+            mousePress(scrollBar(), 6, scrollBar().height - 9);
+            mouseMove(scrollBar(), 6, 0);
+            mouseRelease(scrollBar(), 6, 0);
+            tryVerify(() => rows()[0].text === "100.png");
         }
 
         function test_folders_are_opened_by_the_pointer() {
