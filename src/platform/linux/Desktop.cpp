@@ -88,7 +88,8 @@ ColorScheme schemeOfPalette() {
 using Pattern = std::pair<uint, QString>;
 using Filter = std::pair<QString, QList<Pattern>>;
 
-// Portals tell capital letters from small ones.
+// Portals tell capital letters from small ones. In the bus's own form already: it is Qt's thread for the bus
+// that may destroy the call, and it should need no code of ours for that.
 QVariant filterOf(const QString &kind, const QStringList &extensions) {
     qDBusRegisterMetaType<Pattern>();
     qDBusRegisterMetaType<QList<Pattern>>();
@@ -101,7 +102,9 @@ QVariant filterOf(const QString &kind, const QStringList &extensions) {
             glob += u'[' + letter.toLower() + letter.toUpper() + u']';
         patterns.emplaceBack(0, glob);
     }
-    return QVariant::fromValue(QList<Filter>{{kind, patterns}});
+    QDBusArgument filters;
+    filters << QList<Filter>{{kind, patterns}};
+    return QVariant::fromValue(filters);
 }
 
 // The window that the panel belongs to, as portals name it.
