@@ -1,7 +1,7 @@
 #include "discovery/RunState.h"
 #include "test_support/WindowFixture.h"
 
-#include <chrono>
+#include <ctime>
 
 namespace {
 
@@ -86,11 +86,12 @@ TEST_F(FeedbackFormTest, EachBoxKeepsItsFirstCharacters) {
 }
 
 TEST_F(FeedbackFormTest, AHugePastedTextIsCutAtOnce) {
-    const auto start = std::chrono::steady_clock::now();
+    // The processor's time: the machine may have other work.
+    const std::clock_t start = std::clock();
     EXPECT_EQ(described(QString(4'000'000, u'\t'), Field::email), QString());
     EXPECT_EQ(addressed(QString(4'000'000, u'\n')), QString());
     EXPECT_EQ(addressed(QString(4'000'000, u'x')), QString(40, u'x'));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    EXPECT_LT(std::clock() - start, 10 * CLOCKS_PER_SEC);
 }
 
 TEST_F(FeedbackFormTest, AfterTheFirstShareADescriptionHasNoEffectOnTheButton) {

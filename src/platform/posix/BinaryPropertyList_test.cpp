@@ -3,7 +3,7 @@
 
 #include <QList>
 #include <QtEndian>
-#include <chrono>
+#include <ctime>
 #include <gtest/gtest.h>
 
 namespace {
@@ -223,7 +223,8 @@ TEST(BinaryPropertyListTest, BoundsDepthNumberListsThatHoldThemselvesAndWhatShar
     for (quint64 level = 1; level <= 128; ++level)
         deep << arrayOf({level});
     deep << arrayOf({});
-    const auto start = std::chrono::steady_clock::now();
+    // The processor's time: the machine may have other work.
+    const std::clock_t start = std::clock();
     for (const QList<QByteArray> &objects : {laughs,
                                              deep,
                                              {dictionaryOf(QList<quint64>(100'000, 1)), asciiText("a")},
@@ -231,7 +232,7 @@ TEST(BinaryPropertyListTest, BoundsDepthNumberListsThatHoldThemselvesAndWhatShar
                                              {arrayOf({1, 1}), arrayOf({0, 0})},
                                              {dictionaryOf({0, 0})}})
         EXPECT_FALSE(PropertyList::parse(binaryList(objects)));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_LT(std::clock() - start, 5 * CLOCKS_PER_SEC);
 
     const auto shared = [](int count) {
         return PropertyList::parse(

@@ -6,8 +6,8 @@
 
 #include <QList>
 #include <QStringEncoder>
-#include <chrono>
 #include <clocale>
+#include <ctime>
 #include <gtest/gtest.h>
 #include <random>
 
@@ -211,7 +211,8 @@ TEST(XmlPropertyListTest, RefusesWhatIsNoPropertyList) {
 }
 
 TEST(XmlPropertyListTest, ReadsHostileTextsInLinearTime) {
-    const auto start = std::chrono::steady_clock::now();
+    // The processor's time: the machine may have other work.
+    const std::clock_t start = std::clock();
     const int many = 1'000'000;
     const QByteArray attributes = QByteArray(" a=''").repeated(many);
     EXPECT_FALSE(PropertyList::parse("<plist" + attributes + "><true/></plist>"));
@@ -219,7 +220,7 @@ TEST(XmlPropertyListTest, ReadsHostileTextsInLinearTime) {
     EXPECT_FALSE(PropertyList::parse(QByteArray("<!--").repeated(many)));
     for (const QByteArray text : {"&lt;", "<!---->x"})
         EXPECT_TRUE(PropertyList::parse(xmlList("<string>" + text.repeated(many) + "</string>")));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+    EXPECT_LT(std::clock() - start, 20 * CLOCKS_PER_SEC);
 }
 
 TEST(XmlPropertyListTest, WritesNothingThatItCannotHold) {
