@@ -29,26 +29,32 @@ bool isStopping() {
     return stopRequested || platform::programsAreStopped();
 }
 
-// Captures run one after the other. Never destroyed: a step that hangs may still run when the process ends.
+// Captures run one after the other, in the order in which they were asked for. Never destroyed: a step that
+// hangs may still run when the process ends.
 struct MonitoringQueue {
     std::mutex mutex;
     std::condition_variable changed;
-    bool isBusy = false;
+    unsigned turnsTaken = 0;
+    unsigned turn = 0;
 
     static MonitoringQueue &shared() {
         static MonitoringQueue &queue = *new MonitoringQueue;
         return queue;
     }
 
-    void run(const std::vector<std::function<void()>> &steps) {
+    unsigned takeTurn() {
+        const std::lock_guard lock(mutex);
+        return turnsTaken++;
+    }
+
+    void run(const std::vector<std::function<void()>> &steps, unsigned ownTurn) {
         std::unique_lock lock(mutex);
-        changed.wait(lock, [this] { return !isBusy; });
-        isBusy = true;
+        changed.wait(lock, [&] { return turn == ownTurn; });
         lock.unlock();
         for (auto step = steps.begin(); step != steps.end() && !isStopping(); ++step)
             (*step)();
         lock.lock();
-        isBusy = false;
+        ++turn;
         changed.notify_all();
     }
 };
@@ -111,7 +117,8 @@ void runTasksConcurrently(bool getInstalledApps, bool getSpinDump, bool isLumalo
 
 void runSteps(std::vector<std::function<void()>> steps, std::function<void()> completion) {
     steps.emplace_back([done = std::move(completion)] { onMainQueue(done); });
-    const auto run = [steps = std::move(steps)] { MonitoringQueue::shared().run(steps); };
+    auto &queue = MonitoringQueue::shared();
+    const auto run = [&queue, steps = std::move(steps), turn = queue.takeTurn()] { queue.run(steps, turn); };
     std::thread thread = platform::startThread("MonitoringQueue", run);
     if (thread.joinable())
         thread.detach();
@@ -150,7 +157,7 @@ bool stop() {
     stopRequested = true;
     auto &queue = MonitoringQueue::shared();
     std::unique_lock lock(queue.mutex);
-    return queue.changed.wait_for(lock, moment, [&] { return !queue.isBusy; });
+    return queue.changed.wait_for(lock, moment, [&] { return queue.turn == queue.turnsTaken; });
 }
 
 } // namespace ProcessExecution

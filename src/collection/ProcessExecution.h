@@ -26,8 +26,9 @@ inline bool isSampleMissing = false;
 void runTasksConcurrently(bool getInstalledApps, bool getSpinDump, bool isLumaloggingEnabled,
                           std::function<void()> completion);
 
-/// Runs other work on the same worker, which keeps it out of the main thread's way, and then `completion` on
-/// the main queue. The end of the program skips it or waits for it like a capture. Main thread.
+/// Runs other work on the same worker, which keeps it out of the main thread's way, after all that it was
+/// given before, and then `completion` on the main queue. The end of the program skips it or waits for it
+/// like a capture. Main thread.
 void runSteps(std::vector<std::function<void()>> steps, std::function<void()> completion);
 
 /// Samples the product's process into "spinReport.txt", with an administrator's rights. What went wrong, if
