@@ -49,7 +49,11 @@ void WindowTest::expectInOwnProcess(const std::function<bool()> &isGood) {
     const auto run = [&] {
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
         registerViews();
-        std::_Exit(isGood() ? 0 : 1);
+        const int status = isGood() ? 0 : 1;
+        // It has a home of its own, and this is its end.
+        std::error_code error;
+        fs::remove_all(home.path(), error);
+        std::_Exit(status);
     };
     EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }

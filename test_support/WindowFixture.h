@@ -31,7 +31,7 @@ protected:
 
     /// Expects it of a process that may show windows, and that ends at once: Qt Quick keeps its textures to
     /// the end of the process, which counts as a leak.
-    static void expectInOwnProcess(const std::function<bool()> &isGood);
+    void expectInOwnProcess(const std::function<bool()> &isGood);
 };
 
 /// The changes of an object's fields, as "field = value", and the lines of the log, in their order.
