@@ -98,9 +98,9 @@ void reportTrouble(const char *failure, const std::error_code &error) {
 
 void LogFile::setPath(const fs::path &path, const QStringList &homes) {
     const std::lock_guard lock(m_mutex);
+    continueAt(path);
     const std::lock_guard waitingLock(m_waitingMutex);
     m_homes = homes;
-    continueAt(path);
 }
 
 QStringList LogFile::homes() const {
@@ -116,7 +116,7 @@ std::optional<fs::path> LogFile::path() const {
 void LogFile::spareThisThread() {
     const auto writeOn = [this] {
         for (std::unique_lock lock(m_waitingMutex);; lock.lock()) {
-            m_changed.wait(lock, [this] { return !m_waiting.isEmpty(); });
+            m_changed.wait(lock, [this] { return !m_waiting.empty(); });
             lock.unlock();
             writeWaiting();
         }
@@ -128,9 +128,10 @@ void LogFile::spareThisThread() {
 }
 
 void LogFile::append(const QByteArray &line) {
+    std::list<QByteArray> lines = {line};
     {
         const std::lock_guard lock(m_waitingMutex);
-        m_waiting += line;
+        m_waiting.splice(m_waiting.end(), lines);
     }
     if (std::this_thread::get_id() == m_spared)
         m_changed.notify_all();
@@ -141,9 +142,12 @@ void LogFile::append(const QByteArray &line) {
 void LogFile::writeWaiting() {
     const std::lock_guard lock(m_mutex);
     std::unique_lock waitingLock(m_waitingMutex);
-    const QByteArray lines = std::exchange(m_waiting, {});
+    const auto waiting = std::exchange(m_waiting, {});
     m_isWriting = true;
     waitingLock.unlock();
+    QByteArray lines;
+    for (const QByteArray &line : waiting)
+        lines += line;
     std::error_code error;
     if (!lines.isEmpty() && m_path)
         error = write(lines);
@@ -155,10 +159,8 @@ void LogFile::writeWaiting() {
 }
 
 void LogFile::waitUntilWritten(std::chrono::milliseconds limit) {
-    // A fatal end for want of memory comes in the middle of a line.
-    std::unique_lock lock(m_waitingMutex, std::try_to_lock);
-    if (lock)
-        m_changed.wait_for(lock, limit, [this] { return m_waiting.isEmpty() && !m_isWriting; });
+    std::unique_lock lock(m_waitingMutex);
+    m_changed.wait_for(lock, limit, [this] { return m_waiting.empty() && !m_isWriting; });
 }
 
 std::error_code LogFile::moveTo(const fs::path &path) {

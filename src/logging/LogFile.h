@@ -11,6 +11,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
+#include <list>
 #include <mutex>
 #include <optional>
 #include <sys/stat.h>
@@ -60,10 +61,11 @@ private:
     // Whether the last line ends in the middle, because the disk was full.
     bool m_isLineOpen = false;
 
-    // Of the rest; taken after the other one.
+    // Of the rest; taken after the other one. Whoever holds it needs no memory: a fatal end for want of that
+    // takes it, too.
     mutable std::mutex m_waitingMutex;
     std::condition_variable m_changed;
-    QByteArray m_waiting;
+    std::list<QByteArray> m_waiting;
     bool m_isWriting = false;
     QStringList m_homes;
     std::atomic<std::thread::id> m_spared;

@@ -1,5 +1,6 @@
 #include "logging/Logging.h"
 
+#include "logging/LogFile.h"
 #include "platform/System.h"
 #include "platform/posix/Fatal.h"
 #include "platform/posix/FileDescriptor.h"
@@ -11,6 +12,7 @@
 #include "test_support/StandIns.h"
 
 #include <QDateTime>
+#include <atomic>
 #include <ctime>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -179,6 +181,25 @@ TEST_F(LoggerTest, AFatalEndWaitsForTheLinesOfASparedThreadButNotForADiskThatDoe
     EXPECT_EQ(logLines(first), QStringList(QStringLiteral("INFO: last")));
     disk.stopAnswering();
     EXPECT_EQ(endsFatally(), 1);
+}
+
+TEST_F(LoggerTest, TheEndWaitsForTheLinesOfASparedThreadAlthoughOthersUseTheLog) {
+    // The thread that writes its lines never ends.
+    auto &log = *new LogFile;
+    log.setPath(first, {});
+    log.spareThisThread();
+    std::atomic<bool> isOver = false;
+    std::thread other([&] {
+        while (!isOver)
+            (void)log.homes();
+    });
+    for (int i = 1; i <= 200; ++i) {
+        log.append("line\n");
+        log.waitUntilWritten(std::chrono::minutes(1));
+        EXPECT_EQ(readFile(first).count('\n'), i);
+    }
+    isOver = true;
+    other.join();
 }
 
 TEST_F(LoggerTest, SaysWhyALineOrAFolderIsLostAndGoesOn) {
