@@ -114,7 +114,7 @@ private:
     // All are looked at first: once a thread has stopped, nothing keeps it waiting.
     void sampleAll() {
         ++m_result.rounds;
-        m_stacks.giveTime();
+        m_stacks.giveTime(m_limits.stop);
         std::vector<pid_t> toStop;
         for (auto &[thread, record] : m_result.threads) {
             if (!record.hasEnded() && needsStop(record))

@@ -13,6 +13,8 @@ namespace spindump {
 /// Bounds on what a target can make the sampler use, and for how long.
 struct Limits {
     std::chrono::milliseconds duration{10'000};
+    /// For reading stacks at once, while their threads are stopped.
+    std::chrono::milliseconds stop{250};
     /// For finding names and source lines, after that.
     std::chrono::seconds reading{90};
     /// Without any progress while the target is held, before all is given up.

@@ -93,6 +93,10 @@ TEST(Sampling, ReadsDeepRecursionUpToALimit) {
     EXPECT_GT(samplesOf(report, "  (outer calls are not shown: nested too deep"), 0) << report;
     EXPECT_GT(samplesOf(report, "sample::sleepForever()"), 0) << report;
     EXPECT_EQ(samplesOf(report, "  main  "), 0) << report;
+    report = reportOf(target, {.stopMilliseconds = 0});
+    EXPECT_GT(samplesOf(report, "  (outer calls are not shown: nested too deep or read too slowly)"), 0)
+        << report;
+    EXPECT_EQ(samplesOf(report, "  main  "), 0) << report;
 }
 
 TEST(Sampling, ReadsAStrippedProgram) {

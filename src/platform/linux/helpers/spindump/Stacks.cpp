@@ -189,8 +189,7 @@ int Stacks::takeFrame(Dwfl_Frame *frame, void *argument) {
     return DWARF_CB_ABORT;
 }
 
-void Stacks::giveTime() {
-    constexpr Clock::duration most = std::chrono::milliseconds(250);
+void Stacks::giveTime(Clock::duration most) {
     const auto now = Clock::now();
     m_timeLeft = std::min(most, m_timeLeft + (now - m_timeGiven) / 2);
     m_timeGiven = now;

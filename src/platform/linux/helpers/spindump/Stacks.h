@@ -28,9 +28,9 @@ public:
     Stacks(const Stacks &) = delete;
     Stacks &operator=(const Stacks &) = delete;
 
-    /// Gives time for reading stacks, half of what has passed since the last call, and no more than a quarter
-    /// of a second to spend at once: threads are stopped meanwhile.
-    void giveTime();
+    /// Gives time for reading stacks, half of what has passed since the last call, and no more than `most` to
+    /// spend at once: threads are stopped meanwhile.
+    void giveTime(Clock::duration most);
     /// The calls in a thread that is stopped by this process; none when they cannot be read. Calls beyond the
     /// limit or the time are left out, the outermost first, which the chain's last entry says.
     CallChain read(pid_t thread);

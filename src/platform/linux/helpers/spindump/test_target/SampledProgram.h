@@ -44,6 +44,8 @@ private:
 
 struct SamplerOptions {
     int milliseconds = 600;
+    /// Far more than the sampler gives, so that a busy machine does not cut a stack.
+    int stopMilliseconds = 60'000;
     int frames = 16'384;
     int readingSeconds = 60;
     int stallSeconds = 60;
@@ -58,9 +60,9 @@ struct Sampler : ProgramRun {
     Sampler(pid_t target, const fs::path &report, const SamplerOptions &options = {})
         : ProgramRun(
               {.program = SPINDUMP_QUICK,
-               .arguments = {std::to_string(options.milliseconds), std::to_string(options.frames),
-                             std::to_string(options.readingSeconds), std::to_string(options.stallSeconds),
-                             std::to_string(target), "-file", report},
+               .arguments = {std::to_string(options.milliseconds), std::to_string(options.stopMilliseconds),
+                             std::to_string(options.frames), std::to_string(options.readingSeconds),
+                             std::to_string(options.stallSeconds), std::to_string(target), "-file", report},
                .variables = {{"PKEXEC_UID", options.askingUser}},
                .user = options.user,
                .beforeStart = options.beforeStart}) {}
