@@ -14,8 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
-
 bool isRegular(const struct stat &status, std::error_code &error) {
     if (!S_ISREG(status.st_mode))
         error = std::make_error_code(S_ISDIR(status.st_mode) ? std::errc::is_a_directory
@@ -178,7 +176,8 @@ bool copyRegularFile(int fromFolder, const fs::path &source, int toFolder, const
     if (!from)
         return false;
     const FileDescriptor to(::openat(toFolder, destination.c_str(),
-                                     O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, ownerOnly));
+                                     O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                                     S_IRUSR | S_IWUSR));
     if (!to) {
         error = systemError();
         return false;
