@@ -17,9 +17,9 @@ using Timeout = test_support::LoggedTest;
 
 TEST_F(Timeout, LeavesATaskAloneThatReturnsInTime) {
     std::thread::id runner;
-    TimeoutManager::shared().runWithTimeout(0.3s, [&] { runner = std::this_thread::get_id(); });
+    TimeoutManager::shared().runWithTimeout(1s, [&] { runner = std::this_thread::get_id(); });
     EXPECT_EQ(runner, std::this_thread::get_id());
-    std::this_thread::sleep_for(500ms);
+    std::this_thread::sleep_for(1300ms);
     const auto begin = std::chrono::steady_clock::now();
     TimeoutManager::shared().runWithTimeout(300s, [] {});
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
@@ -50,8 +50,8 @@ TEST_F(Timeout, EndsTheProcessAlsoWhereNoThreadCanBeHad) {
     const auto statusAfter = [&](std::chrono::milliseconds work) {
         return test_support::statusInChild([&] {
             test_support::enterNoThreads();
-            TimeoutManager::shared().runWithTimeout(0.5s, [=] { std::this_thread::sleep_for(work); });
-            std::this_thread::sleep_for(1s);
+            TimeoutManager::shared().runWithTimeout(1s, [=] { std::this_thread::sleep_for(work); });
+            std::this_thread::sleep_for(1300ms);
             return 7;
         });
     };

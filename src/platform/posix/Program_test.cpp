@@ -207,7 +207,7 @@ TEST_F(RunProgram, DiesWhenTheProcessThatRunsItIsKilledOrEndedByAnotherThread) {
 
 TEST_F(RunProgram, KillsAProgramThatOutlastsItsTimeLimitOrIsCancelledAndNoOther) {
     Program program = shell("echo said >&2; echo $$ > out; exec sleep 100");
-    program.timeLimit = std::chrono::milliseconds(300);
+    program.timeLimit = std::chrono::seconds(1);
     const auto before = Clock::now();
     const auto outcome = outcomeOf(program);
     EXPECT_GE(Clock::now() - before, *program.timeLimit);
